@@ -1,0 +1,4 @@
+// Entry of the program Qelprfarc.
+#include "archiver/Qelprfarc.h"
+
+int main(int argc, char** argv) { return RunArchiver(argc, argv); }

@@ -1,0 +1,16 @@
+// Pruning of performance monitor logs ("-auto2").
+#pragma once
+
+#include <cstdint>
+
+// Deletes PML files by the numbers of the command line, or, on an embedded system volume, down to
+// the volume's capacity, and then takes over the staged ones. Failures are only traced.
+void PrunePmlFiles();
+
+// Size limit in bytes of an embedded volume of `capacity` megabytes, split as the pruning routine
+// takes it. The smallest volumes keep a reserve.
+struct SizeLimit {
+  uint32_t high;
+  uint32_t low;
+};
+SizeLimit EmbeddedLimit(int32_t capacity);

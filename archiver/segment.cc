@@ -1,0 +1,163 @@
+// The configuration segment. The daemon's data is checked like a file: nothing is read beyond the
+// segment's size, and a text must end within its field.
+#include "archiver/segment.h"
+
+#include <sys/ipc.h>
+#include <sys/shm.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <initializer_list>
+#include <iterator>
+
+#include "archiver/messages.h"
+#include "archiver/runinfo.h"
+
+void* shmptr = nullptr;
+size_t shmsize = 0;
+
+namespace {
+
+constexpr uint32_t kDetShmat = 0x03010004;
+constexpr uint32_t kDetShmdt = 0x03010005;
+constexpr uint32_t kDetShmdtAtEnd = 0x03010006;
+constexpr uint32_t kDetConfiguration = 0x0301000A;
+constexpr uint32_t kDetUserMode = 0x0301000B;
+
+// Offsets of the fields from the start of the segment.
+constexpr size_t kRootDirectory = 240;
+constexpr size_t kArchiveDirectory = 6304;
+constexpr size_t kArchivingEnabled = 6569;  // u8
+constexpr size_t kVolumeCapacity = 6572;    // i32
+constexpr size_t kRetention = 6592;         // three pairs of u16: count, unit
+constexpr size_t kCapacityOverride = 9168;  // i32
+constexpr size_t kPmlDirectory = 9184;
+
+// Retention units and the largest count of each.
+struct Unit {
+  int32_t code;
+  uint16_t maximum;
+  bool psl_only;
+};
+constexpr Unit kUnits[] = {
+    {0x10000000, 366, true},  // days
+    {0x20000000, 24, false},  // months
+    {0x40000000, 2, false},   // years
+};
+
+template <typename T>
+bool ReadField(size_t offset, T* value) {
+  if (offset > shmsize || sizeof(T) > shmsize - offset) return false;
+  memcpy(value, static_cast<const char*>(shmptr) + offset, sizeof(T));
+  return true;
+}
+
+// Copies a directory name of less than `room` characters and ends it with a separator.
+template <size_t N>
+bool ReadDirectory(size_t offset, size_t room, char (&field)[N]) {
+  if (offset > shmsize) return false;
+  if (room > shmsize - offset) room = shmsize - offset;
+  if (room > N - 1) room = N - 1;
+  const char* text = static_cast<const char*>(shmptr) + offset;
+  const size_t length = strnlen(text, room);
+  if (length == room) return false;
+  memcpy(field, text, length);
+  field[length] = '\0';
+  if (length == 0 || (field[length - 1] != '/' && field[length - 1] != '\\')) strcat(field, "/");
+  return true;
+}
+
+bool ReadArchivingSwitch() {
+  if (arcdelinfo.mode == kModeArrayUpdate || arcdelinfo.force_flg != 0) {
+    arcdelinfo.arc_flg = 1;
+    return true;
+  }
+  uint8_t enabled = 0;
+  if (!ReadField(kArchivingEnabled, &enabled) || enabled > 1) return false;
+  arcdelinfo.arc_flg = enabled;
+  return true;
+}
+
+bool ReadRetention(int retention_class) {
+  const size_t index = static_cast<size_t>(retention_class);
+  uint16_t pair[2] = {};
+  if (!ReadField(kRetention + index * sizeof pair, &pair)) return false;
+  const auto [count, unit] = pair;
+  if (count == 0) return true;
+  if (unit >= std::size(kUnits)) return false;
+  const Unit& row = kUnits[unit];
+  if (count > row.maximum || (row.psl_only && retention_class != kClassPsl)) return false;
+  arcdelinfo.savetm[index] = row.code + count;
+  arcdelinfo.savetm_flg[index] = 1;
+  return true;
+}
+
+// The volume's capacity for embedded pruning; the smallest volumes keep a reserve of their own.
+bool ReadCapacity() {
+  int32_t configured = 0;
+  int32_t override_value = 0;
+  if (!ReadField(kVolumeCapacity, &configured)) return false;
+  if (!ReadField(kCapacityOverride, &override_value)) return false;
+  if (override_value >= 1) {
+    arcdelinfo.capacity = override_value;
+  } else if (configured >= 1) {
+    arcdelinfo.capacity = configured;
+  } else {
+    return false;
+  }
+  const int32_t reserve = configured == 160 ? 20 : configured == 200 ? 30 : 0;
+  return arcdelinfo.capacity >= reserve;
+}
+
+bool Attached() { return shmptr != nullptr && shmptr != reinterpret_cast<void*>(-1); }
+
+bool RefuseConfiguration(uint32_t detail) {
+  LogMessage(115, nullptr, nullptr, 0, detail);
+  LogTaskFailed();
+  return false;
+}
+
+bool SystemCallFailed(const char* call, uint32_t detail) {
+  LogMessage(113, nullptr, call, errno, detail);
+  LogTaskFailed();
+  return false;
+}
+
+}  // namespace
+
+int GetSvrSG() {
+  if (!ReadDirectory(kArchiveDirectory, kArchivingEnabled - kArchiveDirectory, arcdelinfo.arcdir)) {
+    return -1;
+  }
+  if (!ReadDirectory(kRootDirectory, sizeof arcdelinfo.rootdir, arcdelinfo.rootdir)) return -1;
+  if (!ReadArchivingSwitch()) return -1;
+  if (arcdelinfo.mode != kModeArrayUpdate) {
+    for (const int retention_class : {kClassPsl, kClassHour, kClassDay}) {
+      if (!ReadRetention(retention_class)) return -1;
+    }
+  }
+  if (!ReadDirectory(kPmlDirectory, sizeof arcdelinfo.pmldir, arcdelinfo.pmldir)) return -1;
+  if (arcdelinfo.emb_flg == 1 && !ReadCapacity()) return -1;
+  return 0;
+}
+
+int GetUserSG() { return -1; }
+
+bool ReadConfiguration() {
+  if (arcdelinfo.mode == kModeUser) return GetUserSG() == 0 || RefuseConfiguration(kDetUserMode);
+  shmptr = shmat(arcdelinfo.shmid, nullptr, 0);
+  if (!Attached()) return SystemCallFailed("shmat", kDetShmat);
+  shmid_ds status{};
+  shmsize = shmctl(arcdelinfo.shmid, IPC_STAT, &status) == 0 ? status.shm_segsz : 0;
+  if (GetSvrSG() != 0) return RefuseConfiguration(kDetConfiguration);
+  if (shmdt(shmptr) != 0) return SystemCallFailed("shmdt", kDetShmdt);
+  shmptr = nullptr;
+  return true;
+}
+
+void DetachSegment() {
+  if (!Attached()) return;
+  if (shmdt(shmptr) != 0) SystemCallFailed("shmdt", kDetShmdtAtEnd);
+  shmptr = nullptr;
+}

@@ -1,0 +1,38 @@
+// Signal dispositions: see the header.
+#include "archiver/signals.h"
+
+#include <unistd.h>
+
+#include <csignal>
+
+#include "archiver/lock.h"
+#include "engine/finfo.h"
+
+namespace {
+
+constexpr int kIgnored[] = {
+    SIGALRM, SIGHUP, SIGINT, SIGPIPE, SIGPOLL, SIGPROF, SIGURG, SIGVTALRM,
+#ifdef SIGEMT
+    SIGEMT,
+#endif
+#ifdef SIGLOST
+    SIGLOST,
+#endif
+};
+
+}  // namespace
+
+void SetSignal() {
+  for (const int number : kIgnored) signal(number, SIG_IGN);
+  signal(SIGTERM, Catch_sig);
+}
+
+void Catch_sig(int /*number*/) {
+  if (wfd != -1) {
+    close(wfd);
+    unlink(wfpath);
+  }
+  DropLock();
+  // No flush and no exit handlers: the run may have been interrupted in the middle of them.
+  _exit(1);
+}

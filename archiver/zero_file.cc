@@ -1,0 +1,15 @@
+// CreateZeroFile: an empty archive marks a day as done, so that a day whose log is broken is not
+// archived again by every later run.
+#include "archiver/zero_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "engine/finfo.h"
+
+void CreateZeroFile() {
+  if (wfd != -1) close(wfd);
+  wfd = -1;
+  const int fd = open(wfpath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd != -1) close(fd);
+}

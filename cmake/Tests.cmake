@@ -1,0 +1,58 @@
+# The test program qelprfarc_tests, and Qelprfarc_test: the archiver with a prefix inside the build
+# tree, for tests that look at the trace file and the operation log of a whole run.
+#
+# How ctest treats a suite follows from the beginning of its name:
+#   Long...    labelled "long", left out of the sanitizer run of scripts/test;
+#   Prefix...  uses files below the test prefix, so one at a time.
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+if(TARGET Qelprfarc)
+  add_executable(Qelprfarc_test archiver/main.cc)
+  target_link_libraries(Qelprfarc_test PRIVATE qelprfarc_prefix_test qelprfarc_core)
+endif()
+file(MAKE_DIRECTORY "${test_prefix}")
+
+file(GLOB test_sources CONFIGURE_DEPENDS
+  "${CMAKE_CURRENT_SOURCE_DIR}/tests/*_test.cc"
+  "${CMAKE_CURRENT_SOURCE_DIR}/tests/support/*.cc"
+  "${CMAKE_CURRENT_SOURCE_DIR}/tests/model/*.cc")
+if(NOT test_sources)
+  message(STATUS "No tests found")
+  return()
+endif()
+
+add_executable(qelprfarc_tests ${test_sources})
+target_link_libraries(qelprfarc_tests PRIVATE qelprfarc_prefix_test qelprfarc_core
+  GTest::gmock GTest::gmock_main)
+target_compile_definitions(qelprfarc_tests PRIVATE
+  "TEST_SOURCE_DIR=\"${CMAKE_CURRENT_SOURCE_DIR}/tests\""
+  "QELPRFARC_TEST_PREFIX=\"${test_prefix}\"")
+# Programs that tests start; the tests name them by absolute path.
+foreach(pair IN ITEMS
+    "QELPRFARC_PATH:Qelprfarc" "QELPRFARC_TEST_PATH:Qelprfarc_test" "PSLTOOL_PATH:psltool")
+  string(REPLACE ":" ";" pair "${pair}")
+  list(GET pair 0 definition)
+  list(GET pair 1 program)
+  if(TARGET ${program})
+    target_compile_definitions(qelprfarc_tests PRIVATE
+      "${definition}=\"$<TARGET_FILE:${program}>\"")
+    add_dependencies(qelprfarc_tests ${program})
+  else()
+    target_compile_definitions(qelprfarc_tests PRIVATE "${definition}=\"\"")
+  endif()
+endforeach()
+
+# PRE_TEST: each test becomes a ctest test of its own when ctest starts, so "ctest -j" spreads them.
+set(discovery DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120)
+set(long_suites "Long*:*/Long*")
+set(prefix_suites "Prefix*:*/Prefix*")
+gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST ordinary_tests
+  TEST_FILTER "-${long_suites}:${prefix_suites}"
+  PROPERTIES TIMEOUT 300)
+gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST long_tests
+  TEST_FILTER "${long_suites}"
+  PROPERTIES TIMEOUT 600 LABELS long)
+gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST prefix_tests
+  TEST_FILTER "${prefix_suites}"
+  PROPERTIES TIMEOUT 300 RESOURCE_LOCK test_prefix)

@@ -1,0 +1,29 @@
+// The dispatch row of the record stream: which handlers serve a format revision. The stream and the
+// driver know the revision code only through this table (revisions/families.cc fills it).
+#pragma once
+
+#include <cstdint>
+
+struct Dispatch {
+  uint8_t from, to;          // revisions, inclusive; the rows cover 0x00 to 0xFF without a gap
+  bool rereads_header;       // the handlers start at the record's first byte, not behind its header
+  void (*read_structure)();
+  void (*read_statistics)();
+  void (*flush_before_ldm)();
+  void (*flush_at_end)();
+};
+
+// The row of a revision.
+const Dispatch& DispatchOf(uint8_t revision);
+
+// Makes the copy-pair and cabinet blocks due again after an "LDM" record.
+void MarkPairsDue();
+
+// Zeroes the counts of the kinds that have no list, as a new output starts without them.
+void ForgetItemCounts();
+
+// Clears all slots of the period in progress (an abandoned input).
+void ClearPeriod();
+
+// Frees resource tables, slot arrays, item blocks and work buffers.
+void FreeResources();

@@ -1,0 +1,201 @@
+// File header record: see the header. Offsets and masks come from engine/layout.h.
+#include "engine/header.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "archiver/messages.h"
+#include "archiver/runinfo.h"
+#include "engine/byteorder.h"
+#include "engine/finfo.h"
+#include "engine/layout.h"
+#include "engine/pmoncommon.h"
+#include "platform/QelCM.h"
+#include "platform/process.h"
+
+namespace {
+
+using HeaderBytes = std::array<uint8_t, kLongHeader>;
+
+void TraceZone(const char* text) {
+  sgmtr_dmptbl = 0;
+  fn_I_trace(text, 1, &sgmtr_dmptbl, "QelprfarcMain", __LINE__, 0);
+}
+
+void EnterUtc() {
+  const char* tz = std::getenv("TZ");
+  finfo.tz_was_set = tz != nullptr;
+  std::snprintf(finfo.saved_tz, sizeof finfo.saved_tz, "%s", tz != nullptr ? tz : "");
+  ::setenv("TZ", "UTC", 1);
+  finfo.utc_in_force = true;
+  ::tzset();
+}
+
+void LeaveUtc() {
+  if (finfo.tz_was_set) {
+    ::setenv("TZ", finfo.saved_tz, 1);
+  } else {
+    ::unsetenv("TZ");
+  }
+  finfo.utc_in_force = false;
+  ::tzset();
+}
+
+// Bytes that the open input holds from its current position on.
+int64_t BytesLeft() {
+  const off_t here = ::lseek(rfd, 0, SEEK_CUR);
+  const off_t end = ::lseek(rfd, 0, SEEK_END);
+  ::lseek(rfd, here, SEEK_SET);
+  return end - here;
+}
+
+bool TagIs(const uint8_t* header, const char* tag) { return std::memcmp(header, tag, 3) == 0; }
+
+ItemMasks& MasksOf(Kind kind) {
+  return kind == kReservedItems ? finfo.reserved_items : finfo.items[kind];
+}
+
+// Masks of kinds that the revision lacks keep what an earlier input gave them.
+void SetMasks(const RevisionLayout& layout, const uint8_t* header) {
+  for (size_t i = 0; i < layout.bitmap_count; ++i) {
+    const BitmapRow& row = layout.bitmaps[i];
+    ItemMasks& masks = MasksOf(row.kind);
+    masks.in_mask = Load32(header + row.at);
+    masks.in_count = static_cast<uint32_t>(CountBit(masks.in_mask));
+    masks.out_mask = row.full;
+    masks.out_count = static_cast<uint32_t>(CountBit(row.full));
+  }
+}
+
+void ChooseOutputLevel() {
+  if (finfo.level != 0) return;
+  if (finfo.input_level == 'L') {
+    finfo.level = 'H';
+  } else if (finfo.input_level == 'H') {
+    finfo.level = 'D';
+  } else if ((finfo.optclass & kOptDirectory) == 0) {
+    LogMessage(108, rfname);
+    EndProcess(1);
+  }
+}
+
+void KeepHeader(const HeaderBytes& header) {
+  if (finfo.header_read == nullptr) {
+    finfo.header_read = static_cast<uint8_t*>(Malloc(kLongHeader));
+    finfo.header_written = static_cast<uint8_t*>(Malloc(kLongHeader));
+    std::memset(finfo.header_written, 0, kLongHeader);
+  }
+  std::memcpy(finfo.header_read, header.data(), kLongHeader);
+}
+
+}  // namespace
+
+void SwitchTimeZone(uint8_t revision) {
+  const bool utc = arcdelinfo.auto_flg == 0 && revision >= kFirstRevision &&
+                   (revision > kLastRevision || LayoutOf(revision).row.keeps_header);
+  if (!utc) {
+    if (finfo.utc_in_force) LeaveUtc();
+    if (finfo.traced_utc) {
+      TraceZone("TZ UTC to Local");
+      finfo.traced_utc = false;
+    }
+    return;
+  }
+  if (!finfo.utc_in_force) EnterUtc();
+  if (!finfo.traced_utc) {
+    TraceZone("TZ Local to UTC");
+    finfo.traced_utc = true;
+  }
+}
+
+int PreReadHeaderRec() {
+  HeaderBytes header;
+  const int64_t left = BytesLeft();
+  if (left < static_cast<int64_t>(kRecordHeaderSize)) {
+    LogMessage(110, rfname, "read", 0, kDetRead);
+    return -1;
+  }
+  ReadExact(rfd, header.data(), kRecordHeaderSize);
+  Rev_Kind = header[kAtFlag];
+  SwitchTimeZone(Rev_Kind);
+  if (!TagIs(header.data(), "HDR")) {
+    LogMessage(101, rfname);
+    return -1;
+  }
+  if (!KnownRevision(Rev_Kind)) {
+    LogMessage(120, rfname);
+    return -1;
+  }
+  const RevisionRow& row = LayoutOf(Rev_Kind).row;
+  if (left < row.file_header) {
+    LogMessage(110, rfname, "read", 0, kDetRead);
+    return -1;
+  }
+  ReadExact(rfd, header.data() + kRecordHeaderSize, row.file_header - kRecordHeaderSize);
+  if (header[kAtLevel] != 'D' || (finfo.optclass & kOptDirectory) != 0) return 0;
+  if (row.keeps_header && arcdelinfo.noperiod_flg != 0) return -2;
+  LogMessage(108, rfname);
+  return -1;
+}
+
+void ReadHeaderRec() {
+  HeaderBytes header = {};
+  ReadExact(rfd, header.data(), kRecordHeaderSize);
+  Rev_Kind = header[kAtFlag];
+  SwitchTimeZone(Rev_Kind);
+  // The header check has judged tag and revision already; a file that changed since ends here.
+  if (!TagIs(header.data(), "HDR") || !KnownRevision(Rev_Kind)) {
+    LogMessage(101, rfname);
+    EndProcess(1);
+  }
+  finfo.previous_time = finfo.record_time;
+  finfo.previous_length = finfo.record_length;
+  finfo.revision = Rev_Kind;
+  finfo.record_time = Load32(header.data() + kAtTime);
+  finfo.record_length = Load32(header.data() + kAtLength);
+  finfo.header_time = finfo.record_time;
+
+  const RevisionLayout& layout = LayoutOf(Rev_Kind);
+  ReadExact(rfd, header.data() + kRecordHeaderSize, layout.row.file_header - kRecordHeaderSize);
+  finfo.layout = &layout;
+  finfo.input_level = static_cast<char>(header[kAtLevel]);
+  finfo.second_level = header[kAtSecondLevel];
+  finfo.configuration = Load32(header.data() + kAtConfiguration);
+  SetMasks(layout, header.data());
+  if (layout.row.keeps_header) KeepHeader(header);
+  ChooseOutputLevel();
+}
+
+void WriteHeaderRec() {
+  HeaderBytes header = {};
+  const RevisionLayout& layout = *finfo.layout;
+  Rev_Kind = finfo.revision;
+  SwitchTimeZone(Rev_Kind);
+  if (layout.row.keeps_header) {
+    std::memcpy(header.data(), finfo.header_read, kLongHeader);
+    std::memcpy(finfo.header_written, finfo.header_read, kLongHeader);
+  } else {
+    std::memcpy(header.data() + kAtTag, "HDR", 3);
+    header[kAtFlag] = Rev_Kind;
+    Store32(header.data() + kAtTime, static_cast<uint32_t>(finfo.record_time));
+    Store32(header.data() + kAtLength, layout.row.file_header);
+    header[kAtSecondLevel] = finfo.second_level;
+  }
+  header[kAtLevel] = static_cast<uint8_t>(finfo.level);
+  Store32(header.data() + kAtConfiguration, finfo.configuration);
+  for (size_t i = 0; i < layout.bitmap_count; ++i) {
+    const BitmapRow& row = layout.bitmaps[i];
+    Store32(header.data() + row.at, MasksOf(row.kind).out_mask);
+  }
+  WriteRecord(header.data(), layout.row.file_header);
+}
+
+HeaderDate DateOf(const uint8_t* header) {
+  return {header[kAtYear], header[kAtMonth], header[kAtDay]};
+}

@@ -1,0 +1,118 @@
+// Opening and checking inputs: see the header.
+#include "engine/input.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "archiver/messages.h"
+#include "archiver/runinfo.h"
+#include "engine/finfo.h"
+#include "engine/header.h"
+#include "engine/outname.h"
+#include "engine/period.h"
+#include "engine/pmoncommon.h"
+#include "platform/process.h"
+
+namespace {
+
+constexpr unsigned kDetFirstOpen = 0x03020001;
+constexpr size_t kMaxArchiveDirectory = 247;
+
+std::vector<std::pair<dev_t, ino_t>> input_files;
+std::vector<std::string> unopened;  // automatic runs
+
+bool SameMonthAndArray(const char* left, const char* right) {
+  constexpr size_t kMonthDigits = 6;
+  char left_array[256];
+  char right_array[256];
+  if (!ArrayNameOf(left, left_array, sizeof left_array)) return false;
+  if (!ArrayNameOf(right, right_array, sizeof right_array)) return false;
+  return std::strcmp(left_array, right_array) == 0 &&
+         std::strncmp(left, right, kMonthDigits) == 0;
+}
+
+}  // namespace
+
+std::string InputPath(const char* name) {
+  if ((finfo.optclass & kOptDirectory) == 0) return name;
+  if (arcdelinfo.auto_flg != 0) {
+    return std::string(arcdelinfo.arcdir).substr(0, kMaxArchiveDirectory) +
+           (std::strstr(name, ".psa") != nullptr ? "archive/" : "") + name;
+  }
+  return std::string(finfo.path != nullptr ? finfo.path : "") + name;
+}
+
+bool OpenInput(const char* name, unsigned detail) {
+  rfname = name;
+  const std::string path = InputPath(name);
+  rfd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (rfd >= 0) return true;
+  LogMessage(102, path.c_str(), "fopen", errno, detail);
+  if (arcdelinfo.auto_flg == 0) EndProcess(1);
+  arcdel_errflg |= 1;
+  unopened.emplace_back(name);
+  return false;
+}
+
+void CloseInput() {
+  ::close(rfd);
+  rfd = -1;
+}
+
+void CheckInputs() {
+  const bool automatic = arcdelinfo.auto_flg != 0;
+  std::vector<char*> accepted;
+  for (int32_t i = 0; i < Ntarget; ++i) {
+    if (!OpenInput(TargetList[i], kDetFirstOpen)) continue;
+    struct stat status = {};
+    if (::fstat(rfd, &status) == 0) input_files.emplace_back(status.st_dev, status.st_ino);
+    const int verdict = PreReadHeaderRec();
+    CloseInput();
+    if (verdict == -1) {
+      if (!automatic) EndProcess(1);
+      arcdel_errflg |= 1;
+    } else if (verdict == -2) {
+      TargetList[i] = nullptr;
+    } else {
+      accepted.push_back(TargetList[i]);
+    }
+  }
+  if (!automatic) return;
+  std::free(static_cast<void*>(TargetList));
+  TargetList = nullptr;
+  Ntarget = static_cast<int32_t>(accepted.size());
+  if (accepted.empty()) return;
+  TargetList = static_cast<char**>(Malloc(accepted.size() * sizeof(char*)));
+  std::memcpy(static_cast<void*>(TargetList), accepted.data(), accepted.size() * sizeof(char*));
+}
+
+bool IsInputFile(const char* path) {
+  struct stat status = {};
+  if (::stat(path, &status) != 0) return false;
+  for (const auto& [device, inode] : input_files) {
+    if (device == status.st_dev && inode == status.st_ino) return true;
+  }
+  return false;
+}
+
+bool LacksInputOf(const char* name, char level) {
+  for (const std::string& missing : unopened) {
+    if (level == 'H' ? CheckSameDay(name, missing.c_str()) == 0
+                     : SameMonthAndArray(name, missing.c_str())) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void ForgetInputs() {
+  input_files.clear();
+  unopened.clear();
+}

@@ -1,0 +1,94 @@
+// Period tests between inputs. Up to revision 0x1C, and in automatic runs, record times by local time
+// decide; manual runs of newer files compare the dates that the file headers carry.
+#include "engine/period.h"
+
+#include <cstring>
+#include <ctime>
+
+#include "archiver/messages.h"
+#include "archiver/runinfo.h"
+#include "engine/broken.h"
+#include "engine/finfo.h"
+#include "engine/header.h"
+#include "engine/layout.h"
+#include "platform/QelHP2Sol.h"
+
+namespace {
+
+std::tm LocalTime(int64_t seconds) {
+  const std::time_t t = seconds;
+  std::tm broken_down = {};
+  ::localtime_r(&t, &broken_down);
+  return broken_down;
+}
+
+bool DatesFromHeaders() { return arcdelinfo.auto_flg == 0 && finfo.layout->row.keeps_header; }
+
+bool KeepsHeader(uint8_t revision) {
+  return KnownRevision(revision) && LayoutOf(revision).row.keeps_header;
+}
+
+int MonthNumber(int year, int month) { return month + 12 * year; }
+
+// The date against which the header read last is compared.
+HeaderDate PreviousDate(uint8_t previous_revision) {
+  if (KeepsHeader(previous_revision)) return DateOf(finfo.header_written);
+  const std::tm now = LocalTime(finfo.record_time);
+  return {now.tm_year, now.tm_mon, now.tm_mday};
+}
+
+int MonthsBetween(uint8_t previous_revision) {
+  if (!DatesFromHeaders()) {
+    const std::tm now = LocalTime(finfo.record_time);
+    const std::tm before = LocalTime(finfo.previous_time);
+    return MonthNumber(now.tm_year, now.tm_mon) - MonthNumber(before.tm_year, before.tm_mon);
+  }
+  const HeaderDate now = DateOf(finfo.header_read);
+  const HeaderDate before = PreviousDate(previous_revision);
+  return MonthNumber(now.year, now.month) - MonthNumber(before.year, before.month);
+}
+
+int DaysBetween(uint8_t previous_revision) {
+  if (!DatesFromHeaders()) {
+    const std::tm now = LocalTime(finfo.record_time);
+    const std::tm before = LocalTime(finfo.previous_time);
+    const int days = now.tm_yday - before.tm_yday;
+    return days < 0 && now.tm_year > before.tm_year ? 1 : days;
+  }
+  const int days = 30 * CheckNextMonth(previous_revision);
+  if (days != 0) return days;
+  return DateOf(finfo.header_read).day - PreviousDate(previous_revision).day;
+}
+
+// Length of the name up to its last "#", or failing that its last ".".
+size_t DayPrefix(const char* name) {
+  const char* end = std::strrchr(name, '#');
+  if (end == nullptr) end = std::strrchr(name, '.');
+  return end != nullptr ? static_cast<size_t>(end - name) : std::strlen(name);
+}
+
+}  // namespace
+
+int CheckSameDay(const char* name1, const char* name2) {
+  if (name1 == nullptr || name2 == nullptr) return 1;
+  const size_t length = DayPrefix(name1);
+  if (length != DayPrefix(name2)) return 1;
+  return QelSol_strncmp(name1, name2, length) == 0 ? 0 : 1;
+}
+
+int CheckNextMonth(uint8_t previous_revision) {
+  const int months = MonthsBetween(previous_revision);
+  if (months >= 0) return months;
+  BrokenRecord("the month lies before that of the output");
+  return -1;
+}
+
+int CheckNextDay(uint8_t previous_revision) {
+  const int days = DaysBetween(previous_revision);
+  if (days >= 0) return days;
+  // An automatic run goes on with this input, so it is not marked as abandoned.
+  const int32_t verdict = auto_break_flg;
+  BrokenRecord("the day lies before that of the last input");
+  auto_break_flg = verdict;
+  return -1;
+}

@@ -1,0 +1,31 @@
+// Automatic selection: retention limits, and the inputs of the hour run and the day run chosen from
+// the archive directory of the server.
+#pragma once
+
+#include <cstdint>
+
+// Takes the current time once and computes the limit of each class with a retention period.
+// Returns 0.
+int GetTimeSpan();
+
+// Computes the limit of the class `letter` ("L" PSL, "H" hour PSA, "D" day PSA) from its encoded
+// period and the class's current time.
+void GetSaveTime(int32_t encoded, char letter);
+
+// Selects the inputs of the run of level finfo.level ("H" or "D") into TargetList, Ntarget and
+// FlistBuf. Ends the process when the "archive" directory can neither be opened nor created.
+void GetTargetFile();
+
+// Level of the file `name` in the archive directory or its "archive" subdirectory: 1 for an hour
+// archive or an empty file, 2 for a day archive, 0 for any other, -1 when it does not open.
+int CheckAutoFileLevel(const char* name);
+
+// 0 when `name` has a format revision that is archived automatically, else -1.
+int CheckAutoFileVer(const char* name);
+
+// The subdirectory of the archives, ending in "/".
+const char* ArchiveSubdirectory();
+
+// Path of a file of the archive directory: names with ".psl" lie in it, all others in its "archive"
+// subdirectory. False when the path has more than 255 characters.
+bool AutoFilePath(const char* name, char (&path)[256]);

@@ -1,0 +1,28 @@
+// File lists: every file of a directory, and the inputs of a manual directory run chosen from it.
+#pragma once
+
+#include <cstddef>
+
+// Room of one listed name, its terminating zero included.
+inline constexpr size_t kNameSlot = 64;
+
+// Lists the files (everything but directories) of `directory`, which ends in "/", into Flist, Nfile
+// and FlistBuf, and allocates TargetList and the marks of the targets. Frees the lists held before.
+// A directory that cannot be read ends the process with messages 103 and 114.
+void SetFileList(const char* directory);
+
+// Frees and clears everything that SetFileList allocates.
+void FreeFileList();
+
+// Sorts Flist and selects into TargetList the files of the run's level that are dated within
+// StartTime and EndTime. Ends the process with message 107 when there is none.
+void FindTargetFile();
+
+// Sorts Flist ascending with TargetSort.
+void SortFileList();
+
+// qsort comparator of two pointers to names: byte by byte.
+int TargetSort(const void* a, const void* b);
+
+// True when the text from the last "." of `name` on is `extension` (which includes the ".").
+bool HasExtension(const char* name, const char* extension);

@@ -1,0 +1,42 @@
+// The shape of a PML file name.
+#include <cstring>
+#include <string_view>
+
+#include "pmonb/PMONBcomDeletePml.h"
+
+namespace {
+
+constexpr size_t kMinLength = 21;
+constexpr size_t kMaxLength = 52;
+constexpr size_t kDateDigits = 8;
+constexpr size_t kNumberDigits = 3;
+
+bool StartsWithDigits(std::string_view text, size_t count) {
+  if (text.size() < count) return false;
+  return text.substr(0, count).find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+// Whether a mark found at `position` (npos: none) leaves room for exactly one number before it.
+bool AbsentOrBehindNumber(size_t position) {
+  return position == std::string_view::npos || position == kNumberDigits;
+}
+
+bool HasPmlShape(std::string_view name) {
+  if (name.size() < kMinLength || name.size() > kMaxLength) return false;
+  if (!StartsWithDigits(name, kDateDigits)) return false;
+  const std::string_view array = name.substr(kDateDigits);
+  const size_t hash = array.find('#');
+  if (hash == std::string_view::npos || hash == 0) return false;
+  const std::string_view first = array.substr(hash + 1);
+  const size_t underscore = first.find('_');
+  if (underscore != kNumberDigits || !StartsWithDigits(first, kNumberDigits)) return false;
+  const std::string_view second = first.substr(underscore + 1);
+  return AbsentOrBehindNumber(second.rfind('.')) && StartsWithDigits(second, kNumberDigits);
+}
+
+}  // namespace
+
+int check_pml_filename(const char* name) {
+  if (name == nullptr) return -2;
+  return HasPmlShape(name) ? 0 : -1;
+}

@@ -1,0 +1,214 @@
+// Folding statistics entries into slots and writing slots as entries: templates over the constexpr
+// form rows, so that each form's loop is compiled for its own fields.
+#pragma once
+
+#include <cstring>
+
+#include "engine/broken.h"
+#include "engine/byteorder.h"
+#include "engine/finfo.h"
+#include "engine/layout.h"
+#include "revisions/pmonfind.h"
+#include "revisions/quadset.h"
+#include "revisions/slots.h"
+
+template <FormId kId>
+using SlotOf = Slot<kForms[kId].quadsets, kForms[kId].tracked>;
+
+// What is the same for all entries of a section.
+struct FoldContext {
+  bool first;          // first-interval flag
+  bool compute;        // the input has no extended words: extremes come from rates
+  uint8_t key_count;   // key bytes in use
+  uint8_t revision;
+};
+
+inline FoldContext ContextOf(Kind kind) {
+  return {finfo.first_interval, finfo.items[kind].in_count == 0, resource_sets[kind].key_count,
+          finfo.revision};
+}
+
+template <class Order>
+inline void LoadKey(const KeyBytes& key, const uint8_t* entry, uint8_t* bytes) {
+  if (key.number) {
+    Store16(bytes, Order::Load16(entry + key.at[0]));
+    return;
+  }
+  for (size_t i = 0; i < key.count; ++i) bytes[i] = entry[key.at[i]];
+}
+
+constexpr bool IsSet(const FlagBit& flag, const uint8_t* entry) {
+  return (entry[flag.at] & flag.bit) != 0;
+}
+
+// The ratio beside the busy ratio of cache segments, or the two bytes that stand there instead.
+template <FormId kId, class Order>
+inline void FoldSecondRatio(SlotHead& head, const uint8_t* entry, double length,
+                            const FoldContext& context) {
+  constexpr const Form& kForm = kForms[kId];
+  if constexpr (kForm.second_ratio != kNone) {
+    head.second_flags = entry[kForm.second_flags];
+    if ((head.second_flags & 0x80) != 0) {
+      std::memcpy(head.second_bytes.data(), entry + kForm.second_ratio, 2);
+    } else if (context.key_count < kForm.key.count) {
+      head.second_busy += (Order::Load16(entry + kForm.second_ratio) * length) / kRatioScale;
+    }
+  }
+}
+
+// Folds one entry whose counter groups stand at `quadsets` (elsewhere than in the entry when it is
+// compact: zeros). Returns false for a not-valid entry, which refreshes the key only.
+template <FormId kId, QuadRule kRule, class Order>
+inline bool FoldEntry(SlotOf<kId>& slot, const uint8_t* entry, const uint8_t* quadsets,
+                      const FoldContext& context) {
+  constexpr const Form& kForm = kForms[kId];
+  SlotHead& head = slot.head;
+  uint8_t key[3];
+  LoadKey<Order>(kForm.key, entry, key);
+  for (size_t i = 0; i < kForm.key.count; ++i) {
+    if (i < context.key_count) head.key[i] = key[i];
+  }
+  if constexpr (kForm.kept_always) {
+    if (context.revision >= kForm.kept_from) head.kept = IsSet(kForm.kept, entry);
+  }
+  if (entry[kForm.not_valid] != 0) return false;
+
+  const uint32_t interval = Order::Load32(entry + kAtInterval);
+  const double length = interval;
+  head.status = Order::Load32(entry + kAtStatus);
+  head.time += interval;
+  for (size_t i = 0; i < kForm.carried.size(); ++i) {
+    if (kForm.carried[i] != kNone) head.carried[i] = Order::Load32(entry + kForm.carried[i]);
+  }
+  if constexpr (kForm.counted.at != kNone) head.counted += IsSet(kForm.counted, entry) ? 1U : 0U;
+  if constexpr (kForm.sticky.at != kNone) {
+    if (IsSet(kForm.sticky, entry)) head.sticky = 1;
+  }
+  if constexpr (kForm.kept.at != kNone && !kForm.kept_always) {
+    if (context.revision >= kForm.kept_from) head.kept = IsSet(kForm.kept, entry);
+  }
+  FoldSecondRatio<kId, Order>(head, entry, length, context);
+
+  if constexpr (kForm.ratio != kNone) {
+    const double ratio = Order::Load16(entry + kForm.ratio);
+    bool present = true;
+    if constexpr (kForm.ratio_flag.at != kNone) present = IsSet(kForm.ratio_flag, entry);
+    if (present) {
+      head.busy += (ratio * length) / kRatioScale;
+      head.ratio_count += 1;
+    }
+    if (context.compute && (present || kForm.ratio_extremes_always)) {
+      TrackMaximum(slot.extremes[4 * kForm.tracked], ratio, context.first);
+      TrackMinimum(slot.extremes[4 * kForm.tracked + 1], ratio, context.first);
+    }
+  }
+
+  for (size_t i = 0; i < kForm.quadsets; ++i) {
+    double* extremes =
+        i < kForm.tracked && context.compute ? slot.extremes.data() + 4 * i : nullptr;
+    FoldQuadset<kRule, Order>(slot.quadsets[i], extremes, quadsets + i * kQuadsetSize, length,
+                              context.first);
+  }
+  return true;
+}
+
+// Merges the extended words of an entry: maxima at even, minima at odd positions of the item bits.
+// Bits that the revision's full mask lacks have their word, which is passed over.
+template <FormId kId, class Order>
+inline void MergeWords(SlotOf<kId>& slot, const uint8_t* words, const ItemMasks& masks,
+                       bool first) {
+  for (size_t position = 0; position < 32; ++position) {
+    const uint32_t bit = kCountTopBit >> position;
+    if ((masks.in_mask & bit) == 0) continue;
+    const double word = Order::Load32(words);
+    words += 4;
+    if ((masks.out_mask & bit) == 0 || position >= slot.extremes.size()) continue;
+    double& field = slot.extremes[position];
+    if (position % 2 == 0) {
+      if (first || !(field > word)) field = word;
+    } else {
+      if (first || !(word > field)) field = word;
+    }
+  }
+}
+
+template <FormId kId>
+inline bool IsIdle(const SlotOf<kId>& slot) {
+  constexpr const Form& kForm = kForms[kId];
+  if constexpr (!kForm.idles) return false;
+  if (kForm.idle_by_busy && !(slot.head.busy < 1.0)) return false;
+  for (const Accumulated& a : slot.quadsets) {
+    if (!(a.a0 < 1.0)) return false;
+  }
+  return true;
+}
+
+// Puts the entry's head: everything but counter groups.
+template <FormId kId>
+inline void PutHead(uint8_t* entry, const SlotHead& head, uint8_t key_count) {
+  constexpr const Form& kForm = kForms[kId];
+  Store32(entry + kAtStatus, head.status);
+  Store32(entry + kAtInterval, head.time);
+  const bool empty = head.time == 0;
+  if (empty) entry[kForm.not_valid] = 1;
+  for (size_t i = 0; i < kForm.carried.size(); ++i) {
+    if (kForm.carried[i] != kNone) Store32(entry + kForm.carried[i], head.carried[i]);
+  }
+  if constexpr (kForm.ratio != kNone) {
+    if (!empty) Store16(entry + kForm.ratio, RatioWord((head.busy / head.time) * kRatioScale));
+    if constexpr (kForm.ratio_flag.at != kNone) {
+      if (head.ratio_count > 0) entry[kForm.ratio_flag.at] |= kForm.ratio_flag.bit;
+    }
+  }
+  if constexpr (kForm.counted.at != kNone) {
+    if (head.counted > 0) entry[kForm.counted.at] |= kForm.counted.bit;
+  }
+  if constexpr (kForm.sticky.at != kNone) {
+    if (head.sticky != 0) entry[kForm.sticky.at] |= kForm.sticky.bit;
+  }
+  if constexpr (kForm.kept.at != kNone) {
+    if (head.kept != 0) entry[kForm.kept.at] |= kForm.kept.bit;
+  }
+  if constexpr (kForm.second_ratio != kNone) {
+    entry[kForm.second_flags] = head.second_flags;
+    if ((head.second_flags & 0x80) != 0) {
+      std::memcpy(entry + kForm.second_ratio, head.second_bytes.data(), 2);
+    } else if (!empty && key_count < kForm.key.count) {
+      Store16(entry + kForm.second_ratio,
+              static_cast<uint16_t>(ToU32((head.second_busy / head.time) * kRatioScale)));
+    }
+  }
+  for (size_t i = 0; i < kForm.key.count; ++i) {
+    if (i < key_count) entry[kForm.key.at[i]] = head.key[i];
+  }
+}
+
+// Puts the output extended words; returns the first byte behind them.
+template <FormId kId>
+inline uint8_t* PutWords(uint8_t* out, const SlotOf<kId>& slot, uint32_t mask) {
+  for (size_t position = 0; position < 32; ++position) {
+    if ((mask & (kCountTopBit >> position)) == 0) continue;
+    Store32(out, position < slot.extremes.size() ? ToU32(slot.extremes[position]) : 0);
+    out += 4;
+  }
+  return out;
+}
+
+// Puts one slot as an entry (compact when idle) with its extended words. `out` must have room for
+// the full entry. Returns the first byte behind it.
+template <FormId kId, QuadRule kRule>
+inline uint8_t* PutEntry(uint8_t* out, const SlotOf<kId>& slot, uint8_t key_count,
+                         uint32_t out_mask) {
+  constexpr const Form& kForm = kForms[kId];
+  std::memset(out, 0, kForm.size);
+  PutHead<kId>(out, slot.head, key_count);
+  if (IsIdle<kId>(slot)) {
+    out[kForm.compact] = 1;
+    return out + kForm.head;
+  }
+  for (size_t i = 0; i < kForm.quadsets; ++i) {
+    PutQuadset<kRule>(out + kForm.quadsets_at + i * kQuadsetSize, slot.quadsets[i],
+                      slot.head.time);
+  }
+  return PutWords<kId>(out + kForm.size, slot, out_mask);
+}

@@ -1,0 +1,170 @@
+// The cache section: see the header. Templates take the fields in file or host order.
+#include "revisions/cache.h"
+
+#include <cstring>
+
+#include "engine/byteorder.h"
+#include "engine/finfo.h"
+#include "engine/layout.h"
+#include "revisions/pmonfind.h"
+#include "revisions/quadset.h"
+#include "revisions/slots.h"
+
+uint32_t cache_section_count = 0;
+uint32_t cache_section_offset = 0;
+uint32_t cheseg_section_offset = 0;
+
+namespace {
+
+// Offsets of an entry; the sizes stand with the forms.
+constexpr size_t kKey = 8;
+constexpr size_t kNotValid = 9;
+constexpr size_t kFlag = 10;
+constexpr size_t kRatio1 = 16;
+constexpr size_t kMaximum1 = 18;
+constexpr size_t kRatio2 = 20;
+constexpr size_t kMaximum2 = 22;
+constexpr size_t kRate1 = 24;
+constexpr size_t kRate2 = 28;
+constexpr size_t kQuadsets = 32;
+constexpr size_t kFirstQuadsets = 4;  // of 0x1F; the others are of 0x21
+constexpr size_t kAllQuadsets = 6;
+constexpr double kRateScale = 1000000.0;
+
+// The form of the current revision's entries; null where the revision has no cache section.
+const Form* CacheForm() {
+  if (!KnownRevision(Rev_Kind)) return nullptr;
+  const RevisionLayout& layout = LayoutOf(Rev_Kind);
+  for (size_t i = 0; i < layout.section_count; ++i) {
+    if (layout.sections[i].kind == kCache) return &kForms[layout.sections[i].form];
+  }
+  return nullptr;
+}
+
+bool HasQuadsets(const Form& form) { return form.quadsets != 0; }
+bool HasSecondPart(const Form& form) { return form.more_quadsets[0] != 0; }
+
+template <class Order>
+void FoldQuadsets(CacheSlot& slot, const uint8_t* entry, size_t from, size_t to) {
+  const double length = Order::Load32(entry + kAtInterval);
+  for (size_t i = from; i < to; ++i) {
+    FoldQuadset<QuadRule::kCurrent, Order>(slot.quadsets[i], nullptr,
+                                           entry + kQuadsets + i * kQuadsetSize, length,
+                                           finfo.first_interval);
+  }
+}
+
+// The part that every revision has, and from 0x1F on the first quadsets: by key.
+template <class Order>
+void FoldByKey(const uint8_t* entry, int32_t position, bool quadsets) {
+  const int32_t index = FindIndex(kCache, entry + kKey, position);
+  if (index < 0) return;
+  CacheSlot& slot = SlotsOf<CacheSlot>(kCache)[index];
+  const uint32_t interval = Order::Load32(entry + kAtInterval);
+  slot.status = Order::Load32(entry + kAtStatus);
+  slot.time += interval;
+  if (entry[kNotValid] != 0) return;
+  slot.key = entry[kKey];
+  slot.ratio_sum1 += (Order::Load16(entry + kRatio1) * static_cast<double>(interval)) / kRatioScale;
+  const double maximum = Order::Load16(entry + kMaximum1);
+  if (slot.maximum1 < maximum) slot.maximum1 = maximum;
+  if (quadsets) FoldQuadsets<Order>(slot, entry, 0, kFirstQuadsets);
+}
+
+// What 0x21 adds: by position. The two choices agree when a record lists the caches as configured;
+// archives are made this way also when it does not.
+template <class Order>
+void FoldByPosition(const uint8_t* entry, int32_t position) {
+  if (position >= resource_sets[kCache].entries) return;
+  CacheSlot& slot = SlotsOf<CacheSlot>(kCache)[position];
+  const double length = Order::Load32(entry + kAtInterval);
+  slot.ratio_sum2 += (Order::Load16(entry + kRatio2) * length) / kRatioScale;
+  const double maximum = Order::Load16(entry + kMaximum2);
+  if (slot.maximum2 < maximum) slot.maximum2 = maximum;
+  slot.flag |= entry[kFlag];
+  slot.rate_sum1 += (length * Order::Load32(entry + kRate1)) / kRateScale;
+  slot.rate_sum2 += (length * Order::Load32(entry + kRate2)) / kRateScale;
+  FoldQuadsets<Order>(slot, entry, kFirstQuadsets, kAllQuadsets);
+}
+
+int ReadEntries(const Form& form, const uint8_t* entry) {
+  for (uint32_t i = 0; i < cache_section_count; ++i, entry += form.size) {
+    const auto position = static_cast<int32_t>(i);
+    FoldByKey<DiskOrder>(entry, position, HasQuadsets(form));
+    if (HasSecondPart(form)) FoldByPosition<DiskOrder>(entry, position);
+    if (auto_break_flg != 0) return -2;
+  }
+  return 0;
+}
+
+// The second ratio and maximum are clamped, the first are not: readers of archives know them so.
+uint16_t Clamped(double v) {
+  if (v < 0.0) v = 0.0;
+  if (v > 0.0 && v < 1.0) v = 1.0;
+  if (v > kRatioScale) v = kRatioScale;
+  return ToU16(v);
+}
+
+void PutEntry(const Form& form, uint8_t* entry, const CacheSlot& slot) {
+  std::memset(entry, 0, form.size);
+  Store32(entry + kAtStatus, slot.status);
+  Store32(entry + kAtInterval, slot.time);
+  entry[kKey] = slot.key;
+  const bool empty = slot.time == 0;
+  const double time = slot.time;
+  if (empty) entry[kNotValid] = 1;
+  if (!empty) Store16(entry + kRatio1, RatioWord((slot.ratio_sum1 / time) * kRatioScale));
+  Store16(entry + kMaximum1, ToU16(slot.maximum1));
+  if (HasQuadsets(form)) {
+    for (size_t i = 0; i < kFirstQuadsets; ++i) {
+      PutQuadset<QuadRule::kCurrent>(entry + kQuadsets + i * kQuadsetSize, slot.quadsets[i], 0);
+    }
+  }
+  if (!HasSecondPart(form)) return;
+  entry[kFlag] = slot.flag;
+  Store16(entry + kRatio2, empty ? 0 : Clamped((slot.ratio_sum2 / time) * kRatioScale));
+  Store16(entry + kMaximum2, Clamped(slot.maximum2));
+  Store32(entry + kRate1, empty ? 0 : ToU32((slot.rate_sum1 / time) * kRateScale));
+  Store32(entry + kRate2, empty ? 0 : ToU32((slot.rate_sum2 / time) * kRateScale));
+  for (size_t i = kFirstQuadsets; i < kAllQuadsets; ++i) {
+    PutQuadset<QuadRule::kCurrent>(entry + kQuadsets + i * kQuadsetSize, slot.quadsets[i], 0);
+  }
+}
+
+}  // namespace
+
+size_t CacheEntrySize() {
+  const Form* form = CacheForm();
+  return form != nullptr ? form->size : 0;
+}
+
+int RW_Cache_Sta(uint8_t operation, uint32_t* length, uint8_t* position) {
+  const Form* form = CacheForm();
+  if (form == nullptr) return 0;
+  const auto caches = static_cast<uint32_t>(resource_sets[kCache].entries);
+  switch (operation) {
+    case kCacheRead:
+      return ReadEntries(*form, position);
+    case kCacheLength:
+      *length += form->size * caches;
+      break;
+    case kCacheOffset:
+      cheseg_section_offset = form->size * caches + cache_section_offset;
+      break;
+    case kCacheWrite:
+      for (uint32_t i = 0; i < caches; ++i) {
+        PutEntry(*form, position + size_t{i} * form->size, SlotsOf<CacheSlot>(kCache)[i]);
+      }
+      break;
+    default:
+      break;
+  }
+  return 0;
+}
+
+void GetCacheSet_0x19(const uint8_t* entry) { FoldByKey<HostOrder>(entry, INT32_MAX, false); }
+void GetCacheSet_0x1F(const uint8_t* entry) { FoldByKey<HostOrder>(entry, INT32_MAX, true); }
+void GetCacheSet_0x21(const uint8_t* entry, int32_t position) {
+  GetCacheSet_0x1F(entry);
+  FoldByPosition<HostOrder>(entry, position);
+}

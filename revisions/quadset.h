@@ -1,0 +1,97 @@
+// Arithmetic of counter groups: folding an interval into a period, producing the period's words, and
+// the extremes of rates. Everything is IEEE double, evaluated in the order in which it is written.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+
+#include "engine/byteorder.h"
+#include "engine/layout.h"
+#include "engine/pmoncommon.h"
+#include "revisions/slots.h"
+
+inline constexpr uint32_t kCountTopBit = 0x80000000;
+inline constexpr double kRatioScale = 10000.0;  // ratios are in hundredths of a percent
+
+// Truncation toward zero; out of range saturates, not-a-number is 0.
+inline uint32_t ToU32(double v) {
+  if (!(v > 0.0)) return 0;
+  return v >= 4294967296.0 ? std::numeric_limits<uint32_t>::max() : static_cast<uint32_t>(v);
+}
+inline int32_t ToI32(double v) {
+  if (v != v) return 0;
+  if (v >= 2147483648.0) return std::numeric_limits<int32_t>::max();
+  if (v <= -2147483649.0) return std::numeric_limits<int32_t>::min();
+  return static_cast<int32_t>(v);
+}
+inline uint16_t ToU16(double v) {
+  const uint32_t word = ToU32(v);
+  return word > 0xFFFF ? uint16_t{0xFFFF} : static_cast<uint16_t>(word);
+}
+// A first ratio: signed 32 bits, of which the low 16 are stored.
+inline uint16_t RatioWord(double v) { return static_cast<uint16_t>(ToI32(v)); }
+
+// Operations that a count word stands for: with the top bit set, the rest counts units of 256.
+inline double DecodeCount(uint32_t q0) {
+  if ((q0 & kCountTopBit) == 0) return q0;
+  return static_cast<double>(uint64_t{q0 & ~kCountTopBit} * 256);
+}
+inline uint32_t EncodeCount(double count) {
+  if (!(count > 2147483647.0)) return ToU32(count);
+  const uint32_t units = ToU32(count / 256.0);
+  return (units > 0x7FFFFFFF ? 0x7FFFFFFF : units) + kCountTopBit;
+}
+
+inline void TrackMaximum(double& field, double value, bool first) {
+  if (first || !(value < field)) field = value;
+}
+inline void TrackMinimum(double& field, double value, bool first) {
+  if (first || !(field < value)) field = value;
+}
+
+// Folds one interval of `length` milliseconds. `wire` is the quadset in `Order`; `extremes` are the
+// group's four fields, or null.
+template <QuadRule kRule, class Order>
+inline void FoldQuadset(Accumulated& a, double* extremes, const uint8_t* wire, double length,
+                        bool first) {
+  const uint32_t q0 = Order::Load32(wire);
+  const double q1 = Order::Load32(wire + 4);
+  const double q2 = Order::Load32(wire + 8);
+  const double q3 = Order::Load32(wire + 12);
+  const double count = DecodeCount(q0);
+  a.a0 += count;
+  a.a1 += static_cast<double>(q0) * q1;
+  if (a.a2 <= q2) a.a2 = q2;
+  if constexpr (kRule == QuadRule::kCurrent) {
+    a.a3 += q3 * count;
+  } else {
+    a.a3 += length * q3;
+  }
+  if (extremes == nullptr || length == 0.0) return;
+  const double rate = (count * 1000.0 / length) * 1000.0;
+  TrackMaximum(extremes[0], rate, first);
+  TrackMinimum(extremes[1], rate, first);
+  double volume = q3;
+  if constexpr (kRule == QuadRule::kCurrent) volume = (q3 * count) / (length / 1000.0) / 1024.0;
+  TrackMaximum(extremes[2], volume, first);
+  TrackMinimum(extremes[3], volume, first);
+}
+
+// Stores the period's four words, big-endian. `time`: sum of interval lengths (older rule).
+template <QuadRule kRule>
+inline void PutQuadset(uint8_t* wire, const Accumulated& a, uint32_t time) {
+  Store32(wire, EncodeCount(a.a0));
+  Store32(wire + 4, a.a0 < 1.0 ? 0 : ToU32(a.a1 / a.a0));
+  Store32(wire + 8, ToU32(a.a2));
+  if constexpr (kRule == QuadRule::kCurrent) {
+    Store32(wire + 12, a.a0 == 0.0 ? 0 : ToU32(a.a3 / a.a0));
+  } else {
+    Store32(wire + 12, time == 0 ? 0 : ToU32(a.a3 / time));
+  }
+}
+
+// The same by name, on host-order words; `extremes` may be null. The first-interval flag is finfo's.
+void CalcQuadset(Accumulated* a, double* extremes, const PMONquadset* wire, uint32_t length);
+void CalcQuadset_0x13(Accumulated* a, double* extremes, const PMONquadset* wire, uint32_t length);
+void SetQuadset(PMONquadset* wire, const Accumulated* a, uint32_t time);
+void SetQuadset_0x13(PMONquadset* wire, const Accumulated* a);

@@ -1,0 +1,96 @@
+// Resource sets: see the header.
+#include "revisions/slots.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+std::array<ResourceSet, kSectionKinds> resource_sets;
+uint8_t structure_revision = 0;
+uint8_t carried_choice = 0;
+
+#define QELPRF_DEFINE(name, kind) uint8_t* name = nullptr;
+QELPRF_SLOT_ARRAYS(QELPRF_DEFINE)
+#undef QELPRF_DEFINE
+
+namespace {
+
+void PublishSlots(Kind kind) {
+  switch (kind) {
+#define QELPRF_PUBLISH(name, k)                   \
+  case k:                                         \
+    name = resource_sets[k].slot_block.data();    \
+    break;
+    QELPRF_SLOT_ARRAYS(QELPRF_PUBLISH)
+#undef QELPRF_PUBLISH
+    default:
+      break;
+  }
+}
+
+void DropSet(Kind kind) {
+  ResourceSet& set = resource_sets[kind];
+  set.table.Free();
+  set.slot_block.Free();
+  set.count = 0;
+  set.entries = 0;
+  set.from_statistics = false;
+  PublishSlots(kind);
+}
+
+bool KeysAreUnique(const ResourceSet& set) {
+  std::vector<uint32_t> keys(static_cast<size_t>(set.entries));
+  for (int32_t i = 0; i < set.entries; ++i) {
+    uint32_t key = 0;
+    std::memcpy(&key, set.KeyOf(i), set.key_count);
+    keys[static_cast<size_t>(i)] = key;
+  }
+  std::sort(keys.begin(), keys.end());
+  return std::adjacent_find(keys.begin(), keys.end()) == keys.end();
+}
+
+}  // namespace
+
+void DropSets() {
+  for (uint8_t kind = 0; kind < kSectionKinds; ++kind) DropSet(static_cast<Kind>(kind));
+  structure_revision = 0;
+  carried_choice = 0;
+}
+
+void DropSetsFromStatistics() {
+  for (uint8_t kind = 0; kind < kSectionKinds; ++kind) {
+    if (resource_sets[kind].from_statistics) DropSet(static_cast<Kind>(kind));
+  }
+}
+
+uint8_t* ShapeSet(Kind kind, const SetShape& shape) {
+  ResourceSet& set = resource_sets[kind];
+  set.count = shape.entries;
+  set.entries = shape.entries;
+  set.stride = shape.stride;
+  set.lookup = shape.lookup;
+  set.key_at = shape.key_at;
+  set.key_count = shape.key_count;
+  set.slot_size = shape.slot_size;
+  return set.table.Zeroed(static_cast<size_t>(shape.entries) * shape.stride);
+}
+
+void StartSet(Kind kind) {
+  ResourceSet& set = resource_sets[kind];
+  set.slot_block.Zeroed(static_cast<size_t>(set.entries) * set.slot_size);
+  set.unique = set.lookup == Lookup::kScan && KeysAreUnique(set);
+  PublishSlots(kind);
+  ClearSlots(kind);
+}
+
+void ClearSlots(Kind kind) {
+  const ResourceSet& set = resource_sets[kind];
+  if (set.entries == 0) return;
+  // Cache slots and all others keep their key at the same place (checked in layout_check.cc).
+  const size_t key_at = offsetof(SlotHead, key);
+  uint8_t* slot = set.slot_block.data();
+  std::memset(slot, 0, static_cast<size_t>(set.entries) * set.slot_size);
+  for (int32_t i = 0; i < set.entries; ++i, slot += set.slot_size) {
+    std::memcpy(slot + key_at, set.KeyOf(i), set.key_count);
+  }
+}

@@ -1,0 +1,122 @@
+// Resource sets: per kind the table of configured resources and the slots in which a period is
+// gathered; slot i belongs to table entry i.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "engine/buffer.h"
+#include "engine/kinds.h"
+#include "engine/layout.h"
+
+// One counter group gathered over a period.
+struct Accumulated {
+  double a0;  // sum of counts
+  double a1;  // sum of count x first average
+  double a2;  // largest maximum
+  double a3;  // sum of count (older rule: interval length) x second average
+};
+
+// What every slot holds beside its counter groups.
+struct SlotHead {
+  uint32_t status;  // of the last valid entry
+  uint32_t time;    // sum of interval lengths, milliseconds; wraps
+  std::array<uint8_t, 3> key;  // as in the file
+  uint8_t sticky;
+  uint8_t kept;
+  uint8_t second_flags;                 // cache segments: flags byte of the last valid entry
+  std::array<uint8_t, 2> second_bytes;  // and its bytes 12 and 13 while they are no ratio
+  uint32_t ratio_count;                 // intervals that carried a ratio
+  uint32_t counted;                     // counted intervals of host ports
+  std::array<uint32_t, 2> carried;
+  double busy;  // sum of ratio x interval length / 10000
+  double second_busy;
+};
+
+// `extremes`: largest and smallest operation rate, largest and smallest volume rate (older rule:
+// second average) per tracked group, then largest and smallest ratio; in the order of the item bits.
+template <size_t kQuadsets, size_t kTracked>
+struct Slot {
+  SlotHead head;
+  std::array<Accumulated, kQuadsets> quadsets;
+  std::array<double, 4 * kTracked + 2> extremes;
+};
+
+struct CacheSlot {
+  uint32_t status;
+  uint32_t time;
+  uint8_t key;
+  uint8_t flag;  // OR of the entries' flag bytes
+  double ratio_sum1;
+  double maximum1;
+  double ratio_sum2;
+  double maximum2;
+  double rate_sum1;
+  double rate_sum2;
+  std::array<Accumulated, 6> quadsets;
+};
+
+struct ResourceSet {
+  int32_t count = 0;    // as the structure record announced; compared with section counts
+  int32_t entries = 0;  // configured resources in the table (0 for the list that is not carried)
+  uint32_t stride = 0;
+  Lookup lookup = Lookup::kScan;
+  uint8_t key_at = 0;
+  uint8_t key_count = 0;
+  bool unique = false;           // no key occurs twice, so a hit at any position is the first one
+  bool from_statistics = false;  // built by the statistics reader
+  size_t slot_size = 0;
+  Buffer table;
+  Buffer slot_block;
+
+  const uint8_t* KeyOf(int32_t index) const {
+    return table.data() + static_cast<size_t>(index) * stride + key_at;
+  }
+};
+
+extern std::array<ResourceSet, kSectionKinds> resource_sets;
+
+// Revision whose structure record filled the sets; 0 when none is held.
+extern uint8_t structure_revision;
+
+// Byte 95 of its basic information: 0 = ranks are carried, else pools.
+extern uint8_t carried_choice;
+
+template <class T>
+T* SlotsOf(Kind kind) {
+  return reinterpret_cast<T*>(resource_sets[kind].slot_block.data());
+}
+
+// The slot arrays by name; null while the kind has no resources.
+#define QELPRF_SLOT_ARRAYS(X)                                                                 \
+  X(sta_hd_arc, kHd) X(sta_rd_arc, kRd) X(sta_dd_arc, kDd) X(sta_hp_arc, kHp)                 \
+  X(sta_hp_node_arc, kHpNode) X(sta_dp_arc, kDp) X(sta_cache_arc, kCache) X(sta_ld_arc, kLd)  \
+  X(sta_pd_arc, kPd) X(sta_rank_arc, kRank) X(sta_cheseg_arc, kCheseg) X(sta_rp_arc, kRp)     \
+  X(sta_mp_arc, kMp) X(sta_pool_arc, kPool)
+#define QELPRF_DECLARE(name, kind) extern uint8_t* name;
+QELPRF_SLOT_ARRAYS(QELPRF_DECLARE)
+#undef QELPRF_DECLARE
+
+// Drops all tables and slot arrays.
+void DropSets();
+// Drops the sets that were built from statistics records (a skipped structure record).
+void DropSetsFromStatistics();
+
+// Describes a set and provides its zeroed table of `entries` x `stride` bytes, to be filled by the
+// caller, who then calls StartSet.
+struct SetShape {
+  int32_t entries;
+  uint32_t stride;
+  Lookup lookup;
+  uint8_t key_at;
+  uint8_t key_count;
+  size_t slot_size;
+};
+uint8_t* ShapeSet(Kind kind, const SetShape& shape);
+
+// Provides the slots of a filled table and looks whether its keys are unique.
+void StartSet(Kind kind);
+
+// Zeroes all slots of a set; their keys become the configured ones.
+void ClearSlots(Kind kind);

@@ -1,0 +1,322 @@
+// Structure records: see the header.
+#include "revisions/structure.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+
+#include "engine/broken.h"
+#include "engine/byteorder.h"
+#include "engine/family.h"
+#include "engine/finfo.h"
+#include "engine/pmoncommon.h"
+#include "revisions/items.h"
+#include "revisions/record_buffer.h"
+#include "revisions/sections.h"
+#include "revisions/slots.h"
+
+const uint8_t* Top_lvdvno_ptr = nullptr;
+const uint8_t* Top_ldpdno_ptr = nullptr;
+uint32_t ld_total_size = 0;
+uint32_t rank_total_size = 0;
+
+namespace {
+
+constexpr size_t kMaxLists = std::tuple_size_v<decltype(RevisionLayout::lists)>;
+constexpr std::array<size_t, 4> kBasicCounts = {kBasicConc, kBasicLdCp, kBasicPoolCp, kBasicCab};
+
+// The record read last, as offsets into it.
+struct StructureRecord {
+  RecordView record;
+  const uint8_t* basic;
+  std::array<conhdr, kMaxLists> descriptors;
+  std::array<const uint8_t*, kMaxLists> lists;  // null: not carried or empty
+  std::array<size_t, kMaxLists> sizes;          // with variable parts
+  const uint8_t* trailing;
+  size_t trailing_size;
+  bool continuation;
+};
+StructureRecord structure;
+
+// Counts of the record that is in force, for comparison with the next one.
+struct HeldCounts {
+  bool valid;
+  std::array<uint16_t, kMaxLists> lists;
+  std::array<uint16_t, kBasicCounts.size()> basic;
+};
+HeldCounts held;
+
+const RevisionLayout& Layout() { return *finfo.layout; }
+
+bool IsCarried(Carried carried) {
+  return IsCarriedBy(carried, structure.basic[kBasicCarried]);
+}
+
+size_t EntrySize(const ListRow& row, const conhdr& descriptor) {
+  return row.entry == kSizeFromDescriptor ? descriptor.first : row.entry;
+}
+
+// Decodes header and basic information. False: broken, reported.
+bool DecodeHeader() {
+  const RecordView& record = structure.record;
+  if (record.size < Layout().row.record_head) return BrokenRecord("structure record too short");
+  conhdr basic;
+  ntoh_conhdr(&basic, record.data + kAtFirstSlot);
+  structure.basic =
+      basic.offset < kRecordHeaderSize ? nullptr : Carve(record, basic.offset, kBasicSize);
+  if (structure.basic == nullptr) return BrokenRecord("basic information leaves its record");
+  for (size_t i = 0; i < Layout().list_count; ++i) {
+    ntoh_conhdr(&structure.descriptors[i], record.data + Layout().lists[i].slot);
+  }
+  structure.continuation = record.data[kAtContinuation] != 0;
+  return true;
+}
+
+// Bits of kinds that the revision lacks are ignored.
+bool HasItemCount(size_t basic_at) {
+  for (const ItemRow& row : kItemRows) {
+    if (row.basic_at == basic_at) return row.span.Holds(finfo.revision);
+  }
+  return false;
+}
+
+bool HasWaitTimes() {
+  for (const ItemRow& row : kItemRows) {
+    if (row.basic_at == 0 && !row.span.Holds(finfo.revision)) return false;
+  }
+  return (structure.basic[kBasicFlags] & kBasicWaitTimes) != 0;
+}
+
+bool CountsAreHeld() {
+  if (!held.valid || structure_revision != finfo.revision) return false;
+  for (size_t i = 0; i < Layout().list_count; ++i) {
+    if (structure.descriptors[i].count != held.lists[i]) return false;
+  }
+  for (size_t i = 0; i < kBasicCounts.size(); ++i) {
+    const uint16_t word = Load16(structure.basic + kBasicCounts[i]);
+    if (!HasItemCount(kBasicCounts[i]) || (word & kBasicPresent) == 0) continue;
+    if (word != held.basic[i]) return false;
+  }
+  return true;
+}
+
+void HoldCounts() {
+  for (size_t i = 0; i < Layout().list_count; ++i) held.lists[i] = structure.descriptors[i].count;
+  for (size_t i = 0; i < kBasicCounts.size(); ++i) {
+    held.basic[i] = Load16(structure.basic + kBasicCounts[i]);
+  }
+  held.valid = true;
+}
+
+// True when a day archive in progress holds this configuration already. Otherwise the continuation
+// flag is cleared where the record does not continue what came before.
+bool IsContinued() {
+  const bool applies = finfo.continuation_switch == 1 && finfo.level == 'D' &&
+                       structure.continuation && (pmonarc_stat & kContinued) != 0;
+  if (!applies) return false;
+  if ((pmonarc_stat & kNextDay) == 0 || !CountsAreHeld()) {
+    structure.continuation = false;
+    return false;
+  }
+  return !HasWaitTimes() && finfo.output_has_structure;
+}
+
+// Finds the bytes of one list, variable parts included. False: broken, reported.
+bool LocateList(size_t i) {
+  const ListRow& row = Layout().lists[i];
+  const conhdr& descriptor = structure.descriptors[i];
+  structure.lists[i] = nullptr;
+  structure.sizes[i] = 0;
+  if (descriptor.count == 0 || !IsCarried(row.carried)) return true;
+  const size_t entry = EntrySize(row, descriptor);
+  if (entry < 2) return BrokenRecord("list entries too small for their key");
+  if (descriptor.offset == 0) return BrokenRecord("list without an offset");
+  size_t size = descriptor.count * entry;
+  if (row.total_length_at != kNone) {
+    size = 0;
+    for (uint32_t n = 0; n < descriptor.count; ++n) {
+      const uint8_t* p = Carve(structure.record, descriptor.offset + uint64_t{size}, entry);
+      if (p == nullptr) return BrokenRecord("list leaves its record");
+      const uint32_t total = Load32(p + row.total_length_at);
+      if (total < entry) return BrokenRecord("variable entry shorter than its fixed part");
+      if (Carve(structure.record, descriptor.offset + uint64_t{size}, total) == nullptr) {
+        return BrokenRecord("variable part leaves its record");
+      }
+      size += total;
+    }
+  }
+  structure.lists[i] = Carve(structure.record, descriptor.offset, size);
+  structure.sizes[i] = size;
+  return structure.lists[i] != nullptr || BrokenRecord("list leaves its record");
+}
+
+bool LocateTrailing() {
+  structure.trailing = nullptr;
+  structure.trailing_size = 0;
+  const uint16_t at = Layout().row.trailing_at;
+  if (at == 0) return true;
+  const uint32_t offset = Load32(structure.record.data + at);
+  if (offset == 0) return true;
+  if (offset > structure.record.size) return BrokenRecord("trailing section leaves its record");
+  structure.trailing = structure.record.data + offset;
+  structure.trailing_size = structure.record.size - offset;
+  return true;
+}
+
+size_t SlotSizeOf(Kind kind) {
+  for (size_t i = 0; i < Layout().section_count; ++i) {
+    const SectionRow& row = Layout().sections[i];
+    if (row.kind == kind) return OpsOf(row.form, Layout().row.rule).slot_size;
+  }
+  return 0;
+}
+
+uint8_t KeyCountOf(Kind kind) {
+  for (size_t i = 0; i < Layout().section_count; ++i) {
+    const SectionRow& row = Layout().sections[i];
+    if (row.kind != kind) continue;
+    // The second key byte of cache segments is in use only where the array says so.
+    if (kind == kCheseg && !(Layout().row.second_cheseg_key &&
+                             (structure.basic[kBasicFlags] & kBasicSecondChesegKey) != 0)) {
+      return 1;
+    }
+    return kForms[row.form].key.count;
+  }
+  return 0;
+}
+
+// Fills table and slots of a list; variable parts are stepped over.
+void FillSet(size_t i) {
+  const ListRow& row = Layout().lists[i];
+  const conhdr& descriptor = structure.descriptors[i];
+  ResourceSet& set = resource_sets[row.kind];
+  if (structure.lists[i] == nullptr) {
+    set.count = descriptor.count;  // still compared with the sections of statistics records
+    return;
+  }
+  const size_t entry = EntrySize(row, descriptor);
+  uint8_t* to = ShapeSet(row.kind, {descriptor.count, static_cast<uint32_t>(entry), row.lookup,
+                                    row.key_at, KeyCountOf(row.kind), SlotSizeOf(row.kind)});
+  const uint8_t* from = structure.lists[i];
+  for (uint32_t n = 0; n < descriptor.count; ++n, to += entry) {
+    std::memcpy(to, from, entry);
+    from += row.total_length_at == kNone ? entry : Load32(from + row.total_length_at);
+  }
+  StartSet(row.kind);
+}
+
+void NoteVariableParts() {
+  Top_lvdvno_ptr = Top_ldpdno_ptr = nullptr;
+  ld_total_size = rank_total_size = 0;
+  for (size_t i = 0; i < Layout().list_count; ++i) {
+    const ListRow& row = Layout().lists[i];
+    if (row.total_length_at == kNone || structure.lists[i] == nullptr) continue;
+    const auto variable =
+        static_cast<uint32_t>(structure.sizes[i] - size_t{structure.descriptors[i].count} * row.entry);
+    (row.kind == kLd ? Top_lvdvno_ptr : Top_ldpdno_ptr) = structure.lists[i] + row.entry;
+    (row.kind == kLd ? ld_total_size : rank_total_size) = variable;
+  }
+}
+
+// Takes the record at hand into the resource sets. False: broken, reported; nothing is held then.
+bool TakeStructure() {
+  ForgetStructure();
+  DropSets();
+  for (size_t i = 0; i < Layout().list_count; ++i) {
+    if (!LocateList(i)) return false;
+  }
+  if (!LocateTrailing()) return false;
+  int32_t logical_disks = 0;
+  for (size_t i = 0; i < Layout().list_count; ++i) {
+    const Kind kind = Layout().lists[i].kind;
+    if (kind == kNoKind) continue;
+    FillSet(i);
+    if (kind == kLd) logical_disks = resource_sets[kLd].entries;
+  }
+  NoteVariableParts();
+  MakeItemBlocks(structure.basic, finfo.revision, logical_disks);
+  structure_revision = finfo.revision;
+  carried_choice = structure.basic[kBasicCarried];
+  HoldCounts();
+  return true;
+}
+
+}  // namespace
+
+void ForgetStructure() { held.valid = false; }
+
+void ReadStructure() {
+  structure.record = ReadWholeRecord();
+  if (!DecodeHeader()) {
+    ForgetStructure();
+    DropSets();
+    return;
+  }
+  if (IsContinued()) {
+    DropSetsFromStatistics();
+    return;
+  }
+  if ((pmonarc_stat & kPeriodInProgress) != 0) {
+    DispatchOf(finfo.revision).flush_at_end();
+    pmonarc_stat = kNewOutput;
+  }
+  if (TakeStructure()) WriteStructure();
+}
+
+int WriteStructure() {
+  const RevisionLayout& layout = Layout();
+  const size_t head = layout.row.record_head;
+  const uint8_t* const in = structure.record.data;
+  size_t total = head + kBasicSize + structure.trailing_size;
+  for (size_t i = 0; i < layout.list_count; ++i) total += structure.sizes[i];
+  uint8_t* const out = record_out.Reserve(total);
+  std::memset(out, 0, head);
+
+  std::memcpy(out + kAtTag, "CON", 3);
+  out[kAtFlag] = finfo.record_flag;
+  Store32(out + kAtTime, static_cast<uint32_t>(finfo.record_time));
+  out[kAtContinuation] = finfo.continuation_switch == 1 && structure.continuation ? 1 : 0;
+  if (layout.row.carries_pair) std::memcpy(out + kAtIntervalValue, in + kAtIntervalValue, 2);
+
+  conhdr descriptor;
+  ntoh_conhdr(&descriptor, in + kAtFirstSlot);
+  descriptor.offset = static_cast<uint32_t>(head);
+  hton_conhdr(out + kAtFirstSlot, &descriptor);
+  std::memcpy(out + head, structure.basic, kBasicSize);
+
+  // The list that a pair excludes carries the offset of the other, so both are put where they start.
+  size_t at = head + kBasicSize;
+  size_t pair_at = 0;
+  for (size_t i = 0; i < layout.list_count; ++i) {
+    const ListRow& row = layout.lists[i];
+    descriptor = structure.descriptors[i];
+    if (row.fixed_descriptor) {
+      descriptor = {4, 0, 0};
+    } else if (!row.written) {
+      continue;
+    } else {
+      if (row.carried != Carried::kAlways && pair_at == 0) pair_at = at;
+      const size_t start = row.carried != Carried::kAlways ? pair_at : at;
+      descriptor.offset = static_cast<uint32_t>(start);
+      if (structure.lists[i] != nullptr) {
+        std::memcpy(out + at, structure.lists[i], structure.sizes[i]);
+        at += structure.sizes[i];
+      }
+    }
+    hton_conhdr(out + row.slot, &descriptor);
+  }
+  if (layout.row.trailing_at != 0) {
+    uint8_t* const trailing = out + layout.row.trailing_at;
+    if (structure.trailing != nullptr) {
+      Store32(trailing, static_cast<uint32_t>(at));
+      std::memcpy(out + at, structure.trailing, structure.trailing_size);
+      at += structure.trailing_size;
+    }
+    std::memcpy(trailing + 4, in + layout.row.trailing_at + 4, 4);
+  }
+  Store32(out + kAtLength, static_cast<uint32_t>(at));
+  WriteRecord(out, at);
+  finfo.output_has_structure = true;
+  return NoteStructureWritten();
+}
