@@ -1,5 +1,5 @@
-// The archive driver: streams the inputs in order into outputs, cutting them at days (hour archives)
-// and months (day archives).
+// The archive driver: streams the inputs in order into outputs, cutting them at days (hour
+// archives) and months (day archives).
 #include "engine/QelprfarcMain.h"
 
 #include <unistd.h>

@@ -1,5 +1,5 @@
-// The one place that touches byte order: integers of the files are big-endian and unaligned, so they
-// are moved with memcpy and swapped when the host differs.
+// The one place that touches byte order: integers of the files are big-endian and unaligned, so
+// they are moved with memcpy and swapped when the host differs.
 #pragma once
 
 #include <bit>

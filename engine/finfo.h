@@ -19,12 +19,12 @@ struct ItemMasks {
 };
 
 // Option class bits of FileInfo::optclass.
-inline constexpr int32_t kOptFile = 1;       // "-o", "-ext", "-out", "-daypsanoerr", "-noperiod", "-d"
+inline constexpr int32_t kOptFile = 1;  // "-o", "-ext", "-out", "-daypsanoerr", "-noperiod", "-d"
 inline constexpr int32_t kOptDirectory = 2;  // "-p", "-hour", "-day", and always in automatic runs
 
 struct FileInfo {
   // --- archiver/options.cc -----------------------------------------------------------------
-  char level;           // level of the output: 'H', 'D' or 0 while unset (engine/header.cc sets it then)
+  char level;  // level of the output: 'H', 'D' or 0 while unset (engine/header.cc sets it then)
   const char* path;     // "-o" or "-p" directory ending in "/", or null
   const char* outpath;  // "-out": path of the output file itself, or null
   int32_t optclass;     // kOptFile | kOptDirectory
@@ -35,10 +35,10 @@ struct FileInfo {
   bool discontinuous;  // message 201 is due (set by nothing today)
 
   // --- engine/header.cc ---------------------------------------------------------------------
-  char input_level;           // 'L', 'H' or 'D'
-  uint8_t second_level;       // byte 13 of the header, carried
-  uint32_t configuration;     // word at 16 of the header, carried
-  uint8_t revision;           // revision byte of the input
+  char input_level;              // 'L', 'H' or 'D'
+  uint8_t second_level;          // byte 13 of the header, carried
+  uint32_t configuration;        // word at 16 of the header, carried
+  uint8_t revision;              // revision byte of the input
   const RevisionLayout* layout;  // tables of that revision
   ItemMasks items[kSectionKinds];
   ItemMasks reserved_items;  // bitmap at 56 from revision 0x19 on: read, never used, written as 0
@@ -66,14 +66,14 @@ struct FileInfo {
   uint8_t continuation_switch;
 
   // --- revisions/ ----------------------------------------------------------------------------
-  bool first_interval;          // the next interval replaces all maxima and minima
-  int64_t previous_sta_time;    // stamp of the statistics record before (hours are cut against it)
-  int64_t interval_ms;          // length of the last interval by stamps
-  int64_t folded_time;          // stamp and flag byte of the last record folded into the period
+  bool first_interval;        // the next interval replaces all maxima and minima
+  int64_t previous_sta_time;  // stamp of the statistics record before (hours are cut against it)
+  int64_t interval_ms;        // length of the last interval by stamps
+  int64_t folded_time;        // stamp and flag byte of the last record folded into the period
   uint8_t folded_flag;
-  uint16_t interval_value;      // bytes 14 and 15 of the last statistics record
+  uint16_t interval_value;  // bytes 14 and 15 of the last statistics record
   uint16_t previous_interval_value;
-  bool output_has_structure;    // the output in progress holds a structure record
+  bool output_has_structure;  // the output in progress holds a structure record
 };
 
 extern FileInfo finfo;

@@ -34,8 +34,7 @@ bool SameMonthAndArray(const char* left, const char* right) {
   char right_array[256];
   if (!ArrayNameOf(left, left_array, sizeof left_array)) return false;
   if (!ArrayNameOf(right, right_array, sizeof right_array)) return false;
-  return std::strcmp(left_array, right_array) == 0 &&
-         std::strncmp(left, right, kMonthDigits) == 0;
+  return std::strcmp(left_array, right_array) == 0 && std::strncmp(left, right, kMonthDigits) == 0;
 }
 
 }  // namespace

@@ -66,7 +66,8 @@ void FinishFailed(const char* call, uint32_t detail) {
   arcdel_errflg |= 1;
 }
 
-// Syncs (automatic runs, which rename afterwards) and closes. False when the data may not be on disk.
+// Syncs (automatic runs, which rename afterwards) and closes. False when the data may not be on
+// disk.
 bool CloseOutput() {
   if (wfd < 0) return true;  // truncated after a broken record and closed already
   if (arcdelinfo.auto_flg != 0 && ::fsync(wfd) != 0) {
@@ -122,10 +123,10 @@ void RenameWriteFname(const char* name) {
 
 void FinishOutput(int32_t end) {
   const bool on_disk = CloseOutput();
-  // Without an input that could not be opened the archive would look complete: a later run makes it.
-  const bool incomplete =
-      arcdelinfo.auto_flg != 0 && output.last_input != nullptr &&
-      LacksInputOf(output.last_input, finfo.level);
+  // Without an input that could not be opened the archive would look complete: a later run makes
+  // it.
+  const bool incomplete = arcdelinfo.auto_flg != 0 && output.last_input != nullptr &&
+                          LacksInputOf(output.last_input, finfo.level);
   if (on_disk && !incomplete) RenameWriteFname(wfname);
   finished_paths.emplace_back(wfpath);
   OutMsg(end);

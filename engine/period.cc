@@ -1,5 +1,5 @@
-// Period tests between inputs. Up to revision 0x1C, and in automatic runs, record times by local time
-// decide; manual runs of newer files compare the dates that the file headers carry.
+// Period tests between inputs. Up to revision 0x1C, and in automatic runs, record times by local
+// time decide; manual runs of newer files compare the dates that the file headers carry.
 #include "engine/period.h"
 
 #include <cstring>

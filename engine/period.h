@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-// 0 when both input names denote the same day of the same array: equal up to the last "#" or, without
-// one, the last ".". 1 otherwise, also when either is null. Directory parts count.
+// 0 when both input names denote the same day of the same array: equal up to the last "#" or,
+// without one, the last ".". 1 otherwise, also when either is null. Directory parts count.
 int CheckSameDay(const char* name1, const char* name2);
 
 // Months from the previous input to this one (0: same month). `previous_revision` is that of the

@@ -27,12 +27,12 @@ inline constexpr size_t kAtMonth = 133;         // u8, 0 = January
 inline constexpr size_t kAtDay = 134;           // u8, from 1
 
 // --- structure record "CON" --------------------------------------------------------------------------
-inline constexpr size_t kAtContinuation = 12;  // u8
+inline constexpr size_t kAtContinuation = 12;   // u8
 inline constexpr size_t kAtIntervalValue = 14;  // two bytes carried as they stand, from 0x1D on
 inline constexpr size_t kAtFirstSlot = 16;      // descriptors and section headers, 8 bytes each
 inline constexpr size_t kSlotStep = 8;
 
-inline constexpr size_t kBasicSize = 112;  // basic information
+inline constexpr size_t kBasicSize = 112;    // basic information
 inline constexpr size_t kBasicCarried = 95;  // u8: 0 = ranks are carried, else pools (from 0x19 on)
 inline constexpr size_t kBasicFlags = 97;    // u8
 inline constexpr uint8_t kBasicSecondChesegKey = 0x80;

@@ -1,5 +1,6 @@
-// Revision 0x10: host ports, disk ports, logical and physical disks; the older quadset rule. Its period is
-// written in the 0x11 layout when an "LDM" record flushes it, and only then: such archives exist.
+// Revision 0x10: host ports, disk ports, logical and physical disks; the older quadset rule. Its
+// period is written in the 0x11 layout when an "LDM" record flushes it, and only then: such
+// archives exist.
 #pragma once
 
 #include <cstdint>

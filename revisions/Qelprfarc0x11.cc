@@ -11,25 +11,15 @@ void WriteStaRec_0x11() { WriteStatistics(LayoutOf(0x11)); }
 void ReadStrRec_0x11() { ReadStructure(); }
 int WriteStrRec_0x11() { return WriteStructure(); }
 
-void GetHpSet_0x11(const void* entry) {
-  GetSet<kHpSta_0x11, QuadRule::kOlder>(entry);
-}
-void GetPdSet_0x11(const void* entry) {
-  GetSet<kPdSta, QuadRule::kOlder>(entry);
-}
-void GetRankSet_0x11(const void* entry) {
-  GetSet<kRankSta_0x11, QuadRule::kOlder>(entry);
-}
+void GetHpSet_0x11(const void* entry) { GetSet<kHpSta_0x11, QuadRule::kOlder>(entry); }
+void GetPdSet_0x11(const void* entry) { GetSet<kPdSta, QuadRule::kOlder>(entry); }
+void GetRankSet_0x11(const void* entry) { GetSet<kRankSta_0x11, QuadRule::kOlder>(entry); }
 
 void GetHpExset_0x11(const uint32_t* words, const void* entry) {
   GetExset<kHpSta_0x11>(words, entry);
 }
-void GetLdExset(const uint32_t* words, const void* entry) {
-  GetExset<kLdSta>(words, entry);
-}
-void GetPdExset(const uint32_t* words, const void* entry) {
-  GetExset<kPdSta>(words, entry);
-}
+void GetLdExset(const uint32_t* words, const void* entry) { GetExset<kLdSta>(words, entry); }
+void GetPdExset(const uint32_t* words, const void* entry) { GetExset<kPdSta>(words, entry); }
 void GetRankExset_0x11(const uint32_t* words, const void* entry) {
   GetExset<kRankSta_0x11>(words, entry);
 }

@@ -1,5 +1,5 @@
-// Revision 0x11: adds ranks, busy ratios of disks and ratio extremes. Its statistics writer also serves
-// the "LDM" flush of revision 0x10.
+// Revision 0x11: adds ranks, busy ratios of disks and ratio extremes. Its statistics writer also
+// serves the "LDM" flush of revision 0x10.
 #pragma once
 
 #include <cstdint>

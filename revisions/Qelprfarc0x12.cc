@@ -11,18 +11,10 @@ void WriteStaRec_0x12() { WriteStatistics(LayoutOf(0x12)); }
 void ReadStrRec_0x12() { ReadStructure(); }
 int WriteStrRec_0x12() { return WriteStructure(); }
 
-void GetHpSet_0x12(const void* entry) {
-  GetSet<kHpSta_0x12, QuadRule::kOlder>(entry);
-}
-void GetLdSet_0x12(const void* entry) {
-  GetSet<kLdSta, QuadRule::kOlder>(entry);
-}
-void GetPdSet_0x12(const void* entry) {
-  GetSet<kPdSta, QuadRule::kOlder>(entry);
-}
-void GetRankSet_0x12(const void* entry) {
-  GetSet<kRankSta_0x12, QuadRule::kOlder>(entry);
-}
+void GetHpSet_0x12(const void* entry) { GetSet<kHpSta_0x12, QuadRule::kOlder>(entry); }
+void GetLdSet_0x12(const void* entry) { GetSet<kLdSta, QuadRule::kOlder>(entry); }
+void GetPdSet_0x12(const void* entry) { GetSet<kPdSta, QuadRule::kOlder>(entry); }
+void GetRankSet_0x12(const void* entry) { GetSet<kRankSta_0x12, QuadRule::kOlder>(entry); }
 
 void GetHpExset_0x12(const uint32_t* words, const void* entry) {
   GetExset<kHpSta_0x12>(words, entry);

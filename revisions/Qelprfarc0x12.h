@@ -1,5 +1,5 @@
-// Revision 0x12: host ports with six quadsets and a ratio, ranks with quadsets; the last revision of the
-// older quadset rule.
+// Revision 0x12: host ports with six quadsets and a ratio, ranks with quadsets; the last revision
+// of the older quadset rule.
 #pragma once
 
 #include <cstdint>

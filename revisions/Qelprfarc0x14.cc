@@ -11,21 +11,11 @@ void WriteStaRec_0x14() { WriteStatistics(*finfo.layout); }
 void ReadStrRec_0x14() { ReadStructure(); }
 int WriteStrRec_0x14() { return WriteStructure(); }
 
-void GetRpSet_0x14(const void* entry) {
-  GetSet<kRpSta_0x14, QuadRule::kCurrent>(entry);
-}
-void GetLdSet_0x14(const void* entry) {
-  GetSet<kLdSta, QuadRule::kCurrent>(entry);
-}
-void GetPdSet_0x14(const void* entry) {
-  GetSet<kPdSta, QuadRule::kCurrent>(entry);
-}
-void GetRankSet_0x14(const void* entry) {
-  GetSet<kRankSta_0x12, QuadRule::kCurrent>(entry);
-}
-void GetPoolSet_0x14(const void* entry) {
-  GetSet<kPoolSta_0x14, QuadRule::kCurrent>(entry);
-}
+void GetRpSet_0x14(const void* entry) { GetSet<kRpSta_0x14, QuadRule::kCurrent>(entry); }
+void GetLdSet_0x14(const void* entry) { GetSet<kLdSta, QuadRule::kCurrent>(entry); }
+void GetPdSet_0x14(const void* entry) { GetSet<kPdSta, QuadRule::kCurrent>(entry); }
+void GetRankSet_0x14(const void* entry) { GetSet<kRankSta_0x12, QuadRule::kCurrent>(entry); }
+void GetPoolSet_0x14(const void* entry) { GetSet<kPoolSta_0x14, QuadRule::kCurrent>(entry); }
 
 void GetRpExset_0x14(const uint32_t* words, const void* entry) {
   GetExset<kRpSta_0x14>(words, entry);

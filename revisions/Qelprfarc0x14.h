@@ -1,5 +1,5 @@
-// Revisions 0x14 to 0x18: remote ports and pools; from 0x15 logical disks of 64 bytes with a variable
-// part and the trailing section (the from/to cells of the tables tell).
+// Revisions 0x14 to 0x18: remote ports and pools; from 0x15 logical disks of 64 bytes with a
+// variable part and the trailing section (the from/to cells of the tables tell).
 #pragma once
 
 #include <cstdint>

@@ -11,9 +11,7 @@ void WriteStaRec_0x19() { WriteStatistics(LayoutOf(0x19)); }
 void ReadStrRec_0x19() { ReadStructure(); }
 int WriteStrRec_0x19() { return WriteStructure(); }
 
-void GetHdSet_0x19(const void* entry) {
-  GetSet<kHdSta_0x19, QuadRule::kCurrent>(entry);
-}
+void GetHdSet_0x19(const void* entry) { GetSet<kHdSta_0x19, QuadRule::kCurrent>(entry); }
 
 void GetHdExset_0x19(const uint32_t* words, const void* entry) {
   GetExset<kHdSta_0x19>(words, entry);

@@ -1,5 +1,5 @@
-// Revision 0x1A: Rd, Dd and host port nodes, host ports with 22 item bits, the second key byte of cache
-// segments.
+// Revision 0x1A: Rd, Dd and host port nodes, host ports with 22 item bits, the second key byte of
+// cache segments.
 #pragma once
 
 #include <cstdint>

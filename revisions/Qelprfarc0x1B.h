@@ -1,5 +1,5 @@
-// Revisions 0x1B and 0x1C: copy pairs of logical disks and pools, from 0x1C on wait times and pools of
-// descriptor size.
+// Revisions 0x1B and 0x1C: copy pairs of logical disks and pools, from 0x1C on wait times and pools
+// of descriptor size.
 #pragma once
 
 #include <cstdint>

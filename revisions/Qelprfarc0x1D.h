@@ -1,5 +1,5 @@
-// Revisions 0x1D to 0x21: multi ports, cabinets, ports found by position; everything older is in the same
-// tables.
+// Revisions 0x1D to 0x21: multi ports, cabinets, ports found by position; everything older is in
+// the same tables.
 #pragma once
 
 #include <cstdint>

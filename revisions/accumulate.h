@@ -17,9 +17,9 @@ using SlotOf = Slot<kForms[kId].quadsets, kForms[kId].tracked>;
 
 // What is the same for all entries of a section.
 struct FoldContext {
-  bool first;          // first-interval flag
-  bool compute;        // the input has no extended words: extremes come from rates
-  uint8_t key_count;   // key bytes in use
+  bool first;         // first-interval flag
+  bool compute;       // the input has no extended words: extremes come from rates
+  uint8_t key_count;  // key bytes in use
   uint8_t revision;
 };
 
@@ -207,8 +207,7 @@ inline uint8_t* PutEntry(uint8_t* out, const SlotOf<kId>& slot, uint8_t key_coun
     return out + kForm.head;
   }
   for (size_t i = 0; i < kForm.quadsets; ++i) {
-    PutQuadset<kRule>(out + kForm.quadsets_at + i * kQuadsetSize, slot.quadsets[i],
-                      slot.head.time);
+    PutQuadset<kRule>(out + kForm.quadsets_at + i * kQuadsetSize, slot.quadsets[i], slot.head.time);
   }
   return PutWords<kId>(out + kForm.size, slot, out_mask);
 }

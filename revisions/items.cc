@@ -74,8 +74,8 @@ void TraceNoSlot(Kind kind) {
   fn_I_trace(text, 1, &sgmtr_dmptbl, "QelprfarcMain", __LINE__, 0);
 }
 
-// The slot that holds the element's key, else the next free one, else -1. `guess`: where the element
-// before it stood, as items usually list their elements in slot order.
+// The slot that holds the element's key, else the next free one, else -1. `guess`: where the
+// element before it stood, as items usually list their elements in slot order.
 int32_t SlotFor(ItemBlock& block, const uint8_t* element, int32_t guess) {
   const uint32_t key = KeyOf(block.row->kind, element);
   if (guess < block.held && KeyOf(block.row->kind, block.Element(guess)) == key) return guess;
@@ -111,9 +111,8 @@ bool FoldWaitTimes(ItemBlock& block, const uint8_t* elements, uint32_t count, do
     if (slot < 0) return false;
     const auto at = static_cast<size_t>(slot);
     std::memcpy(block.Element(slot), elements, 2);
-    FoldQuadset<QuadRule::kCurrent, DiskOrder>(block.gathered[at], nullptr,
-                                               elements + kQuadsetSize, length,
-                                               finfo.first_interval);
+    FoldQuadset<QuadRule::kCurrent, DiskOrder>(block.gathered[at], nullptr, elements + kQuadsetSize,
+                                               length, finfo.first_interval);
     block.present[at] = 1;
   }
   return true;

@@ -1,6 +1,6 @@
-// Optional items of statistics records: concurrent copies, copy pairs of logical disks and pools, wait
-// times of logical disks, cabinets. Each kind that the structure record announces has a block that
-// gathers its elements over a period.
+// Optional items of statistics records: concurrent copies, copy pairs of logical disks and pools,
+// wait times of logical disks, cabinets. Each kind that the structure record announces has a block
+// that gathers its elements over a period.
 #pragma once
 
 #include <cstddef>
@@ -23,10 +23,10 @@ struct ItemBlock {
   uint16_t carried = 0;  // u16 of the item head, as last read
   uint32_t items = 0;    // Cab: items of the period
   int32_t held = 0;      // elements stored; they fill the slots from 0 up
-  std::vector<uint8_t> bytes;        // elements as read
-  std::vector<uint8_t> present;      // elements that are due in this period
-  std::vector<double> sums;          // Cab: sum of values
-  std::vector<Accumulated> gathered; // wait times
+  std::vector<uint8_t> bytes;                   // elements as read
+  std::vector<uint8_t> present;                 // elements that are due in this period
+  std::vector<double> sums;                     // Cab: sum of values
+  std::vector<Accumulated> gathered;            // wait times
   std::unordered_map<uint32_t, int32_t> index;  // slot by element key
 
   uint8_t* Element(int32_t i) { return bytes.data() + static_cast<size_t>(i) * row->element; }

@@ -1,5 +1,6 @@
 // What the tables must satisfy, proved by the compiler: every revision has one row of each sort, no
-// two headers overlap, forms keep their fields apart and inside, slot arrays serve all forms of a kind.
+// two headers overlap, forms keep their fields apart and inside, slot arrays serve all forms of a
+// kind.
 #include <cstddef>
 
 #include "engine/layout.h"
@@ -71,8 +72,7 @@ constexpr bool FormFits(const Form& form) {
   // The counter groups fill the entry from the compact cut to its end.
   const size_t more = form.more_quadsets[0] != 0 ? form.more_quadsets.size() : 0;
   if (form.quadsets != 0) {
-    fits = fits &&
-           form.quadsets_at + (form.quadsets + more) * kQuadsetSize == form.size &&
+    fits = fits && form.quadsets_at + (form.quadsets + more) * kQuadsetSize == form.size &&
            form.tracked <= form.quadsets;
     if (form.compact != kNone) fits = fits && form.quadsets_at == form.head;
   }

@@ -16,7 +16,8 @@ constexpr Kind KindOf(FormId form) {
 
 inline constexpr int32_t kUnknownPosition = INT32_MAX;
 
-// Index of the slot that `entry` (host order) belongs to; -1 after the report of a missing resource.
+// Index of the slot that `entry` (host order) belongs to; -1 after the report of a missing
+// resource.
 template <FormId kId>
 int32_t IndexOfEntry(const uint8_t* entry, int32_t position) {
   uint8_t key[3] = {};
@@ -24,7 +25,8 @@ int32_t IndexOfEntry(const uint8_t* entry, int32_t position) {
   return FindIndex(KindOf(kId), key, position);
 }
 
-// Folds one converted entry; `position` is its place in the section for kinds that are not searched.
+// Folds one converted entry; `position` is its place in the section for kinds that are not
+// searched.
 template <FormId kId, QuadRule kRule>
 void GetSet(const void* entry, int32_t position = kUnknownPosition) {
   const auto* bytes = static_cast<const uint8_t*>(entry);
@@ -40,8 +42,8 @@ void GetExset(const uint32_t* words, const void* entry, int32_t position = kUnkn
   const int32_t index = IndexOfEntry<kId>(static_cast<const uint8_t*>(entry), position);
   if (index < 0) return;
   MergeWords<kId, HostOrder>(SlotsOf<SlotOf<kId>>(KindOf(kId))[index],
-                             reinterpret_cast<const uint8_t*>(words),
-                             finfo.items[KindOf(kId)], finfo.first_interval);
+                             reinterpret_cast<const uint8_t*>(words), finfo.items[KindOf(kId)],
+                             finfo.first_interval);
 }
 
 // Writes the output extended words of slot `index` in host order.

@@ -17,8 +17,8 @@ int32_t MissingResource();
 int32_t ScanForKey(const ResourceSet& set, const uint8_t* key);
 
 // The search that resumes at `cursor` and wraps around once. A key that is not in a non-empty table
-// yields the cursor's position: files rely on it, so it is kept. Returns the count when the table is
-// empty.
+// yields the cursor's position: files rely on it, so it is kept. Returns the count when the table
+// is empty.
 int32_t ResumeForKey(const ResourceSet& set, const uint8_t* key, uint16_t& cursor);
 
 inline bool KeyMatches(const ResourceSet& set, int32_t index, const uint8_t* key) {
@@ -30,13 +30,20 @@ inline bool KeyMatches(const ResourceSet& set, int32_t index, const uint8_t* key
 
 inline uint16_t& CursorOf(Kind kind) { return kind == kLd ? usLdCursor : usPdCursor; }
 
-// Index of the resource with `key` (bytes as in the file), given that its entry stands at `position`
-// of its section. -1: not configured, reported as a broken record.
+// Index of the resource with `key` (bytes as in the file), given that its entry stands at
+// `position` of its section. -1: not configured, reported as a broken record.
 inline int32_t FindIndex(Kind kind, const uint8_t* key, int32_t position) {
   const ResourceSet& set = resource_sets[kind];
   switch (set.lookup) {
     case Lookup::kCursor: {
-      const int32_t index = ResumeForKey(set, key, CursorOf(kind));
+      // Entries come in table order: the next one stands right behind the last hit.
+      uint16_t& cursor = CursorOf(kind);
+      const int32_t here = cursor;
+      if (here < set.entries - 1 && !KeyMatches(set, here, key) && KeyMatches(set, here + 1, key)) {
+        cursor = static_cast<uint16_t>(here + 1);
+        return here + 1;
+      }
+      const int32_t index = ResumeForKey(set, key, cursor);
       return index < set.entries ? index : MissingResource();
     }
     case Lookup::kPosition:

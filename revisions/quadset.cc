@@ -23,8 +23,7 @@ void Put(PMONquadset* wire, const Accumulated* a, uint32_t time) {
 void CalcQuadset(Accumulated* a, double* extremes, const PMONquadset* wire, uint32_t length) {
   Fold<QuadRule::kOlder>(a, extremes, wire, length);
 }
-void CalcQuadset_0x13(Accumulated* a, double* extremes, const PMONquadset* wire,
-                      uint32_t length) {
+void CalcQuadset_0x13(Accumulated* a, double* extremes, const PMONquadset* wire, uint32_t length) {
   Fold<QuadRule::kCurrent>(a, extremes, wire, length);
 }
 void SetQuadset(PMONquadset* wire, const Accumulated* a, uint32_t time) {

@@ -1,5 +1,6 @@
-// Arithmetic of counter groups: folding an interval into a period, producing the period's words, and
-// the extremes of rates. Everything is IEEE double, evaluated in the order in which it is written.
+// Arithmetic of counter groups: folding an interval into a period, producing the period's words,
+// and the extremes of rates. Everything is IEEE double, evaluated in the order in which it is
+// written.
 #pragma once
 
 #include <cstdint>
@@ -90,7 +91,8 @@ inline void PutQuadset(uint8_t* wire, const Accumulated& a, uint32_t time) {
   }
 }
 
-// The same by name, on host-order words; `extremes` may be null. The first-interval flag is finfo's.
+// The same by name, on host-order words; `extremes` may be null. The first-interval flag is
+// finfo's.
 void CalcQuadset(Accumulated* a, double* extremes, const PMONquadset* wire, uint32_t length);
 void CalcQuadset_0x13(Accumulated* a, double* extremes, const PMONquadset* wire, uint32_t length);
 void SetQuadset(PMONquadset* wire, const Accumulated* a, uint32_t time);

@@ -8,8 +8,8 @@ extern Buffer record_in;
 extern Buffer record_out;
 
 // Reads the record whose header is in finfo: all of it (revisions whose handlers start at the first
-// byte), or what follows the header, with one read. The view covers the whole record; the 12 bytes of
-// the record header are undefined in the second case.
+// byte), or what follows the header, with one read. The view covers the whole record; the 12 bytes
+// of the record header are undefined in the second case.
 RecordView ReadWholeRecord();
 
 // Piece of a record, or null when it leaves the record.

@@ -17,9 +17,9 @@ namespace {
 
 void PublishSlots(Kind kind) {
   switch (kind) {
-#define QELPRF_PUBLISH(name, k)                   \
-  case k:                                         \
-    name = resource_sets[k].slot_block.data();    \
+#define QELPRF_PUBLISH(name, k)                \
+  case k:                                      \
+    name = resource_sets[k].slot_block.data(); \
     break;
     QELPRF_SLOT_ARRAYS(QELPRF_PUBLISH)
 #undef QELPRF_PUBLISH

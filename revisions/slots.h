@@ -20,8 +20,8 @@ struct Accumulated {
 
 // What every slot holds beside its counter groups.
 struct SlotHead {
-  uint32_t status;  // of the last valid entry
-  uint32_t time;    // sum of interval lengths, milliseconds; wraps
+  uint32_t status;             // of the last valid entry
+  uint32_t time;               // sum of interval lengths, milliseconds; wraps
   std::array<uint8_t, 3> key;  // as in the file
   uint8_t sticky;
   uint8_t kept;
@@ -35,7 +35,8 @@ struct SlotHead {
 };
 
 // `extremes`: largest and smallest operation rate, largest and smallest volume rate (older rule:
-// second average) per tracked group, then largest and smallest ratio; in the order of the item bits.
+// second average) per tracked group, then largest and smallest ratio; in the order of the item
+// bits.
 template <size_t kQuadsets, size_t kTracked>
 struct Slot {
   SlotHead head;
@@ -89,11 +90,12 @@ T* SlotsOf(Kind kind) {
 }
 
 // The slot arrays by name; null while the kind has no resources.
-#define QELPRF_SLOT_ARRAYS(X)                                                                 \
-  X(sta_hd_arc, kHd) X(sta_rd_arc, kRd) X(sta_dd_arc, kDd) X(sta_hp_arc, kHp)                 \
-  X(sta_hp_node_arc, kHpNode) X(sta_dp_arc, kDp) X(sta_cache_arc, kCache) X(sta_ld_arc, kLd)  \
-  X(sta_pd_arc, kPd) X(sta_rank_arc, kRank) X(sta_cheseg_arc, kCheseg) X(sta_rp_arc, kRp)     \
-  X(sta_mp_arc, kMp) X(sta_pool_arc, kPool)
+#define QELPRF_SLOT_ARRAYS(X)                                                                     \
+  X(sta_hd_arc, kHd)                                                                              \
+  X(sta_rd_arc, kRd) X(sta_dd_arc, kDd) X(sta_hp_arc, kHp) X(sta_hp_node_arc, kHpNode)            \
+      X(sta_dp_arc, kDp) X(sta_cache_arc, kCache) X(sta_ld_arc, kLd) X(sta_pd_arc, kPd)           \
+          X(sta_rank_arc, kRank) X(sta_cheseg_arc, kCheseg) X(sta_rp_arc, kRp) X(sta_mp_arc, kMp) \
+              X(sta_pool_arc, kPool)
 #define QELPRF_DECLARE(name, kind) extern uint8_t* name;
 QELPRF_SLOT_ARRAYS(QELPRF_DECLARE)
 #undef QELPRF_DECLARE

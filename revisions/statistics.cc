@@ -77,8 +77,8 @@ bool BuildSet(const RecordView& record, const SectionRow& row, uint32_t stride, 
   if (Carve(record, header.offset, uint64_t{header.count} * step) == nullptr) {
     return BrokenRecord("section leaves its record");
   }
-  uint8_t* table = ShapeSet(row.kind, {header.count, stride, lookup, 0, form.key.count,
-                                       OpsOf(row.form, rule).slot_size});
+  uint8_t* table = ShapeSet(
+      row.kind, {header.count, stride, lookup, 0, form.key.count, OpsOf(row.form, rule).slot_size});
   const uint8_t* entry = record.data + header.offset;
   for (uint32_t i = 0; i < header.count; ++i, table += stride, entry += step) {
     for (size_t n = 0; n < form.key.count; ++n) table[n] = entry[form.key.at[n]];
@@ -109,8 +109,7 @@ void DecidePeriod() {
     finfo.first_interval = true;
   } else {
     finfo.interval_ms = (now - finfo.previous_sta_time) * 1000;
-    if (finfo.level == 'H' &&
-        now / kSecondsPerHour > finfo.previous_sta_time / kSecondsPerHour) {
+    if (finfo.level == 'H' && now / kSecondsPerHour > finfo.previous_sta_time / kSecondsPerHour) {
       DispatchOf(finfo.revision).flush_at_end();
       finfo.no_statistics = false;  // this record waits now
       finfo.first_interval = true;

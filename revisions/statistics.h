@@ -9,4 +9,3 @@ void ReadStatistics(const RevisionLayout& layout);
 
 // Writes the period gathered in the slots as one record in `layout`, then clears the slots.
 void WriteStatistics(const RevisionLayout& layout);
-

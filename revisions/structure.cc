@@ -49,9 +49,7 @@ HeldCounts held;
 
 const RevisionLayout& Layout() { return *finfo.layout; }
 
-bool IsCarried(Carried carried) {
-  return IsCarriedBy(carried, structure.basic[kBasicCarried]);
-}
+bool IsCarried(Carried carried) { return IsCarriedBy(carried, structure.basic[kBasicCarried]); }
 
 size_t EntrySize(const ListRow& row, const conhdr& descriptor) {
   return row.entry == kSizeFromDescriptor ? descriptor.first : row.entry;
@@ -212,8 +210,8 @@ void NoteVariableParts() {
   for (size_t i = 0; i < Layout().list_count; ++i) {
     const ListRow& row = Layout().lists[i];
     if (row.total_length_at == kNone || structure.lists[i] == nullptr) continue;
-    const auto variable =
-        static_cast<uint32_t>(structure.sizes[i] - size_t{structure.descriptors[i].count} * row.entry);
+    const auto variable = static_cast<uint32_t>(structure.sizes[i] -
+                                                size_t{structure.descriptors[i].count} * row.entry);
     (row.kind == kLd ? Top_lvdvno_ptr : Top_ldpdno_ptr) = structure.lists[i] + row.entry;
     (row.kind == kLd ? ld_total_size : rank_total_size) = variable;
   }
@@ -285,7 +283,8 @@ int WriteStructure() {
   hton_conhdr(out + kAtFirstSlot, &descriptor);
   std::memcpy(out + head, structure.basic, kBasicSize);
 
-  // The list that a pair excludes carries the offset of the other, so both are put where they start.
+  // The list that a pair excludes carries the offset of the other, so both are put where they
+  // start.
   size_t at = head + kBasicSize;
   size_t pair_at = 0;
   for (size_t i = 0; i < layout.list_count; ++i) {
