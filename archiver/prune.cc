@@ -10,12 +10,12 @@
 
 namespace {
 
-constexpr signed char kDeleteByAge = 3;
-constexpr signed char kDeleteOldest = 4;
-constexpr signed char kEmbeddedDelete = 8;
-constexpr signed char kEmbeddedMove = 9;
+constexpr int8_t kDeleteByAge = 3;
+constexpr int8_t kDeleteOldest = 4;
+constexpr int8_t kEmbeddedDelete = 8;
+constexpr int8_t kEmbeddedMove = 9;
 
-int Prune(PmlDelParam* param, signed char mode, const char* task) {
+int Prune(PmlDelParam* param, int8_t mode, const char* task) {
   const int result = PMONBcomDeletePml(param, mode);
   if (result != 0) {
     TraceLine(__LINE__, "%s : retval=%d detail=0x%08x errno=%d", task, result, param->detail,

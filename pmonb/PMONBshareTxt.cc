@@ -10,11 +10,17 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 namespace {
 
 constexpr int kDone = 0;
 constexpr int kFileError = 3;
+
+// States of a file that Query tells apart.
+constexpr int kHasContent = 2;
+constexpr int kEmpty = 3;
+constexpr int kMissing = 4;
 
 char* pNext = nullptr;  // behind the delimiter found last
 FILE* ifp = nullptr;    // file of the search in progress
@@ -70,9 +76,6 @@ int EnsureExists(const char* path) {
 }
 
 int Query(const char* path) {
-  constexpr int kHasContent = 2;
-  constexpr int kEmpty = 3;
-  constexpr int kMissing = 4;
   if (path == nullptr) {
     errno = EFAULT;
     return -1;
@@ -85,7 +88,7 @@ int RemoveFile(const char* path) {
   constexpr int kRemoved = 1;
   constexpr int kNotRemoved = 5;
   const int state = Query(path);
-  if (state != 2 && state != 3) return state;
+  if (state != kHasContent && state != kEmpty) return state;
   return unlink(path) == 0 ? kRemoved : kNotRemoved;
 }
 

@@ -1,5 +1,5 @@
-// Small text-file routines shared by the monitor's batch programs. The tokenizer and the line finder
-// keep their place between calls: one tokenization and one search at a time.
+// Small text-file routines shared by the monitor's batch programs. The tokenizer and the line
+// finder keep their place between calls: one tokenization and one search at a time.
 #pragma once
 
 // Bytes that the line buffer of pmonSubFileGetOneLine must hold, terminator included.

@@ -214,7 +214,7 @@ TEST_F(FileList, ArchiveOfADateReplacesItsLogsWithAndWithoutNumber) {
 
 TEST_F(FileList, LogOfAnotherArrayStays) {
   Make({"20210101A.psl", "20210101B.psl", "20210101A.psa"});
-  EXPECT_THAT(Select('D', "0d"), ElementsAre("20210101B.psl", "20210101A.psa"));
+  EXPECT_THAT(Select('D', "0d"), ElementsAre("20210101A.psa", "20210101B.psl"));
 }
 
 TEST_F(FileList, LastNameMovesIntoTheGap) {

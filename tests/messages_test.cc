@@ -359,7 +359,7 @@ TEST_F(PrefixMessages, FailedTaskHasClass4) {
 
 TEST_F(PrefixMessages, ProgramErrorGivesItsDetailCode) {
   LogMessage(115, nullptr, nullptr, 0, static_cast<uint32_t>(Unique()));
-  char detail[16];
+  char detail[24];
   snprintf(detail, sizeof detail, "detcode=%08x", Unique());
   EXPECT_THAT(EntriesWith(detail),
               ElementsAre(std::string("08099 Qelprfarc 5 1 Program error occurred ") + detail));

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tests/model/period.h"
 #include "tests/model/structure_record.h"
 
 namespace model {
@@ -189,19 +190,22 @@ Bytes EncodeStructure(Random& random, const RandomConfig& config, uint32_t stamp
   Append(record, config.basic);
 
   std::vector<Section> sections;
-  Section behind_104;  // keeps the list of slot 104 in front of ranks and pools
   for (const ListRule& rule : ListRules(revision)) {
     Section section{rule.slot, {}};
     for (const Bytes& entry : config.lists.at(rule.slot)) Append(section.bytes, entry);
-    if (HasSlot104(revision) && rule.slot == 112) {
-      behind_104.slot = 104;
-      for (const Bytes& entry : config.lists.at(104)) Append(behind_104.bytes, entry);
-      sections.push_back(behind_104);
+    if (HasSlot104(revision) && rule.slot == 112) {  // always in front of ranks and pools
+      Section list_104{104, {}};
+      for (const Bytes& entry : config.lists.at(104)) Append(list_104.bytes, entry);
+      sections.push_back(list_104);
     }
     sections.push_back(section);
   }
   const bool shuffled = random.Percent(30);
-  if (shuffled) random.Shuffle(sections);
+  if (shuffled) {
+    random.Shuffle(sections);
+    std::stable_partition(sections.begin(), sections.end(),
+                          [](const Section& section) { return section.slot == 104; });
+  }
   for (const Section& section : sections) {
     if (shuffled) Append(record, random.Garbage(static_cast<std::size_t>(random.Range(0, 5))));
     Descriptor descriptor;

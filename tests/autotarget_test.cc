@@ -1,0 +1,438 @@
+// Automatic selection: retention limits, period ends, and the inputs of the hour and day runs.
+#include "logdir/autotarget.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "archiver/runinfo.h"
+#include "engine/finfo.h"
+#include "tests/support/header_file.h"
+#include "tests/support/run_state.h"
+#include "tests/support/tempdir.h"
+
+namespace {
+
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr int32_t kDays = 0x10000000;
+constexpr int32_t kMonths = 0x20000000;
+constexpr int32_t kYears = 0x40000000;
+
+int64_t Utc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
+  struct tm time {};
+  time.tm_year = year - 1900;
+  time.tm_mon = month - 1;
+  time.tm_mday = day;
+  time.tm_hour = hour;
+  time.tm_min = minute;
+  time.tm_sec = second;
+  return timegm(&time);
+}
+
+// --- Limits ---------------------------------------------------------------------------------------
+
+class RetentionLimits : public ::testing::Test {
+ protected:
+  RetentionLimits() { ResetRunState(); }
+  ~RetentionLimits() override { ResetRunState(); }
+
+  static int64_t LimitOf(int32_t encoded, char letter, int retention_class, int64_t now) {
+    arcdelinfo.savetime[retention_class].now = now;
+    GetSaveTime(encoded, letter);
+    return arcdelinfo.savetime[retention_class].limit;
+  }
+  static int64_t LimitOf(int32_t encoded, int64_t now) {
+    return LimitOf(encoded, 'L', kClassPsl, now);
+  }
+
+  TimeZone zone{"UTC"};
+};
+
+TEST_F(RetentionLimits, DaysKeepTheTimeOfDay) {
+  EXPECT_EQ(LimitOf(kDays + 1, Utc(2021, 3, 1, 4, 5, 6)), Utc(2021, 2, 28, 4, 5, 6));
+  EXPECT_EQ(LimitOf(kDays + 366, Utc(2021, 3, 1, 4, 5, 6)), Utc(2020, 2, 29, 4, 5, 6));
+}
+
+TEST_F(RetentionLimits, MonthsEndAtMidnight) {
+  EXPECT_EQ(LimitOf(kMonths + 1, Utc(2021, 3, 15, 4, 5, 6)), Utc(2021, 2, 15));
+  EXPECT_EQ(LimitOf(kMonths + 3, Utc(2021, 1, 15, 4, 5, 6)), Utc(2020, 10, 15));
+  EXPECT_EQ(LimitOf(kMonths + 24, Utc(2021, 1, 1)), Utc(2019, 1, 1));
+}
+
+TEST_F(RetentionLimits, MonthsPullTheDayIntoTheMonth) {
+  EXPECT_EQ(LimitOf(kMonths + 1, Utc(2021, 3, 29)), Utc(2021, 2, 28));
+  EXPECT_EQ(LimitOf(kMonths + 1, Utc(2021, 3, 31)), Utc(2021, 2, 28));
+  EXPECT_EQ(LimitOf(kMonths + 1, Utc(2020, 3, 29)), Utc(2020, 2, 29));
+  EXPECT_EQ(LimitOf(kMonths + 1, Utc(2020, 3, 31)), Utc(2020, 2, 29));
+  EXPECT_EQ(LimitOf(kMonths + 1, Utc(2021, 5, 31)), Utc(2021, 4, 30));
+  EXPECT_EQ(LimitOf(kMonths + 1, Utc(2021, 8, 31)), Utc(2021, 7, 31));
+}
+
+TEST_F(RetentionLimits, YearsLetThe29FebruaryRollOver) {
+  EXPECT_EQ(LimitOf(kYears + 1, Utc(2020, 2, 29, 4, 5, 6)), Utc(2019, 3, 1));
+  EXPECT_EQ(LimitOf(kYears + 2, Utc(2021, 5, 6, 7, 8, 9)), Utc(2019, 5, 6));
+}
+
+TEST_F(RetentionLimits, MidnightIsLocal) {
+  TimeZone tokyo("JST-9");
+  // 2021-03-16 01:00 local.
+  EXPECT_EQ(LimitOf(kMonths + 1, Utc(2021, 3, 15, 16)), Utc(2021, 2, 15, 15));
+}
+
+TEST_F(RetentionLimits, LettersChooseTheClass) {
+  const int64_t now = Utc(2021, 3, 15);
+  EXPECT_EQ(LimitOf(kMonths + 1, 'H', kClassHour, now), Utc(2021, 2, 15));
+  EXPECT_EQ(arcdelinfo.savetime[kClassPsl].limit, 0);
+  EXPECT_EQ(LimitOf(kMonths + 2, 'D', kClassDay, now), Utc(2021, 1, 15));
+  EXPECT_EQ(LimitOf(kMonths + 3, 'L', kClassPsl, now), Utc(2020, 12, 15));
+}
+
+TEST_F(RetentionLimits, ClassesWithoutRetentionKeep0) {
+  SetClock("2021-03-15 10:00:00");
+  arcdelinfo.savetm_flg[kClassHour] = 1;
+  arcdelinfo.savetm[kClassPsl] = kDays + 1;
+  arcdelinfo.savetm[kClassHour] = kMonths + 1;
+  EXPECT_EQ(GetTimeSpan(), 0);
+  EXPECT_EQ(arcdelinfo.savetime[kClassPsl].limit, 0);
+  EXPECT_EQ(arcdelinfo.savetime[kClassHour].limit, Utc(2021, 2, 15));
+  EXPECT_EQ(arcdelinfo.savetime[kClassDay].limit, 0);
+  for (const auto& span : arcdelinfo.savetime) EXPECT_EQ(span.now, Utc(2021, 3, 15, 10));
+}
+
+// --- Files ----------------------------------------------------------------------------------------
+
+class AutoTargets : public ::testing::Test {
+ protected:
+  AutoTargets() {
+    ResetRunState();
+    snprintf(arcdelinfo.arcdir, sizeof arcdelinfo.arcdir, "%s", directory.Path("").c_str());
+    directory.MakeDirectory("archive");
+  }
+  ~AutoTargets() override { ResetRunState(); }
+
+  void MakeLog(const std::string& name, uint8_t revision = 0x1D) const {
+    HeaderFile header;
+    header.revision = revision;
+    directory.Write(name, HeaderBytes(header));
+  }
+  void MakeArchive(const std::string& name, char level, uint8_t revision = 0x1D) const {
+    HeaderFile header;
+    header.revision = revision;
+    header.level = level;
+    directory.Write("archive/" + name, HeaderBytes(header));
+  }
+
+  static std::vector<std::string> Select(char level, const std::string& now) {
+    SetClock(now);
+    GetTimeSpan();
+    finfo.level = level;
+    GetTargetFile();
+    return {TargetList, TargetList + Ntarget};
+  }
+
+  TempDir directory;
+  TimeZone zone{"UTC"};
+};
+
+TEST_F(AutoTargets, LevelsOfFiles) {
+  MakeArchive("20210101A.psa", 'H');
+  MakeArchive("202101A.psa", 'D');
+  MakeArchive("20210102A.psa", 'L');
+  MakeArchive("20210103A.psa", 'x');
+  directory.Write("archive/20210104A.psa");
+  MakeLog("20210101A.psl");
+  EXPECT_EQ(CheckAutoFileLevel("20210101A.psa"), 1);
+  EXPECT_EQ(CheckAutoFileLevel("202101A.psa"), 2);
+  EXPECT_EQ(CheckAutoFileLevel("20210102A.psa"), 0);
+  EXPECT_EQ(CheckAutoFileLevel("20210103A.psa"), 0);
+  EXPECT_EQ(CheckAutoFileLevel("20210104A.psa"), 1);  // empty
+  EXPECT_EQ(CheckAutoFileLevel("20210101A.psl"), 0);  // lies in the directory above
+  EXPECT_EQ(CheckAutoFileLevel("20210105A.psa"), -1);
+  EXPECT_EQ(rfd, -1);
+}
+
+TEST_F(AutoTargets, FilesTooShortForALevelByteHaveNone) {
+  HeaderFile header;
+  header.level = 'H';
+  for (const size_t size : {1, 3, 4, 11, 12}) {
+    directory.Write("archive/20210101A.psa", HeaderBytes(header).substr(0, size));
+    EXPECT_EQ(CheckAutoFileLevel("20210101A.psa"), 0) << size;
+  }
+  directory.Write("archive/20210101A.psa", HeaderBytes(header).substr(0, 13));
+  EXPECT_EQ(CheckAutoFileLevel("20210101A.psa"), 1);
+}
+
+TEST_F(AutoTargets, Revision0x17AndLaterIsAccepted) {
+  for (int revision = 0; revision <= 0xFF; ++revision) {
+    MakeLog("20210101A.psl", static_cast<uint8_t>(revision));
+    EXPECT_EQ(CheckAutoFileVer("20210101A.psl"), revision >= 0x17 ? 0 : -1) << revision;
+  }
+  MakeArchive("20210101A.psa", 'H', 0x16);
+  EXPECT_EQ(CheckAutoFileVer("20210101A.psa"), -1);
+  MakeArchive("20210101A.psa", 'H', 0x17);
+  EXPECT_EQ(CheckAutoFileVer("20210101A.psa"), 0);
+}
+
+TEST_F(AutoTargets, FilesTooShortForARevisionAreRefused) {
+  for (const size_t size : {0, 1, 4, 11}) {
+    directory.Write("20210101A.psl", HeaderBytes({}).substr(0, size));
+    EXPECT_EQ(CheckAutoFileVer("20210101A.psl"), -1) << size;
+  }
+  directory.Write("20210101A.psl", HeaderBytes({}).substr(0, 12));
+  EXPECT_EQ(CheckAutoFileVer("20210101A.psl"), 0);
+  EXPECT_EQ(CheckAutoFileVer("20210102A.psl"), -1);
+  EXPECT_EQ(rfd, -1);
+  EXPECT_EQ(rfname, nullptr);
+}
+
+TEST_F(AutoTargets, PipesAreTakenAsEmptyFiles) {
+  ASSERT_EQ(mkfifo(directory.Path("20210101A.psl").c_str(), 0600), 0);
+  EXPECT_EQ(CheckAutoFileVer("20210101A.psl"), -1);
+  EXPECT_EQ(CheckAutoFileLevel("20210101A.psl"), 1);
+}
+
+TEST_F(AutoTargets, PathsHaveAtMost255Characters) {
+  char path[256];
+  EXPECT_TRUE(AutoFilePath("a.psl", path));
+  EXPECT_EQ(path, directory.Path("a.psl"));
+  EXPECT_TRUE(AutoFilePath("a.psa", path));
+  EXPECT_EQ(path, directory.Path("archive/a.psa"));
+  memset(arcdelinfo.arcdir, 'x', 249);
+  arcdelinfo.arcdir[249] = '/';
+  arcdelinfo.arcdir[250] = '\0';
+  EXPECT_TRUE(AutoFilePath("a.psl", path));
+  EXPECT_EQ(strlen(path), 255u);
+  EXPECT_FALSE(AutoFilePath("ab.psl", path));
+  EXPECT_EQ(CheckAutoFileVer("ab.psl"), -1);
+  EXPECT_EQ(CheckAutoFileLevel("ab.psl"), -1);
+}
+
+// --- Hour run -------------------------------------------------------------------------------------
+
+TEST_F(AutoTargets, HourRunTakesLogsUpToTheEndOfYesterday) {
+  MakeLog("20210313A.psl");
+  MakeLog("20210314A.psl");
+  MakeLog("20210315A.psl");  // today
+  MakeLog("20210316A.psl");
+  EXPECT_THAT(Select('H', "2021-03-15 00:00:00"), ElementsAre("20210313A.psl", "20210314A.psl"));
+  EXPECT_THAT(Select('H', "2021-03-15 23:59:59"), ElementsAre("20210313A.psl", "20210314A.psl"));
+}
+
+TEST_F(AutoTargets, HourRunOn1MarchEndsOn28February) {
+  MakeLog("20210228A.psl");
+  MakeLog("20210301A.psl");
+  EXPECT_THAT(Select('H', "2021-03-01 12:00:00"), ElementsAre("20210228A.psl"));
+}
+
+TEST_F(AutoTargets, HourRunOn1MarchOfALeapYearEndsOn29February) {
+  MakeLog("20200229A.psl");
+  MakeLog("20200301A.psl");
+  EXPECT_THAT(Select('H', "2020-03-01 12:00:00"), ElementsAre("20200229A.psl"));
+}
+
+TEST_F(AutoTargets, HourRunOn1JanuaryEndsInTheYearBefore) {
+  MakeLog("20201231A.psl");
+  MakeLog("20210101A.psl");
+  EXPECT_THAT(Select('H', "2021-01-01 12:00:00"), ElementsAre("20201231A.psl"));
+}
+
+TEST_F(AutoTargets, DaysAreLocal) {
+  TimeZone tokyo("JST-9");
+  MakeLog("20210314A.psl");
+  MakeLog("20210315A.psl");
+  // 2021-03-16 08:00 local.
+  EXPECT_THAT(Select('H', "2021-03-15 23:00:00"), ElementsAre("20210314A.psl", "20210315A.psl"));
+}
+
+TEST_F(AutoTargets, LogWithItsHourArchiveIsNotSelectedAgain) {
+  MakeLog("20210313A.psl");
+  MakeLog("20210314A#001.psl");
+  MakeLog("20210314A#002.psl");
+  MakeLog("20210314B.psl");
+  MakeArchive("20210314A.psa", 'H');
+  EXPECT_THAT(Select('H', "2021-03-15 10:00:00"), ElementsAre("20210313A.psl", "20210314B.psl"));
+}
+
+TEST_F(AutoTargets, EmptyHourArchiveCountsAsArchived) {
+  MakeLog("20210314A.psl");
+  directory.Write("archive/20210314A.psa");
+  EXPECT_THAT(Select('H', "2021-03-15 10:00:00"), IsEmpty());
+}
+
+TEST_F(AutoTargets, TemporaryArchiveDoesNotCountAsArchived) {
+  MakeLog("20210314A.psl");
+  MakeArchive("20210314A.psa_tmp", 'H');
+  EXPECT_THAT(Select('H', "2021-03-15 10:00:00"), ElementsAre("20210314A.psl"));
+}
+
+TEST_F(AutoTargets, HourRunIgnoresDayArchives) {
+  MakeLog("20210314A.psl");
+  MakeArchive("202103A.psa", 'D');
+  EXPECT_THAT(Select('H', "2021-03-15 10:00:00"), ElementsAre("20210314A.psl"));
+}
+
+TEST_F(AutoTargets, LogsOfOldRevisionsAndEmptyLogsAreNeverSelected) {
+  MakeLog("20210312A.psl", 0x16);
+  MakeLog("20210313A.psl", 0x17);
+  directory.Write("20210314A.psl");
+  EXPECT_THAT(Select('H', "2021-03-15 10:00:00"), ElementsAre("20210313A.psl"));
+  EXPECT_THAT(Select('D', "2021-04-15 10:00:00"), ElementsAre("20210313A.psl"));
+}
+
+TEST_F(AutoTargets, LogsThatWouldExpireAtOnceAreNotSelected) {
+  arcdelinfo.savetm_flg[kClassHour] = 1;
+  arcdelinfo.savetm[kClassHour] = kMonths + 1;
+  MakeLog("20210214A.psl");
+  MakeLog("20210215A.psl");
+  EXPECT_THAT(Select('H', "2021-03-15 10:00:00"), ElementsAre("20210215A.psl"));
+}
+
+TEST_F(AutoTargets, PslRetentionDoesNotMatterForSelection) {
+  arcdelinfo.savetm_flg[kClassPsl] = 1;
+  arcdelinfo.savetm[kClassPsl] = kDays + 1;
+  MakeLog("20210101A.psl");
+  EXPECT_THAT(Select('H', "2021-03-15 10:00:00"), ElementsAre("20210101A.psl"));
+}
+
+TEST_F(AutoTargets, NamesWithoutADateAreNotSelected) {
+  for (const char* name : {"2021030A.psl", "20210230A.psl", "xx210301A.psl", "20210301A.psl.bak",
+                           "20210301A.txt", "19691231A.psl"}) {
+    MakeLog(name);
+  }
+  EXPECT_THAT(Select('H', "2021-03-15 10:00:00"), IsEmpty());
+}
+
+TEST_F(AutoTargets, HourRunWithoutLogsLeavesTheArchiveDirectoryAlone) {
+  std::filesystem::remove(directory.Path("archive"));
+  EXPECT_THAT(Select('H', "2021-03-15 10:00:00"), IsEmpty());
+  EXPECT_FALSE(directory.Exists("archive"));
+}
+
+TEST_F(AutoTargets, MissingArchiveDirectoryIsCreated) {
+  std::filesystem::remove(directory.Path("archive"));
+  MakeLog("20210314A.psl");
+  const mode_t before = umask(0);
+  EXPECT_THAT(Select('H', "2021-03-15 10:00:00"), ElementsAre("20210314A.psl"));
+  umask(before);
+  struct stat status {};
+  ASSERT_EQ(stat(directory.Path("archive").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0755u);
+}
+
+TEST_F(AutoTargets, DayRunCreatesTheArchiveDirectoryEvenWithoutLogs) {
+  std::filesystem::remove(directory.Path("archive"));
+  EXPECT_THAT(Select('D', "2021-03-15 10:00:00"), IsEmpty());
+  EXPECT_TRUE(directory.Exists("archive"));
+}
+
+TEST_F(AutoTargets, ArchiveDirectoryThatCannotBeCreatedEndsTheRun) {
+  std::filesystem::remove(directory.Path("archive"));
+  directory.Write("archive");
+  MakeLog("20210314A.psl");
+  arcdelinfo.auto2_flg = 1;  // failures go to standard error
+  arcdelinfo.arc_flg = 1;
+  Capture errors(2);
+  EXPECT_EQ(StatusOf([] { Select('H', "2021-03-15 10:00:00"); }), 1);
+  EXPECT_EQ(errors.Text(),
+            "System call error occurred func=mkdir errno=17 detcode=030d0001\n"
+            "Failed in archives of psl(psa) files.\n");
+}
+
+// --- Day run --------------------------------------------------------------------------------------
+
+TEST_F(AutoTargets, DayRunEndsWithTheMonthBefore) {
+  MakeArchive("20210131A.psa", 'H');
+  MakeArchive("20210228A.psa", 'H');
+  MakeArchive("20210301A.psa", 'H');
+  const std::vector<std::string> expected{"20210131A.psa", "20210228A.psa"};
+  for (const char* now : {"2021-03-01 00:00:00", "2021-03-15 10:00:00", "2021-03-31 23:59:59"}) {
+    EXPECT_EQ(Select('D', now), expected) << now;
+  }
+}
+
+TEST_F(AutoTargets, DayRunInJanuaryEndsInDecember) {
+  MakeArchive("20201231A.psa", 'H');
+  MakeArchive("20210101A.psa", 'H');
+  EXPECT_THAT(Select('D', "2021-01-31 10:00:00"), ElementsAre("20201231A.psa"));
+}
+
+TEST_F(AutoTargets, LogDatedTodayIsSelectedByNeitherLevel) {
+  MakeLog("20210301A.psl");
+  EXPECT_THAT(Select('H', "2021-03-01 23:59:59"), IsEmpty());
+  EXPECT_THAT(Select('D', "2021-03-01 23:59:59"), IsEmpty());
+}
+
+TEST_F(AutoTargets, DayRunTakesLogsBeforeHourArchives) {
+  MakeLog("20210220B.psl");
+  MakeArchive("20210110A.psa", 'H');
+  MakeArchive("20210111A.psa", 'H');
+  EXPECT_THAT(Select('D', "2021-03-15 10:00:00"),
+              ElementsAre("20210220B.psl", "20210110A.psa", "20210111A.psa"));
+}
+
+TEST_F(AutoTargets, DayRunPassesOverLogsWithTheirHourArchive) {
+  MakeLog("20210220A.psl");
+  MakeArchive("20210220A.psa", 'H');
+  EXPECT_THAT(Select('D', "2021-03-15 10:00:00"), ElementsAre("20210220A.psa"));
+}
+
+TEST_F(AutoTargets, MonthWithItsDayArchiveIsNotSelectedAgain) {
+  MakeLog("20210120A.psl");
+  MakeArchive("20210121A.psa", 'H');
+  MakeArchive("20210121A#002.psa", 'H');
+  MakeArchive("20210121B.psa", 'H');
+  MakeArchive("20210201A.psa", 'H');
+  MakeArchive("202101A.psa", 'D');
+  EXPECT_THAT(Select('D', "2021-03-15 10:00:00"), ElementsAre("20210121B.psa", "20210201A.psa"));
+}
+
+TEST_F(AutoTargets, EmptyHourArchivesAreNotFolded) {
+  directory.Write("archive/20210220A.psa");
+  MakeArchive("20210221A.psa", 'H');
+  EXPECT_THAT(Select('D', "2021-03-15 10:00:00"), ElementsAre("20210221A.psa"));
+}
+
+TEST_F(AutoTargets, HourArchivesOfOldRevisionsAreNotFolded) {
+  MakeArchive("20210220A.psa", 'H', 0x16);
+  EXPECT_THAT(Select('D', "2021-03-15 10:00:00"), IsEmpty());
+}
+
+TEST_F(AutoTargets, DayPsaRetentionOf1MonthKeepsOlderLogsOut) {
+  arcdelinfo.savetm_flg[kClassDay] = 1;
+  arcdelinfo.savetm[kClassDay] = kMonths + 1;
+  MakeLog("20210214A.psl");
+  MakeLog("20210215A.psl");
+  MakeArchive("20210214B.psa", 'H');
+  MakeArchive("20210215B.psa", 'H');
+  EXPECT_THAT(Select('D', "2021-03-15 10:00:00"), ElementsAre("20210215A.psl", "20210215B.psa"));
+}
+
+TEST_F(AutoTargets, MarksOfTheTargetsAreClear) {
+  MakeLog("20210312A.psl");
+  MakeLog("20210313A.psl", 0x10);
+  MakeArchive("20210311A.psa", 'H');
+  Select('H', "2021-03-15 10:00:00");
+  // One more than the candidates of both kinds, selected or not.
+  ASSERT_EQ(finfo.target_marks_size, 4u);
+  EXPECT_THAT(std::vector<uint8_t>(finfo.target_marks, finfo.target_marks + 4), Each(0));
+}
+
+TEST_F(AutoTargets, WithoutCurrentTimeNothingIsSelected) {
+  MakeLog("19700101A.psl");
+  MakeLog("20210101A.psl");
+  for (const char level : {'H', 'D'}) {
+    finfo.level = level;
+    GetTargetFile();
+    EXPECT_EQ(Ntarget, 0);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,395 @@
+// Odd dates, odd names, links, sizes beyond 32 bits, and directories that change while the pruning
+// runs.
+#include <algorithm>
+#include <cerrno>
+
+#include "tests/pml_tree.h"
+
+namespace {
+
+using pml_test::Name;
+using Names = std::set<std::string>;
+
+class PmlEdges : public pml_test::PmlTree {
+ protected:
+  int Run(int mode) { return PMONBcomDeletePml(&param_, static_cast<int8_t>(mode)); }
+
+  // What a run by age with `term` leaves of files with these dates, all in one directory.
+  Names LeftByAge(std::initializer_list<int> dates, uint32_t term) {
+    std::filesystem::remove_all(Dir(0));
+    for (const int date : dates) PutIn(0, Name(date));
+    param_ = Param();
+    param_.term = term;
+    EXPECT_EQ(Run(3), 0);
+    return NamesIn(Dir(0));
+  }
+
+  PmlDelParam param_ = Param();
+};
+
+// --- Dates ---------------------------------------------------------------------------------------
+
+TEST_F(PmlEdges, FiveDigitDatesAreCutAtOtherPlaces) {
+  // 050131 is "50131": year 2050, month 13, day 1. Everything of 2005 lies before it.
+  EXPECT_EQ(LeftByAge({20050101, 20050131}, 7), Names{});
+  // 051231 is "51231": year 2051, month 23, day 1, which is November 2052.
+  EXPECT_EQ(LeftByAge({20050101, 20051231}, 10000), Names{});
+  // 001231 is "1231": year 2012, month 31, day 0, which is the last of June 2014.
+  EXPECT_EQ(LeftByAge({20000101, 20001231}, 1000), Names{});
+  // 000101 is "101": year 2010, month 1, day 0: 31 December 2009.
+  EXPECT_EQ(LeftByAge({20000101}, 1000), Names{});
+  // 20000000 is "0": month 0, day 0 of 2000 lies before 2000.
+  EXPECT_EQ(LeftByAge({20000000}, 0), Names{Name(20000000)});
+}
+
+TEST_F(PmlEdges, TheCenturyIsDropped) {
+  EXPECT_EQ(LeftByAge({20110101, 19110131}, 10), Names{Name(19110131)});
+  // 1999 counts as 2099.
+  EXPECT_EQ(LeftByAge({20110101, 19991231}, 10), Names{Name(19991231)});
+}
+
+TEST_F(PmlEdges, DatesThatAreNoneAreNormalised) {
+  // 31 February 2011 is 3 March, three days before is 28 February.
+  EXPECT_EQ(LeftByAge({20110228, 20110229, 20110231}, 3), (Names{Name(20110229), Name(20110231)}));
+  // Two days before is 1 March, after all of them.
+  EXPECT_EQ(LeftByAge({20110228, 20110229, 20110231}, 2), Names{});
+  // Day 99 of month 99 of 2010 lies in 2018.
+  EXPECT_EQ(LeftByAge({20100101, 20109999}, 1), Names{});
+}
+
+TEST_F(PmlEdges, LeapDaysAndYearEndsAreCounted) {
+  EXPECT_EQ(LeftByAge({20120228, 20120229, 20120301}, 1), Names{Name(20120301)});
+  EXPECT_EQ(LeftByAge({20110228, 20110301}, 1), Names{Name(20110301)});
+  EXPECT_EQ(LeftByAge({20101231, 20110101}, 1), Names{Name(20110101)});
+}
+
+TEST_F(PmlEdges, AThresholdBefore2000DeletesNothing) {
+  // 1 January 2010 less 3653 days is 1 January 2000, one day more is 1999.
+  EXPECT_EQ(LeftByAge({20000101, 20100101}, 3653), Names{Name(20100101)});
+  const Names both = {Name(20000101), Name(20100101)};
+  EXPECT_EQ(LeftByAge({20000101, 20100101}, 3654), both);
+  for (const uint32_t term : {40000u, 0x7FFFFFFFu, 0x80000000u, 0x80000001u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(LeftByAge({20000101, 20100101}, term), both) << term;
+  }
+}
+
+TEST_F(PmlEdges, AFailedConversionSelectsEveryFile) {
+  pml_system.make_time = [](tm*) { return time_t{-1}; };
+  EXPECT_EQ(LeftByAge({20110101, 20991231}, 10000), Names{});
+  // One second before 1970 is a time like any other.
+  pml_system.make_time = [](tm* calendar) {
+    mktime(calendar);
+    return time_t{-1};
+  };
+  EXPECT_EQ(LeftByAge({20110101, 20110131}, 10), Names{Name(20110131)});
+}
+
+TEST_F(PmlEdges, ForeignNamesAreNeverTheNewest) {
+  PutIn(0, Name(20110101));
+  PutIn(0, Name(20110102));
+  PutIn(0, "20991231.pml");
+  param_.term = 1;
+  EXPECT_EQ(Run(3), 0);
+  EXPECT_EQ(NamesIn(Dir(0)), Names{Name(20110102)});
+}
+
+// --- Order of names ------------------------------------------------------------------------------
+
+TEST_F(PmlEdges, OnlyTheLastTwoDigitsOfTheNumbersCount) {
+  PutIn(0, Name(20110101, 1, 2));
+  PutIn(0, Name(20110101, 101, 2));
+  PutIn(0, Name(20110101, 102, 1));
+  PutIn(0, Name(20110101, 200, 999));
+  param_.limit_lo = 30;
+  EXPECT_EQ(Run(8), 0);
+  EXPECT_FALSE(NamesIn(Dir(0)).contains(Name(20110101, 200, 999))) << "00 before 01";
+  // 001_002 and 101_002 are equal: the one listed first goes first.
+  std::string first;
+  for (const auto& entry : std::filesystem::directory_iterator(Dir(0))) {
+    const std::string name = entry.path().filename().string();
+    if (name != Name(20110101, 102, 1)) {
+      first = name;
+      break;
+    }
+  }
+  param_.limit_lo = 20;
+  EXPECT_EQ(Run(8), 0);
+  EXPECT_FALSE(NamesIn(Dir(0)).contains(first));
+  EXPECT_EQ(NamesIn(Dir(0)).size(), 2u);
+}
+
+TEST_F(PmlEdges, NumbersAreTakenBehindTheFirstHashAndTheLastUnderscore) {
+  const std::string older = "20110101b_99_#001_001.pml";
+  const std::string newer = "20110101a_00_#001_002.pml";
+  PutIn(0, older);
+  PutIn(0, newer);
+  param_.limit_lo = 10;
+  EXPECT_EQ(Run(8), 0);
+  EXPECT_EQ(NamesIn(Dir(0)), Names{newer});
+}
+
+// --- Names, links, other kinds of file -----------------------------------------------------------
+
+TEST_F(PmlEdges, NamesThatDoNotFitThePathFieldAreCountedAndLeftAlone) {
+  while (base_.size() < 100) base_ += "deep/";
+  std::filesystem::create_directories(base_);
+  param_ = Param();
+  const std::string name = std::string(251, 'a') + ".pml";
+  // The path field takes 327 characters and its terminator.
+  const size_t room = 327 - (Dir(0).size() + 1) - 4;
+  const std::string just = std::string(room, 'b') + ".pml";
+  const std::string over = std::string(room + 1, 'b') + ".pml";
+  const std::string cut = over.substr(0, over.size() - 1);
+  PutIn(0, name);
+  PutIn(0, just);
+  PutIn(0, over);
+  PutIn(0, cut);  // what a cut path would name
+  EXPECT_EQ(Run(3), 0);
+  EXPECT_EQ(param_.file_count, 3u);
+  EXPECT_EQ(NamesIn(Dir(0)), (Names{name, over, cut}));
+  const std::vector<std::string> trace = Trace();
+  ASSERT_EQ(trace.size(), 4u);
+  for (const std::string& left : {name, over}) {
+    const std::string line = "DeletePml : path too long, left alone name=" + Dir(0) + "/" + left;
+    EXPECT_EQ(std::count(trace.begin(), trace.end(), line), 1);
+  }
+  EXPECT_EQ(trace.back(), "Delete File Num 1");
+}
+
+// Only the staging directory can be so far down that a name of the right shape does not fit.
+TEST_F(PmlEdges, AStagedFileThatDoesNotFitStays) {
+  // 270 characters and ".trace3/" make 278: names of 50 characters and more do not fit.
+  while (trace_dir_.size() + 10 < 270) trace_dir_ += "ddddddddd/";
+  trace_dir_ += std::string(270 - trace_dir_.size() - 1, 'e') + "/";
+  staging_ = trace_dir_ + ".trace3";
+  std::filesystem::create_directories(staging_);
+  std::filesystem::create_directories(Dir(0));
+  param_ = Param();
+  const std::string array(52 - 20, 'a');  // names of 52 characters
+  Stage(Name(20110101, 1, 1, array));
+  Stage(Name(20110102, 1, 1, array));
+  Stage(Name(20110101, 1, 2));
+  EXPECT_EQ(Run(9), 0);
+  EXPECT_EQ(NamesIn(Dir(0)), Names{Name(20110101, 1, 2)});
+  EXPECT_EQ(NamesIn(staging_).size(), 2u);
+  EXPECT_EQ(param_.file_count, 3u);
+}
+
+TEST_F(PmlEdges, OfALinkTheLinkItselfGoes) {
+  Put(root_ + "/precious", 30);
+  std::filesystem::create_directories(root_ + "/valuable");
+  Put(root_ + "/valuable/file.pml");
+  std::filesystem::create_directories(Dir(0));
+  std::filesystem::create_symlink(root_ + "/precious", Dir(0) + "/" + Name(20110101));
+  std::filesystem::create_symlink(root_ + "/precious", Dir(0) + "/abc.pml");
+  std::filesystem::create_directory_symlink(root_ + "/valuable", Dir(0) + "/dir.pml");
+  EXPECT_EQ(Run(3), 0);
+  EXPECT_EQ(param_.file_count, 2u) << "the link to a directory is none of the files";
+  EXPECT_EQ(param_.total_lo, 60u);
+  EXPECT_EQ(NamesIn(Dir(0)), Names{"dir.pml"});
+  EXPECT_EQ(std::filesystem::file_size(root_ + "/precious"), 30u);
+  EXPECT_TRUE(std::filesystem::exists(root_ + "/valuable/file.pml"));
+}
+
+TEST_F(PmlEdges, OfAStagedLinkTheLinkItselfMoves) {
+  Put(root_ + "/precious", 30);
+  std::filesystem::create_directories(Dir(0));
+  std::filesystem::create_symlink(root_ + "/precious", staging_ + "/abc.pml");
+  EXPECT_EQ(Run(9), 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(Dir(0) + "/abc.pml"));
+  EXPECT_EQ(std::filesystem::file_size(root_ + "/precious"), 30u);
+}
+
+TEST_F(PmlEdges, DirectoriesNamedLikeLogsStay) {
+  std::filesystem::create_directories(Dir(0) + "/" + Name(20000101));
+  std::filesystem::create_directories(Dir(0) + "/abc.pml");
+  PutIn(0, Name(20110101));
+  EXPECT_EQ(Run(3), 0);
+  EXPECT_EQ(param_.file_count, 1u);
+  EXPECT_EQ(NamesIn(Dir(0)), (Names{Name(20000101), "abc.pml"}));
+}
+
+// A directory that comes in the place of a file is not removed, though it be empty.
+TEST_F(PmlEdges, ADirectoryInThePlaceOfAFileStays) {
+  PutIn(0, Name(20110101));
+  static std::string path;
+  path = Dir(0) + "/" + Name(20110101);
+  static auto remove_file = pml_system.remove_file;
+  pml_system.remove_file = [](const char* name) {
+    std::filesystem::remove(path);
+    std::filesystem::create_directory(path);
+    return remove_file(name);
+  };
+  EXPECT_EQ(Run(3), 4);
+  EXPECT_STREQ(param_.err_func, "remove");
+  EXPECT_TRUE(std::filesystem::is_directory(path));
+}
+
+TEST_F(PmlEdges, HostileNamesAreDeletedAndMovedAsTheyAre) {
+  const Names names = {"a b.pml", "$(touch x).pml", "'.pml",   "\n.pml",
+                       "-rf.pml", "`id`;.pml",      "%s%n.pml"};
+  std::filesystem::create_directories(Dir(0));
+  for (const std::string& name : names) Stage(name);
+  EXPECT_EQ(Run(9), 0);
+  EXPECT_EQ(NamesIn(Dir(0)), names);
+  EXPECT_TRUE(NamesIn(staging_).empty());
+  EXPECT_EQ(Run(3), 0);
+  EXPECT_TRUE(NamesIn(Dir(0)).empty());
+}
+
+// --- Base directories ----------------------------------------------------------------------------
+
+// Without its slash "pml" and "00" would make "pml00", a directory beside.
+TEST_F(PmlEdges, ABaseWithoutItsSlashTouchesNothingBesideIt) {
+  std::filesystem::create_directories(root_ + "/pml00");
+  Put(root_ + "/pml00/abc.pml");
+  PutIn(0, "abc.pml");
+  snprintf(param_.base_dir, sizeof param_.base_dir, "%s/pml", root_.c_str());
+  EXPECT_EQ(Run(3), 0);
+  EXPECT_EQ(param_.file_count, 1u);
+  EXPECT_TRUE(std::filesystem::exists(root_ + "/pml00/abc.pml"));
+  EXPECT_TRUE(std::filesystem::exists(Dir(0) + "/abc.pml"));
+  Stage("def.pml");
+  EXPECT_EQ(Run(9), 0);
+  EXPECT_TRUE(std::filesystem::exists(Dir(0) + "/def.pml"));
+  EXPECT_EQ(NamesIn(root_ + "/pml00").size(), 1u);
+}
+
+TEST_F(PmlEdges, AnEmptyBaseIsNotTheRoot) {
+  param_.base_dir[0] = '\0';
+  static std::set<std::string> made;
+  made.clear();
+  pml_system.make_dir = [](const char* path, mode_t mode) {
+    made.insert(path);
+    return *path == '\0' ? mkdir(path, mode) : 0;
+  };
+  ExpectFailure(param_, Run(3), 0x01B0000D, "opendir", ENOENT);
+  ExpectFailure(param_, Run(9), 0x01B00005, "mkdir", ENOENT);
+  EXPECT_EQ(made, Names{""});
+}
+
+TEST_F(PmlEdges, FieldsWithoutATerminatorEndWhereTheyEnd) {
+  memset(param_.base_dir, 'x', sizeof param_.base_dir);
+  memset(param_.trace_dir, 'y', sizeof param_.trace_dir);
+  ExpectFailure(param_, Run(3), 0x01B0000D, "opendir", ENAMETOOLONG);
+}
+
+// --- Sizes ---------------------------------------------------------------------------------------
+
+constexpr uint64_t kGiB = uint64_t{1} << 30;
+
+TEST_F(PmlEdges, TotalsAboveFourGiB) {
+  for (int day = 1; day <= 5; ++day) PutIn(0, Name(20110100 + day), 2 * kGiB + 1);
+  EXPECT_EQ(Run(1), 0);
+  EXPECT_EQ(param_.total_hi, 2u);
+  EXPECT_EQ(param_.total_lo, 2 * kGiB + 5);
+  param_.limit_hi = 2;
+  param_.limit_lo = static_cast<uint32_t>(2 * kGiB + 5);
+  EXPECT_EQ(Run(8), 0);
+  EXPECT_EQ(NamesIn(Dir(0)).size(), 5u) << "it just fits";
+  param_.limit_lo -= 1;
+  EXPECT_EQ(Run(8), 0);
+  EXPECT_EQ(NamesIn(Dir(0)).size(), 4u);
+  EXPECT_EQ(param_.total_lo, 4u);
+  EXPECT_EQ(Trace().front(),
+            "DeletePml : task=delete name=" + Dir(0) + "/" + Name(20110101) + " size=-2147483647");
+}
+
+TEST_F(PmlEdges, AFileAboveFourGiBGivesItsWholeRoom) {
+  PutIn(0, Name(20110101), 5 * kGiB);
+  PutIn(0, Name(20110102), kGiB);
+  param_.limit_lo = static_cast<uint32_t>(2 * kGiB);
+  EXPECT_EQ(Run(8), 0);
+  EXPECT_EQ(NamesIn(Dir(0)), Names{Name(20110102)});
+  EXPECT_EQ(param_.total_lo, kGiB);
+}
+
+TEST_F(PmlEdges, TotalsBeyondAllBoundsSaturate) {
+  pml_system.status = [](const char* path, struct stat* status) {
+    const int result = stat(path, status);
+    if (S_ISREG(status->st_mode)) status->st_size = INT64_MAX;
+    return result;
+  };
+  for (int day = 1; day <= 4; ++day) PutIn(0, Name(20110100 + day));
+  EXPECT_EQ(Run(1), 0);
+  EXPECT_EQ(param_.total_hi, 0xFFFFFFFFu);
+}
+
+// --- Directories that change between the passes --------------------------------------------------
+
+std::string watched;  // directory
+int openings;         // how often it has been opened
+void (*at_second_opening)();
+
+class PmlChanges : public PmlEdges {
+ protected:
+  PmlChanges() {
+    watched = Dir(0);
+    openings = 0;
+    pml_system.open_dir = [](const char* path) {
+      if (path == watched && ++openings == 2) at_second_opening();
+      return opendir(path);
+    };
+    for (int day = 1; day <= 4; ++day) PutIn(0, Name(20110100 + day));
+  }
+
+  static void Add(const std::string& name) { Put(watched + "/" + name); }
+};
+
+TEST_F(PmlChanges, FilesThatAppearAreLeftBeyondTheNumberCounted) {
+  at_second_opening = [] {
+    for (int day = 5; day <= 9; ++day) Add(Name(20110100 + day));
+  };
+  EXPECT_EQ(Run(3), 0);
+  EXPECT_EQ(param_.file_count, 4u);
+  EXPECT_EQ(NamesIn(Dir(0)).size(), 5u) << "four were listed, and with term 0 all of them go";
+}
+
+TEST_F(PmlChanges, AFullTableLeavesLaterDirectoriesAlone) {
+  PutIn(1, Name(20110101));
+  at_second_opening = [] { Add(Name(20110105)); };
+  EXPECT_EQ(Run(3), 0);
+  EXPECT_TRUE(NamesIn(Dir(0)).empty());
+  EXPECT_EQ(NamesIn(Dir(1)).size(), 1u);
+}
+
+TEST_F(PmlChanges, FilesThatVanishAreNotMissed) {
+  at_second_opening = [] { std::filesystem::remove(watched + "/" + Name(20110101)); };
+  EXPECT_EQ(Run(3), 0);
+  EXPECT_TRUE(NamesIn(Dir(0)).empty());
+  EXPECT_EQ(Trace().back(), "Delete File Num 3");
+}
+
+TEST_F(PmlChanges, ADirectoryThatVanishesIsPassedOver) {
+  PutIn(1, Name(20110101));
+  at_second_opening = [] { std::filesystem::remove_all(watched); };
+  EXPECT_EQ(Run(3), 0);
+  EXPECT_FALSE(std::filesystem::exists(Dir(0)));
+  EXPECT_TRUE(NamesIn(Dir(1)).empty());
+  EXPECT_EQ(Trace().back(), "Delete File Num 1");
+}
+
+// The first entry of the table stands for "oldest of a directory without files"; nothing may come
+// of it when it is unused.
+TEST_F(PmlChanges, EverythingMayVanish) {
+  for (const int mode : {2, 4, 8}) {
+    SCOPED_TRACE(mode);
+    for (int day = 1; day <= 8; ++day) PutIn(0, Name(20110100 + day));
+    at_second_opening = [] { std::filesystem::remove_all(watched); };
+    openings = 0;
+    param_ = Param();
+    param_.delete_count = 3;
+    EXPECT_EQ(Run(mode), 0);
+    EXPECT_EQ(param_.total_lo, 80u);
+    EXPECT_EQ(param_.file_count, 8u);
+    EXPECT_EQ(Trace().back(), "Delete File Num 0");
+  }
+}
+
+TEST_F(PmlChanges, EachDirectoryIsListedTwice) {
+  at_second_opening = [] {};
+  EXPECT_EQ(Run(3), 0);
+  EXPECT_EQ(openings, 2);
+}
+
+}  // namespace

@@ -1,0 +1,111 @@
+// One archive run over given bytes: see the header.
+#include "tests/support/archive_target.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "archiver/messages.h"
+#include "archiver/runinfo.h"
+#include "engine/QelprfarcMain.h"
+#include "engine/finfo.h"
+#include "engine/header.h"
+#include "engine/pmoncommon.h"
+#include "logdir/pmonlogdir.h"
+#include "platform/QelCM.h"
+#include "revisions/pmonfind.h"
+#include "tests/support/run_state.h"
+#include "tests/support/tempdir.h"
+
+namespace {
+
+constexpr size_t kSlot = 64;
+
+void WriteFile(const std::string& path, std::span<const uint8_t> bytes) {
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  size_t done = 0;
+  while (fd >= 0 && done < bytes.size()) {
+    const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+    if (n <= 0) std::abort();
+    done += static_cast<size_t>(n);
+  }
+  ::close(fd);
+}
+
+std::vector<std::string> InputNames(size_t count, char level) {
+  std::vector<std::string> names;
+  for (size_t i = 0; i < count; ++i) {
+    char name[kSlot];
+    std::snprintf(name, sizeof name, "20240101fz#%03zu.%s", i + 1, level == 'D' ? "psa" : "psl");
+    names.emplace_back(name);
+  }
+  return names;
+}
+
+void SetTargets(const std::vector<std::string>& names) {
+  FlistBuf = static_cast<char*>(Malloc(names.size() * kSlot));
+  TargetList = static_cast<char**>(Malloc(names.size() * sizeof(char*)));
+  Ntarget = static_cast<int32_t>(names.size());
+  for (size_t i = 0; i < names.size(); ++i) {
+    TargetList[i] = FlistBuf + i * kSlot;
+    std::snprintf(TargetList[i], kSlot, "%s", names[i].c_str());
+  }
+}
+
+void ResetRun() {
+  if (finfo.utc_in_force) SwitchTimeZone(0);
+  MemoryFree();
+  arcdelinfo = ArcDelInfo{};
+  arcerrinfo = ArcErrInfo{};
+  pmonarc_stat = auto_break_flg = arcdel_errflg = OutMsgNum = 0;
+  lastrectime = 0;
+  usLdCursor = usPdCursor = 0;
+  if (rfd >= 0) ::close(rfd);
+  if (wfd >= 0) ::close(wfd);
+  rfd = wfd = -1;
+  wfpath[0] = '\0';
+  InitWorkArea();
+  std::snprintf(sgmtr_dmpfile, sizeof sgmtr_dmpfile, "/dev/null");
+}
+
+}  // namespace
+
+ArchiveTargetResult ArchiveBytes(std::span<const std::span<const uint8_t>> inputs,
+                                 const ArchiveTargetOptions& options) {
+  const TempDir directory;
+  const std::string base = directory.Path("");
+  directory.MakeDirectory("archive");
+  const std::vector<std::string> names = InputNames(inputs.size(), options.level);
+  const bool in_archive = options.automatic && options.level == 'D';
+  for (size_t i = 0; i < inputs.size(); ++i) {
+    WriteFile(base + (in_archive ? "archive/" : "") + names[i], inputs[i]);
+  }
+
+  ResetRun();
+  arcdelinfo.ext_flg = 1;
+  arcdelinfo.auto_flg = options.automatic ? 1 : 0;
+  arcdelinfo.arc_flg = arcdelinfo.auto_flg;
+  std::snprintf(arcdelinfo.arcdir, sizeof arcdelinfo.arcdir, "%s", base.c_str());
+  finfo.optclass = kOptDirectory;
+  finfo.level = options.level;
+  finfo.path = base.c_str();
+  ArchiveTargetResult result;
+  result.status = StatusOf([&names] {
+    SetTargets(names);
+    InitArchiver();
+    ArcMain();
+  });
+  result.abandoned = arcdel_errflg != 0;
+  ResetRun();
+  sgmtr_dmpfile[0] = '\0';
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(directory.Path())) {
+    const std::string name = entry.path().filename().string();
+    const bool input = std::find(names.begin(), names.end(), name) != names.end();
+    if (entry.is_regular_file() && !input) result.left.push_back(name);
+  }
+  return result;
+}

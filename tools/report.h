@@ -1,0 +1,12 @@
+// How the commands of psltool report a failure: one line on standard error that names the file.
+#pragma once
+
+#include <string_view>
+
+// Exit statuses.
+inline constexpr int kDone = 0;
+inline constexpr int kFailed = 1;   // a file could not be read or written, or is broken
+inline constexpr int kRefused = 2;  // the command line asks for what cannot be
+
+// Prints "psltool: <what>: <reason>". Returns false, so that callers can return it.
+bool Fail(std::string_view what, std::string_view reason);
