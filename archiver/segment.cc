@@ -13,6 +13,7 @@
 
 #include "archiver/messages.h"
 #include "archiver/runinfo.h"
+#include "archiver/segment_layout.h"
 
 void* shmptr = nullptr;
 size_t shmsize = 0;
@@ -24,27 +25,6 @@ constexpr uint32_t kDetShmdt = 0x03010005;
 constexpr uint32_t kDetShmdtAtEnd = 0x03010006;
 constexpr uint32_t kDetConfiguration = 0x0301000A;
 constexpr uint32_t kDetUserMode = 0x0301000B;
-
-// Offsets of the fields from the start of the segment.
-constexpr size_t kRootDirectory = 240;
-constexpr size_t kArchiveDirectory = 6304;
-constexpr size_t kArchivingEnabled = 6569;  // u8
-constexpr size_t kVolumeCapacity = 6572;    // i32
-constexpr size_t kRetention = 6592;         // three pairs of u16: count, unit
-constexpr size_t kCapacityOverride = 9168;  // i32
-constexpr size_t kPmlDirectory = 9184;
-
-// Retention units and the largest count of each.
-struct Unit {
-  int32_t code;
-  uint16_t maximum;
-  bool psl_only;
-};
-constexpr Unit kUnits[] = {
-    {0x10000000, 366, true},  // days
-    {0x20000000, 24, false},  // months
-    {0x40000000, 2, false},   // years
-};
 
 template <typename T>
 bool ReadField(size_t offset, T* value) {
@@ -74,7 +54,7 @@ bool ReadArchivingSwitch() {
     return true;
   }
   uint8_t enabled = 0;
-  if (!ReadField(kArchivingEnabled, &enabled) || enabled > 1) return false;
+  if (!ReadField(kSegArchivingEnabled, &enabled) || enabled > 1) return false;
   arcdelinfo.arc_flg = enabled;
   return true;
 }
@@ -82,12 +62,12 @@ bool ReadArchivingSwitch() {
 bool ReadRetention(int retention_class) {
   const size_t index = static_cast<size_t>(retention_class);
   uint16_t pair[2] = {};
-  if (!ReadField(kRetention + index * sizeof pair, &pair)) return false;
+  if (!ReadField(kSegRetention + index * kSegRetentionStep, &pair)) return false;
   const auto [count, unit] = pair;
   if (count == 0) return true;
-  if (unit >= std::size(kUnits)) return false;
-  const Unit& row = kUnits[unit];
-  if (count > row.maximum || (row.psl_only && retention_class != kClassPsl)) return false;
+  if (unit >= std::size(kRetentionUnits)) return false;
+  const RetentionUnit& row = kRetentionUnits[unit];
+  if (count > row.largest || (row.psl_only && retention_class != kClassPsl)) return false;
   arcdelinfo.savetm[index] = row.code + count;
   arcdelinfo.savetm_flg[index] = 1;
   return true;
@@ -97,8 +77,8 @@ bool ReadRetention(int retention_class) {
 bool ReadCapacity() {
   int32_t configured = 0;
   int32_t override_value = 0;
-  if (!ReadField(kVolumeCapacity, &configured)) return false;
-  if (!ReadField(kCapacityOverride, &override_value)) return false;
+  if (!ReadField(kSegVolumeCapacity, &configured)) return false;
+  if (!ReadField(kSegCapacityOverride, &override_value)) return false;
   if (override_value >= 1) {
     arcdelinfo.capacity = override_value;
   } else if (configured >= 1) {
@@ -127,17 +107,17 @@ bool SystemCallFailed(const char* call, uint32_t detail) {
 }  // namespace
 
 int GetSvrSG() {
-  if (!ReadDirectory(kArchiveDirectory, kArchivingEnabled - kArchiveDirectory, arcdelinfo.arcdir)) {
+  if (!ReadDirectory(kSegArchiveDirectory, kSegArchiveRoom, arcdelinfo.arcdir)) {
     return -1;
   }
-  if (!ReadDirectory(kRootDirectory, sizeof arcdelinfo.rootdir, arcdelinfo.rootdir)) return -1;
+  if (!ReadDirectory(kSegRootDirectory, kSegDirectoryRoom, arcdelinfo.rootdir)) return -1;
   if (!ReadArchivingSwitch()) return -1;
   if (arcdelinfo.mode != kModeArrayUpdate) {
     for (const int retention_class : {kClassPsl, kClassHour, kClassDay}) {
       if (!ReadRetention(retention_class)) return -1;
     }
   }
-  if (!ReadDirectory(kPmlDirectory, sizeof arcdelinfo.pmldir, arcdelinfo.pmldir)) return -1;
+  if (!ReadDirectory(kSegPmlDirectory, kSegDirectoryRoom, arcdelinfo.pmldir)) return -1;
   if (arcdelinfo.emb_flg == 1 && !ReadCapacity()) return -1;
   return 0;
 }

@@ -10,8 +10,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 #include <ctime>
+#include <iterator>
 #include <set>
 #include <string>
 #include <vector>

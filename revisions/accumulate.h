@@ -12,9 +12,6 @@
 #include "revisions/quadset.h"
 #include "revisions/slots.h"
 
-template <FormId kId>
-using SlotOf = Slot<kForms[kId].quadsets, kForms[kId].tracked>;
-
 // What is the same for all entries of a section.
 struct FoldContext {
   bool first;         // first-interval flag
@@ -56,15 +53,12 @@ inline void FoldSecondRatio(SlotHead& head, const uint8_t* entry, double length,
   }
 }
 
-// Folds one entry whose counter groups stand at `quadsets` (elsewhere than in the entry when it is
-// compact: zeros). Returns false for a not-valid entry, which refreshes the key only.
-template <FormId kId, QuadRule kRule, class Order>
-inline bool FoldEntry(SlotOf<kId>& slot, const uint8_t* entry, const uint8_t* quadsets,
-                      const FoldContext& context) {
+// Folds the head of an entry: everything but counter groups. Returns false for a not-valid entry,
+// which refreshes the key only.
+template <FormId kId, class Order>
+inline bool FoldHead(SlotHead& head, const uint8_t* entry, const uint8_t* key,
+                     const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
-  SlotHead& head = slot.head;
-  uint8_t key[3];
-  LoadKey<Order>(kForm.key, entry, key);
   for (size_t i = 0; i < kForm.key.count; ++i) {
     if (i < context.key_count) head.key[i] = key[i];
   }
@@ -82,7 +76,7 @@ inline bool FoldEntry(SlotOf<kId>& slot, const uint8_t* entry, const uint8_t* qu
   }
   if constexpr (kForm.counted.at != kNone) head.counted += IsSet(kForm.counted, entry) ? 1U : 0U;
   if constexpr (kForm.sticky.at != kNone) {
-    if (IsSet(kForm.sticky, entry)) head.sticky = 1;
+    head.sticky = static_cast<uint8_t>(head.sticky | (IsSet(kForm.sticky, entry) ? 1 : 0));
   }
   if constexpr (kForm.kept.at != kNone && !kForm.kept_always) {
     if (context.revision >= kForm.kept_from) head.kept = IsSet(kForm.kept, entry);
@@ -98,47 +92,75 @@ inline bool FoldEntry(SlotOf<kId>& slot, const uint8_t* entry, const uint8_t* qu
       head.ratio_count += 1;
     }
     if (context.compute && (present || kForm.ratio_extremes_always)) {
-      TrackMaximum(slot.extremes[4 * kForm.tracked], ratio, context.first);
-      TrackMinimum(slot.extremes[4 * kForm.tracked + 1], ratio, context.first);
+      TrackMaximum(head.ratio_maximum, ratio, context.first);
+      TrackMinimum(head.ratio_minimum, ratio, context.first);
     }
   }
-
-  for (size_t i = 0; i < kForm.quadsets; ++i) {
-    double* extremes =
-        i < kForm.tracked && context.compute ? slot.extremes.data() + 4 * i : nullptr;
-    FoldQuadset<kRule, Order>(slot.quadsets[i], extremes, quadsets + i * kQuadsetSize, length,
-                              context.first);
-  }
   return true;
+}
+
+// Folds the counter groups of an entry, which stand at `quadsets` (elsewhere than in the entry when
+// it is compact: zeros).
+template <FormId kId, QuadRule kRule, class Order>
+inline void FoldGroups(const SlotRef& slot, const uint8_t* entry, const uint8_t* quadsets,
+                       const FoldContext& context) {
+  constexpr const Form& kForm = kForms[kId];
+  const double length = Order::Load32(entry + kAtInterval);
+  for (size_t i = 0; i < kForm.quadsets; ++i) {
+    double* extremes = i < kForm.tracked && context.compute ? &slot.Extreme(4 * i) : nullptr;
+    FoldQuadset<kRule, Order>(GroupRef<kLanes>{&slot.Sum(i, 0), extremes},
+                              quadsets + i * kQuadsetSize, length, context.first);
+  }
+}
+
+// Both of them.
+template <FormId kId, QuadRule kRule, class Order>
+inline bool FoldEntry(const SlotRef& slot, const uint8_t* entry, const uint8_t* quadsets,
+                      const FoldContext& context) {
+  uint8_t key[3] = {};
+  LoadKey<Order>(kForms[kId].key, entry, key);
+  if (!FoldHead<kId, Order>(slot.head, entry, key, context)) return false;
+  FoldGroups<kId, kRule, Order>(slot, entry, quadsets, context);
+  return true;
+}
+
+// The extreme that an item bit names, by its position from bit 31 down; null beyond the form's.
+template <FormId kId>
+inline double* ExtremeAt(const SlotRef& slot, size_t position) {
+  constexpr size_t kRatioAt = 4 * kForms[kId].tracked;
+  if (position < kRatioAt) return &slot.Extreme(position);
+  if (position == kRatioAt) return &slot.head.ratio_maximum;
+  if (position == kRatioAt + 1) return &slot.head.ratio_minimum;
+  return nullptr;
 }
 
 // Merges the extended words of an entry: maxima at even, minima at odd positions of the item bits.
 // Bits that the revision's full mask lacks have their word, which is passed over.
 template <FormId kId, class Order>
-inline void MergeWords(SlotOf<kId>& slot, const uint8_t* words, const ItemMasks& masks,
+inline void MergeWords(const SlotRef& slot, const uint8_t* words, const ItemMasks& masks,
                        bool first) {
   for (size_t position = 0; position < 32; ++position) {
     const uint32_t bit = kCountTopBit >> position;
     if ((masks.in_mask & bit) == 0) continue;
     const double word = Order::Load32(words);
     words += 4;
-    if ((masks.out_mask & bit) == 0 || position >= slot.extremes.size()) continue;
-    double& field = slot.extremes[position];
+    double* field = ExtremeAt<kId>(slot, position);
+    if ((masks.out_mask & bit) == 0 || field == nullptr) continue;
     if (position % 2 == 0) {
-      if (first || !(field > word)) field = word;
+      if (first || !(*field > word)) *field = word;
     } else {
-      if (first || !(word > field)) field = word;
+      if (first || !(word > *field)) *field = word;
     }
   }
 }
 
 template <FormId kId>
-inline bool IsIdle(const SlotOf<kId>& slot) {
+inline bool IsIdle(const SlotRef& slot) {
   constexpr const Form& kForm = kForms[kId];
   if constexpr (!kForm.idles) return false;
   if (kForm.idle_by_busy && !(slot.head.busy < 1.0)) return false;
-  for (const Accumulated& a : slot.quadsets) {
-    if (!(a.a0 < 1.0)) return false;
+  for (size_t i = 0; i < kForm.quadsets; ++i) {
+    if (!(slot.Sum(i, 0) < 1.0)) return false;
   }
   return true;
 }
@@ -185,10 +207,11 @@ inline void PutHead(uint8_t* entry, const SlotHead& head, uint8_t key_count) {
 
 // Puts the output extended words; returns the first byte behind them.
 template <FormId kId>
-inline uint8_t* PutWords(uint8_t* out, const SlotOf<kId>& slot, uint32_t mask) {
+inline uint8_t* PutWords(uint8_t* out, const SlotRef& slot, uint32_t mask) {
   for (size_t position = 0; position < 32; ++position) {
     if ((mask & (kCountTopBit >> position)) == 0) continue;
-    Store32(out, position < slot.extremes.size() ? ToU32(slot.extremes[position]) : 0);
+    const double* field = ExtremeAt<kId>(slot, position);
+    Store32(out, field != nullptr ? ToU32(*field) : 0);
     out += 4;
   }
   return out;
@@ -197,8 +220,7 @@ inline uint8_t* PutWords(uint8_t* out, const SlotOf<kId>& slot, uint32_t mask) {
 // Puts one slot as an entry (compact when idle) with its extended words. `out` must have room for
 // the full entry. Returns the first byte behind it.
 template <FormId kId, QuadRule kRule>
-inline uint8_t* PutEntry(uint8_t* out, const SlotOf<kId>& slot, uint8_t key_count,
-                         uint32_t out_mask) {
+inline uint8_t* PutEntry(uint8_t* out, const SlotRef& slot, uint8_t key_count, uint32_t out_mask) {
   constexpr const Form& kForm = kForms[kId];
   std::memset(out, 0, kForm.size);
   PutHead<kId>(out, slot.head, key_count);
@@ -207,7 +229,8 @@ inline uint8_t* PutEntry(uint8_t* out, const SlotOf<kId>& slot, uint8_t key_coun
     return out + kForm.head;
   }
   for (size_t i = 0; i < kForm.quadsets; ++i) {
-    PutQuadset<kRule>(out + kForm.quadsets_at + i * kQuadsetSize, slot.quadsets[i], slot.head.time);
+    PutQuadset<kRule>(out + kForm.quadsets_at + i * kQuadsetSize,
+                      GroupRef<kLanes>{&slot.Sum(i, 0), nullptr}, slot.head.time);
   }
   return PutWords<kId>(out + kForm.size, slot, out_mask);
 }

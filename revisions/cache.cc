@@ -48,7 +48,7 @@ template <class Order>
 void FoldQuadsets(CacheSlot& slot, const uint8_t* entry, size_t from, size_t to) {
   const double length = Order::Load32(entry + kAtInterval);
   for (size_t i = from; i < to; ++i) {
-    FoldQuadset<QuadRule::kCurrent, Order>(slot.quadsets[i], nullptr,
+    FoldQuadset<QuadRule::kCurrent, Order>(RefTo(slot.quadsets[i]),
                                            entry + kQuadsets + i * kQuadsetSize, length,
                                            finfo.first_interval);
   }
@@ -59,7 +59,7 @@ template <class Order>
 void FoldByKey(const uint8_t* entry, int32_t position, bool quadsets) {
   const int32_t index = FindIndex(kCache, entry + kKey, position);
   if (index < 0) return;
-  CacheSlot& slot = SlotsOf<CacheSlot>(kCache)[index];
+  CacheSlot& slot = CacheSlots()[index];
   const uint32_t interval = Order::Load32(entry + kAtInterval);
   slot.status = Order::Load32(entry + kAtStatus);
   slot.time += interval;
@@ -76,7 +76,7 @@ void FoldByKey(const uint8_t* entry, int32_t position, bool quadsets) {
 template <class Order>
 void FoldByPosition(const uint8_t* entry, int32_t position) {
   if (position >= resource_sets[kCache].entries) return;
-  CacheSlot& slot = SlotsOf<CacheSlot>(kCache)[position];
+  CacheSlot& slot = CacheSlots()[position];
   const double length = Order::Load32(entry + kAtInterval);
   slot.ratio_sum2 += (Order::Load16(entry + kRatio2) * length) / kRatioScale;
   const double maximum = Order::Load16(entry + kMaximum2);
@@ -105,7 +105,7 @@ uint16_t Clamped(double v) {
   return ToU16(v);
 }
 
-void PutEntry(const Form& form, uint8_t* entry, const CacheSlot& slot) {
+void PutEntry(const Form& form, uint8_t* entry, CacheSlot& slot) {
   std::memset(entry, 0, form.size);
   Store32(entry + kAtStatus, slot.status);
   Store32(entry + kAtInterval, slot.time);
@@ -117,7 +117,8 @@ void PutEntry(const Form& form, uint8_t* entry, const CacheSlot& slot) {
   Store16(entry + kMaximum1, ToU16(slot.maximum1));
   if (HasQuadsets(form)) {
     for (size_t i = 0; i < kFirstQuadsets; ++i) {
-      PutQuadset<QuadRule::kCurrent>(entry + kQuadsets + i * kQuadsetSize, slot.quadsets[i], 0);
+      PutQuadset<QuadRule::kCurrent>(entry + kQuadsets + i * kQuadsetSize, RefTo(slot.quadsets[i]),
+                                     0);
     }
   }
   if (!HasSecondPart(form)) return;
@@ -127,7 +128,8 @@ void PutEntry(const Form& form, uint8_t* entry, const CacheSlot& slot) {
   Store32(entry + kRate1, empty ? 0 : ToU32((slot.rate_sum1 / time) * kRateScale));
   Store32(entry + kRate2, empty ? 0 : ToU32((slot.rate_sum2 / time) * kRateScale));
   for (size_t i = kFirstQuadsets; i < kAllQuadsets; ++i) {
-    PutQuadset<QuadRule::kCurrent>(entry + kQuadsets + i * kQuadsetSize, slot.quadsets[i], 0);
+    PutQuadset<QuadRule::kCurrent>(entry + kQuadsets + i * kQuadsetSize, RefTo(slot.quadsets[i]),
+                                   0);
   }
 }
 
@@ -153,7 +155,7 @@ int RW_Cache_Sta(uint8_t operation, uint32_t* length, uint8_t* position) {
       break;
     case kCacheWrite:
       for (uint32_t i = 0; i < caches; ++i) {
-        PutEntry(*form, position + size_t{i} * form->size, SlotsOf<CacheSlot>(kCache)[i]);
+        PutEntry(*form, position + size_t{i} * form->size, CacheSlots()[i]);
       }
       break;
     default:

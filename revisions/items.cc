@@ -111,7 +111,7 @@ bool FoldWaitTimes(ItemBlock& block, const uint8_t* elements, uint32_t count, do
     if (slot < 0) return false;
     const auto at = static_cast<size_t>(slot);
     std::memcpy(block.Element(slot), elements, 2);
-    FoldQuadset<QuadRule::kCurrent, DiskOrder>(block.gathered[at], nullptr, elements + kQuadsetSize,
+    FoldQuadset<QuadRule::kCurrent, DiskOrder>(RefTo(block.gathered[at]), elements + kQuadsetSize,
                                                length, finfo.first_interval);
     block.present[at] = 1;
   }
@@ -161,7 +161,7 @@ void PutElement(uint8_t* out, ItemBlock& block, int32_t i) {
   if (block.row->kind == kWaittm) {
     std::memset(out, 0, block.row->element);
     std::memcpy(out, block.Element(i), 2);
-    PutQuadset<QuadRule::kCurrent>(out + kQuadsetSize, block.gathered[at], 0);
+    PutQuadset<QuadRule::kCurrent>(out + kQuadsetSize, RefTo(block.gathered[at]), 0);
     return;
   }
   std::memcpy(out, block.Element(i), block.row->element);

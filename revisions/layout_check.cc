@@ -87,8 +87,11 @@ constexpr bool AllFormsFit() {
 static_assert(AllFormsFit());
 
 // Slots made for one form are read by the writer of another ("LDM" flush of 0x10).
-static_assert(sizeof(SlotOf<kLdSta_0x10>) == sizeof(SlotOf<kLdSta>));
-static_assert(sizeof(SlotOf<kPdSta_0x10>) == sizeof(SlotOf<kPdSta>));
+constexpr bool SameShape(const Form& a, const Form& b) {
+  return a.quadsets == b.quadsets && a.tracked == b.tracked;
+}
+static_assert(SameShape(kForms[kLdSta_0x10], kForms[kLdSta]));
+static_assert(SameShape(kForms[kPdSta_0x10], kForms[kPdSta]));
 
 // ClearSlots puts keys into slots of both sorts.
 static_assert(offsetof(CacheSlot, key) == offsetof(SlotHead, key));

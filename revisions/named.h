@@ -32,7 +32,7 @@ void GetSet(const void* entry, int32_t position = kUnknownPosition) {
   const auto* bytes = static_cast<const uint8_t*>(entry);
   const int32_t index = IndexOfEntry<kId>(bytes, position);
   if (index < 0) return;
-  FoldEntry<kId, kRule, HostOrder>(SlotsOf<SlotOf<kId>>(KindOf(kId))[index], bytes,
+  FoldEntry<kId, kRule, HostOrder>(SlotAt(KindOf(kId), index), bytes,
                                    bytes + kForms[kId].quadsets_at, ContextOf(KindOf(kId)));
 }
 
@@ -41,9 +41,8 @@ template <FormId kId>
 void GetExset(const uint32_t* words, const void* entry, int32_t position = kUnknownPosition) {
   const int32_t index = IndexOfEntry<kId>(static_cast<const uint8_t*>(entry), position);
   if (index < 0) return;
-  MergeWords<kId, HostOrder>(SlotsOf<SlotOf<kId>>(KindOf(kId))[index],
-                             reinterpret_cast<const uint8_t*>(words), finfo.items[KindOf(kId)],
-                             finfo.first_interval);
+  MergeWords<kId, HostOrder>(SlotAt(KindOf(kId), index), reinterpret_cast<const uint8_t*>(words),
+                             finfo.items[KindOf(kId)], finfo.first_interval);
 }
 
 // Writes the output extended words of slot `index` in host order.
@@ -51,7 +50,7 @@ template <FormId kId>
 void SetExset(uint32_t* words, int32_t index) {
   uint8_t wire[32 * 4];
   const uint32_t mask = finfo.items[KindOf(kId)].out_mask;
-  const uint8_t* end = PutWords<kId>(wire, SlotsOf<SlotOf<kId>>(KindOf(kId))[index], mask);
+  const uint8_t* end = PutWords<kId>(wire, SlotAt(KindOf(kId), index), mask);
   const auto n = static_cast<int>((end - wire) / 4);
   std::memcpy(words, wire, static_cast<size_t>(end - wire));
   ntoh_ExSta(words, n);

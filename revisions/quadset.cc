@@ -7,14 +7,15 @@ namespace {
 
 template <QuadRule kRule>
 void Fold(Accumulated* a, double* extremes, const PMONquadset* wire, uint32_t length) {
-  FoldQuadset<kRule, HostOrder>(*a, extremes, reinterpret_cast<const uint8_t*>(wire), length,
-                                finfo.first_interval);
+  FoldQuadset<kRule, HostOrder>(GroupRef<1>{a->a, extremes}, reinterpret_cast<const uint8_t*>(wire),
+                                length, finfo.first_interval);
 }
 
 template <QuadRule kRule>
 void Put(PMONquadset* wire, const Accumulated* a, uint32_t time) {
   uint8_t words[kQuadsetSize];
-  PutQuadset<kRule>(words, *a, time);
+  Accumulated copy = *a;
+  PutQuadset<kRule>(words, RefTo(copy), time);
   ntoh_PMONquadset(wire, words);
 }
 

@@ -50,46 +50,61 @@ inline void TrackMinimum(double& field, double value, bool first) {
   if (first || !(field < value)) field = value;
 }
 
-// Folds one interval of `length` milliseconds. `wire` is the quadset in `Order`; `extremes` are the
-// group's four fields, or null.
-template <QuadRule kRule, class Order>
-inline void FoldQuadset(Accumulated& a, double* extremes, const uint8_t* wire, double length,
+// A gathered counter group wherever it lies: four sums, and four extremes or none, kStep apart.
+template <size_t kStep>
+struct GroupRef {
+  double* sums;
+  double* extremes;  // null: not tracked
+
+  double& Sum(size_t i) const { return sums[i * kStep]; }
+  double& Extreme(size_t i) const { return extremes[i * kStep]; }
+};
+
+// Folds one interval of `length` milliseconds; `wire` is the quadset in `Order`. This is the
+// definition of the arithmetic; the vector kernels (fold_kernel.h) do the same for eight slots at a
+// time.
+template <QuadRule kRule, class Order, size_t kStep>
+inline void FoldQuadset(const GroupRef<kStep>& group, const uint8_t* wire, double length,
                         bool first) {
   const uint32_t q0 = Order::Load32(wire);
   const double q1 = Order::Load32(wire + 4);
   const double q2 = Order::Load32(wire + 8);
   const double q3 = Order::Load32(wire + 12);
   const double count = DecodeCount(q0);
-  a.a0 += count;
-  a.a1 += static_cast<double>(q0) * q1;
-  if (a.a2 <= q2) a.a2 = q2;
+  group.Sum(0) += count;
+  group.Sum(1) += static_cast<double>(q0) * q1;
+  if (group.Sum(2) <= q2) group.Sum(2) = q2;
   if constexpr (kRule == QuadRule::kCurrent) {
-    a.a3 += q3 * count;
+    group.Sum(3) += q3 * count;
   } else {
-    a.a3 += length * q3;
+    group.Sum(3) += length * q3;
   }
-  if (extremes == nullptr || length == 0.0) return;
+  if (group.extremes == nullptr || length == 0.0) return;
   const double rate = (count * 1000.0 / length) * 1000.0;
-  TrackMaximum(extremes[0], rate, first);
-  TrackMinimum(extremes[1], rate, first);
+  TrackMaximum(group.Extreme(0), rate, first);
+  TrackMinimum(group.Extreme(1), rate, first);
   double volume = q3;
   if constexpr (kRule == QuadRule::kCurrent) volume = (q3 * count) / (length / 1000.0) / 1024.0;
-  TrackMaximum(extremes[2], volume, first);
-  TrackMinimum(extremes[3], volume, first);
+  TrackMaximum(group.Extreme(2), volume, first);
+  TrackMinimum(group.Extreme(3), volume, first);
 }
 
 // Stores the period's four words, big-endian. `time`: sum of interval lengths (older rule).
-template <QuadRule kRule>
-inline void PutQuadset(uint8_t* wire, const Accumulated& a, uint32_t time) {
-  Store32(wire, EncodeCount(a.a0));
-  Store32(wire + 4, a.a0 < 1.0 ? 0 : ToU32(a.a1 / a.a0));
-  Store32(wire + 8, ToU32(a.a2));
+template <QuadRule kRule, size_t kStep>
+inline void PutQuadset(uint8_t* wire, const GroupRef<kStep>& group, uint32_t time) {
+  const double a0 = group.Sum(0);
+  Store32(wire, EncodeCount(a0));
+  Store32(wire + 4, a0 < 1.0 ? 0 : ToU32(group.Sum(1) / a0));
+  Store32(wire + 8, ToU32(group.Sum(2)));
   if constexpr (kRule == QuadRule::kCurrent) {
-    Store32(wire + 12, a.a0 == 0.0 ? 0 : ToU32(a.a3 / a.a0));
+    Store32(wire + 12, a0 == 0.0 ? 0 : ToU32(group.Sum(3) / a0));
   } else {
-    Store32(wire + 12, time == 0 ? 0 : ToU32(a.a3 / time));
+    Store32(wire + 12, time == 0 ? 0 : ToU32(group.Sum(3) / time));
   }
 }
+
+// Groups outside resource sets: caches, wait times.
+inline GroupRef<1> RefTo(Accumulated& a) { return {a.a, nullptr}; }
 
 // The same by name, on host-order words; `extremes` may be null. The first-interval flag is
 // finfo's.

@@ -19,7 +19,6 @@ struct SectionOps {
   // Puts all slots of the kind; returns the first byte behind them. There must be room for
   // LargestSection bytes.
   uint8_t* (*write)(uint8_t* out, Kind kind);
-  size_t slot_size;
 };
 
 const SectionOps& OpsOf(FormId form, QuadRule rule);

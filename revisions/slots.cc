@@ -32,10 +32,16 @@ void DropSet(Kind kind) {
   ResourceSet& set = resource_sets[kind];
   set.table.Free();
   set.slot_block.Free();
+  set.field_block.Free();
   set.count = 0;
   set.entries = 0;
   set.from_statistics = false;
   PublishSlots(kind);
+}
+
+size_t FieldBytes(const ResourceSet& set) {
+  const size_t tiles = (static_cast<size_t>(set.entries) + kLanes - 1) / kLanes;
+  return tiles * kLanes * set.fields_per_slot * sizeof(double);
 }
 
 bool KeysAreUnique(const ResourceSet& set) {
@@ -71,13 +77,17 @@ uint8_t* ShapeSet(Kind kind, const SetShape& shape) {
   set.lookup = shape.lookup;
   set.key_at = shape.key_at;
   set.key_count = shape.key_count;
-  set.slot_size = shape.slot_size;
+  set.head_size = shape.head_size;
+  // Caches keep their counter groups in their heads.
+  set.quadsets = kind == kCache ? 0 : shape.quadsets;
+  set.fields_per_slot = 4 * (set.quadsets + (kind == kCache ? 0 : shape.tracked));
   return set.table.Zeroed(static_cast<size_t>(shape.entries) * shape.stride);
 }
 
 void StartSet(Kind kind) {
   ResourceSet& set = resource_sets[kind];
-  set.slot_block.Zeroed(static_cast<size_t>(set.entries) * set.slot_size);
+  set.slot_block.Zeroed(static_cast<size_t>(set.entries) * set.head_size);
+  set.field_block.Zeroed(FieldBytes(set));
   set.unique = set.lookup == Lookup::kScan && KeysAreUnique(set);
   PublishSlots(kind);
   ClearSlots(kind);
@@ -89,8 +99,9 @@ void ClearSlots(Kind kind) {
   // Cache slots and all others keep their key at the same place (checked in layout_check.cc).
   const size_t key_at = offsetof(SlotHead, key);
   uint8_t* slot = set.slot_block.data();
-  std::memset(slot, 0, static_cast<size_t>(set.entries) * set.slot_size);
-  for (int32_t i = 0; i < set.entries; ++i, slot += set.slot_size) {
+  std::memset(slot, 0, static_cast<size_t>(set.entries) * set.head_size);
+  if (set.fields_per_slot != 0) std::memset(set.field_block.data(), 0, FieldBytes(set));
+  for (int32_t i = 0; i < set.entries; ++i, slot += set.head_size) {
     std::memcpy(slot + key_at, set.KeyOf(i), set.key_count);
   }
 }

@@ -10,15 +10,13 @@
 #include "engine/kinds.h"
 #include "engine/layout.h"
 
-// One counter group gathered over a period.
+// One counter group gathered over a period: sum of counts; sum of count x first average; largest
+// maximum; sum of count (older rule: interval length) x second average.
 struct Accumulated {
-  double a0;  // sum of counts
-  double a1;  // sum of count x first average
-  double a2;  // largest maximum
-  double a3;  // sum of count (older rule: interval length) x second average
+  double a[4];
 };
 
-// What every slot holds beside its counter groups.
+// What every slot holds beside its counter groups; 64 bytes, one cache line.
 struct SlotHead {
   uint32_t status;             // of the last valid entry
   uint32_t time;               // sum of interval lengths, milliseconds; wraps
@@ -32,16 +30,27 @@ struct SlotHead {
   std::array<uint32_t, 2> carried;
   double busy;  // sum of ratio x interval length / 10000
   double second_busy;
+  double ratio_maximum;
+  double ratio_minimum;
 };
+static_assert(sizeof(SlotHead) == 64);
 
-// `extremes`: largest and smallest operation rate, largest and smallest volume rate (older rule:
-// second average) per tracked group, then largest and smallest ratio; in the order of the item
-// bits.
-template <size_t kQuadsets, size_t kTracked>
-struct Slot {
-  SlotHead head;
-  std::array<Accumulated, kQuadsets> quadsets;
-  std::array<double, 4 * kTracked + 2> extremes;
+// The counter groups of a set are kept apart from its heads, as fields of doubles for eight slots
+// at a time (a tile), so that eight resources are folded by vector instructions: field f of slot i
+// is fields[(i / 8) * fields_per_slot * 8 + f * 8 + i % 8]. Fields of a slot: a0 to a3 of each
+// group, then the four extremes of each tracked group (largest and smallest operation rate, largest
+// and smallest volume rate or, by the older rule, second average), in the order of the item bits.
+inline constexpr size_t kLanes = 8;
+
+// One slot: its head and its fields, kLanes apart.
+struct SlotRef {
+  SlotHead& head;
+  double* fields;
+  size_t quadsets;
+
+  double& Sum(size_t quadset, size_t field) const { return fields[(quadset * 4 + field) * kLanes]; }
+  // Extreme by its position among the item bits, ratio extremes apart.
+  double& Extreme(size_t position) const { return fields[(quadsets * 4 + position) * kLanes]; }
 };
 
 struct CacheSlot {
@@ -67,9 +76,12 @@ struct ResourceSet {
   uint8_t key_count = 0;
   bool unique = false;           // no key occurs twice, so a hit at any position is the first one
   bool from_statistics = false;  // built by the statistics reader
-  size_t slot_size = 0;
+  size_t head_size = 0;          // bytes of a slot's head: SlotHead, or all of a CacheSlot
+  size_t quadsets = 0;
+  size_t fields_per_slot = 0;
   Buffer table;
-  Buffer slot_block;
+  Buffer slot_block;   // heads
+  Buffer field_block;  // counter groups, in tiles
 
   const uint8_t* KeyOf(int32_t index) const {
     return table.data() + static_cast<size_t>(index) * stride + key_at;
@@ -78,24 +90,36 @@ struct ResourceSet {
 
 extern std::array<ResourceSet, kSectionKinds> resource_sets;
 
+// First field of a slot.
+inline double* FieldsOf(const ResourceSet& set, int32_t index) {
+  const auto i = static_cast<size_t>(index);
+  return reinterpret_cast<double*>(set.field_block.data()) +
+         (i / kLanes) * kLanes * set.fields_per_slot + i % kLanes;
+}
+
+inline SlotRef SlotAt(Kind kind, int32_t index) {
+  const ResourceSet& set = resource_sets[kind];
+  return {reinterpret_cast<SlotHead*>(set.slot_block.data())[index], FieldsOf(set, index),
+          set.quadsets};
+}
+
 // Revision whose structure record filled the sets; 0 when none is held.
 extern uint8_t structure_revision;
 
 // Byte 95 of its basic information: 0 = ranks are carried, else pools.
 extern uint8_t carried_choice;
 
-template <class T>
-T* SlotsOf(Kind kind) {
-  return reinterpret_cast<T*>(resource_sets[kind].slot_block.data());
+inline CacheSlot* CacheSlots() {
+  return reinterpret_cast<CacheSlot*>(resource_sets[kCache].slot_block.data());
 }
 
 // The slot arrays by name; null while the kind has no resources.
-#define QELPRF_SLOT_ARRAYS(X)                                                                     \
-  X(sta_hd_arc, kHd)                                                                              \
-  X(sta_rd_arc, kRd) X(sta_dd_arc, kDd) X(sta_hp_arc, kHp) X(sta_hp_node_arc, kHpNode)            \
-      X(sta_dp_arc, kDp) X(sta_cache_arc, kCache) X(sta_ld_arc, kLd) X(sta_pd_arc, kPd)           \
-          X(sta_rank_arc, kRank) X(sta_cheseg_arc, kCheseg) X(sta_rp_arc, kRp) X(sta_mp_arc, kMp) \
-              X(sta_pool_arc, kPool)
+#define QELPRF_SLOT_ARRAYS(X)                                                               \
+  X(sta_hd_arc, kHd)                                                                        \
+  X(sta_rd_arc, kRd)                                                                        \
+  X(sta_dd_arc, kDd) X(sta_hp_arc, kHp) X(sta_hp_node_arc, kHpNode) X(sta_dp_arc, kDp)      \
+      X(sta_cache_arc, kCache) X(sta_ld_arc, kLd) X(sta_pd_arc, kPd) X(sta_rank_arc, kRank) \
+          X(sta_cheseg_arc, kCheseg) X(sta_rp_arc, kRp) X(sta_mp_arc, kMp) X(sta_pool_arc, kPool)
 #define QELPRF_DECLARE(name, kind) extern uint8_t* name;
 QELPRF_SLOT_ARRAYS(QELPRF_DECLARE)
 #undef QELPRF_DECLARE
@@ -113,8 +137,13 @@ struct SetShape {
   Lookup lookup;
   uint8_t key_at;
   uint8_t key_count;
-  size_t slot_size;
+  size_t head_size;
+  size_t quadsets;
+  size_t tracked;
 };
+constexpr size_t SlotHeadSize(Kind kind) {
+  return kind == kCache ? sizeof(CacheSlot) : sizeof(SlotHead);
+}
 uint8_t* ShapeSet(Kind kind, const SetShape& shape);
 
 // Provides the slots of a filled table and looks whether its keys are unique.

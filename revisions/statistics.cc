@@ -69,16 +69,21 @@ bool CountsAgree(const RevisionLayout& layout) {
 }
 
 // Builds a set whose resources only statistics records name. False: broken, reported.
-bool BuildSet(const RecordView& record, const SectionRow& row, uint32_t stride, Lookup lookup,
-              QuadRule rule) {
+bool BuildSet(const RecordView& record, const SectionRow& row, uint32_t stride, Lookup lookup) {
   const stahdr& header = sections[row.kind];
   const Form& form = kForms[row.form];
   const size_t step = form.size + size_t{finfo.items[row.kind].in_count} * 4;
   if (Carve(record, header.offset, uint64_t{header.count} * step) == nullptr) {
     return BrokenRecord("section leaves its record");
   }
-  uint8_t* table = ShapeSet(
-      row.kind, {header.count, stride, lookup, 0, form.key.count, OpsOf(row.form, rule).slot_size});
+  uint8_t* table = ShapeSet(row.kind, {.entries = header.count,
+                                       .stride = stride,
+                                       .lookup = lookup,
+                                       .key_at = 0,
+                                       .key_count = form.key.count,
+                                       .head_size = SlotHeadSize(row.kind),
+                                       .quadsets = form.quadsets,
+                                       .tracked = form.tracked});
   const uint8_t* entry = record.data + header.offset;
   for (uint32_t i = 0; i < header.count; ++i, table += stride, entry += step) {
     for (size_t n = 0; n < form.key.count; ++n) table[n] = entry[form.key.at[n]];
@@ -92,11 +97,11 @@ bool BuildMissingSets(const RecordView& record, const RevisionLayout& layout,
                       const SectionRow& row) {
   if (!HasEntries(sections[row.kind])) return true;
   if (row.kind == kHpNode && !resource_sets[kHpNode].from_statistics) {
-    return BuildSet(record, row, kHpNodeEntry, Lookup::kScan, layout.row.rule);
+    return BuildSet(record, row, kHpNodeEntry, Lookup::kScan);
   }
   if (row.kind == kHp && BuildsHostPorts(layout)) {
     constexpr uint32_t kHostPortEntry = 48;
-    return BuildSet(record, row, kHostPortEntry, Lookup::kPosition, layout.row.rule);
+    return BuildSet(record, row, kHostPortEntry, Lookup::kPosition);
   }
   return true;
 }

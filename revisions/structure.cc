@@ -162,26 +162,17 @@ bool LocateTrailing() {
   return true;
 }
 
-size_t SlotSizeOf(Kind kind) {
-  for (size_t i = 0; i < Layout().section_count; ++i) {
-    const SectionRow& row = Layout().sections[i];
-    if (row.kind == kind) return OpsOf(row.form, Layout().row.rule).slot_size;
-  }
-  return 0;
+const Form& FormOf(Kind kind) {
+  size_t i = 0;
+  while (Layout().sections[i].kind != kind) ++i;  // every list has its section (layout_check.cc)
+  return kForms[Layout().sections[i].form];
 }
 
-uint8_t KeyCountOf(Kind kind) {
-  for (size_t i = 0; i < Layout().section_count; ++i) {
-    const SectionRow& row = Layout().sections[i];
-    if (row.kind != kind) continue;
-    // The second key byte of cache segments is in use only where the array says so.
-    if (kind == kCheseg && !(Layout().row.second_cheseg_key &&
-                             (structure.basic[kBasicFlags] & kBasicSecondChesegKey) != 0)) {
-      return 1;
-    }
-    return kForms[row.form].key.count;
-  }
-  return 0;
+// The second key byte of cache segments is in use only where the array says so.
+uint8_t KeyCountOf(Kind kind, const Form& form) {
+  const bool second =
+      Layout().row.second_cheseg_key && (structure.basic[kBasicFlags] & kBasicSecondChesegKey) != 0;
+  return kind == kCheseg && !second ? 1 : form.key.count;
 }
 
 // Fills table and slots of a list; variable parts are stepped over.
@@ -194,8 +185,15 @@ void FillSet(size_t i) {
     return;
   }
   const size_t entry = EntrySize(row, descriptor);
-  uint8_t* to = ShapeSet(row.kind, {descriptor.count, static_cast<uint32_t>(entry), row.lookup,
-                                    row.key_at, KeyCountOf(row.kind), SlotSizeOf(row.kind)});
+  const Form& form = FormOf(row.kind);
+  uint8_t* to = ShapeSet(row.kind, {.entries = descriptor.count,
+                                    .stride = static_cast<uint32_t>(entry),
+                                    .lookup = row.lookup,
+                                    .key_at = row.key_at,
+                                    .key_count = KeyCountOf(row.kind, form),
+                                    .head_size = SlotHeadSize(row.kind),
+                                    .quadsets = form.quadsets,
+                                    .tracked = form.tracked});
   const uint8_t* from = structure.lists[i];
   for (uint32_t n = 0; n < descriptor.count; ++n, to += entry) {
     std::memcpy(to, from, entry);

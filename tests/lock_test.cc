@@ -173,8 +173,7 @@ TEST_F(Lock, UnlockWithoutAnOpenFileDoesNothing) {
 }
 
 TEST_F(Lock, FailedUnlockIsMessage113And114) {
-  lockfile_fd = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  close(lockfile_fd);
+  lockfile_fd = 1000;  // not open
   Capture errors(2);
   Arc_Unlock();
   EXPECT_EQ(lockfile_fd, -1);
@@ -191,14 +190,15 @@ TEST_F(Signals, SigtermRemovesTheOutputAndReleasesTheLock) {
   int running[2];
   ASSERT_EQ(pipe(running), 0);
   struct Context {
-    Signals* test;
+    std::string lock_file;
+    std::string output;
     int* running;
-  } context{this, running};
+  } context{path, directory.Path("x.psa_tmp"), running};
   const pid_t child = ForkChild(
       [](void* pointer) {
         const Context& c = *static_cast<Context*>(pointer);
-        if (Arc_chksgm(c.test->path.c_str()) != 0 || Arc_Lock() != 0) return 2;
-        snprintf(wfpath, sizeof wfpath, "%s", c.test->directory.Path("x.psa_tmp").c_str());
+        if (Arc_chksgm(c.lock_file.c_str()) != 0 || Arc_Lock() != 0) return 2;
+        snprintf(wfpath, sizeof wfpath, "%s", c.output.c_str());
         wfd = open(wfpath, O_WRONLY | O_CREAT, 0644);
         SetSignal();
         if (wfd == -1 || write(c.running[1], "x", 1) != 1) return 3;

@@ -216,20 +216,53 @@ class PmlAgainstModel : public pml_test::PmlTree, public ::testing::WithParamInt
   }
 
   uint64_t RandomSize() {
-    if (huge_)
-      return static_cast<uint64_t>(Pick(0, 9)) * 700000000 + static_cast<uint64_t>(Pick(0, 9));
+    if (huge_) return static_cast<uint64_t>(Pick(0, 9)) * 700000007;
     return static_cast<uint64_t>(Pick(0, 20));
   }
 
+  // Inodes are costly to make on some file systems, names are not: files are links to one file of
+  // each size, and emptied directories are renamed for the next tree.
+  void PutLink(const std::string& path, uint64_t size) {
+    const std::string original = root_ + "/size" + std::to_string(size);
+    if (!std::filesystem::exists(original)) Put(original, size);
+    std::filesystem::create_hard_link(original, path);
+  }
+
+  void MakeDirectory(const std::string& directory) {
+    if (std::filesystem::exists(directory)) return;
+    if (spares_.empty()) {
+      std::filesystem::create_directory(directory);
+    } else {
+      std::filesystem::rename(spares_.back(), directory);
+      spares_.pop_back();
+    }
+  }
+
+  static void Empty(const std::string& directory) {
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+      std::filesystem::remove(entry.path());
+    }
+  }
+
+  void Clear() {
+    Empty(staging_);
+    for (const auto& entry : std::filesystem::directory_iterator(base_)) {
+      Empty(entry.path());
+      spares_.push_back(root_ + "/spare" + std::to_string(spares_made_++));
+      std::filesystem::rename(entry.path(), spares_.back());
+    }
+    std::ofstream(sgmtr_dmpfile, std::ios::trunc);
+  }
+
   void Fill(const std::string& directory, int files) {
-    std::filesystem::create_directories(directory);
+    MakeDirectory(directory);
     for (int i = 0; i < files; ++i) {
       const std::string path = directory + "/" + RandomName();
+      if (std::filesystem::exists(path)) continue;
       if (Chance(3)) {
-        std::error_code exists;
-        std::filesystem::create_directory(path, exists);
-      } else if (!std::filesystem::exists(path)) {
-        Put(path, RandomSize());
+        std::filesystem::create_directory(path);
+      } else {
+        PutLink(path, RandomSize());
       }
     }
   }
@@ -238,7 +271,7 @@ class PmlAgainstModel : public pml_test::PmlTree, public ::testing::WithParamInt
     narrow_ = Chance(50);
     huge_ = Chance(15);
     if (mode == 9) {
-      if (Chance(95)) std::filesystem::create_directories(Dir(dir_no_));
+      if (Chance(95)) MakeDirectory(Dir(dir_no_));
       Fill(staging_, Pick(0, 4));
       return;
     }
@@ -332,18 +365,12 @@ class PmlAgainstModel : public pml_test::PmlTree, public ::testing::WithParamInt
     acted_ += result == 0 && !Refusal(before_, mode) ? 1 : 0;
   }
 
-  void Clear() {
-    std::filesystem::remove_all(base_);
-    std::filesystem::remove_all(staging_);
-    std::filesystem::create_directories(base_);
-    std::filesystem::create_directories(staging_);
-    std::filesystem::remove(sgmtr_dmpfile);
-  }
-
   std::mt19937 random_;
   unsigned dir_no_ = 0;
   bool narrow_ = false;
   bool huge_ = false;
+  std::vector<std::string> spares_;  // empty directories
+  int spares_made_ = 0;
   ModelState before_;
   int acted_ = 0;
 };

@@ -69,7 +69,7 @@ TEST_F(Segment, ArchivingSwitch) {
 }
 
 TEST_F(Segment, ArchivingSwitch2IsInvalidUnlessForced) {
-  for (const uint8_t value : {2, 255}) {
+  for (const uint8_t value : {uint8_t{2}, uint8_t{255}}) {
     segment.PutArchivingSwitch(value);
     arcdelinfo.force_flg = 0;
     EXPECT_EQ(Read(), -1);

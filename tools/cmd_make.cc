@@ -159,9 +159,9 @@ bool Check(Wishes& wishes) {
   plan.profile = wishes.profile == "flat"   ? Profile::kFlat
                  : wishes.profile == "idle" ? Profile::kIdle
                                             : Profile::kOffice;
-  plan.extended = wishes.extended == "full"      ? Extended::kFull
-                  : wishes.extended == "partial" ? Extended::kPartial
-                                                 : Extended::kNone;
+  plan.extended = wishes.extended == "full"      ? Extended::kAllWords
+                  : wishes.extended == "partial" ? Extended::kMaxima
+                                                 : Extended::kNoWords;
   if (!CheckCounts(wishes) || !CheckNames(wishes) || !CheckDays(wishes)) return false;
   if (wishes.hot && *wishes.hot >= plan.counts[kLd]) {
     return Refuse("--hot-ld",

@@ -11,7 +11,7 @@ namespace {
 
 constexpr double kRatePerLd = 40;   // operations per second at full load, on the average
 constexpr double kHotShare = 0.15;  // of the array's operations
-constexpr double kHotService = 250;
+constexpr double kHotUsage = 0.70;  // of the hot disk's time at full load
 
 // What the kinds do with an operation that a host asks of the array.
 struct KindTraits {
@@ -83,7 +83,7 @@ void MakeHot(std::vector<Resource>& disks, size_t position) {
   disk.hot = true;
   disk.group = Group::kAlways;
   if (disks.size() > 1) disk.full_rate = others * (kHotShare / (1 - kHotShare));
-  disk.service = kHotService;
+  disk.service = kHotUsage * 1000000 / disk.full_rate;
 }
 
 }  // namespace

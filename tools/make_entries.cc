@@ -45,7 +45,7 @@ Work WorkOf(const EntryContext& context, const Resource& resource, double demand
     rate *= 0.8 + 0.4 * random.Fraction();
     if (resource.hot && random.OneIn(kBurstOneIn)) rate *= 1.8;
   }
-  const double usage = std::min(0.97, 0.75 * rate / resource.full_rate);
+  const double usage = std::min(0.97, rate * resource.service / 1000000);
   return {static_cast<double>(static_cast<uint64_t>(rate * context.interval + random.Fraction())),
           usage};
 }

@@ -16,9 +16,9 @@ enum class Profile : uint8_t {
 };
 
 enum class Extended : uint8_t {
-  kNone,     // the archiver computes rates and extremes itself
-  kFull,     // all words of the revision
-  kPartial,  // only the maxima
+  kNoWords,   // the archiver computes rates and extremes itself
+  kAllWords,  // all words of the revision
+  kMaxima,    // only the maxima
 };
 
 struct MakePlan {
@@ -33,7 +33,7 @@ struct MakePlan {
   uint64_t seed = 1;
   uint32_t hot_ld = 0;  // position of the logical disk that takes a large share of the load
   Profile profile = Profile::kOffice;
-  Extended extended = Extended::kNone;
+  Extended extended = Extended::kNoWords;
   uint32_t structures = 1;  // structure records per file
   uint32_t nnc = 0;         // further records per file
   uint32_t ldm = 0;

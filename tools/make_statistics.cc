@@ -39,12 +39,12 @@ void PutSectionHeader(uint8_t* at, uint16_t first, uint32_t count, size_t offset
 
 std::array<uint32_t, kSectionKinds> ItemMasksOf(const MakePlan& plan) {
   std::array<uint32_t, kSectionKinds> masks = {};
-  if (plan.extended == Extended::kNone) return masks;
+  if (plan.extended == Extended::kNoWords) return masks;
   const RevisionLayout& layout = LayoutOf(plan.revision);
   for (size_t i = 0; i < layout.bitmap_count; ++i) {
     const BitmapRow& row = layout.bitmaps[i];
     if (row.kind == kReservedItems) continue;
-    masks[row.kind] = plan.extended == Extended::kFull ? row.full : row.full & kMaxima;
+    masks[row.kind] = plan.extended == Extended::kAllWords ? row.full : row.full & kMaxima;
   }
   return masks;
 }

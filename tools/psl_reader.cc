@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -17,6 +18,14 @@
 namespace {
 
 constexpr size_t kRankSlotOf0x11 = 56;
+constexpr std::array<std::string_view, 5> kTags = {"CON", "STA", "NNC", "LDM", "FRE"};
+
+// "NNC" and "LDM" records have a fixed size; other records 0.
+uint32_t FixedSize(std::string_view tag) {
+  if (tag == "NNC") return kNncSize;
+  if (tag == "LDM") return kLdmSize;
+  return 0;
+}
 
 }  // namespace
 
@@ -24,38 +33,71 @@ PslReader::~PslReader() {
   if (fd_ != -1) close(fd_);
 }
 
-bool PslReader::ReadBytes(uint8_t* to, size_t size) {
+bool PslReader::Unreadable(const std::string& why) {
+  failed_ = true;
+  trouble_ = {Severity::kUnreadable, "unreadable", number_, "", position_, "", why};
+  return reports_ == Reports::kPrinted ? Fail(path_, why) : false;
+}
+
+bool PslReader::Broken(const char* code, uint64_t offset, std::string field, std::string text) {
+  failed_ = true;
+  trouble_ = {Severity::kError, code, number_, TagText(tag()), offset, std::move(field),
+              std::move(text)};
+  return reports_ == Reports::kPrinted ? Fail(path_, Describe(trouble_)) : false;
+}
+
+bool PslReader::Broken(std::string_view reason) {
+  return Broken("record", position_, "", std::string(reason));
+}
+
+bool PslReader::ReadAt(uint64_t offset, uint8_t* to, size_t size) {
   while (size > 0) {
-    const ssize_t count = read(fd_, to, size);
+    const ssize_t count = pread(fd_, to, size, static_cast<off_t>(offset));
     if (count == -1 && errno == EINTR) continue;
     if (count <= 0) {
-      failed_ = true;
-      return Fail(path_, count == 0 ? "became shorter while it was read" : std::strerror(errno));
+      return Unreadable(count == 0 ? "became shorter while it was read"
+                                   : fmt::format("cannot be read: {}", std::strerror(errno)));
     }
     to += count;
+    offset += static_cast<uint64_t>(count);
     size -= static_cast<size_t>(count);
   }
   return true;
 }
 
 bool PslReader::Open() {
-  fd_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+  // A pipe without a writer must not hold the tool up; it is refused below.
+  fd_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   struct stat status {};
   if (fd_ == -1 || fstat(fd_, &status) == -1) {
-    return Fail(path_, std::string("cannot be opened: ") + std::strerror(errno));
+    return Unreadable(std::string("cannot be opened: ") + std::strerror(errno));
   }
-  if (!S_ISREG(status.st_mode)) return Fail(path_, "not a regular file");
+  if (!S_ISREG(status.st_mode)) return Unreadable("not a regular file");
   size_ = static_cast<uint64_t>(status.st_size);
-  if (!Next()) return failed_ ? false : Fail(path_, "the file is empty");
+  if (size_ == 0) return Broken("file-empty", 0, "", "the file is empty");
+  if (size_ < kRecordHeaderSize) {
+    return Broken("file-short", 0, "", fmt::format("the file ends after {} bytes", size_));
+  }
+  record_.resize(kRecordHeaderSize);
+  if (!ReadAt(0, record_.data(), record_.size())) return false;
+  if (tag() != "HDR") {
+    return Broken("header-tag", kAtTag, "tag", "not a log or archive: no file header");
+  }
   const uint8_t revision = record_[kAtFlag];
-  if (tag() != "HDR") return Fail(path_, "not a log or archive: no file header");
   if (!KnownRevision(revision)) {
-    return Fail(path_, fmt::format("unknown format revision 0x{:02X}", revision));
+    return Broken("header-revision", kAtFlag, "format revision",
+                  fmt::format("0x{:02X} is not from 0x{:02X} to 0x{:02X}", revision, kFirstRevision,
+                              kLastRevision));
   }
   const RevisionLayout& layout = LayoutOf(revision);
-  if (record_.size() != layout.row.file_header) {
-    return Fail(path_, fmt::format("a file header of {} bytes", record_.size()));
+  length_ = Load32(record_.data() + kAtLength);
+  next_ = layout.row.file_header;  // whatever the length field says
+  if (size_ < next_) {
+    return Broken("file-short", 0, "",
+                  fmt::format("the file ends after {} of the file header's {} bytes", size_, next_));
   }
+  record_.resize(next_);
+  if (!ReadAt(0, record_.data(), record_.size())) return false;
   header_.revision = revision;
   header_.level = static_cast<char>(record_[kAtLevel]);
   for (size_t i = 0; i < layout.bitmap_count; ++i) {
@@ -65,30 +107,73 @@ bool PslReader::Open() {
   return true;
 }
 
-bool PslReader::Broken(std::string_view reason) {
-  failed_ = true;
-  return Fail(path_, fmt::format("broken record at {}: {}", position_, reason));
+void PslReader::GoTo(uint64_t offset) {
+  next_ = offset;
+  failed_ = false;
 }
 
-bool PslReader::Next() {
+bool PslReader::NextHeader() {
   position_ = next_;
-  if (next_ == size_) return false;
-  if (size_ - next_ < kRecordHeaderSize) return Broken("the file ends within it");
-  uint8_t start[kRecordHeaderSize];
-  if (!ReadBytes(start, sizeof start)) return false;
-  const uint32_t length = Load32(start + kAtLength);
-  if (length < kRecordHeaderSize || length > size_ - next_) {
-    return Broken(fmt::format("a length of {} bytes", length));
+  record_.clear();
+  length_ = 0;
+  if (failed_ || next_ >= size_) return false;
+  ++number_;
+  const uint64_t left = size_ - next_;
+  if (left < kRecordHeaderSize) {
+    return Broken("tail", position_, "",
+                  fmt::format("{} bytes behind the last record are too few for a record", left));
   }
-  record_.resize(length);
-  std::memcpy(record_.data(), start, sizeof start);
-  if (!ReadBytes(record_.data() + sizeof start, length - sizeof start)) return false;
-  next_ += length;
+  record_.resize(kRecordHeaderSize);
+  if (!ReadAt(position_, record_.data(), record_.size())) return false;
+  return Frame();
+}
+
+// Judges the 12 bytes of a record header in the order in which the archiver does.
+bool PslReader::Frame() {
+  length_ = Load32(record_.data() + kAtLength);
+  const std::string_view this_tag = tag();
+  if (std::find(kTags.begin(), kTags.end(), this_tag) == kTags.end()) {
+    return Broken("record-tag", position_, "tag",
+                  fmt::format("\"{}\" is no record tag", TagText(this_tag)));
+  }
+  if (length_ < kRecordHeaderSize) {
+    return Broken("record-length", position_ + kAtLength, "record length",
+                  fmt::format("{} bytes are less than a record header", length_));
+  }
+  if (length_ > size_ - position_) {
+    return Broken("record-length", position_ + kAtLength, "record length",
+                  fmt::format("{} bytes, but the file ends after {}", length_, size_ - position_));
+  }
+  const uint32_t fixed = FixedSize(this_tag);
+  if (length_ < fixed) {
+    return Broken("record-short", position_ + kAtLength, "record length",
+                  fmt::format("{} bytes, but {} records have {}", length_, this_tag, fixed));
+  }
+  // Up to 0x1A the next record begins behind the fixed part, whatever the length says.
+  const bool by_fixed_size = fixed != 0 && !LayoutOf(header_.revision).row.skips_tails;
+  next_ = position_ + (by_fixed_size ? fixed : length_);
   return true;
 }
 
+bool PslReader::Load(size_t most) {
+  const size_t have = record_.size();
+  const size_t want = std::min<size_t>(MeaningfulSize(tag(), length_), most);
+  if (want <= have) return true;
+  record_.resize(want);
+  return ReadAt(position_ + have, record_.data() + have, want - have);
+}
+
+bool PslReader::Next() { return NextHeader() && Load(); }
+
 std::string_view PslReader::tag() const {
+  if (record_.size() < kRecordHeaderSize) return {};
   return {reinterpret_cast<const char*>(record_.data()), 3};
+}
+
+uint32_t MeaningfulSize(std::string_view tag, uint32_t length) {
+  if (tag == "FRE") return kRecordHeaderSize;
+  const uint32_t fixed = FixedSize(tag);
+  return fixed != 0 ? fixed : length;
 }
 
 const RevisionLayout& LayoutOfStatistics(const PslHeader& header, std::span<const uint8_t> record) {
@@ -107,7 +192,11 @@ size_t WordsOf(const PslHeader& header, Kind kind) {
 }
 
 SectionPlace PlaceOf(std::span<const uint8_t> record, const SectionRow& row) {
-  const std::span<const uint8_t> at = Carve(record, row.slot, 8);
+  return PlaceAt(record, row.slot);
+}
+
+SectionPlace PlaceAt(std::span<const uint8_t> record, size_t slot) {
+  const std::span<const uint8_t> at = Carve(record, slot, 8);
   if (at.empty()) return {0, 0};
   return {Load16(at.data() + 2), Load32(at.data() + 4)};
 }

@@ -1,5 +1,6 @@
 // Reads a log or archive record by record, independent of the archiver's work areas: the file
-// header decides the layout and how many extended words stand behind each entry.
+// header decides the layout and how many extended words stand behind each entry. Records are framed
+// exactly as the archiver frames them; what breaks the framing becomes a finding with its place.
 #pragma once
 
 #include <array>
@@ -12,6 +13,7 @@
 
 #include "engine/kinds.h"
 #include "engine/layout.h"
+#include "tools/finding.h"
 
 struct PslHeader {
   uint8_t revision;
@@ -21,39 +23,67 @@ struct PslHeader {
 
 class PslReader {
  public:
-  explicit PslReader(std::string path) : path_(std::move(path)) {}
+  enum class Reports { kPrinted, kKept };  // kKept: only `trouble` tells
+  explicit PslReader(std::string path, Reports reports = Reports::kPrinted)
+      : path_(std::move(path)), reports_(reports) {}
   ~PslReader();
   PslReader(const PslReader&) = delete;
   PslReader& operator=(const PslReader&) = delete;
 
-  // Opens the file and reads its header. False: reported.
+  // Opens the file and reads its header, which is the record at hand then. False: reported.
   bool Open();
 
-  // Reads the next record into `record`. False at the end of the file and for a broken record,
-  // which is reported; `failed` tells them apart.
+  // Reads the next record. False at the end of the file and for a broken record, which is reported;
+  // `failed` tells them apart. Of records whose content has no meaning only the fixed part is read.
   bool Next();
+  // The same in two steps: frame the record and read its first 12 bytes, then up to `most` of it.
+  bool NextHeader();
+  bool Load(size_t most = SIZE_MAX);
   bool failed() const { return failed_; }
+
+  // Goes on at another place, after a failure too.
+  void GoTo(uint64_t offset);
+
+  // Reads `size` bytes from `offset` on, which must be in the file. False: reported.
+  bool ReadAt(uint64_t offset, uint8_t* to, size_t size);
 
   // Reports that the record at hand is broken. Returns false.
   bool Broken(std::string_view reason);
+  bool Broken(const char* code, uint64_t offset, std::string field, std::string text);
+  // What was reported last.
+  const Finding& trouble() const { return trouble_; }
 
   const PslHeader& header() const { return header_; }
   std::span<const uint8_t> record() const { return record_; }
   std::string_view tag() const;
   const std::string& path() const { return path_; }
+  uint64_t size() const { return size_; }          // of the file
+  uint64_t position() const { return position_; }  // of the record at hand
+  uint64_t number() const { return number_; }      // of the record at hand, the file header being 0
+  uint32_t length() const { return length_; }      // of the record at hand, as its header says
+  uint64_t next() const { return next_; }          // where the next record begins
 
  private:
-  bool ReadBytes(uint8_t* to, size_t size);
+  bool Unreadable(const std::string& why);
+  bool Frame();
 
   std::string path_;
+  Reports reports_;
   int fd_ = -1;
-  uint64_t size_ = 0;      // of the file
-  uint64_t next_ = 0;      // where the next record begins
-  uint64_t position_ = 0;  // where the record at hand begins
+  uint64_t size_ = 0;
+  uint64_t next_ = 0;
+  uint64_t position_ = 0;
+  uint64_t number_ = 0;
+  uint32_t length_ = 0;
   bool failed_ = false;
   PslHeader header_ = {};
   std::vector<uint8_t> record_;
+  Finding trouble_;
 };
+
+// Bytes of a record that have a meaning for the archiver: the fixed part of "NNC" and "LDM", the
+// record header of "FRE", of others all.
+uint32_t MeaningfulSize(std::string_view tag, uint32_t length);
 
 // The layout of a statistics record: that of its file, except that records of 0x10 files can be
 // laid out as in 0x11.
@@ -76,6 +106,7 @@ struct SectionPlace {
   uint32_t offset;
 };
 SectionPlace PlaceOf(std::span<const uint8_t> record, const SectionRow& row);
+SectionPlace PlaceAt(std::span<const uint8_t> record, size_t slot);
 
 template <class Visit>
 bool VisitSection(const PslHeader& header, std::span<const uint8_t> record, const SectionRow& row,

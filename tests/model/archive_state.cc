@@ -87,8 +87,8 @@ void HoldStructure(ArchiveState& state, const Structure& structure) {
     }
     MakeSlots(state, rule, keys);
   }
-  state.hp_from_statistics = structure.revision >= 0x1D && state.input_level == 'H' &&
-                             structure.count(kHpSlotFrom1D) == 0;
+  state.hp_from_statistics =
+      structure.revision >= 0x1D && state.input_level == 'H' && structure.count(kHpSlotFrom1D) == 0;
   state.hp_built = false;
   state.hp_node_built = false;
 

@@ -303,10 +303,12 @@ std::size_t MaskOffset(int revision, Kind kind) {
   std::vector<Kind> order;  // from offset 32 on, four bytes each
   if (revision >= 0x19) {
     // The word at 56 is reserved; kCache, which has no bitmap, keeps its place.
-    order = {Kind::kHd,    Kind::kRd, Kind::kDd, Kind::kHp,   Kind::kRp,   Kind::kDp,     Kind::kCache,
-             Kind::kCheseg, Kind::kLd, Kind::kPd, Kind::kRank, Kind::kPool, Kind::kHpNode, Kind::kMp};
+    order = {Kind::kHd,   Kind::kRd,    Kind::kDd,     Kind::kHp, Kind::kRp,
+             Kind::kDp,   Kind::kCache, Kind::kCheseg, Kind::kLd, Kind::kPd,
+             Kind::kRank, Kind::kPool,  Kind::kHpNode, Kind::kMp};
   } else if (revision >= 0x14) {
-    order = {Kind::kHp, Kind::kRp, Kind::kDp, Kind::kCheseg, Kind::kLd, Kind::kPd, Kind::kRank, Kind::kPool};
+    order = {Kind::kHp, Kind::kRp, Kind::kDp,   Kind::kCheseg,
+             Kind::kLd, Kind::kPd, Kind::kRank, Kind::kPool};
   } else if (revision == 0x13) {
     order = {Kind::kHp, Kind::kDp, Kind::kCheseg, Kind::kLd, Kind::kPd, Kind::kRank};
   } else {

@@ -11,7 +11,22 @@
 
 namespace model {
 
-enum class Kind { kHd, kRd, kDd, kHp, kHpNode, kRp, kMp, kDp, kCache, kCheseg, kLd, kPd, kRank, kPool };
+enum class Kind {
+  kHd,
+  kRd,
+  kDd,
+  kHp,
+  kHpNode,
+  kRp,
+  kMp,
+  kDp,
+  kCache,
+  kCheseg,
+  kLd,
+  kPd,
+  kRank,
+  kPool
+};
 
 enum class Search { kPlain, kCursor, kPosition };
 
@@ -32,7 +47,7 @@ struct KindRule {
 
   // Entry of the statistics record.
   std::size_t size = 0;
-  std::size_t head = 0;       // size of a compact entry
+  std::size_t head = 0;        // size of a compact entry
   std::size_t compact_at = 0;  // 0: no compact form on input
   bool compact_output = false;
   std::vector<std::size_t> entry_key;

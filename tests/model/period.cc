@@ -20,8 +20,8 @@ bool RatioPresent(const KindRule& rule, const Bytes& entry) {
 bool IsHostPort(Kind kind) { return kind == Kind::kHp || kind == Kind::kHpNode; }
 
 // From the extended words of an entry: bit 31 of the mask is the first extreme, bit 30 the next.
-void MergeWords(const KindRule& rule, const FoldContext& context, const std::vector<uint32_t>& words,
-                Slot& slot) {
+void MergeWords(const KindRule& rule, const FoldContext& context,
+                const std::vector<uint32_t>& words, Slot& slot) {
   std::size_t next_word = 0;
   for (std::size_t position = 0; position < 32; ++position) {
     if ((context.input_mask & (0x80000000U >> position)) == 0) continue;

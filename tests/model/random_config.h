@@ -17,10 +17,10 @@ namespace model {
 
 struct RandomConfig {
   int revision = 0;
-  Bytes basic;                                     // 112 bytes
+  Bytes basic;                                      // 112 bytes
   std::map<std::size_t, std::vector<Bytes>> lists;  // by slot, 104, 128 and 144 included
-  std::map<std::size_t, uint16_t> first_fields;    // of the descriptors, 16 included
-  std::vector<Bytes> hp_nodes;                     // keys
+  std::map<std::size_t, uint16_t> first_fields;     // of the descriptors, 16 included
+  std::vector<Bytes> hp_nodes;                      // keys
   bool has_trailing = false;
   Bytes trailing;
   uint32_t last_word = 0;

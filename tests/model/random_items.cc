@@ -29,8 +29,8 @@ Bytes UnknownItem(Random& random, uint8_t type) {
 }
 
 // Elements from the pool, at most as many as there are slots; some change on the way.
-Bytes PoolItem(Random& random, uint8_t type, Mood mood, std::vector<Bytes>& pool,
-               std::size_t slots, bool always_taken) {
+Bytes PoolItem(Random& random, uint8_t type, Mood mood, std::vector<Bytes>& pool, std::size_t slots,
+               bool always_taken) {
   Bytes item = ItemHead(random, type, mood);
   item[13] = static_cast<uint8_t>(random.Byte() & 0x7F);
   const bool marked = random.Percent(65);
@@ -49,7 +49,8 @@ Bytes PoolItem(Random& random, uint8_t type, Mood mood, std::vector<Bytes>& pool
     const std::size_t which = random.Percent(5) ? random.Below(pool.size()) : order[i];
     Bytes& element = pool[which];
     if (random.Percent(25)) Patch32(element, 8, RandomCounter(random, mood));
-    if (type == kConcItem && random.Percent(20)) element[12] = static_cast<uint8_t>(random.Range(0, 2));
+    if (type == kConcItem && random.Percent(20))
+      element[12] = static_cast<uint8_t>(random.Range(0, 2));
     Append(item, element);
   }
   if (random.Percent(20)) Append(item, random.Garbage(random.Below(7)));
@@ -68,8 +69,8 @@ Bytes WaitTimeItem(Random& random, const RandomConfig& config, Mood mood) {
   const std::size_t start = random.Below(keys.size());
   for (std::size_t i = 0; i < count; ++i) {
     Bytes element = random.Garbage(32);
-    const Bytes& key = keys[random.Percent(10) ? random.Below(keys.size())
-                                               : (start + i) % keys.size()];
+    const Bytes& key =
+        keys[random.Percent(10) ? random.Below(keys.size()) : (start + i) % keys.size()];
     if (!random.Percent(5)) {  // else a disk that is not configured
       element[0] = key[0];
       element[1] = key[1];
@@ -103,7 +104,8 @@ std::vector<Bytes> EncodeItems(Random& random, RandomConfig& config, Mood mood) 
     for (int i = 0; i < times; ++i) {
       switch (type) {
         case kConcItem:
-          items.push_back(PoolItem(random, type, mood, config.conc, config.optional_count(98), true));
+          items.push_back(
+              PoolItem(random, type, mood, config.conc, config.optional_count(98), true));
           break;
         case kLdCpItem:
           items.push_back(PoolItem(random, type, mood, config.ld_cp, config.optional_count(100),
@@ -117,7 +119,8 @@ std::vector<Bytes> EncodeItems(Random& random, RandomConfig& config, Mood mood) 
           items.push_back(WaitTimeItem(random, config, mood));
           break;
         default:
-          items.push_back(PoolItem(random, type, mood, config.cab, config.optional_count(104), false));
+          items.push_back(
+              PoolItem(random, type, mood, config.cab, config.optional_count(104), false));
           break;
       }
     }

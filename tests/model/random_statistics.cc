@@ -30,8 +30,8 @@ Bytes RandomCacheEntry(Random& random, int revision, const StatisticsStyle& styl
 }
 
 // One entry with the extended words behind it.
-Bytes RandomEntry(Random& random, int revision, const KindRule& rule,
-                  const StatisticsStyle& style, const Bytes& key) {
+Bytes RandomEntry(Random& random, int revision, const KindRule& rule, const StatisticsStyle& style,
+                  const Bytes& key) {
   if (rule.kind == Kind::kCache) return RandomCacheEntry(random, revision, style, key);
   const Mood mood = random.Percent(85) ? style.mood : RandomMood(random);
   Bytes entry = random.Garbage(rule.size);

@@ -18,7 +18,8 @@ std::size_t EntrySize(const ListRule& rule, const Descriptor& descriptor) {
   return rule.entry_size != 0 ? rule.entry_size : descriptor.first;
 }
 
-std::vector<Bytes> ReadList(const Bytes& record, const ListRule& rule, const Descriptor& descriptor) {
+std::vector<Bytes> ReadList(const Bytes& record, const ListRule& rule,
+                            const Descriptor& descriptor) {
   std::vector<Bytes> entries;
   if (descriptor.count == 0) return entries;
   if (descriptor.offset == 0) throw BrokenRecord("list without an offset");

@@ -44,13 +44,13 @@ std::vector<ListRule> ListRules(int revision);
 /// A structure record taken apart.
 struct Structure {
   int revision = 0;
-  uint8_t flag_byte = 0;       // offset 3
-  uint32_t stamp = 0;          // offset 4
-  bool continuation = false;   // offset 12
-  uint8_t bytes14[2] = {0, 0};  // carried from 0x1D on
-  Bytes basic;                 // 112 bytes
-  std::map<std::size_t, Descriptor> descriptors;        // by slot, as read
-  std::map<std::size_t, std::vector<Bytes>> lists;      // by slot, variable parts included
+  uint8_t flag_byte = 0;                            // offset 3
+  uint32_t stamp = 0;                               // offset 4
+  bool continuation = false;                        // offset 12
+  uint8_t bytes14[2] = {0, 0};                      // carried from 0x1D on
+  Bytes basic;                                      // 112 bytes
+  std::map<std::size_t, Descriptor> descriptors;    // by slot, as read
+  std::map<std::size_t, std::vector<Bytes>> lists;  // by slot, variable parts included
   bool has_trailing = false;
   Bytes trailing;
   uint32_t last_word = 0;  // behind the trailing section's offset

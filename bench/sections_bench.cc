@@ -1,0 +1,139 @@
+// Speed of the inner loops: folding a section's entries into slots and writing a period's slots as
+// entries.
+#include <benchmark/benchmark.h>
+
+#include <bit>
+#include <vector>
+
+#include "engine/byteorder.h"
+#include "engine/finfo.h"
+#include "engine/layout.h"
+#include "engine/pmonfile.h"
+#include "revisions/sections.h"
+#include "revisions/slots.h"
+
+namespace {
+
+constexpr uint8_t kRevision = 0x21;
+constexpr uint32_t kInterval = 60000;
+
+// What a run has set up when it meets a section of `count` entries of one kind.
+struct Section {
+  const SectionRow* row = nullptr;
+  const SectionOps* ops = nullptr;
+  std::vector<uint8_t> entries;
+  uint32_t count = 0;
+
+  RecordView Record() const { return {entries.data(), entries.size()}; }
+};
+
+uint32_t FullMask(Kind kind) {
+  const RevisionLayout& layout = LayoutOf(kRevision);
+  for (size_t i = 0; i < layout.bitmap_count; ++i) {
+    if (layout.bitmaps[i].kind == kind) return layout.bitmaps[i].full;
+  }
+  return 0;
+}
+
+// Entry `i`: valid, full, with operations in every counter group.
+void FillEntry(const Form& form, uint32_t i, uint8_t* entry) {
+  Store32(entry + kAtStatus, 1);
+  Store32(entry + kAtInterval, kInterval);
+  if (form.key.number) {
+    Store16(entry + form.key.at[0], static_cast<uint16_t>(i));
+  } else {
+    entry[form.key.at[0]] = static_cast<uint8_t>(i >> 8);
+    if (form.key.count > 1) entry[form.key.at[1]] = static_cast<uint8_t>(i);
+  }
+  if (form.ratio != kNone) Store16(entry + form.ratio, static_cast<uint16_t>(i % 10000));
+  if (form.ratio_flag.at != kNone) entry[form.ratio_flag.at] = form.ratio_flag.bit;
+  for (size_t n = 0; n < form.quadsets; ++n) {
+    uint8_t* const quadset = entry + form.quadsets_at + n * kQuadsetSize;
+    Store32(quadset, 1000 + i % 997);
+    Store32(quadset + 4, 300 + i % 31);
+    Store32(quadset + 8, 4000 + i % 61);
+    Store32(quadset + 12, 8192);
+  }
+}
+
+void FillTable(const Section& section, Kind kind, Lookup lookup, uint32_t stride) {
+  const Form& form = kForms[section.row->form];
+  uint8_t* table = ShapeSet(kind, {static_cast<int32_t>(section.count), stride, lookup, 0,
+                                   form.key.count, section.ops->slot_size});
+  const size_t step = section.entries.size() / section.count;
+  for (uint32_t i = 0; i < section.count; ++i, table += stride) {
+    for (size_t n = 0; n < form.key.count; ++n) {
+      table[n] = section.entries[i * step + form.key.at[n]];
+    }
+  }
+  StartSet(kind);
+}
+
+Section MakeSection(Kind kind, uint32_t count, bool words) {
+  const RevisionLayout& layout = LayoutOf(kRevision);
+  Section section;
+  section.count = count;
+  for (size_t i = 0; i < layout.section_count; ++i) {
+    if (layout.sections[i].kind == kind) section.row = &layout.sections[i];
+  }
+  section.ops = &OpsOf(section.row->form, layout.row.rule);
+  const uint32_t mask = FullMask(kind);
+  const auto bits = static_cast<uint32_t>(std::popcount(mask));
+  finfo.revision = kRevision;
+  finfo.layout = &layout;
+  Rev_Kind = kRevision;
+  finfo.items[kind] = {words ? mask : 0, words ? bits : 0, mask, bits};
+  finfo.first_interval = false;
+  const Form& form = kForms[section.row->form];
+  const size_t step = form.size + (words ? size_t{bits} * 4 : 0);
+  section.entries.assign(count * step, 0);
+  for (uint32_t i = 0; i < count; ++i) FillEntry(form, i, section.entries.data() + i * step);
+  for (size_t i = 0; i < layout.list_count; ++i) {
+    const ListRow& row = layout.lists[i];
+    if (row.kind == kind) FillTable(section, kind, row.lookup, row.entry == 0 ? 64U : row.entry);
+  }
+  return section;
+}
+
+void Count(benchmark::State& state, uint32_t items, size_t bytes) {
+  const auto rounds = static_cast<int64_t>(state.iterations());
+  state.SetItemsProcessed(rounds * items);
+  state.SetBytesProcessed(rounds * static_cast<int64_t>(bytes));
+}
+
+void Fold(benchmark::State& state, Kind kind, bool words) {
+  const Section section = MakeSection(kind, static_cast<uint32_t>(state.range(0)), words);
+  for (auto _ : state) {
+    if (!section.ops->read(section.Record(), kind, 0, section.count)) {
+      state.SkipWithError("the section was refused");
+      break;
+    }
+  }
+  Count(state, section.count, section.entries.size());
+  DropSets();
+}
+
+void Write(benchmark::State& state, Kind kind) {
+  const Section section = MakeSection(kind, static_cast<uint32_t>(state.range(0)), false);
+  section.ops->read(section.Record(), kind, 0, section.count);
+  std::vector<uint8_t> out(LargestSection(section.row->form, kind));
+  size_t written = 0;
+  for (auto _ : state) {
+    written = static_cast<size_t>(section.ops->write(out.data(), kind) - out.data());
+    benchmark::DoNotOptimize(out.data());
+    benchmark::ClobberMemory();
+  }
+  if (written != out.size()) state.SkipWithError("entries were written compact");
+  Count(state, section.count, written);
+  DropSets();
+}
+
+}  // namespace
+
+BENCHMARK_CAPTURE(Fold, LogicalDisks, kLd, false)->Arg(64)->Arg(4096)->Arg(65535);
+BENCHMARK_CAPTURE(Fold, LogicalDisksWithWords, kLd, true)->Arg(4096);
+BENCHMARK_CAPTURE(Fold, PhysicalDisks, kPd, false)->Arg(4096);
+BENCHMARK_CAPTURE(Fold, HostPorts, kHp, false)->Arg(64)->Arg(4096);
+BENCHMARK_CAPTURE(Fold, Pools, kPool, false)->Arg(256);
+BENCHMARK_CAPTURE(Write, LogicalDisks, kLd)->Arg(64)->Arg(4096)->Arg(65535);
+BENCHMARK_CAPTURE(Write, PhysicalDisks, kPd)->Arg(4096);

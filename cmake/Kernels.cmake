@@ -1,0 +1,13 @@
+# Options of the vector kernels: each is compiled for its own processors and chosen at start. Other
+# processors than x86-64 use the scalar path.
+set(kernel_avx2 "${CMAKE_CURRENT_SOURCE_DIR}/revisions/fold_kernel_avx2.cc")
+set(kernel_avx512 "${CMAKE_CURRENT_SOURCE_DIR}/revisions/fold_kernel_avx512.cc")
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+  set_source_files_properties("${kernel_avx2}" PROPERTIES COMPILE_OPTIONS "-mavx2")
+  set_source_files_properties("${kernel_avx512}" PROPERTIES COMPILE_OPTIONS
+    "-mavx512f;-mavx512dq;-mavx512vl;-mavx512bw;-mprefer-vector-width=512")
+  set_source_files_properties("${CMAKE_CURRENT_SOURCE_DIR}/revisions/fold_kernel.cc"
+    PROPERTIES COMPILE_DEFINITIONS QELPRF_VECTOR_KERNELS)
+else()
+  list(REMOVE_ITEM core_sources "${kernel_avx2}" "${kernel_avx512}")
+endif()

@@ -1,0 +1,35 @@
+// Choice of the vector kernels: once, at start, by what the processor can do.
+#include "revisions/fold_kernel.h"
+
+#ifdef QELPRF_VECTOR_KERNELS
+extern const FoldKernels kFoldKernelsAvx2;
+extern const FoldKernels kFoldKernelsAvx512;
+#endif
+
+namespace {
+
+struct Available {
+  const FoldKernels* list[3] = {};
+
+  Available() {
+#ifdef QELPRF_VECTOR_KERNELS
+    int n = 0;
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw")) {
+      list[n++] = &kFoldKernelsAvx512;
+    }
+    if (__builtin_cpu_supports("avx2")) list[n++] = &kFoldKernelsAvx2;
+#endif
+  }
+};
+
+}  // namespace
+
+const FoldKernels* const* AvailableKernels() {
+  static const Available available;
+  return available.list;
+}
+
+const FoldKernels* fold_kernels = AvailableKernels()[0];
+
+void SetKernels(const FoldKernels* kernels) { fold_kernels = kernels; }

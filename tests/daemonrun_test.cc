@@ -1,0 +1,417 @@
+// Runs that the daemon starts, from outside: configuration, lock, working directory, both archive
+// runs, removal and pruning in their order.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "archiver/prune.h"
+#include "tests/support/header_file.h"
+#include "tests/support/process.h"
+#include "tests/support/server.h"
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::IsSupersetOf;
+using ::testing::Not;
+
+constexpr uint16_t kDays = 0;
+
+// Trace lines about the marker files when there are none.
+constexpr char kNoMarkerA[] = "err_del_arcupdatefile(ret=4.errno=2)";
+constexpr char kNoMarkerB[] = "err_del_execfile(ret=4.errno=2)";
+
+class PrefixDaemonRun : public ::testing::Test {
+ protected:
+  PrefixDaemonRun() : log_start_(TestServer::OperationLog().size()) {}
+
+  // Operation-log entries since the start of the test, without their time of 25 characters. Other
+  // tests may add some of their own.
+  std::vector<std::string> LogEntries() const {
+    std::vector<std::string> entries;
+    const std::string added = TestServer::OperationLog().substr(log_start_);
+    for (size_t start = 0; start < added.size();) {
+      const size_t end = added.find('\n', start);
+      entries.push_back(added.substr(start + 26, end - start - 26));
+      start = end + 1;
+    }
+    return entries;
+  }
+
+  void MakeLog(const std::string& name) const {
+    server.directory.Write("arc/" + name, HeaderBytes({}));
+  }
+
+  const TempDir& files() const { return server.directory; }
+
+  static void ExpectQuiet(const ProgramResult& result) {
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "");
+  }
+
+  TestServer server;
+
+ private:
+  size_t log_start_;
+};
+
+TEST_F(PrefixDaemonRun, RunWithNothingToDo) {
+  const ProgramResult result = server.RunAuto();
+  ExpectQuiet(result);
+  EXPECT_THAT(TestServer::TraceOf(result.pid),
+              ElementsAre("$main():arc start", "$main():arc end", kNoMarkerA, kNoMarkerB));
+}
+
+TEST_F(PrefixDaemonRun, StartLinesNameTheKindOfRun) {
+  EXPECT_EQ(TestServer::TraceOf(server.RunAuto({"-force"}).pid).at(0), "$main():arc force start");
+  EXPECT_EQ(TestServer::TraceOf(server.Run({"-auto", "-mode", "arrayupdate", "SEGMENT"}).pid).at(0),
+            "$main():arc update start");
+  EXPECT_EQ(TestServer::TraceOf(server.RunAuto2("0", "0", "0").pid).at(0),
+            "$main():arc delete pml start");
+}
+
+TEST_F(PrefixDaemonRun, DayRunFollowsTheHourRun) {
+  // The log's hour archive exists when the day run looks for inputs.
+  MakeLog("20010203A.psl");
+  ExpectQuiet(server.RunAuto());
+  EXPECT_THAT(files().Names("arc/archive"), ElementsAre("20010203A.psa", "200102A.psa"));
+  EXPECT_EQ(files().Read("arc/archive/20010203A.psa").substr(12, 1), "H");
+  EXPECT_EQ(files().Read("arc/archive/200102A.psa").substr(12, 1), "D");
+  EXPECT_TRUE(files().Exists("arc/20010203A.psl"));
+}
+
+TEST_F(PrefixDaemonRun, SecondRunFindsEverythingArchived) {
+  MakeLog("20010203A.psl");
+  ExpectQuiet(server.RunAuto());
+  files().Write("arc/archive/20010203A.psa", files().Read("arc/archive/20010203A.psa") + "kept");
+  ExpectQuiet(server.RunAuto());
+  EXPECT_THAT(files().Read("arc/archive/20010203A.psa"), EndsWith("kept"));
+}
+
+TEST_F(PrefixDaemonRun, DisabledArchivingOnlyRemoves) {
+  server.segment.PutArchivingSwitch(0);
+  server.segment.PutRetention(0, 1, kDays);
+  MakeLog("20010203A.psl");
+  files().MakeDirectory("arc/archive");
+  const ProgramResult result = server.RunAuto();
+  ExpectQuiet(result);
+  EXPECT_THAT(files().Names("arc"), ElementsAre("archive"));
+  EXPECT_THAT(files().Names("arc/archive"), IsEmpty());
+  EXPECT_THAT(TestServer::TraceOf(result.pid), Contains("del 20010203A.psl"));
+}
+
+TEST_F(PrefixDaemonRun, ExpiredLogIsArchivedBeforeItIsRemoved) {
+  server.segment.PutRetention(0, 1, kDays);
+  MakeLog("20010203A.psl");
+  ExpectQuiet(server.RunAuto());
+  EXPECT_THAT(files().Names("arc"), ElementsAre("archive"));
+  EXPECT_THAT(files().Names("arc/archive"), ElementsAre("20010203A.psa", "200102A.psa"));
+}
+
+TEST_F(PrefixDaemonRun, ArrayUpdateArchivesAndKeepsTheLog) {
+  server.segment.PutArchivingSwitch(0);
+  server.segment.PutRetention(0, 1, kDays);
+  MakeLog("20010203A.psl");
+  ExpectQuiet(server.Run({"-auto", "-mode", "arrayupdate", "SEGMENT"}));
+  EXPECT_TRUE(files().Exists("arc/20010203A.psl"));
+  EXPECT_TRUE(files().Exists("arc/archive/20010203A.psa"));
+}
+
+TEST_F(PrefixDaemonRun, InterruptedArchiveIsReportedAndRemoved) {
+  files().MakeDirectory("arc/archive");
+  const std::string name = "20010203A" + std::to_string(getpid());
+  files().Write("arc/archive/" + name + ".psa_tmp", "x");
+  const ProgramResult result = server.RunAuto();
+  ExpectQuiet(result);
+  EXPECT_THAT(TestServer::TraceOf(result.pid),
+              IsSupersetOf({"Qelprfarc: 112 Record broken -- " + name + ".psa",
+                            "del " + name + ".psa_tmp"}));
+  EXPECT_THAT(LogEntries(),
+              Contains("08300 Qelprfarc 5 1 There is broken psl(psa) file. file=" + name + ".psa"));
+  EXPECT_THAT(files().Names("arc/archive"), IsEmpty());
+}
+
+TEST_F(PrefixDaemonRun, MarkerFilesAreRemoved) {
+  files().Write("arc/Qelprf.A");
+  files().Write("arc/Qelprf.B", "x");
+  const ProgramResult result = server.RunAuto();
+  ExpectQuiet(result);
+  EXPECT_FALSE(files().Exists("arc/Qelprf.A"));
+  EXPECT_FALSE(files().Exists("arc/Qelprf.B"));
+  EXPECT_THAT(TestServer::TraceOf(result.pid), ElementsAre("$main():arc start", "$main():arc end"));
+}
+
+TEST_F(PrefixDaemonRun, CoreFileIsMovedAsideAndReplacesTheOlderOne) {
+  const std::string place = "root/core/Qelprfd/Qelprfarc";
+  files().MakeDirectory(place);
+  files().Write(place + "/core", "new");
+  files().Write(place + "/core.old", "old");
+  ExpectQuiet(server.RunAuto());
+  EXPECT_THAT(files().Names(place), ElementsAre("core.old"));
+  EXPECT_EQ(files().Read(place + "/core.old"), "new");
+}
+
+TEST_F(PrefixDaemonRun, WorkingDirectoryIsCreated) {
+  ExpectQuiet(server.RunAuto());
+  EXPECT_TRUE(files().Exists("root/core/Qelprfd/Qelprfarc"));
+}
+
+// --- Failures -------------------------------------------------------------------------------------
+
+TEST_F(PrefixDaemonRun, MissingParentOfTheWorkingDirectoryEndsTheRun) {
+  std::filesystem::remove_all(files().Path("root/core"));
+  MakeLog("20010203A.psl");
+  const ProgramResult result = server.RunAuto();
+  ExpectQuiet(result);
+  EXPECT_THAT(TestServer::TraceOf(result.pid), ElementsAre("$main():arc start"));
+  EXPECT_THAT(LogEntries(),
+              IsSupersetOf({"08094 Qelprfarc 5 0 System call error occurred func=mkdir errno=2 "
+                            "detcode=03010007",
+                            "08320 Qelprfarc 4 1 Failed in archives of psl(psa) files."}));
+  EXPECT_FALSE(files().Exists("arc/archive"));
+}
+
+TEST_F(PrefixDaemonRun, WorkingDirectoryThatIsAFileEndsTheRun) {
+  files().Write("root/core/Qelprfd/Qelprfarc");
+  ExpectQuiet(server.RunAuto());
+  EXPECT_THAT(LogEntries(), Contains("08094 Qelprfarc 5 0 System call error occurred func=chdir "
+                                     "errno=20 detcode=03010008"));
+}
+
+TEST_F(PrefixDaemonRun, CoreWithoutStatusEndsTheRun) {
+  files().MakeDirectory("root/core/Qelprfd/Qelprfarc");
+  // A link to itself has no status, whoever asks.
+  ASSERT_EQ(symlink("core", files().Path("root/core/Qelprfd/Qelprfarc/core").c_str()), 0);
+  ExpectQuiet(server.RunAuto());
+  EXPECT_THAT(LogEntries(), Contains("08094 Qelprfarc 5 0 System call error occurred func=stat "
+                                     "errno=40 detcode=03010009"));
+}
+
+TEST_F(PrefixDaemonRun, MissingLockFileIsCreatedAndStays) {
+  ExpectQuiet(server.RunAuto());
+  EXPECT_TRUE(files().Exists("root/pmon/arclock"));
+}
+
+TEST_F(PrefixDaemonRun, LockHeldByAnotherProcessIsMessage114And2ndArchiverDoesNothing) {
+  MakeLog("20010203A.psl");
+  const int fd =
+      open(files().Path("root/pmon/arclock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  ASSERT_EQ(fcntl(fd, F_SETLK, &lock), 0);
+  // As a pruning run, so that all messages go to the trace.
+  const ProgramResult pruning = server.RunAuto2("0", "0", "0");
+  ExpectQuiet(pruning);
+  EXPECT_THAT(TestServer::TraceOf(pruning.pid),
+              ElementsAre("$main():arc delete pml start", "Failed in archives of psl(psa) files."));
+  const ProgramResult archiving = server.RunAuto();
+  ExpectQuiet(archiving);
+  EXPECT_THAT(TestServer::TraceOf(archiving.pid), ElementsAre("$main():arc start"));
+  EXPECT_THAT(LogEntries(), Contains("08320 Qelprfarc 4 1 Failed in archives of psl(psa) files."));
+  EXPECT_FALSE(files().Exists("arc/archive"));
+  close(fd);
+}
+
+TEST_F(PrefixDaemonRun, MissingLockDirectoryIsMessage113And114) {
+  std::filesystem::remove(files().Path("root/pmon"));
+  const ProgramResult result = server.RunAuto2("0", "0", "0");
+  ExpectQuiet(result);
+  EXPECT_THAT(TestServer::TraceOf(result.pid),
+              ElementsAre("$main():arc delete pml start",
+                          "System call error occurred func=open errno=2 detcode=030c0001",
+                          "Failed in archives of psl(psa) files."));
+}
+
+TEST_F(PrefixDaemonRun, RefusedConfigurationIsMessage115UnlessForced) {
+  server.segment.PutArchivingSwitch(2);
+  ProgramResult result = server.RunAuto();
+  ExpectQuiet(result);
+  EXPECT_THAT(TestServer::TraceOf(result.pid), IsEmpty());
+  EXPECT_THAT(LogEntries(),
+              IsSupersetOf({"08099 Qelprfarc 5 1 Program error occurred detcode=0301000a",
+                            "08320 Qelprfarc 4 1 Failed in deletion of psl(psa) files."}));
+  result = server.RunAuto({"-force"});
+  EXPECT_THAT(TestServer::TraceOf(result.pid), Contains("$main():arc end"));
+}
+
+TEST_F(PrefixDaemonRun, RefusedConfigurationOfAPruningRunGoesToStandardError) {
+  server.segment.PutArchivingSwitch(2);
+  const ProgramResult result = server.RunAuto2("0", "0", "0");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err,
+            "Program error occurred detcode=0301000a\nFailed in deletion of psl(psa) files.\n");
+}
+
+TEST_F(PrefixDaemonRun, MissingSegmentIsMessage113) {
+  const ProgramResult result =
+      server.Run({"-auto2", "0", "0", "0", "-mode", "arrayupdate", "2147483647"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err,
+            "System call error occurred func=shmat errno=22 detcode=03010004\n"
+            "Failed in deletion of psl(psa) files.\n");
+}
+
+TEST_F(PrefixDaemonRun, UserModeIsMessage115) {
+  files().Write("conf");
+  const ProgramResult result =
+      server.Run({"-auto2", "0", "0", "0", "-mode", "user", files().Path("conf")});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err,
+            "Program error occurred detcode=0301000b\nFailed in deletion of psl(psa) files.\n");
+}
+
+TEST_F(PrefixDaemonRun, ArchiveDirectoryThatCannotBeCreatedEndsWithStatus1) {
+  files().Write("arc/archive");
+  MakeLog("20010203A.psl");
+  const ProgramResult result = server.RunAuto();
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(LogEntries(),
+              IsSupersetOf({"08094 Qelprfarc 5 0 System call error occurred func=mkdir errno=17 "
+                            "detcode=030d0001",
+                            "08320 Qelprfarc 4 1 Failed in archives of psl(psa) files."}));
+}
+
+TEST_F(PrefixDaemonRun, FailedArchivingLeavesNoEndLine) {
+  // A header cut short is rejected, and the run goes on.
+  server.directory.Write("arc/20010203A.psl", HeaderBytes({}).substr(0, 20));
+  files().Write("arc/Qelprf.A");
+  files().Write("arc/Qelprf.B");
+  const ProgramResult result = server.RunAuto();
+  ExpectQuiet(result);
+  EXPECT_THAT(TestServer::TraceOf(result.pid), Not(Contains("$main():arc end")));
+  EXPECT_THAT(LogEntries(), Contains("08320 Qelprfarc 4 1 Failed in archives of psl(psa) files."));
+  EXPECT_FALSE(files().Exists("arc/Qelprf.A"));
+}
+
+// --- Pruning --------------------------------------------------------------------------------------
+
+class PrefixPruning : public PrefixDaemonRun {
+ protected:
+  PrefixPruning() {
+    server.segment.PutArchivingSwitch(0);
+    files().MakeDirectory("pml/00");
+  }
+
+  void MakePml(const std::string& date) const {
+    files().Write("pml/00/" + date + "x#001_001.pml", "12345");
+  }
+};
+
+TEST_F(PrefixPruning, NothingToDoWithNumbers0) {
+  MakePml("20210101");
+  const ProgramResult result = server.RunAuto2("0", "0", "0");
+  ExpectQuiet(result);
+  EXPECT_THAT(TestServer::TraceOf(result.pid),
+              ElementsAre("$main():arc delete pml start", "$main():arc delete pml end"));
+  EXPECT_EQ(files().Names("pml/00").size(), 1u);
+}
+
+TEST_F(PrefixPruning, OldestFilesAreDeleted) {
+  for (int day = 1; day <= 8; ++day) MakePml("2021010" + std::to_string(day));
+  ExpectQuiet(server.RunAuto2("0", "0", "3"));
+  EXPECT_EQ(files().Names("pml/00").front(), "20210104x#001_001.pml");
+}
+
+TEST_F(PrefixPruning, AgeComesBeforeNumber) {
+  for (int day = 1; day <= 9; ++day) MakePml("2021010" + std::to_string(day));
+  // Five days back from the newest leaves five files, too few for the second call.
+  ExpectQuiet(server.RunAuto2("0", "5", "3"));
+  EXPECT_EQ(files().Names("pml/00").front(), "20210105x#001_001.pml");
+}
+
+TEST_F(PrefixPruning, FailuresOfEachCallAreTraced) {
+  std::filesystem::remove_all(files().Path("pml"));
+  const ProgramResult result = server.RunAuto2("0", "5", "3");
+  ExpectQuiet(result);
+  EXPECT_THAT(TestServer::TraceOf(result.pid),
+              ElementsAre("$main():arc delete pml start",
+                          "DELETE_PML_TERM : retval=4 detail=0x01b0000d errno=2",
+                          "DELETE_PML_OLDEST : retval=4 detail=0x01b0000d errno=2",
+                          "$main():arc delete pml end"));
+}
+
+TEST_F(PrefixPruning, EmbeddedVolumeIsPrunedThenStagedFilesAreMoved) {
+  server.segment.Put<int32_t>(9168, 1000);
+  MakePml("20210101");
+  files().MakeDirectory("root/.trace3");
+  files().Write("root/.trace3/20210102x#001_001.pml", "1");
+  files().Write("root/.trace3/20210103x#001_001.pml", "1");
+  const SharedSegment shared(server.segment);
+  ProgramSettings settings;
+  settings.variables = {{"QelPMON_EMBSYSVOL", "yes"}};
+  const ProgramResult result = RunProgram(
+      QELPRFARC_TEST_PATH, {"-mode", "svr", shared.Id(), "-auto2", "1", "0", "0"}, settings);
+  ExpectQuiet(result);
+  EXPECT_THAT(files().Names("pml/00"),
+              ElementsAre("20210101x#001_001.pml", "20210102x#001_001.pml"));
+  EXPECT_THAT(files().Names("root/.trace3"), ElementsAre("20210103x#001_001.pml"));
+}
+
+TEST_F(PrefixPruning, AbsentEmbeddedVolumeStopsBeforeTheMove) {
+  server.segment.Put<int32_t>(9168, 1000);
+  const SharedSegment shared(server.segment);
+  ProgramSettings settings;
+  settings.variables = {{"QelPMON_EMBSYSVOL", "no"}};
+  const ProgramResult result = RunProgram(
+      QELPRFARC_TEST_PATH, {"-mode", "svr", shared.Id(), "-auto2", "1", "0", "0"}, settings);
+  ExpectQuiet(result);
+  const std::vector<std::string> trace = TestServer::TraceOf(result.pid);
+  ASSERT_EQ(trace.size(), 3u);
+  EXPECT_THAT(trace[1], HasSubstr("EMB_DELETE_PML : retval=2 "));
+  EXPECT_EQ(trace[2], "$main():arc delete pml end");
+}
+
+TEST_F(PrefixPruning, EnabledArchivingOnlyCreatesTheArchiveDirectory) {
+  server.segment.PutArchivingSwitch(1);
+  MakeLog("20010203A.psl");
+  ExpectQuiet(server.RunAuto2("0", "0", "0"));
+  EXPECT_THAT(files().Names("arc"), ElementsAre("20010203A.psl", "archive"));
+  EXPECT_THAT(files().Names("arc/archive"), IsEmpty());
+}
+
+TEST_F(PrefixPruning, NothingIsRemovedFromTheArchive) {
+  server.segment.PutRetention(0, 1, kDays);
+  MakeLog("20010203A.psl");
+  files().MakeDirectory("arc/archive");
+  files().Write("arc/archive/20010203A.psa_tmp");
+  files().Write("arc/Qelprf.A");
+  ExpectQuiet(server.RunAuto2("0", "0", "0"));
+  EXPECT_TRUE(files().Exists("arc/20010203A.psl"));
+  EXPECT_TRUE(files().Exists("arc/archive/20010203A.psa_tmp"));
+  EXPECT_TRUE(files().Exists("arc/Qelprf.A"));
+}
+
+TEST(EmbeddedVolume, LimitIsTheCapacityInBytes) {
+  EXPECT_EQ(EmbeddedLimit(1).low, 1048576u);
+  EXPECT_EQ(EmbeddedLimit(1).high, 0u);
+  EXPECT_EQ(EmbeddedLimit(4095).low, 4293918720u);
+  EXPECT_EQ(EmbeddedLimit(4095).high, 0u);
+}
+
+TEST(EmbeddedVolume, SmallVolumesKeepAReserve) {
+  EXPECT_EQ(EmbeddedLimit(160).low, 140u * 1048576u);
+  EXPECT_EQ(EmbeddedLimit(200).low, 170u * 1048576u);
+  EXPECT_EQ(EmbeddedLimit(161).low, 161u * 1048576u);
+}
+
+TEST(EmbeddedVolume, LargeLimitsAreSplit) {
+  EXPECT_EQ(EmbeddedLimit(4096).low, 0u);
+  EXPECT_EQ(EmbeddedLimit(4096).high, 1u);
+  EXPECT_EQ(EmbeddedLimit(10000).low, 1895825408u);  // 10,485,760,000 - 2 * 2^32
+  EXPECT_EQ(EmbeddedLimit(10000).high, 2u);
+  EXPECT_EQ(EmbeddedLimit(2147483647).high, 524287u);
+  EXPECT_EQ(EmbeddedLimit(2147483647).low, 4293918720u);
+}
+
+}  // namespace

@@ -1,0 +1,105 @@
+// The archiver takes what `psltool make` makes: logs of every revision, to hour and to day level.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/support/process.h"
+#include "tests/support/record_bytes.h"
+#include "tests/support/tempdir.h"
+
+namespace {
+
+using spell::Bytes;
+using spell::GetU32;
+using spell::GetU8;
+
+// The records behind the file header, in order. Stops the test when the framing is wrong.
+std::vector<Bytes> Records(const Bytes& file) {
+  std::vector<Bytes> records;
+  for (size_t at = 0; at < file.size();) {
+    const size_t length = GetU32(file, at + 8);
+    if (length < 12 || length > file.size() - at) throw std::runtime_error("framing");
+    records.push_back(file.substr(at, length));
+    at += length;
+  }
+  return records;
+}
+
+size_t CountOf(const std::vector<Bytes>& records, std::string_view tag) {
+  size_t count = 0;
+  for (const Bytes& record : records) count += record.substr(0, 3) == tag ? 1 : 0;
+  return count;
+}
+
+class PsltoolMakeArchives : public testing::TestWithParam<int> {
+ protected:
+  static ProgramResult Archive(const std::string& out, const std::vector<std::string>& inputs) {
+    std::vector<std::string> arguments = {"-o", out};
+    arguments.insert(arguments.end(), inputs.begin(), inputs.end());
+    return RunProgram(QELPRFARC_PATH, arguments);
+  }
+
+  // Makes two days, archives them to hour and to day level and looks at the framing of both.
+  void Check(const std::vector<std::string>& more, size_t hour_records) {
+    TempDir dir;
+    std::vector<std::string> options = {
+        "--revision", std::to_string(GetParam()), "--days", "2", "--interval", "1200"};
+    options.insert(options.end(), more.begin(), more.end());
+    options.insert(options.begin(), "make");
+    options.insert(options.end(), {"-o", dir.Path("logs")});
+    const ProgramResult made = RunProgram(PSLTOOL_PATH, options);
+    ASSERT_EQ(made.status, 0) << made.err;
+    dir.MakeDirectory("hour");
+    dir.MakeDirectory("day");
+    std::vector<std::string> logs;
+    for (const std::string& name : dir.Names("logs")) logs.push_back(dir.Path("logs/" + name));
+    const ProgramResult hour = Archive(dir.Path("hour"), logs);
+    ASSERT_EQ(hour.status, 0) << hour.err;
+    EXPECT_EQ(hour.err, "");
+    ASSERT_EQ(dir.Names("hour"),
+              (std::vector<std::string>{"20240304array01.psa", "20240305array01.psa"}));
+    for (const std::string& name : dir.Names("hour")) {
+      const std::vector<Bytes> records = Records(dir.Read("hour/" + name));
+      EXPECT_EQ(GetU8(records[0], 3), static_cast<uint32_t>(GetParam()));
+      EXPECT_EQ(records[0][12], 'H');
+      EXPECT_EQ(CountOf(records, "STA"), hour_records);
+    }
+    const ProgramResult day = Archive(dir.Path("day"), {dir.Path("hour/20240304array01.psa"),
+                                                        dir.Path("hour/20240305array01.psa")});
+    ASSERT_EQ(day.status, 0) << day.err;
+    EXPECT_EQ(day.err, "");
+    ASSERT_EQ(dir.Names("day"), std::vector<std::string>{"202403array01.psa"});
+    const std::vector<Bytes> records = Records(dir.Read("day/202403array01.psa"));
+    EXPECT_EQ(records[0][12], 'D');
+    EXPECT_GE(CountOf(records, "STA"), 2U);
+  }
+};
+
+TEST_P(PsltoolMakeArchives, PlainLogs) { Check({}, 24); }
+
+TEST_P(PsltoolMakeArchives, LogsWithExtendedWords) { Check({"--extended", "full"}, 24); }
+
+TEST_P(PsltoolMakeArchives, LogsWithSomeExtendedWords) { Check({"--extended", "partial"}, 24); }
+
+TEST_P(PsltoolMakeArchives, IdleLogs) { Check({"--profile", "idle"}, 24); }
+
+TEST_P(PsltoolMakeArchives, LogsWithAllRecordKinds) {
+  // The second structure record stands at 12:00 and cuts no hour; the "LDM" record before it, at
+  // 11:40, ends a period within its hour.
+  Check({"--structures", "2", "--nnc", "2", "--fre", "3", "--ldm", "1"}, 25);
+}
+
+TEST_P(PsltoolMakeArchives, SeveralFilesPerDay) { Check({"--files-per-day", "4"}, 24); }
+
+INSTANTIATE_TEST_SUITE_P(AllRevisions, PsltoolMakeArchives, testing::Range(0x10, 0x22),
+                         [](const testing::TestParamInfo<int>& each) {
+                           char name[16];
+                           std::snprintf(name, sizeof name, "Revision0x%02X", each.param);
+                           return std::string(name);
+                         });
+
+}  // namespace

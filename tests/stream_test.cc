@@ -1,0 +1,467 @@
+// The record stream: framing, copied and skipped records, flushes, and which handlers serve a
+// revision. Most tests archive a small log and look at the records that come out.
+#include "engine/stream.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "archiver/runinfo.h"
+#include "engine/family.h"
+#include "engine/finfo.h"
+#include "engine/header.h"
+#include "engine/layout.h"
+#include "platform/QelCM.h"
+#include "revisions/Qelprfarc0x10.h"
+#include "revisions/Qelprfarc0x11.h"
+#include "revisions/Qelprfarc0x12.h"
+#include "revisions/Qelprfarc0x13.h"
+#include "revisions/Qelprfarc0x14.h"
+#include "revisions/Qelprfarc0x19.h"
+#include "revisions/Qelprfarc0x1A.h"
+#include "revisions/Qelprfarc0x1B.h"
+#include "revisions/Qelprfarc0x1D.h"
+#include "tests/support/engine_run.h"
+#include "tests/support/record_bytes.h"
+#include "tests/support/run_state.h"
+#include "tests/support/tempdir.h"
+
+namespace {
+
+using spell::Bytes;
+using spell::FixedRecord;
+using spell::Found;
+using spell::FreeRecord;
+using spell::GetU16;
+using spell::GetU32;
+using spell::HeaderRecord;
+using spell::kNewYear;
+using spell::Records;
+using spell::Statistics;
+using spell::Structure;
+using spell::Tags;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+constexpr uint8_t kNewest = 0x21;
+
+class StreamTest : public ::testing::Test {
+ protected:
+  // Archives the file; the archive is left in archive_.
+  EngineOutcome Archive(const Bytes& file, char level = 0) {
+    const TimeZone zone("UTC");
+    directory_.Write("20240101A.psl", file);
+    const std::string out = directory_.Path("out.psa");
+    const EngineOutcome outcome =
+        RunManual({directory_.Path("20240101A.psl")}, {.level = level, .outpath = out});
+    exists_ = directory_.Exists("out.psa");
+    archive_ = directory_.Read("out.psa");
+    return outcome;
+  }
+
+  // Header and structure record of the revision, then `records`.
+  EngineOutcome ArchiveRecords(uint8_t revision, const Bytes& records) {
+    return Archive(HeaderRecord({.revision = revision}) + Structure(revision) + records);
+  }
+
+  void ExpectBroken(const EngineOutcome& outcome) {
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err,
+              "Qelprfarc: 112 Record broken -- " + directory_.Path("20240101A.psl") + "\n");
+    EXPECT_FALSE(exists_);
+  }
+
+  TempDir directory_;
+  Bytes archive_;
+  bool exists_ = false;
+};
+
+Bytes Sta(uint8_t revision, uint32_t seconds, uint8_t flag = 0x42) {
+  return Statistics(revision, {.time = kNewYear + seconds, .flag = flag});
+}
+
+// ---- free space, copied records ----
+
+TEST_F(StreamTest, FreeSpaceIsSkippedAndNeverCopied) {
+  for (const size_t size : {12, 13, 500}) {
+    EXPECT_EQ(ArchiveRecords(0x1D, FreeRecord(size) + Sta(0x1D, 0) + FreeRecord(size)).status,
+              kReturned);
+    EXPECT_EQ(Tags(archive_), "HDR CON STA");
+  }
+}
+
+TEST_F(StreamTest, CopiedRecordsKeepTheirBytes) {
+  for (int revision = 0x10; revision <= 0x21; ++revision) {
+    const auto byte = static_cast<uint8_t>(revision);
+    ASSERT_EQ(ArchiveRecords(byte, FixedRecord("NNC", 80) + FixedRecord("LDM", 64)).status,
+              kReturned);
+    const std::vector<Found> records = Records(archive_);
+    ASSERT_EQ(records.size(), 4U) << revision;
+    EXPECT_EQ(records[2].bytes, FixedRecord("NNC", 80));
+    EXPECT_EQ(records[3].bytes, FixedRecord("LDM", 64));
+  }
+}
+
+TEST_F(StreamTest, LongCopiedRecordsAreCutFrom1BOn) {
+  for (int revision = 0x1B; revision <= 0x21; ++revision) {
+    const auto byte = static_cast<uint8_t>(revision);
+    ASSERT_EQ(ArchiveRecords(
+                  byte, FixedRecord("NNC", 100) + FixedRecord("LDM", 99) + FixedRecord("NNC", 80))
+                  .status,
+              kReturned);
+    const std::vector<Found> records = Records(archive_);
+    ASSERT_EQ(records.size(), 5U) << revision;
+    Bytes nnc = FixedRecord("NNC", 100).substr(0, 80);
+    spell::SetU32(nnc, 8, 80);
+    EXPECT_EQ(records[2].bytes, nnc);
+    Bytes ldm = FixedRecord("LDM", 99).substr(0, 64);
+    spell::SetU32(ldm, 8, 64);
+    EXPECT_EQ(records[3].bytes, ldm);
+    EXPECT_EQ(records[4].tag, "NNC");
+  }
+}
+
+TEST_F(StreamTest, LongCopiedRecordsBreakOlderFiles) {
+  for (const uint8_t revision : {uint8_t{0x10}, uint8_t{0x18}, uint8_t{0x19}, uint8_t{0x1A}}) {
+    ExpectBroken(ArchiveRecords(revision, FixedRecord("NNC", 100)));
+    ExpectBroken(ArchiveRecords(revision, FixedRecord("LDM", 84)));
+  }
+}
+
+// What follows the fixed part of an older record is taken for the next record's header.
+TEST_F(StreamTest, TailOfAnOlderCopiedRecordIsTheNextRecord) {
+  Bytes nnc = FixedRecord("NNC", 100);
+  nnc.replace(80, 20, FreeRecord(20));
+  ASSERT_EQ(ArchiveRecords(0x19, nnc + Sta(0x19, 0)).status, kReturned);
+  EXPECT_EQ(Tags(archive_), "HDR CON NNC STA");
+  EXPECT_EQ(Records(archive_)[2].bytes.size(), 80U);
+}
+
+// ---- flushes ----
+
+TEST_F(StreamTest, LdmFlushesThePeriodInProgress) {
+  for (int revision = 0x10; revision <= 0x21; ++revision) {
+    const auto byte = static_cast<uint8_t>(revision);
+    ASSERT_EQ(ArchiveRecords(byte, Sta(byte, 60) + Sta(byte, 120) + FixedRecord("LDM", 64) +
+                                       FixedRecord("LDM", 64) + Sta(byte, 180))
+                  .status,
+              kReturned);
+    EXPECT_EQ(Tags(archive_), "HDR CON STA LDM LDM STA") << revision;
+    const std::vector<Found> records = Records(archive_);
+    EXPECT_EQ(records[2].time, kNewYear + 120);
+    EXPECT_EQ(records[5].time, kNewYear + 180);
+    EXPECT_EQ(spell::DiskOperations(byte, records[2].bytes), 20U);
+    EXPECT_EQ(spell::DiskOperations(byte, records[5].bytes), 10U);
+  }
+}
+
+TEST_F(StreamTest, NncDoesNotFlush) {
+  ASSERT_EQ(ArchiveRecords(0x1D, Sta(0x1D, 60) + FixedRecord("NNC", 80) + Sta(0x1D, 120)).status,
+            kReturned);
+  EXPECT_EQ(Tags(archive_), "HDR CON NNC STA");
+}
+
+TEST_F(StreamTest, StructureRecordFlushesThePeriodAndComesAfterIt) {
+  for (int revision = 0x10; revision <= 0x21; ++revision) {
+    const auto byte = static_cast<uint8_t>(revision);
+    ASSERT_EQ(
+        ArchiveRecords(byte, Sta(byte, 60) + Structure(byte) + Structure(byte) + Sta(byte, 120))
+            .status,
+        kReturned);
+    EXPECT_EQ(Tags(archive_), "HDR CON STA CON CON STA") << revision;
+  }
+}
+
+TEST_F(StreamTest, PeriodWithoutStatisticsIsNeverWritten) {
+  ASSERT_EQ(ArchiveRecords(0x1D, "").status, kReturned);
+  EXPECT_EQ(Tags(archive_), "HDR CON");
+  ASSERT_EQ(Archive(HeaderRecord({})).status, kReturned);
+  EXPECT_EQ(Tags(archive_), "HDR");
+  ASSERT_EQ(ArchiveRecords(0x1D, Sta(0x1D, 0) + FixedRecord("LDM", 64)).status, kReturned);
+  EXPECT_EQ(Tags(archive_), "HDR CON STA LDM");
+}
+
+// ---- hours ----
+
+TEST_F(StreamTest, HourIsCutWhenTheStampsHourGrows) {
+  ASSERT_EQ(ArchiveRecords(0x1D, Sta(0x1D, 0, 0x01) + Sta(0x1D, 3599, 0x02) +
+                                     Sta(0x1D, 3600, 0x03) + Sta(0x1D, 9000, 0x04))
+                .status,
+            kReturned);
+  const std::vector<Found> records = Records(archive_);
+  ASSERT_EQ(Tags(archive_), "HDR CON STA STA STA");
+  // Stamp and flag byte are those of the last record folded into the period.
+  EXPECT_EQ(records[2].time, kNewYear + 3599);
+  EXPECT_EQ(records[2].flag, 0x02);
+  EXPECT_EQ(records[3].time, kNewYear + 3600);
+  EXPECT_EQ(records[3].flag, 0x03);
+  EXPECT_EQ(records[4].time, kNewYear + 9000);
+  EXPECT_EQ(records[4].flag, 0x04);
+}
+
+TEST_F(StreamTest, StampsOfOtherRecordsDoNotCutHours) {
+  ASSERT_EQ(
+      ArchiveRecords(0x1D, Sta(0x1D, 0) + FixedRecord("NNC", 80, kNewYear + 7200) + Sta(0x1D, 60) +
+                               FixedRecord("NNC", 80, kNewYear) + Sta(0x1D, 3700))
+          .status,
+      kReturned);
+  EXPECT_EQ(Tags(archive_), "HDR CON NNC NNC STA STA");
+}
+
+TEST_F(StreamTest, HoursAreComparedWithTheStatisticsRecordBefore) {
+  ASSERT_EQ(ArchiveRecords(0x1D, Sta(0x1D, 3700) + Sta(0x1D, 100) + Sta(0x1D, 3800)).status,
+            kReturned);
+  ASSERT_EQ(Tags(archive_), "HDR CON STA STA");
+  EXPECT_EQ(Records(archive_)[2].time, kNewYear + 100);
+}
+
+TEST_F(StreamTest, HoursHaveNoTimeZone) {
+  const TimeZone zone("XXX-0:30");
+  ASSERT_EQ(ArchiveRecords(0x1C, Sta(0x1C, 60) + Sta(0x1C, 3540)).status, kReturned);
+  EXPECT_EQ(Tags(archive_), "HDR CON STA");
+}
+
+TEST_F(StreamTest, DayArchivesAreNotCutAtHours) {
+  const Bytes file = HeaderRecord({}) + Structure(0x1D) + Sta(0x1D, 0) + Sta(0x1D, 80000);
+  ASSERT_EQ(Archive(file, 'D').status, kReturned);
+  EXPECT_EQ(Tags(archive_), "HDR CON STA");
+  EXPECT_EQ(spell::DiskOperations(0x1D, Records(archive_)[2].bytes), 20U);
+}
+
+TEST_F(StreamTest, SectionsCarryTheFirstFieldOfTheRecordReadLast) {
+  Bytes early = Sta(0x1D, 0);
+  spell::SetU16(early, 88, 0x1111);
+  spell::SetU16(early, 14, 0xBEEF);
+  Bytes late = Sta(0x1D, 3600);
+  spell::SetU16(late, 88, 0x2222);
+  ASSERT_EQ(ArchiveRecords(0x1D, early + late).status, kReturned);
+  const std::vector<Found> records = Records(archive_);
+  ASSERT_EQ(records.size(), 4U);
+  EXPECT_EQ(GetU16(records[2].bytes, 88), 0x2222U);
+  EXPECT_EQ(GetU16(records[2].bytes, 14), 0U);
+  EXPECT_EQ(GetU16(records[3].bytes, 88), 0x2222U);
+}
+
+// ---- what is no record ----
+
+TEST_F(StreamTest, UnknownTagBreaksTheFile) {
+  for (const char* tag : {"HDR", "XXX", "con", "\0\0\0"}) {
+    ExpectBroken(ArchiveRecords(
+        0x1D, Sta(0x1D, 0) + spell::Record(std::string(tag, 3), 0, 0, Bytes(8, 'x'))));
+  }
+}
+
+TEST_F(StreamTest, LengthsThatCannotBeBreakTheFile) {
+  for (const char* tag : {"CON", "STA", "NNC", "LDM", "FRE"}) {
+    for (const uint32_t length : {0U, 1U, 11U, 513U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+      Bytes record = spell::Record(tag, 0, 0, Bytes(500, 'x'));
+      spell::SetU32(record, 8, length);
+      ExpectBroken(ArchiveRecords(0x1D, record));
+    }
+  }
+}
+
+TEST_F(StreamTest, FewerThan12BytesWhereARecordShouldStartBreakTheFile) {
+  for (size_t left = 1; left < 12; ++left) {
+    ExpectBroken(ArchiveRecords(0x1D, Sta(0x1D, 0) + FreeRecord(12).substr(0, left)));
+  }
+}
+
+TEST_F(StreamTest, CopiedRecordsBelowTheirFixedSizeBreakTheFile) {
+  for (const uint8_t revision : {uint8_t{0x10}, uint8_t{0x19}, uint8_t{0x1B}, uint8_t{0x21}}) {
+    for (const size_t size : {12, 79}) {
+      ExpectBroken(ArchiveRecords(revision, FixedRecord("NNC", size) + FixedRecord("NNC", 80)));
+    }
+    for (const size_t size : {12, 63}) {
+      ExpectBroken(ArchiveRecords(revision, FixedRecord("LDM", size) + FixedRecord("NNC", 80)));
+    }
+  }
+}
+
+TEST_F(StreamTest, RecordsShorterThanTheirHeadBreakTheFile) {
+  for (int revision = 0x10; revision <= 0x21; ++revision) {
+    const auto byte = static_cast<uint8_t>(revision);
+    const size_t head = spell::HeadSize(byte);
+    for (const size_t size : {size_t{12}, head - 1}) {
+      const Bytes body(size - 12, '\0');
+      ExpectBroken(ArchiveRecords(byte, spell::Record("CON", 0, 0, body)));
+      ExpectBroken(ArchiveRecords(byte, spell::Record("STA", 0, 0, body)));
+    }
+  }
+}
+
+TEST_F(StreamTest, StatisticsBeforeAnyStructureRecordBreakTheFileWhenTheyCarryEntries) {
+  for (int revision = 0x10; revision <= 0x21; ++revision) {
+    const auto byte = static_cast<uint8_t>(revision);
+    ExpectBroken(Archive(HeaderRecord({.revision = byte}) + Sta(byte, 0)));
+    const Bytes empty = spell::Record("STA", 5, kNewYear, Bytes(spell::HeadSize(byte) - 12, '\0'));
+    EXPECT_EQ(Archive(HeaderRecord({.revision = byte}) + empty).status, kReturned);
+    EXPECT_EQ(Tags(archive_), "HDR STA") << revision;
+  }
+}
+
+// ---- revision 0x10 through the 0x11 writer ----
+
+TEST_F(StreamTest, LdmFlushOf10GoesThroughThe11Writer) {
+  const Bytes file = HeaderRecord({.revision = 0x10}) + Structure(0x10, {.all_kinds = true}) +
+                     Statistics(0x10, {.operations = 9, .all_kinds = true}) +
+                     FixedRecord("LDM", 64) +
+                     Statistics(0x10, {.operations = 7, .all_kinds = true});
+  ASSERT_EQ(Archive(file).status, kReturned);
+  ASSERT_EQ(Tags(archive_), "HDR CON STA LDM STA");
+  const Bytes flushed = Records(archive_)[2].bytes;
+  // Host port 64 + 32, disk port 48 + 32, logical disk 96 + 80, physical disk 64 + 32 bytes.
+  EXPECT_EQ(GetU32(flushed, 28), 80U);
+  EXPECT_EQ(GetU32(flushed, 36), 176U);
+  EXPECT_EQ(GetU32(flushed, 44), 256U);
+  EXPECT_EQ(GetU32(flushed, 52), 432U);
+  EXPECT_EQ(GetU16(flushed, 58), 0U);
+  EXPECT_EQ(GetU32(flushed, 60), 528U);
+  ASSERT_EQ(flushed.size(), 528U);
+  EXPECT_EQ(GetU16(flushed, 256 + 14), 0U);
+  EXPECT_EQ(GetU32(flushed, 432 + 16), 0U);
+  EXPECT_EQ(GetU16(flushed, 432 + 20), 0U);
+  EXPECT_EQ(GetU32(flushed, 432 + 32), 9U);
+  // The period after it goes through the 0x10 writer.
+  const Bytes last = Records(archive_)[4].bytes;
+  EXPECT_EQ(GetU32(last, 52), 432U);
+  EXPECT_EQ(GetU32(last, 60), 0U);
+  EXPECT_EQ(last.size(), 432U + 48 + 32);
+  EXPECT_EQ(GetU32(last, 432 + 16), 7U);
+}
+
+TEST_F(StreamTest, IdlePhysicalDiskOfThe10FlushKeeps32Bytes) {
+  const Bytes file = HeaderRecord({.revision = 0x10}) + Structure(0x10, {.all_kinds = true}) +
+                     Statistics(0x10, {.operations = 0, .all_kinds = true}) +
+                     FixedRecord("LDM", 64) +
+                     Statistics(0x10, {.operations = 0, .all_kinds = true});
+  ASSERT_EQ(Archive(file).status, kReturned);
+  // Host port 96, disk port 80, logical disk 16; then the physical disk.
+  EXPECT_EQ(Records(archive_)[2].bytes.size(), 80U + 96 + 80 + 16 + 32);
+  EXPECT_EQ(Records(archive_)[4].bytes.size(), 80U + 96 + 80 + 16 + 16);
+}
+
+TEST_F(StreamTest, ArchivesFlushedThroughThe11WriterAreReadBack) {
+  const Bytes file = HeaderRecord({.revision = 0x10}) + Structure(0x10, {.all_kinds = true}) +
+                     Statistics(0x10, {.operations = 9, .all_kinds = true}) +
+                     FixedRecord("LDM", 64) +
+                     Statistics(0x10, {.operations = 7, .all_kinds = true});
+  ASSERT_EQ(Archive(file).status, kReturned);
+  ASSERT_EQ(Archive(archive_).status, kReturned);
+  ASSERT_EQ(Tags(archive_), "HDR CON STA LDM STA");
+  EXPECT_EQ(archive_[12], 'D');
+  const Bytes flushed = Records(archive_)[2].bytes;
+  ASSERT_EQ(flushed.size(), 528U);
+  EXPECT_EQ(spell::DiskOperations(0x10, flushed), 9U);
+  EXPECT_EQ(GetU32(flushed, 432 + 32), 9U);
+  EXPECT_EQ(spell::DiskOperations(0x10, Records(archive_)[4].bytes), 7U);
+}
+
+// ---- dispatch ----
+
+TEST(Dispatch, EachRevisionHasTheHandlersOfItsFamily) {
+  const auto expect = [](int from, int to, auto structure, auto statistics, auto before_ldm,
+                         auto at_end, bool rereads) {
+    for (int revision = from; revision <= to; ++revision) {
+      const Dispatch& row = DispatchOf(static_cast<uint8_t>(revision));
+      EXPECT_EQ(row.read_structure, +structure) << revision;
+      EXPECT_EQ(row.read_statistics, +statistics) << revision;
+      EXPECT_EQ(row.flush_before_ldm, +before_ldm) << revision;
+      EXPECT_EQ(row.flush_at_end, +at_end) << revision;
+      EXPECT_EQ(row.rereads_header, rereads) << revision;
+    }
+  };
+  expect(0x00, 0x10, ReadStrRec_0x10, ReadStaRec_0x10, WriteStaRec_0x11, WriteStaRec_0x10, false);
+  expect(0x11, 0x11, ReadStrRec_0x11, ReadStaRec_0x11, WriteStaRec_0x11, WriteStaRec_0x11, false);
+  expect(0x12, 0x12, ReadStrRec_0x12, ReadStaRec_0x12, WriteStaRec_0x12, WriteStaRec_0x12, false);
+  expect(0x13, 0x13, ReadStrRec_0x13, ReadStaRec_0x13, WriteStaRec_0x13, WriteStaRec_0x13, false);
+  expect(0x14, 0x18, ReadStrRec_0x14, ReadStaRec_0x14, WriteStaRec_0x14, WriteStaRec_0x14, false);
+  expect(0x19, 0x19, ReadStrRec_0x19, ReadStaRec_0x19, WriteStaRec_0x19, WriteStaRec_0x19, false);
+  expect(0x1A, 0x1A, ReadStrRec_0x1A, ReadStaRec_0x1A, WriteStaRec_0x1A, WriteStaRec_0x1A, false);
+  expect(0x1B, 0x1C, ReadStrRec_0x1B, ReadStaRec_0x1B, WriteStaRec_0x1B, WriteStaRec_0x1B, false);
+  expect(0x1D, 0xFF, ReadStrConRec_0x1D, ReadStaRec_0x1D, WriteStaRec_0x1D, WriteStaRec_0x1D, true);
+}
+
+// ---- one record at a time ----
+
+class NextRecordTest : public ::testing::Test {
+ protected:
+  NextRecordTest() {
+    ResetEngine();
+    snprintf(wfpath, sizeof wfpath, "%s", directory_.Path("out").c_str());
+    wfd = open(wfpath, O_WRONLY | O_CREAT | O_TRUNC, 0666);
+  }
+  ~NextRecordTest() override { ResetEngine(); }
+
+  void Open(uint8_t revision, const Bytes& file, off_t position) {
+    directory_.Write("in", file);
+    name_ = directory_.Path("in");
+    rfname = name_.c_str();
+    if (rfd >= 0) close(rfd);
+    rfd = open(rfname, O_RDONLY | O_CLOEXEC);
+    finfo.layout = &LayoutOf(revision);
+    finfo.revision = Rev_Kind = revision;
+    finfo.input_size = static_cast<int64_t>(file.size());
+    lseek(rfd, position, SEEK_SET);
+  }
+
+  TempDir directory_;
+  std::string name_;
+};
+
+TEST_F(NextRecordTest, TheFirstStructureRecordStandsBehindTheHeader) {
+  for (const uint8_t revision : {uint8_t{0x10}, uint8_t{0x18}, uint8_t{0x19}, kNewest}) {
+    for (const size_t position : {size_t{80}, size_t{256}, size_t{100}}) {
+      Open(revision, Bytes(position, ' ') + Structure(revision), static_cast<off_t>(position));
+      finfo.first_configuration = false;
+      ReadNextRec();
+      EXPECT_EQ(finfo.first_configuration, position == (revision < 0x19 ? 80U : 256U))
+          << int{revision} << ' ' << position;
+      EXPECT_EQ(finfo.record_start, static_cast<int64_t>(position));
+      EXPECT_EQ(lseek(rfd, 0, SEEK_CUR), finfo.input_size);
+    }
+  }
+}
+
+TEST_F(NextRecordTest, StampLengthAndFlagOfEachRecordAreKept) {
+  Open(0x1D, FixedRecord("NNC", 80, 0xF0000000) + FreeRecord(40), 0);
+  ReadNextRec();
+  EXPECT_EQ(finfo.record_time, int64_t{0xF0000000});
+  EXPECT_EQ(finfo.record_length, 80U);
+  EXPECT_EQ(finfo.record_flag, 0x07);
+  ReadNextRec();
+  EXPECT_EQ(finfo.previous_time, int64_t{0xF0000000});
+  EXPECT_EQ(finfo.previous_length, 80U);
+  EXPECT_EQ(finfo.record_length, 40U);
+}
+
+class PrefixNextRecordTest : public NextRecordTest {};
+
+TEST_F(PrefixNextRecordTest, PositionAtTheEndOfTheInputEndsTheRun) {
+  for (const int automatic : {0, 1}) {
+    directory_.Write("out");
+    wfd = open(wfpath, O_WRONLY);
+    Open(0x1D, Bytes(100, ' '), 100);
+    arcdelinfo.auto_flg = automatic;
+    const std::string log = std::string(QELPRFARC_TEST_PREFIX) + "etc/log/operation.log";
+    unlink(log.c_str());
+    std::string err;
+    {
+      const Capture capture(2);
+      EXPECT_EQ(StatusOf(ReadNextRec), 1);
+      err = capture.Text();
+    }
+    EXPECT_THAT(err, HasSubstr("110 Read error -- " + name_ + "  func=tell errno="));
+    EXPECT_FALSE(directory_.Exists("out"));
+    EXPECT_EQ(wfd, -1);
+    if (automatic == 0) continue;
+    EXPECT_THAT(TempDir::ReadFile(log), HasSubstr("func=tell errno="));
+    EXPECT_THAT(TempDir::ReadFile(log), HasSubstr("detcode=03030001"));
+    EXPECT_THAT(TempDir::ReadFile(log), HasSubstr("08320 Qelprfarc 4 1 Failed in archives of"));
+  }
+}
+
+}  // namespace

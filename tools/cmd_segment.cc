@@ -1,0 +1,232 @@
+// Command line of `psltool segment`: see the header.
+#include "tools/cmd_segment.h"
+
+#include <fmt/format.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/report.h"
+#include "tools/segment_config.h"
+
+namespace {
+
+// Paths of the archiver end at 255 characters; room is left for "/archive/" and the longest name.
+constexpr size_t kLongestArchiveDirectory = 180;
+constexpr size_t kLongestDirectory = kSegDirectoryRoom - 1;
+
+constexpr std::array<const char*, kSegRetentionClasses> kKeepOptions = {
+    "--keep-psl", "--keep-hour", "--keep-day"};
+
+// What the command line says, before it is checked.
+struct Wishes {
+  SegmentConfig config;
+  std::array<std::string, kSegRetentionClasses> keep = {"none", "none", "none"};
+  std::string archiving = "on";
+  bool prepare = false;
+  bool force = false;
+  bool json = false;
+  int number = -1;
+};
+
+bool CheckDirectory(const char* option, const std::string& path, size_t longest) {
+  const std::string what = fmt::format("segment make {}", option);
+  // A run changes its working directory, so a relative path would lead elsewhere half-way.
+  if (path.empty() || path[0] != '/') {
+    return Fail(what, fmt::format("'{}' is not an absolute path", path));
+  }
+  if (path.size() > longest) {
+    return Fail(what, fmt::format("the path is longer than {} characters", longest));
+  }
+  return true;
+}
+
+bool CheckKeep(Wishes& wishes) {
+  for (size_t i = 0; i < wishes.keep.size(); ++i) {
+    const auto keep = ParseRetention(wishes.keep[i]);
+    if (!keep || !ValidRetention(*keep, i)) {
+      return Fail(fmt::format("segment make {}", kKeepOptions[i]),
+                  fmt::format("'{}' is not none, {}1m to 24m, or 1y to 2y", wishes.keep[i],
+                              i == 0 ? "1d to 366d, " : ""));
+    }
+    wishes.config.keep[i] = *keep;
+  }
+  return true;
+}
+
+bool Check(Wishes& wishes) {
+  SegmentConfig& config = wishes.config;
+  if (config.pml.empty()) config.pml = config.root + (config.root.ends_with('/') ? "pml" : "/pml");
+  config.archiving = wishes.archiving == "on" ? 1 : 0;
+  return CheckDirectory("--root", config.root, kLongestDirectory - strlen("/pmon/arclock")) &&
+         CheckDirectory("--archive", config.archive, kLongestArchiveDirectory) &&
+         CheckDirectory("--pml", config.pml, kLongestDirectory) && CheckKeep(wishes);
+}
+
+bool Prepare(const SegmentConfig& config) {
+  for (const std::string& directory : {config.root + "/pmon", config.root + "/core/Qelprfd",
+                                       config.archive, config.pml}) {
+    std::error_code error;
+    std::filesystem::create_directories(directory, error);
+    if (error) return Fail(directory, error.message());
+  }
+  return true;
+}
+
+int Make(Wishes& wishes) {
+  if (!Check(wishes)) return kRefused;
+  if (wishes.prepare && !Prepare(wishes.config)) return kFailed;
+  const int number = MakeSharedSegment(EncodeSegment(wishes.config));
+  if (number == -1) {
+    Fail("segment make", strerror(errno));
+    return kFailed;
+  }
+  fmt::print("{}\n", number);
+  return kDone;
+}
+
+bool Read(int number, SegmentView& view, size_t& size) {
+  std::vector<char> bytes;
+  if (!ReadSharedSegment(number, bytes)) {
+    return Fail(fmt::format("segment {}", number), strerror(errno));
+  }
+  size = bytes.size();
+  view = DecodeSegment(bytes);
+  return true;
+}
+
+void PrintJson(int number, size_t size, const SegmentView& view) {
+  const SegmentConfig& config = view.config;
+  const nlohmann::ordered_json json = {
+      {"segment", number},
+      {"size", size},
+      {"root", config.root},
+      {"archive", config.archive},
+      {"pml", config.pml},
+      {"archiving", config.archiving},
+      {"keep_psl", RetentionText(config.keep[0])},
+      {"keep_hour", RetentionText(config.keep[1])},
+      {"keep_day", RetentionText(config.keep[2])},
+      {"capacity", config.capacity},
+      {"capacity_override", config.capacity_override},
+      {"valid", view.faults.empty()},
+      {"faults", view.faults},
+  };
+  fmt::print("{}\n",
+             json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+}
+
+void PrintText(int number, size_t size, const SegmentView& view) {
+  const SegmentConfig& config = view.config;
+  fmt::print("segment            {} ({} bytes)\n", number, size);
+  if (view.is_configuration) {
+    fmt::print("root directory     {}\n", config.root);
+    fmt::print("archive directory  {}\n", config.archive);
+    fmt::print("PML directory      {}\n", config.pml);
+    fmt::print("archiving          {}\n", config.archiving == 0   ? "off"
+                                          : config.archiving == 1 ? "on"
+                                                                  : "invalid");
+    fmt::print("keep logs          {}\n", RetentionText(config.keep[0]));
+    fmt::print("keep hour archives {}\n", RetentionText(config.keep[1]));
+    fmt::print("keep day archives  {}\n", RetentionText(config.keep[2]));
+    fmt::print("capacity           {}, override {}\n", config.capacity, config.capacity_override);
+  }
+  for (const std::string& fault : view.faults) fmt::print("refused            {}\n", fault);
+}
+
+int Show(const Wishes& wishes) {
+  SegmentView view;
+  size_t size = 0;
+  if (!Read(wishes.number, view, size)) return kFailed;
+  if (wishes.json) {
+    PrintJson(wishes.number, size, view);
+  } else {
+    PrintText(wishes.number, size, view);
+  }
+  return view.faults.empty() ? kDone : kFailed;
+}
+
+int Remove(const Wishes& wishes) {
+  const std::string what = fmt::format("segment {}", wishes.number);
+  if (!wishes.force) {
+    SegmentView view;
+    size_t size = 0;
+    if (!Read(wishes.number, view, size)) return kFailed;
+    // Numbers are easily mistyped, and every segment of the system has one.
+    const bool ours = view.is_configuration && view.config.root.starts_with('/') &&
+                      view.config.archive.starts_with('/');
+    if (!ours) {
+      Fail(what, "holds no configuration of the archiver; --force removes it all the same");
+      return kFailed;
+    }
+  }
+  if (shmctl(wishes.number, IPC_RMID, nullptr) != 0) {
+    Fail(what, strerror(errno));
+    return kFailed;
+  }
+  return kDone;
+}
+
+void AddMake(CLI::App& command, const std::shared_ptr<Wishes>& wishes, int& status) {
+  CLI::App* make = command.add_subcommand("make", "Make a segment and print its number");
+  make->footer(
+      "Example:\n"
+      "  psltool segment make --prepare --root /srv/monitor --archive /srv/monitor/psl \\\n"
+      "    --keep-psl 30d --keep-hour 12m --keep-day 2y");
+  make->add_option("--root", wishes->config.root, "Root directory: lock, working directory")
+      ->required();
+  make->add_option("--archive", wishes->config.archive,
+                   "Directory of the logs; the archives go to \"archive\" in it")
+      ->required();
+  make->add_option("--pml", wishes->config.pml,
+                   "Directory of the raw monitor logs (default: pml in the root directory)");
+  const char* const kept[] = {"logs are", "hour archives are", "day archives are"};
+  for (size_t i = 0; i < kKeepOptions.size(); ++i) {
+    make->add_option(kKeepOptions[i], wishes->keep[i],
+                     fmt::format("How long {} kept: {}months like 12m, years like 2y, none = for "
+                                 "ever (default none)",
+                                 kept[i], i == 0 ? "days like 30d, " : ""));
+  }
+  make->add_option("--archiving", wishes->archiving,
+                   "on: make archives; off: only delete what has expired (default on)")
+      ->check(CLI::IsMember({"on", "off"}));
+  make->add_option("--capacity", wishes->config.capacity,
+                   "Size of the system volume in MB, for pruning of embedded systems")
+      ->check(CLI::NonNegativeNumber);
+  make->add_option("--capacity-override", wishes->config.capacity_override,
+                   "Goes before --capacity when it is 1 or more")
+      ->check(CLI::NonNegativeNumber);
+  make->add_flag("--prepare", wishes->prepare,
+                 "Also make the directories that a run expects: pmon and core/Qelprfd in the root "
+                 "directory, the archive and the PML directory");
+  make->callback([wishes, &status] { status = Make(*wishes); });
+}
+
+}  // namespace
+
+void AddSegmentCommand(CLI::App& app, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  CLI::App* command =
+      app.add_subcommand("segment", "The configuration segment of automatic archiving");
+  command->require_subcommand(1);
+  AddMake(*command, wishes, status);
+
+  CLI::App* show = command->add_subcommand(
+      "show", "Show what a segment says; status 1 when the archiver refuses it");
+  show->add_option("number", wishes->number, "Number of the segment")->required();
+  show->add_flag("--json", wishes->json, "As JSON");
+  show->callback([wishes, &status] { status = Show(*wishes); });
+
+  CLI::App* remove = command->add_subcommand("remove", "Remove a segment");
+  remove->add_option("number", wishes->number, "Number of the segment")->required();
+  remove->add_flag("--force", wishes->force, "Whatever it holds");
+  remove->callback([wishes, &status] { status = Remove(*wishes); });
+}

@@ -1,0 +1,32 @@
+// What a command has to say about a place in a file: shared by the reader and by the checks, so that
+// every command names file, record, offset and field in the same words.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+enum class Severity : uint8_t {
+  kWarning,     // odd, but the archiver takes the file
+  kError,       // the archiver refuses the file or breaks it off here
+  kUnreadable,  // says nothing about the content: the file could not be opened or read
+};
+
+struct Finding {
+  Severity severity = Severity::kError;
+  const char* code = "";  // the class of the finding, a stable word for programs
+  uint64_t record = 0;    // number of the record in its file, the file header being 0
+  std::string tag;        // of the record, empty when there is none
+  uint64_t offset = 0;    // in the file, of the field that is at fault
+  std::string field;      // "section ld, entry 3, key"; empty: the record as a whole
+  std::string text;
+};
+
+using FindingSink = std::function<void(const Finding&)>;
+
+// "record 12 (STA) at offset 3456, record length: a length of 7 bytes".
+std::string Describe(const Finding& finding);
+
+// Three characters of a tag as they can be printed: bytes that are none become "\x00".
+std::string TagText(std::string_view tag);
