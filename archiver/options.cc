@@ -51,8 +51,9 @@ int32_t TakeNumber(Parser& parser) {
 
 void TakeUserFile(Parser& parser) {
   const char* path = TakeValue(parser);
-  if (strlen(path) >= sizeof arcdelinfo.userfile) Usage();
-  strcpy(arcdelinfo.userfile, path);
+  const size_t size = strlen(path) + 1;
+  if (size > sizeof arcdelinfo.userfile) Usage();
+  memcpy(arcdelinfo.userfile, path, size);
   const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd == -1) Usage();
   close(fd);

@@ -42,9 +42,9 @@ bool ReadDirectory(size_t offset, size_t room, char (&field)[N]) {
   const char* text = static_cast<const char*>(shmptr) + offset;
   const size_t length = strnlen(text, room);
   if (length == room) return false;
+  memset(field, 0, N);
   memcpy(field, text, length);
-  field[length] = '\0';
-  if (length == 0 || (field[length - 1] != '/' && field[length - 1] != '\\')) strcat(field, "/");
+  if (length == 0 || (text[length - 1] != '/' && text[length - 1] != '\\')) field[length] = '/';
   return true;
 }
 

@@ -28,8 +28,8 @@ inline constexpr size_t kSegSize = 10240;
 
 // Retention units; the position in the table is the unit's number in the segment.
 struct RetentionUnit {
-  char letter;      // as people write it
-  int32_t code;     // added to the count in the archiver's encoded period
+  char letter;       // as people write it
+  int32_t code;      // added to the count in the archiver's encoded period
   uint16_t largest;  // largest count
   bool psl_only;
 };

@@ -58,8 +58,14 @@ void FillEntry(const Form& form, uint32_t i, uint8_t* entry) {
 
 void FillTable(const Section& section, Kind kind, Lookup lookup, uint32_t stride) {
   const Form& form = kForms[section.row->form];
-  uint8_t* table = ShapeSet(kind, {static_cast<int32_t>(section.count), stride, lookup, 0,
-                                   form.key.count, section.ops->slot_size});
+  uint8_t* table = ShapeSet(kind, {.entries = static_cast<int32_t>(section.count),
+                                   .stride = stride,
+                                   .lookup = lookup,
+                                   .key_at = 0,
+                                   .key_count = form.key.count,
+                                   .head_size = SlotHeadSize(kind),
+                                   .quadsets = form.quadsets,
+                                   .tracked = form.tracked});
   const size_t step = section.entries.size() / section.count;
   for (uint32_t i = 0; i < section.count; ++i, table += stride) {
     for (size_t n = 0; n < form.key.count; ++n) {

@@ -14,5 +14,8 @@ foreach(source IN LISTS fuzz_sources)
   add_executable(${name} "${source}"
     tests/support/archive_target.cc tests/support/run_state.cc)
   target_link_libraries(${name} PRIVATE qelprfarc_prefix_test qelprfarc_core)
+  if(TARGET psltool_core)
+    target_link_libraries(${name} PRIVATE psltool_core)
+  endif()
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
 endforeach()

@@ -3,7 +3,8 @@
 #
 # How ctest treats a suite follows from the beginning of its name:
 #   Long...    labelled "long", left out of the sanitizer run of scripts/test;
-#   Prefix...  uses files below the test prefix, so one at a time.
+#   Prefix...  uses files below the test prefix, so one at a time;
+#   LongPrefix...  both.
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
@@ -25,9 +26,20 @@ endif()
 add_executable(qelprfarc_tests ${test_sources})
 target_link_libraries(qelprfarc_tests PRIVATE qelprfarc_prefix_test qelprfarc_core
   GTest::gmock GTest::gmock_main)
+if(TARGET psltool_core)
+  target_link_libraries(qelprfarc_tests PRIVATE psltool_core)
+endif()
 target_compile_definitions(qelprfarc_tests PRIVATE
   "TEST_SOURCE_DIR=\"${CMAKE_CURRENT_SOURCE_DIR}/tests\""
   "QELPRFARC_TEST_PREFIX=\"${test_prefix}\"")
+# Preloaded by tests: the system's libfaketime (tests that need it are skipped without it) and a
+# library that disturbs a program between its system calls.
+file(GLOB faketime_library "/usr/lib/*/faketime/libfaketime.so.1" "/usr/lib/faketime/libfaketime.so.1")
+add_library(qelprfarc_disturb MODULE tests/shim/disturb.cc)
+target_link_libraries(qelprfarc_disturb PRIVATE qelprfarc_flags)
+add_dependencies(qelprfarc_tests qelprfarc_disturb)
+target_compile_definitions(qelprfarc_tests PRIVATE
+  "FAKETIME_PATH=\"${faketime_library}\"" "DISTURB_PATH=\"$<TARGET_FILE:qelprfarc_disturb>\"")
 # Programs that tests start; the tests name them by absolute path.
 foreach(pair IN ITEMS
     "QELPRFARC_PATH:Qelprfarc" "QELPRFARC_TEST_PATH:Qelprfarc_test" "PSLTOOL_PATH:psltool")
@@ -47,12 +59,16 @@ endforeach()
 set(discovery DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120)
 set(long_suites "Long*:*/Long*")
 set(prefix_suites "Prefix*:*/Prefix*")
+set(long_prefix_suites "LongPrefix*:*/LongPrefix*")
 gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST ordinary_tests
   TEST_FILTER "-${long_suites}:${prefix_suites}"
   PROPERTIES TIMEOUT 300)
 gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST long_tests
-  TEST_FILTER "${long_suites}"
+  TEST_FILTER "${long_suites}:-${long_prefix_suites}"
   PROPERTIES TIMEOUT 600 LABELS long)
 gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST prefix_tests
   TEST_FILTER "${prefix_suites}"
   PROPERTIES TIMEOUT 300 RESOURCE_LOCK test_prefix)
+gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST long_prefix_tests
+  TEST_FILTER "${long_prefix_suites}"
+  PROPERTIES TIMEOUT 600 LABELS long RESOURCE_LOCK test_prefix)

@@ -59,7 +59,7 @@ struct SortKey {
   }
   static std::string_view Cut(std::string_view base, size_t from, size_t to) {
     if (to == std::string_view::npos || to > base.size()) to = base.size();
-    return from < to ? base.substr(from, to - from) : std::string_view();
+    return from < to ? base.substr(from, to - from) : std::string_view("");
   }
   void Append(std::string_view part) {
     const size_t room = sizeof text - 1 - size;

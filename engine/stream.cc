@@ -33,7 +33,8 @@ void CopyFixedRecord(uint8_t* record, size_t size) {
 
 [[noreturn]] void PositionBehindEnd() {
   LogMessage(110, rfname, "tell", errno, kDetTell);
-  EndFailedRun();
+  LogMessage(114, "archives");
+  RemoveOutputAndEnd();
 }
 
 }  // namespace

@@ -34,6 +34,20 @@ inline void LoadKey(const KeyBytes& key, const uint8_t* entry, uint8_t* bytes) {
   for (size_t i = 0; i < key.count; ++i) bytes[i] = entry[key.at[i]];
 }
 
+// The key of an entry of a form. Where the second key byte of cache segments shares its place with
+// a ratio, a converter has turned the two bytes: the key is the one that comes first in the file.
+template <FormId kId, class Order>
+inline void LoadEntryKey(const uint8_t* entry, uint8_t* bytes) {
+  constexpr const Form& kForm = kForms[kId];
+  LoadKey<Order>(kForm.key, entry, bytes);
+  if constexpr (kForm.second_ratio != kNone) {
+    static_assert(kForm.key.at[1] == kForm.second_ratio);
+    if ((entry[kForm.second_flags] & 0x80) == 0) {
+      bytes[1] = static_cast<uint8_t>(Order::Load16(entry + kForm.second_ratio) >> 8);
+    }
+  }
+}
+
 constexpr bool IsSet(const FlagBit& flag, const uint8_t* entry) {
   return (entry[flag.at] & flag.bit) != 0;
 }
@@ -118,7 +132,7 @@ template <FormId kId, QuadRule kRule, class Order>
 inline bool FoldEntry(const SlotRef& slot, const uint8_t* entry, const uint8_t* quadsets,
                       const FoldContext& context) {
   uint8_t key[3] = {};
-  LoadKey<Order>(kForms[kId].key, entry, key);
+  LoadEntryKey<kId, Order>(entry, key);
   if (!FoldHead<kId, Order>(slot.head, entry, key, context)) return false;
   FoldGroups<kId, kRule, Order>(slot, entry, quadsets, context);
   return true;

@@ -21,7 +21,7 @@ inline constexpr int32_t kUnknownPosition = INT32_MAX;
 template <FormId kId>
 int32_t IndexOfEntry(const uint8_t* entry, int32_t position) {
   uint8_t key[3] = {};
-  LoadKey<HostOrder>(kForms[kId].key, entry, key);
+  LoadEntryKey<kId, HostOrder>(entry, key);
   return FindIndex(KindOf(kId), key, position);
 }
 

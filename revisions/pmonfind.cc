@@ -51,6 +51,23 @@ int32_t ResumeForKey(const ResourceSet& set, const uint8_t* key, uint16_t& curso
   return found;
 }
 
+int32_t FindIndex(Kind kind, const uint8_t* key, int32_t position) {
+  const ResourceSet& set = resource_sets[kind];
+  int32_t index = -1;
+  switch (set.lookup) {
+    case Lookup::kCursor:
+      index = ResumeForKey(set, key, CursorOf(kind));
+      break;
+    case Lookup::kPosition:
+      if (position < set.entries && KeyMatches(set, position, key)) index = position;
+      break;
+    case Lookup::kScan:
+      index = ScanForKey(set, key);
+      break;
+  }
+  return index >= 0 && index < set.entries ? index : MissingResource();
+}
+
 int32_t FindHdSet_0x19(uint8_t number) { return FindBytes(kHd, {number}); }
 int32_t FindRdSet_0x1A(uint8_t number) { return FindBytes(kRd, {number}); }
 int32_t FindDdSet_0x1A(uint8_t number) { return FindBytes(kDd, {number}); }

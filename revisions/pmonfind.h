@@ -30,32 +30,19 @@ inline bool KeyMatches(const ResourceSet& set, int32_t index, const uint8_t* key
 
 inline uint16_t& CursorOf(Kind kind) { return kind == kLd ? usLdCursor : usPdCursor; }
 
-// Index of the resource with `key` (bytes as in the file), given that its entry stands at
-// `position` of its section. -1: not configured, reported as a broken record.
-inline int32_t FindIndex(Kind kind, const uint8_t* key, int32_t position) {
-  const ResourceSet& set = resource_sets[kind];
-  switch (set.lookup) {
-    case Lookup::kCursor: {
-      // Entries come in table order: the next one stands right behind the last hit.
-      uint16_t& cursor = CursorOf(kind);
-      const int32_t here = cursor;
-      if (here < set.entries - 1 && !KeyMatches(set, here, key) && KeyMatches(set, here + 1, key)) {
-        cursor = static_cast<uint16_t>(here + 1);
-        return here + 1;
-      }
-      const int32_t index = ResumeForKey(set, key, cursor);
-      return index < set.entries ? index : MissingResource();
-    }
-    case Lookup::kPosition:
-      return position < set.entries && KeyMatches(set, position, key) ? position
-                                                                      : MissingResource();
-    case Lookup::kScan:
-      break;
+// Index of the resource with `key` (bytes as in the file), given that its entry stands at `position`
+// of its section. -1: not configured, reported as a broken record.
+int32_t FindIndex(Kind kind, const uint8_t* key, int32_t position);
+
+// The same for an entry that is expected to be the one of slot `expected`, as entries come in table
+// order: where no key occurs twice, the slot with the key is the right one by any search.
+inline int32_t FindNext(const ResourceSet& set, Kind kind, const uint8_t* key, int32_t position,
+                        int32_t expected) {
+  if (set.unique && expected < set.entries && KeyMatches(set, expected, key)) {
+    if (set.lookup == Lookup::kCursor) CursorOf(kind) = static_cast<uint16_t>(expected);
+    return expected;
   }
-  // Entries usually stand in table order; with unique keys the hit there is the first one.
-  if (set.unique && position < set.entries && KeyMatches(set, position, key)) return position;
-  const int32_t index = ScanForKey(set, key);
-  return index >= 0 ? index : MissingResource();
+  return FindIndex(kind, key, position);
 }
 
 // Lookup functions by name. Each returns the index of the configured resource, or -1 after the

@@ -125,6 +125,8 @@ bool ReadSection(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
   auto* const heads = reinterpret_cast<SlotHead*>(resource_sets[kind].slot_block.data());
   const uint8_t* entry = record.data + offset;
   const uint8_t* const end = record.data + record.size;
+  const ResourceSet& set = resource_sets[kind];
+  int32_t expected = 0;
   Batch batch;
   batch.count = 0;
   for (uint32_t i = 0; i < count; ++i) {
@@ -136,8 +138,9 @@ bool ReadSection(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
     if (left < size) return BrokenRecord("section leaves its record");
     uint8_t key[3] = {};
     LoadKey<DiskOrder>(kForm.key, entry, key);
-    const int32_t index = FindIndex(kind, key, static_cast<int32_t>(i));
+    const int32_t index = FindNext(set, kind, key, static_cast<int32_t>(i), expected);
     if (index < 0) return false;
+    expected = index + 1;
     const bool valid = FoldHead<kId, DiskOrder>(heads[index], entry, key, context.fold);
     const size_t lane = batch.count++;
     batch.entry[lane] = entry;

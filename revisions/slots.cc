@@ -88,7 +88,7 @@ void StartSet(Kind kind) {
   ResourceSet& set = resource_sets[kind];
   set.slot_block.Zeroed(static_cast<size_t>(set.entries) * set.head_size);
   set.field_block.Zeroed(FieldBytes(set));
-  set.unique = set.lookup == Lookup::kScan && KeysAreUnique(set);
+  set.unique = set.lookup != Lookup::kPosition && KeysAreUnique(set);
   PublishSlots(kind);
   ClearSlots(kind);
 }

@@ -17,8 +17,8 @@
 #include "tests/model/slow_archiver.h"
 #include "tests/model/time_zone.h"
 
-#ifndef QELPRFARC_PATH
-#error "QELPRFARC_PATH has to name the program under test"
+#if !defined(QELPRFARC_PATH) || !defined(QELPRFARC_TEST_PATH)
+#error "both have to name the program under test, the second built with a prefix for tests"
 #endif
 
 namespace {
@@ -35,8 +35,11 @@ constexpr const char* kZones[] = {"UTC", "Europe/Berlin", "America/Los_Angeles",
 int CaseCount() {
   const char* const text = std::getenv("QELPRFARC_PROPERTY_CASES");
   const int count = text == nullptr ? 0 : std::atoi(text);
-  return count > 0 ? std::max(count, 4) : kDefaultCases;
+  return count > 0 ? count : kDefaultCases;
 }
+
+// Enough that the suites about special logs meet what they are about.
+int QuarterCount() { return std::max(CaseCount() / 4, 10); }
 
 std::vector<InputFile> AsInputs(const RunResult& result) {
   std::vector<InputFile> inputs;
@@ -45,10 +48,10 @@ std::vector<InputFile> AsInputs(const RunResult& result) {
 }
 
 // One program run against the model; the model's result is returned for the next level.
-RunResult CheckRun(const std::vector<InputFile>& inputs, const RunOptions& options,
-                   const std::string& zone, const std::string& what) {
+RunResult CheckRun(const std::string& program, const std::vector<InputFile>& inputs,
+                   const RunOptions& options, const std::string& zone, const std::string& what) {
   const RunResult expected = model::RunArchiver(inputs, options);
-  const model::ProgramResult actual = model::RunProgram(QELPRFARC_PATH, inputs, options, zone);
+  const model::ProgramResult actual = model::RunProgram(program, inputs, options, zone);
   const std::string difference = model::Difference(expected, actual);
   EXPECT_TRUE(difference.empty()) << what << ": " << difference;
   return expected;
@@ -70,17 +73,17 @@ void CheckCase(int revision, uint64_t seed, const CaseOptions& case_options, Tal
   SCOPED_TRACE(label);
   const std::vector<InputFile> logs =
       model::MakeRandomLogs(seed, static_cast<uint8_t>(revision), case_options);
-  const RunResult hours = CheckRun(logs, {}, zone, "hour archives");
+  const RunResult hours = CheckRun(QELPRFARC_PATH, logs, {}, zone, "hour archives");
   bool succeeding = hours.status == 0;
   if (!hours.files.empty()) {
-    const RunResult days = CheckRun(AsInputs(hours), {}, zone, "day archives");
+    const RunResult days = CheckRun(QELPRFARC_PATH, AsInputs(hours), {}, zone, "day archives");
     succeeding = succeeding && days.status == 0;
     if (!days.files.empty()) ++tally.day_runs;
   }
   if (seed % 3 == 0) {
     RunOptions day;
     day.day = true;
-    CheckRun(logs, day, zone, "day archives made from logs");
+    CheckRun(QELPRFARC_PATH, logs, day, zone, "day archives made from logs");
   }
   if (succeeding) ++tally.succeeding;
 }
@@ -110,7 +113,7 @@ TEST_P(ArchiveProperty, ArchivesAreTheModels) {
 TEST_P(ArchiveProperty, MixedRevisionsMakeTheModelsSequels) {
   CaseOptions options;
   options.mixed_revisions = true;
-  const int cases = CaseCount() / 4;
+  const int cases = QuarterCount();
   const Tally tally = CheckCases(GetParam(), cases, options);
   if (tally.failed == 0) {
     EXPECT_GT(tally.day_runs, 0);
@@ -120,37 +123,36 @@ TEST_P(ArchiveProperty, MixedRevisionsMakeTheModelsSequels) {
 TEST_P(ArchiveProperty, BrokenLogsLeaveTheModelsFiles) {
   CaseOptions options;
   options.faults = true;
-  const int cases = CaseCount() / 4;
+  const int cases = QuarterCount();
   const Tally tally = CheckCases(GetParam(), cases, options);
   if (tally.failed == 0) {
     EXPECT_LT(tally.succeeding, cases);
   }
 }
 
-// "-noperiod" comes with "-ext", which writes to the installation's trace file; so these runs have
-// to be asked for.
-TEST_P(ArchiveProperty, RunsWithoutPeriodsAreTheModels) {
-  if (std::getenv("QELPRFARC_PROPERTY_NOPERIOD") == nullptr) {
-    GTEST_SKIP() << "QELPRFARC_PROPERTY_NOPERIOD is not set";
-  }
+// "-noperiod" comes with "-ext", which writes the trace file below the prefix; so the program's
+// twin with a prefix of the tests' own is run.
+class PrefixArchiveProperty : public testing::TestWithParam<int> {};
+
+TEST_P(PrefixArchiveProperty, RunsWithoutPeriodsAreTheModels) {
   const std::string zone = kZones[1];
   const model::ScopedZone scope(zone);
   RunOptions options;
   options.no_period = true;
-  for (int seed = 1; seed <= CaseCount() / 4 && !HasFailure(); ++seed) {
+  for (int seed = 1; seed <= QuarterCount() && !HasFailure(); ++seed) {
     SCOPED_TRACE(seed);
     const std::vector<InputFile> logs = model::MakeRandomLogs(
         static_cast<uint64_t>(seed), static_cast<uint8_t>(GetParam()), CaseOptions());
-    CheckRun(logs, options, zone, "hour archives without periods");
+    CheckRun(QELPRFARC_TEST_PATH, logs, options, zone, "hour archives without periods");
     const RunResult hours = model::RunArchiver(logs, {});
     std::vector<InputFile> inputs = AsInputs(hours);
     if (inputs.empty()) continue;
-    const RunResult days = CheckRun(inputs, options, zone, "day archives without periods");
-    // A day archive among the inputs is passed over silently or refused, by its revision.
+    const RunResult days =
+        CheckRun(QELPRFARC_TEST_PATH, inputs, options, zone, "day archives without periods");
     if (days.files.empty()) continue;
-    InputFile day = {"29990101other.psa", days.files.begin()->second};
-    inputs.insert(inputs.begin(), day);
-    CheckRun(inputs, options, zone, "a day archive among the inputs");
+    // A day archive among the inputs is passed over silently or refused, by its revision.
+    inputs.insert(inputs.begin(), {"29990101other.psa", days.files.begin()->second});
+    CheckRun(QELPRFARC_TEST_PATH, inputs, options, zone, "a day archive among the inputs");
   }
 }
 
@@ -161,5 +163,7 @@ std::string RevisionName(const testing::TestParamInfo<int>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryRevision, ArchiveProperty, testing::Range(0x10, 0x22), RevisionName);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PrefixArchiveProperty, testing::Range(0x10, 0x22),
+                         RevisionName);
 
 }  // namespace

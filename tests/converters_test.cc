@@ -102,17 +102,18 @@ TEST_P(Converters, TurnEachFieldAndNothingElse) {
   EXPECT_EQ(bytes, expected);
 }
 
-TEST_P(Converters, BackAgainGivesTheFilesBytes) {
-  const FormCase& form = GetParam();
-  if (form.to_file == nullptr) GTEST_SKIP() << "a reader without a twin";
-  std::string bytes = Wire(form.size);
-  form.to_host(bytes.data());
-  form.to_file(bytes.data());
-  EXPECT_EQ(bytes, Wire(form.size));
+TEST(ConverterPairs, BackAgainGivesTheFilesBytes) {
+  for (const FormCase& form : kCases) {
+    if (form.to_file == nullptr) continue;  // a reader without a twin
+    std::string bytes = Wire(form.size);
+    form.to_host(bytes.data());
+    form.to_file(bytes.data());
+    EXPECT_EQ(bytes, Wire(form.size)) << form.name;
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, Converters, ::testing::ValuesIn(kCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& form) { return std::string(form.param.name); });
 
 TEST(ChesegConverter, FlagBit7MakesTheSecondCounterBytes) {
   std::string bytes = Wire(96);

@@ -268,10 +268,21 @@ TEST_F(PmlEdges, AnEmptyBaseIsNotTheRoot) {
   EXPECT_EQ(made, Names{""});
 }
 
+// In the longest base directory a name of the full length just fits the path field.
 TEST_F(PmlEdges, FieldsWithoutATerminatorEndWhereTheyEnd) {
-  memset(param_.base_dir, 'x', sizeof param_.base_dir);
+  constexpr size_t kRoom = sizeof param_.base_dir;
+  while (base_.size() + 10 < kRoom) base_ += "ddddddddd/";
+  base_ += std::string(kRoom - base_.size() - 1, 'e') + "/";
+  std::filesystem::create_directories(base_);
+  const std::string longest = Name(20110101, 1, 1, std::string(52 - 20, 'a'));
+  PutIn(0, longest);
+  ASSERT_EQ((Dir(0) + "/" + longest).size(), 327u);
+  memcpy(param_.base_dir, base_.data(), kRoom);
   memset(param_.trace_dir, 'y', sizeof param_.trace_dir);
-  ExpectFailure(param_, Run(3), 0x01B0000D, "opendir", ENAMETOOLONG);
+  EXPECT_EQ(Run(3), 0);
+  EXPECT_TRUE(NamesIn(Dir(0)).empty());
+  EXPECT_EQ(Run(9), 4) << "a staging directory with a name beyond all bounds";
+  EXPECT_EQ(param_.err_no, ENAMETOOLONG);
 }
 
 // --- Sizes ---------------------------------------------------------------------------------------
@@ -293,6 +304,10 @@ TEST_F(PmlEdges, TotalsAboveFourGiB) {
   EXPECT_EQ(param_.total_lo, 4u);
   EXPECT_EQ(Trace().front(),
             "DeletePml : task=delete name=" + Dir(0) + "/" + Name(20110101) + " size=-2147483647");
+  std::filesystem::remove_all(Dir(0));
+  EXPECT_EQ(Run(1), 0) << "made anew, empty";
+  EXPECT_EQ(param_.total_hi, 0u);
+  EXPECT_EQ(param_.total_lo, 0u);
 }
 
 TEST_F(PmlEdges, AFileAboveFourGiBGivesItsWholeRoom) {

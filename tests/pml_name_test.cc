@@ -36,6 +36,8 @@ TEST(PmlName, RefusesEverythingElse) {
            "20110101x#01_002.pml",                                   // 20 characters
            "20110101abcdefghijklmnopqrstuvwxyzabcdefg#001_002.pml",  // 53 characters
            "2011010ax#001_002.pml",                                  // seven digits
+           "20110101x#001_002.pm",                                   // 20, else right
+           "20110101#001_002.suffix",                                // nothing before "#"
            "20110101#001_002x.pml",                                  // nothing before "#"
            "20110101#x#001_002.pml",
            "20110101xyz001_002.pml",   // no "#"

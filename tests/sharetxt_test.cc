@@ -84,6 +84,13 @@ TEST_F(ShareTxt, DelimitersMayChangeFromCallToCall) {
   EXPECT_EQ(pmonSubCsvtok(nullptr, ""), nullptr);
 }
 
+TEST_F(ShareTxt, TheEndOfATextIsFinal) {
+  char text[] = "a,b;c;";
+  EXPECT_STREQ(pmonSubCsvtok(text, ","), "a");
+  EXPECT_EQ(pmonSubCsvtok(nullptr, ","), nullptr);
+  EXPECT_EQ(pmonSubCsvtok(nullptr, ";"), nullptr);
+}
+
 TEST_F(ShareTxt, IsDigit) {
   EXPECT_EQ(pmonSubIsDigit(nullptr), 0);
   EXPECT_EQ(pmonSubIsDigit(""), 0);

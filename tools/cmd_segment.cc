@@ -23,8 +23,8 @@ namespace {
 constexpr size_t kLongestArchiveDirectory = 180;
 constexpr size_t kLongestDirectory = kSegDirectoryRoom - 1;
 
-constexpr std::array<const char*, kSegRetentionClasses> kKeepOptions = {
-    "--keep-psl", "--keep-hour", "--keep-day"};
+constexpr std::array<const char*, kSegRetentionClasses> kKeepOptions = {"--keep-psl", "--keep-hour",
+                                                                        "--keep-day"};
 
 // What the command line says, before it is checked.
 struct Wishes {
@@ -72,8 +72,8 @@ bool Check(Wishes& wishes) {
 }
 
 bool Prepare(const SegmentConfig& config) {
-  for (const std::string& directory : {config.root + "/pmon", config.root + "/core/Qelprfd",
-                                       config.archive, config.pml}) {
+  for (const std::string& directory :
+       {config.root + "/pmon", config.root + "/core/Qelprfd", config.archive, config.pml}) {
     std::error_code error;
     std::filesystem::create_directories(directory, error);
     if (error) return Fail(directory, error.message());
@@ -120,8 +120,7 @@ void PrintJson(int number, size_t size, const SegmentView& view) {
       {"valid", view.faults.empty()},
       {"faults", view.faults},
   };
-  fmt::print("{}\n",
-             json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+  fmt::print("{}\n", json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
 void PrintText(int number, size_t size, const SegmentView& view) {

@@ -2,7 +2,10 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "tools/cmd_check.h"
+#include "tools/cmd_health.h"
 #include "tools/cmd_make.h"
+#include "tools/cmd_segment.h"
 #include "tools/cmd_show.h"
 #include "tools/report.h"
 
@@ -18,8 +21,11 @@ int main(int argc, char** argv) {
       "  psltool make --arrays 2 --days 3 -o logs\n"
       "  psltool show archive/20240304array01.psa --kind ld --key 21\n"
       "  psltool make --help");
+  AddCheckCommand(app, status);
   AddMakeCommand(app, status);
   AddShowCommand(app, status);
+  AddSegmentCommand(app, status);
+  AddHealthCommand(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -110,13 +110,13 @@ SegmentView DecodeSegment(const std::vector<char>& bytes) {
     return view;
   }
   if (view.config.archiving > 1) {
-    view.faults.push_back(fmt::format("the archiving switch is {}, not 0 or 1",
-                                      view.config.archiving));
+    view.faults.push_back(
+        fmt::format("the archiving switch is {}, not 0 or 1", view.config.archiving));
   }
   for (size_t i = 0; i < view.config.keep.size(); ++i) {
     if (ValidRetention(view.config.keep[i], i)) continue;
-    view.faults.push_back(fmt::format("{} cannot be kept {}", kClassNames[i],
-                                      RetentionText(view.config.keep[i])));
+    view.faults.push_back(
+        fmt::format("{} cannot be kept {}", kClassNames[i], RetentionText(view.config.keep[i])));
   }
   return view;
 }

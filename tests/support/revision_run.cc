@@ -90,6 +90,7 @@ void RevisionRun::Feed(const Bytes& record) {
 
 void RevisionRun::Flush() {
   if (!finfo.no_statistics) DispatchOf(finfo.revision).flush_at_end();
+  pmonarc_stat = 8;
 }
 
 std::vector<Bytes> RevisionRun::Output() {
@@ -106,12 +107,16 @@ std::vector<Bytes> RevisionRun::Output() {
   return records;
 }
 
-Bytes RevisionRun::OutputRecord() {
-  std::vector<Bytes> records = Output();
-  if (records.size() != 1) {
-    throw std::runtime_error("records written: " + std::to_string(records.size()));
+Bytes RevisionRun::Period() {
+  Flush();
+  std::vector<Bytes> periods;
+  for (const Bytes& record : Output()) {
+    if (record.Tag() == "STA") periods.push_back(record);
   }
-  return records.front();
+  if (periods.size() != 1) {
+    throw std::runtime_error("periods written: " + std::to_string(periods.size()));
+  }
+  return periods.front();
 }
 
 bool RevisionRun::Breaks(const Bytes& record) {
@@ -129,7 +134,7 @@ bool RevisionRun::Breaks(const Bytes& record) {
 void RevisionRun::NextInput(bool next_day) {
   Flush();
   finfo.no_statistics = true;
-  pmonarc_stat = next_day ? 9 : 8;
+  if (next_day) pmonarc_stat |= 1;
 }
 
 Bytes SectionOf(const Bytes& record, int revision, Kind kind, size_t size) {

@@ -8,6 +8,7 @@
 
 #include "engine/kinds.h"
 #include "tests/support/entry_bytes.h"
+#include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"
 
 namespace revtest {
@@ -28,13 +29,13 @@ class RevisionRun {
   // Appends a record to the input and reads it.
   void Feed(const Bytes& record);
 
-  // Writes the period in progress as the end of the input does.
+  // Writes the period in progress as the end of the input does; the output goes on.
   void Flush();
 
   // Records written since the last call.
   std::vector<Bytes> Output();
-  // The same when it must be exactly one.
-  Bytes OutputRecord();
+  // Flushes, then takes the output; the only statistics record in it.
+  Bytes Period();
 
   // Whether feeding `record` reports a broken record: message 112 with the input's name, and in a
   // manual run the output removed and status 1, in an automatic run the input abandoned.
@@ -46,6 +47,7 @@ class RevisionRun {
   bool OutputExists() const { return directory_.Exists("output"); }
 
  private:
+  EndProcessGuard guard_;  // an unexpected end of the run throws
   TempDir directory_;
   size_t taken_ = 0;
 };

@@ -1,0 +1,280 @@
+// Runs that do not come to their end, and two runs at once: kill -9 and SIGTERM between any two
+// system calls of a night that makes hour and day archives and removes expired files, inputs that
+// stop opening half-way, and archivers started side by side.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/nights.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+constexpr char kTemporary[] = ".psa_tmp";
+
+// A night with all kinds of work: three arrays with five days around the end of a month, old
+// archives, and retention that lets some of it expire.
+class DisturbedNight : public ::testing::Test {
+ protected:
+  void SetUp() override { SKIP_WITHOUT_PRELOADING(); }
+
+  static void Prepare(const TestServer& server) {
+    const std::string logs = server.directory.Path("arc");
+    MakeLogs(logs, {"--arrays", "2", "--start", "2024-02-26", "--days", "5"});
+    MakeLogs(logs, {"--name", "parts", "--start", "2024-02-26", "--days", "5",
+                    "--files-per-day", "3", "--revision", "0x1A"});
+  }
+
+  // A server whose archive directory holds those logs, taken from the first server.
+  struct Night {
+    TestServer server;
+    explicit Night(const TestServer* from = nullptr) {
+      server.segment.PutRetention(0, 2, 0);
+      server.segment.PutRetention(1, 1, 1);
+      if (from == nullptr) {
+        Prepare(server);
+        return;
+      }
+      std::filesystem::copy(from->directory.Path("arc"), server.directory.Path("arc"),
+                            std::filesystem::copy_options::recursive);
+    }
+  };
+
+  static std::vector<std::string> TemporariesOf(const TestServer& server) {
+    std::vector<std::string> names;
+    for (const auto& [name, bytes] : FilesOf(server)) {
+      if (name.find(kTemporary) != std::string::npos) names.push_back(name);
+    }
+    return names;
+  }
+
+  static bool LockIsHeld(const TestServer& server) {
+    const int fd = open(server.directory.Path("root/pmon/arclock").c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd == -1) return false;
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    const bool held = fcntl(fd, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+    close(fd);
+    return held;
+  }
+
+  template <class Condition>
+  static bool WaitFor(Condition condition) {
+    for (int i = 0; i < 2000; ++i) {
+      if (condition()) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return false;
+  }
+
+  // What an undisturbed night leaves, and how many system calls it has.
+  struct Undisturbed {
+    std::map<std::string, std::string> files;
+    int calls = 0;
+  };
+  Undisturbed RunUndisturbed() const {
+    const Night night(&logs.server);
+    const std::string count = night.server.directory.Path("count");
+    const ProgramResult run = RunNight(night.server, clock, {{"DISTURB_COUNT", count}});
+    EXPECT_EQ(run.status, 0) << run.err;
+    return {FilesOf(night.server), atoi(TempDir::ReadFile(count).c_str())};
+  }
+
+  // Every archive under its final name is whole, whatever happened.
+  static void ExpectWholeArchives(const TestServer& server, const Undisturbed& undisturbed) {
+    for (const auto& [name, bytes] : FilesOf(server)) {
+      if (!name.ends_with(".psa")) continue;
+      ASSERT_TRUE(undisturbed.files.contains(name)) << name;
+      EXPECT_EQ(undisturbed.files.at(name), bytes) << name;
+    }
+  }
+
+  // The next run, which must leave what an undisturbed night leaves.
+  void ExpectTheSameInTheEnd(const TestServer& server, const Undisturbed& undisturbed) const {
+    EXPECT_FALSE(LockIsHeld(server));
+    const ProgramResult run = RunNight(server, clock);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(TemporariesOf(server), std::vector<std::string>());
+    EXPECT_TRUE(FilesOf(server) == undisturbed.files);
+  }
+
+  const Night logs;
+  const Clock clock = ClockAt("2024-03-02 00:30:00");
+};
+
+class LongPrefixKills : public DisturbedNight {};
+
+TEST_F(LongPrefixKills, Kill9At50RandomPoints) {
+  const Undisturbed undisturbed = RunUndisturbed();
+  ASSERT_GT(undisturbed.calls, 200);
+  ASSERT_TRUE(undisturbed.files.contains("archive/202402array01.psa"));
+  std::mt19937 random(9);
+  std::set<int> points{1, undisturbed.calls};
+  while (points.size() < 50) {
+    points.insert(std::uniform_int_distribution<int>(1, undisturbed.calls)(random));
+  }
+  int with_temporary = 0;
+  int with_archives = 0;
+  for (const int point : points) {
+    SCOPED_TRACE("killed before call " + std::to_string(point));
+    const Night night(&logs.server);
+    const ProgramResult run = RunNight(
+        night.server, clock, {{"DISTURB_SIGNAL", "9"}, {"DISTURB_AT", std::to_string(point)}});
+    EXPECT_EQ(run.status, 128 + SIGKILL);
+    ExpectWholeArchives(night.server, undisturbed);
+    with_temporary += TemporariesOf(night.server).empty() ? 0 : 1;
+    with_archives += FilesOf(night.server).size() > FilesOf(logs.server).size() ? 1 : 0;
+    ExpectTheSameInTheEnd(night.server, undisturbed);
+  }
+  printf("kill -9 at %zu of %d calls: %d times with a temporary archive left behind, %d times with "
+         "new files; each next run ended like an undisturbed one\n",
+         points.size(), undisturbed.calls, with_temporary, with_archives);
+  EXPECT_GT(with_temporary, 5);
+  EXPECT_GT(with_archives, 5);
+}
+
+TEST_F(LongPrefixKills, Kill9AtAnyTimeFromOutside) {
+  const Undisturbed undisturbed = RunUndisturbed();
+  std::mt19937 random(10);
+  for (int i = 0; i < 12; ++i) {
+    const Night night(&logs.server);
+    NightRun run(night.server, NightVariables(clock, {{"DISTURB_READ_DELAY", "2000"}}));
+    ASSERT_TRUE(WaitFor([&night] { return LockIsHeld(night.server); }));
+    const int wait = std::uniform_int_distribution<int>(0, 800)(random);
+    SCOPED_TRACE("killed " + std::to_string(wait) + " ms after it took the lock");
+    std::this_thread::sleep_for(std::chrono::milliseconds(wait));
+    kill(run.program().pid(), SIGKILL);
+    run.Wait();
+    ExpectWholeArchives(night.server, undisturbed);
+    ExpectTheSameInTheEnd(night.server, undisturbed);
+  }
+}
+
+TEST_F(LongPrefixKills, SigtermAtRandomPoints) {
+  const Undisturbed undisturbed = RunUndisturbed();
+  std::mt19937 random(15);
+  int in_writing = 0;
+  for (int i = 0; i < 40; ++i) {
+    const int point = std::uniform_int_distribution<int>(4, undisturbed.calls - 1)(random);
+    SCOPED_TRACE("terminated before call " + std::to_string(point));
+    const Night night(&logs.server);
+    const ProgramResult run = RunNight(
+        night.server, clock, {{"DISTURB_SIGNAL", "15"}, {"DISTURB_AT", std::to_string(point)}});
+    EXPECT_EQ(run.status, 1);
+    ExpectWholeArchives(night.server, undisturbed);
+    // Only an archive that lacked nothing but its final name may be left.
+    for (const std::string& name : TemporariesOf(night.server)) {
+      const std::string final_name = name.substr(0, name.size() - 4);
+      EXPECT_EQ(FilesOf(night.server).at(name), undisturbed.files.at(final_name)) << name;
+    }
+    in_writing += TemporariesOf(night.server).empty() ? 1 : 0;
+    ExpectTheSameInTheEnd(night.server, undisturbed);
+  }
+  EXPECT_GT(in_writing, 20);
+}
+
+class PrefixDisturbedNight : public DisturbedNight {};
+
+TEST_F(PrefixDisturbedNight, SigtermWhileAnArchiveIsWritten) {
+  const Night night(&logs.server);
+  NightRun run(night.server, NightVariables(clock, {{"DISTURB_READ_DELAY", "20000"}}));
+  ASSERT_TRUE(WaitFor([&night] { return !TemporariesOf(night.server).empty(); }));
+  EXPECT_TRUE(LockIsHeld(night.server));
+  kill(run.program().pid(), SIGTERM);
+  EXPECT_EQ(run.Wait().status, 1);
+  EXPECT_THAT(TemporariesOf(night.server), IsEmpty());
+  EXPECT_FALSE(LockIsHeld(night.server));
+}
+
+TEST_F(PrefixDisturbedNight, OtherSignalsDoNotDisturbARun) {
+  const Undisturbed undisturbed = RunUndisturbed();
+  const Night night(&logs.server);
+  NightRun run(night.server, NightVariables(clock, {{"DISTURB_READ_DELAY", "500"}}));
+  ASSERT_TRUE(WaitFor([&night] { return LockIsHeld(night.server); }));
+  for (const int number : {SIGHUP, SIGINT, SIGPIPE, SIGALRM}) kill(run.program().pid(), number);
+  EXPECT_EQ(run.Wait().status, 0);
+  EXPECT_TRUE(FilesOf(night.server) == undisturbed.files);
+}
+
+// --- Two archivers --------------------------------------------------------------------------------
+
+TEST_F(PrefixDisturbedNight, SecondArchiverFailsAtOnceAndTouchesNothing) {
+  const Undisturbed undisturbed = RunUndisturbed();
+  const Night night(&logs.server);
+  NightRun first(night.server, NightVariables(clock, {{"DISTURB_READ_DELAY", "20000"}}));
+  ASSERT_TRUE(WaitFor([&night] { return !TemporariesOf(night.server).empty(); }));
+  const AddedText log = AddedText::OperationLog();
+  const ProgramResult second = RunNight(night.server, clock);
+  EXPECT_EQ(second.status, 0);
+  EXPECT_THAT(log.Text(), HasSubstr(" 08320 Qelprfarc 4 1 Failed in archives of psl(psa) files.\n"));
+  EXPECT_THAT(log.Text(), Not(HasSubstr("08094")));
+  EXPECT_TRUE(LockIsHeld(night.server));
+  EXPECT_FALSE(TemporariesOf(night.server).empty()) << "the first one goes on";
+  kill(first.program().pid(), SIGKILL);
+  first.Wait();
+  ExpectTheSameInTheEnd(night.server, undisturbed);
+}
+
+TEST_F(PrefixDisturbedNight, ArchiversStartedTogetherLeaveOneResult) {
+  const Undisturbed undisturbed = RunUndisturbed();
+  for (int i = 0; i < 10; ++i) {
+    const Night night(&logs.server);
+    const AddedText trace = AddedText::Trace();
+    NightRun one(night.server, NightVariables(clock));
+    NightRun other(night.server, NightVariables(clock));
+    EXPECT_EQ(one.Wait().status, 0);
+    EXPECT_EQ(other.Wait().status, 0);
+    EXPECT_THAT(trace.Text(), HasSubstr("$main():arc end"));
+    EXPECT_TRUE(FilesOf(night.server) == undisturbed.files);
+  }
+}
+
+// --- Inputs that cannot be opened half-way --------------------------------------------------------
+
+TEST_F(PrefixDisturbedNight, InputThatStopsOpeningLeavesItsDayToALaterRun) {
+  const Undisturbed undisturbed = RunUndisturbed();
+  // The file is opened for its revision, its header and its records in turn.
+  for (const char* opening : {"2", "3"}) {
+    SCOPED_TRACE(opening);
+    const Night night(&logs.server);
+    const AddedText log = AddedText::OperationLog();
+    const ProgramResult run =
+        RunNight(night.server, clock,
+                 {{"DISTURB_FAIL_OPEN", std::string("20240301parts#002.psl:") + opening}});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(log.Text(), HasSubstr("func=fopen errno=13 detcode=0302000"));
+    EXPECT_THAT(log.Text(), HasSubstr("Failed in archives of psl(psa) files.\n"));
+    EXPECT_FALSE(night.server.directory.Exists("arc/archive/20240301parts.psa"));
+    EXPECT_THAT(TemporariesOf(night.server), IsEmpty());
+    ExpectWholeArchives(night.server, undisturbed);
+    ExpectTheSameInTheEnd(night.server, undisturbed);
+  }
+}
+
+TEST_F(PrefixDisturbedNight, LogThatNeverOpensIsLeftAloneAndHarmsNoOther) {
+  const Undisturbed undisturbed = RunUndisturbed();
+  const Night night(&logs.server);
+  ASSERT_EQ(RunNight(night.server, clock, {{"DISTURB_FAIL_OPEN", "20240301array01.psl:1"}}).status,
+            0);
+  auto expected = undisturbed.files;
+  expected.erase("archive/20240301array01.psa");
+  EXPECT_TRUE(FilesOf(night.server) == expected);
+}
+
+}  // namespace

@@ -1,0 +1,113 @@
+// Preloaded into a program under test (LD_PRELOAD): disturbs it between its system calls, where
+// nothing from outside could hit so exactly. The environment says how:
+//   DISTURB_SIGNAL=s, DISTURB_AT=n   signal s is raised just before the n-th call of those below
+//   DISTURB_COUNT=path               the number of calls is written to this file at the end
+//   DISTURB_READ_DELAY=us            every read takes that many microseconds longer
+//   DISTURB_FAIL_OPEN=end:n          from the n-th opening of a path with this end on, EACCES
+// The functions go straight to the kernel, so they also work while others are preloaded.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+long calls = 0;
+
+long Number(const char* variable) {
+  const char* text = getenv(variable);
+  return text != nullptr ? atol(text) : 0;
+}
+
+void Point() {
+  static const long at = Number("DISTURB_AT");
+  static const long signal_number = Number("DISTURB_SIGNAL");
+  const int error = errno;
+  if (++calls == at) {
+    syscall(SYS_kill, syscall(SYS_getpid), signal_number);
+  }
+  errno = error;
+}
+
+bool OpeningFails(const char* path) {
+  static long openings = 0;
+  const char* rule = getenv("DISTURB_FAIL_OPEN");
+  const char* colon = rule != nullptr ? strrchr(rule, ':') : nullptr;
+  if (colon == nullptr) return false;
+  const size_t length = static_cast<size_t>(colon - rule);
+  const size_t path_length = strlen(path);
+  if (path_length < length || memcmp(path + path_length - length, rule, length) != 0) return false;
+  return ++openings >= atol(colon + 1);
+}
+
+__attribute__((destructor)) void WriteCount() {
+  const char* path = getenv("DISTURB_COUNT");
+  if (path == nullptr) return;
+  FILE* file = fopen(path, "w");
+  if (file == nullptr) return;
+  fprintf(file, "%ld\n", calls);
+  fclose(file);
+}
+
+}  // namespace
+
+extern "C" {
+
+int open(const char* path, int flags, ...) {
+  Point();
+  if (OpeningFails(path)) {
+    errno = EACCES;
+    return -1;
+  }
+  va_list arguments;
+  va_start(arguments, flags);
+  const int mode = (flags & O_CREAT) != 0 ? va_arg(arguments, int) : 0;
+  va_end(arguments);
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+int close(int fd) {
+  Point();
+  return static_cast<int>(syscall(SYS_close, fd));
+}
+
+ssize_t read(int fd, void* buffer, size_t size) {
+  Point();
+  static const long delay = Number("DISTURB_READ_DELAY");
+  if (delay > 0) usleep(static_cast<useconds_t>(delay));
+  return syscall(SYS_read, fd, buffer, size);
+}
+
+ssize_t write(int fd, const void* buffer, size_t size) {
+  Point();
+  return syscall(SYS_write, fd, buffer, size);
+}
+
+int fsync(int fd) {
+  Point();
+  return static_cast<int>(syscall(SYS_fsync, fd));
+}
+
+int rename(const char* from, const char* to) noexcept {
+  Point();
+  return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
+}
+
+int unlink(const char* path) noexcept {
+  Point();
+  return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+}
+
+int mkdir(const char* path, mode_t mode) noexcept {
+  Point();
+  return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
+}
+
+}  // extern "C"

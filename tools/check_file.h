@@ -1,0 +1,56 @@
+// Judges a whole log or archive: what the archiver would refuse is an error, what it takes although
+// it is odd a warning.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tools/array_tables.h"
+#include "tools/finding.h"
+#include "tools/progress.h"
+#include "tools/psl_reader.h"
+
+enum class Verdict : uint8_t {
+  kSound,
+  kBroken,     // reported
+  kUnchecked,  // a statistics record behind a structure record that is broken
+};
+
+// Judges the records of one file in their order.
+class RecordChecker {
+ public:
+  explicit RecordChecker(const PslHeader& header) : header_(header) {}
+
+  // Judges the record at hand, which is loaded. What it says about the array is in force from then
+  // on; a broken structure record leaves nothing in force.
+  Verdict Check(const PslReader& reader, const FindingSink& sink);
+
+  // Judges a record that may be none: a broken one changes nothing.
+  bool Try(const PslReader& reader, const FindingSink& sink);
+
+  const ArrayTables& tables() const { return tables_; }
+
+ private:
+  void CheckSmall(const PslReader& reader, RecordReport& report) const;
+
+  const PslHeader& header_;
+  ArrayTables tables_;
+  bool lost_structure_ = false;
+};
+
+// Judges the file header that the reader has at hand.
+void CheckFileHeader(const PslReader& reader, const FindingSink& sink);
+
+struct CheckedFile {
+  std::string path;
+  uint64_t size = 0;
+  uint8_t revision = 0;  // 0: the file header could not be read
+  char level = 0;
+  uint64_t records = 0;  // behind the file header
+  uint64_t errors = 0;
+  uint64_t warnings = 0;
+  bool unreadable = false;
+};
+
+// Passes each finding to `sink`, that the file is unreadable included.
+CheckedFile CheckFile(const std::string& path, const FindingSink& sink, Progress& progress);

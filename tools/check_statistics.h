@@ -1,0 +1,27 @@
+// Judges statistics records by the archiver's rules, against the structure record in force.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "tools/array_tables.h"
+#include "tools/psl_reader.h"
+
+// Checks head, counts, sections, keys and optional items. Sets that only statistics records name
+// (host port nodes, host ports of archives) are added to `tables` when the record is sound. False:
+// the record breaks the file, reported.
+bool CheckStatistics(const PslHeader& header, std::span<const uint8_t> record, RecordReport& report,
+                     ArrayTables& tables);
+
+// True when the table of host ports comes from statistics records: archives do not list them.
+bool TakesHostPortsFromStatistics(const PslHeader& header, const ArrayTables& tables);
+
+// True when the section is read: it has entries, and the revision or the array carries its kind. Of
+// disk ports a section whose count differs from the structure record's is passed over.
+bool IsRead(const SectionRow& row, const SectionPlace& place, const ArrayTables& tables);
+
+// The row of an item's type in a revision, or null: passed over.
+const ItemRow* ItemRowOfType(uint8_t type, uint8_t revision);
+
+// True when the archiver takes the item's elements.
+bool TakesElements(const RevisionLayout& layout, const ItemRow& row, std::span<const uint8_t> item);

@@ -1,0 +1,213 @@
+// Command line and report of `psltool check`: see the header.
+#include "tools/cmd_check.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/check_file.h"
+#include "tools/report.h"
+#include "tools/text_out.h"
+
+namespace {
+
+constexpr uint64_t kListed = 10;  // of each class of findings and file
+constexpr int kClean = 0;
+constexpr int kFindings = 1;
+constexpr int kTrouble = 2;
+
+struct Wishes {
+  std::vector<std::string> paths;
+  bool json = false;
+  bool strict = false;
+  bool all = false;
+  bool quiet = false;
+};
+
+struct Totals {
+  uint64_t files = 0;
+  uint64_t bad_files = 0;
+  uint64_t errors = 0;
+  uint64_t warnings = 0;
+  uint64_t unreadable = 0;
+};
+
+const char* WordOf(Severity severity) {
+  switch (severity) {
+    case Severity::kWarning:
+      return "warning";
+    case Severity::kError:
+      return "error";
+    case Severity::kUnreadable:
+      break;
+  }
+  return "unreadable";
+}
+
+bool IsLogOrArchive(const std::filesystem::path& path) {
+  return path.extension() == ".psl" || path.extension() == ".psa";
+}
+
+// The logs and archives in and below a directory, sorted; another path as it stands. False:
+// reported.
+bool Collect(const std::string& path, std::vector<std::string>& files) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(path, error)) {
+    files.push_back(path);
+    return true;
+  }
+  const size_t first = files.size();
+  std::filesystem::recursive_directory_iterator entry(path, error);
+  const std::filesystem::recursive_directory_iterator end;
+  while (!error && entry != end) {
+    if (IsLogOrArchive(entry->path()) && !entry->is_directory(error)) {
+      files.push_back(entry->path().string());
+    }
+    entry.increment(error);
+  }
+  std::sort(files.begin() + static_cast<std::ptrdiff_t>(first), files.end());
+  return !error || Fail(path, "cannot be read: " + error.message());
+}
+
+// Prints findings, or gathers them for the JSON text.
+class Listing {
+ public:
+  Listing(const Wishes& wishes, TextOut& out, Progress& progress)
+      : wishes_(wishes), out_(out), progress_(progress) {}
+
+  void Take(const std::string& path, const Finding& finding) {
+    const uint64_t number = ++seen_[{finding.severity, finding.code}];
+    if (!wishes_.all && number > kListed) return;
+    if (wishes_.json) {
+      findings_.push_back({{"severity", WordOf(finding.severity)},
+                           {"class", finding.code},
+                           {"record", finding.record},
+                           {"tag", finding.tag},
+                           {"offset", finding.offset},
+                           {"field", finding.field},
+                           {"text", finding.text}});
+      return;
+    }
+    progress_.Clear();
+    if (finding.severity == Severity::kUnreadable) {
+      static_cast<void>(Fail(path, finding.text));
+      return;
+    }
+    if (wishes_.quiet) return;
+    const std::string record =
+        finding.tag.empty() ? fmt::format("record {}", finding.record)
+                            : fmt::format("record {} ({})", finding.record, finding.tag);
+    out_.Print("{}:{}: {}: {}{}{}: {} [{}]\n", path, finding.offset, WordOf(finding.severity),
+               record, finding.field.empty() ? "" : ", ", finding.field, finding.text,
+               finding.code);
+  }
+
+  // Tells of what was not listed, and starts anew.
+  void Finish(const CheckedFile& file) {
+    nlohmann::ordered_json more = nlohmann::ordered_json::array();
+    for (const auto& [key, count] : seen_) {
+      if (wishes_.all || count <= kListed) continue;
+      more.push_back({{"class", key.second}, {"count", count - kListed}});
+      if (wishes_.json || wishes_.quiet) continue;
+      out_.Print("{}: {} more findings of class {}\n", file.path, count - kListed, key.second);
+    }
+    if (wishes_.json) {
+      nlohmann::ordered_json object = {{"path", file.path},       {"size", file.size},
+                                       {"revision", nullptr},     {"level", nullptr},
+                                       {"records", file.records}, {"errors", file.errors},
+                                       {"warnings", file.warnings}};
+      if (file.revision != 0) {
+        object["revision"] = fmt::format("0x{:02X}", file.revision);
+        object["level"] = TagText({&file.level, 1});
+      }
+      object["findings"] = std::move(findings_);
+      object["not_listed"] = std::move(more);
+      files_.push_back(std::move(object));
+    }
+    findings_ = nlohmann::ordered_json::array();
+    seen_.clear();
+  }
+
+  void Close(const Totals& totals) {
+    if (wishes_.json) {
+      const nlohmann::ordered_json report = {{"files", files_},
+                                             {"errors", totals.errors},
+                                             {"warnings", totals.warnings},
+                                             {"unreadable", totals.unreadable}};
+      // Names of files are bytes, JSON is UTF-8.
+      out_.Put(report.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+      out_.Put("\n");
+    } else if (!wishes_.quiet) {
+      out_.Print("{} file{}, {} with findings: {} error{}, {} warning{}\n", totals.files,
+                 totals.files == 1 ? "" : "s", totals.bad_files, totals.errors,
+                 totals.errors == 1 ? "" : "s", totals.warnings, totals.warnings == 1 ? "" : "s");
+    }
+  }
+
+ private:
+  const Wishes& wishes_;
+  TextOut& out_;
+  Progress& progress_;
+  std::map<std::pair<Severity, std::string>, uint64_t> seen_;
+  nlohmann::ordered_json findings_ = nlohmann::ordered_json::array();
+  nlohmann::ordered_json files_ = nlohmann::ordered_json::array();
+};
+
+int Check(const Wishes& wishes) {
+  TextOut out(stdout);
+  Progress progress(!wishes.quiet);
+  Listing listing(wishes, out, progress);
+  Totals totals;
+  std::vector<std::string> files;
+  bool trouble = false;
+  for (const std::string& path : wishes.paths) trouble = !Collect(path, files) || trouble;
+  for (const std::string& path : files) {
+    const auto take = [&](const Finding& finding) { listing.Take(path, finding); };
+    const CheckedFile file = CheckFile(path, take, progress);
+    listing.Finish(file);
+    ++totals.files;
+    totals.errors += file.errors;
+    totals.warnings += file.warnings;
+    totals.bad_files += file.errors + file.warnings != 0 ? 1 : 0;
+    totals.unreadable += file.unreadable ? 1 : 0;
+    if (out.failed()) break;
+  }
+  progress.Clear();
+  listing.Close(totals);
+  if (!out.Flush()) {
+    static_cast<void>(Fail("standard output", "cannot be written"));
+    return kTrouble;
+  }
+  if (trouble || totals.unreadable != 0) return kTrouble;
+  return totals.errors != 0 || (wishes.strict && totals.warnings != 0) ? kFindings : kClean;
+}
+
+}  // namespace
+
+void AddCheckCommand(CLI::App& app, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  CLI::App* command = app.add_subcommand("check", "Tell whether files are what the archiver takes");
+  command->footer(
+      "An error is what the archiver refuses or breaks off at, a warning what it takes although it\n"
+      "is odd. One line per finding: file, offset in bytes, severity, record, field, class.\n\n"
+      "Exit status: 0 no errors (with --strict: no findings), 1 findings, 2 a file could not be\n"
+      "read or the command line is wrong.\n\n"
+      "Examples:\n"
+      "  psltool check 20240304array01.psl\n"
+      "  psltool check --strict /var/opt/pmon/log\n"
+      "  psltool check --json archive | jq '.files[] | select(.errors > 0) | .path'");
+  command->add_option("paths", wishes->paths, "Files, or directories with .psl and .psa files")
+      ->required();
+  command->add_flag("--strict", wishes->strict, "Warnings count for the exit status, too");
+  command->add_flag("--all", wishes->all,
+                    "List every finding, not only the first 10 of a class in a file");
+  command->add_flag("--json", wishes->json, "A JSON text for programs");
+  command->add_flag("-q,--quiet", wishes->quiet, "No text, only the exit status");
+  command->callback([wishes, &status] { status = Check(*wishes); });
+}

@@ -1,0 +1,173 @@
+// Command line of `psltool health`: see the header.
+#include "tools/cmd_health.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "platform/prefix.h"
+#include "tools/health.h"
+#include "tools/report.h"
+
+namespace {
+
+// Exit statuses: monitoring tells "bad" from "could not look".
+constexpr int kHealthy = 0;
+constexpr int kUnhealthy = 1;
+constexpr int kUnknown = 2;
+
+struct Wishes {
+  int segment = -1;
+  std::string root;
+  std::string archive;
+  std::string prefix = kInstallPrefix;
+  std::string now;
+  int max_age = 26;  // hours
+  int max_run = 6;   // hours
+  int days = 7;
+  bool json = false;
+};
+
+// "YYYY-MM-DDThh:mm:ss" in local time, or "@" and seconds since 1970.
+bool ReadTime(const std::string& text, int64_t& time) {
+  long long seconds = 0;
+  int end = 0;
+  const int length = static_cast<int>(text.size());
+  if (sscanf(text.c_str(), "@%lld%n", &seconds, &end) == 1 && end == length) {
+    time = seconds;
+    return seconds >= 0;
+  }
+  tm fields{};
+  const char* rest = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &fields);
+  if (rest == nullptr || *rest != '\0') return false;
+  fields.tm_isdst = -1;
+  time = mktime(&fields);
+  return time >= 0;
+}
+
+bool ReadConfiguration(const Wishes& wishes, SegmentConfig& config) {
+  if (wishes.segment >= 0) {
+    const std::string what = fmt::format("segment {}", wishes.segment);
+    std::vector<char> bytes;
+    if (!ReadSharedSegment(wishes.segment, bytes)) return Fail(what, strerror(errno));
+    const SegmentView view = DecodeSegment(bytes);
+    if (!view.faults.empty()) return Fail(what, view.faults.front());
+    config = view.config;
+    return true;
+  }
+  config.root = wishes.root;
+  config.archive = wishes.archive;
+  return !config.root.empty() && !config.archive.empty()
+             ? true
+             : Fail("health", "--segment, or --root and --archive, is needed");
+}
+
+bool Prepare(const Wishes& wishes, HealthRequest& request) {
+  if (!ReadConfiguration(wishes, request.config)) return false;
+  request.prefix = wishes.prefix.ends_with('/') ? wishes.prefix : wishes.prefix + '/';
+  request.now = time(nullptr);
+  if (!wishes.now.empty() && !ReadTime(wishes.now, request.now)) {
+    return Fail("health --now",
+                fmt::format("'{}' is not a time like 2024-03-04T06:00:00", wishes.now));
+  }
+  request.max_age = int64_t{3600} * wishes.max_age;
+  request.max_run = int64_t{3600} * wishes.max_run;
+  request.days = wishes.days;
+  return true;
+}
+
+void PrintJson(const HealthRequest& request, const Health& health, bool healthy) {
+  nlohmann::ordered_json json = {{"healthy", healthy}, {"now", TimeWithZone(request.now)}};
+  if (health.last_run) {
+    json["last_run"] = {{"start", TimeWithZone(health.last_run->start)},
+                        {"age_seconds", request.now - health.last_run->start},
+                        {"process", health.last_run->pid},
+                        {"ended_well", health.last_run->ended_well}};
+  } else {
+    json["last_run"] = nullptr;
+  }
+  json["running"] = health.running ? nlohmann::ordered_json(*health.running) : nullptr;
+  json["findings"] = nlohmann::ordered_json::array();
+  for (const HealthFinding& finding : health.findings) {
+    json["findings"].push_back(
+        {{"problem", finding.problem}, {"kind", WordOf(finding.kind)}, {"text", finding.text}});
+  }
+  fmt::print("{}\n", json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+}
+
+void PrintText(const HealthRequest& request, const Health& health, bool healthy) {
+  const std::string last =
+      health.last_run ? fmt::format("last run {} ({} h ago)", TimeWithZone(health.last_run->start),
+                                    (request.now - health.last_run->start) / 3600)
+                      : "no run is known";
+  fmt::print("archiving is {}: {}\n", healthy ? "healthy" : "NOT healthy", last);
+  for (const HealthFinding& finding : health.findings) {
+    fmt::print("{:<7} {:<8} {}\n", finding.problem ? "PROBLEM" : "note", WordOf(finding.kind),
+               finding.text);
+  }
+}
+
+int Report(const Wishes& wishes) {
+  HealthRequest request{};
+  Health health;
+  if (!Prepare(wishes, request)) return kUnknown;
+  if (!LookAtRuns(request, health) || !LookAtFiles(request, health)) return kUnknown;
+  const bool healthy = std::none_of(health.findings.begin(), health.findings.end(),
+                                    [](const HealthFinding& finding) { return finding.problem; });
+  if (wishes.json) {
+    PrintJson(request, health, healthy);
+  } else {
+    PrintText(request, health, healthy);
+  }
+  return healthy ? kHealthy : kUnhealthy;
+}
+
+}  // namespace
+
+const char* WordOf(HealthKind kind) {
+  constexpr const char* kWords[] = {"run",     "failure", "broken", "leftover",
+                                    "missing", "nodata",  "skipped"};
+  return kWords[static_cast<size_t>(kind)];
+}
+
+void AddHealthCommand(CLI::App& app, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  CLI::App* command =
+      app.add_subcommand("health", "Tell whether the last night of automatic archiving went well");
+  command->footer(
+      "Exit status: 0 healthy, 1 not healthy, 2 not found out.\n\n"
+      "Example:\n"
+      "  psltool health --segment 7 --json");
+  auto* segment = command->add_option("--segment", wishes->segment,
+                                      "Number of the configuration segment of the runs");
+  segment->check(CLI::NonNegativeNumber);
+  auto* root = command->add_option("--root", wishes->root, "Root directory, without a segment");
+  auto* archive =
+      command->add_option("--archive", wishes->archive, "Archive directory, without a segment");
+  root->excludes(segment);
+  archive->excludes(segment);
+  command->add_option(
+      "--prefix", wishes->prefix,
+      fmt::format("Installation prefix, above etc/log and etc/trace (default {})", kInstallPrefix));
+  command
+      ->add_option("--max-age", wishes->max_age,
+                   "Hours since the last run that are still well (default 26)")
+      ->check(CLI::Range(1, 100000));
+  command->add_option("--max-run", wishes->max_run, "Hours that a run may take (default 6)")
+      ->check(CLI::Range(1, 100000));
+  command
+      ->add_option("--days", wishes->days,
+                   "How many days back a day without any data is a problem (default 7)")
+      ->check(CLI::Range(0, 3660));
+  command->add_option("--now", wishes->now,
+                      "Judge as of this local time, like 2024-03-04T06:00:00");
+  command->add_flag("--json", wishes->json, "As JSON");
+  command->callback([wishes, &status] { status = Report(*wishes); });
+}

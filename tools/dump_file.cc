@@ -1,0 +1,254 @@
+// Dumps: see the header. A record is looked at only as far as the archiver would.
+#include "tools/dump_file.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+
+#include "engine/byteorder.h"
+#include "engine/pmonfile.h"
+#include "tools/array_tables.h"
+#include "tools/check_statistics.h"
+#include "tools/kind_names.h"
+#include "tools/report.h"
+#include "tools/show_history.h"
+
+namespace {
+
+// How the entries of one layout are read.
+struct Plan {
+  uint8_t revision = 0;
+  std::array<std::unique_ptr<EntryFields>, kSectionKinds> sections;
+};
+
+class Dumper {
+ public:
+  Dumper(const DumpWishes& wishes, PslReader& reader, DumpWriter& writer)
+      : wishes_(wishes), reader_(reader), writer_(writer) {}
+
+  bool IsWanted(Kind kind) const {
+    return wishes_.kinds.empty() ||
+           std::find(wishes_.kinds.begin(), wishes_.kinds.end(), kind) != wishes_.kinds.end();
+  }
+
+  // Makes ready for the file's revision. False: it cannot hold what is asked for, reported.
+  bool Prepare(bool printed) {
+    const uint8_t revision = reader_.header().revision;
+    for (const Kind kind : wishes_.kinds) {
+      if (HasKind(revision, kind)) continue;
+      if (printed) {
+        static_cast<void>(Fail(wishes_.path, fmt::format("files of revision 0x{:02X} hold no {}",
+                                                         revision, WordOfKind(kind))));
+      }
+      return false;
+    }
+    AddPlan(revision);
+    // An "LDM" record in a 0x10 log leaves a record of the next layout in its archive.
+    if (revision == 0x10) AddPlan(0x11);
+    for (const ItemRow& row : kItemRows) {
+      if (row.span.Holds(revision) && IsWanted(row.kind)) {
+        items_[row.kind] = std::make_unique<ElementFields>(row.kind, wishes_.raw);
+      }
+    }
+    if (!TakeKey(printed)) return false;
+    std::vector<const std::vector<Column>*> all;
+    for (const Plan& plan : plans_) {
+      for (const auto& fields : plan.sections) {
+        if (fields != nullptr) all.push_back(&fields->columns());
+      }
+    }
+    for (const auto& fields : items_) {
+      if (fields != nullptr) all.push_back(&fields->columns());
+    }
+    writer_.Start(all);
+    return true;
+  }
+
+  // False: the record at hand is broken or cannot be read, reported.
+  bool Take() {
+    if (reader_.tag() == "CON") return reader_.Load() && TakeStructure();
+    if (reader_.tag() != "STA") return true;
+    stamp_ = Load32(reader_.record().data() + kAtTime);
+    if (wishes_.from && stamp_ < *wishes_.from) return true;
+    if (wishes_.to && stamp_ > *wishes_.to) return true;
+    return reader_.Load() && TakeStatistics();
+  }
+
+ private:
+  void AddPlan(uint8_t layout_revision) {
+    const RevisionLayout& layout = LayoutOf(layout_revision);
+    Plan plan;
+    plan.revision = layout_revision;
+    for (size_t i = 0; i < layout.section_count; ++i) {
+      const SectionRow& row = layout.sections[i];
+      if (!IsWanted(row.kind)) continue;
+      plan.sections[row.kind] =
+          std::make_unique<EntryFields>(reader_.header(), row, layout.row.rule, wishes_.raw);
+    }
+    plans_.push_back(std::move(plan));
+  }
+
+  bool TakeKey(bool printed) {
+    if (!wishes_.key || wishes_.kinds.empty()) return true;
+    const Kind kind = wishes_.kinds.front();
+    const SectionRow* const row = SectionOf(LayoutOf(reader_.header().revision), kind);
+    if (row == nullptr) return true;  // keys of optional items are compared as text
+    key_ = ParseKey(kForms[row->form].key, *wishes_.key);
+    if (key_) return true;
+    if (printed) {
+      static_cast<void>(Fail(wishes_.path, fmt::format("'{}' is not a key of {}", *wishes_.key,
+                                                       WordOfKind(kind))));
+    }
+    return false;
+  }
+
+  bool TakeStructure() {
+    std::optional<Finding> error;
+    const FindingSink sink = [&](const Finding& finding) {
+      if (finding.severity == Severity::kError && !error) error = finding;
+    };
+    RecordReport report(sink, reader_.number(), reader_.position(), reader_.tag());
+    if (ReadTables(reader_.header(), reader_.record(), report, tables_)) return true;
+    return reader_.Broken(error->code, error->offset, error->field, error->text);
+  }
+
+  bool TakeStatistics() {
+    const std::span<const uint8_t> record = reader_.record();
+    const size_t head = LayoutOf(reader_.header().revision).row.record_head;
+    if (record.size() < head) {
+      return BrokenAt("statistics-head", kAtLength, "record length",
+                      fmt::format("{} bytes are less than the head of {}", record.size(), head));
+    }
+    const RevisionLayout& layout = LayoutOfStatistics(reader_.header(), record);
+    const auto plan = std::find_if(plans_.begin(), plans_.end(), [&](const Plan& each) {
+      return each.revision == layout.revision;
+    });
+    for (size_t i = 0; i < layout.section_count; ++i) {
+      const SectionRow& row = layout.sections[i];
+      const EntryFields* const fields = plan->sections[row.kind].get();
+      if (fields != nullptr && !TakeSection(row, *fields)) return false;
+    }
+    return !layout.has_items || TakeItems();
+  }
+
+  bool BrokenAt(const char* code, uint64_t at, std::string field, std::string text) {
+    return reader_.Broken(code, reader_.position() + at, std::move(field), std::move(text));
+  }
+
+  bool HasKey(const Form& form, std::span<const uint8_t> entry) const {
+    if (!key_) return true;
+    for (size_t i = 0; i < key_->bytes.size(); ++i) {
+      if (entry[form.key.at[i]] != key_->bytes[i]) return false;
+    }
+    return true;
+  }
+
+  bool TakeSection(const SectionRow& row, const EntryFields& fields) {
+    const std::span<const uint8_t> record = reader_.record();
+    const SectionPlace place = PlaceOf(record, row);
+    if (place.count == 0 || place.offset == 0) return true;
+    const std::string name = fmt::format("section {}", WordOfKind(row.kind));
+    if (!tables_.known) {
+      return BrokenAt("no-structure", row.slot + 2U, name + ", count",
+                      "entries before any structure record");
+    }
+    if (!IsRead(row, place, tables_)) return true;
+    const Form& form = kForms[row.form];
+    // Without a list the keys are those of the form; of cache segments the array says it.
+    const size_t key_count =
+        row.kind == kCheseg ? tables_.kinds[kCheseg].key_count : size_t{form.key.count};
+    uint32_t number = 0;
+    uint64_t behind = place.offset;
+    const bool whole =
+        VisitSection(reader_.header(), record, row,
+                     [&](std::span<const uint8_t> entry, std::span<const uint8_t> words) {
+                       const auto at = static_cast<uint64_t>(entry.data() - record.data());
+                       behind = at + entry.size() + words.size();
+                       ++number;
+                       if (!HasKey(form, entry)) return;
+                       fields.Decode({entry, words, key_count, reader_.position() + at}, values_);
+                       writer_.Put({stamp_, WordOfKind(row.kind), fields.columns(), values_});
+                     });
+    if (whole) return true;
+    const bool outside = place.offset > record.size();
+    return BrokenAt("section-bounds", outside ? row.slot + 4U : behind,
+                    outside ? name + ", offset" : fmt::format("{}, entry {}", name, number),
+                    "the section leaves the record");
+  }
+
+  bool TakeItems() {
+    const std::span<const uint8_t> record = reader_.record();
+    const SectionPlace place = PlaceAt(record, kItemsSlot);
+    if (place.count == 0 || place.offset == 0) return true;
+    uint64_t at = place.offset;
+    for (uint32_t i = 0; i < place.count; ++i) {
+      const auto head = Carve(record, at, kItemHead);
+      const uint32_t size = head.empty() ? 0 : Load32(head.data() + kItemLength);
+      const auto item = Carve(record, at, size);
+      if (size < kItemHead || item.empty()) {
+        return BrokenAt("item-bounds", head.empty() && i == 0 ? kItemsSlot + 4U : at,
+                        fmt::format("optional item {}", i), "leaves the record, or is too short");
+      }
+      if (!TakeElements(item, at, i)) return false;
+      at += size;
+    }
+    return true;
+  }
+
+  bool TakeElements(std::span<const uint8_t> item, uint64_t at, uint32_t number) {
+    const RevisionLayout& layout = LayoutOf(reader_.header().revision);
+    const ItemRow* const row = ItemRowOfType(item[kItemType], layout.revision);
+    if (row == nullptr || items_[row->kind] == nullptr) return true;
+    if (!::TakesElements(layout, *row, item)) return true;
+    const uint32_t count = Load16(item.data() + kItemCount);
+    const uint32_t first = Load32(item.data() + kItemFirst);
+    if (count == 0) return true;
+    const auto elements = Carve(item, first, uint64_t{count} * row->element);
+    if (first < kItemHead || elements.empty()) {
+      return BrokenAt("item-elements", at + kItemFirst,
+                      fmt::format("optional item {}, first element", number),
+                      "the elements leave the item");
+    }
+    const ElementFields& fields = *items_[row->kind];
+    for (size_t from = 0; from < elements.size(); from += row->element) {
+      const auto element = elements.subspan(from, row->element);
+      if (wishes_.key && fields.KeyOf(element) != *wishes_.key) continue;
+      fields.Decode({item, element, reader_.position() + at + first + from}, values_);
+      writer_.Put({stamp_, WordOfKind(row->kind), fields.columns(), values_});
+    }
+    return true;
+  }
+
+  const DumpWishes& wishes_;
+  PslReader& reader_;
+  DumpWriter& writer_;
+  std::vector<Plan> plans_;
+  std::array<std::unique_ptr<ElementFields>, kKinds> items_;
+  std::optional<ResourceKey> key_;
+  ArrayTables tables_;
+  uint32_t stamp_ = 0;
+  std::vector<Value> values_;
+};
+
+}  // namespace
+
+const char* WordOfKind(Kind kind) { return kind == kWaittm ? "wait-time" : NameOf(kind).word; }
+
+DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& out,
+                 Progress& progress, PslReader::Reports reports) {
+  PslReader reader(wishes.path, reports);
+  const auto failure = [&] {
+    return reader.trouble().severity == Severity::kUnreadable ? DumpEnd::kUnreadable
+                                                              : DumpEnd::kBroken;
+  };
+  if (!reader.Open()) return failure();
+  Dumper dumper(wishes, reader, writer);
+  if (!dumper.Prepare(reports == PslReader::Reports::kPrinted)) return DumpEnd::kRefused;
+  while (!out.failed() && reader.NextHeader()) {
+    progress.Show(wishes.path, reader.position(), reader.size());
+    if (!dumper.Take()) break;
+  }
+  return reader.failed() ? failure() : DumpEnd::kDone;
+}

@@ -1,0 +1,35 @@
+// Streams the entries of a log or archive to a writer, record by record.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/kinds.h"
+#include "tools/dump_writers.h"
+#include "tools/finding.h"
+#include "tools/progress.h"
+
+struct DumpWishes {
+  std::string path;
+  std::vector<Kind> kinds;         // empty: all that the file's revision has
+  std::optional<std::string> key;  // only with one kind
+  std::optional<uint32_t> from;    // stamps of records, inclusive
+  std::optional<uint32_t> to;
+  bool raw = false;
+};
+
+enum class DumpEnd : uint8_t {
+  kDone,
+  kBroken,      // reported; what stands in front of the place has been written
+  kUnreadable,  // reported
+  kRefused,     // reported: the file cannot hold what is asked for
+};
+
+// Ends early when `out` has failed.
+DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& out,
+                 Progress& progress, PslReader::Reports reports = PslReader::Reports::kPrinted);
+
+// "ld", "wait-time".
+const char* WordOfKind(Kind kind);

@@ -1,0 +1,32 @@
+// The three forms in which `psltool dump` puts entries: a table for people, CSV for spreadsheets, one
+// JSON object per line for programs. Each writes an entry as soon as it gets it.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "tools/entry_fields.h"
+#include "tools/text_out.h"
+#include "tools/time_text.h"
+
+struct DumpedEntry {
+  uint32_t stamp;  // of its record
+  const char* kind;
+  const std::vector<Column>& columns;
+  const std::vector<Value>& values;
+};
+
+class DumpWriter {
+ public:
+  DumpWriter() = default;
+  virtual ~DumpWriter() = default;
+  DumpWriter(const DumpWriter&) = delete;
+  DumpWriter& operator=(const DumpWriter&) = delete;
+  // Tells which columns can occur, before the first entry.
+  virtual void Start(const std::vector<const std::vector<Column>*>& all) = 0;
+  virtual void Put(const DumpedEntry& entry) = 0;
+};
+
+std::unique_ptr<DumpWriter> MakeTableWriter(TextOut& out, Zone zone);
+std::unique_ptr<DumpWriter> MakeCsvWriter(TextOut& out, Zone zone);
+std::unique_ptr<DumpWriter> MakeJsonLinesWriter(TextOut& out, Zone zone);
