@@ -272,6 +272,9 @@ struct Form {
   uint8_t quadsets_at = 0;                         // first one; they follow each other
   uint8_t tracked = 0;                             // the first so many have extremes
   std::array<int8_t, 2> carried = {kNone, kNone};  // u32 words kept from the last valid entry
+  // Files of older revisions hold the form ("LDM" flush of 0x10) without ratio, flags and carried
+  // words: whatever stands there does not count.
+  uint8_t filled_from = 0;
   // Cache segments: while bit 7 of the flags byte is clear the u16 at second_ratio is a ratio.
   int8_t second_ratio = kNone;
   int8_t second_flags = kNone;
@@ -464,6 +467,7 @@ inline constexpr Form kForms[kFormCount] = {
      .quadsets = 5,
      .quadsets_at = 16,
      .tracked = 5,
+     .filled_from = 0x11,
      .idles = true},
     {.name = "PdSta_0x10",
      .size = 48,
@@ -486,6 +490,7 @@ inline constexpr Form kForms[kFormCount] = {
      .quadsets_at = 32,
      .tracked = 2,
      .carried = {16, kNone},
+     .filled_from = 0x11,
      .idles = true},
     {.name = "RankSta_0x11",
      .size = 32,

@@ -43,6 +43,8 @@ std::vector<std::string> finished_paths;
 
 // Opening truncates, so a path that holds an input or an archive of this run is refused before.
 void CreateAtPath(uint32_t detail) {
+  // A path that fills its buffer may have been cut, and would then be that of another file.
+  if (std::strlen(wfpath) + 1 == sizeof wfpath) CannotCreate(ENAMETOOLONG, detail);
   const bool finished =
       std::find(finished_paths.begin(), finished_paths.end(), wfpath) != finished_paths.end();
   if (finished || IsInputFile(wfpath)) CannotCreate(EEXIST, detail);

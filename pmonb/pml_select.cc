@@ -94,7 +94,8 @@ int64_t AgeThreshold(uint32_t newest_date, uint32_t term) {
   // -1 is a time too: only a conversion that failed leaves the weekday alone.
   calendar.tm_wday = -1;
   if (pml_system.make_time(&calendar) == -1 && calendar.tm_wday == -1) return kEveryDate;
-  return (int64_t{calendar.tm_year} - 100) * 10000 + (calendar.tm_mon + 1) * 100 + calendar.tm_mday;
+  return (int64_t{calendar.tm_year} - 100) * 10000 + int64_t{calendar.tm_mon + 1} * 100 +
+         calendar.tm_mday;
 }
 
 // Marks the file at `index` and takes it from the total. False for an entry that is no file: a

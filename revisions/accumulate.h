@@ -85,6 +85,9 @@ inline bool FoldHead(SlotHead& head, const uint8_t* entry, const uint8_t* key,
   const double length = interval;
   head.status = Order::Load32(entry + kAtStatus);
   head.time += interval;
+  if constexpr (kForm.filled_from != 0) {
+    if (context.revision < kForm.filled_from) return true;
+  }
   for (size_t i = 0; i < kForm.carried.size(); ++i) {
     if (kForm.carried[i] != kNone) head.carried[i] = Order::Load32(entry + kForm.carried[i]);
   }

@@ -7,9 +7,9 @@
 extern Buffer record_in;
 extern Buffer record_out;
 
-// Reads the record whose header is in finfo: all of it (revisions whose handlers start at the first
-// byte), or what follows the header, with one read. The view covers the whole record; the 12 bytes
-// of the record header are undefined in the second case.
+// Reads the whole record whose header is in finfo, with one read. The input stands at its first
+// byte or behind its 12-byte header, as the family's dispatch row says; afterwards it stands behind
+// it.
 RecordView ReadWholeRecord();
 
 // Piece of a record, or null when it leaves the record.

@@ -123,6 +123,16 @@ TEST_F(AutoDriverTest, DatesAreLocalForAllRevisions) {
   EXPECT_THAT(outcome.trace, IsEmpty());
 }
 
+TEST_F(AutoDriverTest, MonthsAreCutInLocalTimeForAllRevisions) {
+  const TimeZone zone("JST-9");
+  Bytes late = HourArchive(0x1D, 30);
+  spell::SetU32(late, 4, Stamp(30) + 20 * 3600);  // 1 February in Japan
+  PutArchive("20240131A.psa", HourArchive(0x1D, 30));
+  PutArchive("20240201A.psa", late);
+  Day(inputs_);
+  EXPECT_THAT(Outputs(), ElementsAre("202401A.psa", "202402A.psa"));
+}
+
 TEST_F(AutoDriverTest, LeftOverTemporaryOutputIsMadeAnew) {
   directory_.Write("archive/20240101A.psa_tmp", Bytes(9999, 'x'));
   PutLog("20240101A.psl", LogOf(0x1D, 0));

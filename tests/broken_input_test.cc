@@ -2,8 +2,12 @@
 // input says, a run ends in one of two ways: with a whole archive, or with message 112 and none.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -43,12 +47,48 @@ Bytes FullLog(uint8_t revision) {
          FixedRecord("NNC", 80) + FixedRecord("LDM", 64) + FullStatistics(revision);
 }
 
+// Leaves this process room for 256 MB more. The sanitizers' shadow needs more than any limit.
+bool LimitMemory() {
+#ifndef __SANITIZE_ADDRESS__
+  constexpr rlim_t kRoom = rlim_t{256} << 20;
+  std::ifstream statm("/proc/self/statm");
+  rlim_t pages = 0;
+  statm >> pages;
+  const rlimit limit = {pages * 4096 + kRoom, pages * 4096 + kRoom};
+  return setrlimit(RLIMIT_AS, &limit) == 0;
+#else
+  return true;
+#endif
+}
+
+// Automatic runs sync their outputs: thousands of them want a file system in memory.
+class InMemory {
+ public:
+  InMemory() {
+    if (const char* directory = getenv("TMPDIR"); directory != nullptr) before_ = directory;
+    if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
+  }
+  ~InMemory() {
+    if (before_.empty()) {
+      unsetenv("TMPDIR");
+    } else {
+      setenv("TMPDIR", before_.c_str(), 1);
+    }
+  }
+  InMemory(const InMemory&) = delete;
+  InMemory& operator=(const InMemory&) = delete;
+
+ private:
+  std::string before_;
+};
+
 class BrokenInputTest : public ::testing::TestWithParam<uint8_t> {
  protected:
   BrokenInputTest() { directory_.MakeDirectory("archive"); }
 
   EngineOutcome Manual(const Bytes& file) {
     directory_.Write(kName, file);
+    std::filesystem::remove(directory_.Path("out"));
     const EngineOutcome outcome =
         RunManual({directory_.Path(kName)}, {.outpath = directory_.Path("out")});
     exists_ = directory_.Exists("out");
@@ -109,24 +149,18 @@ class BrokenInputTest : public ::testing::TestWithParam<uint8_t> {
     std::filesystem::remove(directory_.Path("archive/" + names[0]));
   }
 
-  // Runs `body` in a child that may not take much memory, where limits are possible.
+  // Runs `body` in a child that may not take much memory.
   template <typename Body>
   void WithLittleMemory(Body body) {
-    EXPECT_EQ(RunInChild([&] {
-#ifndef __SANITIZE_ADDRESS__
-                constexpr rlim_t kRoom = rlim_t{256} << 20;
-                std::ifstream statm("/proc/self/statm");
-                rlim_t pages = 0;
-                statm >> pages;
-                const rlimit limit = {pages * 4096 + kRoom, pages * 4096 + kRoom};
-                if (setrlimit(RLIMIT_AS, &limit) != 0) return 90;
-#endif
-                body();
-                return HasFailure() ? 1 : 0;
-              }),
-              0);
+    const int status = RunInChild([&] {
+      if (!LimitMemory()) return 90;
+      body();
+      return HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(status, 0);
   }
 
+  const InMemory in_memory_;
   TempDir directory_;
   Bytes archive_;
   bool exists_ = false;
@@ -143,7 +177,7 @@ INSTANTIATE_TEST_SUITE_P(Revisions, BrokenInputTest, ::testing::ValuesIn(kAllRev
 
 TEST_P(BrokenInputTest, TheUnbrokenLogIsArchived) {
   ASSERT_TRUE(IsFine(FullLog(GetParam())));
-  EXPECT_EQ(Tags(archive_), "HDR CON STA NNC LDM STA");
+  EXPECT_EQ(Tags(archive_), "HDR CON NNC STA LDM STA");
   ExpectDefinedEnd(FullLog(GetParam()), "whole");
 }
 
@@ -217,7 +251,11 @@ TEST_P(BrokenInputTest, RecordThatSaysItIsShorterNeverReadsBehindItsEnd) {
 // Where slots stand in the head of either record.
 std::vector<size_t> Slots(uint8_t revision) {
   std::vector<size_t> slots;
-  for (size_t at = 16; at + 8 <= HeadSize(revision) && at <= 144; at += 8) slots.push_back(at);
+  const size_t last = revision < 0x19 ? HeadSize(revision) - 8 : 144;
+  for (size_t at = 16; at <= last; at += 8) {
+    if (revision >= 0x14 && revision < 0x19 && at > 80) break;  // the trailing section's offset
+    slots.push_back(at);
+  }
   return slots;
 }
 
@@ -256,7 +294,6 @@ TEST_P(BrokenInputTest, CountsAndOffsetsOfAnyValueHaveADefinedEnd) {
 
 class LongBytesTest : public BrokenInputTest {};
 
-// The file header is left alone: other tests judge it.
 TEST_P(LongBytesTest, AnyByteOfAnyRecordMayBeWrong) {
   WithLittleMemory([this] {
     const Bytes whole = FullLog(GetParam());
@@ -269,6 +306,27 @@ TEST_P(LongBytesTest, AnyByteOfAnyRecordMayBeWrong) {
       }
     }
   });
+}
+
+// A wrong header may be refused with another message, and may make any record broken.
+TEST_P(LongBytesTest, AnyByteOfTheHeaderMayBeWrong) {
+  const Bytes whole = FullLog(GetParam());
+  for (size_t at = 0; at < spell::HeaderSize(GetParam()); ++at) {
+    for (const uint32_t value : {0x00U, 0x10U, 0x1FU, 0x44U, 0xFFU}) {
+      Bytes changed = whole;
+      SetU8(changed, at, value);
+      const EngineOutcome outcome = Manual(changed);
+      if (outcome.status == kReturned) {
+        // New revisions carry the header's length as it stands.
+        SetU32(archive_, 8, static_cast<uint32_t>(spell::HeaderSize(GetParam())));
+        EXPECT_NO_THROW(Records(archive_)) << at << ' ' << value;
+        continue;
+      }
+      EXPECT_EQ(outcome.status, 1) << at << ' ' << value;
+      EXPECT_EQ(outcome.err.rfind("Qelprfarc: 1", 0), 0U) << at << ' ' << value << outcome.err;
+      EXPECT_FALSE(exists_) << at << ' ' << value;
+    }
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(LongRevisions, LongBytesTest, ::testing::ValuesIn(kAllRevisions),
@@ -368,7 +426,9 @@ TEST_P(BrokenInputTest, PoolEntriesTooSmallForTheirKeyAreBroken) {
 // ---- statistics records ----
 
 TEST_P(BrokenInputTest, SectionThatLeavesItsRecordIsBroken) {
-  const Bytes whole = FullStatistics(GetParam());
+  // Zeros at the end, so that no entry there is compact.
+  Bytes whole = FullStatistics(GetParam()) + Bytes(200, '\0');
+  SetU32(whole, 8, static_cast<uint32_t>(whole.size()));
   for (const spell::SectionPlace& place : spell::AllSections(GetParam())) {
     for (const auto offset : {static_cast<uint32_t>(whole.size() - place.entry + 1),
                               static_cast<uint32_t>(whole.size()), 0xFFFFFFFFU}) {

@@ -243,6 +243,18 @@ TEST_F(Cache0x21, SecondRatioMaximumRatesAndFlag) {
   ExpectPeriod(Entry(5, 80000, 4000, 70, 3000000001, 8, 0x83));
 }
 
+TEST_F(Cache0x21, RatesAreTruncatedAsTheirExpressionsRound) {
+  Configure({{5}});
+  Interval({Entry(5, 1000, 0, 0, 9)});
+  // ((1000 x 9) / 1000000 / 1000) x 1000000 in double is a little below 9.
+  double rate = 1000.0 * 9.0;
+  rate = rate / 1000000.0;
+  rate = rate / 1000.0;
+  rate = rate * 1000000.0;
+  ASSERT_LT(rate, 9.0);
+  ExpectPeriod(Entry(5, 1000, 0, 0, 8));
+}
+
 TEST_F(Cache0x21, SecondRatioThatAveragesTo0Point4IsWrittenAs1) {
   Configure({{5}});
   Interval({Entry(5, 4, 1, 0)});
@@ -264,21 +276,25 @@ TEST_F(Cache0x21, SecondRatioAndMaximumOf10000And0Stay) {
 
 TEST_F(Cache0x21, NotValidEntriesSecondPartCounts) {
   Configure({{5}});
-  Bytes entry = Entry(5, 1000, 500, 60, 9, 8, 0x10).U8(9, 1);
+  Bytes entry = Entry(5, 1000, 500, 60, 1000000, 500000, 0x10).U8(9, 1);
   entry.U16(16, 400).U16(18, 300).Quad(32, 1, 1, 1, 1).Quad(96, 2, 3, 4, 5).Quad(112, 6, 7, 8, 9);
   Interval({entry});
-  ExpectPeriod(Entry(5, 1000, 500, 60, 9, 8, 0x10).Quad(96, 2, 3, 4, 5).Quad(112, 6, 7, 8, 9));
+  ExpectPeriod(
+      Entry(5, 1000, 500, 60, 1000000, 500000, 0x10).Quad(96, 2, 3, 4, 5).Quad(112, 6, 7, 8, 9));
 }
 
 TEST_F(Cache0x21, EntriesInAnotherOrderPutTheirSecondPartIntoTheSlotOfTheirPosition) {
   Configure({{5}, {6}});
-  Bytes six = Entry(6, 1000, 600, 66, 600, 60, 0x06).Quad(32, 6, 6, 6, 6).Quad(96, 60, 6, 6, 6);
-  Bytes five = Entry(5, 1000, 500, 55, 500, 50, 0x05).Quad(32, 5, 5, 5, 5).Quad(96, 50, 5, 5, 5);
+  Bytes six =
+      Entry(6, 1000, 600, 66, 3000000, 1500000, 0x06).Quad(32, 6, 6, 6, 6).Quad(96, 60, 6, 6, 6);
+  Bytes five =
+      Entry(5, 1000, 500, 55, 1000000, 500000, 0x05).Quad(32, 5, 5, 5, 5).Quad(96, 50, 5, 5, 5);
   Interval({six, five});
   // Slot 0 is that of cache 5, but entry 0 is that of cache 6.
   Bytes expected =
-      Entry(5, 1000, 600, 66, 600, 60, 0x06).Quad(32, 5, 5, 5, 5).Quad(96, 60, 6, 6, 6);
-  expected.Add(Entry(6, 1000, 500, 55, 500, 50, 0x05).Quad(32, 6, 6, 6, 6).Quad(96, 50, 5, 5, 5));
+      Entry(5, 1000, 600, 66, 3000000, 1500000, 0x06).Quad(32, 5, 5, 5, 5).Quad(96, 60, 6, 6, 6);
+  expected.Add(
+      Entry(6, 1000, 500, 55, 1000000, 500000, 0x05).Quad(32, 6, 6, 6, 6).Quad(96, 50, 5, 5, 5));
   ExpectPeriod(expected);
 }
 

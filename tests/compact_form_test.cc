@@ -5,21 +5,12 @@
 namespace revtest {
 namespace {
 
-using CompactForm = Form;
-INSTANTIATE_TEST_SUITE_P(Compact, CompactForm,
-                         ::testing::ValuesIn(Cases([](const KindFacts& k, const EntryFacts&) {
-                           return k.head != 0;
-                         })),
-                         CaseName);
+FORM_SUITE(CompactForm, ([](const KindFacts& k, const EntryFacts&) { return k.head != 0; }));
 
-using CompactGroupedForm = Form;
-INSTANTIATE_TEST_SUITE_P(Compact, CompactGroupedForm,
-                         ::testing::ValuesIn(Cases([](const KindFacts& k, const EntryFacts& e) {
-                           return k.head != 0 && e.quads > 0;
-                         })),
-                         CaseName);
+FORM_SUITE(CompactGroupedForm,
+           ([](const KindFacts& k, const EntryFacts& e) { return k.head != 0 && e.quads > 0; }));
 
-TEST_P(CompactForm, CompactEntryOccupiesItsHeadAndHasNoExtendedWords) {
+FORM_TEST(CompactForm, CompactEntryOccupiesItsHeadAndHasNoExtendedWords) {
   run.InputMask(kind, kinds.mask);
   Bytes words;
   for (int i = 0; i < WordCount(); ++i) words.AddU32(700 + U(i));
@@ -46,7 +37,7 @@ TEST_P(CompactForm, CompactEntryOccupiesItsHeadAndHasNoExtendedWords) {
   EXPECT_EQ(Section(both.size()), both);
 }
 
-TEST_P(CompactForm, CompactEntryFoldsZeroWordsWithTheirExtremes) {
+FORM_TEST(CompactForm, CompactEntryFoldsZeroWordsWithTheirExtremes) {
   const Bytes compact = LongInterval(first_key).U8(At(entry.compact), 0x40).Part(0, At(kinds.head));
   Interval(1000, compact);
   Interval(1060, ShortInterval(first_key));
@@ -58,7 +49,7 @@ TEST_P(CompactForm, CompactEntryFoldsZeroWordsWithTheirExtremes) {
   ExpectPeriod(bytes.Add(Words(Groups({1500, 0, 1536, 0}, {1500, 0, kSmall, 0}), {5000, 1000})));
 }
 
-TEST_P(CompactForm, CompactEntryCutAtTheEndOfTheRecordIsComplete) {
+FORM_TEST(CompactForm, CompactEntryCutAtTheEndOfTheRecordIsComplete) {
   const Bytes compact =
       Bytes(NotValid(second_key)).U8(At(entry.compact), 1).Part(0, At(kinds.head));
   Interval(1000, ShortInterval(first_key), compact);  // nothing behind the head
@@ -67,7 +58,7 @@ TEST_P(CompactForm, CompactEntryCutAtTheEndOfTheRecordIsComplete) {
       Words(Groups({1500, 1500, 1536, 1536}, {1500, 1500, kSmall, kSmall}), {1000, 1000})));
 }
 
-TEST_P(CompactForm, IdleResourceIsWrittenCompactWithItsRatio) {
+FORM_TEST(CompactForm, IdleResourceIsWrittenCompactWithItsRatio) {
   // No operations, though maxima are there; busy for 0.9999 ms.
   Bytes interval = Head(first_key, 5, 1, 9999);
   for (int k = 0; k < entry.quads; ++k) interval.Quad(Quad(k), 0, 3, 77, 5);
@@ -83,7 +74,7 @@ TEST_P(CompactForm, IdleResourceIsWrittenCompactWithItsRatio) {
   ExpectPeriod(expected);
 }
 
-TEST_P(CompactForm, BusyResourceWithoutOperationsIsWrittenInFull) {
+FORM_TEST(CompactForm, BusyResourceWithoutOperationsIsWrittenInFull) {
   Interval(1000, Head(first_key, 5, 1, 10000));  // busy for exactly 1 ms
   Bytes expected = Head(first_key, 5, 1, 10000);
   // Without a ratio, and for cache segments, operations alone decide.
@@ -95,7 +86,7 @@ TEST_P(CompactForm, BusyResourceWithoutOperationsIsWrittenInFull) {
   ExpectPeriod(expected);
 }
 
-TEST_P(CompactGroupedForm, OneOperationInTheLastGroupIsWrittenInFull) {
+FORM_TEST(CompactGroupedForm, OneOperationInTheLastGroupIsWrittenInFull) {
   Bytes interval = Head(first_key, 5, 1000, 0);
   interval.Quad(Quad(entry.quads - 1), 1, 3, 77, 1024);
   Interval(1000, interval);

@@ -8,6 +8,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <string>
@@ -344,6 +345,8 @@ TEST_F(DriverTest, DayArchivesAmongOthersAreMarkedAndPassedOver) {
   EXPECT_EQ(outcome.out,
             path + "20240103B.psa --> 202401B.psa\n" + path + "20240104B.psa --> 202401B.psa\n");
   EXPECT_EQ(Tags(Output("202401B.psa")), "HDR CON STA STA");
+  // The day archive sorts first: its array is "B" and its date "202401A".
+  EXPECT_EQ(std::count(outcome.marks.begin(), outcome.marks.end(), 1), 1);
 }
 
 // The revision of an input that was passed over does not count.
@@ -451,6 +454,17 @@ TEST_F(DriverTest, DirectoryOfAnOutputMustExist) {
   const EngineOutcome outcome = Run({Put("20240101A.psl", LogOf(0x1D, {1, 1}))}, {.outpath = path});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err, "Qelprfarc: 102 Can't open file -- " + path + "  func=open errno=2\n");
+}
+
+// Cut to what the program can hold it would be the path of another file.
+TEST_F(DriverTest, OutputPathThatIsTooLongIsRefused) {
+  std::string path = directory_.Path("out/");
+  while (path.size() < 1000) path += "./";
+  path += std::string(60, 'n');
+  const EngineOutcome outcome = Run({Put("20240101A.psl", LogOf(0x1D, {1, 1}))}, {.outpath = path});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err.rfind("Qelprfarc: 102 Can't open file -- ", 0), 0U) << outcome.err;
+  EXPECT_THAT(Outputs(), IsEmpty());
 }
 
 TEST_F(DriverTest, OutputThatIsAnInputIsRefusedBeforeItIsTouched) {

@@ -5,23 +5,13 @@
 namespace revtest {
 namespace {
 
-INSTANTIATE_TEST_SUITE_P(All, Form, ::testing::ValuesIn(AllCases()), CaseName);
+FORM_SUITE(Form, ([](const KindFacts&, const EntryFacts&) { return true; }));
 
-using GroupedForm = Form;
-INSTANTIATE_TEST_SUITE_P(Grouped, GroupedForm,
-                         ::testing::ValuesIn(Cases([](const KindFacts&, const EntryFacts& e) {
-                           return e.quads > 0;
-                         })),
-                         CaseName);
+FORM_SUITE(GroupedForm, ([](const KindFacts&, const EntryFacts& e) { return e.quads > 0; }));
 
-using CarryingForm = Form;
-INSTANTIATE_TEST_SUITE_P(Carrying, CarryingForm,
-                         ::testing::ValuesIn(Cases([](const KindFacts&, const EntryFacts& e) {
-                           return e.carried[0] >= 0;
-                         })),
-                         CaseName);
+FORM_SUITE(CarryingForm, ([](const KindFacts&, const EntryFacts& e) { return e.carried[0] >= 0; }));
 
-TEST_P(Form, FoldsIntervalsAndComputesExtremesOfRates) {
+FORM_TEST(Form, FoldsIntervalsAndComputesExtremesOfRates) {
   Interval(1000, LongInterval(first_key));
   Interval(1020, ShortInterval(first_key));
   // Operations: 30 x 1000 / 20000 x 1000 and 10 x 1000 / 60000 x 1000; volumes: 2^20 x 30 / 20 /
@@ -30,7 +20,7 @@ TEST_P(Form, FoldsIntervalsAndComputesExtremesOfRates) {
       Words(Groups({1500, 166, 1536, 341}, {1500, 166, kLarge, kSmall}), {5000, 1000})));
 }
 
-TEST_P(Form, MergesExtendedWordsOfTheInput) {
+FORM_TEST(Form, MergesExtendedWordsOfTheInput) {
   run.InputMask(kind, kinds.mask);
   const int n = WordCount();
   Bytes low, high;
@@ -47,7 +37,7 @@ TEST_P(Form, MergesExtendedWordsOfTheInput) {
   ExpectPeriod(BothIntervals().Add(words));
 }
 
-TEST_P(Form, ExtendedWordsOfMissingBitsTakeNoRoomAndThoseOutsideTheMaskArePassedOver) {
+FORM_TEST(Form, ExtendedWordsOfMissingBitsTakeNoRoomAndThoseOutsideTheMaskArePassedOver) {
   // Without the kind's second bit, with the lowest bit, which no kind's full mask has.
   run.InputMask(kind, (kinds.mask & ~0x40000000U) | 0x00000001U);
   const int n = WordCount();
@@ -63,7 +53,7 @@ TEST_P(Form, ExtendedWordsOfMissingBitsTakeNoRoomAndThoseOutsideTheMaskArePassed
   ExpectPeriod(BothIntervals().Add(expected));
 }
 
-TEST_P(Form, NotValidEntryDoesNotCount) {
+FORM_TEST(Form, NotValidEntryDoesNotCount) {
   const Bytes words =
       Words(Groups({1500, 1500, 1536, 1536}, {1500, 1500, kSmall, kSmall}), {1000, 1000});
   Interval(1000, ShortInterval(first_key));
@@ -76,13 +66,13 @@ TEST_P(Form, NotValidEntryDoesNotCount) {
   ExpectPeriod(expected.Add(words));
 }
 
-TEST_P(Form, PeriodWithoutIntervalsIsWrittenNotValidWithTheConfiguredKeys) {
+FORM_TEST(Form, PeriodWithoutIntervalsIsWrittenNotValidWithTheConfiguredKeys) {
   Interval(1000, NotValid(first_key));
   const Bytes expected = Untouched(first_key).Add(Untouched(second_key));
   EXPECT_EQ(SectionOf(run.Period(), revision, kind, expected.size()), expected);
 }
 
-TEST_P(Form, FirstIntervalOfTheNextPeriodReplacesTheExtremes) {
+FORM_TEST(Form, FirstIntervalOfTheNextPeriodReplacesTheExtremes) {
   Interval(3500, LongInterval(first_key));
   Interval(3599, ShortInterval(first_key));
   Interval(3600, LongInterval(first_key));  // the next hour
@@ -94,7 +84,7 @@ TEST_P(Form, FirstIntervalOfTheNextPeriodReplacesTheExtremes) {
   ExpectPeriod(expected);
 }
 
-TEST_P(Form, IntervalOfLengthZeroUpdatesSumsButNoExtremesOfRates) {
+FORM_TEST(Form, IntervalOfLengthZeroUpdatesSumsButNoExtremesOfRates) {
   Interval(1000, ShortInterval(first_key).U32(4, 0));
   Interval(1020, ShortInterval(first_key));
   Bytes expected = Head(first_key, 0x22222222, 20000, 1000);
@@ -105,7 +95,7 @@ TEST_P(Form, IntervalOfLengthZeroUpdatesSumsButNoExtremesOfRates) {
   ExpectPeriod(expected.Add(Words(Groups({1500, 0, 1536, 0}, {1500, 0, kSmall, 0}), {1000, 1000})));
 }
 
-TEST_P(GroupedForm, CountWordsWithTheTopBitSet) {
+FORM_TEST(GroupedForm, CountWordsWithTheTopBitSet) {
   Bytes interval = Head(first_key, 7, 1000, 10000);
   for (int k = 0; k < entry.quads; ++k) interval.Quad(Quad(k), 0xFFFFFFFF, 0, 9, 0);
   Interval(1000, interval);
@@ -120,14 +110,11 @@ TEST_P(GroupedForm, CountWordsWithTheTopBitSet) {
 
 // The resuming search of logical disks (from 0x15) and physical disks takes any key; host port
 // nodes are configured by their first entries, so a later one can be unknown.
-using SearchedForm = Form;
-INSTANTIATE_TEST_SUITE_P(Searched, SearchedForm,
-                         ::testing::ValuesIn(Cases([](const KindFacts& k, const EntryFacts&) {
-                           return k.kind != kPd && (k.kind != kLd || k.list != 64);
-                         })),
-                         CaseName);
+FORM_SUITE(SearchedForm, ([](const KindFacts& k, const EntryFacts&) {
+             return k.kind != kPd && (k.kind != kLd || k.list != 64);
+           }));
 
-TEST_P(SearchedForm, UnconfiguredKeyBreaksTheRecord) {
+FORM_TEST(SearchedForm, UnconfiguredKeyBreaksTheRecord) {
   Interval(1000, LongInterval(first_key));
   Key unknown = first_key;
   unknown[0] = 0x77;
@@ -137,7 +124,7 @@ TEST_P(SearchedForm, UnconfiguredKeyBreaksTheRecord) {
   EXPECT_TRUE(run.Breaks(record.Build()));
 }
 
-TEST_P(CarryingForm, CarriedWordsAreThoseOfTheLastValidEntry) {
+FORM_TEST(CarryingForm, CarriedWordsAreThoseOfTheLastValidEntry) {
   const auto with = [this](Bytes bytes, uint32_t a, uint32_t b) {
     if (entry.carried[0] >= 0) bytes.U32(At(entry.carried[0]), a);
     if (entry.carried[1] >= 0) bytes.U32(At(entry.carried[1]), b);
@@ -151,7 +138,7 @@ TEST_P(CarryingForm, CarriedWordsAreThoseOfTheLastValidEntry) {
           .Add(Words(Groups({1500, 166, 1536, 341}, {1500, 166, kLarge, kSmall}), {5000, 1000})));
 }
 
-TEST_P(Form, BytesThatNoRuleNamesAreWrittenAsZero) {
+FORM_TEST(Form, BytesThatNoRuleNamesAreWrittenAsZero) {
   // Everything in the head that has no meaning of its own is set; none of it comes out.
   Bytes interval = LongInterval(first_key);
   Bytes named(interval.size());
@@ -181,14 +168,9 @@ TEST_P(Form, BytesThatNoRuleNamesAreWrittenAsZero) {
 
 // --- forms with a ratio flag ---------------------------------------------------------------------
 
-using FlaggedForm = Form;
-INSTANTIATE_TEST_SUITE_P(Flagged, FlaggedForm,
-                         ::testing::ValuesIn(Cases([](const KindFacts&, const EntryFacts& e) {
-                           return e.flag != 0;
-                         })),
-                         CaseName);
+FORM_SUITE(FlaggedForm, ([](const KindFacts&, const EntryFacts& e) { return e.flag != 0; }));
 
-TEST_P(FlaggedForm, AbsentRatioIsNotGathered) {
+FORM_TEST(FlaggedForm, AbsentRatioIsNotGathered) {
   const auto without = [this](Bytes bytes) { return bytes.U8(At(entry.flag_at), 0); };
   Interval(1000, without(LongInterval(first_key)));
   Interval(1020, without(ShortInterval(first_key)));
@@ -200,7 +182,7 @@ TEST_P(FlaggedForm, AbsentRatioIsNotGathered) {
                    .Add(Words(Groups({1500, 166, 1536, 341}, {1500, 166, kLarge, kSmall}), ratio)));
 }
 
-TEST_P(FlaggedForm, OneIntervalWithARatioSetsTheBit) {
+FORM_TEST(FlaggedForm, OneIntervalWithARatioSetsTheBit) {
   Interval(1000, LongInterval(first_key));
   Interval(1020, ShortInterval(first_key).U8(At(entry.flag_at), 0));
   const std::vector<uint32_t> ratio =

@@ -272,7 +272,7 @@ Bytes Reversed(const Bytes& entry, const std::vector<std::pair<int, int>>& field
   return swapped;
 }
 
-TEST(Converters, SwapExactlyTheFieldsOfTheForm) {
+TEST(LayoutConverters, SwapExactlyTheFieldsOfTheForm) {
   for (const Swapped& form : SwappedForms()) {
     SCOPED_TRACE(form.name);
     const Bytes disk = Bytes(form.size).Pattern(0, form.size, 3);
@@ -282,7 +282,7 @@ TEST(Converters, SwapExactlyTheFieldsOfTheForm) {
   }
 }
 
-TEST(Converters, TwiceRestoresTheEntry) {
+TEST(LayoutConverters, TwiceRestoresTheEntry) {
   for (const Swapped& form : SwappedForms()) {
     SCOPED_TRACE(form.name);
     const Bytes disk = Bytes(form.size).Pattern(0, form.size, 3);
@@ -293,7 +293,7 @@ TEST(Converters, TwiceRestoresTheEntry) {
   }
 }
 
-TEST(Converters, NamedOnesServeTheirForm) {
+TEST(LayoutConverters, NamedOnesServeTheirForm) {
   Bytes disk = Bytes(96).Pattern(0, 96, 1).U8(11, 0);
   const auto fields = WithQuads({{0, 4}, {4, 4}, {12, 2}, {14, 2}}, {16, 32, 48, 64, 80});
   Bytes entry = disk;
@@ -308,14 +308,14 @@ TEST(Converters, NamedOnesServeTheirForm) {
   EXPECT_EQ(entry, Reversed(disk, WithQuads({{0, 4}, {4, 4}, {16, 4}, {20, 2}}, {32, 48})));
 }
 
-TEST(Converters, ChesegBytes12And13StayWhileBit7OfTheFlagsIsSet) {
+TEST(LayoutConverters, ChesegBytes12And13StayWhileBit7OfTheFlagsIsSet) {
   const Bytes disk = Bytes(96).Pattern(0, 96, 1).U8(11, 0x80);
   Bytes entry = disk;
   ntoh_ChesegSta_0x13(entry.data());
   EXPECT_EQ(entry, Reversed(disk, WithQuads({{0, 4}, {4, 4}, {14, 2}}, {16, 32, 48, 64, 80})));
 }
 
-TEST(Converters, ElementsOfOptionalItems) {
+TEST(LayoutConverters, ElementsOfOptionalItems) {
   const Bytes pair = Bytes(48).Pattern(0, 48, 5);
   Bytes element = pair;
   ntoh_LD_CPSta_0x1B(element.data());

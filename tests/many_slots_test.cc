@@ -73,10 +73,11 @@ void WithEveryKernel(Body body) {
   SetKernels(before);
 }
 
-class ManySlots : public ::testing::TestWithParam<FormCase> {
- protected:
-  int revision = GetParam().revision;
-  Kind kind = GetParam().kind;
+class ManySlotsRun {
+ public:
+  ManySlotsRun(int format, Kind of) : revision(format), kind(of) {}
+  int revision;
+  Kind kind;
   std::vector<KindFacts> all = KindsOf(revision);
   KindFacts kinds = *FindKind(all, kind);
   EntryFacts entry = EntryOf(kind, revision);
@@ -253,15 +254,28 @@ class ManySlots : public ::testing::TestWithParam<FormCase> {
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(All, ManySlots, ::testing::ValuesIn(AllCases()), CaseName);
+class ManySlots : public ::testing::TestWithParam<Kind> {
+ protected:
+  // Every kernel in every revision that carries the kind.
+  static void Compare(bool compute) {
+    for (const int revision : AllRevisions()) {
+      const std::vector<KindFacts> kinds = KindsOf(revision);
+      if (FindKind(kinds, GetParam()) == nullptr) continue;
+      SCOPED_TRACE(RevisionName(revision));
+      WithEveryKernel([&] { ManySlotsRun(revision, GetParam()).RunAndCompare(compute); });
+    }
+  }
+};
 
-TEST_P(ManySlots, RatesComputed) {
-  WithEveryKernel([this] { RunAndCompare(true); });
-}
+INSTANTIATE_TEST_SUITE_P(Kinds, ManySlots,
+                         ::testing::ValuesIn(FormKinds([](const KindFacts&, const EntryFacts&) {
+                           return true;
+                         })),
+                         FormName);
 
-TEST_P(ManySlots, WordsMerged) {
-  WithEveryKernel([this] { RunAndCompare(false); });
-}
+TEST_P(ManySlots, RatesComputed) { Compare(true); }
+
+TEST_P(ManySlots, WordsMerged) { Compare(false); }
 
 // An entry whose key is not configured goes to the slot at the cursor, beside that slot's own.
 void ShareASlot() {

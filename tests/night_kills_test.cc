@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/header_file.h"
 #include "tests/support/nights.h"
 
 namespace {
@@ -36,8 +37,15 @@ class DisturbedNight : public ::testing::Test {
   static void Prepare(const TestServer& server) {
     const std::string logs = server.directory.Path("arc");
     MakeLogs(logs, {"--arrays", "2", "--start", "2024-02-26", "--days", "5"});
-    MakeLogs(logs, {"--name", "parts", "--start", "2024-02-26", "--days", "5",
-                    "--files-per-day", "3", "--revision", "0x1A"});
+    MakeLogs(logs, {"--name", "parts", "--start", "2024-02-26", "--days", "5", "--files-per-day",
+                    "3", "--revision", "0x1A"});
+    // An hour archive that first goes into a day archive and then expires.
+    HeaderFile old;
+    old.level = 'H';
+    old.time = static_cast<uint32_t>(LocalTimeIn("UTC", "2024-01-15 00:00:00"));
+    server.directory.MakeDirectory("arc/archive");
+    server.directory.Write("arc/archive/20240115old.psa", HeaderBytes(old));
+    server.directory.Write("arc/Qelprf.A");
   }
 
   // A server whose archive directory holds those logs, taken from the first server.
@@ -83,15 +91,17 @@ class DisturbedNight : public ::testing::Test {
     return false;
   }
 
-  // What an undisturbed night leaves, and how many system calls it has.
+  // What an undisturbed night leaves, and how many system calls it has (all, or those named).
   struct Undisturbed {
     std::map<std::string, std::string> files;
     int calls = 0;
   };
-  Undisturbed RunUndisturbed() const {
+  Undisturbed RunUndisturbed(const Variables& calls = {}) const {
     const Night night(&logs.server);
     const std::string count = night.server.directory.Path("count");
-    const ProgramResult run = RunNight(night.server, clock, {{"DISTURB_COUNT", count}});
+    Variables disturb = calls;
+    disturb.emplace_back("DISTURB_COUNT", count);
+    const ProgramResult run = RunNight(night.server, clock, disturb);
     EXPECT_EQ(run.status, 0) << run.err;
     return {FilesOf(night.server), atoi(TempDir::ReadFile(count).c_str())};
   }
@@ -99,7 +109,7 @@ class DisturbedNight : public ::testing::Test {
   // Every archive under its final name is whole, whatever happened.
   static void ExpectWholeArchives(const TestServer& server, const Undisturbed& undisturbed) {
     for (const auto& [name, bytes] : FilesOf(server)) {
-      if (!name.ends_with(".psa")) continue;
+      if (!name.ends_with(".psa") || name == "archive/20240115old.psa") continue;
       ASSERT_TRUE(undisturbed.files.contains(name)) << name;
       EXPECT_EQ(undisturbed.files.at(name), bytes) << name;
     }
@@ -124,6 +134,9 @@ TEST_F(LongPrefixKills, Kill9At50RandomPoints) {
   const Undisturbed undisturbed = RunUndisturbed();
   ASSERT_GT(undisturbed.calls, 200);
   ASSERT_TRUE(undisturbed.files.contains("archive/202402array01.psa"));
+  ASSERT_TRUE(undisturbed.files.contains("archive/202401old.psa"));
+  ASSERT_FALSE(undisturbed.files.contains("archive/20240115old.psa"));
+  ASSERT_FALSE(undisturbed.files.contains("20240226array01.psl"));
   std::mt19937 random(9);
   std::set<int> points{1, undisturbed.calls};
   while (points.size() < 50) {
@@ -142,11 +155,29 @@ TEST_F(LongPrefixKills, Kill9At50RandomPoints) {
     with_archives += FilesOf(night.server).size() > FilesOf(logs.server).size() ? 1 : 0;
     ExpectTheSameInTheEnd(night.server, undisturbed);
   }
-  printf("kill -9 at %zu of %d calls: %d times with a temporary archive left behind, %d times with "
-         "new files; each next run ended like an undisturbed one\n",
-         points.size(), undisturbed.calls, with_temporary, with_archives);
+  printf(
+      "kill -9 at %zu of %d calls: %d times with a temporary archive left behind, %d times with "
+      "new files; each next run ended like an undisturbed one\n",
+      points.size(), undisturbed.calls, with_temporary, with_archives);
   EXPECT_GT(with_temporary, 5);
   EXPECT_GT(with_archives, 5);
+}
+
+TEST_F(LongPrefixKills, Kill9AroundEveryChangeOfTheDirectories) {
+  const Variables calls{{"DISTURB_CALLS", "fsync,rename,unlink,mkdir"}};
+  const Undisturbed undisturbed = RunUndisturbed(calls);
+  ASSERT_GT(undisturbed.calls, 50);
+  for (int point = 1; point <= undisturbed.calls; ++point) {
+    SCOPED_TRACE("killed before change " + std::to_string(point));
+    const Night night(&logs.server);
+    Variables disturb = calls;
+    disturb.emplace_back("DISTURB_SIGNAL", "9");
+    disturb.emplace_back("DISTURB_AT", std::to_string(point));
+    ASSERT_EQ(RunNight(night.server, clock, disturb).status, 128 + SIGKILL);
+    ExpectWholeArchives(night.server, undisturbed);
+    ExpectTheSameInTheEnd(night.server, undisturbed);
+  }
+  printf("kill -9 before each of %d calls of fsync, rename, unlink and mkdir\n", undisturbed.calls);
 }
 
 TEST_F(LongPrefixKills, Kill9AtAnyTimeFromOutside) {
@@ -171,7 +202,7 @@ TEST_F(LongPrefixKills, SigtermAtRandomPoints) {
   std::mt19937 random(15);
   int in_writing = 0;
   for (int i = 0; i < 40; ++i) {
-    const int point = std::uniform_int_distribution<int>(4, undisturbed.calls - 1)(random);
+    const int point = std::uniform_int_distribution<int>(1, undisturbed.calls - 1)(random);
     SCOPED_TRACE("terminated before call " + std::to_string(point));
     const Night night(&logs.server);
     const ProgramResult run = RunNight(
@@ -187,6 +218,42 @@ TEST_F(LongPrefixKills, SigtermAtRandomPoints) {
     ExpectTheSameInTheEnd(night.server, undisturbed);
   }
   EXPECT_GT(in_writing, 20);
+}
+
+// The one case that a later run does not mend, and the repair that docs/operations.md tells:
+// several revisions on one day make several archives, and the first one stands for the day.
+TEST_F(LongPrefixKills, InterruptedSequelsAreRedoneByHand) {
+  const auto make_logs = [](const TestServer& server) {
+    for (const char* revision : {"0x1C", "0x1D"}) {
+      MakeLogs(server.directory.Path("logs"), {"--name", "m", "--start", "2024-03-01",
+                                               "--files-per-day", "2", "--revision", revision});
+      const std::string part =
+          revision == std::string("0x1C") ? "20240301m#001.psl" : "20240301m#002.psl";
+      std::filesystem::rename(server.directory.Path("logs/" + part),
+                              server.directory.Path("arc/" + part));
+    }
+  };
+  TestServer whole;
+  make_logs(whole);
+  ASSERT_EQ(RunNight(whole, clock).status, 0);
+  const auto expected = FilesOf(whole);
+  ASSERT_TRUE(expected.contains("archive/20240301m.psa"));
+  ASSERT_TRUE(expected.contains("archive/20240301m#002.psa"));
+
+  TestServer server;
+  make_logs(server);
+  ASSERT_EQ(RunNight(server, clock,
+                     {{"DISTURB_CALLS", "rename"}, {"DISTURB_SIGNAL", "9"}, {"DISTURB_AT", "2"}})
+                .status,
+            128 + SIGKILL);
+  const AddedText log = AddedText::OperationLog();
+  ASSERT_EQ(RunNight(server, clock).status, 0);
+  EXPECT_THAT(log.Text(), HasSubstr("file=20240301m#002.psa\n"));
+  EXPECT_FALSE(server.directory.Exists("arc/archive/20240301m#002.psa"));
+
+  std::filesystem::remove(server.directory.Path("arc/archive/20240301m.psa"));
+  ASSERT_EQ(RunNight(server, clock).status, 0);
+  EXPECT_TRUE(FilesOf(server) == expected);
 }
 
 class PrefixDisturbedNight : public DisturbedNight {};
@@ -222,7 +289,8 @@ TEST_F(PrefixDisturbedNight, SecondArchiverFailsAtOnceAndTouchesNothing) {
   const AddedText log = AddedText::OperationLog();
   const ProgramResult second = RunNight(night.server, clock);
   EXPECT_EQ(second.status, 0);
-  EXPECT_THAT(log.Text(), HasSubstr(" 08320 Qelprfarc 4 1 Failed in archives of psl(psa) files.\n"));
+  EXPECT_THAT(log.Text(),
+              HasSubstr(" 08320 Qelprfarc 4 1 Failed in archives of psl(psa) files.\n"));
   EXPECT_THAT(log.Text(), Not(HasSubstr("08094")));
   EXPECT_TRUE(LockIsHeld(night.server));
   EXPECT_FALSE(TemporariesOf(night.server).empty()) << "the first one goes on";

@@ -23,23 +23,23 @@
 namespace {
 
 namespace fs = std::filesystem;
-using model::Archive;
+using model::ArchiveState;
 using model::Date;
-using model::Log;
+using model::LogState;
 using std::chrono::days;
 
 constexpr char kBerlin[] = "Europe/Berlin";
 
 struct NightNames {
   std::vector<std::string> logs;
-  std::map<std::string, Archive> archives;
+  std::map<std::string, ArchiveState> archives;
   bool operator==(const NightNames&) const = default;
 };
 
 void PrintTo(const NightNames& names, std::ostream* out) {
   for (const std::string& name : names.logs) *out << name << "\n";
   for (const auto& [name, kind] : names.archives) {
-    *out << name << (kind == Archive::kEmptyHour ? " (empty)\n" : "\n");
+    *out << name << (kind == ArchiveState::kEmptyHour ? " (empty)\n" : "\n");
   }
 }
 
@@ -66,9 +66,9 @@ NightNames NamesOf(const TestServer& server) {
     if (!name.ends_with(".psa")) {
       names.logs.push_back(name);
     } else if (count == 0) {
-      names.archives[name] = Archive::kEmptyHour;
+      names.archives[name] = ArchiveState::kEmptyHour;
     } else {
-      names.archives[name] = head[12] == 'D' ? Archive::kDay : Archive::kHour;
+      names.archives[name] = head[12] == 'D' ? ArchiveState::kDay : ArchiveState::kHour;
     }
   }
   return names;
@@ -102,7 +102,7 @@ class LongPrefixNights : public ::testing::Test {
     }
     for (const std::string& name : names) {
       fs::rename(made.Path(name), server.directory.Path("arc/" + name));
-      files.logs[name] = Log::kGood;
+      files.logs[name] = LogState::kGood;
     }
     return names;
   }
@@ -179,11 +179,11 @@ class LongPrefixYear : public LongPrefixNights {
     make("c", "0x17", "1");
   }
 
-  void Spoil(const std::string& name, Log state) {
+  void Spoil(const std::string& name, LogState state) {
     const std::string path = server.directory.Path("arc/" + name);
     const auto size = fs::file_size(path);
     switch (state) {
-      case Log::kBroken:
+      case LogState::kBroken:
         // Every second one has a false record, the others end in the middle of one.
         if (std::uniform_int_distribution<int>(0, 1)(random) == 0) {
           fs::resize_file(path, size - 100);
@@ -191,19 +191,19 @@ class LongPrefixYear : public LongPrefixNights {
           Overwrite(path, name.find("c.") == std::string::npos ? 256 : 80, "XYZ");
         }
         break;
-      case Log::kHeadless:
+      case LogState::kHeadless:
         fs::resize_file(path, 40);
         break;
-      case Log::kEmpty:
+      case LogState::kEmpty:
         fs::resize_file(path, 0);
         break;
-      case Log::kUnreadable:
+      case LogState::kUnreadable:
         MakeUnreadable(path);
         break;
-      case Log::kOld:
+      case LogState::kOld:
         Overwrite(path, 3, "\x16");
         break;
-      case Log::kGood:
+      case LogState::kGood:
         break;
     }
     files.logs[name] = state;
@@ -233,8 +233,8 @@ class LongPrefixYear : public LongPrefixNights {
 
   // Arrival of a day: one file in twelve has a fault.
   void DeliverWithFaults(Date date) {
-    constexpr Log kFaults[] = {Log::kBroken,     Log::kBroken, Log::kHeadless, Log::kEmpty,
-                               Log::kUnreadable, Log::kOld};
+    constexpr LogState kFaults[] = {LogState::kBroken, LogState::kBroken,     LogState::kHeadless,
+                                    LogState::kEmpty,  LogState::kUnreadable, LogState::kOld};
     std::vector<std::string> names = Deliver(date);
     std::sort(names.begin(), names.end());
     for (const std::string& name : names) {
@@ -290,11 +290,11 @@ TEST_F(LongPrefixYear, ThreeArraysWithFaultsMissedAndKilledNights) {
   }
   EXPECT_GT(nights, 330);
   // The walk had something to show: archives of both levels are there, and broken days too.
-  std::map<Archive, int> kinds;
+  std::map<ArchiveState, int> kinds;
   for (const auto& [name, kind] : files.archives) ++kinds[kind];
-  EXPECT_GT(kinds[Archive::kHour], 60);
-  EXPECT_GT(kinds[Archive::kEmptyHour], 10);
-  EXPECT_GT(kinds[Archive::kDay], 9);
+  EXPECT_GT(kinds[ArchiveState::kHour], 60);
+  EXPECT_GT(kinds[ArchiveState::kEmptyHour], 10);
+  EXPECT_GT(kinds[ArchiveState::kDay], 9);
 }
 
 }  // namespace

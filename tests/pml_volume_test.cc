@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 
 #include <cerrno>
+#include <exception>
 #include <map>
 
 #include "tests/pml_tree.h"
@@ -25,13 +26,13 @@ class PmlVolume : public pml_test::PmlTree {
     const pid_t child = fork();
     ASSERT_NE(child, -1);
     if (child == 0) {
-      if ((unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) ||
-          mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-          mount("tmpfs", base_.c_str(), "tmpfs", 0, nullptr) != 0 ||
-          mount("tmpfs", staging_.c_str(), "tmpfs", 0, nullptr) != 0) {
-        _exit(kNotAllowed);
+      if (!MountVolumes()) _exit(kNotAllowed);
+      // An exception must not carry the child into the remaining tests.
+      try {
+        body();
+      } catch (const std::exception& error) {
+        ADD_FAILURE() << error.what();
       }
-      body();
       fflush(stdout);
       _exit(HasFailure() ? 1 : 0);
     }
@@ -42,6 +43,33 @@ class PmlVolume : public pml_test::PmlTree {
       GTEST_SKIP() << "this process may not mount a volume: the check was not seen on a real one";
     }
     EXPECT_EQ(WEXITSTATUS(status), 0) << "see the child's messages above";
+  }
+
+ private:
+  static bool WriteTo(const char* path, const std::string& text) {
+    const int fd = open(path, O_WRONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    const bool written = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    close(fd);
+    return written;
+  }
+
+  // A mount namespace of this process alone; without privilege inside a user namespace, in which
+  // the user must be known to be able to own files on the new volumes.
+  static bool LeaveMountNamespace() {
+    if (unshare(CLONE_NEWNS) == 0) return true;
+    const std::string user = std::to_string(getuid());
+    const std::string group = std::to_string(getgid());
+    return unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && WriteTo("/proc/self/setgroups", "deny") &&
+           WriteTo("/proc/self/uid_map", "0 " + user + " 1") &&
+           WriteTo("/proc/self/gid_map", "0 " + group + " 1");
+  }
+
+  bool MountVolumes() const {
+    return LeaveMountNamespace() &&
+           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount("tmpfs", base_.c_str(), "tmpfs", 0, nullptr) == 0 &&
+           mount("tmpfs", staging_.c_str(), "tmpfs", 0, nullptr) == 0;
   }
 };
 

@@ -202,8 +202,9 @@ bool ReadTables(const PslHeader& header, std::span<const uint8_t> record, Record
   if (trailing_at != 0) {
     const uint32_t offset = Load32(record.data() + trailing_at);
     if (offset > record.size()) {
-      sound = report.Error("trailing-bounds", trailing_at, "trailing section, offset",
-                           fmt::format("{} is behind the record's {} bytes", offset, record.size()));
+      sound =
+          report.Error("trailing-bounds", trailing_at, "trailing section, offset",
+                       fmt::format("{} is behind the record's {} bytes", offset, record.size()));
     } else if (offset != 0) {
       extents.Add(offset, record.size() - offset, "the trailing section", trailing_at);
     }

@@ -73,8 +73,9 @@ bool EndsWith(const std::string& text, std::string_view end) {
 // An empty archive is the archiver's own mark.
 Finding Explained(Finding trouble, const std::string& path) {
   if (std::string_view(trouble.code) == "file-empty" && EndsWith(path, ".psa")) {
-    trouble.text = "the archive is empty: its day was tried, met a broken record and is not tried "
-                   "again";
+    trouble.text =
+        "the archive is empty: its day was tried, met a broken record and is not tried "
+        "again";
   }
   return trouble;
 }
@@ -100,40 +101,60 @@ void CheckFileHeader(const PslReader& reader, const FindingSink& sink) {
 
 void RecordChecker::CheckSmall(const PslReader& reader, RecordReport& report) const {
   if (reader.tag() == "FRE") {
-    if (header_.level == 'L') return;
+    if (header_->level == 'L') return;
     report.Warn("free-record", kAtTag, "tag", "archives have no free space");
     return;
   }
   const uint32_t fixed = MeaningfulSize(reader.tag(), reader.length());
-  if (reader.length() == fixed || LayoutOf(header_.revision).row.skips_tails) return;
+  if (reader.length() == fixed || LayoutOf(header_->revision).row.skips_tails) return;
   report.Warn("record-long", kAtLength, "record length",
               fmt::format("{} bytes, but the next record is taken to begin after {}",
                           reader.length(), fixed));
 }
 
-bool RecordChecker::Try(const PslReader& reader, const FindingSink& sink) {
-  RecordReport report(sink, reader.number(), reader.position(), reader.tag());
+Verdict RecordChecker::Judge(const PslReader& reader, const FindingSink& sink, UnknownDisks unknown,
+                             Taken& taken) const {
+  bool refused = false;
+  const FindingSink watching = [&](const Finding& finding) {
+    refused = refused || (unknown == UnknownDisks::kRefused &&
+                          std::string_view(finding.code) == "key-unknown");
+    sink(finding);
+  };
+  RecordReport report(watching, reader.number(), reader.position(), reader.tag());
+  bool sound = true;
   if (reader.tag() == "CON") {
-    ArrayTables tables;
-    if (!ReadTables(header_, reader.record(), report, tables)) return false;
-    tables_ = std::move(tables);
-    lost_structure_ = false;
+    sound = ReadTables(*header_, reader.record(), report, taken.tables);
   } else if (reader.tag() == "STA") {
-    return CheckStatistics(header_, reader.record(), report, tables_);
+    if (lost_structure_) return Verdict::kUnchecked;
+    sound = CheckStatistics(*header_, reader.record(), report, tables_, taken.found);
   } else {
     CheckSmall(reader, report);
   }
-  return true;
+  return sound && !refused ? Verdict::kSound : Verdict::kBroken;
 }
 
-Verdict RecordChecker::Check(const PslReader& reader, const FindingSink& sink) {
-  if (reader.tag() == "STA" && lost_structure_) return Verdict::kUnchecked;
-  if (Try(reader, sink)) return Verdict::kSound;
+Verdict RecordChecker::Judge(const PslReader& reader, const FindingSink& sink,
+                             UnknownDisks unknown) const {
+  Taken taken;
+  return Judge(reader, sink, unknown, taken);
+}
+
+Verdict RecordChecker::Check(const PslReader& reader, const FindingSink& sink,
+                             UnknownDisks unknown) {
+  Taken taken;
+  const Verdict verdict = Judge(reader, sink, unknown, taken);
   if (reader.tag() == "CON") {
-    tables_ = ArrayTables();
-    lost_structure_ = true;
+    lost_structure_ = verdict != Verdict::kSound;
+    tables_ = lost_structure_ ? ArrayTables() : std::move(taken.tables);
+  } else if (reader.tag() == "STA" && verdict == Verdict::kSound && header_->level != 'D') {
+    // Day archives leave out structure records that change nothing in their lists; the sets that
+    // statistics records name can change there without one.
+    for (size_t kind = 0; kind < kSectionKinds; ++kind) {
+      KeyTable& found = taken.found[kind];
+      if (found.from_statistics) tables_.kinds[kind] = std::move(found);
+    }
   }
-  return Verdict::kBroken;
+  return verdict;
 }
 
 CheckedFile CheckFile(const std::string& path, const FindingSink& sink, Progress& progress) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tools/array_tables.h"
+#include "tools/check_statistics.h"
 #include "tools/finding.h"
 #include "tools/progress.h"
 #include "tools/psl_reader.h"
@@ -16,24 +17,33 @@ enum class Verdict : uint8_t {
   kUnchecked,  // a statistics record behind a structure record that is broken
 };
 
+// How entries of logical and physical disks that the structure record does not know are taken: the
+// archiver puts them to the disk that it found last.
+enum class UnknownDisks : uint8_t { kTaken, kRefused };
+
 // Judges the records of one file in their order.
 class RecordChecker {
  public:
-  explicit RecordChecker(const PslHeader& header) : header_(header) {}
+  explicit RecordChecker(const PslHeader& header) : header_(&header) {}
 
   // Judges the record at hand, which is loaded. What it says about the array is in force from then
   // on; a broken structure record leaves nothing in force.
-  Verdict Check(const PslReader& reader, const FindingSink& sink);
+  Verdict Check(const PslReader& reader, const FindingSink& sink,
+                UnknownDisks unknown = UnknownDisks::kTaken);
 
-  // Judges a record that may be none: a broken one changes nothing.
-  bool Try(const PslReader& reader, const FindingSink& sink);
-
-  const ArrayTables& tables() const { return tables_; }
+  // The same for a record that may be none: nothing is taken from it.
+  Verdict Judge(const PslReader& reader, const FindingSink& sink, UnknownDisks unknown) const;
 
  private:
+  struct Taken {
+    ArrayTables tables;  // of a structure record
+    FoundTables found;   // of a statistics record
+  };
+  Verdict Judge(const PslReader& reader, const FindingSink& sink, UnknownDisks unknown,
+                Taken& taken) const;
   void CheckSmall(const PslReader& reader, RecordReport& report) const;
 
-  const PslHeader& header_;
+  const PslHeader* header_;
   ArrayTables tables_;
   bool lost_structure_ = false;
 };

@@ -19,9 +19,8 @@ struct Context {
   std::span<const uint8_t> record;
   RecordReport& report;
   const RevisionLayout& layout;
-  ArrayTables& tables;
-  // Sets that this record names; they count once the record has turned out to be sound.
-  std::array<KeyTable, kSectionKinds> found = {};
+  const ArrayTables& tables;
+  FoundTables& found;
 };
 
 std::string SectionName(Kind kind) { return fmt::format("section {}", NameOf(kind).word); }
@@ -85,8 +84,8 @@ bool BuildTable(Context& c, const SectionRow& row, const SectionPlace& place, Lo
   return true;
 }
 
-// Tells of the first key that has no resource. Of logical and physical disks the archiver takes such
-// an entry for the disk that it found last.
+// Tells of the first key that has no resource. Of logical and physical disks the archiver takes
+// such an entry for the disk that it found last.
 bool CheckKeys(Context& c, const SectionRow& row, const SectionPlace& place, const KeyTable& table,
                Extents& extents) {
   const Form& form = kForms[row.form];
@@ -95,24 +94,21 @@ bool CheckKeys(Context& c, const SectionRow& row, const SectionPlace& place, con
   uint64_t where = 0;
   uint32_t key = 0;
   uint64_t behind = place.offset;
-  const bool whole =
-      VisitSection(c.header, c.record, row,
-                   [&](std::span<const uint8_t> entry, std::span<const uint8_t> words) {
-                     const uint32_t this_key = EntryKey(form.key, table.key_count, entry);
-                     if (!table.Finds(this_key, position) && unknown++ == 0) {
-                       key = this_key;
-                       where = static_cast<uint64_t>(entry.data() - c.record.data()) +
-                               form.key.at[0];
-                     }
-                     behind += entry.size() + words.size();
-                     ++position;
-                   });
+  const bool whole = VisitSection(
+      c.header, c.record, row, [&](std::span<const uint8_t> entry, std::span<const uint8_t> words) {
+        const uint32_t this_key = EntryKey(form.key, table.key_count, entry);
+        if (!table.Finds(this_key, position) && unknown++ == 0) {
+          key = this_key;
+          where = static_cast<uint64_t>(entry.data() - c.record.data()) + form.key.at[0];
+        }
+        behind += entry.size() + words.size();
+        ++position;
+      });
   const std::string name = SectionName(row.kind);
   if (unknown != 0) {
-    const std::string text =
-        fmt::format("key {} is not in the structure record's list{}",
-                    KeyText(form.key, table.key_count, key),
-                    table.lookup == Lookup::kPosition ? " at this position" : "");
+    const std::string text = fmt::format(
+        "key {} is not in the structure record's list{}", KeyText(form.key, table.key_count, key),
+        table.lookup == Lookup::kPosition ? " at this position" : "");
     const std::string more =
         unknown > 1 ? fmt::format("; {} more entries likewise", unknown - 1) : "";
     if (table.lookup != Lookup::kCursor || table.keys.empty()) {
@@ -158,13 +154,13 @@ bool IsRead(const SectionRow& row, const SectionPlace& place, const ArrayTables&
 }
 
 bool CheckStatistics(const PslHeader& header, std::span<const uint8_t> record, RecordReport& report,
-                     ArrayTables& tables) {
+                     const ArrayTables& tables, FoundTables& found) {
   const size_t head = LayoutOf(header.revision).row.record_head;
   if (record.size() < head) {
     return report.Error("statistics-head", kAtLength, "record length",
                         fmt::format("{} bytes are less than the head of {}", record.size(), head));
   }
-  Context c = {header, record, report, LayoutOfStatistics(header, record), tables};
+  Context c = {header, record, report, LayoutOfStatistics(header, record), tables, found};
   if (!CheckKnown(c) || !CheckCounts(c)) return false;
   Extents extents;
   extents.Add(0, head, "the head", 0);
@@ -175,8 +171,5 @@ bool CheckStatistics(const PslHeader& header, std::span<const uint8_t> record, R
   if (c.layout.has_items) sound = CheckItems(c.layout, record, report, tables, extents) && sound;
   if (!sound) return false;
   extents.Warn(report);
-  for (size_t kind = 0; kind < kSectionKinds; ++kind) {
-    if (c.found[kind].from_statistics) tables.kinds[kind] = std::move(c.found[kind]);
-  }
   return true;
 }

@@ -1,17 +1,21 @@
 // Judges statistics records by the archiver's rules, against the structure record in force.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 
 #include "tools/array_tables.h"
 #include "tools/psl_reader.h"
 
-// Checks head, counts, sections, keys and optional items. Sets that only statistics records name
-// (host port nodes, host ports of archives) are added to `tables` when the record is sound. False:
-// the record breaks the file, reported.
+// Sets that only statistics records name: host port nodes, and host ports of archives. Those that
+// the record at hand adds have `from_statistics` set.
+using FoundTables = std::array<KeyTable, kSectionKinds>;
+
+// Checks head, counts, sections, keys and optional items. False: the record breaks the file,
+// reported; then `found` is of no use.
 bool CheckStatistics(const PslHeader& header, std::span<const uint8_t> record, RecordReport& report,
-                     ArrayTables& tables);
+                     const ArrayTables& tables, FoundTables& found);
 
 // True when the table of host ports comes from statistics records: archives do not list them.
 bool TakesHostPortsFromStatistics(const PslHeader& header, const ArrayTables& tables);

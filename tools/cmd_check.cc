@@ -100,9 +100,9 @@ class Listing {
       return;
     }
     if (wishes_.quiet) return;
-    const std::string record =
-        finding.tag.empty() ? fmt::format("record {}", finding.record)
-                            : fmt::format("record {} ({})", finding.record, finding.tag);
+    const std::string record = finding.tag.empty()
+                                   ? fmt::format("record {}", finding.record)
+                                   : fmt::format("record {} ({})", finding.record, finding.tag);
     out_.Print("{}:{}: {}: {}{}{}: {} [{}]\n", path, finding.offset, WordOf(finding.severity),
                record, finding.field.empty() ? "" : ", ", finding.field, finding.text,
                finding.code);
@@ -118,9 +118,9 @@ class Listing {
       out_.Print("{}: {} more findings of class {}\n", file.path, count - kListed, key.second);
     }
     if (wishes_.json) {
-      nlohmann::ordered_json object = {{"path", file.path},       {"size", file.size},
-                                       {"revision", nullptr},     {"level", nullptr},
-                                       {"records", file.records}, {"errors", file.errors},
+      nlohmann::ordered_json object = {{"path", file.path},        {"size", file.size},
+                                       {"revision", nullptr},      {"level", nullptr},
+                                       {"records", file.records},  {"errors", file.errors},
                                        {"warnings", file.warnings}};
       if (file.revision != 0) {
         object["revision"] = fmt::format("0x{:02X}", file.revision);
@@ -194,7 +194,8 @@ void AddCheckCommand(CLI::App& app, int& status) {
   auto wishes = std::make_shared<Wishes>();
   CLI::App* command = app.add_subcommand("check", "Tell whether files are what the archiver takes");
   command->footer(
-      "An error is what the archiver refuses or breaks off at, a warning what it takes although it\n"
+      "An error is what the archiver refuses or breaks off at, a warning what it takes although "
+      "it\n"
       "is odd. One line per finding: file, offset in bytes, severity, record, field, class.\n\n"
       "Exit status: 0 no errors (with --strict: no findings), 1 findings, 2 a file could not be\n"
       "read or the command line is wrong.\n\n"

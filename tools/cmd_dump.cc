@@ -86,9 +86,11 @@ void AddDumpCommand(CLI::App& app, int& status) {
   auto wishes = std::make_shared<Wishes>();
   CLI::App* command = app.add_subcommand("dump", "Print the entries of a file, field by field");
   command->footer(
-      "Rates and percentages are computed from the words; \"ops\" are operations, the means are per\n"
+      "Rates and percentages are computed from the words; \"ops\" are operations, the means are "
+      "per\n"
       "operation and in the unit of the file. In tables each counter group has a line of its own.\n"
-      "--raw adds the words as they stand: offset, ratio, q0 to q3 of each group, extended words.\n\n"
+      "--raw adds the words as they stand: offset, ratio, q0 to q3 of each group, extended "
+      "words.\n\n"
       "Exit status: 0 done, 1 the file is broken (what stands in front of the place is printed),\n"
       "2 the file could not be read or the command line is wrong.\n\n"
       "Examples:\n"

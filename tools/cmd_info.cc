@@ -109,8 +109,7 @@ void PrintTable(TextOut& out, const FileSummary& summary, Zone zone) {
   line(fmt::format("from ({})", zone_name), summary.first ? TimeText(*summary.first, zone) : "-");
   line(fmt::format("to ({})", zone_name), summary.last ? TimeText(*summary.last, zone) : "-");
   line("interval", IntervalText(summary.interval));
-  out.Print("  {:<10} {:>14} {:>9} {:>6} {:>7}\n", "kind", "resources", "item mask", "words",
-            "of");
+  out.Print("  {:<10} {:>14} {:>9} {:>6} {:>7}\n", "kind", "resources", "item mask", "words", "of");
   for (const KindLine& kind : KindsOf(header.revision)) {
     const BitmapRow* const row = BitmapOf(layout, kind.kind);
     out.Print("  {:<10} {:>14}", kind.word, RangeText(summary.counts[kind.kind]));
@@ -213,7 +212,8 @@ void AddInfoCommand(CLI::App& app, int& status) {
   auto wishes = std::make_shared<Wishes>();
   CLI::App* command = app.add_subcommand("info", "Tell what files are and hold");
   command->footer(
-      "\"words\" are the extended words that each full entry of the kind carries, \"of\" those that\n"
+      "\"words\" are the extended words that each full entry of the kind carries, \"of\" those "
+      "that\n"
       "the revision knows. A count like \"3 to 4\" is that of several structure records.\n\n"
       "Exit status: 0 done, 1 a file is broken (what stands in front of the place is told), 2 a\n"
       "file could not be read or the command line is wrong.\n\n"

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <ctime>
 #include <memory>
 #include <string>
@@ -42,7 +43,7 @@ double RateOf(const Period& period) {
 std::string Bar(double value, double mark, double full) {
   if (!(full > 0)) return "";
   const auto cells = [full](double part) {
-    return static_cast<size_t>(std::clamp(part / full, 0.0, 1.0) * kBarWidth + 0.5);
+    return static_cast<size_t>(std::lround(std::clamp(part / full, 0.0, 1.0) * kBarWidth));
   };
   std::string bar(cells(value), '#');
   const size_t at = cells(mark);

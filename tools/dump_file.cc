@@ -98,8 +98,8 @@ class Dumper {
     key_ = ParseKey(kForms[row->form].key, *wishes_.key);
     if (key_) return true;
     if (printed) {
-      static_cast<void>(Fail(wishes_.path, fmt::format("'{}' is not a key of {}", *wishes_.key,
-                                                       WordOfKind(kind))));
+      static_cast<void>(Fail(
+          wishes_.path, fmt::format("'{}' is not a key of {}", *wishes_.key, WordOfKind(kind))));
     }
     return false;
   }

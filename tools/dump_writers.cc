@@ -18,9 +18,8 @@ std::string PlainText(const Value& value) {
 
 std::string TableText(const Value& value) {
   if (const auto* real = std::get_if<double>(&value)) {
-    return *real == static_cast<double>(static_cast<int64_t>(*real))
-               ? fmt::format("{:.0f}", *real)
-               : fmt::format("{:.2f}", *real);
+    return *real == static_cast<double>(static_cast<int64_t>(*real)) ? fmt::format("{:.0f}", *real)
+                                                                     : fmt::format("{:.2f}", *real);
   }
   if (const auto* flag = std::get_if<bool>(&value)) return *flag ? "yes" : "no";
   return std::holds_alternative<std::monostate>(value) ? "-" : PlainText(value);
@@ -35,8 +34,7 @@ class TableWriter : public DumpWriter {
   // The fields of the entry as a whole stand on its first line, then each counter group has a line.
   void Put(const DumpedEntry& entry) override {
     if (columns_ != &entry.columns) StartTable(entry.columns);
-    const std::string start =
-        fmt::format("{} {:<9}", TimeText(entry.stamp, zone_), entry.kind);
+    const std::string start = fmt::format("{} {:<9}", TimeText(entry.stamp, zone_), entry.kind);
     for (size_t group = groups_ == 0 ? 0 : 1; group <= groups_; ++group) {
       const bool first = group <= 1;
       std::string line = first ? start : std::string(start.size(), ' ');

@@ -1,5 +1,5 @@
-// The three forms in which `psltool dump` puts entries: a table for people, CSV for spreadsheets, one
-// JSON object per line for programs. Each writes an entry as soon as it gets it.
+// The three forms in which `psltool dump` puts entries: a table for people, CSV for spreadsheets,
+// one JSON object per line for programs. Each writes an entry as soon as it gets it.
 #pragma once
 
 #include <memory>

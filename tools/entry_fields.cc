@@ -206,8 +206,7 @@ void EntryFields::WalkGroup(const Entry& entry, size_t number, size_t at, Put pu
   // Compact entries did nothing, not-valid ones nothing that is known.
   const bool stored = bytes.size() >= form_.size;
   const bool valid = stored ? IsValid(form_, bytes) : !bytes.empty() && IsValid(form_, bytes);
-  const double count =
-      stored && valid ? DecodeCountWord(Load32(bytes.data() + at)) : 0.0;
+  const double count = stored && valid ? DecodeCountWord(Load32(bytes.data() + at)) : 0.0;
   const double seconds =
       bytes.empty() ? 0.0 : static_cast<double>(WordOf(bytes, kAtInterval)) / kMilli;
   const auto word = [&](size_t i) -> Value {

@@ -96,9 +96,9 @@ class Gatherer {
     if (!reader_.Load(head)) return false;
     const std::span<const uint8_t> record = reader_.record();
     if (record.size() < head) {
-      return reader_.Broken("statistics-head", reader_.position() + kAtLength, "record length",
-                            fmt::format("{} bytes are less than the head of {}", record.size(),
-                                        head));
+      return reader_.Broken(
+          "statistics-head", reader_.position() + kAtLength, "record length",
+          fmt::format("{} bytes are less than the head of {}", record.size(), head));
     }
     const RevisionLayout& layout = LayoutOfStatistics(reader_.header(), record);
     for (size_t i = 0; i < layout.section_count; ++i) {

@@ -33,9 +33,9 @@ struct FileSummary {
   uint64_t size = 0;
   PslHeader header = {};
   uint32_t header_stamp = 0;
-  std::string array;        // by the file's name; empty when that has another form
-  std::string name_date;    // "2024-03-04" or "2024-03", likewise
-  std::string header_date;  // from revision 0x1D on
+  std::string array;                        // by the file's name; empty when that has another form
+  std::string name_date;                    // "2024-03-04" or "2024-03", likewise
+  std::string header_date;                  // from revision 0x1D on
   std::map<std::string, uint64_t> records;  // by tag
   std::array<CountRange, kKinds> counts;    // resources per kind, over all structure records
   uint8_t choice = 0;                       // of the last structure record: 0 ranks, else pools

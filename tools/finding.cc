@@ -5,9 +5,9 @@
 
 std::string Describe(const Finding& finding) {
   if (finding.severity == Severity::kUnreadable) return finding.text;
-  const std::string record =
-      finding.tag.empty() ? fmt::format("record {}", finding.record)
-                          : fmt::format("record {} ({})", finding.record, finding.tag);
+  const std::string record = finding.tag.empty()
+                                 ? fmt::format("record {}", finding.record)
+                                 : fmt::format("record {} ({})", finding.record, finding.tag);
   const std::string field = finding.field.empty() ? "" : ", " + finding.field;
   return fmt::format("{} at offset {}{}: {}", record, finding.offset, field, finding.text);
 }

@@ -1,5 +1,5 @@
-// What a command has to say about a place in a file: shared by the reader and by the checks, so that
-// every command names file, record, offset and field in the same words.
+// What a command has to say about a place in a file: shared by the reader and by the checks, so
+// that every command names file, record, offset and field in the same words.
 #pragma once
 
 #include <cstdint>

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstring>
 
 #include "engine/byteorder.h"
@@ -57,7 +58,7 @@ void SetFlag(uint8_t* entry, const FlagBit& flag) {
 // Puts group `i` of the entry.
 void PutGroup(uint8_t* out, const Resource& resource, const Work& work, size_t i, Random& random) {
   const double part = work.operations * kParts[i];
-  const double count = static_cast<double>(static_cast<uint64_t>(part + 0.5));
+  const double count = std::floor(part + 0.5);
   if (count == 0) {
     std::memset(out, 0, kQuadsetSize);
     return;

@@ -29,7 +29,8 @@ void Progress::Show(const std::string& path, uint64_t done, uint64_t all) {
   if (now < due_) return;
   due_ = now + kPause;
   line_ = true;
-  const double percent = all == 0 ? 100.0 : static_cast<double>(done) * 100.0 / static_cast<double>(all);
+  const double percent =
+      all == 0 ? 100.0 : static_cast<double>(done) * 100.0 / static_cast<double>(all);
   Put(fmt::format("\r{} {:3.0f}%\x1b[K", path, percent));
 }
 

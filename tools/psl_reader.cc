@@ -41,8 +41,8 @@ bool PslReader::Unreadable(const std::string& why) {
 
 bool PslReader::Broken(const char* code, uint64_t offset, std::string field, std::string text) {
   failed_ = true;
-  trouble_ = {Severity::kError, code, number_, TagText(tag()), offset, std::move(field),
-              std::move(text)};
+  trouble_ = {Severity::kError, code,           number_, TagText(tag()), offset,
+              std::move(field), std::move(text)};
   return reports_ == Reports::kPrinted ? Fail(path_, Describe(trouble_)) : false;
 }
 
@@ -93,8 +93,9 @@ bool PslReader::Open() {
   length_ = Load32(record_.data() + kAtLength);
   next_ = layout.row.file_header;  // whatever the length field says
   if (size_ < next_) {
-    return Broken("file-short", 0, "",
-                  fmt::format("the file ends after {} of the file header's {} bytes", size_, next_));
+    return Broken(
+        "file-short", 0, "",
+        fmt::format("the file ends after {} of the file header's {} bytes", size_, next_));
   }
   record_.resize(next_);
   if (!ReadAt(0, record_.data(), record_.size())) return false;

@@ -3,8 +3,11 @@
 #include <cstdio>
 
 #include "tools/cmd_check.h"
+#include "tools/cmd_dump.h"
 #include "tools/cmd_health.h"
+#include "tools/cmd_info.h"
 #include "tools/cmd_make.h"
+#include "tools/cmd_salvage.h"
 #include "tools/cmd_segment.h"
 #include "tools/cmd_show.h"
 #include "tools/report.h"
@@ -22,6 +25,9 @@ int main(int argc, char** argv) {
       "  psltool show archive/20240304array01.psa --kind ld --key 21\n"
       "  psltool make --help");
   AddCheckCommand(app, status);
+  AddDumpCommand(app, status);
+  AddInfoCommand(app, status);
+  AddSalvageCommand(app, status);
   AddMakeCommand(app, status);
   AddShowCommand(app, status);
   AddSegmentCommand(app, status);

@@ -55,8 +55,9 @@ std::optional<uint32_t> ParseTime(const std::string& text, Zone zone, bool last)
   if (!text.empty() && text[0] == '@') return ParseSeconds(text);
   tm parts{};
   int end = 0;
-  if (text.size() < 10 || std::sscanf(text.c_str(), "%4d-%2d-%2d%n", &parts.tm_year, &parts.tm_mon,
-                                      &parts.tm_mday, &end) != 3 ||
+  if (text.size() < 10 ||
+      std::sscanf(text.c_str(), "%4d-%2d-%2d%n", &parts.tm_year, &parts.tm_mon, &parts.tm_mday,
+                  &end) != 3 ||
       end != 10) {
     return std::nullopt;
   }

@@ -51,11 +51,11 @@ std::string ArrayOf(const std::string& log) { return KeyOf(log).substr(8); }
 std::string MonthKeyOf(const std::string& name) { return name.substr(0, 6) + ArrayOf(name); }
 
 // The revision can be read and is not too old.
-bool Acceptable(Log log) {
-  return log == Log::kGood || log == Log::kBroken || log == Log::kHeadless;
+bool Acceptable(LogState log) {
+  return log == LogState::kGood || log == LogState::kBroken || log == LogState::kHeadless;
 }
 
-bool IsHour(Archive archive) { return archive != Archive::kDay; }
+bool IsHour(ArchiveState archive) { return archive != ArchiveState::kDay; }
 
 // What a level's run considers: up to `end`, from `start` on if its archives are kept only so long.
 struct Span {
@@ -87,13 +87,13 @@ std::vector<std::string> OpenLogs(const Span& span, const Files& files) {
 void MakeHours(const WallTime& now, const NightSettings& settings, Files* files,
                NightResult* result) {
   const Span span{now.date - days(1), settings.hours.count != 0, LimitOf(settings.hours, now)};
-  std::map<std::string, Archive> made;
+  std::map<std::string, ArchiveState> made;
   for (const std::string& name : OpenLogs(span, *files)) {
-    const Log state = files->logs.at(name);
-    if (state == Log::kHeadless) continue;
+    const LogState state = files->logs.at(name);
+    if (state == LogState::kHeadless) continue;
     const std::string output = KeyOf(name) + ".psa";
-    made.emplace(output, Archive::kHour);
-    if (state == Log::kBroken) made[output] = Archive::kEmptyHour;
+    made.emplace(output, ArchiveState::kHour);
+    if (state == LogState::kBroken) made[output] = ArchiveState::kEmptyHour;
   }
   for (const auto& [name, kind] : made) {
     files->archives[name] = kind;
@@ -112,10 +112,11 @@ void MakeDays(const WallTime& now, const NightSettings& settings, Files* files,
     inputs[{ArrayOf(name), name.substr(0, 8), name}] = broken;
   };
   for (const std::string& name : OpenLogs(span, *files)) {
-    if (files->logs.at(name) != Log::kHeadless) add(name, files->logs.at(name) == Log::kBroken);
+    if (files->logs.at(name) != LogState::kHeadless)
+      add(name, files->logs.at(name) == LogState::kBroken);
   }
   for (const auto& [name, kind] : files->archives) {
-    if (kind == Archive::kHour && span.Contains(name)) add(name, false);
+    if (kind == ArchiveState::kHour && span.Contains(name)) add(name, false);
   }
   // The last input of an output decides whether it gets its final name.
   std::map<std::string, bool> ends_broken;
@@ -124,13 +125,12 @@ void MakeDays(const WallTime& now, const NightSettings& settings, Files* files,
   }
   for (const auto& [name, broken] : ends_broken) {
     if (broken) continue;
-    files->archives[name] = Archive::kDay;
+    files->archives[name] = ArchiveState::kDay;
     result->made.push_back(name);
   }
 }
 
-void Remove(const WallTime& now, const NightSettings& settings, Files* files,
-            NightResult* result) {
+void Remove(const WallTime& now, const NightSettings& settings, Files* files, NightResult* result) {
   const auto ends_before = [](const std::string& name, const Moment& limit) {
     return Moment(DateOf(name), kLastSecond) < limit;
   };
@@ -142,9 +142,9 @@ void Remove(const WallTime& now, const NightSettings& settings, Files* files,
   });
   std::erase_if(files->archives, [&](const auto& archive) {
     bool gone = false;
-    if (archive.second == Archive::kHour && settings.hours.count != 0) {
+    if (archive.second == ArchiveState::kHour && settings.hours.count != 0) {
       gone = ends_before(archive.first, LimitOf(settings.hours, now));
-    } else if (archive.second == Archive::kDay && settings.days.count != 0) {
+    } else if (archive.second == ArchiveState::kDay && settings.days.count != 0) {
       gone = DateOf(archive.first) < MonthOf(LimitOf(settings.days, now).first);
     }
     if (gone) result->removed.push_back(archive.first);
@@ -156,8 +156,8 @@ void Remove(const WallTime& now, const NightSettings& settings, Files* files,
 }  // namespace
 
 Date DateOf(const std::string& name) {
-  const bool day_given = name.size() > 7 && name[6] >= '0' && name[6] <= '9' && name[7] >= '0' &&
-                         name[7] <= '9';
+  const bool day_given =
+      name.size() > 7 && name[6] >= '0' && name[6] <= '9' && name[7] >= '0' && name[7] <= '9';
   return Date(year(std::stoi(name.substr(0, 4))) /
               month(static_cast<unsigned>(std::stoi(name.substr(4, 2)))) /
               day(day_given ? static_cast<unsigned>(std::stoi(name.substr(6, 2))) : 1));

@@ -1,6 +1,6 @@
 // What a night of automatic archiving leaves, by the rules alone: a second implementation of
-// selection, naming and removal over names of files. It computes with the wall clock and civil dates
-// and knows no time zone, since every rule compares local times.
+// selection, naming and removal over names of files. It computes with the wall clock and civil
+// dates and knows no time zone, since every rule compares local times.
 
 #ifndef TESTS_MODEL_NIGHTS_H_
 #define TESTS_MODEL_NIGHTS_H_
@@ -34,7 +34,7 @@ struct NightSettings {
   Keep days;
 };
 
-enum class Log {
+enum class LogState {
   kGood,
   kBroken,      // a record breaks the rules
   kHeadless,    // shorter than its header, but revision and tag are there
@@ -43,12 +43,12 @@ enum class Log {
   kOld,         // a revision below 0x17
 };
 
-enum class Archive { kHour, kEmptyHour, kDay };
+enum class ArchiveState { kHour, kEmptyHour, kDay };
 
 /// Logs and archives by name ("20240304a#001.psl", "20240304a.psa", "202403a.psa").
 struct Files {
-  std::map<std::string, Log> logs;
-  std::map<std::string, Archive> archives;
+  std::map<std::string, LogState> logs;
+  std::map<std::string, ArchiveState> archives;
   std::set<std::string> temporaries;
 };
 

@@ -2,6 +2,7 @@
 // nothing from outside could hit so exactly. The environment says how:
 //   DISTURB_SIGNAL=s, DISTURB_AT=n   signal s is raised just before the n-th call of those below
 //   DISTURB_COUNT=path               the number of calls is written to this file at the end
+//   DISTURB_CALLS=fsync,rename       only these are counted (default: all)
 //   DISTURB_READ_DELAY=us            every read takes that many microseconds longer
 //   DISTURB_FAIL_OPEN=end:n          from the n-th opening of a path with this end on, EACCES
 // The functions go straight to the kernel, so they also work while others are preloaded.
@@ -26,9 +27,15 @@ long Number(const char* variable) {
   return text != nullptr ? atol(text) : 0;
 }
 
-void Point() {
+bool Counts(const char* call) {
+  static const char* const wanted = getenv("DISTURB_CALLS");
+  return wanted == nullptr || strstr(wanted, call) != nullptr;
+}
+
+void Point(const char* call) {
   static const long at = Number("DISTURB_AT");
   static const long signal_number = Number("DISTURB_SIGNAL");
+  if (!Counts(call)) return;
   const int error = errno;
   if (++calls == at) {
     syscall(SYS_kill, syscall(SYS_getpid), signal_number);
@@ -61,7 +68,7 @@ __attribute__((destructor)) void WriteCount() {
 extern "C" {
 
 int open(const char* path, int flags, ...) {
-  Point();
+  Point("open");
   if (OpeningFails(path)) {
     errno = EACCES;
     return -1;
@@ -74,39 +81,39 @@ int open(const char* path, int flags, ...) {
 }
 
 int close(int fd) {
-  Point();
+  Point("close");
   return static_cast<int>(syscall(SYS_close, fd));
 }
 
 ssize_t read(int fd, void* buffer, size_t size) {
-  Point();
+  Point("read");
   static const long delay = Number("DISTURB_READ_DELAY");
   if (delay > 0) usleep(static_cast<useconds_t>(delay));
   return syscall(SYS_read, fd, buffer, size);
 }
 
 ssize_t write(int fd, const void* buffer, size_t size) {
-  Point();
+  Point("write");
   return syscall(SYS_write, fd, buffer, size);
 }
 
 int fsync(int fd) {
-  Point();
+  Point("fsync");
   return static_cast<int>(syscall(SYS_fsync, fd));
 }
 
 int rename(const char* from, const char* to) noexcept {
-  Point();
+  Point("rename");
   return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
 }
 
 int unlink(const char* path) noexcept {
-  Point();
+  Point("unlink");
   return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
 }
 
 int mkdir(const char* path, mode_t mode) noexcept {
-  Point();
+  Point("mkdir");
   return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
 }
 

@@ -15,38 +15,30 @@
 
 namespace revtest {
 
-struct FormCase {
-  int revision;
-  Kind kind;
-};
+// Which kinds a suite is about, revision by revision.
+using KindFilter = bool (*)(const KindFacts&, const EntryFacts&);
 
-inline void PrintTo(const FormCase& form, std::ostream* out) {
-  *out << RevisionName(form.revision) << " " << NameOf(form.kind);
+inline bool HoldsFor(KindFilter holds, int revision, Kind kind) {
+  const std::vector<KindFacts> kinds = KindsOf(revision);
+  const KindFacts* facts = FindKind(kinds, kind);
+  return facts != nullptr && holds(*facts, EntryOf(kind, revision));
 }
 
-inline std::vector<FormCase> AllCases() {
-  std::vector<FormCase> cases;
-  for (const int revision : AllRevisions()) {
-    for (const KindFacts& facts : KindsOf(revision)) {
-      if (facts.kind != kCache) cases.push_back({revision, facts.kind});
+// The kinds that the filter lets through in some revision; caches have rules of their own.
+inline std::vector<Kind> FormKinds(KindFilter holds) {
+  std::vector<Kind> found;
+  for (int kind = kHd; kind <= kPool; ++kind) {
+    bool any = false;
+    for (const int revision : AllRevisions()) {
+      any = any || (kind != kCache && HoldsFor(holds, revision, static_cast<Kind>(kind)));
     }
+    if (any) found.push_back(static_cast<Kind>(kind));
   }
-  return cases;
+  return found;
 }
 
-inline std::vector<FormCase> Cases(bool (*holds)(const KindFacts&, const EntryFacts&)) {
-  std::vector<FormCase> cases;
-  for (const FormCase& form : AllCases()) {
-    const std::vector<KindFacts> kinds = KindsOf(form.revision);
-    if (holds(*FindKind(kinds, form.kind), EntryOf(form.kind, form.revision))) {
-      cases.push_back(form);
-    }
-  }
-  return cases;
-}
-
-inline std::string CaseName(const ::testing::TestParamInfo<FormCase>& test) {
-  return RevisionName(test.param.revision) + NameOf(test.param.kind);
+inline std::string FormName(const ::testing::TestParamInfo<Kind>& test) {
+  return NameOf(test.param);
 }
 
 inline constexpr uint32_t kLarge = 1U << 21;  // second averages of the two intervals
@@ -54,12 +46,13 @@ inline constexpr uint32_t kSmall = 1U << 20;
 
 // One kind of one revision.
 class FormRun {
- protected:
+ public:
   FormRun(int format, Kind of) : revision(format), kind(of) {
     run.Feed(Structure().Build());
     run.Output();
   }
 
+ protected:
   StructureBuilder Structure() const {
     StructureBuilder structure(revision);
     if (kind == kPool) structure.basic.U8(95, 1);  // pools are carried (from 0x19 on)
@@ -122,9 +115,7 @@ class FormRun {
     record.time = time;
     run.Feed(record.Add(kind, first).Add(kind, second).Build());
   }
-  Bytes Section(size_t size) {
-    return SectionOf(run.Period(), revision, kind, size);
-  }
+  Bytes Section(size_t size) { return SectionOf(run.Period(), revision, kind, size); }
   void ExpectPeriod(const Bytes& first) {
     const Bytes expected = Bytes(first).Add(Untouched(second_key));
     EXPECT_EQ(Section(expected.size()), expected);
@@ -182,9 +173,25 @@ class FormRun {
   }
 };
 
-class Form : public ::testing::TestWithParam<FormCase>, protected FormRun {
- protected:
-  Form() : FormRun(GetParam().revision, GetParam().kind) {}
-};
+// FORM_SUITE(suite, filter) makes a suite of the kinds that the filter lets through, FORM_TEST one
+// of its tests: the body is a member of FormRun and runs in every revision that carries the kind.
+#define FORM_SUITE(suite, filter)                         \
+  constexpr KindFilter suite##Holds = filter;             \
+  class suite : public ::testing::TestWithParam<Kind> {}; \
+  INSTANTIATE_TEST_SUITE_P(Kinds, suite, ::testing::ValuesIn(FormKinds(suite##Holds)), FormName)
+
+#define FORM_TEST(suite, name)                                     \
+  struct suite##name : FormRun {                                   \
+    using FormRun::FormRun;                                        \
+    void Body();                                                   \
+  };                                                               \
+  TEST_P(suite, name) {                                            \
+    for (const int revision : AllRevisions()) {                    \
+      if (!HoldsFor(suite##Holds, revision, GetParam())) continue; \
+      SCOPED_TRACE(RevisionName(revision));                        \
+      suite##name(revision, GetParam()).Body();                    \
+    }                                                              \
+  }                                                                \
+  void suite##name::Body()
 
 }  // namespace revtest

@@ -1,8 +1,11 @@
 // Nights of a server: see the header.
 #include "tests/support/nights.h"
 
+#include <semaphore.h>
+#include <sys/mman.h>
 #include <time.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 
@@ -26,11 +29,13 @@ int64_t LocalTimeIn(const std::string& zone, const std::string& text) {
 }
 
 Variables NightVariables(const Clock& clock, const Variables& disturb) {
-  Variables variables{{"TZ", clock.zone},
-                      {"FAKETIME_FMT", "%s"},
-                      {"FAKETIME", std::to_string(clock.now)},
-                      {"NO_FAKE_STAT", "1"},
-                      {"LD_PRELOAD", std::string(FAKETIME_PATH) + " " + DISTURB_PATH}};
+  constexpr char kLibraries[] = FAKETIME_PATH " " DISTURB_PATH;
+  Variables variables;
+  variables.emplace_back("TZ", clock.zone);
+  variables.emplace_back("FAKETIME_FMT", "%s");
+  variables.emplace_back("FAKETIME", std::to_string(clock.now));
+  variables.emplace_back("NO_FAKE_STAT", "1");
+  variables.emplace_back("LD_PRELOAD", kLibraries);
   variables.insert(variables.end(), disturb.begin(), disturb.end());
   return variables;
 }
@@ -43,6 +48,14 @@ NightRun::NightRun(const TestServer& server, const Variables& variables,
   ProgramSettings settings;
   settings.variables = variables;
   program_ = std::make_unique<RunningProgram>(QELPRFARC_TEST_PATH, arguments, settings);
+}
+
+// A program that was killed leaves what libfaketime had shared with its children.
+NightRun::~NightRun() {
+  const std::string pid = std::to_string(program_->pid());
+  program_.reset();
+  shm_unlink(("/faketime_shm_" + pid).c_str());
+  sem_unlink(("/faketime_sem_" + pid).c_str());
 }
 
 ProgramResult RunNight(const TestServer& server, const Clock& clock, const Variables& disturb) {
@@ -68,8 +81,11 @@ std::map<std::string, std::string> FilesOf(const TestServer& server) {
 
 void MakeLogs(const std::string& directory, const std::vector<std::string>& options,
               const std::string& zone) {
-  std::vector<std::string> arguments{"make", "-q",  "-o",         directory, "--none", "--ld",
-                                     "3",    "--dp", "1", "--interval", "1800"};
+  std::vector<std::string> arguments{"make", "-q", "-o",   directory, "--none",
+                                     "--ld", "3",  "--dp", "1"};
+  if (std::find(options.begin(), options.end(), "--interval") == options.end()) {
+    arguments.insert(arguments.end(), {"--interval", "1800"});
+  }
   arguments.insert(arguments.end(), options.begin(), options.end());
   ProgramSettings settings;
   settings.variables = {{"TZ", zone}};

@@ -18,11 +18,11 @@ using Variables = std::vector<std::pair<std::string, std::string>>;
 std::string NoPreloading();
 
 // Skips the test where the clock of the program under test cannot be set.
-#define SKIP_WITHOUT_PRELOADING()                                    \
-  do {                                                               \
+#define SKIP_WITHOUT_PRELOADING()                                     \
+  do {                                                                \
     if (const std::string reason = NoPreloading(); !reason.empty()) { \
-      GTEST_SKIP() << reason;                                        \
-    }                                                                \
+      GTEST_SKIP() << reason;                                         \
+    }                                                                 \
   } while (false)
 
 // Seconds since the epoch of a local time "2024-03-04 00:30:00" in a zone.
@@ -46,6 +46,10 @@ class NightRun {
  public:
   NightRun(const TestServer& server, const Variables& variables,
            const std::vector<std::string>& more = {});
+  ~NightRun();
+  NightRun(const NightRun&) = delete;
+  NightRun& operator=(const NightRun&) = delete;
+
   RunningProgram& program() { return *program_; }
   ProgramResult Wait() { return program_->Wait(); }
 
@@ -55,8 +59,7 @@ class NightRun {
 };
 
 // One whole run.
-ProgramResult RunNight(const TestServer& server, const Clock& clock,
-                       const Variables& disturb = {});
+ProgramResult RunNight(const TestServer& server, const Clock& clock, const Variables& disturb = {});
 
 // What a file below the test prefix gets from now on.
 class AddedText {

@@ -112,6 +112,39 @@ Bytes StatisticsBuilder::Build() const {
   return record.U32(8, Size(record));
 }
 
+StructureBuilder OneOfEach(int revision, bool pools, uint8_t key) {
+  StructureBuilder structure(revision);
+  structure.basic.U8(95, pools ? 1 : 0);
+  for (const KindFacts& facts : KindsOf(revision)) {
+    if (facts.list == 0) continue;
+    if (revision >= 0x19 && facts.kind == (pools ? kRank : kPool)) continue;
+    structure.Add(facts.kind, {Key(2, key)});
+  }
+  return structure;
+}
+
+Bytes PlainEntry(int revision, Kind kind, uint8_t key, uint32_t length) {
+  const std::vector<KindFacts> kinds = KindsOf(revision);
+  Bytes entry(At(FindKind(kinds, kind)->entry));
+  entry.U32(4, length).U8(8, key);
+  if (kind == kCache) return entry;
+  const EntryFacts facts = EntryOf(kind, revision);
+  for (const int at : facts.keys) entry.U8(At(at), key);
+  if (facts.flag != 0) entry.U8(At(facts.flag_at), At(facts.flag));
+  return entry;
+}
+
+StatisticsBuilder EntryOfEach(int revision, uint32_t time, bool pools, uint32_t length) {
+  StatisticsBuilder statistics(revision);
+  statistics.time = time;
+  for (const KindFacts& facts : KindsOf(revision)) {
+    if (facts.list == 0) continue;
+    if (revision >= 0x19 && facts.kind == (pools ? kRank : kPool)) continue;
+    statistics.Add(facts.kind, PlainEntry(revision, facts.kind, 1, length));
+  }
+  return statistics;
+}
+
 namespace {
 
 Bytes ItemWithHead(const ItemFields& fields, size_t head) {

@@ -61,6 +61,17 @@ struct StatisticsBuilder {
   size_t gap = 0;
 };
 
+// One resource of every kind that has a list (of rank and pool what `pools` says from 0x19 on),
+// with `key` in all of its key bytes.
+StructureBuilder OneOfEach(int revision, bool pools = false, uint8_t key = 1);
+
+// A full entry of any kind with `key` in all of its key bytes, interval length and ratio flag set.
+Bytes PlainEntry(int revision, Kind kind, uint8_t key, uint32_t length);
+
+// The record that goes with OneOfEach.
+StatisticsBuilder EntryOfEach(int revision, uint32_t time, bool pools = false,
+                              uint32_t length = 1000);
+
 // An optional item: 24-byte head and elements that follow it.
 struct ItemFields {
   unsigned type = 0;

@@ -217,7 +217,7 @@ inline Bytes Structure(uint8_t revision, const StructureOptions& options = {}) {
       const uint32_t count = list.slot == disks.slot ? options.logical_disks : 1;
       record.Add(list.slot, static_cast<uint32_t>(list.entry), count, ListEntries(list, count));
     }
-    if (options.slot_104 > 0) {
+    if (options.slot_104 > 0 && revision >= 0x19) {
       record.Add(104, 16, options.slot_104, Bytes(size_t{16} * options.slot_104, 'L'));
     }
     for (const ListPlace& list : RanksAndPools(revision)) {

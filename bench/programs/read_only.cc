@@ -1,6 +1,6 @@
 // Reads a statistics file as the archiver does (the 12 bytes of each record header, back, the whole
 // record) and does nothing with it: the least that any archive run over the file must take.
-// Stands in a folder of its own because it is a program, not a benchmark of qelprfarc_bench.
+// Compiled by scripts/bench, not part of qelprfarc_bench.
 #include <fcntl.h>
 #include <unistd.h>
 

@@ -1,0 +1,210 @@
+// Salvage: see the header. A record is sound when the archiver would take it, judged against the
+// structure record in force among the records that are kept.
+#include "tools/salvage.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "engine/byteorder.h"
+#include "engine/pmonfile.h"
+#include "tools/check_file.h"
+#include "tools/record_file.h"
+#include "tools/report.h"
+#include "tools/resync.h"
+
+namespace {
+
+constexpr size_t kCopyPiece = 1 << 20;
+
+class Salvager {
+ public:
+  Salvager(const SalvageWishes& wishes, Progress& progress, PslReader& reader,
+           SalvageReport& report)
+      : wishes_(wishes),
+        progress_(progress),
+        reader_(reader),
+        report_(report),
+        checker_(reader.header()),
+        search_(reader, progress),
+        file_(wishes.good) {}
+
+  SalvageEnd Run() {
+    if (!file_.Create() || !CopyHeader()) return SalvageEnd::kStopped;
+    while (TakeNext()) {
+    }
+    if (failed_) return SalvageEnd::kStopped;
+    if (report_.kept.empty()) {
+      if (!report_.trouble) report_.trouble = NoRecords();
+      return SalvageEnd::kNothing;
+    }
+    report_.trouble.reset();
+    return file_.Finish() ? SalvageEnd::kWritten : SalvageEnd::kStopped;
+  }
+
+ private:
+  static Finding NoRecords() {
+    Finding finding;
+    finding.code = "no-records";
+    finding.text = "no record behind the file header";
+    return finding;
+  }
+
+  bool CopyHeader() {
+    std::vector<uint8_t> header(reader_.record().begin(), reader_.record().end());
+    if (reader_.length() != header.size()) {
+      Store32(header.data() + kAtLength, static_cast<uint32_t>(header.size()));
+      report_.mended.push_back(fmt::format("record length of the file header: {} instead of {}",
+                                           header.size(), reader_.length()));
+    }
+    report_.kept_bytes = header.size();
+    return file_.Write(header.data(), header.size());
+  }
+
+  // Deals with what stands next. False: nothing more to do.
+  bool TakeNext() {
+    const uint64_t at = reader_.next();
+    progress_.Show(wishes_.broken, at, reader_.size());
+    if (!reader_.NextHeader()) {
+      if (!reader_.failed()) return false;
+      if (Unreadable()) return false;
+      return Drop(at, reader_.trouble());
+    }
+    if (!reader_.Load()) return !Unreadable();
+    std::optional<Finding> error;
+    if (Accepts(error)) return Keep();
+    return Drop(at, *error);
+  }
+
+  bool Unreadable() {
+    if (reader_.trouble().severity != Severity::kUnreadable) return false;
+    report_.trouble = reader_.trouble();
+    failed_ = true;
+    return true;
+  }
+
+  // Judges the record at hand; where bytes are lost, a structure record may be among them, so that
+  // disks that it does not know speak against a record, too.
+  bool Accepts(std::optional<Finding>& error) {
+    const FindingSink sink = [&](const Finding& finding) {
+      const bool counts = finding.severity == Severity::kError ||
+                          (after_gap_ && std::string_view(finding.code) == "key-unknown");
+      if (counts && !error) error = finding;
+    };
+    const Verdict verdict =
+        checker_.Check(reader_, sink, after_gap_ ? UnknownDisks::kRefused : UnknownDisks::kTaken);
+    if (verdict == Verdict::kUnchecked) error = Unchecked();
+    if (verdict != Verdict::kSound) return false;
+    if (reader_.tag() == "CON") after_gap_ = false;
+    return true;
+  }
+
+  Finding Unchecked() const {
+    return {Severity::kError,
+            "no-structure",
+            reader_.number(),
+            "STA",
+            reader_.position(),
+            "",
+            "the structure record that it belongs to is broken"};
+  }
+
+  bool Keep() {
+    const uint64_t size = reader_.next() - reader_.position();
+    if (!CopyRecord(size)) {
+      failed_ = true;
+      return false;
+    }
+    ++report_.kept[std::string(reader_.tag())];
+    report_.kept_bytes += size;
+    if (reader_.tag() == "STA" || reader_.tag() == "CON") {
+      last_stamp_ = Load32(reader_.record().data() + kAtTime);
+    }
+    return true;
+  }
+
+  bool CopyRecord(uint64_t size) {
+    // What is loaded is all of it, or the part in front of bytes without a meaning.
+    std::vector<uint8_t> piece(reader_.record().begin(), reader_.record().end());
+    if (size != reader_.length()) {
+      Store32(piece.data() + kAtLength, static_cast<uint32_t>(size));
+      report_.mended.push_back(fmt::format("record length of record {} ({}): {} instead of {}",
+                                           reader_.number(), TagText(reader_.tag()), size,
+                                           reader_.length()));
+    }
+    if (!file_.Write(piece.data(), piece.size())) return false;
+    for (uint64_t done = piece.size(); done < size; done += piece.size()) {
+      piece.resize(static_cast<size_t>(std::min<uint64_t>(kCopyPiece, size - done)));
+      if (!reader_.ReadAt(reader_.position() + done, piece.data(), piece.size())) {
+        report_.trouble = reader_.trouble();
+        return false;
+      }
+      if (!file_.Write(piece.data(), piece.size())) return false;
+    }
+    return true;
+  }
+
+  // The bytes from `from` on are not sound. False: nothing behind them is taken.
+  bool Drop(uint64_t from, const Finding& why) {
+    if (!report_.trouble) report_.trouble = why;
+    uint64_t to = reader_.size();
+    if (wishes_.resync) {
+      // A record whose content is wrong ends where it says, when another one follows there.
+      const bool framed = !reader_.failed() && IsRecordStart(reader_, reader_.next());
+      if (framed) {
+        to = reader_.next();
+      } else {
+        after_gap_ = true;
+        to = search_.Find(checker_, from + 1, last_stamp_);
+        if (reader_.failed() && Unreadable()) return false;
+      }
+    }
+    report_.dropped_bytes += to - from;
+    if (++report_.dropped_parts <= kMostDropped) {
+      report_.dropped.push_back({from, to, Describe(why)});
+    }
+    reader_.GoTo(to);
+    return to != reader_.size();
+  }
+
+  const SalvageWishes& wishes_;
+  Progress& progress_;
+  PslReader& reader_;
+  SalvageReport& report_;
+  RecordChecker checker_;
+  RecordSearch search_;
+  RecordFile file_;
+  bool after_gap_ = false;
+  bool failed_ = false;
+  uint32_t last_stamp_ = 0;
+};
+
+bool MayWrite(const SalvageWishes& wishes) {
+  std::error_code error;
+  if (!std::filesystem::exists(wishes.good, error)) return true;
+  if (std::filesystem::equivalent(wishes.broken, wishes.good, error)) {
+    return Fail(wishes.good, "is the damaged file itself");
+  }
+  return wishes.force || Fail(wishes.good, "exists; --force replaces it");
+}
+
+}  // namespace
+
+SalvageEnd Salvage(const SalvageWishes& wishes, Progress& progress, SalvageReport& report) {
+  report = SalvageReport();
+  PslReader reader(wishes.broken, PslReader::Reports::kKept);
+  const bool opened = reader.Open();
+  report.size = reader.size();
+  if (!opened) {
+    report.trouble = reader.trouble();
+    return reader.trouble().severity == Severity::kUnreadable ? SalvageEnd::kStopped
+                                                              : SalvageEnd::kNothing;
+  }
+  if (!MayWrite(wishes)) return SalvageEnd::kStopped;
+  CheckFileHeader(reader, [&](const Finding& finding) {
+    if (finding.severity == Severity::kError) report.trouble = finding;
+  });
+  if (report.trouble) return SalvageEnd::kNothing;
+  return Salvager(wishes, progress, reader, report).Run();
+}
