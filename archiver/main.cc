@@ -1,4 +1,12 @@
 // Entry of the program Qelprfarc.
-#include "archiver/Qelprfarc.h"
+#include <new>
 
-int main(int argc, char** argv) { return RunArchiver(argc, argv); }
+#include "archiver/Qelprfarc.h"
+#include "engine/pmoncommon.h"
+#include "platform/process.h"
+
+int main(int argc, char** argv) {
+  OpenStandardDescriptors();
+  std::set_new_handler(OutOfMemory);
+  return RunArchiver(argc, argv);
+}

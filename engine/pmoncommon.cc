@@ -104,6 +104,17 @@ void* Malloc(size_t size) {
   return p;
 }
 
+void OutOfMemory() {
+  // The report itself may need memory; it is tried once.
+  static bool reporting = false;
+  if (reporting) RemoveOutputAndEnd();
+  reporting = true;
+  LogMessage(109, nullptr, "malloc", ENOMEM, kDetMalloc);
+  LogTaskFailed();
+  reporting = false;
+  RemoveOutputAndEnd();
+}
+
 int64_t Read(int fd, void* buffer, size_t length) {
   errno = 0;
   const ssize_t n = ::read(fd, buffer, length);

@@ -13,6 +13,9 @@ inline constexpr uint32_t kDetRead = 0x03060001;
 // run (output removed, status 1).
 void* Malloc(size_t size);
 
+// What operator new calls when the heap is exhausted: reported and ended as by Malloc.
+[[noreturn]] void OutOfMemory();
+
 // One read call of `length` bytes. Returns the number of bytes read (at least 1). End of file or
 // an error: message 110 and the end of the run.
 int64_t Read(int fd, void* buffer, size_t length);

@@ -8,3 +8,7 @@ extern EndProcessHook end_process_hook;
 
 // Ends the process with `status` after flushing standard output. Never returns.
 [[noreturn]] void EndProcess(int status);
+
+// Opens the null device where standard input, output or error is closed, so that no file of the run
+// gets their numbers: a message would otherwise be written into an archive.
+void OpenStandardDescriptors();

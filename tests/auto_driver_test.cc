@@ -323,7 +323,7 @@ TEST_F(AutoDriverTest, OutputStaysOpenForTheInputBehindABrokenOne) {
     // The third day is compared with the last good one: two days on, no next-day mark. Nothing of
     // the broken input's period is in it.
     ASSERT_EQ(Tags(Output("202401A.psa")), "HDR CON STA CON STA") << int{revision};
-    EXPECT_EQ(spell::DiskOperations(revision, Records(Output("202401A.psa"))[4].bytes), 10U);
+    EXPECT_EQ(spell::DiskOperations(revision, Records(Output("202401A.psa")).at(4).bytes), 10U);
     unlink(directory_.Path("archive/202401A.psa").c_str());
   }
 }
@@ -333,7 +333,9 @@ TEST_F(AutoDriverTest, NextDayBehindABrokenRepetitionIsTheNextDay) {
   PutArchive("20240101A#002.psa", Broken(HourArchive(0x1D, 0)));
   PutArchive("20240102A.psa", HourArchive(0x1D, 1));
   Day(inputs_);
-  EXPECT_EQ(Tags(Output("202401A.psa")), "HDR CON STA CON STA");
+  ASSERT_EQ(Tags(Output("202401A.psa")), "HDR CON STA CON STA");
+  // Its structure record was skipped, so the slots are those of the broken input, cleared.
+  EXPECT_EQ(spell::DiskOperations(0x1D, Records(Output("202401A.psa")).at(4).bytes), 10U);
 }
 
 // Compared within its array: with the broken input's own header, not with array A's last record.
@@ -344,7 +346,7 @@ TEST_F(AutoDriverTest, BrokenFirstInputIsWhatItsSuccessorIsComparedWith) {
   const EngineOutcome outcome = Day(inputs_);
   EXPECT_THAT(outcome.trace, ElementsAre(Broken112("20240101B.psa")));
   EXPECT_THAT(Outputs(), ElementsAre("202401B.psa", "202403A.psa"));
-  EXPECT_EQ(Records(Output("202401B.psa")).back().time, Stamp(1) + 3599);
+  EXPECT_EQ(spell::Last(Records(Output("202401B.psa"))).time, Stamp(1) + 3599);
 }
 
 TEST_F(AutoDriverTest, BrokenRecordsOfEachSortAbandonTheInput) {
@@ -362,7 +364,7 @@ TEST_F(AutoDriverTest, BrokenRecordsOfEachSortAbandonTheInput) {
     EXPECT_EQ(outcome.status, kReturned);
     EXPECT_EQ(outcome.failed, 1);
     EXPECT_THAT(outcome.trace, ElementsAre(Broken112("20240102A.psa")));
-    EXPECT_EQ(Records(Output("202401A.psa")).back().time, Stamp(2) + 3599);
+    EXPECT_EQ(spell::Last(Records(Output("202401A.psa"))).time, Stamp(2) + 3599);
   }
 }
 
@@ -397,6 +399,13 @@ TEST_F(AutoDriverTest, DayBeforeTheLastInputsIsReadWithoutAMark) {
   EXPECT_THAT(outcome.trace, ElementsAre(Broken112("20240106A.psa")));
   EXPECT_THAT(Outputs(), ElementsAre("202401A.psa"));
   EXPECT_EQ(Tags(Output("202401A.psa")), "HDR CON STA CON STA");
+}
+
+TEST_F(AutoDriverTest, DayBeforeTheLastInputsDoesNotSpoilTheOutputItFollows) {
+  PutArchive("20240105A.psa", HourArchive(0x1D, 4));
+  PutArchive("20240106A.psa", HourArchive(0x1C, 2));
+  Day(inputs_);
+  EXPECT_THAT(Outputs(), ElementsAre("202401A#002.psa", "202401A.psa"));
 }
 
 // ---- outputs that cannot be made or finished ----

@@ -397,7 +397,7 @@ TEST_P(BrokenInputTest, TrailingSectionBehindTheRecordIsBroken) {
   // No offset: no trailing section, and 0 is written.
   SetU32(changed, at, 0);
   ASSERT_TRUE(IsFine(WithStructure(changed)));
-  EXPECT_EQ(GetU32(Records(archive_)[1].bytes, at), 0U);
+  EXPECT_EQ(GetU32(Records(archive_).at(1).bytes, at), 0U);
 }
 
 TEST_P(BrokenInputTest, ListThatIsNotCarriedIsNotLookedAt) {

@@ -104,7 +104,7 @@ TEST_F(DriverTest, LogsOfOneDayAndArrayShareAnHourArchive) {
     // The last, partial period of each input is a record of its own.
     EXPECT_EQ(Tags(Output("20240101A.psa")), "HDR CON STA CON STA") << int{revision};
     EXPECT_EQ(Tags(Output("20240102A.psa")), "HDR CON STA");
-    EXPECT_EQ(Output("20240101A.psa")[12], 'H');
+    EXPECT_EQ(Output("20240101A.psa").at(12), 'H');
   }
 }
 
@@ -115,10 +115,10 @@ TEST_F(DriverTest, InputsAreTakenInTheOrderOfArrayDateAndSequence) {
   const std::string b = Put("20240101A#002.psl", second);
   const std::string a = Put("20240101A.psl", first);
   EXPECT_EQ(Run({b, a}).status, kReturned);
-  EXPECT_EQ(Records(Output("20240101A.psa"))[3].flag, 0x99);
+  EXPECT_EQ(Records(Output("20240101A.psa")).at(3).flag, 0x99);
   // "-noperiod" keeps the order given.
   EXPECT_EQ(Run({b, a}, {.noperiod = true}).status, kReturned);
-  EXPECT_EQ(Records(Output("20240101A.psa"))[1].flag, 0x99);
+  EXPECT_EQ(Records(Output("20240101A.psa")).at(1).flag, 0x99);
 }
 
 TEST_F(DriverTest, VerboseRunsTellTheInputsOfEachOutput) {
@@ -155,7 +155,7 @@ TEST_F(DriverTest, DayArchiveIsCutWhenTheMonthAdvances) {
     EXPECT_EQ(Tags(Output("202401A.psa")), "HDR CON STA") << int{revision};
     EXPECT_EQ(Tags(Output("202402A.psa")), "HDR CON STA STA");
     EXPECT_EQ(Tags(Output("202405A.psa")), "HDR CON STA");
-    EXPECT_EQ(Output("202402A.psa")[12], 'D');
+    EXPECT_EQ(Output("202402A.psa").at(12), 'D');
   }
 }
 
@@ -178,7 +178,7 @@ TEST_F(DriverTest, NextDayWithTheSameConfigurationSkipsItsStructureRecord) {
          Put("20240302A.psa", HourArchive(revision, {3, 2})),
          Put("20240303A.psa", HourArchive(revision, {3, 3}))});
     EXPECT_EQ(Tags(Output("202403A.psa")), "HDR CON STA STA STA") << int{revision};
-    EXPECT_EQ(GetU8(Records(Output("202403A.psa"))[1].bytes, 12), 1U);
+    EXPECT_EQ(GetU8(Records(Output("202403A.psa")).at(1).bytes, 12), 1U);
   }
 }
 
@@ -295,8 +295,8 @@ TEST_F(DriverTest, AnotherRevisionGoesIntoASequel) {
                                      "20240102A.psa"));
   EXPECT_EQ(Tags(Output("20240101A.psa")), "HDR CON STA");
   EXPECT_EQ(Tags(Output("20240101A#002.psa")), "HDR CON STA CON STA");
-  EXPECT_EQ(Output("20240101A#002.psa")[3], 0x1D);
-  EXPECT_EQ(Output("20240101A#003.psa")[3], 0x1C);
+  EXPECT_EQ(Output("20240101A#002.psa").at(3), 0x1D);
+  EXPECT_EQ(Output("20240101A#003.psa").at(3), 0x1C);
 }
 
 TEST_F(DriverTest, SequelsOfADayArchive) {
@@ -561,7 +561,7 @@ TEST_F(DriverTest, ProgramMakesDayArchivesFromLogsWhenAsked) {
                   Put("20240102A.psl", LogOf(0x21, {1, 2}))});
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(Outputs(), ElementsAre("202401A.psa"));
-  EXPECT_EQ(Output("202401A.psa")[12], 'D');
+  EXPECT_EQ(Output("202401A.psa").at(12), 'D');
 }
 
 TEST_F(DriverTest, ProgramRemovesTheOutputOfABrokenInput) {

@@ -305,7 +305,7 @@ TEST_F(HeaderTest, NewRevisionsKeepTheInputsBytesAndStamp) {
   const Bytes written = Written();
   EXPECT_EQ(written.substr(88), input.substr(88));
   EXPECT_EQ(written.substr(0, 12), input.substr(0, 12));
-  EXPECT_EQ(written[12], 'H');
+  EXPECT_EQ(written.at(12), 'H');
   EXPECT_EQ(written.substr(13, 3), input.substr(13, 3));
   EXPECT_EQ(GetU32(written, 16), 0x0A0B0C0DU);
   EXPECT_EQ(written.substr(20, 12), input.substr(20, 12));

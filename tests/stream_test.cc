@@ -100,8 +100,8 @@ TEST_F(StreamTest, CopiedRecordsKeepTheirBytes) {
               kReturned);
     const std::vector<Found> records = Records(archive_);
     ASSERT_EQ(records.size(), 4U) << revision;
-    EXPECT_EQ(records[2].bytes, FixedRecord("NNC", 80));
-    EXPECT_EQ(records[3].bytes, FixedRecord("LDM", 64));
+    EXPECT_EQ(records.at(2).bytes, FixedRecord("NNC", 80));
+    EXPECT_EQ(records.at(3).bytes, FixedRecord("LDM", 64));
   }
 }
 
@@ -116,11 +116,11 @@ TEST_F(StreamTest, LongCopiedRecordsAreCutFrom1BOn) {
     ASSERT_EQ(records.size(), 5U) << revision;
     Bytes nnc = FixedRecord("NNC", 100).substr(0, 80);
     spell::SetU32(nnc, 8, 80);
-    EXPECT_EQ(records[2].bytes, nnc);
+    EXPECT_EQ(records.at(2).bytes, nnc);
     Bytes ldm = FixedRecord("LDM", 99).substr(0, 64);
     spell::SetU32(ldm, 8, 64);
-    EXPECT_EQ(records[3].bytes, ldm);
-    EXPECT_EQ(records[4].tag, "NNC");
+    EXPECT_EQ(records.at(3).bytes, ldm);
+    EXPECT_EQ(records.at(4).tag, "NNC");
   }
 }
 
@@ -137,7 +137,7 @@ TEST_F(StreamTest, TailOfAnOlderCopiedRecordIsTheNextRecord) {
   nnc.replace(80, 20, FreeRecord(20));
   ASSERT_EQ(ArchiveRecords(0x19, nnc + Sta(0x19, 0)).status, kReturned);
   EXPECT_EQ(Tags(archive_), "HDR CON NNC STA");
-  EXPECT_EQ(Records(archive_)[2].bytes.size(), 80U);
+  EXPECT_EQ(Records(archive_).at(2).bytes.size(), 80U);
 }
 
 // ---- flushes ----
@@ -151,10 +151,10 @@ TEST_F(StreamTest, LdmFlushesThePeriodInProgress) {
               kReturned);
     EXPECT_EQ(Tags(archive_), "HDR CON STA LDM LDM STA") << revision;
     const std::vector<Found> records = Records(archive_);
-    EXPECT_EQ(records[2].time, kNewYear + 120);
-    EXPECT_EQ(records[5].time, kNewYear + 180);
-    EXPECT_EQ(spell::DiskOperations(byte, records[2].bytes), 20U);
-    EXPECT_EQ(spell::DiskOperations(byte, records[5].bytes), 10U);
+    EXPECT_EQ(records.at(2).time, kNewYear + 120);
+    EXPECT_EQ(records.at(5).time, kNewYear + 180);
+    EXPECT_EQ(spell::DiskOperations(byte, records.at(2).bytes), 20U);
+    EXPECT_EQ(spell::DiskOperations(byte, records.at(5).bytes), 10U);
   }
 }
 
@@ -194,12 +194,12 @@ TEST_F(StreamTest, HourIsCutWhenTheStampsHourGrows) {
   const std::vector<Found> records = Records(archive_);
   ASSERT_EQ(Tags(archive_), "HDR CON STA STA STA");
   // Stamp and flag byte are those of the last record folded into the period.
-  EXPECT_EQ(records[2].time, kNewYear + 3599);
-  EXPECT_EQ(records[2].flag, 0x02);
-  EXPECT_EQ(records[3].time, kNewYear + 3600);
-  EXPECT_EQ(records[3].flag, 0x03);
-  EXPECT_EQ(records[4].time, kNewYear + 9000);
-  EXPECT_EQ(records[4].flag, 0x04);
+  EXPECT_EQ(records.at(2).time, kNewYear + 3599);
+  EXPECT_EQ(records.at(2).flag, 0x02);
+  EXPECT_EQ(records.at(3).time, kNewYear + 3600);
+  EXPECT_EQ(records.at(3).flag, 0x03);
+  EXPECT_EQ(records.at(4).time, kNewYear + 9000);
+  EXPECT_EQ(records.at(4).flag, 0x04);
 }
 
 TEST_F(StreamTest, StampsOfOtherRecordsDoNotCutHours) {
@@ -215,7 +215,7 @@ TEST_F(StreamTest, HoursAreComparedWithTheStatisticsRecordBefore) {
   ASSERT_EQ(ArchiveRecords(0x1D, Sta(0x1D, 3700) + Sta(0x1D, 100) + Sta(0x1D, 3800)).status,
             kReturned);
   ASSERT_EQ(Tags(archive_), "HDR CON STA STA");
-  EXPECT_EQ(Records(archive_)[2].time, kNewYear + 100);
+  EXPECT_EQ(Records(archive_).at(2).time, kNewYear + 100);
 }
 
 TEST_F(StreamTest, HoursHaveNoTimeZone) {
@@ -228,7 +228,7 @@ TEST_F(StreamTest, DayArchivesAreNotCutAtHours) {
   const Bytes file = HeaderRecord({}) + Structure(0x1D) + Sta(0x1D, 0) + Sta(0x1D, 80000);
   ASSERT_EQ(Archive(file, 'D').status, kReturned);
   EXPECT_EQ(Tags(archive_), "HDR CON STA");
-  EXPECT_EQ(spell::DiskOperations(0x1D, Records(archive_)[2].bytes), 20U);
+  EXPECT_EQ(spell::DiskOperations(0x1D, Records(archive_).at(2).bytes), 20U);
 }
 
 TEST_F(StreamTest, SectionsCarryTheFirstFieldOfTheRecordReadLast) {
@@ -240,9 +240,9 @@ TEST_F(StreamTest, SectionsCarryTheFirstFieldOfTheRecordReadLast) {
   ASSERT_EQ(ArchiveRecords(0x1D, early + late).status, kReturned);
   const std::vector<Found> records = Records(archive_);
   ASSERT_EQ(records.size(), 4U);
-  EXPECT_EQ(GetU16(records[2].bytes, 88), 0x2222U);
-  EXPECT_EQ(GetU16(records[2].bytes, 14), 0U);
-  EXPECT_EQ(GetU16(records[3].bytes, 88), 0x2222U);
+  EXPECT_EQ(GetU16(records.at(2).bytes, 88), 0x2222U);
+  EXPECT_EQ(GetU16(records.at(2).bytes, 14), 0U);
+  EXPECT_EQ(GetU16(records.at(3).bytes, 88), 0x2222U);
 }
 
 // ---- what is no record ----
@@ -312,7 +312,7 @@ TEST_F(StreamTest, LdmFlushOf10GoesThroughThe11Writer) {
                      Statistics(0x10, {.operations = 7, .all_kinds = true});
   ASSERT_EQ(Archive(file).status, kReturned);
   ASSERT_EQ(Tags(archive_), "HDR CON STA LDM STA");
-  const Bytes flushed = Records(archive_)[2].bytes;
+  const Bytes flushed = Records(archive_).at(2).bytes;
   // Host port 64 + 32, disk port 48 + 32, logical disk 96 + 80, physical disk 64 + 32 bytes.
   EXPECT_EQ(GetU32(flushed, 28), 80U);
   EXPECT_EQ(GetU32(flushed, 36), 176U);
@@ -326,7 +326,7 @@ TEST_F(StreamTest, LdmFlushOf10GoesThroughThe11Writer) {
   EXPECT_EQ(GetU16(flushed, 432 + 20), 0U);
   EXPECT_EQ(GetU32(flushed, 432 + 32), 9U);
   // The period after it goes through the 0x10 writer.
-  const Bytes last = Records(archive_)[4].bytes;
+  const Bytes last = Records(archive_).at(4).bytes;
   EXPECT_EQ(GetU32(last, 52), 432U);
   EXPECT_EQ(GetU32(last, 60), 0U);
   EXPECT_EQ(last.size(), 432U + 48 + 32);
@@ -340,8 +340,8 @@ TEST_F(StreamTest, IdlePhysicalDiskOfThe10FlushKeeps32Bytes) {
                      Statistics(0x10, {.operations = 0, .all_kinds = true});
   ASSERT_EQ(Archive(file).status, kReturned);
   // Host port 96, disk port 80, logical disk 16; then the physical disk.
-  EXPECT_EQ(Records(archive_)[2].bytes.size(), 80U + 96 + 80 + 16 + 32);
-  EXPECT_EQ(Records(archive_)[4].bytes.size(), 80U + 96 + 80 + 16 + 16);
+  EXPECT_EQ(Records(archive_).at(2).bytes.size(), 80U + 96 + 80 + 16 + 32);
+  EXPECT_EQ(Records(archive_).at(4).bytes.size(), 80U + 96 + 80 + 16 + 16);
 }
 
 TEST_F(StreamTest, ArchivesFlushedThroughThe11WriterAreReadBack) {
@@ -352,12 +352,12 @@ TEST_F(StreamTest, ArchivesFlushedThroughThe11WriterAreReadBack) {
   ASSERT_EQ(Archive(file).status, kReturned);
   ASSERT_EQ(Archive(archive_).status, kReturned);
   ASSERT_EQ(Tags(archive_), "HDR CON STA LDM STA");
-  EXPECT_EQ(archive_[12], 'D');
-  const Bytes flushed = Records(archive_)[2].bytes;
+  EXPECT_EQ(archive_.at(12), 'D');
+  const Bytes flushed = Records(archive_).at(2).bytes;
   ASSERT_EQ(flushed.size(), 528U);
   EXPECT_EQ(spell::DiskOperations(0x10, flushed), 9U);
   EXPECT_EQ(GetU32(flushed, 432 + 32), 9U);
-  EXPECT_EQ(spell::DiskOperations(0x10, Records(archive_)[4].bytes), 7U);
+  EXPECT_EQ(spell::DiskOperations(0x10, Records(archive_).at(4).bytes), 7U);
 }
 
 // ---- dispatch ----

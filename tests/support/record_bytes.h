@@ -389,6 +389,8 @@ inline std::vector<Found> Records(const Bytes& file) {
   return records;
 }
 
+inline Found Last(const std::vector<Found>& records) { return records.at(records.size() - 1); }
+
 // The tags of a file's records, separated by blanks.
 inline std::string Tags(const Bytes& file) {
   std::string tags;
