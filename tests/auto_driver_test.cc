@@ -52,9 +52,13 @@ Bytes Broken(const Bytes& good) {
   return good + Records(good).back().bytes + spell::Record("XXX", 0, 0, "");
 }
 
-class AutoDriverTest : public ::testing::Test {
+// Automatic runs write to the operation log below the test prefix.
+class PrefixAutoDriverTest : public ::testing::Test {
  protected:
-  AutoDriverTest() { directory_.MakeDirectory("archive"); }
+  PrefixAutoDriverTest() {
+    directory_.MakeDirectory("archive");
+    unlink(log_.c_str());
+  }
 
   void PutLog(const std::string& name, const Bytes& bytes) { directory_.Write(name, bytes); }
   void PutArchive(const std::string& name, const Bytes& bytes) {
@@ -86,12 +90,15 @@ class AutoDriverTest : public ::testing::Test {
     return "Qelprfarc: 112 Record broken -- " + name;
   }
 
+  std::string Log() const { return TempDir::ReadFile(log_); }
+
+  const std::string log_ = std::string(QELPRFARC_TEST_PREFIX) + "etc/log/operation.log";
   const TimeZone zone_{"UTC"};
   TempDir directory_;
   std::vector<std::string> inputs_;
 };
 
-TEST_F(AutoDriverTest, FinishedOutputsHaveTheirFinalNames) {
+TEST_F(PrefixAutoDriverTest, FinishedOutputsHaveTheirFinalNames) {
   PutLog("20240101A#001.psl", LogOf(0x1D, 0));
   PutLog("20240101A#002.psl", LogOf(0x1D, 0));
   PutLog("20240102A.psl", LogOf(0x1C, 1));
@@ -104,7 +111,7 @@ TEST_F(AutoDriverTest, FinishedOutputsHaveTheirFinalNames) {
   EXPECT_EQ(Tags(Output("20240101A.psa")), "HDR CON STA CON STA");
 }
 
-TEST_F(AutoDriverTest, DayRunReadsTheArchiveSubdirectory) {
+TEST_F(PrefixAutoDriverTest, DayRunReadsTheArchiveSubdirectory) {
   PutArchive("20240131A.psa", HourArchive(0x1D, 30));
   PutArchive("20240201A.psa", HourArchive(0x1D, 31));
   PutArchive("20240202A.psa", HourArchive(0x1D, 32));
@@ -113,7 +120,7 @@ TEST_F(AutoDriverTest, DayRunReadsTheArchiveSubdirectory) {
   EXPECT_EQ(Tags(Output("202402A.psa")), "HDR CON STA STA");
 }
 
-TEST_F(AutoDriverTest, DatesAreLocalForAllRevisions) {
+TEST_F(PrefixAutoDriverTest, DatesAreLocalForAllRevisions) {
   const TimeZone zone("JST-9");
   Bytes log = LogOf(0x1D, 0);
   spell::SetU32(log, 4, Stamp(0) + 20 * 3600);
@@ -123,7 +130,7 @@ TEST_F(AutoDriverTest, DatesAreLocalForAllRevisions) {
   EXPECT_THAT(outcome.trace, IsEmpty());
 }
 
-TEST_F(AutoDriverTest, MonthsAreCutInLocalTimeForAllRevisions) {
+TEST_F(PrefixAutoDriverTest, MonthsAreCutInLocalTimeForAllRevisions) {
   const TimeZone zone("JST-9");
   Bytes late = HourArchive(0x1D, 30);
   spell::SetU32(late, 4, Stamp(30) + 20 * 3600);  // 1 February in Japan
@@ -133,7 +140,7 @@ TEST_F(AutoDriverTest, MonthsAreCutInLocalTimeForAllRevisions) {
   EXPECT_THAT(Outputs(), ElementsAre("202401A.psa", "202402A.psa"));
 }
 
-TEST_F(AutoDriverTest, LeftOverTemporaryOutputIsMadeAnew) {
+TEST_F(PrefixAutoDriverTest, LeftOverTemporaryOutputIsMadeAnew) {
   directory_.Write("archive/20240101A.psa_tmp", Bytes(9999, 'x'));
   PutLog("20240101A.psl", LogOf(0x1D, 0));
   EXPECT_EQ(Hour({"20240101A.psl"}).failed, 0);
@@ -141,7 +148,7 @@ TEST_F(AutoDriverTest, LeftOverTemporaryOutputIsMadeAnew) {
   EXPECT_EQ(Tags(Output("20240101A.psa")), "HDR CON STA");
 }
 
-TEST_F(AutoDriverTest, SequelsAreRenamedToo) {
+TEST_F(PrefixAutoDriverTest, SequelsAreRenamedToo) {
   PutLog("20240101A#001.psl", LogOf(0x1C, 0));
   PutLog("20240101A#002.psl", LogOf(0x1D, 0));
   PutLog("20240101A#003.psl", LogOf(0x1C, 0));
@@ -151,7 +158,7 @@ TEST_F(AutoDriverTest, SequelsAreRenamedToo) {
 
 // ---- inputs that cannot be opened ----
 
-TEST_F(AutoDriverTest, HourArchiveThatLacksAnInputKeepsItsTemporaryName) {
+TEST_F(PrefixAutoDriverTest, HourArchiveThatLacksAnInputKeepsItsTemporaryName) {
   PutLog("20240101A#001.psl", LogOf(0x1D, 0));
   PutLog("20240102A.psl", LogOf(0x1D, 1));
   PutLog("20240101B.psl", LogOf(0x1D, 0));
@@ -166,7 +173,7 @@ TEST_F(AutoDriverTest, HourArchiveThatLacksAnInputKeepsItsTemporaryName) {
   EXPECT_EQ(Tags(Output("20240101A.psa_tmp")), "HDR CON STA");
 }
 
-TEST_F(AutoDriverTest, DayArchiveThatLacksAnInputKeepsItsTemporaryName) {
+TEST_F(PrefixAutoDriverTest, DayArchiveThatLacksAnInputKeepsItsTemporaryName) {
   PutArchive("20240101A.psa", HourArchive(0x1D, 0));
   PutArchive("20240101B.psa", HourArchive(0x1D, 0));
   PutArchive("20240201A.psa", HourArchive(0x1D, 31));
@@ -181,7 +188,7 @@ TEST_F(AutoDriverTest, DayArchiveThatLacksAnInputKeepsItsTemporaryName) {
 
 // The check is held up at the last input, which is leased to this process, until the input before
 // it is gone: the run then fails to open it when its turn comes.
-TEST_F(AutoDriverTest, InputThatVanishesEndsItsDaysOutput) {
+TEST_F(PrefixAutoDriverTest, InputThatVanishesEndsItsDaysOutput) {
   PutLog("20240101A#001.psl", LogOf(0x1D, 0));
   PutLog("20240101A#002.psl", LogOf(0x1D, 0));
   PutLog("20240102A.psl", LogOf(0x1D, 1));
@@ -211,7 +218,7 @@ TEST_F(AutoDriverTest, InputThatVanishesEndsItsDaysOutput) {
   EXPECT_EQ(Tags(Output("20240102A.psa")), "HDR CON STA");
 }
 
-TEST_F(AutoDriverTest, PassedOverInputEndsItsDaysOutput) {
+TEST_F(PrefixAutoDriverTest, PassedOverInputEndsItsDaysOutput) {
   PutLog("20240101A#001.psl", LogOf(0x1D, 0));
   PutLog("20240101A#002.psl", DayArchive(0x1C));
   PutLog("20240102A.psl", LogOf(0x1D, 1));
@@ -219,7 +226,7 @@ TEST_F(AutoDriverTest, PassedOverInputEndsItsDaysOutput) {
   EXPECT_THAT(Outputs(), ElementsAre("20240101A.psa", "20240102A.psa"));
 }
 
-TEST_F(AutoDriverTest, PassedOverInputDoesNotChangeTheRevision) {
+TEST_F(PrefixAutoDriverTest, PassedOverInputDoesNotChangeTheRevision) {
   PutLog("20240101A#001.psl", LogOf(0x1D, 0));
   PutLog("20240101A#002.psl", DayArchive(0x1C));
   PutLog("20240101A#003.psl", LogOf(0x1D, 0));
@@ -232,7 +239,7 @@ TEST_F(AutoDriverTest, PassedOverInputDoesNotChangeTheRevision) {
 
 // ---- inputs that the header check drops ----
 
-TEST_F(AutoDriverTest, InputsThatTheCheckDropsCountAsFailed) {
+TEST_F(PrefixAutoDriverTest, InputsThatTheCheckDropsCountAsFailed) {
   PutLog("20240101A.psl", LogOf(0x1D, 0));
   PutLog("20240102A.psl", "short");
   PutLog("20240103A.psl", Bytes(300, 'x'));
@@ -249,7 +256,7 @@ TEST_F(AutoDriverTest, InputsThatTheCheckDropsCountAsFailed) {
   EXPECT_THAT(Outputs(), ElementsAre("20240101A.psa", "20240105A.psa"));
 }
 
-TEST_F(AutoDriverTest, SelectionOfDroppedInputsEndsQuietly) {
+TEST_F(PrefixAutoDriverTest, SelectionOfDroppedInputsEndsQuietly) {
   PutLog("20240102A.psl", "short");
   const EngineOutcome outcome = Hour({"20240102A.psl", "20240103A.psl"});
   EXPECT_EQ(outcome.status, kReturned);
@@ -258,7 +265,7 @@ TEST_F(AutoDriverTest, SelectionOfDroppedInputsEndsQuietly) {
   EXPECT_THAT(Outputs(), IsEmpty());
 }
 
-TEST_F(AutoDriverTest, OnlyDayArchivesEndTheSelectionNotTheProcess) {
+TEST_F(PrefixAutoDriverTest, OnlyDayArchivesEndTheSelectionNotTheProcess) {
   PutArchive("202401A.psa", DayArchive(0x1D));
   PutArchive("202401B.psa", DayArchive(0x10));
   const EngineOutcome outcome = Day(inputs_);
@@ -270,7 +277,7 @@ TEST_F(AutoDriverTest, OnlyDayArchivesEndTheSelectionNotTheProcess) {
 
 // ---- broken inputs ----
 
-TEST_F(AutoDriverTest, BrokenLogLeavesAnEmptyArchiveAndTheDayIsDone) {
+TEST_F(PrefixAutoDriverTest, BrokenLogLeavesAnEmptyArchiveAndTheDayIsDone) {
   PutLog("20240101A#001.psl", LogOf(0x1D, 0));
   PutLog("20240101A#002.psl", Broken(LogOf(0x1D, 0)));
   PutLog("20240101A#003.psl", LogOf(0x1D, 0));
@@ -285,7 +292,7 @@ TEST_F(AutoDriverTest, BrokenLogLeavesAnEmptyArchiveAndTheDayIsDone) {
   EXPECT_EQ(Tags(Output("20240102A.psa")), "HDR CON STA");
 }
 
-TEST_F(AutoDriverTest, RestOfABrokenDayIsPassedOverWhateverItsRevision) {
+TEST_F(PrefixAutoDriverTest, RestOfABrokenDayIsPassedOverWhateverItsRevision) {
   PutLog("20240101A#001.psl", Broken(LogOf(0x1D, 0)));
   PutLog("20240101A#002.psl", LogOf(0x1C, 0));
   PutLog("20240101B.psl", LogOf(0x1C, 0));
@@ -294,14 +301,14 @@ TEST_F(AutoDriverTest, RestOfABrokenDayIsPassedOverWhateverItsRevision) {
   EXPECT_EQ(Output("20240101A.psa"), "");
 }
 
-TEST_F(AutoDriverTest, BrokenDayThatLacksAnInputKeepsItsTemporaryName) {
+TEST_F(PrefixAutoDriverTest, BrokenDayThatLacksAnInputKeepsItsTemporaryName) {
   PutLog("20240101A#001.psl", Broken(LogOf(0x1D, 0)));
   Hour({"20240101A#001.psl", "20240101A#002.psl"});
   EXPECT_THAT(Outputs(), ElementsAre("20240101A.psa_tmp"));
   EXPECT_EQ(Output("20240101A.psa_tmp"), "");
 }
 
-TEST_F(AutoDriverTest, DayArchiveAfterABrokenLastInputKeepsItsTemporaryName) {
+TEST_F(PrefixAutoDriverTest, DayArchiveAfterABrokenLastInputKeepsItsTemporaryName) {
   PutArchive("20240101A.psa", HourArchive(0x1D, 0));
   PutArchive("20240102A.psa", Broken(HourArchive(0x1D, 1)));
   const EngineOutcome outcome = Day(inputs_);
@@ -311,7 +318,7 @@ TEST_F(AutoDriverTest, DayArchiveAfterABrokenLastInputKeepsItsTemporaryName) {
   EXPECT_EQ(Tags(Output("202401A.psa_tmp")), "HDR CON STA");
 }
 
-TEST_F(AutoDriverTest, OutputStaysOpenForTheInputBehindABrokenOne) {
+TEST_F(PrefixAutoDriverTest, OutputStaysOpenForTheInputBehindABrokenOne) {
   for (const uint8_t revision : {uint8_t{0x10}, uint8_t{0x18}, uint8_t{0x1C}, uint8_t{0x21}}) {
     inputs_.clear();
     PutArchive("20240101A.psa", HourArchive(revision, 0));
@@ -328,7 +335,7 @@ TEST_F(AutoDriverTest, OutputStaysOpenForTheInputBehindABrokenOne) {
   }
 }
 
-TEST_F(AutoDriverTest, NextDayBehindABrokenRepetitionIsTheNextDay) {
+TEST_F(PrefixAutoDriverTest, NextDayBehindABrokenRepetitionIsTheNextDay) {
   PutArchive("20240101A.psa", HourArchive(0x1D, 0));
   PutArchive("20240101A#002.psa", Broken(HourArchive(0x1D, 0)));
   PutArchive("20240102A.psa", HourArchive(0x1D, 1));
@@ -339,7 +346,7 @@ TEST_F(AutoDriverTest, NextDayBehindABrokenRepetitionIsTheNextDay) {
 }
 
 // Compared within its array: with the broken input's own header, not with array A's last record.
-TEST_F(AutoDriverTest, BrokenFirstInputIsWhatItsSuccessorIsComparedWith) {
+TEST_F(PrefixAutoDriverTest, BrokenFirstInputIsWhatItsSuccessorIsComparedWith) {
   PutArchive("20240301A.psa", HourArchive(0x1D, 60));
   PutArchive("20240101B.psa", Broken(HourArchive(0x1D, 0)));
   PutArchive("20240102B.psa", HourArchive(0x1D, 1));
@@ -349,7 +356,7 @@ TEST_F(AutoDriverTest, BrokenFirstInputIsWhatItsSuccessorIsComparedWith) {
   EXPECT_EQ(spell::Last(Records(Output("202401B.psa"))).time, Stamp(1) + 3599);
 }
 
-TEST_F(AutoDriverTest, BrokenRecordsOfEachSortAbandonTheInput) {
+TEST_F(PrefixAutoDriverTest, BrokenRecordsOfEachSortAbandonTheInput) {
   const Bytes good = HourArchive(0x1D, 1);
   Bytes count = Statistics(0x1D, {.time = Stamp(1), .logical_disks = 2});
   for (const Bytes& bad :
@@ -370,7 +377,7 @@ TEST_F(AutoDriverTest, BrokenRecordsOfEachSortAbandonTheInput) {
 
 // ---- order ----
 
-TEST_F(AutoDriverTest, MonthBeforeTheOutputsIsSkipped) {
+TEST_F(PrefixAutoDriverTest, MonthBeforeTheOutputsIsSkipped) {
   PutArchive("20240201A.psa", HourArchive(0x1D, 31));
   PutArchive("20240202A.psa", HourArchive(0x1D, 5));  // of January
   PutArchive("20240203A.psa", HourArchive(0x1D, 32));
@@ -383,14 +390,14 @@ TEST_F(AutoDriverTest, MonthBeforeTheOutputsIsSkipped) {
   EXPECT_EQ(Tags(Output("202402A.psa")), "HDR CON STA STA");
 }
 
-TEST_F(AutoDriverTest, OutputEndingWithASkippedInputKeepsItsTemporaryName) {
+TEST_F(PrefixAutoDriverTest, OutputEndingWithASkippedInputKeepsItsTemporaryName) {
   PutArchive("20240201A.psa", HourArchive(0x1D, 31));
   PutArchive("20240202A.psa", HourArchive(0x1D, 5));
   EXPECT_EQ(Day(inputs_).failed, 1);
   EXPECT_THAT(Outputs(), ElementsAre("202402A.psa_tmp"));
 }
 
-TEST_F(AutoDriverTest, DayBeforeTheLastInputsIsReadWithoutAMark) {
+TEST_F(PrefixAutoDriverTest, DayBeforeTheLastInputsIsReadWithoutAMark) {
   PutArchive("20240105A.psa", HourArchive(0x1D, 4));
   PutArchive("20240106A.psa", HourArchive(0x1D, 2));
   const EngineOutcome outcome = Day(inputs_);
@@ -401,7 +408,7 @@ TEST_F(AutoDriverTest, DayBeforeTheLastInputsIsReadWithoutAMark) {
   EXPECT_EQ(Tags(Output("202401A.psa")), "HDR CON STA CON STA");
 }
 
-TEST_F(AutoDriverTest, DayBeforeTheLastInputsDoesNotSpoilTheOutputItFollows) {
+TEST_F(PrefixAutoDriverTest, DayBeforeTheLastInputsDoesNotSpoilTheOutputItFollows) {
   PutArchive("20240105A.psa", HourArchive(0x1D, 4));
   PutArchive("20240106A.psa", HourArchive(0x1C, 2));
   Day(inputs_);
@@ -410,7 +417,7 @@ TEST_F(AutoDriverTest, DayBeforeTheLastInputsDoesNotSpoilTheOutputItFollows) {
 
 // ---- outputs that cannot be made or finished ----
 
-TEST_F(AutoDriverTest, FailedRenameKeepsTheTemporaryNameAndTheRunGoesOn) {
+TEST_F(PrefixAutoDriverTest, FailedRenameKeepsTheTemporaryNameAndTheRunGoesOn) {
   directory_.MakeDirectory("archive/20240101A.psa");
   PutLog("20240101A.psl", LogOf(0x1D, 0));
   PutLog("20240102A.psl", LogOf(0x1D, 1));
@@ -423,7 +430,7 @@ TEST_F(AutoDriverTest, FailedRenameKeepsTheTemporaryNameAndTheRunGoesOn) {
   EXPECT_EQ(Tags(Output("20240101A.psa_tmp")), "HDR CON STA");
 }
 
-TEST_F(AutoDriverTest, FailedSyncKeepsTheTemporaryNameAndTheRunGoesOn) {
+TEST_F(PrefixAutoDriverTest, FailedSyncKeepsTheTemporaryNameAndTheRunGoesOn) {
   ASSERT_EQ(symlink("/dev/null", directory_.Path("archive/20240101A.psa_tmp").c_str()), 0);
   PutLog("20240101A.psl", LogOf(0x1D, 0));
   PutLog("20240102A.psl", LogOf(0x1D, 1));
@@ -434,15 +441,6 @@ TEST_F(AutoDriverTest, FailedSyncKeepsTheTemporaryNameAndTheRunGoesOn) {
               ElementsAre("Qelprfarc: 111 Write error -- 20240101A.psa_tmp  func=fsync errno=22"));
   EXPECT_THAT(Outputs(), ElementsAre("20240101A.psa_tmp", "20240102A.psa"));
 }
-
-class PrefixAutoDriverTest : public AutoDriverTest {
- protected:
-  PrefixAutoDriverTest() { unlink(log_.c_str()); }
-
-  std::string Log() const { return TempDir::ReadFile(log_); }
-
-  const std::string log_ = std::string(QELPRFARC_TEST_PREFIX) + "etc/log/operation.log";
-};
 
 constexpr char kFailedArchives[] = "08320 Qelprfarc 4 1 Failed in archives of psl(psa) files.";
 

@@ -157,6 +157,24 @@ TEST(PsltoolDump, TableHasALineForEachGroup) {
   EXPECT_EQ(result.out.find('\x1b'), std::string::npos);
 }
 
+// Wild words make rates beyond 64 bits, which the table once turned into integers.
+TEST(PsltoolDump, RatesBeyondAnyIntegerArePrinted) {
+  TempDir dir;
+  Bytes disk(96, '\0');
+  spell::SetU32(disk, 4, 1);  // a millisecond
+  spell::SetU16(disk, 8, 0x0101);
+  spell::SetU32(disk, 16, 0xFFFFFFFF);
+  spell::SetU32(disk, 28, 0xFFFFFFFF);
+  spell::Sections record("STA", 0, spell::kNewYear, 256);
+  record.Add(88, 96, 1, disk);
+  dir.Write("x.psl", spell::HeaderRecord({}) + spell::Structure(0x1D) + record.Finish());
+  const ProgramResult result = Dump(dir.Path("x.psl"), {});
+  EXPECT_EQ(result.status, 0) << result.err;
+  // (2^31 - 1) * 256 operations of 2^32 - 1 each, in 1/1024 per second
+  EXPECT_NE(result.out.find(" 549755813632 549755813632000 "), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find(" 2305843007602"), std::string::npos) << result.out;
+}
+
 // Up to 0x12 the second average is one over time, so that it makes no rate with the count.
 TEST(PsltoolDump, OlderRevisionsHaveNoVolumeRate) {
   TempDir dir;

@@ -2,6 +2,7 @@
 #include "tools/dump_writers.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <string>
 
@@ -18,8 +19,7 @@ std::string PlainText(const Value& value) {
 
 std::string TableText(const Value& value) {
   if (const auto* real = std::get_if<double>(&value)) {
-    return *real == static_cast<double>(static_cast<int64_t>(*real)) ? fmt::format("{:.0f}", *real)
-                                                                     : fmt::format("{:.2f}", *real);
+    return std::trunc(*real) == *real ? fmt::format("{:.0f}", *real) : fmt::format("{:.2f}", *real);
   }
   if (const auto* flag = std::get_if<bool>(&value)) return *flag ? "yes" : "no";
   return std::holds_alternative<std::monostate>(value) ? "-" : PlainText(value);
