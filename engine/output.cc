@@ -116,7 +116,11 @@ void RenameWriteFname(const char* name) {
   const std::string directory = std::string(arcdelinfo.arcdir).substr(0, room) + "archive/";
   const std::string from = directory + name;
   const std::string to = directory + std::string(name).substr(0, std::string(name).rfind('_'));
-  if (::rename(from.c_str(), to.c_str()) != 0) {
+  // The day archive of an array named "15A" would take the name of an hour archive of "A": an input
+  // of this run is never replaced, the archive keeps its temporary name.
+  const bool taken = IsInputFile(to.c_str());
+  if (taken) errno = EEXIST;
+  if (taken || ::rename(from.c_str(), to.c_str()) != 0) {
     FinishFailed("rename", kDetRename);
     return;
   }

@@ -60,10 +60,13 @@ int DaysBetween(uint8_t previous_revision) {
   return DateOf(finfo.header_read).day - PreviousDate(previous_revision).day;
 }
 
-// Length of the name up to its last "#", or failing that its last ".".
+// Length of the name up to the last "#" of its base name, or failing that its last ".". Directories
+// may hold both; counting them there would take all days in such a directory for one.
 size_t DayPrefix(const char* name) {
-  const char* end = std::strrchr(name, '#');
-  if (end == nullptr) end = std::strrchr(name, '.');
+  const char* base = std::strrchr(name, '/');
+  base = base != nullptr ? base + 1 : name;
+  const char* end = std::strrchr(base, '#');
+  if (end == nullptr) end = std::strrchr(base, '.');
   return end != nullptr ? static_cast<size_t>(end - name) : std::strlen(name);
 }
 

@@ -182,6 +182,7 @@ void FillSet(size_t i) {
   ResourceSet& set = resource_sets[row.kind];
   if (structure.lists[i] == nullptr) {
     set.count = descriptor.count;  // still compared with the sections of statistics records
+    set.lookup = row.lookup;       // an empty table is searched by the rule of its kind
     return;
   }
   const size_t entry = EntrySize(row, descriptor);

@@ -430,6 +430,21 @@ TEST_F(PrefixAutoDriverTest, FailedRenameKeepsTheTemporaryNameAndTheRunGoesOn) {
   EXPECT_EQ(Tags(Output("20240101A.psa_tmp")), "HDR CON STA");
 }
 
+// The month of an array "15A" and a day of an array "A" have the same archive name: once, the day
+// archive was renamed over the hour archive, which was still to be read.
+TEST_F(PrefixAutoDriverTest, FinishedArchiveNeverReplacesAnInputOfTheRun) {
+  PutArchive("2024010115A.psa", HourArchive(0x1D, 0));
+  PutArchive("20240115A.psa", HourArchive(0x1D, 14));
+  const Bytes before = Output("20240115A.psa");
+  const EngineOutcome outcome = Day(inputs_);
+  EXPECT_EQ(outcome.status, kReturned);
+  EXPECT_EQ(outcome.failed, 1);
+  EXPECT_THAT(outcome.trace, ElementsAre("Qelprfarc: 111 Write error -- 20240115A.psa_tmp  "
+                                         "func=rename errno=17"));
+  EXPECT_EQ(Output("20240115A.psa"), before);
+  EXPECT_THAT(Outputs(), ElementsAre("202401A.psa", "20240115A.psa_tmp"));
+}
+
 TEST_F(PrefixAutoDriverTest, FailedSyncKeepsTheTemporaryNameAndTheRunGoesOn) {
   ASSERT_EQ(symlink("/dev/null", directory_.Path("archive/20240101A.psa_tmp").c_str()), 0);
   PutLog("20240101A.psl", LogOf(0x1D, 0));

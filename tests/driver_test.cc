@@ -141,6 +141,15 @@ TEST_F(DriverTest, InputsOfDifferentDirectoriesAreNotOfTheSameDay) {
   EXPECT_EQ(Tags(Output("20240101A.psa")), "HDR CON STA");
 }
 
+// "#" in the name of a directory once made all days in it one day.
+TEST_F(DriverTest, NumberSignOfADirectorySeparatesNoDays) {
+  directory_.MakeDirectory("d#1");
+  const EngineOutcome outcome = Run({Put("d#1/20240101A.psl", LogOf(0x1D, {1, 1})),
+                                     Put("d#1/20240102A.psl", LogOf(0x1D, {1, 2}))});
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_THAT(Outputs(), ElementsAre("20240101A.psa", "20240102A.psa"));
+}
+
 // ---- day archives ----
 
 TEST_F(DriverTest, DayArchiveIsCutWhenTheMonthAdvances) {
