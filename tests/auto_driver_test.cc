@@ -442,7 +442,7 @@ TEST_F(PrefixAutoDriverTest, FinishedArchiveNeverReplacesAnInputOfTheRun) {
   EXPECT_THAT(outcome.trace, ElementsAre("Qelprfarc: 111 Write error -- 20240115A.psa_tmp  "
                                          "func=rename errno=17"));
   EXPECT_EQ(Output("20240115A.psa"), before);
-  EXPECT_THAT(Outputs(), ElementsAre("202401A.psa", "20240115A.psa_tmp"));
+  EXPECT_THAT(Outputs(), ElementsAre("20240115A.psa_tmp", "202401A.psa"));
 }
 
 TEST_F(PrefixAutoDriverTest, FailedSyncKeepsTheTemporaryNameAndTheRunGoesOn) {
