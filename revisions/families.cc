@@ -57,6 +57,5 @@ void FreeResources() {
   DropSets();
   DropItemBlocks();
   ForgetStructure();
-  record_in.Free();
-  record_out.Free();
+  FreeRecords();
 }

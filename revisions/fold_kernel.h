@@ -1,34 +1,91 @@
-// Vector kernels: the arithmetic of FoldQuadset and MergeWords for eight slots at a time. The
-// scalar functions are the definition; every kernel gives the same bits (IEEE operations in the
-// same order, no contraction), so the choice depends on the processor alone.
+// Vector kernels: the arithmetic of FoldQuadset and MergeWords for eight slots and several
+// intervals at a time. The scalar functions are the definition; every kernel gives the same bits
+// (IEEE operations in the same order, no contraction), so the choice depends on the processor
+// alone.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-// One entry for each slot of a tile. A lane that is to stay as it is points to zeros and has length
-// 0.
-struct FoldTile {
-  const uint8_t* quadsets[8];  // first counter group, as in the file
-  double length[8];            // interval in milliseconds; 0: no extremes
+// Intervals that are folded at a time at most.
+inline constexpr size_t kMostIntervals = 16;
+
+// The entries of eight slots over several intervals, oldest first. The entry of a lane that is to
+// stay as it is has zeros.
+struct TileIntervals {
+  size_t count;
+  const uint8_t* first[kMostIntervals];  // of an interval's eight entries, as in the file
+  size_t step;                           // from one entry to the next
 };
 
-// Extended words for each slot of a tile, as in the file, four for each tracked group.
-struct MergeTile {
-  const uint8_t* words[8];
-  int64_t take[8];  // -1: merge the lane; 0: leave it
+struct FoldRun {
+  TileIntervals intervals;
+  size_t groups_at;  // of the first counter group in an entry
+  size_t quadsets;
+  size_t tracked;  // groups that have extremes
+  bool compute;    // extremes come from rates; else extended words say them
+  bool first;      // the oldest interval is the first of its period
+};
+
+// The same for extended words.
+struct MergeRun {
+  TileIntervals intervals;
+  uint8_t take[kMostIntervals];  // bit n: lane n has words
+  size_t words_at;               // in an entry, four words for each tracked group
+  size_t tracked;
+  bool first;
+};
+
+// Where a bit or a 16-bit field stands in an entry: the number of its 32-bit word and the distance
+// from the lowest bit of that.
+struct HeadBit {
+  uint8_t word;
+  uint8_t shift;
+};
+
+// The heads of eight slots whose entries are all valid: what of them is summed up.
+struct HeadRun {
+  TileIntervals intervals;
+  bool has_ratio;
+  bool always;        // ratios are always present, else where the bit `there` is set
+  bool track;         // ratios have extremes,
+  bool track_always;  // whether they are present or not
+  bool first;         // as in FoldRun
+  HeadBit ratio;
+  HeadBit there;
+  HeadBit counted;  // of any word where the form has none; the sum is not used then
+  HeadBit sticky;   // likewise
+  double busy[8];   // sum of ratio x length / 10000
+  double maximum[8];
+  double minimum[8];
+  // Results: sum of lengths, number of ratios, of counted bits, whether sticky bits were set.
+  uint64_t time[8];
+  uint64_t ratios[8];
+  uint64_t counted_in[8];
+  uint64_t sticky_in[8];
+};
+
+// The words of eight slots: of each lane four for each group and four for each tracked group.
+inline constexpr size_t kMostWords = 48;
+struct PutRun {
+  size_t quadsets;
+  size_t tracked;
+  double time[8];                    // sum of lengths; the older rule divides by it
+  uint8_t words[8][kMostWords * 4];  // as in the file
 };
 
 struct FoldKernels {
   const char* name;
-  // Folds `quadsets` groups into the tile's fields, extremes of the first `tracked` ones. `fields`:
-  // sums of all groups, then extremes, eight lanes each (slots.h).
-  void (*fold_current)(double* fields, const FoldTile& tile, size_t quadsets, size_t tracked,
-                       bool first);
-  void (*fold_older)(double* fields, const FoldTile& tile, size_t quadsets, size_t tracked,
-                     bool first);
-  // Merges the words of `tracked` groups into the extremes at `extremes`.
-  void (*merge)(double* extremes, const MergeTile& tile, size_t tracked, bool first);
+  void (*fold_heads)(HeadRun& run);
+  // Folds the run into the tile's fields: sums of all groups, then extremes, then the lengths that
+  // extremes are to be divided by, eight lanes each (slots.h).
+  void (*fold_current)(double* fields, const FoldRun& run);
+  void (*fold_older)(double* fields, const FoldRun& run);
+  // Merges the words into the extremes at `extremes`.
+  void (*merge)(double* extremes, const MergeRun& run);
+  // Turns a tile into words. Extremes become rates before.
+  void (*put_current)(double* fields, PutRun& run);
+  void (*put_older)(double* fields, PutRun& run);
 };
 
 // Kernels that this processor can run, best first; ends with a null entry. Empty on processors that

@@ -3,4 +3,5 @@
 #include "revisions/fold_kernel_impl.h"
 
 extern const FoldKernels kFoldKernelsAvx2;
-const FoldKernels kFoldKernelsAvx2 = {"avx2", Fold<true>, Fold<false>, Merge};
+const FoldKernels kFoldKernelsAvx2 = {"avx2", FoldHeadsOf, Fold<true>, Fold<false>,
+                                      Merge,  Put<true>,   Put<false>};

@@ -3,4 +3,5 @@
 #include "revisions/fold_kernel_impl.h"
 
 extern const FoldKernels kFoldKernelsAvx512;
-const FoldKernels kFoldKernelsAvx512 = {"avx512", Fold<true>, Fold<false>, Merge};
+const FoldKernels kFoldKernelsAvx512 = {"avx512", FoldHeadsOf, Fold<true>, Fold<false>,
+                                        Merge,    Put<true>,   Put<false>};

@@ -30,8 +30,8 @@ inline bool KeyMatches(const ResourceSet& set, int32_t index, const uint8_t* key
 
 inline uint16_t& CursorOf(Kind kind) { return kind == kLd ? usLdCursor : usPdCursor; }
 
-// Index of the resource with `key` (bytes as in the file), given that its entry stands at `position`
-// of its section. -1: not configured, reported as a broken record.
+// Index of the resource with `key` (bytes as in the file), given that its entry stands at
+// `position` of its section. -1: not configured, reported as a broken record.
 int32_t FindIndex(Kind kind, const uint8_t* key, int32_t position);
 
 // The same for an entry that is expected to be the one of slot `expected`, as entries come in table

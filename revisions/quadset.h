@@ -50,6 +50,15 @@ inline void TrackMinimum(double& field, double value, bool first) {
   if (first || !(field < value)) field = value;
 }
 
+// Rates of operations and volume over an interval of `length` milliseconds. The volume comes from
+// the product of second average and count; by the older rule the second average stands for it.
+inline double RateOf(double count, double length) { return (count * 1000.0 / length) * 1000.0; }
+template <QuadRule kRule>
+inline double VolumeOf(double figure, double length) {
+  if constexpr (kRule == QuadRule::kCurrent) return figure / (length / 1000.0) / 1024.0;
+  return figure;
+}
+
 // A gathered counter group wherever it lies: four sums, and four extremes or none, kStep apart.
 template <size_t kStep>
 struct GroupRef {
@@ -80,11 +89,10 @@ inline void FoldQuadset(const GroupRef<kStep>& group, const uint8_t* wire, doubl
     group.Sum(3) += length * q3;
   }
   if (group.extremes == nullptr || length == 0.0) return;
-  const double rate = (count * 1000.0 / length) * 1000.0;
+  const double rate = RateOf(count, length);
   TrackMaximum(group.Extreme(0), rate, first);
   TrackMinimum(group.Extreme(1), rate, first);
-  double volume = q3;
-  if constexpr (kRule == QuadRule::kCurrent) volume = (q3 * count) / (length / 1000.0) / 1024.0;
+  const double volume = VolumeOf<kRule>(kRule == QuadRule::kCurrent ? q3 * count : q3, length);
   TrackMaximum(group.Extreme(2), volume, first);
   TrackMinimum(group.Extreme(3), volume, first);
 }

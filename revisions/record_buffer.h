@@ -1,16 +1,22 @@
-// Whole records in memory: one buffer for the record being read, one for the record being built.
+// Whole records in memory: the record being read, records before it whose entries are pending, and
+// the record being built.
 #pragma once
 
 #include "engine/buffer.h"
 #include "revisions/sections.h"
 
-extern Buffer record_in;
 extern Buffer record_out;
 
 // Reads the whole record whose header is in finfo, with one read. The input stands at its first
 // byte or behind its 12-byte header, as the family's dispatch row says; afterwards it stands behind
 // it.
 RecordView ReadWholeRecord();
+
+// Keeps the record read last while entries of it are pending; folds them when there is no room for
+// another record.
+void KeepRecord();
+
+void FreeRecords();
 
 // Piece of a record, or null when it leaves the record.
 inline const uint8_t* Carve(const RecordView& record, uint64_t offset, uint64_t size) {

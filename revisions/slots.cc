@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+#include "revisions/pending.h"
+
 std::array<ResourceSet, kSectionKinds> resource_sets;
 uint8_t structure_revision = 0;
 uint8_t carried_choice = 0;
@@ -36,6 +38,7 @@ void DropSet(Kind kind) {
   set.count = 0;
   set.entries = 0;
   set.from_statistics = false;
+  DropPending(kind, true);
   PublishSlots(kind);
 }
 
@@ -80,12 +83,13 @@ uint8_t* ShapeSet(Kind kind, const SetShape& shape) {
   set.head_size = shape.head_size;
   // Caches keep their counter groups in their heads.
   set.quadsets = kind == kCache ? 0 : shape.quadsets;
-  set.fields_per_slot = 4 * (set.quadsets + (kind == kCache ? 0 : shape.tracked));
+  set.fields_per_slot = set.quadsets == 0 ? 0 : 4 * (set.quadsets + shape.tracked) + 1;
   return set.table.Zeroed(static_cast<size_t>(shape.entries) * shape.stride);
 }
 
 void StartSet(Kind kind) {
   ResourceSet& set = resource_sets[kind];
+  DropPending(kind, true);
   set.slot_block.Zeroed(static_cast<size_t>(set.entries) * set.head_size);
   set.field_block.Zeroed(FieldBytes(set));
   set.unique = set.lookup != Lookup::kPosition && KeysAreUnique(set);
@@ -96,6 +100,7 @@ void StartSet(Kind kind) {
 void ClearSlots(Kind kind) {
   const ResourceSet& set = resource_sets[kind];
   if (set.entries == 0) return;
+  DropPending(kind, false);
   // Cache slots and all others keep their key at the same place (checked in layout_check.cc).
   const size_t key_at = offsetof(SlotHead, key);
   uint8_t* slot = set.slot_block.data();

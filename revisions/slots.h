@@ -40,6 +40,8 @@ static_assert(sizeof(SlotHead) == 64);
 // is fields[(i / 8) * fields_per_slot * 8 + f * 8 + i % 8]. Fields of a slot: a0 to a3 of each
 // group, then the four extremes of each tracked group (largest and smallest operation rate, largest
 // and smallest volume rate or, by the older rule, second average), in the order of the item bits.
+// The vector kernels keep extremes as counts while all intervals of a slot have one length: that
+// length is the last field, else 0 (SettleRates in accumulate.h).
 inline constexpr size_t kLanes = 8;
 
 // One slot: its head and its fields, kLanes apart.
@@ -51,6 +53,7 @@ struct SlotRef {
   double& Sum(size_t quadset, size_t field) const { return fields[(quadset * 4 + field) * kLanes]; }
   // Extreme by its position among the item bits, ratio extremes apart.
   double& Extreme(size_t position) const { return fields[(quadsets * 4 + position) * kLanes]; }
+  double& Length(size_t tracked) const { return fields[(quadsets + tracked) * 4 * kLanes]; }
 };
 
 struct CacheSlot {
@@ -114,12 +117,13 @@ inline CacheSlot* CacheSlots() {
 }
 
 // The slot arrays by name; null while the kind has no resources.
-#define QELPRF_SLOT_ARRAYS(X)                                                               \
-  X(sta_hd_arc, kHd)                                                                        \
-  X(sta_rd_arc, kRd)                                                                        \
-  X(sta_dd_arc, kDd) X(sta_hp_arc, kHp) X(sta_hp_node_arc, kHpNode) X(sta_dp_arc, kDp)      \
-      X(sta_cache_arc, kCache) X(sta_ld_arc, kLd) X(sta_pd_arc, kPd) X(sta_rank_arc, kRank) \
-          X(sta_cheseg_arc, kCheseg) X(sta_rp_arc, kRp) X(sta_mp_arc, kMp) X(sta_pool_arc, kPool)
+#define QELPRF_SLOT_ARRAYS(X)                                                                 \
+  X(sta_hd_arc, kHd)                                                                          \
+  X(sta_rd_arc, kRd)                                                                          \
+  X(sta_dd_arc, kDd)                                                                          \
+  X(sta_hp_arc, kHp) X(sta_hp_node_arc, kHpNode) X(sta_dp_arc, kDp) X(sta_cache_arc, kCache)  \
+      X(sta_ld_arc, kLd) X(sta_pd_arc, kPd) X(sta_rank_arc, kRank) X(sta_cheseg_arc, kCheseg) \
+          X(sta_rp_arc, kRp) X(sta_mp_arc, kMp) X(sta_pool_arc, kPool)
 #define QELPRF_DECLARE(name, kind) extern uint8_t* name;
 QELPRF_SLOT_ARRAYS(QELPRF_DECLARE)
 #undef QELPRF_DECLARE

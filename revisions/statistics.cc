@@ -11,6 +11,7 @@
 #include "engine/pmoncommon.h"
 #include "revisions/cache.h"
 #include "revisions/items.h"
+#include "revisions/pending.h"
 #include "revisions/record_buffer.h"
 #include "revisions/sections.h"
 #include "revisions/slots.h"
@@ -200,9 +201,11 @@ void ReadStatistics(const RevisionLayout& layout) {
   if (!ReadSections(record, *in_use)) return;
   if (in_use->has_items && !ReadItems(record)) return;
   finfo.first_interval = false;
+  KeepRecord();
 }
 
 void WriteStatistics(const RevisionLayout& layout) {
+  FoldPending();
   size_t room = layout.row.record_head + LargestItems();
   for (size_t i = 0; i < layout.section_count; ++i) {
     room += LargestSection(layout.sections[i].form, layout.sections[i].kind);

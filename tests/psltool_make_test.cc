@@ -208,7 +208,7 @@ TEST(PsltoolMake, ExtendedWordsFollowTheBitmap) {
   EXPECT_EQ(Records(all)[2].size(), 256U + 2 * (96 + 22 * 4));
   EXPECT_EQ(Records(some)[2].size(), 256U + 2 * (96 + 11 * 4));
   // Largest operation rate of the first group, not below the smallest, which follows it.
-  const Bytes& record = Records(all)[2];
+  const Bytes record = Records(all)[2];
   EXPECT_GT(GetU32(record, 256 + 96), GetU32(record, 256 + 96 + 4));
   EXPECT_GT(GetU32(record, 256 + 96 + 4), 0U);
 }

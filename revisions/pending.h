@@ -1,0 +1,77 @@
+// Statistics entries that have been read but not folded yet. Entries of eight neighbouring slots (a
+// tile) are kept over several records and folded together, so that a tile's slots are fetched once
+// for all of them. Records stay in memory meanwhile (record_buffer.h).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "engine/buffer.h"
+#include "engine/finfo.h"
+#include "engine/layout.h"
+#include "revisions/accumulate.h"
+#include "revisions/fold_kernel.h"
+#include "revisions/slots.h"
+
+// What is the same for all entries of the section being read.
+struct SectionContext {
+  FoldContext fold;
+  ItemMasks masks;
+  size_t words_size;  // bytes of the extended words behind a full entry
+  bool all_words;     // the input carries just the words that the output does
+};
+
+// One interval of a tile whose entries do not simply follow each other, full and valid. Of the last
+// tile of a set fewer lanes may be in use.
+struct MixedEntries {
+  const uint8_t* entry[kLanes];  // in a record; null in lanes that are not in use
+  uint8_t compact;               // bit n: the entry of lane n has no counter groups
+};
+
+// The pending entries of one kind.
+struct PendingKind {
+  // Folds and forgets what is pending of a tile.
+  void (*fold)(PendingKind& pending, Kind kind, size_t tile) = nullptr;
+  SectionContext context = {};
+  size_t tiles = 0;
+  bool any = false;
+  Buffer plain;     // const uint8_t*[tiles][kMostIntervals]: the first of eight entries, or null:
+  Buffer mixed;     // MixedEntries[tiles][kMostIntervals]
+  Buffer counts;    // uint8_t[tiles]: intervals
+  Buffer firsts;    // uint8_t[tiles]: 1 when the oldest is the first interval of its period
+  Buffer expected;  // uint64_t[tiles][kLanes], see sections.cc
+
+  const uint8_t** PlainOf(size_t tile) const {
+    return reinterpret_cast<const uint8_t**>(plain.data()) + tile * kMostIntervals;
+  }
+  MixedEntries* MixedOf(size_t tile) const {
+    return reinterpret_cast<MixedEntries*>(mixed.data()) + tile * kMostIntervals;
+  }
+
+  // Place of another interval of a tile.
+  size_t Add(Kind kind, size_t tile) {
+    uint8_t& count = counts.data()[tile];
+    // Only the oldest can be a first one; entries out of order make several of one record.
+    if (count == kMostIntervals || (count != 0 && context.fold.first)) fold(*this, kind, tile);
+    if (count == 0) firsts.data()[tile] = context.fold.first ? 1 : 0;
+    any = true;
+    return count++;
+  }
+};
+
+PendingKind& PendingOf(Kind kind);
+
+// Folds what is pending: of one tile, of a kind, of all kinds.
+inline void FoldPendingTile(PendingKind& pending, Kind kind, size_t tile) {
+  if (pending.counts.data()[tile] != 0) pending.fold(pending, kind, tile);
+}
+void FoldPending(Kind kind);
+void FoldPending();
+
+// Whether anything is pending.
+bool AnyPending();
+
+// Forgets what is pending: of a kind whose slots are dropped, replaced or cleared. `room` also
+// frees the memory.
+void DropPending(Kind kind, bool room);
