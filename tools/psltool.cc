@@ -7,6 +7,7 @@
 #include "tools/cmd_health.h"
 #include "tools/cmd_info.h"
 #include "tools/cmd_make.h"
+#include "tools/cmd_plan.h"
 #include "tools/cmd_salvage.h"
 #include "tools/cmd_segment.h"
 #include "tools/cmd_show.h"
@@ -32,6 +33,7 @@ int main(int argc, char** argv) {
   AddShowCommand(app, status);
   AddSegmentCommand(app, status);
   AddHealthCommand(app, status);
+  AddPlanCommand(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
