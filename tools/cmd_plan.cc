@@ -105,9 +105,17 @@ void PrintFiles(const char* word, const std::vector<PlanFile>& files, bool all, 
   }
 }
 
+std::string Moment(int64_t time) { return TimeText(static_cast<uint32_t>(time), Zone::kLocal); }
+
 void PrintStep(const PlanStep& step, bool all, TextOut& out) {
   const bool hour = step.level == 'H';
-  out.Print("{} archives: {} input{}, {} archive{}\n", hour ? "hour" : "day", step.archived.size(),
+  const std::string from =
+      step.period.has_limit
+          ? fmt::format("from {} (limit {}) ", Moment(step.period.limit).substr(0, 16),
+                        KeepText(hour ? kClassHour : kClassDay))
+          : "";
+  out.Print("{} archives, of dates {}to {}: {} input{}, {} archive{}\n", hour ? "hour" : "day",
+            from, Moment(step.period.end), step.archived.size(),
             step.archived.size() == 1 ? "" : "s", step.outputs.size(),
             step.outputs.size() == 1 ? "" : "s");
   PrintFiles("archive", step.archived, all, out);
@@ -120,8 +128,7 @@ void PrintStep(const PlanStep& step, bool all, TextOut& out) {
 }
 
 void PrintText(const Wishes& wishes, const Plan& plan, TextOut& out) {
-  out.Print("plan for {} (local), {}\n",
-            TimeText(static_cast<uint32_t>(wishes.request.now), Zone::kLocal),
+  out.Print("plan for {} (local), {}\n", Moment(wishes.request.now),
             wishes.request.prune ? arcdelinfo.pmldir : arcdelinfo.arcdir);
   for (const std::string& note : plan.notes) out.Print("note: {}\n", note);
   for (const PlanStep& step : plan.steps) PrintStep(step, wishes.all, out);
@@ -174,7 +181,13 @@ bool CheckWishes(Wishes& wishes, bool archive_given) {
     request.now = *at;
   }
   request.prune = !wishes.auto2.empty();
-  for (size_t i = 0; i < wishes.auto2.size(); ++i) request.numbers[i] = wishes.auto2[i];
+  for (size_t i = 0; i < wishes.auto2.size(); ++i) {
+    // The run refuses what does not fit its fields, too.
+    if (i != 1 && wishes.auto2[i] > UINT8_MAX) {
+      return Fail("plan --auto2", fmt::format("{} is more than 255", wishes.auto2[i]));
+    }
+    request.numbers[i] = wishes.auto2[i];
+  }
   return true;
 }
 

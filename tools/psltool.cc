@@ -11,6 +11,7 @@
 #include "tools/cmd_salvage.h"
 #include "tools/cmd_segment.h"
 #include "tools/cmd_show.h"
+#include "tools/cmd_units.h"
 #include "tools/report.h"
 
 int main(int argc, char** argv) {
@@ -34,6 +35,8 @@ int main(int argc, char** argv) {
   AddSegmentCommand(app, status);
   AddHealthCommand(app, status);
   AddPlanCommand(app, status);
+  AddUnitsCommand(app, status);
+  AddUnitCommand(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
