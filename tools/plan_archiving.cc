@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <set>
 
 #include "archiver/runinfo.h"
 #include "engine/finfo.h"
@@ -37,8 +38,9 @@ std::string RefusalText(const std::string& name) {
   return fmt::format("format revision 0x{:02X}; below 0x17 logs are archived by hand", bytes[3]);
 }
 
-PlanFile Skipped(const AutoFile& file, const PlanStep& step, const ArchiveView& view) {
-  const std::string path = PlanPath(file.name);
+// `path`: below the archive directory, as listed.
+PlanFile Skipped(const AutoFile& file, const std::string& path, const PlanStep& step,
+                 const ArchiveView& view) {
   const int output_class = step.level == 'H' ? kClassHour : kClassDay;
   switch (file.verdict) {
     case AutoVerdict::kNoDate:
@@ -140,11 +142,13 @@ class StepPlanner {
   bool Archive() {
     std::vector<std::string> targets;
     for (const auto* files : {&selection_.logs, &selection_.archives}) {
+      const bool logs = files == &selection_.logs;
       for (const AutoFile& file : *files) {
         if (file.verdict == AutoVerdict::kTarget) {
           targets.push_back(file.name);
-        } else if (step_.level == 'D' || files == &selection_.logs) {
-          step_.skipped.push_back(Skipped(file, step_, view_));
+        } else if (step_.level == 'D' || logs) {
+          const std::string path = (logs ? "" : "archive/") + file.name;
+          step_.skipped.push_back(Skipped(file, path, step_, view_));
         }
       }
     }
@@ -206,11 +210,12 @@ class StepPlanner {
 }  // namespace
 
 std::vector<std::string> ArchiveView::Names() const {
-  std::vector<std::string> names;
-  for (const std::string& name : listed) {
-    if (!made.contains(name)) names.push_back(name);
+  // An archive that is replaced stays where it is; where others come, only the directory knows.
+  std::vector<std::string> names = listed;
+  const std::set<std::string> there(listed.begin(), listed.end());
+  for (const auto& [name, archive] : made) {
+    if (!there.contains(name)) names.push_back(name);
   }
-  for (const auto& [name, archive] : made) names.push_back(name);
   return names;
 }
 
