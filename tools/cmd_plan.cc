@@ -114,7 +114,7 @@ void PrintStep(const PlanStep& step, bool all, TextOut& out) {
           ? fmt::format("from {} (limit {}) ", Moment(step.period.limit).substr(0, 16),
                         KeepText(hour ? kClassHour : kClassDay))
           : "";
-  out.Print("{} archives, of dates {}to {}: {} input{}, {} archive{}\n", hour ? "hour" : "day",
+  out.Print("{} archives, of dates {}up to {}: {} input{}, {} archive{}\n", hour ? "hour" : "day",
             from, Moment(step.period.end), step.archived.size(),
             step.archived.size() == 1 ? "" : "s", step.outputs.size(),
             step.outputs.size() == 1 ? "" : "s");

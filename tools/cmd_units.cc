@@ -212,7 +212,7 @@ void AddUnitsCommand(CLI::App& app, int& status) {
       "the command line is wrong.\n\n"
       "Examples:\n"
       "  psltool units -0 logs -o archive | xargs -0 -r -n 1 -P 4 sh -c\n"
-      "  psltool units logs -o archive | parallel --joblog jobs --resume-failed\n"
+      "  psltool units logs -o archive | parallel -j 4 --joblog jobs.log\n"
       "  psltool units --level day archive --tsv");
   AddCommonOptions(*command, wishes);
   command->add_flag("--all", wishes->all, "Also what is done; the commands then do it again");
