@@ -14,6 +14,7 @@
 #include "engine/pmoncommon.h"
 #include "engine/pmonfile.h"
 #include "tools/check_file.h"
+#include "tools/progress.h"
 #include "tools/psl_reader.h"
 
 namespace {
@@ -69,13 +70,14 @@ void ReadHead(PlannedInput& input) {
 }
 
 // Reads the records up to the first that the archiver breaks off at.
-void ReadThrough(PlannedInput& input) {
+void ReadThrough(PlannedInput& input, Progress& progress) {
   PslReader reader(InputPath(input.name.c_str()), PslReader::Reports::kKept);
   input.broken = !reader.Open();
   if (input.broken) return;
   const FindingSink ignore = [](const Finding&) {};
   RecordChecker checker(reader.header());
   while (!input.broken && reader.Next()) {
+    progress.Show(reader.path(), reader.position(), reader.size());
     input.last_time = Load32(reader.record().data() + kAtTime);
     input.broken = checker.Check(reader, ignore) == Verdict::kBroken;
   }
@@ -98,6 +100,7 @@ CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets,
                                  const PlanRequest& request, const ArchiveView& view) {
   CheckedInputs checked;
   const MessageCatcher catcher;
+  Progress progress;
   finfo.optclass = kOptDirectory;
   for (char* name : Sorted(targets)) {
     const auto made = view.made.find(name);
@@ -114,7 +117,7 @@ CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets,
     input.name = name;
     ReadHead(input);
     input.last_time = input.header_time;
-    if (request.read_through) ReadThrough(input);
+    if (request.read_through) ReadThrough(input, progress);
     checked.accepted.push_back(input);
   }
   rfname = nullptr;
