@@ -48,7 +48,7 @@ struct PlanStep {
 
 // One task of the pruning.
 struct PruneStep {
-  int mode = 0;
+  int8_t mode = 0;
   int result = 0;
   std::string failure;  // empty: done, or nothing needed doing
   std::vector<PlanFile> files;

@@ -36,6 +36,7 @@ PlanFile Dropped(const std::string& name, int32_t message) {
 
 std::vector<char*> Sorted(const std::vector<std::string>& names) {
   std::vector<char*> pointers;
+  pointers.reserve(names.size());
   for (const std::string& name : names) pointers.push_back(const_cast<char*>(name.c_str()));
   std::qsort(static_cast<void*>(pointers.data()), pointers.size(), sizeof(char*), FSortFunc);
   return pointers;

@@ -14,9 +14,9 @@
 
 namespace {
 
-constexpr int kByAge = 3;
-constexpr int kOldest = 4;
-constexpr int kToLimit = 8;
+constexpr int8_t kByAge = 3;
+constexpr int8_t kOldest = 4;
+constexpr int8_t kToLimit = 8;
 
 Plan* current = nullptr;
 std::set<std::string> gone;

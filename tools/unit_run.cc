@@ -92,6 +92,7 @@ std::string FindArchiver() {
 // Runs a program; its messages go where ours go. Its wait status, or -1: reported.
 int RunProgram(const std::vector<std::string>& words) {
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
   constexpr int kNotStarted = 127;
