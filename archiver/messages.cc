@@ -18,6 +18,7 @@
 ArcErrInfo arcerrinfo;
 int32_t OptVerbose = 0;
 int32_t OutMsgNum = 0;
+MessageHook message_hook = nullptr;
 
 namespace {
 
@@ -190,7 +191,11 @@ void OutputLogMsg(ArcErrInfo* info) {
   info->func[sizeof info->func - 1] = '\0';
   const auto* row = std::find_if(std::begin(kMessages), std::end(kMessages),
                                  [info](const MessageRow& r) { return r.number == info->msgno; });
-  if (row != std::end(kMessages)) WriteMessage(*row, info);
+  if (message_hook != nullptr) {
+    message_hook(*info);
+  } else if (row != std::end(kMessages)) {
+    WriteMessage(*row, info);
+  }
   *info = ArcErrInfo{};
 }
 

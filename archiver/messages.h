@@ -17,6 +17,10 @@ extern ArcErrInfo arcerrinfo;
 extern int32_t OptVerbose;  // "-v"
 extern int32_t OutMsgNum;   // position in TargetList up to which inputs were reported
 
+// When set, gets every message instead of console, trace and operation log.
+using MessageHook = void (*)(const ArcErrInfo& info);
+extern MessageHook message_hook;
+
 // Formats and writes the message in `info` (console or trace, operation log), then clears it.
 // Never ends the process.
 void OutputLogMsg(ArcErrInfo* info);

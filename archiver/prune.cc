@@ -8,6 +8,8 @@
 #include "pmonb/PMONBarc_del.h"
 #include "pmonb/PMONBcomDeletePml.h"
 
+const PruneWatch* prune_watch = nullptr;
+
 namespace {
 
 constexpr int8_t kDeleteByAge = 3;
@@ -16,7 +18,9 @@ constexpr int8_t kEmbeddedDelete = 8;
 constexpr int8_t kEmbeddedMove = 9;
 
 int Prune(PmlDelParam* param, int8_t mode, const char* task) {
+  if (prune_watch != nullptr) prune_watch->begin(mode);
   const int result = PMONBcomDeletePml(param, mode);
+  if (prune_watch != nullptr) prune_watch->end(mode, result, *param);
   if (result != 0) {
     TraceLine(__LINE__, "%s : retval=%d detail=0x%08x errno=%d", task, result, param->detail,
               param->err_no);

@@ -3,6 +3,15 @@
 
 #include <cstdint>
 
+struct PmlDelParam;
+
+// When set, called before each step of the pruning with its mode and, with the result, after it.
+struct PruneWatch {
+  void (*begin)(int8_t mode);
+  void (*end)(int8_t mode, int result, const PmlDelParam& param);
+};
+extern const PruneWatch* prune_watch;
+
 // Deletes PML files by the numbers of the command line, or, on an embedded system volume, down to
 // the volume's capacity, and then takes over the staged ones. Failures are only traced.
 void PrunePmlFiles();

@@ -54,14 +54,8 @@ bool DayEndsBefore(struct tm date, int64_t limit) {
   return ToTime(&date, &end) && end < limit;
 }
 
-bool LogExpired(const char* name, int isdst) {
-  if (!Contains(name, ".psl") || !BeginsWithDigits(name, 8)) return false;
-  if (CheckAutoFileVer(name) != 0) return false;
-  return DayEndsBefore(NameDate(name, isdst), arcdelinfo.savetime[kClassPsl].limit);
-}
-
+// `name` begins with six digits.
 bool DayArchiveExpired(const char* name) {
-  if (!BeginsWithDigits(name, 6)) return false;
   struct tm limit_month = LocalTime(arcdelinfo.savetime[kClassDay].limit);
   limit_month.tm_mday = 1;
   limit_month.tm_hour = 0;
@@ -74,23 +68,13 @@ bool DayArchiveExpired(const char* name) {
   return DayEndsBefore(NameDate(first_day.c_str(), -1), limit);
 }
 
+// `name` begins with eight digits.
 bool HourArchiveExpired(const char* name) {
-  return BeginsWithDigits(name, 8) &&
-         DayEndsBefore(NameDate(name, -1), arcdelinfo.savetime[kClassHour].limit);
+  return DayEndsBefore(NameDate(name, -1), arcdelinfo.savetime[kClassHour].limit);
 }
 
-bool ArchiveExpired(const char* name) {
-  if (Contains(name, ".psa_tmp")) return true;
-  if (!HasRetention(kClassHour) && !HasRetention(kClassDay)) return false;
-  if (!Contains(name, ".psa")) return false;
-  const int level = CheckAutoFileLevel(name);
-  if (level == 2 && HasRetention(kClassDay)) {
-    return CheckAutoFileVer(name) == 0 && DayArchiveExpired(name);
-  }
-  if (level == 1 && HasRetention(kClassHour)) {
-    return CheckAutoFileVer(name) == 0 && HourArchiveExpired(name);
-  }
-  return false;
+RemovalVerdict ExpiredOrNot(bool expired) {
+  return expired ? RemovalVerdict::kExpired : RemovalVerdict::kInTime;
 }
 
 void Append(const std::string& name, int32_t* count) {
@@ -101,6 +85,26 @@ void Append(const std::string& name, int32_t* count) {
 }
 
 }  // namespace
+
+RemovalVerdict JudgeLogRemoval(const char* name, int isdst, const AutoProbe& probe) {
+  if (!HasRetention(kClassPsl)) return RemovalVerdict::kNoRetention;
+  if (!Contains(name, ".psl") || !BeginsWithDigits(name, 8)) return RemovalVerdict::kOtherFile;
+  if (probe.version(name) != 0) return RemovalVerdict::kRefused;
+  return ExpiredOrNot(DayEndsBefore(NameDate(name, isdst), arcdelinfo.savetime[kClassPsl].limit));
+}
+
+RemovalVerdict JudgeArchiveRemoval(const char* name, const AutoProbe& probe) {
+  if (Contains(name, ".psa_tmp")) return RemovalVerdict::kTemporary;
+  if (!HasRetention(kClassHour) && !HasRetention(kClassDay)) return RemovalVerdict::kNoRetention;
+  if (!Contains(name, ".psa")) return RemovalVerdict::kOtherFile;
+  const int level = probe.level(name);
+  if (level == -1) return RemovalVerdict::kRefused;
+  if (level == 0) return RemovalVerdict::kOtherFile;
+  if (!HasRetention(level == 2 ? kClassDay : kClassHour)) return RemovalVerdict::kNoRetention;
+  if (probe.version(name) != 0) return RemovalVerdict::kRefused;
+  if (!BeginsWithDigits(name, level == 2 ? 6 : 8)) return RemovalVerdict::kOtherFile;
+  return ExpiredOrNot(level == 2 ? DayArchiveExpired(name) : HourArchiveExpired(name));
+}
 
 int ArcDelete() {
   const int32_t count = CreatDelList();
@@ -123,10 +127,10 @@ int32_t CreatDelList() {
   int32_t count = 0;
   const int isdst = LocalTime(CurrentTime()).tm_isdst;
   for (const std::string& name : logs) {
-    if (LogExpired(name.c_str(), isdst)) Append(name, &count);
+    if (IsRemoved(JudgeLogRemoval(name.c_str(), isdst, FileProbe()))) Append(name, &count);
   }
   for (const std::string& name : archives) {
-    if (ArchiveExpired(name.c_str())) Append(name, &count);
+    if (IsRemoved(JudgeArchiveRemoval(name.c_str(), FileProbe()))) Append(name, &count);
   }
   return count;
 }

@@ -3,6 +3,27 @@
 
 #include <cstdint>
 
+#include "logdir/autorules.h"
+
+// What becomes of one file.
+enum class RemovalVerdict : uint8_t {
+  kTemporary,    // left by an interrupted run: removed
+  kExpired,      // its retention is over: removed
+  kInTime,       // its retention is not over
+  kNoRetention,  // files of its class are kept for ever
+  kOtherFile,    // the name is not that of a log or archive, or has no date; or of neither level
+  kRefused,      // does not open, is empty, or of a revision that is not removed
+};
+
+inline bool IsRemoved(RemovalVerdict verdict) {
+  return verdict == RemovalVerdict::kTemporary || verdict == RemovalVerdict::kExpired;
+}
+
+// The rules, without any effect, with the limits of arcdelinfo: for a log, the daylight flag of the
+// run being `isdst`, and for a file of the "archive" subdirectory.
+RemovalVerdict JudgeLogRemoval(const char* name, int isdst, const AutoProbe& probe);
+RemovalVerdict JudgeArchiveRemoval(const char* name, const AutoProbe& probe);
+
 // Removes the files whose retention period has run out and every abandoned temporary archive.
 // Returns 0, or -1 when the list could not be made or a removal failed.
 int ArcDelete();

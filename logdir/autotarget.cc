@@ -1,5 +1,5 @@
-// Automatic selection: see the header. A file is archived once its day (hour level) or month (day
-// level) is over, unless its archive exists already or would expire at once.
+// Automatic selection: see the header. What is selected is decided in autorules.cc; here is what
+// the run does for it.
 #include "logdir/autotarget.h"
 
 #include <dirent.h>
@@ -12,7 +12,6 @@
 #include <cstring>
 #include <ctime>
 #include <iterator>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -20,6 +19,7 @@
 #include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "engine/pmoncommon.h"
+#include "logdir/autorules.h"
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
 #include "platform/process.h"
@@ -41,77 +41,10 @@ int ClassOf(char letter) {
   return letter == 'L' ? kClassPsl : letter == 'H' ? kClassHour : kClassDay;
 }
 
-// What a level's run accepts: the class of its outputs gives period end and limit.
-struct Period {
-  int64_t end;
-  bool has_limit;
-  int64_t limit;
-};
-
-// End of yesterday (hour level) or of the month before (day level).
-int64_t PeriodEnd(bool hour_run, int64_t now) {
-  struct tm date = LocalTime(now);
-  bool whole_month = !hour_run;
-  if (hour_run) {
-    --date.tm_mday;
-    whole_month = date.tm_mday == 0;
-  }
-  if (whole_month) {
-    MoveBackMonths(&date, 1);
-    date.tm_mday = DaysOfMonth(date.tm_year + 1900, date.tm_mon);
-  }
-  date.tm_hour = 23;
-  date.tm_min = 59;
-  date.tm_sec = 59;
-  date.tm_isdst = -1;
-  int64_t end = 0;
-  ToTime(&date, &end);
-  return end;
-}
-
-Period PeriodOfRun() {
-  const bool hour_run = finfo.level == 'H';
-  const int output_class = hour_run ? kClassHour : kClassDay;
-  return {PeriodEnd(hour_run, arcdelinfo.savetime[output_class].now),
-          arcdelinfo.savetm_flg[output_class] != 0, arcdelinfo.savetime[output_class].limit};
-}
-
-bool IsCandidate(const char* name, const Period& period) {
-  if (!BeginsWithDigits(name, 8)) return false;
-  struct tm date = NameDate(name, -1);
-  int64_t time = 0;
-  if (CheckTm(&date) != 0 || !ToTime(&date, &time)) return false;
-  return time <= period.end && (!period.has_limit || time >= period.limit);
-}
-
-// Date and array of a name: files with the same key belong to the same archive.
-std::string KeyOf(const std::string& name) {
-  const size_t hash = name.find('#');
-  return name.substr(0, hash != std::string::npos ? hash : name.find('.'));
-}
-
-// The key of the day archive that takes a day's file: the day digits removed.
-std::string MonthKey(const std::string& key) {
-  return key.size() < 8 ? key : key.substr(0, 6) + key.substr(8);
-}
-
-using Keys = std::set<std::string>;
-
-struct Candidates {
-  std::vector<std::string> logs;           // PSL files
-  std::vector<std::string> hour_archives;  // level 1
-  Keys hour_keys;
-  Keys day_keys;  // level 2
-};
-
-void ListLogs(const Period& period, Candidates* found) {
-  SetFileList(arcdelinfo.arcdir);
+std::vector<std::string> SortedNames(const char* directory) {
+  SetFileList(directory);
   SortFileList();
-  for (int32_t i = 0; i < Nfile; ++i) {
-    if (HasExtension(Flist[i], ".psl") && IsCandidate(Flist[i], period)) {
-      found->logs.emplace_back(Flist[i]);
-    }
-  }
+  return {Flist, Flist + Nfile};
 }
 
 void ProvideArchiveDirectory(const char* directory) {
@@ -127,30 +60,21 @@ void ProvideArchiveDirectory(const char* directory) {
   }
 }
 
-void ListArchives(const Period& period, Candidates* found) {
-  SetFileList(ArchiveSubdirectory());
-  SortFileList();
-  for (int32_t i = 0; i < Nfile; ++i) {
-    const char* name = Flist[i];
-    if (!HasExtension(name, ".psa") || !BeginsWithDigits(name, 6)) continue;
-    const int level = CheckAutoFileLevel(name);
-    if (level == 2) {
-      found->day_keys.insert(KeyOf(name));
-    } else if (level == 1 && IsCandidate(name, period)) {
-      found->hour_archives.emplace_back(name);
-      found->hour_keys.insert(KeyOf(name));
-    }
-  }
-}
-
 void AppendTarget(const std::string& name) {
   char* slot = FlistBuf + static_cast<size_t>(Ntarget) * kNameSlot;
   name.copy(slot, kNameSlot - 1);  // the buffer is zeroed, so every slot ends with a zero
   TargetList[Ntarget++] = slot;
 }
 
-void BuildTargetList(const Candidates& found) {
-  const size_t count = found.logs.size() + found.hour_archives.size();
+void AppendTargets(const std::vector<AutoFile>& files) {
+  for (const AutoFile& file : files) {
+    if (file.verdict == AutoVerdict::kTarget) AppendTarget(file.name);
+  }
+}
+
+// The lists have room for every candidate, whatever of them is dropped.
+void BuildTargetList(AutoSelection* selection) {
+  const size_t count = CountTargets(selection->logs) + CountTargets(selection->archives);
   FreeFileList();
   finfo.target_marks_size = count + 1;
   finfo.target_marks = static_cast<uint8_t*>(Malloc(finfo.target_marks_size));
@@ -159,19 +83,9 @@ void BuildTargetList(const Candidates& found) {
   FlistBuf = static_cast<char*>(Malloc(count * kNameSlot));
   memset(FlistBuf, 0, count * kNameSlot);
   TargetList = static_cast<char**>(Malloc(count * sizeof(char*)));
-
-  const bool day_run = finfo.level == 'D';
-  for (const std::string& name : found.logs) {
-    const std::string key = KeyOf(name);
-    if (found.hour_keys.contains(key)) continue;
-    if (day_run && found.day_keys.contains(MonthKey(key))) continue;
-    if (CheckAutoFileVer(name.c_str()) == 0) AppendTarget(name);
-  }
-  if (!day_run) return;
-  for (const std::string& name : found.hour_archives) {
-    if (found.day_keys.contains(MonthKey(KeyOf(name)))) continue;
-    if (CheckAutoFileVer(name.c_str()) == 0) AppendTarget(name);
-  }
+  DropArchived(finfo.level, FileProbe(), selection);
+  AppendTargets(selection->logs);
+  AppendTargets(selection->archives);
 }
 
 // A file opened on rfd, as the engine's checked reads name the input that they fail on.
@@ -242,16 +156,21 @@ void GetSaveTime(int32_t encoded, char letter) {
 }
 
 void GetTargetFile() {
-  const Period period = PeriodOfRun();
-  Candidates found;
-  ListLogs(period, &found);
-  if (finfo.level == 'H' && found.logs.empty()) {
+  const AutoPeriod period = PeriodOfRun(finfo.level);
+  AutoSelection selection;
+  JudgeLogs(period, SortedNames(arcdelinfo.arcdir), &selection);
+  if (finfo.level == 'H' && CountTargets(selection.logs) == 0) {
     FreeFileList();
     return;
   }
   ProvideArchiveDirectory(ArchiveSubdirectory());
-  ListArchives(period, &found);
-  BuildTargetList(found);
+  JudgeArchives(period, SortedNames(ArchiveSubdirectory()), FileProbe(), &selection);
+  BuildTargetList(&selection);
+}
+
+const AutoProbe& FileProbe() {
+  static const AutoProbe probe = {CheckAutoFileLevel, CheckAutoFileVer};
+  return probe;
 }
 
 int CheckAutoFileLevel(const char* name) {

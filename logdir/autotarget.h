@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "logdir/autorules.h"
+
 // Takes the current time once and computes the limit of each class with a retention period.
 // Returns 0.
 int GetTimeSpan();
@@ -22,6 +24,9 @@ int CheckAutoFileLevel(const char* name);
 
 // 0 when `name` has a format revision that is archived automatically, else -1.
 int CheckAutoFileVer(const char* name);
+
+// Both as the rules of selection and removal call them.
+const AutoProbe& FileProbe();
 
 // The subdirectory of the archives, ending in "/".
 const char* ArchiveSubdirectory();

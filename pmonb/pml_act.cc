@@ -19,7 +19,7 @@ bool MoveFile(PmlWork& work, const PmlFileEntry& file) {
   const std::string target = SubdirectoryPath(work, work.param->dir_no) + "/";
   uint32_t detail = 0;
   errno = 0;
-  if (move_chink_pml(file.path, target.c_str(), &detail) == 0) return true;
+  if (pml_system.move_file(file.path, target.c_str(), &detail) == 0) return true;
   return PmlFailure(work, detail, "move", errno);
 }
 

@@ -21,6 +21,7 @@ PmlSystem pml_system = {
     .allocate = calloc,
     .make_time = mktime,
     .run_command = system,
+    .move_file = move_chink_pml,
     .check_volume = check_flash_exist,
     .check_name = check_pml_filename,
 };

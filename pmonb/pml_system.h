@@ -21,6 +21,7 @@ struct PmlSystem {
   void* (*allocate)(size_t count, size_t size);
   time_t (*make_time)(tm* calendar);
   int (*run_command)(const char* command);
+  int (*move_file)(const char* source, const char* target, uint32_t* detail);
   int (*check_volume)(const char* path, PmlErrorBlock* block);
   int (*check_name)(const char* name);
 };

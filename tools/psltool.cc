@@ -7,9 +7,11 @@
 #include "tools/cmd_health.h"
 #include "tools/cmd_info.h"
 #include "tools/cmd_make.h"
+#include "tools/cmd_plan.h"
 #include "tools/cmd_salvage.h"
 #include "tools/cmd_segment.h"
 #include "tools/cmd_show.h"
+#include "tools/cmd_units.h"
 #include "tools/report.h"
 
 int main(int argc, char** argv) {
@@ -32,6 +34,9 @@ int main(int argc, char** argv) {
   AddShowCommand(app, status);
   AddSegmentCommand(app, status);
   AddHealthCommand(app, status);
+  AddPlanCommand(app, status);
+  AddUnitsCommand(app, status);
+  AddUnitCommand(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

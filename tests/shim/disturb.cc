@@ -5,6 +5,8 @@
 //   DISTURB_CALLS=fsync,rename       only these are counted (default: all)
 //   DISTURB_READ_DELAY=us            every read takes that many microseconds longer
 //   DISTURB_FAIL_OPEN=end:n          from the n-th opening of a path with this end on, EACCES
+//   DISTURB_STEPS=path               a line for each file opened for reading ("r path") or writing
+//                                    ("w path"), synced ("s path") and renamed ("n new path")
 // The functions go straight to the kernel, so they also work while others are preloaded.
 #include <fcntl.h>
 #include <signal.h>
@@ -54,6 +56,17 @@ bool OpeningFails(const char* path) {
   return ++openings >= atol(colon + 1);
 }
 
+void Note(char step, const char* file) {
+  static const char* const path = getenv("DISTURB_STEPS");
+  if (path == nullptr) return;
+  char line[1024];
+  const int length = snprintf(line, sizeof line, "%c %s\n", step, file);
+  const long fd = syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_APPEND, 0644);
+  if (fd < 0 || length < 0) return;
+  syscall(SYS_write, fd, line, static_cast<size_t>(length));
+  syscall(SYS_close, fd);
+}
+
 __attribute__((destructor)) void WriteCount() {
   const char* path = getenv("DISTURB_COUNT");
   if (path == nullptr) return;
@@ -69,6 +82,7 @@ extern "C" {
 
 int open(const char* path, int flags, ...) {
   Point("open");
+  Note((flags & O_ACCMODE) == O_RDONLY ? 'r' : 'w', path);
   if (OpeningFails(path)) {
     errno = EACCES;
     return -1;
@@ -99,12 +113,24 @@ ssize_t write(int fd, const void* buffer, size_t size) {
 
 int fsync(int fd) {
   Point("fsync");
+  if (getenv("DISTURB_STEPS") != nullptr) {
+    char link[64];
+    char path[1024];
+    snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    const ssize_t length = readlink(link, path, sizeof path - 1);
+    path[length < 0 ? 0 : length] = '\0';
+    Note('s', path);
+  }
   return static_cast<int>(syscall(SYS_fsync, fd));
 }
 
 int rename(const char* from, const char* to) noexcept {
   Point("rename");
-  return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
+  const long result = syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0);
+  const int error = errno;
+  if (result == 0) Note('n', to);
+  errno = error;
+  return static_cast<int>(result);
 }
 
 int unlink(const char* path) noexcept {

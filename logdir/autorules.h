@@ -1,0 +1,65 @@
+// The rules of automatic selection, without any effect: which of the files listed a run takes as
+// its inputs, and why it passes over the others. The run acts on the verdicts, and whoever wants to
+// know beforehand asks for the same ones.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+// What becomes of one file.
+enum class AutoVerdict : uint8_t {
+  kTarget,         // an input of the run
+  kOtherFile,      // the name is not that of a log (or archive), or has no date
+  kNoDate,         // the digits of the name are no date
+  kNotOver,        // its day (hour run) or month (day run) is not over
+  kBeforeLimit,    // its archive would be older than the limit of archives of that class
+  kOtherLevel,     // an archive of neither level, or one that does not open
+  kIsDayArchive,   // the end result of a month
+  kIsHourArchive,  // stands for its day; the hour run takes logs only
+  kDayArchived,    // an hour archive of its day exists
+  kMonthArchived,  // a day archive of its month exists
+  kRefused,        // does not open, is too short, or of a revision that is not archived by itself
+};
+
+struct AutoFile {
+  std::string name;
+  AutoVerdict verdict;
+};
+
+// Judged files of both directories, in the order in which they were listed.
+struct AutoSelection {
+  std::vector<AutoFile> logs;
+  std::vector<AutoFile> archives;
+};
+
+// Which dates a run takes; the class of its outputs gives period end and limit.
+struct AutoPeriod {
+  int64_t end;
+  bool has_limit;
+  int64_t limit;
+};
+
+// How the rules look into a file that they know by its name.
+struct AutoProbe {
+  std::function<int(const char*)> level;    // as CheckAutoFileLevel
+  std::function<int(const char*)> version;  // as CheckAutoFileVer
+};
+
+// The period of the run of `level` ("H" or "D"), at the time and with the limits of arcdelinfo.
+AutoPeriod PeriodOfRun(char level);
+
+// First step: the logs whose date lies in the period are targets so far.
+void JudgeLogs(const AutoPeriod& period, const std::vector<std::string>& names,
+               AutoSelection* selection);
+
+// Second step: the same for hour archives, found by looking into the archives.
+void JudgeArchives(const AutoPeriod& period, const std::vector<std::string>& names,
+                   const AutoProbe& probe, AutoSelection* selection);
+
+// Last step of the run of `level`: what is archived already, or cannot be, is no target.
+void DropArchived(char level, const AutoProbe& probe, AutoSelection* selection);
+
+size_t CountTargets(const std::vector<AutoFile>& files);
