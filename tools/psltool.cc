@@ -55,7 +55,7 @@ int Run(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kDone : kRefused;
+    status = app.exit(error) == 0 ? kDone : kRefused;
   }
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     // A command that noticed by itself has told.

@@ -83,9 +83,9 @@ std::vector<TidyRow> RowsOfDump(const std::string& lines, const std::string& arr
 
 std::vector<LeveledFile> MakeAllLevels(const std::string& directory, int revision) {
   const ProgramSettings here = {directory, {}};
-  std::vector<std::string> make = {"make",     "-q",        "--revision", std::to_string(revision),
-                                   "--interval", "7200",    "--ld",       "3",
-                                   "--pd",     "2",         "--extended", "full"};
+  std::vector<std::string> make = {"make",       "-q",    "--revision", std::to_string(revision),
+                                   "--interval", "21600", "--ld",       "3",
+                                   "--pd",       "2",     "--extended", "full"};
   if (revision >= 0x1C) make.emplace_back("--wait-times");
   std::filesystem::create_directories(directory + "/day");
   const std::vector<LeveledFile> files = {{directory + "/20240304array01.psl", "log"},
