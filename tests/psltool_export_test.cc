@@ -201,7 +201,7 @@ TEST_F(PsltoolExport, TheViewAnswersWhatPeopleAsk) {
 
 TEST_F(PsltoolExport, OptionsChooseRows) {
   const std::vector<std::string> choice = {"--kind", "pd",     "--key",
-                                           "0.1",    "--from", "2024-03-04 04:00"};
+                                           "0.0",    "--from", "2024-03-04 04:00"};
   std::vector<std::string> more = choice;
   more.insert(more.end(), {"--to", "2024-03-04 08:00", "--utc", log_});
   std::vector<std::string> dump = choice;

@@ -79,9 +79,9 @@ class PsltoolMannersOverFiles : public testing::Test {
  protected:
   // A log that makes more text than a pipe holds, and an archive.
   void SetUp() override {
-    ASSERT_EQ(Sh("\"$0\" make -q --interval 300 --days 2").status, 0);
+    ASSERT_EQ(Sh("\"$0\" make -q --interval 900 --days 2 --ld 16 --pd 16").status, 0);
     ASSERT_EQ(RunProgram(QELPRFARC_PATH, {"20240304array01.psl"}, {dir_.Path(), {}}).status, 0);
-    dir_.Write("cut.psl", dir_.Read("20240305array01.psl").substr(0, 300000));
+    dir_.Write("cut.psl", dir_.Read("20240305array01.psl").substr(0, 100000));
   }
   ProgramResult Sh(const std::string& script) const {
     return RunProgram("/bin/sh", {"-c", script, PSLTOOL_PATH}, {dir_.Path(), {}});
@@ -168,9 +168,12 @@ TEST_F(PsltoolMannersOverFiles, ASignalRemovesWhatIsUnfinished) {
     EXPECT_EQ(dir.Names(), std::vector<std::string>{});
   }
   TempDir dir;
-  RunningProgram database(PSLTOOL_PATH,
-                          {"export", "--to", "sqlite", "-o", dir.Path("x.db"),
-                           dir_.Path("20240304array01.psl"), dir_.Path("20240305array01.psl")});
+  std::vector<std::string> arguments = {"export", "--to", "sqlite", "-o", dir.Path("x.db")};
+  for (int i = 0; i < 40; ++i) {
+    arguments.push_back(dir_.Path(std::to_string(i) + ".psl"));
+    std::filesystem::create_symlink("20240304array01.psl", arguments.back());
+  }
+  RunningProgram database(PSLTOOL_PATH, arguments);
   while (!dir.Exists("x.db.part-journal")) usleep(1000);
   kill(database.pid(), SIGTERM);
   EXPECT_EQ(database.Wait().status, 128 + SIGTERM);

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "tests/support/process.h"
+#include "tools/kind_names.h"
 
 namespace {
 
@@ -84,8 +85,11 @@ std::vector<TidyRow> RowsOfDump(const std::string& lines, const std::string& arr
 std::vector<LeveledFile> MakeAllLevels(const std::string& directory, int revision) {
   const ProgramSettings here = {directory, {}};
   std::vector<std::string> make = {"make",       "-q",    "--revision", std::to_string(revision),
-                                   "--interval", "21600", "--ld",       "3",
-                                   "--pd",       "2",     "--extended", "full"};
+                                   "--interval", "21600", "--extended", "full"};
+  for (const KindName& kind : KindNames()) {
+    if (!HasKind(static_cast<uint8_t>(revision), kind.kind)) continue;
+    make.insert(make.end(), {std::string("--") + kind.word, kind.kind == kLd ? "2" : "1"});
+  }
   if (revision >= 0x1C) make.emplace_back("--wait-times");
   std::filesystem::create_directories(directory + "/day");
   const std::vector<LeveledFile> files = {{directory + "/20240304array01.psl", "log"},
