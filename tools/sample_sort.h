@@ -29,7 +29,13 @@ class SampleSort {
   bool Merge(const std::function<bool(const Sample&)>& take);
 
  private:
-  struct Run;
+  // A sorted part of the temporary file, read piece by piece.
+  struct Run {
+    uint64_t from;  // in the file, of what is not read yet
+    uint64_t to;
+    std::vector<Sample> samples = {};
+    size_t at = 0;
+  };
 
   bool Spill();
   bool Refill(Run& run, size_t room);
@@ -41,12 +47,4 @@ class SampleSort {
   uint64_t end_ = 0;  // of the temporary file
   std::vector<Sample> samples_;
   std::vector<Run> runs_;
-};
-
-// A sorted part of the temporary file, read piece by piece.
-struct SampleSort::Run {
-  uint64_t from;  // in the file, of what is not read yet
-  uint64_t to;
-  std::vector<Sample> samples = {};
-  size_t at = 0;
 };
