@@ -261,6 +261,8 @@ TEST_F(PsltoolExport, ABrokenFileIsExportedUpToThePlace) {
 
 TEST_F(PsltoolExport, WhatCannotBeIsRefused) {
   dir_.MakeDirectory("other");
+  std::filesystem::create_symlink(log_, dir_.Path("link"));
+  const Bytes log = dir_.Read("20240304array01.psl");
   std::filesystem::copy_file(log_, dir_.Path("other/20240304array01.psl"));
   for (const auto& options : std::vector<std::vector<std::string>>{
            {"--to", "xml", log_},
@@ -270,6 +272,11 @@ TEST_F(PsltoolExport, WhatCannotBeIsRefused) {
            {"--to", "sqlite", "-o", Db(), log_, dir_.Path("other/20240304array01.psl")},
            {"--to", "csv", "--from", "soon", log_},
            {"--to", "csv", "--key", "1", log_},
+           {"--to", "csv", "-o", files_[1].path, log_},
+           {"--to", "csv", "-o", dir_.Path("link"), log_},
+           {"--to", "sqlite", "-o", dir_.Path("link"), log_},
+           {"--to", "csv", "-o", "/dev/null", log_},
+           {"--to", "sqlite", "-o", "/dev/null", log_},
            {"--to", "csv", "-o", "/nowhere/x.csv", log_}}) {
     std::vector<std::string> arguments = options;
     arguments.insert(arguments.begin(), "export");
@@ -279,6 +286,7 @@ TEST_F(PsltoolExport, WhatCannotBeIsRefused) {
     EXPECT_EQ(result.out, "");
     EXPECT_FALSE(dir_.Exists("x.db"));
   }
+  EXPECT_EQ(dir_.Read("20240304array01.psl"), log);
   // A file that is missing: no text file, but a database keeps the others.
   EXPECT_EQ(Export("csv", {"-o", dir_.Path("x.csv"), log_, dir_.Path("none.psl")}).status, 2);
   EXPECT_FALSE(dir_.Exists("x.csv"));

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
@@ -56,6 +57,17 @@ bool NamesDiffer(const std::vector<std::string>& files) {
   return true;
 }
 
+// "-o archive/*.psa" would make an output of the first archive.
+bool IsOutput(const Wishes& wishes) {
+  std::error_code error;
+  const bool log = wishes.out.ends_with(".psl") || wishes.out.ends_with(".psa");
+  const bool input = std::any_of(wishes.files.begin(), wishes.files.end(), [&](const auto& file) {
+    return !wishes.out.empty() && std::filesystem::equivalent(file, wishes.out, error);
+  });
+  return (!log && !input) ||
+         Fail("export -o", wishes.out + " is a log or archive, which is never overwritten");
+}
+
 // Beside the output there is room for much; without one where the system keeps such files.
 std::string ScratchOf(const Wishes& wishes) {
   if (!wishes.out.empty()) return DirectoryOf(wishes.out);
@@ -92,7 +104,7 @@ int Export(Wishes& wishes) {
   if (!TakeForm(wishes)) return kRefused;
   ExportWishes what;
   what.array = wishes.array;
-  if (!TakeChoice("export", wishes.choice, what.dump)) return kRefused;
+  if (!TakeChoice("export", wishes.choice, what.dump) || !IsOutput(wishes)) return kRefused;
   const bool database = wishes.form == "sqlite";
   if (database && wishes.out.empty()) {
     static_cast<void>(Fail("export --to sqlite", "needs -o with the database's path"));

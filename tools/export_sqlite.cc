@@ -132,6 +132,9 @@ class SqliteSink : public ExportSink {
   bool Open() {
     std::error_code error;
     fresh_ = !std::filesystem::exists(path_, error);
+    if (!fresh_ && !std::filesystem::is_regular_file(path_, error)) {
+      return Fail(path_, "is no regular file");
+    }
     if (fresh_) {
       RememberUnfinished(part_);
       RememberUnfinished(JournalOf(part_));

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -27,6 +28,11 @@ RecordFile::~RecordFile() {
 }
 
 bool RecordFile::Create() {
+  // A rename would put a file in the place of a device or pipe.
+  struct stat state {};
+  if (stat(path_.c_str(), &state) == 0 && !S_ISREG(state.st_mode)) {
+    return Fail(path_, "is no regular file and cannot be replaced by one");
+  }
   RememberUnfinished(part_);
   fd_ = open(part_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (fd_ == -1) return FailWithError(path_, "cannot be created");
