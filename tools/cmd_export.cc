@@ -1,6 +1,8 @@
 // Command line of `psltool export`: see the header.
 #include "tools/cmd_export.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -84,7 +86,8 @@ std::unique_ptr<ExportSink> MakeSink(const Wishes& wishes, TextOut* out) {
 
 // Puts all files. The status is that of the worst; nothing: the output failed.
 std::optional<int> PutFiles(const Wishes& wishes, ExportWishes& what, ExportSink& sink) {
-  Progress progress;
+  // Rows that run over the terminal show by themselves how far it is.
+  Progress progress(!wishes.out.empty() || isatty(STDOUT_FILENO) == 0);
   Exporter exporter(what, sink, progress);
   int status = kDone;
   bool any = false;
