@@ -38,7 +38,7 @@ bool TakeForm(Wishes& wishes) {
   for (const std::string& text : wishes.to) {
     std::string& place = IsForm(text) ? wishes.form : wishes.choice.to;
     if (!place.empty() && place != text) {
-      return Fail("export --to", "'" + place + "' and '" + text + "' exclude each other");
+      return Fail("export --to", fmt::format("'{}' and '{}' exclude each other", place, text));
     }
     place = text;
   }
