@@ -470,7 +470,8 @@ TEST(PsltoolDump, MemoryDoesNotGrowWithTheFile) {
   while (file.size() < (size_t{64} << 20)) file += record;
   file += spell::FreeRecord(size_t{64} << 20);
   dir.Write("x.psl", file);
-  for (const char* command : {"dump --key 999 --kind ld", "check", "info", "salvage -o good.psl"}) {
+  for (const char* command : {"dump --key 999 --kind ld", "check", "info", "salvage -o good.psl",
+                              "top --by max", "export --to csv --key 999 --kind ld"}) {
     const ProgramResult result = RunProgram(
         "/bin/sh",
         {"-c", "cd \"$1\"; ulimit -v 49152; exec \"$0\" " + std::string(command) + " x.psl",

@@ -327,14 +327,14 @@ TEST(PsltoolMake, ADirectoryThatCannotBeMadeIsNamed) {
   TempDir dir;
   dir.Write("logs", "a file");
   const ProgramResult result = Make(dir, {});
-  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.status, 2);
   EXPECT_NE(result.err.find(dir.Path("logs")), std::string::npos) << result.err;
   EXPECT_EQ(dir.Read("logs"), "a file");
 }
 
 TEST(PsltoolMake, AFileThatCannotBeCreatedIsNamed) {
   const ProgramResult result = RunProgram(PSLTOOL_PATH, {"make", "-o", "/proc"});
-  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.status, 2);
   EXPECT_NE(result.err.find("/proc/20240304array01.psl: cannot be created: "), std::string::npos)
       << result.err;
 }
@@ -345,7 +345,7 @@ TEST(PsltoolMake, AFullDeviceLeavesNoFile) {
   dir.MakeDirectory("logs");
   std::filesystem::create_symlink("/dev/full", dir.Path("logs/20240304array01.psl.part"));
   const ProgramResult result = Make(dir, {});
-  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.status, 2);
   EXPECT_NE(result.err.find("20240304array01.psl: cannot be written: No space left on device"),
             std::string::npos)
       << result.err;

@@ -54,7 +54,7 @@ class StampOrder {
     if (any_ && stamp < last_) {
       RecordReport report(sink, reader.number(), reader.position(), reader.tag());
       report.Warn("stamp-back", kAtTime, "time stamp",
-                  fmt::format("{} is {} s before the record in front of it",
+                  fmt::format("{} UTC is {} s before the record in front of it",
                               TimeText(stamp, Zone::kUtc), last_ - stamp));
     }
     any_ = true;

@@ -12,7 +12,9 @@
 #include <vector>
 
 #include "tools/check_file.h"
+#include "tools/digest.h"
 #include "tools/report.h"
+#include "tools/sums_file.h"
 #include "tools/text_out.h"
 
 namespace {
@@ -85,11 +87,12 @@ class Listing {
     const uint64_t number = ++seen_[{finding.severity, finding.code}];
     if (!wishes_.all && number > kListed) return;
     if (wishes_.json) {
+      using Json = nlohmann::ordered_json;
       findings_.push_back({{"severity", WordOf(finding.severity)},
                            {"class", finding.code},
-                           {"record", finding.record},
+                           {"record", finding.placed ? Json(finding.record) : Json()},
                            {"tag", finding.tag},
-                           {"offset", finding.offset},
+                           {"offset", finding.placed ? Json(finding.offset) : Json()},
                            {"field", finding.field},
                            {"text", finding.text}});
       return;
@@ -100,6 +103,10 @@ class Listing {
       return;
     }
     if (wishes_.quiet) return;
+    if (!finding.placed) {
+      out_.Print("{}: {}: {} [{}]\n", path, WordOf(finding.severity), finding.text, finding.code);
+      return;
+    }
     const std::string record = finding.tag.empty()
                                    ? fmt::format("record {}", finding.record)
                                    : fmt::format("record {} ({})", finding.record, finding.tag);
@@ -159,17 +166,41 @@ class Listing {
   nlohmann::ordered_json files_ = nlohmann::ordered_json::array();
 };
 
+// Compares a file with the digest under which it was sealed. Which byte differs a digest does not
+// tell.
+void CheckSeal(const std::string& sealed, const FindingSink& sink, Progress& progress,
+               CheckedFile& file) {
+  if (sealed.empty() || file.unreadable) return;
+  const Digest digest = DigestOfFile(file.path, progress);
+  Finding finding;
+  finding.placed = false;
+  if (digest.end == DigestEnd::kDone && digest.hex == sealed) return;
+  if (digest.end == DigestEnd::kUnreadable || digest.end == DigestEnd::kMissing) {
+    finding.severity = Severity::kUnreadable;
+    finding.code = "unreadable";
+    finding.text = digest.end == DigestEnd::kMissing ? "no longer exists" : digest.why;
+    file.unreadable = true;
+  } else {
+    finding.code = "digest";
+    finding.text = fmt::format("digest differs from {}", kSumsName);
+    ++file.errors;
+  }
+  sink(finding);
+}
+
 int Check(const Wishes& wishes) {
   TextOut out(stdout);
   Progress progress(!wishes.quiet);
   Listing listing(wishes, out, progress);
   Totals totals;
+  SumsOfDirectories sums;
   std::vector<std::string> files;
   bool trouble = false;
   for (const std::string& path : wishes.paths) trouble = !Collect(path, files) || trouble;
   for (const std::string& path : files) {
     const auto take = [&](const Finding& finding) { listing.Take(path, finding); };
-    const CheckedFile file = CheckFile(path, take, progress);
+    CheckedFile file = CheckFile(path, take, progress);
+    CheckSeal(sums.DigestFor(path), take, progress, file);
     listing.Finish(file);
     ++totals.files;
     totals.errors += file.errors;
@@ -184,7 +215,7 @@ int Check(const Wishes& wishes) {
     static_cast<void>(Fail("standard output", "cannot be written"));
     return kTrouble;
   }
-  if (trouble || totals.unreadable != 0) return kTrouble;
+  if (trouble || sums.trouble() || totals.unreadable != 0) return kTrouble;
   return totals.errors != 0 || (wishes.strict && totals.warnings != 0) ? kFindings : kClean;
 }
 
@@ -196,7 +227,9 @@ void AddCheckCommand(CLI::App& app, int& status) {
   command->footer(
       "An error is what the archiver refuses or breaks off at, a warning what it takes although "
       "it\n"
-      "is odd. One line per finding: file, offset in bytes, severity, record, field, class.\n\n"
+      "is odd. One line per finding: file, offset in bytes, severity, record, field, class.\n"
+      "Where SHA256SUMS stands beside a file and has a line for it, the digest is compared, "
+      "too.\n\n"
       "Exit status: 0 no errors (with --strict: no findings), 1 findings, 2 a file could not be\n"
       "read or the command line is wrong.\n\n"
       "Examples:\n"

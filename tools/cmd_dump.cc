@@ -5,10 +5,9 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "tools/dump_file.h"
-#include "tools/kind_names.h"
+#include "tools/dump_options.h"
 #include "tools/report.h"
 
 namespace {
@@ -18,51 +17,17 @@ constexpr int kTrouble = 2;
 
 struct Wishes {
   std::string file;
-  std::vector<std::string> kinds;
-  std::string key;
-  std::string from;
-  std::string to;
+  ChoiceOptions choice;
   std::string format = "table";
   bool raw = false;
-  bool utc = false;
 };
 
-std::vector<std::string> KindWords() {
-  std::vector<std::string> words;
-  for (const KindName& name : KindNames()) words.emplace_back(name.word);
-  words.emplace_back(WordOfKind(kWaittm));
-  return words;
-}
-
-Kind KindOfWord(const std::string& word) {
-  return word == WordOfKind(kWaittm) ? kWaittm : *KindOf(word);
-}
-
-bool TakeTime(const char* option, const std::string& text, Zone zone, bool last,
-              std::optional<uint32_t>& time) {
-  if (text.empty()) return true;
-  time = ParseTime(text, zone, last);
-  return time || Fail(std::string("dump ") + option,
-                      "'" + text + "' is no time like 2024-03-04 or \"2024-03-04 10:05\"");
-}
-
 int Dump(const Wishes& wishes) {
-  const Zone zone = wishes.utc ? Zone::kUtc : Zone::kLocal;
+  const Zone zone = wishes.choice.zone();
   DumpWishes dump;
   dump.path = wishes.file;
   dump.raw = wishes.raw;
-  for (const std::string& word : wishes.kinds) dump.kinds.push_back(KindOfWord(word));
-  if (!TakeTime("--from", wishes.from, zone, false, dump.from) ||
-      !TakeTime("--to", wishes.to, zone, true, dump.to)) {
-    return kTrouble;
-  }
-  if (!wishes.key.empty()) {
-    if (dump.kinds.size() != 1) {
-      static_cast<void>(Fail("dump --key", "needs one --kind"));
-      return kTrouble;
-    }
-    dump.key = wishes.key;
-  }
+  if (!TakeChoice("dump", wishes.choice, dump)) return kTrouble;
   TextOut out(stdout);
   // A table that runs over the terminal shows by itself how far it is.
   Progress progress(isatty(STDOUT_FILENO) == 0);
@@ -98,17 +63,9 @@ void AddDumpCommand(CLI::App& app, int& status) {
       "  psltool dump 20240304array01.psl --kind pd --from \"2024-03-04 09:00\" --format csv\n"
       "  psltool dump archive/20240304array01.psa --utc --format ndjson | jq .g1_ops_per_s");
   command->add_option("file", wishes->file, "Log or archive")->required();
-  command->add_option("-k,--kind", wishes->kinds, "Kind of resources (several times; default all)")
-      ->check(CLI::IsMember(KindWords()))
-      ->allow_extra_args(false);
-  command->add_option("--key", wishes->key,
-                      "One resource of the kind: a number, or key bytes with points between");
-  command->add_option("--from", wishes->from,
-                      "First time: 2024-03-04, \"2024-03-04 10:05[:30]\" or @seconds");
-  command->add_option("--to", wishes->to, "Last time, the day or minute as a whole");
+  AddChoiceOptions(*command, wishes->choice);
   command->add_option("--format", wishes->format, "table, csv or ndjson (default table)")
       ->check(CLI::IsMember({"table", "csv", "ndjson"}));
   command->add_flag("--raw", wishes->raw, "Also the words as they stand in the file");
-  command->add_flag("--utc", wishes->utc, "Times in UTC instead of local time");
   command->callback([wishes, &status] { status = Dump(*wishes); });
 }

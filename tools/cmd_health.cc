@@ -15,6 +15,7 @@
 #include "platform/prefix.h"
 #include "tools/health.h"
 #include "tools/report.h"
+#include "tools/text_out.h"
 
 namespace {
 
@@ -33,6 +34,7 @@ struct Wishes {
   int max_run = 6;   // hours
   int days = 7;
   bool json = false;
+  bool utc = false;
 };
 
 // "YYYY-MM-DDThh:mm:ss" in local time, or "@" and seconds since 1970.
@@ -80,13 +82,15 @@ bool Prepare(const Wishes& wishes, HealthRequest& request) {
   request.max_age = int64_t{3600} * wishes.max_age;
   request.max_run = int64_t{3600} * wishes.max_run;
   request.days = wishes.days;
+  request.zone = wishes.utc ? Zone::kUtc : Zone::kLocal;
   return true;
 }
 
-void PrintJson(const HealthRequest& request, const Health& health, bool healthy) {
-  nlohmann::ordered_json json = {{"healthy", healthy}, {"now", TimeWithZone(request.now)}};
+void PrintJson(TextOut& out, const HealthRequest& request, const Health& health, bool healthy) {
+  nlohmann::ordered_json json = {{"healthy", healthy},
+                                 {"now", TimeWithZone(request.now, request.zone)}};
   if (health.last_run) {
-    json["last_run"] = {{"start", TimeWithZone(health.last_run->start)},
+    json["last_run"] = {{"start", TimeWithZone(health.last_run->start, request.zone)},
                         {"age_seconds", request.now - health.last_run->start},
                         {"process", health.last_run->pid},
                         {"ended_well", health.last_run->ended_well}};
@@ -99,18 +103,19 @@ void PrintJson(const HealthRequest& request, const Health& health, bool healthy)
     json["findings"].push_back(
         {{"problem", finding.problem}, {"kind", WordOf(finding.kind)}, {"text", finding.text}});
   }
-  fmt::print("{}\n", json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+  out.Print("{}\n", json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
-void PrintText(const HealthRequest& request, const Health& health, bool healthy) {
-  const std::string last =
-      health.last_run ? fmt::format("last run {} ({} h ago)", TimeWithZone(health.last_run->start),
-                                    (request.now - health.last_run->start) / 3600)
-                      : "no run is known";
-  fmt::print("archiving is {}: {}\n", healthy ? "healthy" : "NOT healthy", last);
+void PrintText(TextOut& out, const HealthRequest& request, const Health& health, bool healthy) {
+  const std::string last = health.last_run
+                               ? fmt::format("last run {} ({} h ago)",
+                                             TimeWithZone(health.last_run->start, request.zone),
+                                             (request.now - health.last_run->start) / 3600)
+                               : "no run is known";
+  out.Print("archiving is {}: {}\n", healthy ? "healthy" : "NOT healthy", last);
   for (const HealthFinding& finding : health.findings) {
-    fmt::print("{:<7} {:<8} {}\n", finding.problem ? "PROBLEM" : "note", WordOf(finding.kind),
-               finding.text);
+    out.Print("{:<7} {:<8} {}\n", finding.problem ? "PROBLEM" : "note", WordOf(finding.kind),
+              finding.text);
   }
 }
 
@@ -121,10 +126,15 @@ int Report(const Wishes& wishes) {
   if (!LookAtRuns(request, health) || !LookAtFiles(request, health)) return kUnknown;
   const bool healthy = std::none_of(health.findings.begin(), health.findings.end(),
                                     [](const HealthFinding& finding) { return finding.problem; });
+  TextOut out(stdout);
   if (wishes.json) {
-    PrintJson(request, health, healthy);
+    PrintJson(out, request, health, healthy);
   } else {
-    PrintText(request, health, healthy);
+    PrintText(out, request, health, healthy);
+  }
+  if (!out.Flush()) {
+    static_cast<void>(Fail("standard output", "cannot be written"));
+    return kUnknown;
   }
   return healthy ? kHealthy : kUnhealthy;
 }
@@ -168,6 +178,7 @@ void AddHealthCommand(CLI::App& app, int& status) {
       ->check(CLI::Range(0, 3660));
   command->add_option("--now", wishes->now,
                       "Judge as of this local time, like 2024-03-04T06:00:00");
+  command->add_flag("--utc", wishes->utc, "Print times in UTC instead of local time");
   command->add_flag("--json", wishes->json, "As JSON");
   command->callback([wishes, &status] { status = Report(*wishes); });
 }

@@ -250,6 +250,8 @@ void AddMakeCommand(CLI::App& app, int& status) {
   CLI::App* command = app.add_subcommand("make", "Make logs of arrays that do not exist");
   command->footer(
       "Kinds that the revision lacks are left out. The same options make the same bytes.\n\n"
+      "Exit status: 0 done, 2 a file could not be written or the command line is wrong; the files\n"
+      "in front of it are whole.\n\n"
       "Examples:\n"
       "  psltool make --arrays 2 --days 3 -o logs\n"
       "  psltool make --revision 0x14 --interval 60 --ld 512 --extended full -o logs\n"
@@ -261,7 +263,7 @@ void AddMakeCommand(CLI::App& app, int& status) {
     if (!Check(*wishes)) {
       status = kRefused;
     } else {
-      status = MakeFiles(wishes->plan) ? kDone : kFailed;
+      status = MakeFiles(wishes->plan) ? kDone : kUnusable;
     }
   });
 }

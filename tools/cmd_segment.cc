@@ -16,6 +16,7 @@
 
 #include "tools/report.h"
 #include "tools/segment_config.h"
+#include "tools/text_out.h"
 
 namespace {
 
@@ -89,8 +90,13 @@ int Make(Wishes& wishes) {
     Fail("segment make", strerror(errno));
     return kFailed;
   }
-  fmt::print("{}\n", number);
-  return kDone;
+  // A number that nobody got belongs to a segment that nobody would remove.
+  TextOut out(stdout);
+  out.Print("{}\n", number);
+  if (out.Flush()) return kDone;
+  shmctl(number, IPC_RMID, nullptr);
+  static_cast<void>(Fail("standard output", "cannot be written"));
+  return kUnusable;
 }
 
 bool Read(int number, SegmentView& view, size_t& size) {
@@ -103,7 +109,7 @@ bool Read(int number, SegmentView& view, size_t& size) {
   return true;
 }
 
-void PrintJson(int number, size_t size, const SegmentView& view) {
+void PrintJson(TextOut& out, int number, size_t size, const SegmentView& view) {
   const SegmentConfig& config = view.config;
   const nlohmann::ordered_json json = {
       {"segment", number},
@@ -120,35 +126,40 @@ void PrintJson(int number, size_t size, const SegmentView& view) {
       {"valid", view.faults.empty()},
       {"faults", view.faults},
   };
-  fmt::print("{}\n", json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+  out.Print("{}\n", json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
-void PrintText(int number, size_t size, const SegmentView& view) {
+void PrintText(TextOut& out, int number, size_t size, const SegmentView& view) {
   const SegmentConfig& config = view.config;
-  fmt::print("segment            {} ({} bytes)\n", number, size);
+  out.Print("segment            {} ({} bytes)\n", number, size);
   if (view.is_configuration) {
-    fmt::print("root directory     {}\n", config.root);
-    fmt::print("archive directory  {}\n", config.archive);
-    fmt::print("PML directory      {}\n", config.pml);
-    fmt::print("archiving          {}\n", config.archiving == 0   ? "off"
-                                          : config.archiving == 1 ? "on"
-                                                                  : "invalid");
-    fmt::print("keep logs          {}\n", RetentionText(config.keep[0]));
-    fmt::print("keep hour archives {}\n", RetentionText(config.keep[1]));
-    fmt::print("keep day archives  {}\n", RetentionText(config.keep[2]));
-    fmt::print("capacity           {}, override {}\n", config.capacity, config.capacity_override);
+    out.Print("root directory     {}\n", config.root);
+    out.Print("archive directory  {}\n", config.archive);
+    out.Print("PML directory      {}\n", config.pml);
+    out.Print("archiving          {}\n", config.archiving == 0   ? "off"
+                                         : config.archiving == 1 ? "on"
+                                                                 : "invalid");
+    out.Print("keep logs          {}\n", RetentionText(config.keep[0]));
+    out.Print("keep hour archives {}\n", RetentionText(config.keep[1]));
+    out.Print("keep day archives  {}\n", RetentionText(config.keep[2]));
+    out.Print("capacity           {}, override {}\n", config.capacity, config.capacity_override);
   }
-  for (const std::string& fault : view.faults) fmt::print("refused            {}\n", fault);
+  for (const std::string& fault : view.faults) out.Print("refused            {}\n", fault);
 }
 
 int Show(const Wishes& wishes) {
   SegmentView view;
   size_t size = 0;
   if (!Read(wishes.number, view, size)) return kFailed;
+  TextOut out(stdout);
   if (wishes.json) {
-    PrintJson(wishes.number, size, view);
+    PrintJson(out, wishes.number, size, view);
   } else {
-    PrintText(wishes.number, size, view);
+    PrintText(out, wishes.number, size, view);
+  }
+  if (!out.Flush()) {
+    static_cast<void>(Fail("standard output", "cannot be written"));
+    return kUnusable;
   }
   return view.faults.empty() ? kDone : kFailed;
 }
@@ -177,6 +188,8 @@ int Remove(const Wishes& wishes) {
 void AddMake(CLI::App& command, const std::shared_ptr<Wishes>& wishes, int& status) {
   CLI::App* make = command.add_subcommand("make", "Make a segment and print its number");
   make->footer(
+      "Exit status: 0 done, 1 the system gives no segment, or a directory cannot be made, 2 the\n"
+      "command line is wrong.\n\n"
       "Example:\n"
       "  psltool segment make --prepare --root /srv/monitor --archive /srv/monitor/psl \\\n"
       "    --keep-psl 30d --keep-hour 12m --keep-day 2y");
@@ -216,15 +229,30 @@ void AddSegmentCommand(CLI::App& app, int& status) {
   CLI::App* command =
       app.add_subcommand("segment", "The configuration segment of automatic archiving");
   command->require_subcommand(1);
+  command->footer(
+      "Exit status: 0 done, 1 the segment is missing or refused, 2 the command line is wrong.\n\n"
+      "Examples:\n"
+      "  psltool segment make --help\n"
+      "  psltool segment show 7");
   AddMake(*command, wishes, status);
 
   CLI::App* show = command->add_subcommand(
       "show", "Show what a segment says; status 1 when the archiver refuses it");
+  show->footer(
+      "Exit status: 0 the archiver takes the segment, 1 it refuses it or there is none, 2 the\n"
+      "command line is wrong.\n\n"
+      "Example:\n"
+      "  psltool segment show 7 --json");
   show->add_option("number", wishes->number, "Number of the segment")->required();
   show->add_flag("--json", wishes->json, "As JSON");
   show->callback([wishes, &status] { status = Show(*wishes); });
 
   CLI::App* remove = command->add_subcommand("remove", "Remove a segment");
+  remove->footer(
+      "Exit status: 0 removed, 1 there is none, or it holds no configuration, 2 the command line\n"
+      "is wrong.\n\n"
+      "Example:\n"
+      "  psltool segment remove 7");
   remove->add_option("number", wishes->number, "Number of the segment")->required();
   remove->add_flag("--force", wishes->force, "Whatever it holds");
   remove->callback([wishes, &status] { status = Remove(*wishes); });

@@ -237,16 +237,18 @@ class Dumper {
 const char* WordOfKind(Kind kind) { return kind == kWaittm ? "wait-time" : NameOf(kind).word; }
 
 DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& out,
-                 Progress& progress, PslReader::Reports reports) {
+                 Progress& progress, PslReader::Reports reports, Finding* trouble) {
   PslReader reader(wishes.path, reports);
   const auto failure = [&] {
+    if (trouble != nullptr) *trouble = reader.trouble();
     return reader.trouble().severity == Severity::kUnreadable ? DumpEnd::kUnreadable
                                                               : DumpEnd::kBroken;
   };
   if (!reader.Open()) return failure();
+  writer.Open(reader.header());
   Dumper dumper(wishes, reader, writer);
   if (!dumper.Prepare(reports == PslReader::Reports::kPrinted)) return DumpEnd::kRefused;
-  while (!out.failed() && reader.NextHeader()) {
+  while (!out.failed() && !writer.failed() && reader.NextHeader()) {
     progress.Show(wishes.path, reader.position(), reader.size());
     if (!dumper.Take()) break;
   }

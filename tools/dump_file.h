@@ -27,9 +27,10 @@ enum class DumpEnd : uint8_t {
   kRefused,     // reported: the file cannot hold what is asked for
 };
 
-// Ends early when `out` has failed.
+// Ends early when `out` or the writer has failed. `trouble`: gets what was found.
 DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& out,
-                 Progress& progress, PslReader::Reports reports = PslReader::Reports::kPrinted);
+                 Progress& progress, PslReader::Reports reports = PslReader::Reports::kPrinted,
+                 Finding* trouble = nullptr);
 
 // "ld", "wait-time".
 const char* WordOfKind(Kind kind);

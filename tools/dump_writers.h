@@ -22,9 +22,13 @@ class DumpWriter {
   virtual ~DumpWriter() = default;
   DumpWriter(const DumpWriter&) = delete;
   DumpWriter& operator=(const DumpWriter&) = delete;
+  // The file's header, before anything else.
+  virtual void Open(const PslHeader&) {}
   // Tells which columns can occur, before the first entry.
   virtual void Start(const std::vector<const std::vector<Column>*>& all) = 0;
   virtual void Put(const DumpedEntry& entry) = 0;
+  // True: nothing more is taken.
+  virtual bool failed() const { return false; }
 };
 
 std::unique_ptr<DumpWriter> MakeTableWriter(TextOut& out, Zone zone);

@@ -20,21 +20,6 @@ bool AllDigits(std::string_view text) {
                                       [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
-// Splits "20240304array01#002.psl" and "202403array01.psa".
-void ReadName(FileSummary& summary) {
-  const size_t slash = summary.path.rfind('/');
-  const std::string base =
-      slash == std::string::npos ? summary.path : summary.path.substr(slash + 1);
-  size_t end = base.rfind('#');
-  if (end == std::string::npos) end = base.rfind('.');
-  if (end == std::string::npos) end = base.size();
-  const size_t digits = summary.header.level == 'D' ? 6 : 8;
-  if (end < digits || !AllDigits(std::string_view(base).substr(0, digits))) return;
-  summary.name_date = base.substr(0, 4) + "-" + base.substr(4, 2);
-  if (digits == 8) summary.name_date += "-" + base.substr(6, 2);
-  summary.array = base.substr(digits, end - digits);
-}
-
 void ReadHeader(const PslReader& reader, FileSummary& summary) {
   const std::span<const uint8_t> header = reader.record();
   summary.header = reader.header();
@@ -146,6 +131,19 @@ void CountRange::Take(uint32_t count) {
   seen = true;
 }
 
+NameParts PartsOfName(const std::string& path, char level) {
+  const size_t slash = path.rfind('/');
+  const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
+  size_t end = base.rfind('#');
+  if (end == std::string::npos) end = base.rfind('.');
+  if (end == std::string::npos) end = base.size();
+  const size_t digits = level == 'D' ? 6 : 8;
+  if (end < digits || !AllDigits(std::string_view(base).substr(0, digits))) return {};
+  std::string date = base.substr(0, 4) + "-" + base.substr(4, 2);
+  if (digits == 8) date += "-" + base.substr(6, 2);
+  return {base.substr(digits, end - digits), std::move(date)};
+}
+
 bool Summarize(const std::string& path, Progress& progress, FileSummary& summary) {
   summary = FileSummary();
   summary.path = path;
@@ -157,7 +155,9 @@ bool Summarize(const std::string& path, Progress& progress, FileSummary& summary
     return false;
   }
   ReadHeader(reader, summary);
-  ReadName(summary);
+  const NameParts name = PartsOfName(path, summary.header.level);
+  summary.array = name.array;
+  summary.name_date = name.date;
   Gatherer gatherer(reader, summary);
   while (reader.NextHeader()) {
     progress.Show(path, reader.position(), reader.size());

@@ -45,5 +45,13 @@ struct FileSummary {
   std::optional<Finding> trouble;  // where reading ended before the end of the file
 };
 
+// What a name like "20240304array01#002.psl" says: the array "array01" and the date "2024-03-04",
+// of day archives the month; empty when the name has another form.
+struct NameParts {
+  std::string array;
+  std::string date;
+};
+NameParts PartsOfName(const std::string& path, char level);
+
 // Reads the file. False: it has no readable file header; `trouble` tells why.
 bool Summarize(const std::string& path, Progress& progress, FileSummary& summary);

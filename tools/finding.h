@@ -21,6 +21,7 @@ struct Finding {
   uint64_t offset = 0;    // in the file, of the field that is at fault
   std::string field;      // "section ld, entry 3, key"; empty: the record as a whole
   std::string text;
+  bool placed = true;  // false: of the file as a whole; then record and offset mean nothing
 };
 
 using FindingSink = std::function<void(const Finding&)>;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/segment_config.h"
+#include "tools/time_text.h"
 
 enum class HealthKind : uint8_t {
   kRun,       // no run, too long ago, ended badly, or hanging
@@ -40,6 +41,7 @@ struct HealthRequest {
   int64_t now;
   int64_t max_age;  // seconds since the start of the last run
   int64_t max_run;  // seconds that a run may take
+  Zone zone;        // of the times told; what is a day stays local
   int days;         // how many days back a day without any data is reported
 };
 
@@ -53,8 +55,8 @@ struct Health {
 bool LookAtRuns(const HealthRequest& request, Health& health);
 bool LookAtFiles(const HealthRequest& request, Health& health);
 
-// A time as the operation log writes it, local with the offset from UTC.
-std::string TimeWithZone(int64_t time);
+// A time as the operation log writes it, with the offset from UTC.
+std::string TimeWithZone(int64_t time, Zone zone);
 
 // Word of the finding's kind.
 const char* WordOf(HealthKind kind);

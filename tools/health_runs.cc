@@ -139,9 +139,9 @@ void JudgeRunning(const HealthRequest& request, const std::vector<ArchiveRun>& r
     return;
   }
   const bool hanging = request.now - run->start > request.max_run;
-  health.findings.push_back(
-      {hanging, HealthKind::kRun,
-       fmt::format("process {} has been archiving since {}", run->pid, TimeWithZone(run->start))});
+  health.findings.push_back({hanging, HealthKind::kRun,
+                             fmt::format("process {} has been archiving since {}", run->pid,
+                                         TimeWithZone(run->start, request.zone))});
 }
 
 void JudgeLastRun(const HealthRequest& request, const std::vector<ArchiveRun>& runs,
@@ -156,7 +156,7 @@ void JudgeLastRun(const HealthRequest& request, const std::vector<ArchiveRun>& r
     return;
   }
   health.last_run = *last;
-  const std::string start = TimeWithZone(last->start);
+  const std::string start = TimeWithZone(last->start, request.zone);
   if (!last->ended_well) {
     health.findings.push_back(
         {true, HealthKind::kRun, fmt::format("the run of {} did not end well", start)});
@@ -168,7 +168,8 @@ void JudgeLastRun(const HealthRequest& request, const std::vector<ArchiveRun>& r
   }
 }
 
-void JudgeEntries(const std::vector<LogEntry>& entries, Health& health) {
+void JudgeEntries(const HealthRequest& request, const std::vector<LogEntry>& entries,
+                  Health& health) {
   const bool task_failed = std::any_of(entries.begin(), entries.end(), [](const LogEntry& e) {
     return e.identifier == kTaskFailedIdentifier;
   });
@@ -179,8 +180,8 @@ void JudgeEntries(const std::vector<LogEntry>& entries, Health& health) {
         !task_failed && entry.identifier == kBrokenIdentifier && entry.text.ends_with(".psa");
     health.findings.push_back(
         {!repaired, HealthKind::kFailure,
-         fmt::format("{} {} {}{}", TimeWithZone(entry.time), entry.identifier, entry.text,
-                     repaired ? " (left by an interrupted run)" : "")});
+         fmt::format("{} {} {}{}", TimeWithZone(entry.time, request.zone), entry.identifier,
+                     entry.text, repaired ? " (left by an interrupted run)" : "")});
   }
 }
 
@@ -209,13 +210,13 @@ bool LookAtRuns(const HealthRequest& request, Health& health) {
     }
   };
   if (!ReadLines(request.prefix + "etc/log/operation.log", take)) return false;
-  JudgeEntries(entries, health);
+  JudgeEntries(request, entries, health);
   return true;
 }
 
-std::string TimeWithZone(int64_t time) {
+std::string TimeWithZone(int64_t time, Zone zone) {
   const time_t value = time;
-  const tm* local = localtime(&value);
+  const tm* local = zone == Zone::kUtc ? gmtime(&value) : localtime(&value);
   if (local == nullptr) return "?";
   char text[40];
   strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S%z", local);

@@ -1,9 +1,6 @@
 // Files of a plan: see the header.
 #include "tools/make_files.h"
 
-#include <fmt/core.h>
-#include <unistd.h>
-
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -18,41 +15,16 @@
 #include "tools/make_random.h"
 #include "tools/make_statistics.h"
 #include "tools/make_structure.h"
+#include "tools/progress.h"
 #include "tools/record_file.h"
 #include "tools/report.h"
+#include "tools/text_out.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 
 constexpr uint32_t kConfigurationWord = 0x00010001;
-
-// A line on the terminal that tells how far the work is; nothing when standard error is a file.
-class Progress {
- public:
-  explicit Progress(bool wanted) : shown_(wanted && isatty(STDERR_FILENO) == 1) {}
-  ~Progress() { Clear(); }
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-
-  void Show(const std::string& path, uint32_t done, uint32_t all) {
-    const uint32_t percent = static_cast<uint32_t>(uint64_t{done} * 100 / all);
-    if (!shown_ || (percent == percent_ && line_)) return;
-    percent_ = percent;
-    line_ = true;
-    fmt::print(stderr, "\r{} {:3}%\x1b[K", path, percent);
-    static_cast<void>(std::fflush(stderr));
-  }
-  void Clear() {
-    if (line_) fmt::print(stderr, "\r\x1b[K");
-    line_ = false;
-  }
-
- private:
-  bool shown_;
-  bool line_ = false;
-  uint32_t percent_ = 0;
-};
 
 Bytes FileHeader(const MakePlan& plan, const Day& day, uint32_t stamp) {
   const RevisionLayout& layout = LayoutOf(plan.revision);
@@ -100,6 +72,7 @@ struct FileMaker {
   const MakePlan& plan;
   const ArrayModel& model;
   Progress& progress;
+  TextOut& out;
   Bytes structure;
   Bytes statistics;
   bool first_file = true;
@@ -147,7 +120,9 @@ struct FileMaker {
     if (!file.Finish()) return false;
     first_file = false;
     if (!plan.quiet) {
-      fmt::print("{}  {} bytes, {} intervals\n", file.path(), file.size(), all);
+      out.Print("{}  {} bytes, {} intervals\n", file.path(), file.size(), all);
+      // Whoever watches sees each file when it is there.
+      if (!out.Flush()) return Fail("standard output", "cannot be written");
     }
     return true;
   }
@@ -160,9 +135,10 @@ bool MakeFiles(const MakePlan& plan) {
   std::filesystem::create_directories(plan.out, error);
   if (error) return Fail(plan.out, "cannot be created: " + error.message());
   Progress progress(!plan.quiet);
+  TextOut out(stdout);
   for (size_t n = 0; n < plan.arrays.size(); ++n) {
     const ArrayModel model = MakeArray(plan, n);
-    FileMaker maker = {plan, model, progress, {}, {}};
+    FileMaker maker = {plan, model, progress, out, {}, {}};
     for (uint32_t d = 0; d < plan.days; ++d) {
       const Day day = DayOf(plan, d);
       for (uint32_t part = 0; part < plan.files_per_day; ++part) {
@@ -170,8 +146,8 @@ bool MakeFiles(const MakePlan& plan) {
       }
     }
     if (!plan.quiet && plan.profile == Profile::kOffice && plan.hot_ld < plan.counts[kLd]) {
-      fmt::print("{}: the busiest logical disk is number {}\n", model.name, plan.hot_ld);
+      out.Print("{}: the busiest logical disk is number {}\n", model.name, plan.hot_ld);
     }
   }
-  return true;
+  return out.Flush() || Fail("standard output", "cannot be written");
 }

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,6 +11,7 @@
 #include <cstring>
 
 #include "tools/report.h"
+#include "tools/unfinished.h"
 
 namespace {
 
@@ -22,9 +24,16 @@ bool FailWithError(const std::string& path, const char* what) {
 RecordFile::~RecordFile() {
   if (fd_ != -1) close(fd_);
   if (left_) unlink(part_.c_str());
+  ForgetUnfinished(part_);
 }
 
 bool RecordFile::Create() {
+  // A rename would put a file in the place of a device or pipe.
+  struct stat state {};
+  if (stat(path_.c_str(), &state) == 0 && !S_ISREG(state.st_mode)) {
+    return Fail(path_, "is no regular file and cannot be replaced by one");
+  }
+  RememberUnfinished(part_);
   fd_ = open(part_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (fd_ == -1) return FailWithError(path_, "cannot be created");
   left_ = true;
@@ -32,13 +41,15 @@ bool RecordFile::Create() {
 }
 
 bool RecordFile::Write(const uint8_t* record, size_t size) {
-  const ssize_t written = write(fd_, record, size);
-  if (written == -1) return FailWithError(path_, "cannot be written");
-  if (static_cast<size_t>(written) != size) {
-    errno = ENOSPC;
-    return FailWithError(path_, "cannot be written");
-  }
   size_ += size;
+  while (size > 0) {
+    // A disk that is nearly full takes a part; the next call tells why.
+    const ssize_t written = write(fd_, record, size);
+    if (written == -1 && errno == EINTR) continue;
+    if (written == -1) return FailWithError(path_, "cannot be written");
+    record += written;
+    size -= static_cast<size_t>(written);
+  }
   return true;
 }
 
@@ -48,5 +59,23 @@ bool RecordFile::Finish() {
   if (close(fd) == -1) return FailWithError(path_, "cannot be closed");
   if (rename(part_.c_str(), path_.c_str()) == -1) return FailWithError(path_, "cannot be renamed");
   left_ = false;
+  ForgetUnfinished(part_);
   return true;
+}
+
+bool RecordFile::FinishDurably() {
+  if (fsync(fd_) == -1) return FailWithError(path_, "cannot be written");
+  if (!Finish()) return false;
+  const int directory = open(DirectoryOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const bool synced = directory != -1 && fsync(directory) == 0;
+  const int error = errno;
+  if (directory != -1) close(directory);
+  errno = error;
+  return synced || FailWithError(path_, "its directory cannot be synced");
+}
+
+std::string DirectoryOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
 }

@@ -1,4 +1,4 @@
-// A file that is written record by record beside its final name and renamed when it is complete, so
+// A file that is written piece by piece beside its final name and renamed when it is complete, so
 // that nobody meets half a file.
 #pragma once
 
@@ -15,8 +15,10 @@ class RecordFile {
 
   // Each returns false after a report that names the file.
   bool Create();
-  bool Write(const uint8_t* record, size_t size);  // one write call
+  bool Write(const uint8_t* record, size_t size);
   bool Finish();
+  // The same, and after it neither content nor name can be lost in a power failure.
+  bool FinishDurably();
 
   const std::string& path() const { return path_; }
   uint64_t size() const { return size_; }
@@ -28,3 +30,6 @@ class RecordFile {
   bool left_ = false;  // the part file exists
   uint64_t size_ = 0;
 };
+
+// The directory part of a path, "." when it has none.
+std::string DirectoryOf(const std::string& path);

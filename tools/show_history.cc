@@ -101,9 +101,10 @@ const SectionRow* SectionOf(const RevisionLayout& layout, Kind kind) {
 }
 
 bool ReadHistory(PslReader& reader, Kind kind, const ResourceKey& key, uint32_t group,
-                 std::vector<Period>& periods) {
+                 std::vector<Period>& periods, Progress* progress) {
   uint8_t choice = 0;
   while (reader.Next()) {
+    if (progress != nullptr) progress->Show(reader.path(), reader.position(), reader.size());
     if (reader.tag() == "CON" && !TakeChoice(reader, choice)) return false;
     if (reader.tag() != "STA") continue;
     const std::span<const uint8_t> record = reader.record();

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "engine/kinds.h"
+#include "tools/progress.h"
 #include "tools/psl_reader.h"
 
 struct ResourceKey {
@@ -35,4 +36,4 @@ const SectionRow* SectionOf(const RevisionLayout& layout, Kind kind);
 // Appends the periods of the reader's file to `periods`. `group`: the counter group, from 0. False:
 // reported.
 bool ReadHistory(PslReader& reader, Kind kind, const ResourceKey& key, uint32_t group,
-                 std::vector<Period>& periods);
+                 std::vector<Period>& periods, Progress* progress = nullptr);

@@ -1,5 +1,5 @@
 // Fuzzer of psltool's readers: the input is one log or archive. Whatever the bytes are, `check`,
-// `dump` and `salvage` must end in an orderly way and agree with each other.
+// `dump`, `export` and `salvage` must end in an orderly way and agree with each other.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>

@@ -7,6 +7,7 @@
 #include "tests/support/tempdir.h"
 #include "tools/check_file.h"
 #include "tools/dump_file.h"
+#include "tools/export_file.h"
 #include "tools/file_summary.h"
 #include "tools/salvage.h"
 
@@ -31,6 +32,19 @@ DumpEnd Dump(const std::string& path, const std::string& format, bool raw) {
   return DumpFile(wishes, *writer, out, progress, PslReader::Reports::kKept);
 }
 
+// Exports in one of the text forms. What is exported in an orderly way ends as a dump does.
+DumpEnd Export(const std::string& path, const std::string& form, const std::string& scratch) {
+  static std::FILE* const nowhere = std::fopen("/dev/null", "w");
+  TextOut out(nowhere);
+  Progress progress(false);
+  const auto sink = form == "csv"      ? MakeCsvSink(out, Zone::kLocal)
+                    : form == "ndjson" ? MakeJsonLinesSink(out, Zone::kUtc)
+                                       : MakeOpenMetricsSink(out, scratch);
+  Exporter exporter({}, *sink, progress, PslReader::Reports::kKept);
+  const DumpEnd end = exporter.Take(path);
+  return exporter.failed() || !sink->Finish() ? DumpEnd::kUnreadable : end;
+}
+
 SalvageReport Save(const std::string& from, const std::string& to, bool resync, SalvageEnd& end) {
   Progress progress(false);
   SalvageReport report;
@@ -52,10 +66,16 @@ PsltoolTargetResult RunPsltool(std::span<const uint8_t> bytes) {
   const std::string path = dir.Path("x.psl");
   const CheckedFile checked = Check(path);
   result.clean = checked.errors == 0;
+  DumpEnd dumped = DumpEnd::kDone;
   for (const char* format : {"table", "csv", "ndjson"}) {
-    const DumpEnd end = Dump(path, format, format[0] == 'n');
-    if (result.clean && end != DumpEnd::kDone) {
+    dumped = Dump(path, format, format[0] == 'n');
+    if (result.clean && dumped != DumpEnd::kDone) {
       result.contradiction = "a clean file cannot be dumped";
+    }
+  }
+  for (const char* form : {"csv", "ndjson", "openmetrics"}) {
+    if (Export(path, form, dir.Path()) != dumped) {
+      result.contradiction = "a file is exported otherwise than dumped";
     }
   }
   Progress progress(false);

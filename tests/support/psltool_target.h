@@ -14,6 +14,6 @@ struct PsltoolTargetResult {
   bool saved_more = false;  // and with resync one that holds more
 };
 
-// Writes the bytes to a file, runs `check`, `dump` in all forms and `salvage` in both ways over it
-// and removes everything.
+// Writes the bytes to a file, runs `check`, `dump` and `export` in all forms of text and `salvage`
+// in both ways over it and removes everything.
 PsltoolTargetResult RunPsltool(std::span<const uint8_t> bytes);

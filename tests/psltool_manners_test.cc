@@ -1,0 +1,226 @@
+// What all commands of psltool have in common: help, versions, statuses, and how they end when
+// readers, disks or people stop them.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/nights.h"
+#include "tests/support/process.h"
+#include "tests/support/record_bytes.h"
+#include "tests/support/tempdir.h"
+
+namespace {
+
+std::vector<std::string> Words(const std::string& text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
+}
+
+// The commands that a help text lists.
+std::vector<std::string> CommandsIn(const std::string& help) {
+  std::vector<std::string> commands;
+  const size_t at = help.find("\nSubcommands:\n");
+  if (at == std::string::npos) return commands;
+  std::istringstream stream(help.substr(at + 14));
+  for (std::string line; std::getline(stream, line) && line.substr(0, 2) == "  ";) {
+    if (line[2] != ' ') commands.push_back(Words(line).front());
+  }
+  return commands;
+}
+
+std::vector<std::vector<std::string>> AllCommands() {
+  std::vector<std::vector<std::string>> all;
+  for (const std::string& command : CommandsIn(RunProgram(PSLTOOL_PATH, {"--help"}).out)) {
+    all.push_back({command});
+    for (const std::string& below : CommandsIn(RunProgram(PSLTOOL_PATH, {command, "--help"}).out)) {
+      all.push_back({command, below});
+    }
+  }
+  return all;
+}
+
+TEST(PsltoolManners, EveryCommandTellsStatusesVersionAndExamples) {
+  const auto commands = AllCommands();
+  EXPECT_GE(commands.size(), 14U);
+  const ProgramResult version = RunProgram(PSLTOOL_PATH, {"--version"});
+  EXPECT_EQ(version.out, "psltool     Version 7.4.003\n");
+  EXPECT_EQ(version.status, 0);
+  for (std::vector<std::string> command : commands) {
+    const std::string name = command.back();
+    command.emplace_back("--help");
+    const ProgramResult help = RunProgram(PSLTOOL_PATH, command);
+    EXPECT_EQ(help.status, 0) << name;
+    EXPECT_EQ(help.err, "") << name;
+    EXPECT_NE(help.out.find("Exit status: 0 "), std::string::npos) << name;
+    EXPECT_NE(help.out.find("--version"), std::string::npos) << name;
+    EXPECT_NE(help.out.find("Example"), std::string::npos) << name;
+    command.back() = "--version";
+    const ProgramResult result = RunProgram(PSLTOOL_PATH, command);
+    EXPECT_EQ(result.status, 0) << name;
+    EXPECT_EQ(result.out, version.out) << name;
+    command.back() = "--no-such-option";
+    EXPECT_EQ(RunProgram(PSLTOOL_PATH, command).status, 2) << name;
+  }
+  for (const char* name : {"dump", "export", "health", "info", "make", "show", "top"}) {
+    EXPECT_NE(RunProgram(PSLTOOL_PATH, {name, "--help"}).out.find("--utc"), std::string::npos)
+        << name;
+  }
+}
+
+class PsltoolMannersOverFiles : public testing::Test {
+ protected:
+  // A log that makes more text than a pipe holds, and an archive.
+  void SetUp() override {
+    ASSERT_EQ(Sh("\"$0\" make -q --interval 900 --days 2 --ld 16 --pd 16").status, 0);
+    ASSERT_EQ(RunProgram(QELPRFARC_PATH, {"20240304array01.psl"}, {dir_.Path(), {}}).status, 0);
+    dir_.Write("cut.psl", dir_.Read("20240305array01.psl").substr(0, 100000));
+  }
+  ProgramResult Sh(const std::string& script) const {
+    return RunProgram("/bin/sh", {"-c", script, PSLTOOL_PATH}, {dir_.Path(), {}});
+  }
+
+  TempDir dir_;
+};
+
+// Ended by the signal, whether or not the caller ignores it, without a word.
+TEST_F(PsltoolMannersOverFiles, AReaderThatGoesAwayEndsTheCommand) {
+  for (const std::string command :
+       {"dump 20240304array01.psl", "export --to csv 20240304array01.psl",
+        "export --to ndjson 20240304array01.psl", "export --to openmetrics 20240304array01.psl"}) {
+    for (const std::string before : {"", "trap '' PIPE; "}) {
+      const ProgramResult result =
+          Sh(before + "{ \"$0\" " + command + "; echo $? > status; } | head -n 1");
+      EXPECT_EQ(result.status, 0);
+      EXPECT_EQ(result.err, "") << command;
+      EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 1) << command;
+      EXPECT_EQ(dir_.Read("status"), std::to_string(128 + SIGPIPE) + "\n") << command;
+    }
+  }
+}
+
+TEST_F(PsltoolMannersOverFiles, AFullDiskBehindTheOutputIsTold) {
+  for (const std::string command :
+       {"check 20240304array01.psl", "check --json 20240304array01.psl", "dump 20240304array01.psl",
+        "export --to csv 20240304array01.psl", "export --to ndjson 20240304array01.psl",
+        "export --to openmetrics 20240304array01.psl", "info 20240304array01.psl",
+        "info --json 20240304array01.psl", "make --days 9 --interval 21600 -o more",
+        "salvage cut.psl -o saved.psl", "seal .", "seal --json .",
+        "show 20240304array01.psl 20240305array01.psl", "top 20240304array01.psl",
+        "top --json 20240304array01.psl", "segment make --root /r --archive /a", "--help",
+        "--version", "dump --help"}) {
+    const ProgramResult result = Sh("exec \"$0\" " + command + " > /dev/full");
+    EXPECT_EQ(result.status, 2) << command;
+    EXPECT_EQ(result.err, "psltool: standard output: cannot be written\n") << command;
+  }
+}
+
+TEST_F(PsltoolMannersOverFiles, ALimitOfFileSizesLeavesNothingBehind) {
+  const std::vector<std::string> before = dir_.Names();
+  for (const std::string command :
+       {"make -q --start 2025-01-01", "salvage 20240304array01.psl -o new.psl",
+        "export --to csv -o new.csv 20240304array01.psl",
+        "export --to ndjson -o new.json 20240304array01.psl",
+        "export --to openmetrics -o new.om 20240304array01.psl",
+        "export --to sqlite -o new.db 20240304array01.psl"}) {
+    const ProgramResult result = Sh("ulimit -c 0; ulimit -f 64; exec \"$0\" " + command);
+    EXPECT_EQ(result.status, 2) << command << result.err;
+    EXPECT_EQ(result.err.substr(0, 9), "psltool: ") << command;
+    EXPECT_EQ(dir_.Names(), before) << command;
+  }
+  // A database that exists keeps what it has.
+  ASSERT_EQ(Sh("\"$0\" export --to sqlite -o old.db 20240304array01.psa --kind ld").status, 0);
+  EXPECT_EQ(Sh("ulimit -f 64; exec \"$0\" export --to sqlite -o old.db 20240304array01.psl").status,
+            2);
+  const ProgramResult again =
+      Sh("\"$0\" export --to sqlite -o old.db 20240304array01.psa --kind ld");
+  EXPECT_EQ(again.status, 0) << again.err;
+  EXPECT_FALSE(dir_.Exists("old.db-journal"));
+}
+
+TEST_F(PsltoolMannersOverFiles, NothingIsColoured) {
+  for (const std::string command :
+       {"check . cut.psl", "dump 20240304array01.psa", "info 20240304array01.psl",
+        "show 20240304array01.psa", "top 20240304array01.psa", "seal .",
+        "export --to csv 20240304array01.psa", "--help"}) {
+    const ProgramResult result = Sh("TERM=xterm-256color exec \"$0\" " + command);
+    EXPECT_NE(result.out, "") << command;
+    EXPECT_EQ((result.out + result.err).find('\x1b'), std::string::npos) << command;
+  }
+}
+
+// Whoever interrupts a command finds no half file.
+TEST_F(PsltoolMannersOverFiles, ASignalRemovesWhatIsUnfinished) {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    TempDir dir;
+    RunningProgram make(PSLTOOL_PATH,
+                        {"make", "-q", "--interval", "1", "--ld", "500", "-o", dir.Path()});
+    while (!dir.Exists("20240304array01.psl.part")) usleep(1000);
+    kill(make.pid(), number);
+    EXPECT_EQ(make.Wait().status, 128 + number);
+    EXPECT_EQ(dir.Names(), std::vector<std::string>{});
+  }
+  TempDir dir;
+  std::vector<std::string> arguments = {"export", "--to", "sqlite", "-o", dir.Path("x.db")};
+  for (int i = 0; i < 40; ++i) {
+    arguments.push_back(dir_.Path(std::to_string(i) + ".psl"));
+    std::filesystem::create_symlink("20240304array01.psl", arguments.back());
+  }
+  RunningProgram database(PSLTOOL_PATH, arguments);
+  while (!dir.Exists("x.db.part-journal")) usleep(1000);
+  kill(database.pid(), SIGTERM);
+  EXPECT_EQ(database.Wait().status, 128 + SIGTERM);
+  EXPECT_EQ(dir.Names(), std::vector<std::string>{});
+}
+
+// A terminal for standard error, and a clock that runs so fast that every run is a long one.
+TEST_F(PsltoolMannersOverFiles, ALongRunShowsItsProgressOnATerminal) {
+  SKIP_WITHOUT_PRELOADING();
+  for (const std::string command :
+       {"check 20240304array01.psl", "info 20240304array01.psl", "seal .",
+        "top 20240304array01.psl", "export --to csv 20240304array01.psl",
+        "export --to sqlite -o x.db 20240304array01.psl", "show 20240304array01.psl",
+        "dump 20240304array01.psl", "make -o more", "salvage 20240304array01.psl -o good.psl"}) {
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
+    ASSERT_NE(terminal, -1);
+    ASSERT_EQ(grantpt(terminal), 0);
+    ASSERT_EQ(unlockpt(terminal), 0);
+    const std::string name = ptsname(terminal);
+    RunningProgram program("/bin/sh",
+                           {"-c",
+                            "LD_PRELOAD=" FAKETIME_PATH " FAKETIME='+0 x20000' exec \"$0\" " +
+                                command + " > out 2> " + name,
+                            PSLTOOL_PATH},
+                           {dir_.Path(), {}});
+    // Read while it runs: a terminal that nobody reads is full at some time.
+    std::string shown;
+    siginfo_t end{};
+    do {
+      end.si_pid = 0;
+      usleep(500);
+      ASSERT_EQ(waitid(P_PID, static_cast<id_t>(program.pid()), &end, WEXITED | WNOHANG | WNOWAIT),
+                0);
+      char buffer[4096];
+      for (ssize_t count; (count = read(terminal, buffer, sizeof buffer)) > 0;) {
+        shown.append(buffer, static_cast<size_t>(count));
+      }
+    } while (end.si_pid == 0);
+    close(terminal);
+    EXPECT_EQ(program.Wait().status, 0) << command << shown;
+    ASSERT_GE(shown.size(), 4U) << command;
+    EXPECT_NE(shown.find("20240304array01.ps"), std::string::npos) << command << shown;
+    EXPECT_NE(shown.find("%\x1b[K"), std::string::npos) << command << shown;
+    // In the end the line is empty again, and nothing of it went into the output.
+    EXPECT_EQ(shown.substr(shown.size() - 4), "\r\x1b[K") << command;
+    EXPECT_EQ(dir_.Read("out").find('\x1b'), std::string::npos) << command;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,36 @@
+// Rows that an export should hold, made from what `psltool dump` prints: an independent account of
+// the names of metrics, statistics and units.
+#pragma once
+
+#include <string>
+#include <tuple>
+#include <vector>
+
+struct TidyRow {
+  std::string time;
+  uint32_t stamp = 0;
+  std::string array;
+  std::string kind;
+  std::string key;
+  std::string metric;
+  std::string statistic;
+  double value = 0;
+  std::string unit;
+  std::string level;
+
+  auto Tie() const {
+    return std::tie(time, array, kind, key, metric, statistic, value, unit, level);
+  }
+  bool operator==(const TidyRow& other) const { return Tie() == other.Tie(); }
+};
+
+// Of lines of `dump --format ndjson`. Throws on a column that has no name in exports.
+std::vector<TidyRow> RowsOfDump(const std::string& lines, const std::string& array,
+                                const std::string& level);
+
+// A log, its hour archive and its day archive of a revision, in a directory: paths with levels.
+struct LeveledFile {
+  std::string path;
+  std::string level;
+};
+std::vector<LeveledFile> MakeAllLevels(const std::string& directory, int revision);

@@ -1,0 +1,22 @@
+// Reads OpenMetrics 1.0 text strictly, by the grammar of the standard and not by what the exporter
+// does: only gauges with stamps, which is what exports consist of.
+#pragma once
+
+#include <map>
+#include <string>
+#include <tuple>
+#include <utility>
+
+struct OpenMetricsText {
+  std::string error;  // empty: the text is well-formed
+  struct Family {
+    std::string type;
+    std::string unit;
+    std::string help;
+  };
+  using Labels = std::map<std::string, std::string>;
+  std::map<std::string, Family> families;
+  std::map<std::tuple<std::string, Labels, uint32_t>, double> samples;
+};
+
+OpenMetricsText ReadOpenMetrics(const std::string& text);

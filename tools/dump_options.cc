@@ -1,0 +1,55 @@
+// Options that choose entries: see the header.
+#include "tools/dump_options.h"
+
+#include "tools/kind_names.h"
+#include "tools/report.h"
+
+namespace {
+
+bool TakeTime(const std::string& what, const std::string& text, Zone zone, bool last,
+              std::optional<uint32_t>& time) {
+  if (text.empty()) return true;
+  time = ParseTime(text, zone, last);
+  return time || Fail(what, "'" + text + "' is no time like 2024-03-04 or \"2024-03-04 10:05\"");
+}
+
+}  // namespace
+
+std::vector<std::string> KindWords() {
+  std::vector<std::string> words;
+  for (const KindName& name : KindNames()) words.emplace_back(name.word);
+  words.emplace_back(WordOfKind(kWaittm));
+  return words;
+}
+
+Kind KindOfWord(const std::string& word) {
+  return word == WordOfKind(kWaittm) ? kWaittm : *KindOf(word);
+}
+
+void AddSpanOptions(CLI::App& command, ChoiceOptions& options, bool with_to) {
+  command.add_option("--from", options.from,
+                     "First time: 2024-03-04, \"2024-03-04 10:05[:30]\" or @seconds");
+  if (with_to) command.add_option("--to", options.to, "Last time, the day or minute as a whole");
+  command.add_flag("--utc", options.utc, "Times in UTC instead of local time");
+}
+
+void AddChoiceOptions(CLI::App& command, ChoiceOptions& options, bool with_to) {
+  command.add_option("-k,--kind", options.kinds, "Kind of resources (several times; default all)")
+      ->check(CLI::IsMember(KindWords()))
+      ->allow_extra_args(false);
+  command.add_option("--key", options.key,
+                     "One resource of the kind: a number, or key bytes with points between");
+  AddSpanOptions(command, options, with_to);
+}
+
+bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& wishes) {
+  const std::string name = command;
+  for (const std::string& word : options.kinds) wishes.kinds.push_back(KindOfWord(word));
+  if (!TakeTime(name + " --from", options.from, options.zone(), false, wishes.from) ||
+      !TakeTime(name + " --to", options.to, options.zone(), true, wishes.to)) {
+    return false;
+  }
+  if (options.key.empty()) return true;
+  wishes.key = options.key;
+  return wishes.kinds.size() == 1 || Fail(name + " --key", "needs one --kind");
+}

@@ -1,0 +1,32 @@
+// The options that choose entries of files, which several commands have in common.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/dump_file.h"
+#include "tools/time_text.h"
+
+struct ChoiceOptions {
+  std::vector<std::string> kinds;
+  std::string key;
+  std::string from;
+  std::string to;
+  bool utc = false;
+
+  Zone zone() const { return utc ? Zone::kUtc : Zone::kLocal; }
+};
+
+// The words of all kinds, "wait-time" included.
+std::vector<std::string> KindWords();
+Kind KindOfWord(const std::string& word);
+
+// Adds --from, --to and --utc. `with_to` false: --to is the command's own.
+void AddSpanOptions(CLI::App& command, ChoiceOptions& options, bool with_to = true);
+// Adds --kind (several times) and --key as well.
+void AddChoiceOptions(CLI::App& command, ChoiceOptions& options, bool with_to = true);
+
+// Puts the options into what a dump is asked for. False: one is wrong, reported under the command's
+// name.
+bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& wishes);

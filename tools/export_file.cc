@@ -1,0 +1,83 @@
+// Files of an export: see the header.
+#include "tools/export_file.h"
+
+#include "tools/file_summary.h"
+
+namespace {
+
+const char* LevelWord(char level) {
+  if (level == 'H') return "hour";
+  return level == 'D' ? "day" : "log";
+}
+
+}  // namespace
+
+// Makes rows of the entries of one file.
+class Exporter::Writer : public DumpWriter {
+ public:
+  Writer(Exporter& exporter, const std::string& path) : exporter_(exporter) {
+    file_.path = path;
+    file_.name = path.substr(path.rfind('/') + 1);
+  }
+
+  void Open(const PslHeader& header) override {
+    file_.header = header;
+    file_.level = LevelWord(header.level);
+    file_.array = PartsOfName(file_.path, header.level).array;
+    if (file_.array.empty()) file_.array = exporter_.wishes_.array;
+  }
+
+  void Start(const std::vector<const std::vector<Column>*>& all) override {
+    for (const std::vector<Column>* columns : all) columns_[columns] = ExportColumnsOf(*columns);
+    started_ = exporter_.sink_.StartFile(file_);
+    exporter_.failed_ = !started_;
+  }
+
+  // Of what an entry does not say there is no row.
+  void Put(const DumpedEntry& entry) override {
+    if (failed()) return;
+    const auto& key = std::get<std::string>(entry.values.front());
+    const uint32_t resource = ResourceOf(entry.kind, key);
+    for (const ExportColumn& column : columns_.at(&entry.columns)) {
+      const Value& value = entry.values[column.at];
+      if (std::holds_alternative<std::monostate>(value)) continue;
+      if (exporter_.sink_.Put({entry.stamp, resource, entry.kind, key, column, value})) continue;
+      exporter_.failed_ = true;
+      return;
+    }
+  }
+
+  bool failed() const override { return exporter_.failed_; }
+  bool started() const { return started_; }
+
+ private:
+  uint32_t ResourceOf(const char* kind, const std::string& key) {
+    name_.assign(file_.array);
+    for (const char* part : {file_.level, kind, key.c_str()}) {
+      name_ += '\0';
+      name_ += part;
+    }
+    const auto number = static_cast<uint32_t>(exporter_.resources_.size());
+    return exporter_.resources_.try_emplace(name_, number).first->second;
+  }
+
+  Exporter& exporter_;
+  ExportFile file_ = {};
+  std::unordered_map<const std::vector<Column>*, std::vector<ExportColumn>> columns_;
+  std::string name_;
+  bool started_ = false;
+};
+
+DumpEnd Exporter::Take(const std::string& path) {
+  wishes_.dump.path = path;
+  Writer writer(*this, path);
+  const TextOut nowhere(stdout);  // what fails is told by the writer
+  Finding trouble;
+  const DumpEnd end = DumpFile(wishes_.dump, writer, nowhere, progress_, reports_, &trouble);
+  if (failed_ || !writer.started()) return end;
+  const ExportFileEnd file_end = end == DumpEnd::kDone     ? ExportFileEnd::kWhole
+                                 : end == DumpEnd::kBroken ? ExportFileEnd::kBroken
+                                                           : ExportFileEnd::kUnreadable;
+  failed_ = !sink_.EndFile(file_end, end == DumpEnd::kDone ? "" : Describe(trouble));
+  return end;
+}

@@ -1,0 +1,35 @@
+// Passes the entries of files to an export, row by row.
+#pragma once
+
+#include <string>
+#include <unordered_map>
+
+#include "tools/dump_file.h"
+#include "tools/export_sink.h"
+
+struct ExportWishes {
+  DumpWishes dump;    // what of the files is wanted; its path is set for each
+  std::string array;  // name of the array where names of files do not tell; empty: none
+};
+
+class Exporter {
+ public:
+  Exporter(ExportWishes wishes, ExportSink& sink, Progress& progress,
+           PslReader::Reports reports = PslReader::Reports::kPrinted)
+      : wishes_(std::move(wishes)), sink_(sink), progress_(progress), reports_(reports) {}
+
+  // Every failure is reported. Behind a failure of the sink, which `failed` tells, there is no
+  // use in going on.
+  DumpEnd Take(const std::string& path);
+  bool failed() const { return failed_; }
+
+ private:
+  class Writer;
+
+  ExportWishes wishes_;
+  ExportSink& sink_;
+  Progress& progress_;
+  PslReader::Reports reports_;
+  bool failed_ = false;
+  std::unordered_map<std::string, uint32_t> resources_;  // by array, level, kind and key
+};

@@ -1,0 +1,107 @@
+// Rows of an export as OpenMetrics 1.0 text. Its rules are stricter than the order of the files:
+// the samples of a metric family stand together, within it those of one set of labels, with stamps
+// that rise. So all samples are sorted before anything is written.
+#include <vector>
+
+#include "tools/export_sink.h"
+#include "tools/sample_sort.h"
+
+namespace {
+
+std::string Escaped(const std::string& text) {
+  std::string escaped;
+  for (const char c : Utf8Text(text)) {
+    escaped += c == '\\' ? "\\\\" : c == '"' ? "\\\"" : c == '\n' ? "\\n" : std::string(1, c);
+  }
+  return escaped;
+}
+
+// Codes, flags and values in a unit of the file have none that others know.
+bool HasUnit(const MetricRow& row) {
+  return row.unit != "code" && row.unit != "flag" && row.unit != "bits" && row.unit != "file";
+}
+
+std::string FamilyOf(const MetricRow& row) {
+  std::string name = fmt::format("psl_{}_{}", row.metric, row.statistic);
+  if (HasUnit(row)) name += fmt::format("_{}", row.unit);
+  return name;
+}
+
+// The order of output: family, then resource, then counter group or place of a carried word.
+constexpr int kFamilyShift = 40;
+constexpr int kResourceShift = 8;
+
+uint64_t OrderOf(const ExportRow& row) {
+  const uint64_t number = row.column.number;
+  return (number >> 8) << kFamilyShift | uint64_t{row.resource} << kResourceShift | (number & 0xFF);
+}
+
+class OpenMetricsSink : public ExportSink {
+ public:
+  OpenMetricsSink(TextOut& out, const std::string& scratch) : out_(out), sort_(scratch) {}
+
+  bool StartFile(const ExportFile& file) override {
+    start_ = fmt::format(R"(array="{}",level="{}")", Escaped(file.array), file.level);
+    return true;
+  }
+
+  bool Put(const ExportRow& row) override {
+    if (row.resource >= labels_.size()) labels_.resize(row.resource + size_t{1});
+    std::string& labels = labels_[row.resource];
+    if (labels.empty()) labels = fmt::format(R"({},kind="{}",key="{}")", start_, row.kind, row.key);
+    const size_t family = row.column.number >> 8U;
+    if (family >= families_.size()) families_.resize(family + 1);
+    families_[family] = row.column.row;
+    return sort_.Add({OrderOf(row), row.stamp, NumberOf(row.value)});
+  }
+
+  bool EndFile(ExportFileEnd, const std::string&) override { return true; }
+
+  bool Finish() override {
+    const MetricRow* last = nullptr;
+    std::string name;
+    const bool merged = sort_.Merge([&](const Sample& sample) {
+      const MetricRow* const row = families_[sample.series >> kFamilyShift];
+      if (row != last) {
+        last = row;
+        name = FamilyOf(*row);
+        PutHead(name, *row);
+      }
+      PutSample(name, *row, sample);
+      return !out_.failed();
+    });
+    if (merged) out_.Put("# EOF\n");
+    return merged && !out_.failed();
+  }
+
+ private:
+  void PutHead(const std::string& name, const MetricRow& row) {
+    out_.Print("# TYPE {} gauge\n", name);
+    if (HasUnit(row)) out_.Print("# UNIT {} {}\n", name, row.unit);
+    out_.Print("# HELP {} {}\n", name, row.help);
+  }
+
+  void PutSample(const std::string& name, const MetricRow& row, const Sample& sample) {
+    const auto resource = static_cast<uint32_t>(sample.series >> kResourceShift);
+    const auto part = static_cast<unsigned>(sample.series & 0xFF);
+    out_.Print("{}{{{}", name, labels_[resource]);
+    if (row.metric == "word") {
+      out_.Print(R"(,offset="{}")", part);
+    } else if (part != 0) {
+      out_.Print(R"(,group="{}")", part);
+    }
+    out_.Print("}} {} {}\n", sample.value, sample.stamp);
+  }
+
+  TextOut& out_;
+  SampleSort sort_;
+  std::string start_;                // of the labels of the file at hand
+  std::vector<std::string> labels_;  // by resource
+  std::vector<const MetricRow*> families_;
+};
+
+}  // namespace
+
+std::unique_ptr<ExportSink> MakeOpenMetricsSink(TextOut& out, const std::string& scratch) {
+  return std::make_unique<OpenMetricsSink>(out, scratch);
+}

@@ -1,0 +1,270 @@
+// Rows of an export as a SQLite database: files, series and samples, and a view that joins them.
+// Each file is one transaction, so that a database holds files as a whole or not at all.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <unordered_map>
+
+#include "tools/export_sink.h"
+#include "tools/report.h"
+#include "tools/sqlite_database.h"
+#include "tools/unfinished.h"
+
+namespace {
+
+constexpr int kApplication = 0x50534C31;  // "PSL1"; tells our databases from others
+constexpr int kSchemaVersion = 1;
+
+constexpr const char* kSchema = R"(
+CREATE TABLE files (
+  id INTEGER PRIMARY KEY,
+  name TEXT NOT NULL UNIQUE,
+  path TEXT NOT NULL,
+  array TEXT NOT NULL,
+  level TEXT NOT NULL,
+  revision INTEGER NOT NULL,
+  complete INTEGER NOT NULL,
+  trouble TEXT,
+  first_sample INTEGER,
+  last_sample INTEGER
+);
+CREATE TABLE series (
+  id INTEGER PRIMARY KEY,
+  array TEXT NOT NULL,
+  level TEXT NOT NULL,
+  kind TEXT NOT NULL,
+  key TEXT NOT NULL,
+  metric TEXT NOT NULL,
+  statistic TEXT NOT NULL,
+  unit TEXT NOT NULL,
+  UNIQUE (array, level, kind, key, metric, statistic)
+);
+CREATE TABLE samples (
+  id INTEGER PRIMARY KEY,
+  file INTEGER NOT NULL REFERENCES files (id),
+  series INTEGER NOT NULL REFERENCES series (id),
+  stamp INTEGER NOT NULL,
+  value REAL NOT NULL
+);
+CREATE INDEX series_by_metric ON series (metric, statistic);
+CREATE VIEW tidy AS
+  SELECT strftime('%Y-%m-%dT%H:%M:%SZ', samples.stamp, 'unixepoch') AS time, series.array,
+         series.kind, series.key, series.metric, series.statistic, samples.value, series.unit,
+         series.level, samples.stamp, files.name AS file
+  FROM samples JOIN series ON series.id = samples.series JOIN files ON files.id = samples.file;
+)";
+
+// Made when a new database is filled: sorting once is much faster than keeping the order.
+constexpr const char* kSampleIndex =
+    "CREATE INDEX IF NOT EXISTS samples_by_series ON samples (series, stamp)";
+
+// The samples of a file are numbered without gaps, since each file is one transaction; so they are
+// found without an index of their own.
+constexpr const char* kRemoveSamples =
+    "DELETE FROM samples WHERE id BETWEEN (SELECT first_sample FROM files WHERE id = ?1) "
+    "AND (SELECT last_sample FROM files WHERE id = ?1)";
+constexpr const char* kEndFile =
+    "UPDATE files SET complete = ?1, trouble = ?2, first_sample = ?4, "
+    "last_sample = (SELECT max(id) FROM samples) WHERE id = ?3";
+constexpr const char* kNextSample = "SELECT coalesce(max(id), 0) + 1 FROM samples";
+
+// Pages of an index are touched all over: these are to stay in memory, whatever the file's size.
+constexpr const char* kCache = "PRAGMA cache_size = -32768";  // KiB
+// Nobody reads a new database before it has its name, and it is synced before it gets it.
+constexpr const char* kUnsynced = "PRAGMA synchronous = OFF";
+
+// Prepared once for all files.
+struct Statements {
+  Statement put_file;
+  Statement end_file;
+  Statement remove_samples;
+  Statement next_sample;
+  Statement put_series;
+  Statement put_sample;
+
+  bool Prepare(const Database& database) {
+    return put_file.Prepare(
+               database,
+               "INSERT INTO files (name, path, array, level, revision, complete) "
+               "VALUES (?1, ?2, ?3, ?4, ?5, 0) "
+               "ON CONFLICT (name) DO UPDATE SET path = ?2, array = ?3, level = ?4, revision = ?5 "
+               "RETURNING id") &&
+           end_file.Prepare(database, kEndFile) && next_sample.Prepare(database, kNextSample) &&
+           remove_samples.Prepare(database, kRemoveSamples) &&
+           put_series.Prepare(
+               database,
+               "INSERT INTO series (array, level, kind, key, metric, statistic, unit) "
+               "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7) "
+               "ON CONFLICT (array, level, kind, key, metric, statistic) DO UPDATE SET unit = ?7 "
+               "RETURNING id") &&
+           put_sample.Prepare(database,
+                              "INSERT INTO samples (file, series, stamp, value) "
+                              "VALUES (?1, ?2, ?3, ?4)");
+  }
+};
+
+bool SyncFile(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const bool synced = fd != -1 && fsync(fd) == 0;
+  if (fd != -1) close(fd);
+  return synced || Fail(path, "cannot be synced");
+}
+
+class SqliteSink : public ExportSink {
+ public:
+  explicit SqliteSink(std::string path) : path_(std::move(path)), part_(path_ + ".part") {}
+  ~SqliteSink() override {
+    // An open transaction is rolled back.
+    statements_.reset();
+    database_.Abandon();
+    if (!fresh_) return;
+    RemovePart();
+    ForgetUnfinished(part_);
+    ForgetUnfinished(JournalOf(part_));
+  }
+  SqliteSink(const SqliteSink&) = delete;
+  SqliteSink& operator=(const SqliteSink&) = delete;
+
+  bool Open() {
+    std::error_code error;
+    fresh_ = !std::filesystem::exists(path_, error);
+    if (!fresh_ && !std::filesystem::is_regular_file(path_, error)) {
+      return Fail(path_, "is no regular file");
+    }
+    if (fresh_) {
+      RememberUnfinished(part_);
+      RememberUnfinished(JournalOf(part_));
+      RemovePart();  // of a run that was killed
+    }
+    return database_.Open(fresh_ ? part_ : path_, path_) && database_.Run(kCache) &&
+           (!fresh_ || database_.Run(kUnsynced)) && database_.Run("BEGIN IMMEDIATE") &&
+           CheckSchema() && database_.Run("COMMIT") && statements_->Prepare(database_);
+  }
+
+  bool StartFile(const ExportFile& file) override {
+    if (!database_.Run("BEGIN IMMEDIATE")) return false;
+    array_ = file.array;
+    level_ = file.level;
+    Statement& put = statements_->put_file;
+    put.Bind(1, file.name);
+    put.Bind(2, file.path);
+    put.Bind(3, file.array);
+    put.Bind(4, file.level);
+    put.Bind(5, int64_t{file.header.revision});
+    if (!put.Run(&file_)) return false;
+    statements_->remove_samples.Bind(1, file_);
+    return statements_->remove_samples.Run() && statements_->next_sample.Run(&first_sample_);
+  }
+
+  bool Put(const ExportRow& row) override {
+    int64_t series = 0;
+    if (!FindSeries(row, series)) return false;
+    Statement& put = statements_->put_sample;
+    put.Bind(1, file_);
+    put.Bind(2, series);
+    put.Bind(3, int64_t{row.stamp});
+    put.Bind(4, NumberOf(row.value));
+    return put.Run();
+  }
+
+  bool EndFile(ExportFileEnd end, const std::string& trouble) override {
+    if (end == ExportFileEnd::kUnreadable) {
+      // Series of this file are rolled back with it.
+      series_.clear();
+      return database_.Run("ROLLBACK");
+    }
+    Statement& put = statements_->end_file;
+    put.Bind(1, int64_t{end == ExportFileEnd::kWhole ? 1 : 0});
+    if (end == ExportFileEnd::kWhole) {
+      put.BindNull(2);
+    } else {
+      put.Bind(2, trouble);
+    }
+    put.Bind(3, file_);
+    put.Bind(4, first_sample_);
+    return put.Run() && database_.Run("COMMIT");
+  }
+
+  bool Finish() override {
+    if (!fresh_) return true;
+    statements_.reset();
+    if (!database_.Run(kSampleIndex) || !database_.Close() || !SyncFile(part_)) return false;
+    if (std::rename(part_.c_str(), path_.c_str()) == -1) {
+      return Fail(path_, fmt::format("cannot be renamed: {}", std::strerror(errno)));
+    }
+    fresh_ = false;
+    ForgetUnfinished(part_);
+    ForgetUnfinished(JournalOf(part_));
+    return true;
+  }
+
+ private:
+  static std::string JournalOf(const std::string& path) { return path + "-journal"; }
+
+  // A new database gets its tables; another program's is left alone.
+  bool CheckSchema() {
+    int64_t tables = 0;
+    int64_t application = 0;
+    int64_t version = 0;
+    if (!ReadNumber(database_, "SELECT count(*) FROM sqlite_master", tables) ||
+        !ReadNumber(database_, "PRAGMA application_id", application) ||
+        !ReadNumber(database_, "PRAGMA user_version", version)) {
+      return false;
+    }
+    if (tables == 0) {
+      return database_.Run(kSchema) &&
+             database_.Run(fmt::format("PRAGMA application_id = {}", kApplication).c_str()) &&
+             database_.Run(fmt::format("PRAGMA user_version = {}", kSchemaVersion).c_str());
+    }
+    if (application != kApplication) return Fail(path_, "is the database of another program");
+    return version == kSchemaVersion ||
+           Fail(path_, fmt::format("has schema version {}, but {} is written; export into a new "
+                                   "database",
+                                   version, kSchemaVersion));
+  }
+
+  bool FindSeries(const ExportRow& row, int64_t& series) {
+    const auto [found, is_new] = series_.try_emplace(SeriesOf(row), 0);
+    if (is_new) {
+      Statement& put = statements_->put_series;
+      put.Bind(1, array_);
+      put.Bind(2, level_);
+      put.Bind(3, row.kind);
+      put.Bind(4, row.key);
+      put.Bind(5, row.column.metric);
+      put.Bind(6, row.column.row->statistic);
+      put.Bind(7, row.column.row->unit);
+      if (!put.Run(&found->second)) return false;
+    }
+    series = found->second;
+    return true;
+  }
+
+  void RemovePart() const {
+    unlink(part_.c_str());
+    unlink(JournalOf(part_).c_str());
+  }
+
+  std::string path_;
+  std::string part_;
+  bool fresh_ = false;  // the database is new: it is built in the part file
+  Database database_;
+  std::unique_ptr<Statements> statements_ = std::make_unique<Statements>();
+  std::string array_;
+  std::string level_;
+  int64_t file_ = 0;
+  int64_t first_sample_ = 0;  // of the file at hand
+  std::unordered_map<uint64_t, int64_t> series_;
+};
+
+}  // namespace
+
+std::unique_ptr<ExportSink> MakeSqliteSink(const std::string& path) {
+  auto sink = std::make_unique<SqliteSink>(path);
+  if (!sink->Open()) return nullptr;
+  return sink;
+}

@@ -1,0 +1,113 @@
+// Rows of an export as CSV and as one JSON object per line.
+#include <nlohmann/json.hpp>
+
+#include "tools/export_sink.h"
+
+namespace {
+
+// Names of files are bytes, JSON is UTF-8.
+std::string JsonText(const std::string& text) {
+  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+std::string CsvText(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
+  return quoted + '"';
+}
+
+// What both have in common: the time as text is made once per record.
+class TextSink : public ExportSink {
+ public:
+  TextSink(TextOut& out, Zone zone) : out_(out), zone_(zone) {}
+  bool EndFile(ExportFileEnd, const std::string&) override { return !out_.failed(); }
+  bool Finish() override { return !out_.failed(); }
+
+ protected:
+  TextOut& out() { return out_; }
+  const std::string& TimeOf(uint32_t stamp) {
+    if (time_.empty() || stamp != stamp_) time_ = IsoTimeText(stamp, zone_);
+    stamp_ = stamp;
+    return time_;
+  }
+
+ private:
+  TextOut& out_;
+  Zone zone_;
+  uint32_t stamp_ = 0;
+  std::string time_;
+};
+
+class CsvSink : public TextSink {
+ public:
+  using TextSink::TextSink;
+
+  bool StartFile(const ExportFile& file) override {
+    if (!headed_) out().Put("time,array,kind,key,metric,statistic,value,unit,level\n");
+    headed_ = true;
+    array_ = CsvText(file.array);
+    level_ = file.level;
+    return !out().failed();
+  }
+  bool Put(const ExportRow& row) override {
+    out().Print("{},{},{},{},{},{},{},{},{}\n", TimeOf(row.stamp), array_, row.kind, row.key,
+                row.column.metric, row.column.row->statistic, NumberText(row.value),
+                row.column.row->unit, level_);
+    return !out().failed();
+  }
+
+ private:
+  bool headed_ = false;
+  std::string array_;
+  const char* level_ = "";
+};
+
+class JsonLinesSink : public TextSink {
+ public:
+  using TextSink::TextSink;
+
+  bool StartFile(const ExportFile& file) override {
+    array_ = JsonText(file.array);
+    level_ = file.level;
+    return !out().failed();
+  }
+  bool Put(const ExportRow& row) override {
+    out().Print(R"({{"time":"{}","array":{},"kind":"{}","key":"{}","metric":"{}","statistic":"{}",)"
+                R"("value":{},"unit":"{}","level":"{}"}})"
+                "\n",
+                TimeOf(row.stamp), array_, row.kind, row.key, row.column.metric,
+                row.column.row->statistic, NumberText(row.value), row.column.row->unit, level_);
+    return !out().failed();
+  }
+
+ private:
+  std::string array_;
+  const char* level_ = "";
+};
+
+}  // namespace
+
+std::unique_ptr<ExportSink> MakeCsvSink(TextOut& out, Zone zone) {
+  return std::make_unique<CsvSink>(out, zone);
+}
+
+std::unique_ptr<ExportSink> MakeJsonLinesSink(TextOut& out, Zone zone) {
+  return std::make_unique<JsonLinesSink>(out, zone);
+}
+
+std::string NumberText(const Value& value) {
+  if (const auto* number = std::get_if<uint64_t>(&value)) return fmt::format("{}", *number);
+  if (const auto* real = std::get_if<double>(&value)) return fmt::format("{}", *real);
+  return std::get<bool>(value) ? "1" : "0";
+}
+
+double NumberOf(const Value& value) {
+  if (const auto* number = std::get_if<uint64_t>(&value)) return static_cast<double>(*number);
+  if (const auto* real = std::get_if<double>(&value)) return *real;
+  return std::get<bool>(value) ? 1 : 0;
+}
+
+std::string Utf8Text(const std::string& text) {
+  return nlohmann::json::parse(JsonText(text)).get<std::string>();
+}
