@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "tools/cmd_audit.h"
 #include "tools/cmd_check.h"
 #include "tools/cmd_dump.h"
 #include "tools/cmd_health.h"
@@ -24,6 +25,7 @@ int main(int argc, char** argv) {
       "  psltool make --arrays 2 --days 3 -o logs\n"
       "  psltool show archive/20240304array01.psa --kind ld --key 21\n"
       "  psltool make --help");
+  AddAuditCommand(app, status);
   AddCheckCommand(app, status);
   AddDumpCommand(app, status);
   AddInfoCommand(app, status);
