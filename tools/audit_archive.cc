@@ -56,8 +56,12 @@ class Auditor : public RunListener {
   }
 
   void OutputBegins(const OutputStart& start) override {
-    ours_ = !found_ && start.sequel == sequel_ && IsNamedAs(start);
-    name_ = OutputName(start);
+    // A sequel is named after the first input of all.
+    if (start.sequel == 1) {
+      chain_ = !found_ && IsNamedAs(start);
+      name_ = OutputName(start);
+    }
+    ours_ = !found_ && chain_ && start.sequel == sequel_;
     if (!ours_) return;
     found_ = true;
     std::vector<uint8_t> stored;
@@ -77,14 +81,12 @@ class Auditor : public RunListener {
   }
 
   void InputJoins(const PslReader& input) override {
-    if (ours_) {
-      result_.used.push_back(input.path());
-      return;
-    }
+    if (ours_) result_.used.push_back(input.path());
+    if (chain_ || wishes_.whole_run) return;
     AuditFinding finding;
     finding.path = input.path();
     finding.code = "input-foreign";
-    finding.text = fmt::format("goes into {}, not into this archive", name_);
+    finding.text = fmt::format("goes into {} not into this archive", name_);
     Put(finding);
   }
 
@@ -133,18 +135,22 @@ class Auditor : public RunListener {
   bool IsNamedAs(const OutputStart& start) const {
     if (wishes_.any_name) return true;
     const auto stems = StemsOf(start);
-    return std::find(stems.begin(), stems.end(), stem_) != stems.end();
+    // Of a whole run two archives can be of days that are easily mistaken for each other.
+    if (wishes_.whole_run) return !stems.empty() && stems.front() == stem_;
+    if (std::find(stems.begin(), stems.end(), stem_) != stems.end()) return true;
+    // A sequel whose own inputs alone are there: only the array can be told.
+    const auto name = NameOfInput(start.input.path());
+    return sequel_ != SequelOf(wishes_.archive) && name && stem_.ends_with(name->array);
   }
 
   std::vector<std::string> StemsOf(const OutputStart& start) const {
     return ArchiveStems(start.input.path(), start.input.header(), start.input.record(),
-                        archive_.header().level);
+                        archive_.header().level, result_.run == RunKind::kManual);
   }
 
   std::string OutputName(const OutputStart& start) const {
     const auto stems = StemsOf(start);
-    const std::string stem = stems.empty() ? "another file" : stems.front();
-    return start.sequel == 1 ? stem + ".psa" : fmt::format("{}#{:03}.psa", stem, start.sequel);
+    return stems.empty() ? "another file" : stems.front() + ".psa";
   }
 
   void Put(const AuditFinding& finding) {
@@ -290,6 +296,7 @@ class Auditor : public RunListener {
   std::string stem_;  // of the archive's name
   std::string name_;  // of the output in progress
   std::optional<DueRecord> pending_;
+  bool chain_ = false;  // the output in progress, or the one that it is a sequel of, has its name
   bool ours_ = false;   // the output in progress is the archive
   bool found_ = false;  // it has been
   bool told_broken_ = false;
@@ -351,7 +358,8 @@ AuditResult AuditOnce(const AuditWishes& wishes, const Inputs& inputs, RunKind r
   }
   // Sequels are counted from the first revision of the inputs; inputs of one revision alone are
   // those of the sequel itself.
-  const unsigned sequel = inputs.stretches <= 1 || wishes.any_name ? 1 : SequelOf(wishes.archive);
+  const bool alone = inputs.stretches <= 1 && !wishes.whole_run;
+  const unsigned sequel = alone || wishes.any_name ? 1 : SequelOf(wishes.archive);
   Auditor auditor(wishes, archive, sequel, sink, result);
   const RunRules rules = {result.level, run, wishes.no_period};
   Recompute(wishes.inputs, rules, auditor, false, progress);

@@ -19,6 +19,9 @@ struct AuditWishes {
   AuditRun run = AuditRun::kEither;
   bool no_period = false;  // made with "-noperiod": inputs in the order given
   bool any_name = false;   // made with "-out": the archive's name says nothing
+  // The inputs are those of a whole run: that some go into other archives is no finding. What the
+  // archiver remembers from one archive to the next (the disk found last) is known then, too.
+  bool whole_run = false;
 };
 
 struct AuditFinding {

@@ -98,7 +98,7 @@ AuditedFile AuditWith(const std::string& archive, std::vector<std::string> input
   AuditedFile file;
   file.path = archive;
   file.no_inputs = inputs.empty();
-  const AuditWishes wishes = {archive, std::move(inputs), run, false, false};
+  const AuditWishes wishes = {archive, std::move(inputs), run, false, false, false};
   const auto keep = [&](const AuditFinding& finding) {
     if (file.findings.size() < kMostKept) file.findings.push_back(finding);
   };

@@ -30,6 +30,7 @@ struct Wishes {
   std::string run = "either";
   bool no_period = false;
   bool any_name = false;
+  bool whole_run = false;
   bool strict = false;
   bool full = false;
   bool json = false;
@@ -215,7 +216,8 @@ int Audit(const Wishes& wishes) {
   if (single && wishes.logs.empty()) {
     return Refuse("audit --archive", "needs the logs or hour archives that it was made of");
   }
-  if (!single && (!wishes.logs.empty() || wishes.no_period || wishes.any_name)) {
+  if (!single &&
+      (!wishes.logs.empty() || wishes.no_period || wishes.any_name || wishes.whole_run)) {
     return Refuse("audit --all",
                   "finds the inputs by their names: name none, and use neither "
                   "--noperiod nor --any-name");
@@ -228,7 +230,8 @@ int Audit(const Wishes& wishes) {
     AuditedFile file;
     file.path = wishes.archive;
     file.result = AuditArchive(
-        {wishes.archive, wishes.logs, RunOf(wishes.run), wishes.no_period, wishes.any_name},
+        {wishes.archive, wishes.logs, RunOf(wishes.run), wishes.no_period, wishes.any_name,
+         wishes.whole_run},
         [&](const AuditFinding& finding) { report.Take(finding); }, progress);
     progress.Clear();
     report.Finish(file);
@@ -279,6 +282,8 @@ void AddAuditCommand(CLI::App& app, int& status) {
   command->add_flag("--noperiod", wishes->no_period,
                     "Made with -noperiod: inputs in the order given, in one archive");
   command->add_flag("--any-name", wishes->any_name, "Made with -out: the name tells nothing");
+  command->add_flag("--whole-run", wishes->whole_run,
+                    "The inputs are those of a whole run: some may go into other archives");
   command->add_flag("--strict", wishes->strict, "With --all: archives without inputs count, too");
   command->add_flag("--full", wishes->full,
                     "List every finding, not only the first 10 of a class of an archive");

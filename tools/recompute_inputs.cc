@@ -76,19 +76,21 @@ unsigned SequelOf(const std::string& path) {
 }
 
 std::vector<std::string> ArchiveStems(const std::string& input, const PslHeader& header,
-                                      std::span<const uint8_t> header_record, char level) {
+                                      std::span<const uint8_t> header_record, char level,
+                                      bool by_date_bytes) {
   const std::optional<InputName> name = NameOfInput(input);
   if (!name) return {};
-  std::vector<std::string> dates = {name->date};
   const auto stamp = static_cast<time_t>(Load32(header_record.data() + kAtTime));
   tm parts{};
   localtime_r(&stamp, &parts);
-  dates.push_back(
-      fmt::format("{:04}{:02}{:02}", parts.tm_year + kFirstYear, parts.tm_mon + 1, parts.tm_mday));
+  std::vector<std::string> dates = {
+      fmt::format("{:04}{:02}{:02}", parts.tm_year + kFirstYear, parts.tm_mon + 1, parts.tm_mday)};
   if (LayoutOf(header.revision).row.keeps_header) {
-    dates.push_back(fmt::format("{:04}{:02}{:02}", header_record[kAtYear] + kFirstYear,
-                                header_record[kAtMonth] + 1, header_record[kAtDay]));
+    dates.insert(by_date_bytes ? dates.begin() : dates.end(),
+                 fmt::format("{:04}{:02}{:02}", header_record[kAtYear] + kFirstYear,
+                             header_record[kAtMonth] + 1, header_record[kAtDay]));
   }
+  dates.push_back(name->date);
   std::vector<std::string> stems;
   for (const std::string& date : dates) {
     const std::string stem =

@@ -32,8 +32,9 @@ unsigned SequelOf(const std::string& path);
 
 std::string_view BaseNameOf(std::string_view path);
 
-// Names that the archive of an input may have, without sequence and extension: the date is that of
-// the header's stamp or of its date bytes, which are the date of the input's own name for inputs
-// that were not renamed.
+// Names that the archive of an input may have, without sequence and extension. The first is the
+// one that a run gives it here: by the date of the header's stamp in local time, or by its date
+// bytes. Then those that other runs or other time zones give, and that of the input's own name.
 std::vector<std::string> ArchiveStems(const std::string& input, const PslHeader& header,
-                                      std::span<const uint8_t> header_record, char level);
+                                      std::span<const uint8_t> header_record, char level,
+                                      bool by_date_bytes);
