@@ -89,8 +89,8 @@ class PsltoolAuditFlip : public testing::TestWithParam<int> {
     std::map<Kind, std::vector<Place>> by_kind;
     for (const Place& place : PlacesOf(archive.path)) by_kind[place.kind].push_back(place);
     if (by_kind.empty()) return true;
-    const AuditWishes wishes = {
-        .archive = archive.path, .inputs = archive.inputs, .run = AuditRun::kManual};
+    const AuditWishes wishes = {{.archive = archive.path, .inputs = archive.inputs},
+                                AuditRun::kManual};
     if (!RunAudit(wishes).findings.empty()) return true;  // told by other tests
     FlippedFile file(archive.path);
     for (int i = 0; i < flips; ++i) {

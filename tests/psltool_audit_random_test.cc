@@ -24,11 +24,9 @@ class PsltoolAuditRandom : public testing::TestWithParam<int> {
   void ExpectAgreement(const std::vector<std::string>& run, const std::vector<ArchivedFile>& files,
                        bool no_period = false) {
     for (const ArchivedFile& file : files) {
-      AuditWishes wishes = {.archive = file.path,
-                            .inputs = run,
-                            .run = AuditRun::kManual,
-                            .no_period = no_period,
-                            .whole_run = true};
+      AuditWishes wishes = {
+          {.archive = file.path, .inputs = run, .no_period = no_period, .whole_run = true},
+          AuditRun::kManual};
       const Audited whole = RunAudit(wishes);
       EXPECT_EQ(whole.result.findings, 0U) << whole.Text();
       EXPECT_EQ(whole.result.used.size(), file.inputs.size());

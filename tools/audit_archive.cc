@@ -39,16 +39,14 @@ uint64_t EntriesOf(const FieldContext& context, std::span<const uint8_t> record)
 
 class Auditor : public RunListener {
  public:
-  Auditor(const AuditWishes& wishes, PslReader& archive, unsigned sequel, const AuditSink& sink,
-          AuditResult& result)
+  Auditor(const AuditWishes& wishes, const InputsAtHand& inputs, PslReader& archive,
+          const AuditSink& sink, AuditResult& result)
       : wishes_(wishes),
         archive_(archive),
         records_(archive),
-        sequel_(sequel),
+        choice_(wishes, inputs, result.level, result.run),
         sink_(sink),
         result_(result) {
-    const std::string_view base = BaseNameOf(wishes.archive);
-    stem_ = base.substr(0, std::min(base.find('#'), base.rfind('.')));
     context_.header = archive.header();
     for (size_t kind = 0; kind < kSectionKinds; ++kind) {
       context_.header.masks[kind] = FullMaskOf(context_.header.revision, static_cast<Kind>(kind));
@@ -56,14 +54,7 @@ class Auditor : public RunListener {
   }
 
   void OutputBegins(const OutputStart& start) override {
-    // A sequel is named after the first input of all.
-    if (start.sequel == 1) {
-      chain_ = !found_ && IsNamedAs(start);
-      name_ = OutputName(start);
-    }
-    ours_ = !found_ && chain_ && start.sequel == sequel_;
-    if (!ours_) return;
-    found_ = true;
+    if (!choice_.Begins(start)) return;
     std::vector<uint8_t> stored;
     if (!records_.LoadAs(0, std::min<size_t>(start.header.size(), archive_.size()), stored)) return;
     // The revision is part of the layout: nothing else compares when it differs.
@@ -71,7 +62,7 @@ class Auditor : public RunListener {
       Tell("header-revision", 0, kAtFlag, 1, "format revision",
            std::to_string(archive_.header().revision),
            std::to_string(start.input.header().revision));
-      ours_ = false;
+      other_revision_ = true;
       return;
     }
     result_.bytes += stored.size();
@@ -81,17 +72,17 @@ class Auditor : public RunListener {
   }
 
   void InputJoins(const PslReader& input) override {
-    if (ours_) result_.used.push_back(input.path());
-    if (chain_ || wishes_.whole_run) return;
+    if (choice_.ours()) result_.used.push_back(input.path());
+    if (choice_.named() || wishes_.whole_run) return;
     AuditFinding finding;
     finding.path = input.path();
     finding.code = "input-foreign";
-    finding.text = fmt::format("goes into {} not into this archive", name_);
+    finding.text = fmt::format("goes into {}, not into this archive", choice_.name());
     Put(finding);
   }
 
   void RecordDue(std::span<const uint8_t> record, const PeriodSums* sums) override {
-    if (!ours_) return;
+    if (!choice_.ours() || other_revision_) return;
     DueRecord due;
     due.bytes.assign(record.begin(), record.end());
     if (sums != nullptr) {
@@ -119,7 +110,8 @@ class Auditor : public RunListener {
   void Finish() {
     if (pending_) Match(*pending_, nullptr);
     pending_.reset();
-    if (!found_) {
+    if (other_revision_) return;
+    if (!choice_.found()) {
       AuditFinding finding;
       finding.path = wishes_.archive;
       finding.code = "inputs-none";
@@ -132,27 +124,6 @@ class Auditor : public RunListener {
   }
 
  private:
-  bool IsNamedAs(const OutputStart& start) const {
-    if (wishes_.any_name) return true;
-    const auto stems = StemsOf(start);
-    // Of a whole run two archives can be of days that are easily mistaken for each other.
-    if (wishes_.whole_run) return !stems.empty() && stems.front() == stem_;
-    if (std::find(stems.begin(), stems.end(), stem_) != stems.end()) return true;
-    // A sequel whose own inputs alone are there: only the array can be told.
-    const auto name = NameOfInput(start.input.path());
-    return sequel_ != SequelOf(wishes_.archive) && name && stem_.ends_with(name->array);
-  }
-
-  std::vector<std::string> StemsOf(const OutputStart& start) const {
-    return ArchiveStems(start.input.path(), start.input.header(), start.input.record(),
-                        archive_.header().level, result_.run == RunKind::kManual);
-  }
-
-  std::string OutputName(const OutputStart& start) const {
-    const auto stems = StemsOf(start);
-    return stems.empty() ? "another file" : stems.front() + ".psa";
-  }
-
   void Put(const AuditFinding& finding) {
     ++result_.findings;
     sink_(finding);
@@ -289,41 +260,16 @@ class Auditor : public RunListener {
   const AuditWishes& wishes_;
   PslReader& archive_;
   ArchiveRecords records_;
-  unsigned sequel_;
+  OutputChoice choice_;
   const AuditSink& sink_;
   AuditResult& result_;
   FieldContext context_;
-  std::string stem_;  // of the archive's name
-  std::string name_;  // of the output in progress
   std::optional<DueRecord> pending_;
-  bool chain_ = false;  // the output in progress, or the one that it is a sequel of, has its name
-  bool ours_ = false;   // the output in progress is the archive
-  bool found_ = false;  // it has been
+  bool other_revision_ = false;  // than that of the inputs
   bool told_broken_ = false;
 };
 
-// Revisions of the inputs in their order: the archive's sequels begin where they change.
-struct Inputs {
-  unsigned stretches = 0;
-  bool dates_in_headers = false;
-};
-
-Inputs LookAtInputs(const AuditWishes& wishes) {
-  std::vector<std::string> paths = wishes.inputs;
-  if (!wishes.no_period) SortInputs(paths);
-  Inputs inputs;
-  uint8_t revision = 0;
-  for (const std::string& path : paths) {
-    PslReader reader(path, PslReader::Reports::kKept);
-    if (!reader.Open()) continue;
-    inputs.stretches += reader.header().revision != revision ? 1 : 0;
-    revision = reader.header().revision;
-    inputs.dates_in_headers = inputs.dates_in_headers || LayoutOf(revision).row.keeps_header;
-  }
-  return inputs;
-}
-
-AuditResult AuditOnce(const AuditWishes& wishes, const Inputs& inputs, RunKind run,
+AuditResult AuditOnce(const AuditWishes& wishes, const InputsAtHand& inputs, RunKind run,
                       const AuditSink& sink, Progress& progress) {
   AuditResult result;
   result.run = run;
@@ -356,11 +302,7 @@ AuditResult AuditOnce(const AuditWishes& wishes, const Inputs& inputs, RunKind r
     return refuse({Severity::kError, "header-level", 0, "HDR", kAtLevel, "archive level",
                    fmt::format("\"{}\" is no archive's", TagText({&result.level, 1}))});
   }
-  // Sequels are counted from the first revision of the inputs; inputs of one revision alone are
-  // those of the sequel itself.
-  const bool alone = inputs.stretches <= 1 && !wishes.whole_run;
-  const unsigned sequel = alone || wishes.any_name ? 1 : SequelOf(wishes.archive);
-  Auditor auditor(wishes, archive, sequel, sink, result);
+  Auditor auditor(wishes, inputs, archive, sink, result);
   const RunRules rules = {result.level, run, wishes.no_period};
   Recompute(wishes.inputs, rules, auditor, false, progress);
   auditor.Finish();
@@ -370,7 +312,7 @@ AuditResult AuditOnce(const AuditWishes& wishes, const Inputs& inputs, RunKind r
 }  // namespace
 
 AuditResult AuditArchive(const AuditWishes& wishes, const AuditSink& sink, Progress& progress) {
-  const Inputs inputs = LookAtInputs(wishes);
+  const InputsAtHand inputs = LookAtInputs(wishes);
   const RunKind wanted =
       wishes.run == AuditRun::kAutomatic ? RunKind::kAutomatic : RunKind::kManual;
   if (wishes.run != AuditRun::kEither || !inputs.dates_in_headers) {

@@ -8,20 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "tools/output_choice.h"
 #include "tools/progress.h"
 #include "tools/recompute_run.h"
 
 enum class AuditRun : uint8_t { kManual, kAutomatic, kEither };
 
-struct AuditWishes {
-  std::string archive;
-  std::vector<std::string> inputs;
+struct AuditWishes : ArchiveInputs {
   AuditRun run = AuditRun::kEither;
-  bool no_period = false;  // made with "-noperiod": inputs in the order given
-  bool any_name = false;   // made with "-out": the archive's name says nothing
-  // The inputs are those of a whole run: that some go into other archives is no finding. What the
-  // archiver remembers from one archive to the next (the disk found last) is known then, too.
-  bool whole_run = false;
 };
 
 struct AuditFinding {

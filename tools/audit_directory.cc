@@ -98,7 +98,10 @@ AuditedFile AuditWith(const std::string& archive, std::vector<std::string> input
   AuditedFile file;
   file.path = archive;
   file.no_inputs = inputs.empty();
-  const AuditWishes wishes = {archive, std::move(inputs), run, false, false, false};
+  AuditWishes wishes;
+  wishes.archive = archive;
+  wishes.inputs = std::move(inputs);
+  wishes.run = run;
   const auto keep = [&](const AuditFinding& finding) {
     if (file.findings.size() < kMostKept) file.findings.push_back(finding);
   };

@@ -229,10 +229,15 @@ int Audit(const Wishes& wishes) {
   if (single) {
     AuditedFile file;
     file.path = wishes.archive;
+    AuditWishes audit;
+    audit.archive = wishes.archive;
+    audit.inputs = wishes.logs;
+    audit.no_period = wishes.no_period;
+    audit.any_name = wishes.any_name;
+    audit.whole_run = wishes.whole_run;
+    audit.run = RunOf(wishes.run);
     file.result = AuditArchive(
-        {wishes.archive, wishes.logs, RunOf(wishes.run), wishes.no_period, wishes.any_name,
-         wishes.whole_run},
-        [&](const AuditFinding& finding) { report.Take(finding); }, progress);
+        audit, [&](const AuditFinding& finding) { report.Take(finding); }, progress);
     progress.Clear();
     report.Finish(file);
     return report.Close();

@@ -3,4 +3,5 @@
 
 #include <CLI/CLI.hpp>
 
+// Adds the command; when it runs it stores its exit status in `status`.
 void AddAuditCommand(CLI::App& app, int& status);

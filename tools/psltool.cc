@@ -5,6 +5,7 @@
 #include "tools/cmd_audit.h"
 #include "tools/cmd_check.h"
 #include "tools/cmd_dump.h"
+#include "tools/cmd_explain.h"
 #include "tools/cmd_health.h"
 #include "tools/cmd_info.h"
 #include "tools/cmd_make.h"
@@ -28,6 +29,7 @@ int main(int argc, char** argv) {
   AddAuditCommand(app, status);
   AddCheckCommand(app, status);
   AddDumpCommand(app, status);
+  AddExplainCommand(app, status);
   AddInfoCommand(app, status);
   AddSalvageCommand(app, status);
   AddMakeCommand(app, status);

@@ -169,6 +169,13 @@ uint32_t ItemSums::Put(std::vector<uint8_t>& out) const {
   return count;
 }
 
+const ItemSum* ItemSums::Find(Kind kind) const {
+  for (const auto& sum : sums_) {
+    if (sum && sum->row->kind == kind) return &*sum;
+  }
+  return nullptr;
+}
+
 void ItemSums::EndPeriod() {
   for (auto& sum : sums_) {
     if (!sum) continue;

@@ -59,6 +59,9 @@ class ItemSums {
   uint32_t Put(std::vector<uint8_t>& out) const;
   void EndPeriod();
 
+  // The sums of a kind, or null when the structure record does not mark it present.
+  const ItemSum* Find(Kind kind) const;
+
  private:
   void AddItem(ItemSum& sum, std::span<const uint8_t> item, const FindDisk& find_disk,
                const Watch& watch);

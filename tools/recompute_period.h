@@ -42,6 +42,7 @@ class PeriodSums {
 
   const ArrayTables& tables() const { return tables_; }
   const KindSums& kind(Kind kind) const { return kinds_[kind]; }
+  const ItemSums& items() const { return items_; }
 
   // Takes the resources of a structure record; all sums start anew.
   void Start(const RevisionLayout& layout, ArrayTables tables);
