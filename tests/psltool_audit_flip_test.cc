@@ -21,7 +21,7 @@ namespace {
 
 using model::Random;
 
-constexpr int kFlipsPerRevision = 600;
+constexpr int kFlipsPerRevision = 400;
 constexpr const char* kZone = "Europe/Berlin";
 
 // An entry of a resource, or an optional item's head or element.
@@ -151,7 +151,7 @@ TEST_P(PsltoolAuditFlip, NamesTheWord) {
     std::vector<ArchivedFile> archives = {hours.front(), hours.back()};
     for (const ArchivedFile& day : logs.Archive(PathsOf(hours), "day")) archives.push_back(day);
     for (const ArchivedFile& archive : archives) {
-      ASSERT_TRUE(FlipWords(archive, random, 50)) << archive.path;
+      ASSERT_TRUE(FlipWords(archive, random, 40)) << archive.path;
     }
   }
   EXPECT_GE(flips_, kFlipsPerRevision);

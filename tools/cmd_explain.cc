@@ -61,6 +61,7 @@ int Explain(const Wishes& wishes) {
   explain.kind = wishes.kind == WordOfKind(kWaittm) ? kWaittm : *KindOf(wishes.kind);
   explain.key = wishes.key;
   explain.at = *at;
+  explain.zone = zone;
   Progress progress;
   Explanation explanation;
   const ExplainEnd end = Explain(explain, explanation, progress);

@@ -17,6 +17,7 @@ namespace {
 using nlohmann::ordered_json;
 
 constexpr size_t kLeastWidth = 10;
+constexpr std::string_view kByItems = "items";
 
 // As `dump` prints it in tables.
 std::string ValueText(const Value& value) {
@@ -163,6 +164,10 @@ std::string HowOf(const ExplainView& view, const Explanation& explanation,
       return fmt::format("the sum of {} interval{}", count, count == 1 ? "" : "s");
     case Rule::kMean:
       if (field.weight == 0) return fmt::format("no {}", field.by);
+      if (field.by == kByItems) {
+        return fmt::format("the values add up to {:.0f}, over {:.0f} items", field.sum,
+                           field.weight);
+      }
       return fmt::format("value x {} adds up to {:.1f}, over {:.0f} {}", field.by, field.sum,
                          field.weight, field.by);
     case Rule::kMax:

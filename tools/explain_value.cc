@@ -200,7 +200,7 @@ class Explainer : public RunListener {
 };
 
 // The first statistics record of the stamp or a later one. False: none, reported.
-bool GoToRecord(PslReader& archive, uint32_t at) {
+bool GoToRecord(PslReader& archive, uint32_t at, Zone zone) {
   std::optional<uint32_t> last;
   while (archive.NextHeader()) {
     if (archive.tag() != "STA") continue;
@@ -210,7 +210,7 @@ bool GoToRecord(PslReader& archive, uint32_t at) {
   if (archive.failed()) return false;
   return Fail(archive.path(),
               last ? fmt::format("no statistics record of {} or later; the last one is of {}",
-                                 TimeText(at, Zone::kLocal), TimeText(*last, Zone::kLocal))
+                                 TimeText(at, zone), TimeText(*last, zone))
                    : std::string("no statistics records"));
 }
 
@@ -240,7 +240,8 @@ ExplainEnd Explain(const ExplainWishes& wishes, Explanation& explanation, Progre
     wanted.key = PackKey(key->bytes.data(), key->bytes.size());
     wanted.key_size = key->bytes.size();
   }
-  if (!GoToRecord(archive, wishes.at)) return archive.failed() ? failure() : ExplainEnd::kFailed;
+  if (!GoToRecord(archive, wishes.at, wishes.zone))
+    return archive.failed() ? failure() : ExplainEnd::kFailed;
   explanation = Explanation();
   explanation.record = archive.number();
   explanation.revision = revision;
@@ -253,13 +254,13 @@ ExplainEnd Explain(const ExplainWishes& wishes, Explanation& explanation, Progre
   if (!explainer.done()) {
     static_cast<void>(Fail(
         wishes.archive, fmt::format("the inputs make no record of {}: `psltool audit` tells more",
-                                    TimeText(explanation.stamp, Zone::kLocal))));
+                                    TimeText(explanation.stamp, wishes.zone))));
     return ExplainEnd::kFailed;
   }
   if (!explainer.found()) {
     static_cast<void>(
         Fail(wishes.archive, fmt::format("the inputs have no {} in the record of {}", what,
-                                         TimeText(explanation.stamp, Zone::kLocal))));
+                                         TimeText(explanation.stamp, wishes.zone))));
     return ExplainEnd::kFailed;
   }
   FieldContext context;

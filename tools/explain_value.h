@@ -10,12 +10,14 @@
 #include "tools/entry_fields.h"
 #include "tools/output_choice.h"
 #include "tools/progress.h"
+#include "tools/time_text.h"
 
 struct ExplainWishes : ArchiveInputs {
   RunKind run = RunKind::kManual;
   Kind kind = kLd;
   std::string key;
-  uint32_t at = 0;  // the first record of this stamp or a later one is explained
+  uint32_t at = 0;           // the first record of this stamp or a later one is explained
+  Zone zone = Zone::kLocal;  // of times in messages
 };
 
 // What an input says of the resource.
