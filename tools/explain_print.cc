@@ -164,6 +164,9 @@ std::string HowOf(const ExplainView& view, const Explanation& explanation,
       return fmt::format("the sum of {} interval{}", count, count == 1 ? "" : "s");
     case Rule::kMean:
       if (field.weight == 0) return fmt::format("no {}", field.by);
+      if (field.column.name.ends_with("_pct")) {
+        return fmt::format("{:.1f} of {:.0f} {}", field.sum, field.weight, field.by);
+      }
       if (field.by == kByItems) {
         return fmt::format("the values add up to {:.0f}, over {:.0f} items", field.sum,
                            field.weight);
