@@ -180,17 +180,19 @@ class Report {
     const char* const verdict = file.no_inputs         ? "no-inputs"
                                 : result.findings == 0 ? "agrees"
                                                        : "findings";
-    return {{"path", file.path},
-            {"verdict", verdict},
-            {"revision", fmt::format("0x{:02X}", result.revision)},
-            {"inputs", result.used},
-            {"rules", result.run == RunKind::kManual ? "manual" : "automatic"},
-            {"records", result.records},
-            {"entries", result.entries},
-            {"bytes", result.bytes},
-            {"count", result.findings},
-            {"findings", std::move(findings_)},
-            {"not_listed", std::move(more)}};
+    return {
+        {"path", file.path},
+        {"verdict", verdict},
+        {"revision", result.revision == 0 ? ordered_json(nullptr)
+                                          : ordered_json(fmt::format("0x{:02X}", result.revision))},
+        {"inputs", result.used},
+        {"rules", result.run == RunKind::kManual ? "manual" : "automatic"},
+        {"records", result.records},
+        {"entries", result.entries},
+        {"bytes", result.bytes},
+        {"count", result.findings},
+        {"findings", std::move(findings_)},
+        {"not_listed", std::move(more)}};
   }
 
   const Wishes& wishes_;
