@@ -11,6 +11,7 @@
 #include "tests/support/archived_logs.h"
 #include "tests/support/audit_run.h"
 #include "tests/support/psl_check.h"
+#include "tools/audit_directory.h"
 
 namespace {
 
@@ -47,6 +48,23 @@ class PsltoolAuditRandom : public testing::TestWithParam<int> {
     }
   }
 
+  // The hour archives of the directory, sequels among them, find their logs by name.
+  void ExpectDirectoryAgrees(const ArchivedLogs& logs, size_t archives) {
+    if (archives == 0) return;
+    Progress progress(false);
+    size_t visited = 0;
+    AuditDirectory(
+        {logs.directory().Path("hour"), logs.directory().Path("logs")},
+        [&](const AuditedFile& file) {
+          ++visited;
+          EXPECT_FALSE(file.no_inputs) << file.path;
+          if (file.result.findings == 0 || AnyUnknownDisk(file.result.used)) return;
+          EXPECT_EQ(file.result.findings, 0U) << Audited{file.result, file.findings}.Text();
+        },
+        progress);
+    EXPECT_EQ(visited, archives);
+  }
+
   static bool AnyUnknownDisk(const std::vector<std::string>& inputs) {
     for (const std::string& input : inputs) {
       for (const Finding& finding : CheckPath(input).findings) {
@@ -64,6 +82,7 @@ class PsltoolAuditRandom : public testing::TestWithParam<int> {
       const ArchivedLogs logs(seed, revision(), options, zone);
       const auto hours = logs.Archive(logs.logs(), "hour");
       ExpectAgreement(logs.logs(), hours);
+      ExpectDirectoryAgrees(logs, hours.size());
       if (!hours.empty()) ExpectAgreement(PathsOf(hours), logs.Archive(PathsOf(hours), "day"));
       ExpectAgreement(logs.logs(), logs.Archive(logs.logs(), "straight", {"-d"}));
     }
