@@ -1,6 +1,7 @@
 // Command line and report of `psltool audit`: see the header.
 #include "tools/cmd_audit.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -89,12 +90,18 @@ class Report {
      : result.findings == 0 ? totals_.agree
                             : totals_.with_findings) += 1;
     ordered_json more = ordered_json::array();
+    uint64_t beyond = result.findings;  // what not even the audit kept
     for (const auto& [code, count] : seen_) {
+      beyond -= std::min(beyond, count);
       if (wishes_.full || count <= kListed) continue;
       more.push_back({{"class", code}, {"count", count - kListed}});
       if (!wishes_.json) {
         out_.Print("{}: {} more findings of class {}\n", file.path, count - kListed, code);
       }
+    }
+    if (beyond != 0) {
+      more.push_back({{"class", nullptr}, {"count", beyond}});
+      if (!wishes_.json) out_.Print("{}: {} more findings\n", file.path, beyond);
     }
     if (wishes_.json) {
       files_.push_back(JsonOf(file, std::move(more)));
