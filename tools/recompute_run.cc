@@ -56,6 +56,13 @@ class Run {
       return;
     }
     reader_ = &reader;
+    TakeInput(path);
+    reader_ = nullptr;
+  }
+
+ private:
+  void TakeInput(const std::string& path) {
+    const PslReader& reader = *reader_;
     if (reader.header().level == 'D') {
       Trouble("input-level", kAtLevel, "archive level", "a day archive is no input");
       return;
@@ -86,7 +93,6 @@ class Run {
     next_day_ = false;
   }
 
- private:
   const RevisionLayout& layout() const { return LayoutOf(reader_->header().revision); }
 
   void Trouble(const char* code, uint64_t offset, std::string field, std::string text) {
