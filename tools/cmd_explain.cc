@@ -70,7 +70,8 @@ int Explain(const Wishes& wishes) {
   if (explanation.fields.empty()) return kBad;
   TextOut out(stdout);
   const ExplainView view = {wishes.archive, fmt::format("{} {}", wishes.kind, wishes.key),
-                            wishes.field, wishes.all, wishes.group, zone};
+                            wishes.field,   wishes.all,
+                            wishes.group,   zone};
   const bool printed = wishes.json ? PrintExplanationJson(view, explanation, out)
                                    : PrintExplanation(view, explanation, out);
   if (!printed) return kTrouble;
