@@ -3,8 +3,10 @@
 #include <cstdio>
 #include <exception>
 
+#include "tools/cmd_audit.h"
 #include "tools/cmd_check.h"
 #include "tools/cmd_dump.h"
+#include "tools/cmd_explain.h"
 #include "tools/cmd_export.h"
 #include "tools/cmd_health.h"
 #include "tools/cmd_info.h"
@@ -42,8 +44,10 @@ int Run(int argc, char** argv) {
       "  psltool make --help\n\n"
       "Exit status of all commands: 0 done, 1 findings or a broken file, 2 a file could not be\n"
       "read or written, or the command line is wrong. COMMAND --help tells it in detail.");
+  AddAuditCommand(app, status);
   AddCheckCommand(app, status);
   AddDumpCommand(app, status);
+  AddExplainCommand(app, status);
   AddExportCommand(app, status);
   AddInfoCommand(app, status);
   AddSalvageCommand(app, status);

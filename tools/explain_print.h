@@ -1,0 +1,22 @@
+// Explanations as text for people and as JSON for programs.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "tools/explain_value.h"
+#include "tools/text_out.h"
+#include "tools/time_text.h"
+
+struct ExplainView {
+  std::string archive;
+  std::string what;   // "ld 42"
+  std::string field;  // empty: the main fields
+  bool all = false;   // all fields of all groups
+  size_t group = 1;   // counter group shown
+  Zone zone = Zone::kLocal;
+};
+
+// False: there is no such field or group, reported.
+bool PrintExplanation(const ExplainView& view, const Explanation& explanation, TextOut& out);
+bool PrintExplanationJson(const ExplainView& view, const Explanation& explanation, TextOut& out);

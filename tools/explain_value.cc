@@ -1,0 +1,284 @@
+// Explanations: see the header.
+#include "tools/explain_value.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "engine/byteorder.h"
+#include "engine/pmonfile.h"
+#include "tools/array_tables.h"
+#include "tools/dump_file.h"
+#include "tools/explain_rules.h"
+#include "tools/kind_names.h"
+#include "tools/record_fields.h"
+#include "tools/report.h"
+#include "tools/show_history.h"
+#include "tools/time_text.h"
+
+namespace {
+
+// Which entries are asked for.
+struct Wanted {
+  Kind kind;
+  std::optional<uint32_t> key;  // packed, of resources
+  size_t key_size = 0;
+  std::string text;  // of optional items
+
+  bool Is(uint32_t packed, size_t size) const { return key && packed == *key && size == key_size; }
+};
+
+// The entry or element as it stands in a record, taken apart.
+struct Decoded {
+  uint64_t at = 0;  // in the record
+  std::vector<Column> columns;
+  std::vector<Value> values;
+};
+
+std::optional<Decoded> Find(const FieldContext& context, std::span<const uint8_t> record,
+                            const Wanted& wanted) {
+  const RevisionLayout& layout = LayoutOfStatistics(context.header, record);
+  std::span<const uint8_t> item;
+  for (const RecordPart& part : PartsOf(context, record)) {
+    const auto bytes = record.subspan(part.at, part.size);
+    if (part.type == RecordPart::Type::kItem) item = bytes;
+    if (part.kind != wanted.kind) continue;
+    Decoded decoded;
+    decoded.at = part.at;
+    if (part.type == RecordPart::Type::kElement) {
+      const ElementFields fields(part.kind, false);
+      if (fields.KeyOf(bytes) != wanted.text) continue;
+      decoded.columns = fields.columns();
+      fields.Decode({item, bytes, 0}, decoded.values);
+      return decoded;
+    }
+    if (part.type != RecordPart::Type::kEntry) continue;
+    const SectionRow* const row = SectionOf(layout, part.kind);
+    const Form& form = kForms[part.form];
+    const size_t keys = part.kind == kCheseg ? context.cheseg_key_count : form.key.count;
+    if (!wanted.Is(EntryKey(form.key, keys, bytes), keys)) continue;
+    const size_t stored = std::min<size_t>(bytes.size(), form.size);
+    const EntryFields fields(context.header, *row, layout.row.rule, false);
+    decoded.columns = fields.columns();
+    fields.Decode({bytes.first(stored), bytes.subspan(stored), keys, 0}, decoded.values);
+    return decoded;
+  }
+  return std::nullopt;
+}
+
+class Explainer : public RunListener {
+ public:
+  Explainer(const ExplainWishes& wishes, const Wanted& wanted, const PslReader& archive,
+            uint32_t stamp, Explanation& explanation)
+      : wanted_(wanted),
+        choice_(wishes, LookAtInputs(wishes), archive.header().level, wishes.run),
+        stamp_(stamp),
+        explanation_(explanation) {
+    context_.header = archive.header();
+    for (size_t kind = 0; kind < kSectionKinds; ++kind) {
+      context_.header.masks[kind] = FullMaskOf(context_.header.revision, static_cast<Kind>(kind));
+    }
+  }
+
+  void OutputBegins(const OutputStart& start) override { choice_.Begins(start); }
+  void InputJoins(const PslReader& input) override { input_ = &input; }
+  void InputTrouble(const std::string& path, const Finding& finding) override {
+    static_cast<void>(Fail(path, Describe(finding)));
+    troubled_ = true;
+  }
+  bool wants_more() const override { return !done_; }
+
+  void Added(const AddedEntry& each) override {
+    if (each.kind != wanted_.kind || !wanted_.Is(each.key, each.rules.key_count)) return;
+    const Form& form = *each.rules.form;
+    ExplainedInterval interval = IntervalOf(each.record, each.entry);
+    interval.valid = each.entry[static_cast<size_t>(form.not_valid)] == 0;
+    interval.length = Load32(each.entry.data() + kAtInterval);
+    const RevisionLayout& layout = LayoutOfStatistics(input_->header(), each.record);
+    const EntryFields fields(input_->header(), *SectionOf(layout, each.kind), layout.row.rule,
+                             false);
+    interval.columns = fields.columns();
+    fields.Decode({each.entry, each.words, each.rules.key_count, interval.offset}, interval.values);
+    intervals_.push_back(std::move(interval));
+    entries_.push_back({each.rules,
+                        {each.entry.begin(), each.entry.end()},
+                        {each.words.begin(), each.words.end()}});
+  }
+
+  void Taken(std::span<const uint8_t> record, const TakenElement& each) override {
+    if (each.row.kind != wanted_.kind) return;
+    const ElementFields fields(wanted_.kind, false);
+    if (fields.KeyOf(each.bytes) != wanted_.text) return;
+    ExplainedInterval interval = IntervalOf(record, each.bytes);
+    interval.length = Load32(each.item.data() + kAtInterval);
+    interval.columns = fields.columns();
+    fields.Decode({each.item, each.bytes, interval.offset}, interval.values);
+    intervals_.push_back(std::move(interval));
+    elements_.push_back(
+        {{each.item.begin(), each.item.end()}, {each.bytes.begin(), each.bytes.end()}});
+  }
+
+  void RecordDue(std::span<const uint8_t> record, const PeriodSums* sums) override {
+    if (sums == nullptr) return;
+    if (choice_.ours() && Load32(record.data() + kAtTime) == stamp_) TakePeriod(record, *sums);
+    intervals_.clear();
+    entries_.clear();
+    elements_.clear();
+  }
+
+  bool found() const { return found_; }
+  bool done() const { return done_; }
+  bool troubled() const { return troubled_; }
+  size_t cheseg_key_count() const { return context_.cheseg_key_count; }
+
+ private:
+  ExplainedInterval IntervalOf(std::span<const uint8_t> record,
+                               std::span<const uint8_t> bytes) const {
+    ExplainedInterval interval;
+    interval.path = input_->path();
+    interval.record = input_->number();
+    interval.offset = input_->position() + static_cast<uint64_t>(bytes.data() - record.data());
+    interval.stamp = Load32(record.data() + kAtTime);
+    return interval;
+  }
+
+  void TakePeriod(std::span<const uint8_t> record, const PeriodSums& sums) {
+    done_ = true;
+    const KeyTable& cheseg = sums.tables().kinds[kCheseg];
+    context_.cheseg_key_count = std::max<size_t>(cheseg.key_count, 1);
+    const std::optional<Decoded> decoded = Find(context_, record, wanted_);
+    if (!decoded) return;
+    found_ = true;
+    for (size_t i = 0; i < decoded->columns.size(); ++i) {
+      ExplainedField field;
+      field.column = decoded->columns[i];
+      field.expected = decoded->values[i];
+      explanation_.fields.push_back(std::move(field));
+    }
+    if (wanted_.kind >= kSectionKinds) {
+      TakeElement(sums);
+    } else {
+      TakeResource(record, sums);
+    }
+    explanation_.intervals = std::move(intervals_);
+  }
+
+  void TakeElement(const PeriodSums& sums) {
+    const ItemSum* const items = sums.items().Find(wanted_.kind);
+    const ElementFields fields(wanted_.kind, false);
+    for (const ItemSum::Element& element : items->elements) {
+      if (element.bytes.empty() || fields.KeyOf(element.bytes) != wanted_.text) continue;
+      ExplainElement(*items, element, elements_, explanation_.fields);
+    }
+  }
+
+  void TakeResource(std::span<const uint8_t> record, const PeriodSums& sums) {
+    const RevisionLayout& layout = LayoutOfStatistics(context_.header, record);
+    EntryRules rules;
+    rules.form = &kForms[SectionOf(layout, wanted_.kind)->form];
+    rules.rule = layout.row.rule;
+    for (const ResourceSum& sum : sums.kind(wanted_.kind).resources) {
+      if (sum.key != *wanted_.key) continue;
+      ExplainEntry(rules, sum, entries_, explanation_.fields);
+      return;
+    }
+  }
+
+  const Wanted& wanted_;
+  OutputChoice choice_;
+  uint32_t stamp_;
+  Explanation& explanation_;
+  FieldContext context_;
+  const PslReader* input_ = nullptr;
+  std::vector<ExplainedInterval> intervals_;  // of the period so far
+  std::vector<AddedInterval> entries_;
+  std::vector<AddedElement> elements_;
+  bool found_ = false;
+  bool done_ = false;
+  bool troubled_ = false;
+};
+
+// The first statistics record of the stamp or a later one. False: none, reported.
+bool GoToRecord(PslReader& archive, uint32_t at, Zone zone) {
+  std::optional<uint32_t> last;
+  while (archive.NextHeader()) {
+    if (archive.tag() != "STA") continue;
+    last = Load32(archive.record().data() + kAtTime);
+    if (*last >= at) return archive.Load();
+  }
+  if (archive.failed()) return false;
+  return Fail(archive.path(),
+              last ? fmt::format("no statistics record of {} or later; the last one is of {}",
+                                 TimeText(at, zone), TimeText(*last, zone))
+                   : std::string("no statistics records"));
+}
+
+}  // namespace
+
+ExplainEnd Explain(const ExplainWishes& wishes, Explanation& explanation, Progress& progress) {
+  PslReader archive(wishes.archive);
+  const auto failure = [&] {
+    return archive.trouble().severity == Severity::kUnreadable ? ExplainEnd::kUnreadable
+                                                               : ExplainEnd::kFailed;
+  };
+  if (!archive.Open()) return failure();
+  const uint8_t revision = archive.header().revision;
+  if (!HasKind(revision, wishes.kind)) {
+    static_cast<void>(Fail(wishes.archive, fmt::format("files of revision 0x{:02X} hold no {}",
+                                                       revision, WordOfKind(wishes.kind))));
+    return ExplainEnd::kRefused;
+  }
+  Wanted wanted = {wishes.kind, std::nullopt, 0, wishes.key};
+  if (const SectionRow* const row = SectionOf(LayoutOf(revision), wishes.kind)) {
+    const auto key = ParseKey(kForms[row->form].key, wishes.key);
+    if (!key) {
+      static_cast<void>(Fail(wishes.archive, fmt::format("'{}' is not a key of {}", wishes.key,
+                                                         WordOfKind(wishes.kind))));
+      return ExplainEnd::kRefused;
+    }
+    wanted.key = PackKey(key->bytes.data(), key->bytes.size());
+    wanted.key_size = key->bytes.size();
+  }
+  if (!GoToRecord(archive, wishes.at, wishes.zone))
+    return archive.failed() ? failure() : ExplainEnd::kFailed;
+  explanation = Explanation();
+  explanation.record = archive.number();
+  explanation.revision = revision;
+  explanation.stamp = Load32(archive.record().data() + kAtTime);
+  Explainer explainer(wishes, wanted, archive, explanation.stamp, explanation);
+  const RunRules rules = {archive.header().level, wishes.run, wishes.no_period};
+  Recompute(wishes.inputs, rules, explainer, true, progress);
+  progress.Clear();
+  const std::string what = fmt::format("{} {}", WordOfKind(wishes.kind), wishes.key);
+  if (!explainer.done()) {
+    static_cast<void>(Fail(
+        wishes.archive, fmt::format("the inputs make no record of {}: `psltool audit` tells more",
+                                    TimeText(explanation.stamp, wishes.zone))));
+    return ExplainEnd::kFailed;
+  }
+  if (!explainer.found()) {
+    static_cast<void>(
+        Fail(wishes.archive, fmt::format("the inputs have no {} in the record of {}", what,
+                                         TimeText(explanation.stamp, wishes.zone))));
+    return ExplainEnd::kFailed;
+  }
+  FieldContext context;
+  context.header = archive.header();
+  context.cheseg_key_count = explainer.cheseg_key_count();
+  const std::optional<Decoded> stored = Find(context, archive.record(), wanted);
+  if (!stored) {
+    static_cast<void>(
+        Fail(wishes.archive, fmt::format("record {} at offset {} holds no {}, but the inputs do",
+                                         archive.number(), archive.position(), what)));
+    return ExplainEnd::kFailed;
+  }
+  explanation.offset = archive.position() + stored->at;
+  for (ExplainedField& field : explanation.fields) {
+    for (size_t i = 0; i < stored->columns.size(); ++i) {
+      if (stored->columns[i].name == field.column.name) field.stored = stored->values[i];
+    }
+    if (field.stored != field.expected) ++explanation.differences;
+  }
+  return explainer.troubled() ? ExplainEnd::kFailed : ExplainEnd::kDone;
+}

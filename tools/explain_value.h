@@ -1,0 +1,76 @@
+// How one stored number of an archive came about: the intervals that went into it, what they add up
+// to, and which of them held a peak. The numbers are those of the audit's computation.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/entry_fields.h"
+#include "tools/output_choice.h"
+#include "tools/progress.h"
+#include "tools/time_text.h"
+
+struct ExplainWishes : ArchiveInputs {
+  RunKind run = RunKind::kManual;
+  Kind kind = kLd;
+  std::string key;
+  uint32_t at = 0;           // the first record of this stamp or a later one is explained
+  Zone zone = Zone::kLocal;  // of times in messages
+};
+
+// What an input says of the resource.
+struct ExplainedInterval {
+  std::string path;
+  uint64_t record = 0;
+  uint64_t offset = 0;  // of the entry in the file
+  uint32_t stamp = 0;
+  uint32_t length = 0;  // milliseconds
+  bool valid = true;
+  std::vector<Column> columns;  // of `dump`
+  std::vector<Value> values;
+};
+
+// How a value follows from the intervals.
+enum class Rule : uint8_t {
+  kKey,
+  kSum,   // of the values
+  kMean,  // of the values, each weighted
+  kMax,
+  kMin,
+  kLast,     // of the last valid interval
+  kAny,      // set in any valid interval
+  kDerived,  // from other fields of the entry
+};
+
+struct ExplainedField {
+  Column column;
+  Rule rule = Rule::kDerived;
+  Value expected;  // computed
+  Value stored;    // of the archive
+  // Of means: the sum of value times weight, what it was divided by, and in words.
+  double sum = 0;
+  double weight = 0;
+  std::string by;
+  std::optional<size_t> held_by;  // the first interval with this value: peaks and last values
+};
+
+struct Explanation {
+  uint64_t record = 0;  // of the archive
+  uint64_t offset = 0;  // of the entry, in the archive
+  uint32_t stamp = 0;
+  uint8_t revision = 0;
+  uint64_t differences = 0;  // fields that the archive stores otherwise
+  std::vector<ExplainedInterval> intervals;
+  std::vector<ExplainedField> fields;
+};
+
+enum class ExplainEnd : uint8_t {
+  kDone,
+  kFailed,      // reported: the archive or inputs do not hold what is asked for, or are broken
+  kUnreadable,  // reported
+  kRefused,     // reported: the file cannot hold what is asked for
+};
+
+ExplainEnd Explain(const ExplainWishes& wishes, Explanation& explanation, Progress& progress);
