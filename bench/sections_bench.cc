@@ -9,6 +9,7 @@
 #include "engine/finfo.h"
 #include "engine/layout.h"
 #include "engine/pmonfile.h"
+#include "revisions/pending.h"
 #include "revisions/sections.h"
 #include "revisions/slots.h"
 
@@ -109,12 +110,16 @@ void Count(benchmark::State& state, uint32_t items, size_t bytes) {
 
 void Fold(benchmark::State& state, Kind kind, bool words) {
   const Section section = MakeSection(kind, static_cast<uint32_t>(state.range(0)), words);
+  // As in a period: what its first interval begins, the others go on with.
+  finfo.first_interval = true;
   for (auto _ : state) {
     if (!section.ops->read(section.Record(), kind, 0, section.count)) {
       state.SkipWithError("the section was refused");
       break;
     }
+    finfo.first_interval = false;
   }
+  FoldPending();
   Count(state, section.count, section.entries.size());
   DropSets();
 }

@@ -18,9 +18,16 @@ struct TileIntervals {
   size_t step;                           // from one entry to the next
 };
 
+// Interval lengths in milliseconds.
+struct TileLengths {
+  double of[kMostIntervals][8];
+  bool equal;  // each lane's length is the same in all intervals
+};
+
 struct FoldRun {
   TileIntervals intervals;
-  size_t groups_at;  // of the first counter group in an entry
+  const TileLengths* lengths;  // null: not known
+  size_t groups_at;            // of the first counter group in an entry
   size_t quadsets;
   size_t tracked;  // groups that have extremes
   bool compute;    // extremes come from rates; else extended words say them
@@ -36,33 +43,37 @@ struct MergeRun {
   bool first;
 };
 
-// Where a bit or a 16-bit field stands in an entry: the number of its 32-bit word and the distance
-// from the lowest bit of that.
+// Where a head has its ratio, an unsigned 16-bit field.
+enum class RatioPlace : uint8_t { kNowhere, kAt14, kAt16, kAt20 };
+
+// A bit of a head: number of its 32-bit word, which is the second or third, and the bit's value in
+// it; 0 for none.
 struct HeadBit {
-  uint8_t word;
-  uint8_t shift;
+  bool in_third;
+  uint32_t bit;
 };
 
 // The heads of eight slots whose entries are all valid: what of them is summed up.
 struct HeadRun {
   TileIntervals intervals;
-  bool has_ratio;
+  RatioPlace ratio;
   bool always;        // ratios are always present, else where the bit `there` is set
   bool track;         // ratios have extremes,
   bool track_always;  // whether they are present or not
   bool first;         // as in FoldRun
-  HeadBit ratio;
   HeadBit there;
-  HeadBit counted;  // of any word where the form has none; the sum is not used then
-  HeadBit sticky;   // likewise
-  double busy[8];   // sum of ratio x length / 10000
+  HeadBit counted;
+  HeadBit sticky;
+  double busy[8];  // sum of ratio x length / 10000
   double maximum[8];
   double minimum[8];
-  // Results: sum of lengths, number of ratios, of counted bits, whether sticky bits were set.
+  // Results: sum of lengths, number of ratios, of counted bits, whether a sticky bit was set (not
+  // 0).
   uint64_t time[8];
   uint64_t ratios[8];
   uint64_t counted_in[8];
   uint64_t sticky_in[8];
+  TileLengths lengths;
 };
 
 // The words of eight slots: of each lane four for each group and four for each tracked group.
@@ -70,8 +81,8 @@ inline constexpr size_t kMostWords = 48;
 struct PutRun {
   size_t quadsets;
   size_t tracked;
-  double time[8];                    // sum of lengths; the older rule divides by it
-  uint8_t words[8][kMostWords * 4];  // as in the file
+  double time[8];                     // sum of lengths; the older rule divides by it
+  uint64_t words[8][kMostWords / 2];  // as in the file
 };
 
 struct FoldKernels {

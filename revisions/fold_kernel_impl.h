@@ -22,6 +22,7 @@ typedef uint32_t Words __attribute__((vector_size(16)));
 typedef uint8_t Bytes32 __attribute__((vector_size(32)));
 typedef uint8_t Bytes64 __attribute__((vector_size(64)));
 typedef uint32_t Words16 __attribute__((vector_size(64)));
+typedef int32_t Lanes16 __attribute__((vector_size(64)));
 #endif
 
 // Without an assumption about alignment.
@@ -67,15 +68,20 @@ QELPRF_INLINE Words16 LoadFourGroups(const uint8_t* entry, size_t step) {
 QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
   const Words16 a = LoadFourGroups(entry, step);
   const Words16 b = LoadFourGroups(entry + 4 * step, step);
-  // Words in the low halves of 64 bits; what comes along in the high halves is cleared.
-#define QELPRF_WORD(n)                                                                            \
-  (reinterpret_cast<Wide>(__builtin_shufflevector(a, b, n, n, n + 4, n + 4, n + 8, n + 8, n + 12, \
-                                                  n + 12, n + 16, n + 16, n + 20, n + 20, n + 24, \
-                                                  n + 24, n + 28, n + 28)) &                      \
-   0xFFFFFFFF)
+  // Words in the low halves of 64 bits. What the shuffle puts into the high halves is cleared by
+  // the same instruction.
+  constexpr Lanes16 kLow = {-1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0};
+#define QELPRF_WORD(n)                                                                          \
+  reinterpret_cast<Wide>(kLow ? __builtin_shufflevector(a, b, n, n, n + 4, n + 4, n + 8, n + 8, \
+                                                        n + 12, n + 12, n + 16, n + 16, n + 20, \
+                                                        n + 20, n + 24, n + 24, n + 28, n + 28) \
+                              : Words16{})
   return {{QELPRF_WORD(0), QELPRF_WORD(1), QELPRF_WORD(2), QELPRF_WORD(3)}};
 #undef QELPRF_WORD
 }
+
+QELPRF_INLINE Wide Larger(Wide a, Wide b) { return a < b ? b : a; }
+QELPRF_INLINE Wide Smaller(Wide a, Wide b) { return b < a ? b : a; }
 
 QELPRF_INLINE Doubles ToDoubles(Wide w) {
   return __builtin_convertvector(reinterpret_cast<Masks>(w), Doubles);
@@ -101,6 +107,14 @@ QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
            __builtin_convertvector(__builtin_shufflevector(low01, low23, 2, 3, 6, 7), Wide),
            __builtin_convertvector(__builtin_shufflevector(high01, high23, 0, 1, 4, 5), Wide),
            __builtin_convertvector(__builtin_shufflevector(high01, high23, 2, 3, 6, 7), Wide)}};
+}
+
+QELPRF_INLINE Wide Larger(Wide a, Wide b) {
+  // The comparison that AVX2 has is the signed one; words do not reach the sign.
+  return reinterpret_cast<Masks>(a) < reinterpret_cast<Masks>(b) ? b : a;
+}
+QELPRF_INLINE Wide Smaller(Wide a, Wide b) {
+  return reinterpret_cast<Masks>(b) < reinterpret_cast<Masks>(a) ? b : a;
 }
 
 // AVX2 converts no 64-bit words: as the fraction of a double of 2^52 and more they are exact, too.
@@ -137,21 +151,19 @@ QELPRF_INLINE void TrackMinimum(double* field, Doubles value, Masks take, bool f
   Store(field, Choose(replace, value, old));
 }
 
-// Interval lengths of a run, lane by lane.
-struct Lengths {
-  Doubles of[kMostIntervals];
-  bool equal;  // each lane's length is the same in all intervals
-};
-
-QELPRF_INLINE Lengths LengthsOf(const FoldRun& run, size_t lane) {
-  Lengths lengths;
-  Masks differ = {};
-  for (size_t i = 0; i < run.intervals.count; ++i) {
-    lengths.of[i] = ToDoubles(LoadFrom(run.intervals, i, lane, 0).word[1]);
-    differ |= reinterpret_cast<Masks>(lengths.of[i] != lengths.of[0]);
+void FindLengths(const TileIntervals& intervals, TileLengths& lengths) {
+  lengths.equal = true;
+  for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
+    Masks differ = {};
+    Doubles oldest = {};
+    for (size_t i = 0; i < intervals.count; ++i) {
+      const Doubles length = ToDoubles(LoadFrom(intervals, i, lane, 0).word[1]);
+      if (i == 0) oldest = length;
+      differ |= reinterpret_cast<Masks>(length != oldest);
+      Store(lengths.of[i] + lane, length);
+    }
+    lengths.equal = lengths.equal && !AnyOf(differ);
   }
-  lengths.equal = !AnyOf(differ);
-  return lengths;
 }
 
 // What an interval says of a group.
@@ -161,20 +173,38 @@ struct Figures {
   Doubles q3;
 };
 
-// Adds an interval to the four sums.
-template <bool kCurrent>
-QELPRF_INLINE Figures Sum(Doubles* sums, const Group& group, Doubles length) {
+// The four sums of a group while intervals are added to them.
+struct Sums {
+  Doubles count;
+  Doubles first;
+  Doubles second;
+  Wide largest;
+};
+
+QELPRF_INLINE Sums LoadSums(const double* fields) {
+  return {Load(fields), Load(fields + kTileLanes), Load(fields + 3 * kTileLanes), Wide{}};
+}
+QELPRF_INLINE void StoreSums(double* fields, const Sums& sums) {
+  Store(fields, sums.count);
+  Store(fields + kTileLanes, sums.first);
+  const Doubles largest = ToDoubles(sums.largest);
+  Store(fields + 2 * kTileLanes, Larger(Load(fields + 2 * kTileLanes), largest));
+  Store(fields + 3 * kTileLanes, sums.second);
+}
+
+// Without kScaled counts are taken for words without their top bit.
+template <bool kCurrent, bool kScaled>
+QELPRF_INLINE Figures Add(Sums& sums, const Group& group, Doubles length) {
   const Doubles word = ToDoubles(group.word[0]);
   const Doubles q1 = ToDoubles(group.word[1]);
-  const Doubles q2 = ToDoubles(group.word[2]);
   const Doubles q3 = ToDoubles(group.word[3]);
-  const Masks scaled = reinterpret_cast<Masks>(word >= 2147483648.0);
-  const Doubles count = Choose(scaled, (word - 2147483648.0) * 256.0, word);
+  const Masks scaled = kScaled ? reinterpret_cast<Masks>(word >= 2147483648.0) : Masks{};
+  const Doubles count = kScaled ? Choose(scaled, (word - 2147483648.0) * 256.0, word) : word;
   const Doubles product = q3 * count;
-  sums[0] += count;
-  sums[1] += word * q1;
-  sums[2] = Larger(sums[2], q2);
-  sums[3] += kCurrent ? product : length * q3;
+  sums.count += count;
+  sums.first += word * q1;
+  sums.largest = Larger(sums.largest, group.word[2]);
+  sums.second += kCurrent ? product : length * q3;
   return {count, product, q3};
 }
 
@@ -200,31 +230,38 @@ QELPRF_INLINE Doubles Volume(Doubles figure, const Divisor& by) {
 // Intervals of one length: no rounding reverses an order, so the largest rate is the rate of the
 // largest count, and likewise for volumes. The extremes stay counts (by the current rule with
 // products) until something else needs them.
-template <bool kCurrent>
-QELPRF_INLINE void FoldCounts(double* fields, double* extremes, size_t offset, const FoldRun& run,
+// Without kScaled it does nothing and returns false when a count has its top bit set, which is
+// rare.
+template <bool kCurrent, bool kScaled>
+QELPRF_INLINE bool FoldCounts(double* fields, double* extremes, size_t offset, const FoldRun& run,
                               size_t lane, Doubles length) {
-  Doubles sums[4];
-  for (size_t i = 0; i < 4; ++i) sums[i] = Load(fields + i * kTileLanes);
-  Figures now = Sum<kCurrent>(sums, LoadFrom(run.intervals, 0, lane, offset), length);
+  Sums sums = LoadSums(fields);
+  Group group = LoadFrom(run.intervals, 0, lane, offset);
+  Wide counts = group.word[0];
+  Figures now = Add<kCurrent, kScaled>(sums, group, length);
   Doubles volume = kCurrent ? now.product : now.q3;
   Doubles most = now.count;
   Doubles least = now.count;
   Doubles most_volume = volume;
   Doubles least_volume = volume;
   for (size_t i = 1; i < run.intervals.count; ++i) {
-    now = Sum<kCurrent>(sums, LoadFrom(run.intervals, i, lane, offset), length);
+    group = LoadFrom(run.intervals, i, lane, offset);
+    counts |= group.word[0];
+    now = Add<kCurrent, kScaled>(sums, group, length);
     volume = kCurrent ? now.product : now.q3;
     most = Larger(most, now.count);
     least = Smaller(least, now.count);
     most_volume = Larger(most_volume, volume);
     least_volume = Smaller(least_volume, volume);
   }
-  for (size_t i = 0; i < 4; ++i) Store(fields + i * kTileLanes, sums[i]);
+  if (!kScaled && AnyOf(reinterpret_cast<Masks>(counts & 0x80000000))) return false;
+  StoreSums(fields, sums);
   const Masks timed = reinterpret_cast<Masks>(length != 0.0);
   TrackMaximum(extremes, most, timed, run.first);
   TrackMinimum(extremes + kTileLanes, least, timed, run.first);
   TrackMaximum(extremes + 2 * kTileLanes, most_volume, timed, run.first);
   TrackMinimum(extremes + 3 * kTileLanes, least_volume, timed, run.first);
+  return true;
 }
 
 // Turns extremes that are still counts into rates.
@@ -246,14 +283,13 @@ QELPRF_INLINE void SettleRates(double* extremes, size_t tracked, double* lengths
 // Intervals of any lengths.
 template <bool kCurrent>
 QELPRF_INLINE void FoldAny(double* fields, double* extremes, size_t offset, const FoldRun& run,
-                           size_t lane, const Lengths& lengths, bool tracked) {
-  Doubles sums[4];
-  for (size_t i = 0; i < 4; ++i) sums[i] = Load(fields + i * kTileLanes);
+                           size_t lane, const TileLengths& lengths, bool tracked) {
+  Sums sums = LoadSums(fields);
   for (size_t i = 0; i < run.intervals.count; ++i) {
-    const Figures now =
-        Sum<kCurrent>(sums, LoadFrom(run.intervals, i, lane, offset), lengths.of[i]);
+    const Doubles length = Load(lengths.of[i] + lane);
+    const Figures now = Add<kCurrent, true>(sums, LoadFrom(run.intervals, i, lane, offset), length);
     if (!tracked) continue;
-    const Divisor by = DivisorOf(lengths.of[i]);
+    const Divisor by = DivisorOf(length);
     const bool first = run.first && i == 0;
     const Doubles rate = Rate(now.count, by);
     const Doubles volume = Volume<kCurrent>(kCurrent ? now.product : now.q3, by);
@@ -262,18 +298,20 @@ QELPRF_INLINE void FoldAny(double* fields, double* extremes, size_t offset, cons
     TrackMaximum(extremes + 2 * kTileLanes, volume, by.timed, first);
     TrackMinimum(extremes + 3 * kTileLanes, volume, by.timed, first);
   }
-  for (size_t i = 0; i < 4; ++i) Store(fields + i * kTileLanes, sums[i]);
+  StoreSums(fields, sums);
 }
 
 template <bool kCurrent>
 void Fold(double* fields, const FoldRun& run) {
+  TileLengths found;
+  if (run.lengths == nullptr) FindLengths(run.intervals, found);
+  const TileLengths& lengths = run.lengths != nullptr ? *run.lengths : found;
   const size_t tracked = run.compute ? run.tracked : 0;
   for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
     double* sums = fields + lane;
     double* extremes = sums + run.quadsets * 4 * kTileLanes;
     double* const counted = extremes + run.tracked * 4 * kTileLanes;
-    const Lengths lengths = LengthsOf(run, lane);
-    const Doubles length = lengths.of[0];
+    const Doubles length = Load(lengths.of[0] + lane);
     // A lane without a length has no extremes; one that begins a period or goes on with its length
     // keeps counts.
     const Masks goes_on = reinterpret_cast<Masks>(Load(counted) == length);
@@ -283,10 +321,10 @@ void Fold(double* fields, const FoldRun& run) {
     if (counts && tracked != 0) Store(counted, length);
     size_t offset = run.groups_at;
     for (size_t i = 0; i < run.quadsets; ++i, offset += kGroupBytes) {
-      if (counts && i < tracked) {
-        FoldCounts<kCurrent>(sums, extremes, offset, run, lane, length);
-      } else {
+      if (!counts || i >= tracked) {
         FoldAny<kCurrent>(sums, extremes, offset, run, lane, lengths, i < tracked);
+      } else if (!FoldCounts<kCurrent, false>(sums, extremes, offset, run, lane, length)) {
+        FoldCounts<kCurrent, true>(sums, extremes, offset, run, lane, length);
       }
       sums += 4 * kTileLanes;
       extremes += 4 * kTileLanes;
@@ -294,24 +332,52 @@ void Fold(double* fields, const FoldRun& run) {
   }
 }
 
-QELPRF_INLINE Masks TakeOf(uint8_t bits, size_t lane) {
-  Masks take = {};
-  for (size_t i = 0; i < kWidth; ++i) take[i] = -((bits >> (lane + i)) & 1);
+QELPRF_INLINE Wide TakeOf(uint8_t bits, size_t lane) {
+  Wide take = {};
+  for (size_t i = 0; i < kWidth; ++i) take[i] = (bits >> (lane + i) & 1) != 0 ? 0xFFFFFFFF : 0;
   return take;
 }
 
+// Lanes that do not take part in an interval stand for 0 among maxima and for the largest word
+// among minima, which change nothing.
+struct WordExtremes {
+  Wide most[2];
+  Wide least[2];
+};
+
 void Merge(double* extremes, const MergeRun& run) {
   for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
+    Wide takes[kMostIntervals];
+    Wide any = {};
+    for (size_t n = 0; n < run.intervals.count; ++n) {
+      takes[n] = TakeOf(run.take[n], lane);
+      any |= takes[n];
+    }
+    const Masks merged = reinterpret_cast<Masks>(any != 0);
+    const Masks begun = run.first ? reinterpret_cast<Masks>(takes[0] != 0) : Masks{};
     double* field = extremes + lane;
     for (size_t i = 0; i < run.tracked; ++i, field += 4 * kTileLanes) {
+      WordExtremes found = {{Wide{}, Wide{}}, {Wide{} + 0xFFFFFFFF, Wide{} + 0xFFFFFFFF}};
       for (size_t n = 0; n < run.intervals.count; ++n) {
-        const Masks take = TakeOf(run.take[n], lane);
-        const bool first = run.first && n == 0;
         const Group group = LoadFrom(run.intervals, n, lane, run.words_at + i * kGroupBytes);
-        TrackMaximum(field, ToDoubles(group.word[0]), take, first);
-        TrackMinimum(field + kTileLanes, ToDoubles(group.word[1]), take, first);
-        TrackMaximum(field + 2 * kTileLanes, ToDoubles(group.word[2]), take, first);
-        TrackMinimum(field + 3 * kTileLanes, ToDoubles(group.word[3]), take, first);
+        const Wide left_out = ~takes[n] & 0xFFFFFFFF;
+        found.most[0] = Larger(found.most[0], group.word[0] & takes[n]);
+        found.least[0] = Smaller(found.least[0], group.word[1] | left_out);
+        found.most[1] = Larger(found.most[1], group.word[2] & takes[n]);
+        found.least[1] = Smaller(found.least[1], group.word[3] | left_out);
+      }
+      for (size_t side = 0; side < 2; ++side) {
+        double* const most = field + 2 * side * kTileLanes;
+        double* const least = most + kTileLanes;
+        // What was there counts unless the lane's oldest words begin a period.
+        const Doubles most_found = ToDoubles(found.most[side]);
+        const Doubles least_found = ToDoubles(found.least[side]);
+        const Doubles most_old = Load(most);
+        const Doubles least_old = Load(least);
+        const Doubles most_new = Choose(begun, most_found, Larger(most_old, most_found));
+        const Doubles least_new = Choose(begun, least_found, Smaller(least_old, least_found));
+        Store(most, Choose(merged, most_new, most_old));
+        Store(least, Choose(merged, least_new, least_old));
       }
     }
   }
@@ -319,35 +385,43 @@ void Merge(double* extremes, const MergeRun& run) {
 
 QELPRF_INLINE void Store(uint64_t* p, Wide v) { *reinterpret_cast<LooseWide*>(p) = v; }
 
-// Lanes where a bit of a head's words is set, as 0 or 1.
-QELPRF_INLINE Wide IsSet(const Wide* words, const HeadBit& bit) {
-  return (words[bit.word] >> bit.shift) & 1;
+QELPRF_INLINE Wide BitsOf(const Group& head, const HeadBit& bit) {
+  return (bit.in_third ? head.word[3] : head.word[2]) & bit.bit;
+}
+QELPRF_INLINE Wide OneFor(Wide bits) {
+  return reinterpret_cast<Wide>(-reinterpret_cast<Masks>(bits != 0));
 }
 
 void FoldHeadsOf(HeadRun& run) {
+  run.lengths.equal = true;
   for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
     Wide time = {};
     Wide ratios = {};
     Wide counted = {};
     Wide sticky = {};
+    Masks differ = {};
+    Doubles oldest_length = {};
     Doubles busy = Load(run.busy + lane);
     for (size_t i = 0; i < run.intervals.count; ++i) {
-      Wide words[8];
-      const Group first = LoadFrom(run.intervals, i, lane, 0);
-      for (size_t n = 0; n < 4; ++n) words[n] = first.word[n];
-      time += words[1];
-      counted += IsSet(words, run.counted);
-      sticky |= IsSet(words, run.sticky);
-      if (!run.has_ratio) continue;
-      if (run.ratio.word >= 4) {
-        const Group second = LoadFrom(run.intervals, i, lane, kGroupBytes);
-        for (size_t n = 0; n < 4; ++n) words[4 + n] = second.word[n];
+      const Group head = LoadFrom(run.intervals, i, lane, 0);
+      time += head.word[1];
+      const Doubles length = ToDoubles(head.word[1]);
+      if (i == 0) oldest_length = length;
+      differ |= reinterpret_cast<Masks>(length != oldest_length);
+      Store(run.lengths.of[i] + lane, length);
+      sticky |= BitsOf(head, run.sticky);
+      if (run.counted.bit != 0) counted += OneFor(BitsOf(head, run.counted));
+      if (run.ratio == RatioPlace::kNowhere) continue;
+      Wide word = head.word[3];
+      if (run.ratio != RatioPlace::kAt14) {
+        const Group next = LoadFrom(run.intervals, i, lane, kGroupBytes);
+        word = (run.ratio == RatioPlace::kAt16 ? next.word[0] : next.word[1]) >> 16;
       }
-      const Doubles ratio = ToDoubles((words[run.ratio.word] >> run.ratio.shift) & 0xFFFF);
-      const Wide there = run.always ? time - time + 1 : IsSet(words, run.there);
-      const Masks present = reinterpret_cast<Masks>(-there);
-      busy = Choose(present, busy + (ratio * ToDoubles(words[1])) / 10000.0, busy);
-      ratios += there;
+      const Doubles ratio = ToDoubles(word & 0xFFFF);
+      const Masks present =
+          run.always ? ~Masks{} : reinterpret_cast<Masks>(BitsOf(head, run.there) != 0);
+      busy = Choose(present, busy + (ratio * length) / 10000.0, busy);
+      ratios -= reinterpret_cast<Wide>(present);
       if (!run.track) continue;
       const Masks take = run.track_always ? ~Masks{} : present;
       const bool oldest = run.first && i == 0;
@@ -359,6 +433,7 @@ void FoldHeadsOf(HeadRun& run) {
     Store(run.counted_in + lane, counted);
     Store(run.sticky_in + lane, sticky);
     Store(run.busy + lane, busy);
+    run.lengths.equal = run.lengths.equal && !AnyOf(differ);
   }
 }
 
@@ -383,11 +458,11 @@ QELPRF_INLINE Wide Quotients(Doubles sum, Doubles by, Masks there) {
   return ToWords(Choose(there, sum, sum - sum) / Choose(there, by, by - by + 1.0));
 }
 
-QELPRF_INLINE void PutWord(PutRun& run, size_t lane, size_t at, Wide words) {
-  for (size_t i = 0; i < kWidth; ++i) {
-    const uint32_t word = __builtin_bswap32(static_cast<uint32_t>(words[i]));
-    __builtin_memcpy(run.words[lane + i] + at * 4, &word, 4);
-  }
+// Two words that follow each other in the file.
+QELPRF_INLINE void PutPair(uint64_t* pair, Wide first, Wide second) {
+  Wide both = first << 32 | second;
+  for (size_t i = 0; i < kWidth; ++i) both[i] = __builtin_bswap64(both[i]);
+  Store(pair, both);
 }
 
 template <bool kCurrent>
@@ -397,19 +472,22 @@ void Put(double* fields, PutRun& run) {
     double* const extremes = fields + lane + run.quadsets * 4 * kTileLanes;
     SettleRates<kCurrent>(extremes, run.tracked, extremes + run.tracked * 4 * kTileLanes);
     const Doubles time = Load(run.time + lane);
+    uint64_t pairs[kMostWords / 2][kWidth];
     size_t at = 0;
-    for (size_t i = 0; i < run.quadsets; ++i, at += 4, sums += 4 * kTileLanes) {
+    for (size_t i = 0; i < run.quadsets; ++i, sums += 4 * kTileLanes) {
       const Doubles count = Load(sums);
       const Doubles by = kCurrent ? count : time;
-      PutWord(run, lane, at, EncodeCounts(count));
-      PutWord(run, lane, at + 1,
+      PutPair(pairs[at++], EncodeCounts(count),
               Quotients(Load(sums + kTileLanes), count, reinterpret_cast<Masks>(count >= 1.0)));
-      PutWord(run, lane, at + 2, ToWords(Load(sums + 2 * kTileLanes)));
-      PutWord(run, lane, at + 3,
+      PutPair(pairs[at++], ToWords(Load(sums + 2 * kTileLanes)),
               Quotients(Load(sums + 3 * kTileLanes), by, reinterpret_cast<Masks>(by != 0.0)));
     }
-    for (size_t i = 0; i < 4 * run.tracked; ++i, ++at) {
-      PutWord(run, lane, at, ToWords(Load(extremes + i * kTileLanes)));
+    for (size_t i = 0; i < 2 * run.tracked; ++i) {
+      const double* field = extremes + 2 * i * kTileLanes;
+      PutPair(pairs[at++], ToWords(Load(field)), ToWords(Load(field + kTileLanes)));
+    }
+    for (size_t i = 0; i < kWidth; ++i) {
+      for (size_t pair = 0; pair < at; ++pair) run.words[lane + i][pair] = pairs[pair][i];
     }
   }
 }

@@ -75,9 +75,20 @@ void FoldHeads(TileRun& run, SlotHead* heads, const SectionContext& context, boo
 
 constexpr HeadBit BitAt(const FlagBit& flag) {
   if (flag.at == kNone) return {};
-  uint8_t shift = static_cast<uint8_t>(8 * (3 - flag.at % 4));
-  for (int bit = flag.bit; bit > 1; bit /= 2) ++shift;
-  return {static_cast<uint8_t>(flag.at / 4), shift};
+  return {flag.at >= 12, uint32_t{flag.bit} << 8 * (3 - flag.at % 4)};
+}
+
+// Places that the vector kernels know.
+constexpr bool IsInHead(const FlagBit& flag) {
+  return flag.at == kNone || (flag.at >= 8 && flag.at < 16);
+}
+template <FormId kId>
+constexpr RatioPlace RatioPlaceOf() {
+  constexpr int kRatio = kForms[kId].ratio;
+  static_assert(kRatio == kNone || kRatio == 14 || kRatio == 16 || kRatio == 20);
+  if (kRatio == kNone) return RatioPlace::kNowhere;
+  if (kRatio == 14) return RatioPlace::kAt14;
+  return kRatio == 16 ? RatioPlace::kAt16 : RatioPlace::kAt20;
 }
 
 // Whether the vector kernels know all of the form's head.
@@ -89,23 +100,21 @@ bool HasPlainHead(const FoldContext& context) {
 
 // The heads of a run whose intervals are all plain.
 template <FormId kId>
-void FoldPlainHeads(TileRun& run, SlotHead* heads, const SectionContext& context, bool words) {
+void FoldPlainHeads(TileRun& run, HeadRun& fold, SlotHead* heads, const SectionContext& context,
+                    bool words) {
   constexpr const Form& kForm = kForms[kId];
-  HeadRun fold;
   fold.intervals.count = run.Count();
   fold.intervals.step = run.step;
   for (size_t i = 0; i < run.Count(); ++i) {
     fold.intervals.first[i] = run.plain[i];
     run.valid[i] = 0xFF;
   }
-  fold.has_ratio = kForm.ratio != kNone;
+  fold.ratio = RatioPlaceOf<kId>();
   fold.always = kForm.ratio_flag.at == kNone;
   fold.track = context.fold.compute;
   fold.track_always = kForm.ratio_extremes_always;
   fold.first = run.first;
-  if constexpr (kForm.ratio != kNone) {
-    fold.ratio = {kForm.ratio / 4, kForm.ratio % 4 == 0 ? 16 : 0};
-  }
+  static_assert(IsInHead(kForm.ratio_flag) && IsInHead(kForm.counted) && IsInHead(kForm.sticky));
   fold.there = BitAt(kForm.ratio_flag);
   fold.counted = BitAt(kForm.counted);
   fold.sticky = BitAt(kForm.sticky);
@@ -139,7 +148,7 @@ void FoldPlainHeads(TileRun& run, SlotHead* heads, const SectionContext& context
       head.counted += static_cast<uint32_t>(fold.counted_in[lane]);
     }
     if constexpr (kForm.sticky.at != kNone) {
-      head.sticky = static_cast<uint8_t>(head.sticky | fold.sticky_in[lane]);
+      if (fold.sticky_in[lane] != 0) head.sticky = 1;
     }
     if constexpr (kForm.kept.at != kNone) {
       if (context.fold.revision >= kForm.kept_from) head.kept = IsSet(kForm.kept, entry);
@@ -181,11 +190,13 @@ struct FullEntries {
 };
 
 template <FormId kId, QuadRule kRule>
-void FoldGroupsOfRun(const TileRun& run, double* fields, const SectionContext& context) {
+void FoldGroupsOfRun(const TileRun& run, const TileLengths* lengths, double* fields,
+                     const SectionContext& context) {
   constexpr const Form& kForm = kForms[kId];
   FullEntries<kId> full;
   FoldRun fold;
   full.Fill(run, fold.intervals);
+  fold.lengths = lengths;
   fold.groups_at = kForm.quadsets_at;
   fold.quadsets = kForm.quadsets;
   fold.tracked = kForm.tracked;
@@ -244,14 +255,16 @@ void FoldTile(PendingKind& pending, Kind kind, size_t tile) {
   const bool words = by_kernel && !context.fold.compute;
   bool plain = fold_kernels != nullptr && HasPlainHead<kId>(context.fold);
   for (size_t i = 0; i < run.Count(); ++i) plain = plain && run.plain[i] != nullptr;
+  HeadRun folded;
   if (plain) {
-    FoldPlainHeads<kId>(run, heads, context, words);
+    FoldPlainHeads<kId>(run, folded, heads, context, words);
   } else {
     FoldHeads<kId>(run, heads, context, words);
   }
   if constexpr (kForm.quadsets != 0) {
     if (by_kernel) {
-      FoldGroupsOfRun<kId, kRule>(run, FieldsOf(set, static_cast<int32_t>(tile * kLanes)), context);
+      FoldGroupsOfRun<kId, kRule>(run, plain ? &folded.lengths : nullptr,
+                                  FieldsOf(set, static_cast<int32_t>(tile * kLanes)), context);
       return;
     }
   }
@@ -321,7 +334,7 @@ inline bool AreTile(const uint8_t* entry, size_t size, const uint8_t* expected, 
     uint64_t want;
     std::memcpy(&marks, entry + kAtMarks, 8);
     std::memcpy(&want, expected, 8);
-    differ |= (marks & mask) ^ want;
+    differ |= (marks ^ want) & mask;
   }
   return differ == 0;
 }
@@ -380,11 +393,14 @@ bool ReadSection(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
   const ResourceSet& set = resource_sets[kind];
   PendingKind& pending = ReadyPending<kId, kRule>(kind);
   pending.context = ContextOfSection<kId>(kind);
+  // Where keys count, and where entries go by their position.
+  const bool by_position = set.lookup == Lookup::kPosition;
+  const bool in_step = set.unique || by_position;
   uint64_t mask = 0;
   {
     constexpr uint8_t kAll[3] = {0xFF, 0xFF, 0xFF};
     uint8_t marks[8];
-    PutMarks<kId>(marks, kAll, set.key_count, 0xFF);
+    PutMarks<kId>(marks, kAll, by_position ? 0 : set.key_count, 0xFF);
     std::memcpy(&mask, marks, 8);
   }
   const size_t full = kForm.size + pending.context.words_size;
@@ -393,7 +409,7 @@ bool ReadSection(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
   int32_t expected = 0;
   for (uint32_t i = 0; i < count;) {
     constexpr auto kStep = static_cast<int32_t>(kLanes);
-    if (set.unique && expected % kStep == 0 && expected + kStep <= set.entries &&
+    if (in_step && expected % kStep == 0 && expected + kStep <= set.entries &&
         count - i >= kLanes && static_cast<size_t>(end - entry) >= kLanes * full &&
         AreTile(entry, full, pending.expected.data() + static_cast<size_t>(expected) * 8, mask)) {
       const size_t tile = static_cast<size_t>(expected) / kLanes;
@@ -471,7 +487,7 @@ uint8_t* PutTile(uint8_t* out, Kind kind, int32_t index) {
     std::memcpy(out + kForm.quadsets_at, run.words[lane], kGroupBytes);
     out += kForm.size;
     if (all) {
-      std::memcpy(out, run.words[lane] + kGroupBytes, kExtremeBytes);
+      std::memcpy(out, run.words[lane] + kGroupBytes / 8, kExtremeBytes);
       out = PutWords<kId>(out + kExtremeBytes, slot, mask & ~kTracked);
     } else {
       out = PutWords<kId>(out, slot, mask);

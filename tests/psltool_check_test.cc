@@ -311,7 +311,7 @@ TEST(PsltoolCheckCommand, WarningsCountWhenStrict) {
   EXPECT_EQ(Check({dir.Path("a.psl")}).status, 0);
   const ProgramResult strict = Check({"--strict", dir.Path("a.psl")});
   EXPECT_EQ(strict.status, 1);
-  EXPECT_NE(strict.out.find("2024-01-01 00:00:00 is 60 s before"), std::string::npos) << strict.out;
+  EXPECT_NE(strict.out.find("2024-01-01 00:00:00 UTC is 60 s before"), std::string::npos) << strict.out;
 }
 
 TEST(PsltoolCheckCommand, WhatCannotBeReadMakesStatus2) {
