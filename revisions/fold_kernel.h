@@ -61,6 +61,7 @@ struct HeadRun {
   bool track;         // ratios have extremes,
   bool track_always;  // whether they are present or not
   bool first;         // as in FoldRun
+  size_t words_at;    // of the ratio's extended words in an entry, 0: they are not merged here
   HeadBit there;
   HeadBit counted;
   HeadBit sticky;

@@ -410,6 +410,13 @@ void FoldHeadsOf(HeadRun& run) {
       differ |= reinterpret_cast<Masks>(length != oldest_length);
       Store(run.lengths.of[i] + lane, length);
       sticky |= BitsOf(head, run.sticky);
+      if (run.words_at != 0) {
+        // With the two words in front of them, which are always there.
+        const Group words = LoadFrom(run.intervals, i, lane, run.words_at - kGroupBytes / 2);
+        const bool oldest = run.first && i == 0;
+        TrackMaximum(run.maximum + lane, ToDoubles(words.word[2]), ~Masks{}, oldest);
+        TrackMinimum(run.minimum + lane, ToDoubles(words.word[3]), ~Masks{}, oldest);
+      }
       if (run.counted.bit != 0) counted += OneFor(BitsOf(head, run.counted));
       if (run.ratio == RatioPlace::kNowhere) continue;
       Wide word = head.word[3];

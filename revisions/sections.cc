@@ -114,6 +114,9 @@ void FoldPlainHeads(TileRun& run, HeadRun& fold, SlotHead* heads, const SectionC
   fold.track = context.fold.compute;
   fold.track_always = kForm.ratio_extremes_always;
   fold.first = run.first;
+  // Both words of the ratio, behind all of the groups'.
+  const bool both = words && context.words_size == (4 * size_t{kForm.tracked} + 2) * 4;
+  fold.words_at = both ? kForm.size + kForm.tracked * kQuadsetSize : 0;
   static_assert(IsInHead(kForm.ratio_flag) && IsInHead(kForm.counted) && IsInHead(kForm.sticky));
   fold.there = BitAt(kForm.ratio_flag);
   fold.counted = BitAt(kForm.counted);
@@ -137,7 +140,7 @@ void FoldPlainHeads(TileRun& run, HeadRun& fold, SlotHead* heads, const SectionC
     head.time += static_cast<uint32_t>(fold.time[lane]);
     head.busy = fold.busy[lane];
     head.ratio_count += static_cast<uint32_t>(fold.ratios[lane]);
-    if (context.fold.compute) {
+    if (context.fold.compute || both) {
       head.ratio_maximum = fold.maximum[lane];
       head.ratio_minimum = fold.minimum[lane];
     }
@@ -153,7 +156,7 @@ void FoldPlainHeads(TileRun& run, HeadRun& fold, SlotHead* heads, const SectionC
     if constexpr (kForm.kept.at != kNone) {
       if (context.fold.revision >= kForm.kept_from) head.kept = IsSet(kForm.kept, entry);
     }
-    if (!words) continue;
+    if (!words || both) continue;
     for (size_t i = 0; i < run.Count(); ++i) {
       MergeRatioWords<kId>(head, run.EntryOf(i, lane) + kForm.size, context.masks.out_mask,
                            run.first && i == 0);

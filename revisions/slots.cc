@@ -47,13 +47,21 @@ size_t FieldBytes(const ResourceSet& set) {
   return tiles * kLanes * set.fields_per_slot * sizeof(double);
 }
 
+uint32_t KeyNumber(const ResourceSet& set, int32_t index) {
+  uint32_t key = 0;
+  for (size_t i = 0; i < set.key_count; ++i) key = key << 8 | set.KeyOf(index)[i];
+  return key;
+}
+
 bool KeysAreUnique(const ResourceSet& set) {
-  std::vector<uint32_t> keys(static_cast<size_t>(set.entries));
-  for (int32_t i = 0; i < set.entries; ++i) {
-    uint32_t key = 0;
-    std::memcpy(&key, set.KeyOf(i), set.key_count);
-    keys[static_cast<size_t>(i)] = key;
+  // Tables are nearly always in the order of their keys.
+  bool ascending = true;
+  for (int32_t i = 1; i < set.entries && ascending; ++i) {
+    ascending = KeyNumber(set, i - 1) < KeyNumber(set, i);
   }
+  if (ascending) return true;
+  std::vector<uint32_t> keys(static_cast<size_t>(set.entries));
+  for (int32_t i = 0; i < set.entries; ++i) keys[static_cast<size_t>(i)] = KeyNumber(set, i);
   std::sort(keys.begin(), keys.end());
   return std::adjacent_find(keys.begin(), keys.end()) == keys.end();
 }
@@ -90,8 +98,13 @@ uint8_t* ShapeSet(Kind kind, const SetShape& shape) {
 void StartSet(Kind kind) {
   ResourceSet& set = resource_sets[kind];
   DropPending(kind, true);
-  set.slot_block.Zeroed(static_cast<size_t>(set.entries) * set.head_size);
-  set.field_block.Zeroed(FieldBytes(set));
+  if (set.entries == 0) {
+    set.slot_block.Free();
+    set.field_block.Free();
+  } else {
+    set.slot_block.Reserve(static_cast<size_t>(set.entries) * set.head_size);
+    if (set.fields_per_slot != 0) set.field_block.Reserve(FieldBytes(set));
+  }
   set.unique = set.lookup != Lookup::kPosition && KeysAreUnique(set);
   PublishSlots(kind);
   ClearSlots(kind);
