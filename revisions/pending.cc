@@ -9,6 +9,8 @@ std::array<PendingKind, kSectionKinds> kinds;
 
 }  // namespace
 
+size_t pending_limit = kMostIntervals;
+
 PendingKind& PendingOf(Kind kind) { return kinds[kind]; }
 
 void FoldPending(Kind kind) {

@@ -62,6 +62,9 @@ struct PendingKind {
 
 PendingKind& PendingOf(Kind kind);
 
+// Intervals of a tile after which it is folded while the last of them is still at hand.
+extern size_t pending_limit;
+
 // Folds what is pending: of one tile, of a kind, of all kinds.
 inline void FoldPendingTile(PendingKind& pending, Kind kind, size_t tile) {
   if (pending.counts.data()[tile] != 0) pending.fold(pending, kind, tile);

@@ -14,10 +14,13 @@ Buffer record_out;
 
 namespace {
 
-// Bytes of records that are kept for their pending entries; a larger record is folded at once.
-constexpr size_t kMostKept = size_t{4} << 20;
+// Records that are kept beside the one being read, for their pending entries. More than ten in all
+// gain nothing.
+constexpr size_t kMostKept = size_t{7} << 20;
+constexpr size_t kMostRecords = 10;
+static_assert(kMostRecords <= kMostIntervals);
 
-std::array<Buffer, kMostIntervals> records;
+std::array<Buffer, kMostRecords> records;
 size_t in_use = 0;     // kept records
 size_t limit = 1;      // records that there is room for
 size_t most_size = 0;  // of each
@@ -33,7 +36,8 @@ RecordView ReadWholeRecord() {
   }
   if (in_use == 0) {
     most_size = length;
-    limit = std::clamp<size_t>(kMostKept / std::max<size_t>(length, 1), 1, kMostIntervals);
+    limit = std::min(kMostRecords, 1 + kMostKept / std::max<size_t>(length, 1));
+    pending_limit = limit;
   }
   uint8_t* const record = records[in_use].Reserve(length);
   // Offsets may point anywhere in a record, so its header is read again where the handler starts

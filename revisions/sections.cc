@@ -418,6 +418,7 @@ bool ReadSection(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
       const size_t tile = static_cast<size_t>(expected) / kLanes;
       const size_t at = pending.Add(kind, tile);
       pending.PlainOf(tile)[at] = entry;
+      if (at + 1 == pending_limit) FoldTile<kId, kRule>(pending, kind, tile);
       entry += kLanes * full;
       i += kLanes;
       expected += kStep;
