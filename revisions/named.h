@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "revisions/accumulate.h"
+#include "revisions/pending.h"
 
 // The kind whose sections hold entries of a form.
 constexpr Kind KindOf(FormId form) {
@@ -25,6 +26,20 @@ int32_t IndexOfEntry(const uint8_t* entry, int32_t position) {
   return FindIndex(KindOf(kId), key, position);
 }
 
+// The slot of an index as the scalar functions take it: with all that was read before, extremes as
+// rates.
+template <FormId kId>
+SlotRef SettledSlot(int32_t index) {
+  const SlotRef slot = SlotAt(KindOf(kId), index);
+  FoldPending(KindOf(kId));
+  if (LayoutOf(finfo.revision).row.rule == QuadRule::kOlder) {
+    SettleRates<kId, QuadRule::kOlder>(slot);
+  } else {
+    SettleRates<kId, QuadRule::kCurrent>(slot);
+  }
+  return slot;
+}
+
 // Folds one converted entry; `position` is its place in the section for kinds that are not
 // searched.
 template <FormId kId, QuadRule kRule>
@@ -32,8 +47,8 @@ void GetSet(const void* entry, int32_t position = kUnknownPosition) {
   const auto* bytes = static_cast<const uint8_t*>(entry);
   const int32_t index = IndexOfEntry<kId>(bytes, position);
   if (index < 0) return;
-  FoldEntry<kId, kRule, HostOrder>(SlotAt(KindOf(kId), index), bytes,
-                                   bytes + kForms[kId].quadsets_at, ContextOf(KindOf(kId)));
+  FoldEntry<kId, kRule, HostOrder>(SettledSlot<kId>(index), bytes, bytes + kForms[kId].quadsets_at,
+                                   ContextOf(KindOf(kId)));
 }
 
 // Merges the converted extended words of an entry.
@@ -41,7 +56,7 @@ template <FormId kId>
 void GetExset(const uint32_t* words, const void* entry, int32_t position = kUnknownPosition) {
   const int32_t index = IndexOfEntry<kId>(static_cast<const uint8_t*>(entry), position);
   if (index < 0) return;
-  MergeWords<kId, HostOrder>(SlotAt(KindOf(kId), index), reinterpret_cast<const uint8_t*>(words),
+  MergeWords<kId, HostOrder>(SettledSlot<kId>(index), reinterpret_cast<const uint8_t*>(words),
                              finfo.items[KindOf(kId)], finfo.first_interval);
 }
 
@@ -50,7 +65,7 @@ template <FormId kId>
 void SetExset(uint32_t* words, int32_t index) {
   uint8_t wire[32 * 4];
   const uint32_t mask = finfo.items[KindOf(kId)].out_mask;
-  const uint8_t* end = PutWords<kId>(wire, SlotAt(KindOf(kId), index), mask);
+  const uint8_t* end = PutWords<kId>(wire, SettledSlot<kId>(index), mask);
   const auto n = static_cast<int>((end - wire) / 4);
   std::memcpy(words, wire, static_cast<size_t>(end - wire));
   ntoh_ExSta(words, n);

@@ -1,0 +1,146 @@
+// The vectors of the kernels: types of QELPRF_WIDTH (4 or 8) lanes, loading words of the entries of
+// as many slots, and what all kernels calculate with. Only for fold_kernel_impl.h, whose head
+// comment says why everything is in an unnamed namespace.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "revisions/fold_kernel.h"
+
+#define QELPRF_INLINE inline __attribute__((always_inline))
+
+namespace {
+
+constexpr size_t kWidth = QELPRF_WIDTH;
+constexpr size_t kTileLanes = 8;
+constexpr size_t kGroupBytes = 16;
+
+typedef double Doubles __attribute__((vector_size(kWidth * 8)));
+typedef int64_t Masks __attribute__((vector_size(kWidth * 8)));
+typedef uint64_t Wide __attribute__((vector_size(kWidth * 8)));
+typedef uint8_t Bytes16 __attribute__((vector_size(16)));
+#if QELPRF_WIDTH == 4
+typedef uint32_t Words __attribute__((vector_size(16)));
+#else
+typedef uint8_t Bytes32 __attribute__((vector_size(32)));
+typedef uint8_t Bytes64 __attribute__((vector_size(64)));
+typedef uint32_t Words16 __attribute__((vector_size(64)));
+typedef int32_t Lanes16 __attribute__((vector_size(64)));
+#endif
+
+// Without an assumption about alignment.
+typedef Doubles LooseDoubles __attribute__((aligned(8), may_alias));
+typedef Wide LooseWide __attribute__((aligned(8), may_alias));
+typedef Bytes16 LooseBytes __attribute__((aligned(1), may_alias));
+
+QELPRF_INLINE Doubles Load(const double* p) { return *reinterpret_cast<const LooseDoubles*>(p); }
+QELPRF_INLINE void Store(double* p, Doubles v) { *reinterpret_cast<LooseDoubles*>(p) = v; }
+
+QELPRF_INLINE Bytes16 LoadGroup(const uint8_t* p) {
+  return *reinterpret_cast<const LooseBytes*>(p);
+}
+
+// The four words of one group, lane by lane turned to word by word and into host order.
+struct Group {
+  Wide word[4];
+};
+
+#if QELPRF_WIDTH == 8
+
+QELPRF_INLINE Words16 LoadFourGroups(const uint8_t* entry, size_t step) {
+#define QELPRF_TURNED(n) n + 3, n + 2, n + 1, n
+#define QELPRF_TURNED16(n) \
+  QELPRF_TURNED(n), QELPRF_TURNED(n + 4), QELPRF_TURNED(n + 8), QELPRF_TURNED(n + 12)
+#define QELPRF_NEXT16(n)                                                                    \
+  n, n + 1, n + 2, n + 3, n + 4, n + 5, n + 6, n + 7, n + 8, n + 9, n + 10, n + 11, n + 12, \
+      n + 13, n + 14, n + 15
+  const Bytes32 low = __builtin_shufflevector(LoadGroup(entry), LoadGroup(entry + step),
+                                              QELPRF_NEXT16(0), QELPRF_NEXT16(16));
+  const Bytes32 high =
+      __builtin_shufflevector(LoadGroup(entry + 2 * step), LoadGroup(entry + 3 * step),
+                              QELPRF_NEXT16(0), QELPRF_NEXT16(16));
+  const Bytes64 all = __builtin_shufflevector(low, high, QELPRF_NEXT16(0), QELPRF_NEXT16(16),
+                                              QELPRF_NEXT16(32), QELPRF_NEXT16(48));
+  return reinterpret_cast<Words16>(__builtin_shufflevector(
+      all, all, QELPRF_TURNED16(0), QELPRF_TURNED16(16), QELPRF_TURNED16(32), QELPRF_TURNED16(48)));
+#undef QELPRF_TURNED
+#undef QELPRF_TURNED16
+#undef QELPRF_NEXT16
+}
+
+QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
+  const Words16 a = LoadFourGroups(entry, step);
+  const Words16 b = LoadFourGroups(entry + 4 * step, step);
+  // Words in the low halves of 64 bits. What the shuffle puts into the high halves is cleared by
+  // the same instruction.
+  constexpr Lanes16 kLow = {-1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0};
+#define QELPRF_WORD(n)                                                                          \
+  reinterpret_cast<Wide>(kLow ? __builtin_shufflevector(a, b, n, n, n + 4, n + 4, n + 8, n + 8, \
+                                                        n + 12, n + 12, n + 16, n + 16, n + 20, \
+                                                        n + 20, n + 24, n + 24, n + 28, n + 28) \
+                              : Words16{})
+  return {{QELPRF_WORD(0), QELPRF_WORD(1), QELPRF_WORD(2), QELPRF_WORD(3)}};
+#undef QELPRF_WORD
+}
+
+QELPRF_INLINE Wide Larger(Wide a, Wide b) { return a < b ? b : a; }
+QELPRF_INLINE Wide Smaller(Wide a, Wide b) { return b < a ? b : a; }
+
+QELPRF_INLINE Doubles ToDoubles(Wide w) {
+  return __builtin_convertvector(reinterpret_cast<Masks>(w), Doubles);
+}
+
+#else
+
+QELPRF_INLINE Words Turned(Bytes16 b) {
+  return reinterpret_cast<Words>(
+      __builtin_shufflevector(b, b, 3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12));
+}
+
+QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
+  const Words r0 = Turned(LoadGroup(entry));
+  const Words r1 = Turned(LoadGroup(entry + step));
+  const Words r2 = Turned(LoadGroup(entry + 2 * step));
+  const Words r3 = Turned(LoadGroup(entry + 3 * step));
+  const Words low01 = __builtin_shufflevector(r0, r1, 0, 4, 1, 5);
+  const Words low23 = __builtin_shufflevector(r2, r3, 0, 4, 1, 5);
+  const Words high01 = __builtin_shufflevector(r0, r1, 2, 6, 3, 7);
+  const Words high23 = __builtin_shufflevector(r2, r3, 2, 6, 3, 7);
+  return {{__builtin_convertvector(__builtin_shufflevector(low01, low23, 0, 1, 4, 5), Wide),
+           __builtin_convertvector(__builtin_shufflevector(low01, low23, 2, 3, 6, 7), Wide),
+           __builtin_convertvector(__builtin_shufflevector(high01, high23, 0, 1, 4, 5), Wide),
+           __builtin_convertvector(__builtin_shufflevector(high01, high23, 2, 3, 6, 7), Wide)}};
+}
+
+QELPRF_INLINE Wide Larger(Wide a, Wide b) {
+  // The comparison that AVX2 has is the signed one; words do not reach the sign.
+  return reinterpret_cast<Masks>(a) < reinterpret_cast<Masks>(b) ? b : a;
+}
+QELPRF_INLINE Wide Smaller(Wide a, Wide b) {
+  return reinterpret_cast<Masks>(b) < reinterpret_cast<Masks>(a) ? b : a;
+}
+
+// AVX2 converts no 64-bit words: as the fraction of a double of 2^52 and more they are exact, too.
+QELPRF_INLINE Doubles ToDoubles(Wide w) {
+  return reinterpret_cast<Doubles>(w | 0x4330000000000000) - 4503599627370496.0;
+}
+
+#endif
+
+// The groups at `offset` of the entries of kWidth lanes from `lane` on.
+QELPRF_INLINE Group LoadFrom(const TileIntervals& intervals, size_t interval, size_t lane,
+                             size_t offset) {
+  return LoadGroups(intervals.first[interval] + lane * intervals.step + offset, intervals.step);
+}
+
+QELPRF_INLINE Doubles Choose(Masks mask, Doubles yes, Doubles no) { return mask ? yes : no; }
+QELPRF_INLINE Doubles Larger(Doubles a, Doubles b) { return a < b ? b : a; }
+QELPRF_INLINE Doubles Smaller(Doubles a, Doubles b) { return b < a ? b : a; }
+QELPRF_INLINE bool AnyOf(Masks mask) {
+  int64_t any = 0;
+  for (size_t i = 0; i < kWidth; ++i) any |= mask[i];
+  return any != 0;
+}
+
+}  // namespace

@@ -1,0 +1,70 @@
+// Putting the slots of a kind as a section: eight at a time by a vector kernel, or one by one.
+#pragma once
+
+#include <cstring>
+
+#include "engine/finfo.h"
+#include "revisions/accumulate.h"
+#include "revisions/fold_kernel.h"
+#include "revisions/slots.h"
+
+// Puts the eight slots of a tile, their words made by the kernel.
+template <FormId kId, QuadRule kRule>
+uint8_t* PutTile(uint8_t* out, Kind kind, int32_t index) {
+  constexpr const Form& kForm = kForms[kId];
+  constexpr size_t kGroupBytes = kForm.quadsets * kQuadsetSize;
+  constexpr size_t kExtremeBytes = kForm.tracked * kQuadsetSize;
+  static_assert(kGroupBytes + kExtremeBytes <= kMostWords * 4);
+  const ResourceSet& set = resource_sets[kind];
+  const uint32_t mask = finfo.items[kind].out_mask;
+  // The words of the tracked groups follow each other when the mask lacks none of them.
+  constexpr uint32_t kTracked = ~(0xFFFFFFFFU >> (4 * kForm.tracked));
+  const bool all = (mask & kTracked) == kTracked;
+  PutRun run;
+  run.quadsets = kForm.quadsets;
+  run.tracked = kForm.tracked;
+  for (size_t lane = 0; lane < kLanes; ++lane) {
+    run.time[lane] = SlotAt(kind, index + static_cast<int32_t>(lane)).head.time;
+  }
+  (kRule == QuadRule::kCurrent ? fold_kernels->put_current : fold_kernels->put_older)(
+      FieldsOf(set, index), run);
+  for (size_t lane = 0; lane < kLanes; ++lane) {
+    const SlotRef slot = SlotAt(kind, index + static_cast<int32_t>(lane));
+    std::memset(out, 0, kForm.quadsets_at);
+    PutHead<kId>(out, slot.head, set.key_count);
+    if (IsIdle<kId>(slot)) {
+      out[kForm.compact] = 1;
+      out += kForm.head;
+      continue;
+    }
+    static_assert(kForm.size == kForm.quadsets_at + kGroupBytes);
+    std::memcpy(out + kForm.quadsets_at, run.words[lane], kGroupBytes);
+    out += kForm.size;
+    if (all) {
+      std::memcpy(out, run.words[lane] + kGroupBytes / 8, kExtremeBytes);
+      out = PutWords<kId>(out + kExtremeBytes, slot, mask & ~kTracked);
+    } else {
+      out = PutWords<kId>(out, slot, mask);
+    }
+  }
+  return out;
+}
+
+template <FormId kId, QuadRule kRule>
+uint8_t* WriteSection(uint8_t* out, Kind kind) {
+  constexpr auto kStep = static_cast<int32_t>(kLanes);
+  const ResourceSet& set = resource_sets[kind];
+  const uint32_t mask = finfo.items[kind].out_mask;
+  int32_t i = 0;
+  if constexpr (kForms[kId].quadsets != 0) {
+    for (; fold_kernels != nullptr && i + kStep <= set.entries; i += kStep) {
+      out = PutTile<kId, kRule>(out, kind, i);
+    }
+  }
+  for (; i < set.entries; ++i) {
+    const SlotRef slot = SlotAt(kind, i);
+    SettleRates<kId, kRule>(slot);
+    out = PutEntry<kId, kRule>(out, slot, set.key_count, mask);
+  }
+  return out;
+}
