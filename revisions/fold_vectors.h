@@ -69,17 +69,20 @@ QELPRF_INLINE Words16 LoadFourGroups(const uint8_t* entry, size_t step) {
 #undef QELPRF_NEXT16
 }
 
+// The words in the low halves of 64 bits. g++ lets the instruction that shuffles clear the others.
+QELPRF_INLINE Wide LowHalves(Words16 words) {
+  const Lanes16 low = {-1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0};
+  Words16 none = {};
+  return reinterpret_cast<Wide>(low ? words : none);
+}
+
 QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
   const Words16 a = LoadFourGroups(entry, step);
   const Words16 b = LoadFourGroups(entry + 4 * step, step);
-  // Words in the low halves of 64 bits. What the shuffle puts into the high halves is cleared by
-  // the same instruction.
-  constexpr Lanes16 kLow = {-1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0};
-#define QELPRF_WORD(n)                                                                          \
-  reinterpret_cast<Wide>(kLow ? __builtin_shufflevector(a, b, n, n, n + 4, n + 4, n + 8, n + 8, \
-                                                        n + 12, n + 12, n + 16, n + 16, n + 20, \
-                                                        n + 20, n + 24, n + 24, n + 28, n + 28) \
-                              : Words16{})
+#define QELPRF_WORD(n)                                                                      \
+  LowHalves(__builtin_shufflevector(a, b, n, n, n + 4, n + 4, n + 8, n + 8, n + 12, n + 12, \
+                                    n + 16, n + 16, n + 20, n + 20, n + 24, n + 24, n + 28, \
+                                    n + 28))
   return {{QELPRF_WORD(0), QELPRF_WORD(1), QELPRF_WORD(2), QELPRF_WORD(3)}};
 #undef QELPRF_WORD
 }

@@ -16,7 +16,6 @@ namespace {
 constexpr uint32_t kTopBit = 0x80000000;
 constexpr uint8_t kNoSecondRatio = 0x80;  // in the flags byte of cache segments
 constexpr size_t kCacheFlags = 10;
-constexpr size_t kGroups = 6;
 constexpr std::array<uint8_t, kQuadsetSize> kNoOperations = {};
 
 uint8_t ByteAt(std::span<const uint8_t> entry, int at) { return entry[static_cast<size_t>(at)]; }
