@@ -11,9 +11,10 @@ class Failed(Exception):
     """A measured command did not do what it should."""
 
 
-def run(measure, command, environment):
+def run(measure, command, environment, stdin=subprocess.DEVNULL):
     """Seconds, CPU seconds and peak memory (KiB) of one run. measure: bench/programs/measure."""
-    done = subprocess.run([measure, *command], text=True, capture_output=True, env=environment)
+    done = subprocess.run([measure, *command], text=True, capture_output=True, env=environment,
+                          stdin=stdin)
     if done.returncode != 0:
         raise Failed(f"{' '.join(command[:4])}...\n{done.stderr}")
     seconds, cpu, kib = done.stdout.split()
