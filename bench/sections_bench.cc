@@ -126,7 +126,9 @@ void Fold(benchmark::State& state, Kind kind, bool words) {
 
 void Write(benchmark::State& state, Kind kind) {
   const Section section = MakeSection(kind, static_cast<uint32_t>(state.range(0)), false);
+  finfo.first_interval = true;
   section.ops->read(section.Record(), kind, 0, section.count);
+  FoldPending();
   std::vector<uint8_t> out(LargestSection(section.row->form, kind));
   size_t written = 0;
   for (auto _ : state) {

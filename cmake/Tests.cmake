@@ -80,3 +80,17 @@ gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST prefix_tests
 gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST long_prefix_tests
   TEST_FILTER "${long_prefix_suites}"
   PROPERTIES TIMEOUT 600 LABELS long RESOURCE_LOCK test_prefix)
+
+# Instructions per entry, counted by callgrind in the built archiver: not under the sanitizers and not
+# without optimisation, where the count would say nothing.
+find_package(Python3 COMPONENTS Interpreter QUIET)
+if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANITIZE
+    AND CMAKE_BUILD_TYPE STREQUAL "Release")
+  add_executable(Qelprfarc_scalar tests/shim/scalar_main.cc)
+  target_link_libraries(Qelprfarc_scalar PRIVATE qelprfarc_prefix_test qelprfarc_core)
+  add_test(NAME InstructionCeiling
+    COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tests/instruction_ceiling.py"
+      $<TARGET_FILE:Qelprfarc> $<TARGET_FILE:Qelprfarc_scalar> $<TARGET_FILE:psltool>)
+  set_tests_properties(InstructionCeiling PROPERTIES
+    LABELS "long;instructions" TIMEOUT 300 SKIP_RETURN_CODE 77)
+endif()

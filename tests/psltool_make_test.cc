@@ -233,6 +233,19 @@ TEST(PsltoolMake, FurtherRecordsAreAsManyAsAsked) {
   }
 }
 
+TEST(PsltoolMake, ADayMayBreakOff) {
+  TempDir whole;
+  TempDir first;
+  ASSERT_EQ(Make(whole, {"--interval", "3600"}).status, 0);
+  ASSERT_EQ(Make(first, {"--interval", "3600", "--records", "5", "--days", "2"}).status, 0);
+  const Bytes all = Log(whole, "20240304array01.psl");
+  const Bytes some = Log(first, "20240304array01.psl");
+  EXPECT_EQ(CountOf(Records(all), "STA"), 24U);
+  EXPECT_EQ(CountOf(Records(some), "STA"), 5U);
+  EXPECT_EQ(some, all.substr(0, some.size()));
+  EXPECT_EQ(CountOf(Records(Log(first, "20240305array01.psl")), "STA"), 5U);
+}
+
 TEST(PsltoolMake, ADayInSeveralFilesHasTheSameStatistics) {
   TempDir whole;
   TempDir cut;
@@ -319,6 +332,7 @@ INSTANTIATE_TEST_SUITE_P(
                 {"--interval", "43200", "--files-per-day", "3"},
                 "not a number from 1 to 2"},
         Refusal{"HotDiskMissing", {"--ld", "4", "--hot-ld", "4"}, "numbered from 0"},
+        Refusal{"NoRecords", {"--records", "0"}, "--records"},
         Refusal{"NotANumber", {"--days", "many"}, "--days"},
         Refusal{"UnknownProfile", {"--profile", "calm"}, "calm"}),
     [](const testing::TestParamInfo<Refusal>& each) { return std::string(each.param.name); });

@@ -185,6 +185,11 @@ void AddTimeOptions(CLI::App& command, Wishes& wishes) {
   command.add_option("--days", plan.days, "How many days (default 1)")->group("What");
   command.add_option("--interval", plan.interval, "Seconds between records (default 300)")
       ->group("What");
+  command
+      .add_option("--records", plan.records,
+                  "Statistics records per day: the day breaks off behind so many (default: all)")
+      ->check(CLI::PositiveNumber)
+      ->group("What");
   auto* utc =
       command.add_flag("--utc", wishes.utc, "Days begin at midnight UTC (default from 0x1D)");
   auto* local = command.add_flag("--local", wishes.local,

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <ctime>
 
 namespace {
@@ -31,6 +32,7 @@ Day DayOf(const MakePlan& plan, uint32_t index) {
   day.start = MidnightOf(plan, day.date);
   const int64_t end = MidnightOf(plan, date + std::chrono::days(1));
   day.intervals = static_cast<uint32_t>((end - day.start + plan.interval - 1) / plan.interval);
+  if (plan.records != 0) day.intervals = std::min(day.intervals, plan.records);
   day.weekday = std::chrono::weekday(date).c_encoding();
   return day;
 }

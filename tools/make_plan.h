@@ -27,6 +27,7 @@ struct MakePlan {
   std::chrono::year_month_day start = {};
   uint32_t days = 1;
   uint32_t interval = 300;                   // seconds
+  uint32_t records = 0;                      // statistics records per day at most; 0: no limit
   std::array<uint32_t, kKinds> counts = {};  // resources or elements; 0 for kinds not carried
   bool wait_times = false;
   bool pools = true;  // pools rather than ranks, from the revision on that has only one of them
