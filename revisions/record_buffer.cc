@@ -10,9 +10,12 @@
 #include "engine/finfo.h"
 #include "revisions/pending.h"
 
-Buffer record_out;
-
 namespace {
+
+Buffer record_out;
+// Memory that is not held twice: what only reading needs is freed for writing, and the other way
+// round. Smaller blocks are not worth asking for again.
+constexpr size_t kLarge = size_t{4} << 20;
 
 // Records that are kept beside the one being read, for their pending entries. More than ten in all
 // gain nothing.
@@ -52,6 +55,21 @@ void KeepRecord() {
   if (in_use < limit) return;
   FoldPending();
   in_use = 0;
+}
+
+uint8_t* OutputRecord(size_t room) {
+  if (room > kLarge) {
+    FoldPending();
+    // The record being read stands behind the kept ones.
+    for (size_t i = 0; i < records.size(); ++i) {
+      if (i != in_use) records[i].Free();
+    }
+  }
+  return record_out.Reserve(room);
+}
+
+void ReleaseOutput() {
+  if (record_out.capacity() > kLarge) record_out.Free();
 }
 
 void FreeRecords() {

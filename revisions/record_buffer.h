@@ -5,7 +5,10 @@
 #include "engine/buffer.h"
 #include "revisions/sections.h"
 
-extern Buffer record_out;
+// Room for the record being built. Records that are kept may go for it.
+uint8_t* OutputRecord(size_t room);
+// Gives large room back until the next record is built.
+void ReleaseOutput();
 
 // Reads the whole record whose header is in finfo, with one read. The input stands at its first
 // byte or behind its 12-byte header, as the family's dispatch row says; afterwards it stands behind

@@ -93,8 +93,9 @@ struct ResourceSet {
 
 extern std::array<ResourceSet, kSectionKinds> resource_sets;
 
-// First field of a slot.
+// First field of a slot; null for kinds without counter groups.
 inline double* FieldsOf(const ResourceSet& set, int32_t index) {
+  if (set.fields_per_slot == 0) return nullptr;
   const auto i = static_cast<size_t>(index);
   return reinterpret_cast<double*>(set.field_block.data()) +
          (i / kLanes) * kLanes * set.fields_per_slot + i % kLanes;
@@ -117,15 +118,16 @@ inline CacheSlot* CacheSlots() {
 }
 
 // The slot arrays by name; null while the kind has no resources.
-#define QELPRF_SLOT_ARRAYS(X)                                                           \
-  X(sta_hd_arc, kHd)                                                                    \
-  X(sta_rd_arc, kRd)                                                                    \
-  X(sta_dd_arc, kDd)                                                                    \
-  X(sta_hp_arc, kHp)                                                                    \
-  X(sta_hp_node_arc, kHpNode)                                                           \
-  X(sta_dp_arc, kDp)                                                                    \
-  X(sta_cache_arc, kCache) X(sta_ld_arc, kLd) X(sta_pd_arc, kPd) X(sta_rank_arc, kRank) \
-      X(sta_cheseg_arc, kCheseg) X(sta_rp_arc, kRp) X(sta_mp_arc, kMp) X(sta_pool_arc, kPool)
+#define QELPRF_SLOT_ARRAYS(X)                                                             \
+  X(sta_hd_arc, kHd)                                                                      \
+  X(sta_rd_arc, kRd)                                                                      \
+  X(sta_dd_arc, kDd)                                                                      \
+  X(sta_hp_arc, kHp)                                                                      \
+  X(sta_hp_node_arc, kHpNode)                                                             \
+  X(sta_dp_arc, kDp)                                                                      \
+  X(sta_cache_arc, kCache)                                                                \
+  X(sta_ld_arc, kLd) X(sta_pd_arc, kPd) X(sta_rank_arc, kRank) X(sta_cheseg_arc, kCheseg) \
+      X(sta_rp_arc, kRp) X(sta_mp_arc, kMp) X(sta_pool_arc, kPool)
 #define QELPRF_DECLARE(name, kind) extern uint8_t* name;
 QELPRF_SLOT_ARRAYS(QELPRF_DECLARE)
 #undef QELPRF_DECLARE

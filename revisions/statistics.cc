@@ -210,7 +210,7 @@ void WriteStatistics(const RevisionLayout& layout) {
   for (size_t i = 0; i < layout.section_count; ++i) {
     room += LargestSection(layout.sections[i].form, layout.sections[i].kind);
   }
-  uint8_t* const record = record_out.Reserve(room);
+  uint8_t* const record = OutputRecord(room);
   std::memset(record, 0, layout.row.record_head);
   std::memcpy(record + kAtTag, "STA", 3);
   record[kAtFlag] = finfo.folded_flag;
@@ -220,6 +220,7 @@ void WriteStatistics(const RevisionLayout& layout) {
   const auto size = static_cast<size_t>(out - record);
   Store32(record + kAtLength, static_cast<uint32_t>(size));
   WriteRecord(record, size);
+  ReleaseOutput();
   ClearPeriod();
   finfo.no_statistics = true;
 }

@@ -267,7 +267,7 @@ int WriteStructure() {
   const uint8_t* const in = structure.record.data;
   size_t total = head + kBasicSize + structure.trailing_size;
   for (size_t i = 0; i < layout.list_count; ++i) total += structure.sizes[i];
-  uint8_t* const out = record_out.Reserve(total);
+  uint8_t* const out = OutputRecord(total);
   std::memset(out, 0, head);
 
   std::memcpy(out + kAtTag, "CON", 3);
@@ -315,6 +315,7 @@ int WriteStructure() {
   }
   Store32(out + kAtLength, static_cast<uint32_t>(at));
   WriteRecord(out, at);
+  ReleaseOutput();
   finfo.output_has_structure = true;
   return NoteStructureWritten();
 }
