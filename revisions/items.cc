@@ -106,9 +106,12 @@ void StoreElements(ItemBlock& block, const uint8_t* elements, uint32_t count) {
 }
 
 bool FoldWaitTimes(ItemBlock& block, const uint8_t* elements, uint32_t count, double length) {
+  const ResourceSet& set = resource_sets[kLd];
+  int32_t expected = 0;
   for (uint32_t i = 0; i < count; ++i, elements += block.row->element) {
-    const int32_t slot = FindIndex(kLd, elements, static_cast<int32_t>(i));
+    const int32_t slot = FindNext(set, kLd, elements, static_cast<int32_t>(i), expected);
     if (slot < 0) return false;
+    expected = slot + 1;
     const auto at = static_cast<size_t>(slot);
     std::memcpy(block.Element(slot), elements, 2);
     FoldQuadset<QuadRule::kCurrent, DiskOrder>(RefTo(block.gathered[at]), elements + kQuadsetSize,

@@ -17,9 +17,10 @@ Buffer record_out;
 // round. Smaller blocks are not worth asking for again.
 constexpr size_t kLarge = size_t{4} << 20;
 
-// Records that are kept beside the one being read, for their pending entries. More than ten in all
-// gain nothing.
-constexpr size_t kMostKept = size_t{7} << 20;
+// Bytes of records that are kept for their pending entries beside the one being read. More than ten
+// records in all gain nothing; a second one gains so much that it may be large.
+constexpr size_t kMostKept = size_t{7} << 19;
+constexpr size_t kMostSecond = size_t{7} << 20;
 constexpr size_t kMostRecords = 10;
 static_assert(kMostRecords <= kMostIntervals);
 
@@ -40,6 +41,7 @@ RecordView ReadWholeRecord() {
   if (in_use == 0) {
     most_size = length;
     limit = std::min(kMostRecords, 1 + kMostKept / std::max<size_t>(length, 1));
+    if (limit == 1 && length <= kMostSecond) limit = 2;
     pending_limit = limit;
   }
   uint8_t* const record = records[in_use].Reserve(length);

@@ -60,14 +60,13 @@ bool ReadSection(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
   const ResourceSet& set = resource_sets[kind];
   PendingKind& pending = ReadyPending<kId, kRule>(kind);
   pending.context = ContextOfSection<kId>(kind);
-  // Where keys count, and where entries go by their position.
-  const bool by_position = set.lookup == Lookup::kPosition;
-  const bool in_step = set.unique || by_position;
+  // The slot with the key is the right one when no other has the key, or when the position decides.
+  const bool in_step = set.unique || set.lookup == Lookup::kPosition;
   uint64_t mask = 0;
   {
     constexpr uint8_t kAll[3] = {0xFF, 0xFF, 0xFF};
     uint8_t marks[8];
-    PutMarks<kId>(marks, kAll, by_position ? 0 : set.key_count, 0xFF);
+    PutMarks<kId>(marks, kAll, set.key_count, 0xFF);
     std::memcpy(&mask, marks, 8);
   }
   const size_t full = kForm.size + pending.context.words_size;

@@ -322,6 +322,38 @@ TEST_P(ManySlots, RatesOfManyIntervals) { Compare(true, Course::kCalm, kDifferen
 
 TEST_P(ManySlots, WordsOfManyIntervals) { Compare(false, Course::kCalm, kDifferentForms); }
 
+// One unknown key among many entries, at each place: it breaks the record of every kind but those
+// that are searched from a cursor.
+TEST_P(ManySlots, UnknownKeysAreNeverTakenForTheSlotOfTheirPlace) {
+  const Kind kind = GetParam();
+  for (const int revision : kDifferentForms) {
+    const std::vector<KindFacts> kinds = KindsOf(revision);
+    if (FindKind(kinds, kind) == nullptr) continue;
+    const bool by_cursor = kind == kPd || (kind == kLd && revision >= 0x15);
+    SCOPED_TRACE(RevisionName(revision));
+    for (size_t unknown = 0; unknown <= kResources; ++unknown) {
+      ManySlotsRun sound(revision, kind, Course::kCalm);
+      sound.Begin();
+      sound.common_length = 1000;
+      RevisionRun run(revision);
+      run.Feed(sound.Structure());
+      if (kind == kHpNode) {
+        // Host port nodes are configured by their first record.
+        StatisticsBuilder first(revision);
+        for (const Plain& slot : sound.slots) first.Add(kind, sound.RandomEntry(slot.key, true));
+        run.Feed(first.Build());
+      }
+      StatisticsBuilder record(revision);
+      for (size_t i = 0; i < kResources; ++i) {
+        Key key = sound.slots[i].key;
+        if (i == unknown) key.back() = 250;
+        record.Add(kind, sound.RandomEntry(key, true));
+      }
+      EXPECT_EQ(run.Breaks(record.Build()), unknown < kResources && !by_cursor) << unknown;
+    }
+  }
+}
+
 // An entry whose key is not configured goes to the slot at the cursor, beside that slot's own.
 void ShareASlot() {
   RevisionRun run(0x1D);
