@@ -14,12 +14,12 @@ struct ArchiveTargetOptions {
 
 // How a run ended.
 struct ArchiveTargetResult {
-  int status = -1;       // exit status asked for, -1 when the run returned
-  bool abandoned = false;  // an input failed in an automatic run
+  int status = -1;                // exit status asked for, -1 when the run returned
+  bool abandoned = false;         // an input failed in an automatic run
   std::vector<std::string> left;  // names in the run's directory, inputs apart
 };
 
-// Writes each input under a name of its own day (all "20240101fz#001.psl" and up, "...psa" for level
-// 'D'), archives them and removes everything. Messages go nowhere.
+// Writes each input under a name of its own day (all "20240101fz#001.psl" and up, "...psa" for
+// level 'D'), archives them and removes everything. Messages go nowhere.
 ArchiveTargetResult ArchiveBytes(std::span<const std::span<const uint8_t>> inputs,
                                  const ArchiveTargetOptions& options);
