@@ -1,6 +1,9 @@
 // Choice of the vector kernels: once, at start, by what the processor can do.
 #include "revisions/fold_kernel.h"
 
+#ifdef QELPRF_PAIR_KERNELS
+extern const FoldKernels kFoldKernelsPairs;
+#endif
 #ifdef QELPRF_VECTOR_KERNELS
 extern const FoldKernels kFoldKernelsAvx2;
 extern const FoldKernels kFoldKernelsAvx512;
@@ -9,17 +12,21 @@ extern const FoldKernels kFoldKernelsAvx512;
 namespace {
 
 struct Available {
-  const FoldKernels* list[3] = {};
+  const FoldKernels* list[4] = {};
 
   Available() {
+    size_t n = 0;
 #ifdef QELPRF_VECTOR_KERNELS
-    int n = 0;
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw")) {
       list[n++] = &kFoldKernelsAvx512;
     }
     if (__builtin_cpu_supports("avx2")) list[n++] = &kFoldKernelsAvx2;
 #endif
+#ifdef QELPRF_PAIR_KERNELS
+    list[n++] = &kFoldKernelsPairs;
+#endif
+    list[n] = nullptr;
   }
 };
 

@@ -1,4 +1,4 @@
-// Body of the vector kernels, compiled once for each vector width (QELPRF_WIDTH: 4 or 8 doubles)
+// Body of the vector kernels, compiled once for each vector width (QELPRF_WIDTH: 2, 4 or 8 doubles)
 // with the options of its processor. Written with the compiler's vector extensions. It includes
 // nothing that holds inline functions: those would be compiled for the wrong processor and might be
 // chosen for the whole program. Everything is therefore in an unnamed namespace.

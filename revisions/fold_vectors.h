@@ -1,5 +1,5 @@
-// The vectors of the kernels: types of QELPRF_WIDTH (4 or 8) lanes, loading words of the entries of
-// as many slots, and what all kernels calculate with. Only for fold_kernel_impl.h, whose head
+// The vectors of the kernels: types of QELPRF_WIDTH (2, 4 or 8) lanes, loading words of the entries
+// of as many slots, and what all kernels calculate with. Only for fold_kernel_impl.h, whose head
 // comment says why everything is in an unnamed namespace.
 #pragma once
 
@@ -20,7 +20,7 @@ typedef double Doubles __attribute__((vector_size(kWidth * 8)));
 typedef int64_t Masks __attribute__((vector_size(kWidth * 8)));
 typedef uint64_t Wide __attribute__((vector_size(kWidth * 8)));
 typedef uint8_t Bytes16 __attribute__((vector_size(16)));
-#if QELPRF_WIDTH == 4
+#if QELPRF_WIDTH != 8
 typedef uint32_t Words __attribute__((vector_size(16)));
 #else
 typedef uint8_t Bytes32 __attribute__((vector_size(32)));
@@ -97,9 +97,18 @@ QELPRF_INLINE Doubles ToDoubles(Wide w) {
 #else
 
 QELPRF_INLINE Words Turned(Bytes16 b) {
+#if QELPRF_WIDTH == 4
   return reinterpret_cast<Words>(
       __builtin_shufflevector(b, b, 3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12));
+#else
+  // Not all of these processors shuffle bytes.
+  const Words w = reinterpret_cast<Words>(b);
+  const Words halves = (w >> 8 & 0x00FF00FF) | (w & 0x00FF00FF) << 8;
+  return halves >> 16 | halves << 16;
+#endif
 }
+
+#if QELPRF_WIDTH == 4
 
 QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
   const Words r0 = Turned(LoadGroup(entry));
@@ -116,18 +125,29 @@ QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
            __builtin_convertvector(__builtin_shufflevector(high01, high23, 2, 3, 6, 7), Wide)}};
 }
 
-QELPRF_INLINE Wide Larger(Wide a, Wide b) {
-  // The comparison that AVX2 has is the signed one; words do not reach the sign.
-  return reinterpret_cast<Masks>(a) < reinterpret_cast<Masks>(b) ? b : a;
-}
-QELPRF_INLINE Wide Smaller(Wide a, Wide b) {
-  return reinterpret_cast<Masks>(b) < reinterpret_cast<Masks>(a) ? b : a;
+#else
+
+QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
+  const Words r0 = Turned(LoadGroup(entry));
+  const Words r1 = Turned(LoadGroup(entry + step));
+  const Words low = __builtin_shufflevector(r0, r1, 0, 4, 1, 5);
+  const Words high = __builtin_shufflevector(r0, r1, 2, 6, 3, 7);
+  const Words none = {};
+  return {{reinterpret_cast<Wide>(__builtin_shufflevector(low, none, 0, 4, 1, 5)),
+           reinterpret_cast<Wide>(__builtin_shufflevector(low, none, 2, 6, 3, 7)),
+           reinterpret_cast<Wide>(__builtin_shufflevector(high, none, 0, 4, 1, 5)),
+           reinterpret_cast<Wide>(__builtin_shufflevector(high, none, 2, 6, 3, 7))}};
 }
 
-// AVX2 converts no 64-bit words: as the fraction of a double of 2^52 and more they are exact, too.
-QELPRF_INLINE Doubles ToDoubles(Wide w) {
-  return reinterpret_cast<Doubles>(w | 0x4330000000000000) - 4503599627370496.0;
-}
+#endif
+
+// Few processors convert 64-bit words: as the fraction of a double of 2^52 and more they are exact,
+// too, and in the order of the words.
+QELPRF_INLINE Doubles Whole(Wide w) { return reinterpret_cast<Doubles>(w | 0x4330000000000000); }
+QELPRF_INLINE Doubles ToDoubles(Wide w) { return Whole(w) - 4503599627370496.0; }
+
+QELPRF_INLINE Wide Larger(Wide a, Wide b) { return Whole(a) < Whole(b) ? b : a; }
+QELPRF_INLINE Wide Smaller(Wide a, Wide b) { return Whole(b) < Whole(a) ? b : a; }
 
 #endif
 
