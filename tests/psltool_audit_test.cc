@@ -291,7 +291,7 @@ TEST_F(PsltoolAudit, AllFindsTheLogsOfDayArchivesMadeStraight) {
 }
 
 TEST_F(PsltoolAudit, AllOfADirectoryWithoutArchivesIsNotProved) {
-  for (const std::string& options : {"", "--json"}) {
+  for (const std::string options : {"", "--json"}) {
     std::vector<std::string> arguments = {"audit", "--all", dir_.Path("logs")};
     if (!options.empty()) arguments.push_back(options);
     const ProgramResult result = Tool(arguments);

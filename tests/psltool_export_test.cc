@@ -315,17 +315,17 @@ TEST_F(PsltoolExport, NothingOfTheTimeOrKeyIsToldOnceForAllFiles) {
       EXPECT_FALSE(dir_.Exists("x.db"));
     }
   }
-  // One file with rows is enough: the log alone has a record of this time.
+  // One file with rows is enough: the day archive has no record of this time.
   const auto lines = Export("csv", {"--utc", log_}).out;
   const std::string first = lines.substr(lines.find('\n') + 1, 19);
   const std::vector<std::string> times = {"--from", first, "--to", first, "--utc"};
   std::vector<std::string> both = times;
-  both.insert(both.end(), {files_[1].path, log_});
+  both.insert(both.end(), {files_[2].path, log_});
   const ProgramResult some = Export("csv", both);
   EXPECT_EQ(some.status, 0) << some.err;
   EXPECT_EQ(some.err, "");
   std::vector<std::string> archive = times;
-  archive.push_back(files_[1].path);
+  archive.push_back(files_[2].path);
   EXPECT_EQ(Export("csv", archive).status, 1);
   const ProgramResult reversed =
       Export("csv", {"--from", "2024-03-05", "--to", "2024-03-04", log_});
