@@ -290,6 +290,18 @@ TEST_F(PsltoolAudit, AllFindsTheLogsOfDayArchivesMadeStraight) {
   EXPECT_EQ(json::parse(result.out)["archives"][4]["inputs"].size(), 8U);
 }
 
+TEST_F(PsltoolAudit, AllOfADirectoryWithoutArchivesIsNotProved) {
+  for (const std::string options : {"", "--json"}) {
+    std::vector<std::string> arguments = {"audit", "--all", dir_.Path("logs")};
+    if (!options.empty()) arguments.push_back(options);
+    const ProgramResult result = Tool(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err,
+              "psltool: " + dir_.Path("logs") + ": holds no archive (.psa): nothing to audit\n");
+  }
+}
+
 TEST_F(PsltoolAudit, ListsTheFirstFindingsOfAClass) {
   const auto logs = Files("logs", "20240305array01");
   dir_.Write("hour/20240305array01.psa", dir_.Read("hour/20240304array01.psa"));

@@ -311,7 +311,8 @@ TEST(PsltoolCheckCommand, WarningsCountWhenStrict) {
   EXPECT_EQ(Check({dir.Path("a.psl")}).status, 0);
   const ProgramResult strict = Check({"--strict", dir.Path("a.psl")});
   EXPECT_EQ(strict.status, 1);
-  EXPECT_NE(strict.out.find("2024-01-01 00:00:00 UTC is 60 s before"), std::string::npos) << strict.out;
+  EXPECT_NE(strict.out.find("2024-01-01 00:00:00 UTC is 60 s before"), std::string::npos)
+      << strict.out;
 }
 
 TEST(PsltoolCheckCommand, WhatCannotBeReadMakesStatus2) {
@@ -322,6 +323,10 @@ TEST(PsltoolCheckCommand, WhatCannotBeReadMakesStatus2) {
   EXPECT_EQ(missing.err, "psltool: " + dir.Path("missing.psl") +
                              ": cannot be opened: No such file or directory\n");
   EXPECT_NE(missing.out.find("[file-empty]"), std::string::npos);
+  EXPECT_NE(missing.out.find("\n1 file, 1 with findings: 1 error, 0 warnings; 1 could not be "
+                             "read\n"),
+            std::string::npos)
+      << missing.out;
   EXPECT_EQ(Check({}).status, 2);
   EXPECT_EQ(Check({"--nonsense", dir.Path()}).status, 2);
 }
@@ -365,6 +370,35 @@ TEST(PsltoolCheckCommand, AFullDiskIsTold) {
       "/bin/sh", {"-c", "exec \"$0\" check \"$1\" > /dev/full", PSLTOOL_PATH, dir.Path("a.psl")});
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.err, "psltool: standard output: cannot be written\n");
+}
+
+TEST(PsltoolCheckCommand, ADirectoryWithoutLogsIsNotSound) {
+  TempDir dir;
+  dir.MakeDirectory("empty");
+  dir.Write("empty/notes.txt", "no log");
+  for (const auto& options : std::vector<std::vector<std::string>>{{}, {"--json"}, {"-q"}}) {
+    std::vector<std::string> arguments = options;
+    arguments.push_back(dir.Path("empty"));
+    const ProgramResult result = Check(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "psltool: " + dir.Path("empty") +
+                              ": holds no log (.psl) and no archive (.psa): nothing to check\n");
+  }
+  // Beside others an empty one is no trouble: archives may be still to come.
+  dir.Write("a.psl", spell::Log({}, {spell::kNewYear}));
+  const ProgramResult both = Check({dir.Path("empty"), dir.Path("a.psl")});
+  EXPECT_EQ(both.status, 0);
+  EXPECT_EQ(both.err, "");
+}
+
+TEST(PsltoolCheckCommand, OneFindingMoreIsOne) {
+  TempDir dir;
+  std::vector<uint32_t> times;
+  for (uint32_t i = 12; i > 0; --i) times.push_back(spell::kNewYear + i);
+  dir.Write("a.psl", spell::Log({}, times));
+  const std::string out = Check({dir.Path("a.psl")}).out;
+  EXPECT_NE(out.find(": 1 more finding of class stamp-back\n"), std::string::npos) << out;
 }
 
 }  // namespace

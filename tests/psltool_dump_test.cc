@@ -250,7 +250,35 @@ TEST(PsltoolDump, TimesAndKeysChooseEntries) {
   EXPECT_EQ(count({"--from", "@1704067201", "--to", "@1704070800"}), 1U);
   EXPECT_EQ(count({"--from", "2024-01-01 06:30"}, "Asia/Kolkata"), 3U);
   EXPECT_EQ(count({"--utc", "--from", "2024-01-01 06:30"}, "Asia/Kolkata"), 1U);
-  EXPECT_EQ(count({"--from", "2025-01-01"}), 0U);
+}
+
+TEST(PsltoolDump, NothingOfTheTimeOrKeyIsTold) {
+  TempDir dir;
+  dir.Write("x.psl", DiskFile());
+  const std::string file = dir.Path("x.psl");
+  for (const char* format : {"table", "csv", "ndjson"}) {
+    const ProgramResult late = Dump(file, {"--from", "2025-01-01", "--format", format});
+    EXPECT_EQ(late.status, 1);
+    EXPECT_EQ(late.err, "psltool: " + file +
+                            ": no record lies in the time from 2025-01-01 (local); psltool info "
+                            "tells what time a file spans\n");
+    const ProgramResult key = Dump(file, {"--kind", "ld", "--key", "4711", "--format", format});
+    EXPECT_EQ(key.status, 1);
+    EXPECT_EQ(key.err, "psltool: " + file +
+                           ": no record holds ld 4711; without --key all of the kind are put "
+                           "out\n");
+  }
+  // Keys of optional items are compared as text.
+  EXPECT_EQ(Dump(file, {"--kind", "wait-time", "--key", "4711"}).status, 1);
+  // A kind that the array does not have is no mistake.
+  const ProgramResult kind = Dump(file, {"--kind", "rank"});
+  EXPECT_EQ(kind.status, 0);
+  EXPECT_EQ(kind.err, "");
+  const ProgramResult reversed =
+      Dump(file, {"--from", "2024-01-02", "--to", "2024-01-01", "--format", "csv"});
+  EXPECT_EQ(reversed.status, 2);
+  EXPECT_EQ(reversed.out, "");
+  EXPECT_EQ(reversed.err, "psltool: dump --from: '2024-01-02' is after --to '2024-01-01'\n");
 }
 
 TEST(PsltoolDump, WhatCannotBeAskedForIsRefused) {
@@ -291,8 +319,13 @@ TEST(PsltoolDump, ABrokenFileIsPrintedUpToThePlace) {
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(Lines(result.out).size(), 3U);
   const std::string place = std::to_string(start.size() + broken.size() - 10);
-  EXPECT_EQ(result.err, "psltool: " + dir.Path("x.psl") + ": record 3 (STA) at offset " + place +
-                            ", section ld, entry 0: the section leaves the record\n");
+  EXPECT_EQ(result.err,
+            "psltool: " + dir.Path("x.psl") + ": record 3 (STA) at offset " + place +
+                ", section ld, entry 0: the section leaves the record; psltool check tells "
+                "all findings, psltool salvage saves the sound records\n");
+  // A file without a sound header has nothing to be saved.
+  dir.Write("y.psl", "no log");
+  EXPECT_EQ(Dump(dir.Path("y.psl"), {}).err.find("salvage"), std::string::npos);
 }
 
 TEST(PsltoolDump, EntriesBeforeAnyStructureAreBroken) {
@@ -476,7 +509,10 @@ TEST(PsltoolDump, MemoryDoesNotGrowWithTheFile) {
         "/bin/sh",
         {"-c", "cd \"$1\"; ulimit -v 49152; exec \"$0\" " + std::string(command) + " x.psl",
          PSLTOOL_PATH, dir.Path()});
-    EXPECT_EQ(result.status, 0) << command << ": " << result.err;
+    // Read to the end, a file without the key makes status 1, lack of memory 2.
+    const bool finds = result.err.find("no record holds ld 999") == std::string::npos;
+    EXPECT_EQ(finds, std::string(command).find("999") == std::string::npos) << command;
+    EXPECT_EQ(result.status, finds ? 0 : 1) << command << ": " << result.err;
   }
 }
 #endif

@@ -297,6 +297,44 @@ TEST_F(PsltoolExport, WhatCannotBeIsRefused) {
   EXPECT_EQ(AskOne(Db(), "SELECT count(*) FROM files"), "1");
 }
 
+TEST_F(PsltoolExport, NothingOfTheTimeOrKeyIsToldOnceForAllFiles) {
+  const std::vector<std::string> key = {"--kind", "ld", "--key", "4711"};
+  const std::vector<std::string> late = {"--from", "2031-01-01"};
+  for (const auto& choice : {key, late}) {
+    for (const char* form : {"csv", "ndjson", "openmetrics", "sqlite"}) {
+      dir_.Write("x.out", "as it was");
+      const std::string out = std::string(form) == "sqlite" ? Db() : dir_.Path("x.out");
+      std::vector<std::string> more = choice;
+      more.insert(more.end(), {"-o", out, files_[0].path, files_[1].path});
+      const ProgramResult result = Export(form, more);
+      EXPECT_EQ(result.status, 1) << form;
+      EXPECT_TRUE(result.err.starts_with("psltool: export: no record ")) << result.err;
+      EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+      EXPECT_EQ(dir_.Read("x.out"), "as it was");
+      EXPECT_FALSE(dir_.Exists("x.out.part"));
+      EXPECT_FALSE(dir_.Exists("x.db"));
+    }
+  }
+  // One file with rows is enough: the day archive has no record of this time.
+  const auto lines = Export("csv", {"--utc", log_}).out;
+  const std::string first = lines.substr(lines.find('\n') + 1, 19);
+  const std::vector<std::string> times = {"--from", first, "--to", first, "--utc"};
+  std::vector<std::string> both = times;
+  both.insert(both.end(), {files_[2].path, log_});
+  const ProgramResult some = Export("csv", both);
+  EXPECT_EQ(some.status, 0) << some.err;
+  EXPECT_EQ(some.err, "");
+  std::vector<std::string> archive = times;
+  archive.push_back(files_[2].path);
+  EXPECT_EQ(Export("csv", archive).status, 1);
+  const ProgramResult reversed =
+      Export("csv", {"--from", "2024-03-05", "--to", "2024-03-04", log_});
+  EXPECT_EQ(reversed.status, 2);
+  EXPECT_NE(reversed.err.find("export --from: '2024-03-05' is after --to '2024-03-04'"),
+            std::string::npos)
+      << reversed.err;
+}
+
 TEST_F(PsltoolExport, AnotherProgramsDatabaseIsLeftAlone) {
   sqlite3* db = nullptr;
   ASSERT_EQ(sqlite3_open(Db().c_str(), &db), SQLITE_OK);

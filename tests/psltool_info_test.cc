@@ -110,6 +110,9 @@ TEST(PsltoolInfo, ABrokenFileIsToldUpToThePlace) {
   EXPECT_NE(result.err.find("record 8 at offset " + std::to_string(Sample().size())),
             std::string::npos)
       << result.err;
+  EXPECT_NE(result.err.find("; psltool check tells all findings, psltool salvage saves"),
+            std::string::npos)
+      << result.err;
   const ProgramResult as_json = Info({"--json", dir.Path("20240101a.psl")});
   EXPECT_EQ(as_json.status, 1);
   EXPECT_EQ(json::parse(as_json.out)[0]["trouble"]["offset"], Sample().size());

@@ -67,7 +67,13 @@ TEST(PsltoolManners, EveryCommandTellsStatusesVersionAndExamples) {
     EXPECT_EQ(result.status, 0) << name;
     EXPECT_EQ(result.out, version.out) << name;
     command.back() = "--no-such-option";
-    EXPECT_EQ(RunProgram(PSLTOOL_PATH, command).status, 2) << name;
+    const ProgramResult refused = RunProgram(PSLTOOL_PATH, command);
+    EXPECT_EQ(refused.status, 2) << name;
+    EXPECT_TRUE(refused.err.starts_with("psltool: ")) << refused.err;
+    command.pop_back();
+    std::string words = "psltool";
+    for (const std::string& word : command) words += " " + word;
+    EXPECT_TRUE(refused.err.ends_with("; " + words + " --help tells the options\n")) << refused.err;
   }
   for (const char* name : {"dump", "export", "health", "info", "make", "show", "top"}) {
     EXPECT_NE(RunProgram(PSLTOOL_PATH, {name, "--help"}).out.find("--utc"), std::string::npos)

@@ -179,7 +179,87 @@ TEST_F(PsltoolPlan, RefusesWhatItCannotPlan) {
   EXPECT_EQ(Plan({}, "yesterday").status, 2);
   const ProgramResult segment = RunProgram(PSLTOOL_PATH, {"plan", "--segment", "2147483000"});
   EXPECT_EQ(segment.status, 2);
-  EXPECT_THAT(segment.err, HasSubstr("segment 2147483000: "));
+  EXPECT_THAT(segment.err,
+              HasSubstr("segment 2147483000: there is no segment 2147483000; `ipcs -m` "));
+}
+
+// The segment says it all; what is given besides would count for nothing.
+TEST_F(PsltoolPlan, OptionsOfTheRootExcludeTheSegment) {
+  for (const auto& [option, value] :
+       std::vector<std::pair<std::string, std::string>>{{"--root", "/r"},
+                                                        {"--archive", "/a"},
+                                                        {"--pml", "/p"},
+                                                        {"--keep-psl", "30d"},
+                                                        {"--keep-hour", "1m"},
+                                                        {"--keep-day", "1y"},
+                                                        {"--archiving", "off"},
+                                                        {"--capacity", "1"},
+                                                        {"--capacity-override", "1"}}) {
+    const ProgramResult result =
+        RunProgram(PSLTOOL_PATH, {"plan", "--segment", "2147483000", option, value});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, HasSubstr("excludes"));
+    EXPECT_THAT(result.err, HasSubstr(option));
+  }
+}
+
+// Neither the lock nor the working directory has a place then.
+TEST_F(PsltoolPlan, RootWithoutItsDirectoriesEndsTheRun) {
+  AddLog("20240303a.psl", kMarch3);
+  AddLog("20230303a.psl", kMarch3 - 366 * 86400);
+  const std::vector<std::string> keep = {"--keep-psl", "30d"};
+  ASSERT_EQ(JsonPlan(keep).at("ends_early"), "");
+  ASSERT_THAT(JsonPlan(keep).at("remove"), Not(IsEmpty()));
+  const auto ends = [&](const std::vector<std::string>& more) {
+    const json plan = JsonPlan(more);
+    for (const char* list : {"runs", "remove", "keep", "prune"}) {
+      EXPECT_THAT(plan.at(list), IsEmpty()) << list;
+    }
+    EXPECT_EQ(Plan(more).status, 1);
+    EXPECT_THAT(Plan(more).out, HasSubstr("the run would end here: "));
+    EXPECT_THAT(Plan(more).out, Not(HasSubstr("removal")));
+    return std::string(plan.at("ends_early"));
+  };
+  std::filesystem::remove(directory.Path("root/core/Qelprfd"));
+  const std::string core = directory.Path("root/core/Qelprfd");
+  EXPECT_EQ(ends(keep), "there is no directory " + core + " (messages 113 and 114); make it first");
+  EXPECT_THAT(ends({"--archiving", "off"}), HasSubstr(core));
+  EXPECT_THAT(ends({"--auto2", "0", "1", "1"}), HasSubstr(core));
+  std::filesystem::remove(directory.Path("root/pmon"));
+  EXPECT_THAT(ends(keep), HasSubstr(directory.Path("root/pmon") + " and no " + core));
+  directory.MakeDirectory("root/pmon");
+  directory.MakeDirectory("root/core/Qelprfd");
+  directory.Write("root/core/Qelprfd/Qelprfarc");
+  EXPECT_THAT(ends(keep), HasSubstr(core + "/Qelprfarc is no directory"));
+  // The lock file and the log directory of the run are as they were: not there.
+  EXPECT_FALSE(directory.Exists("root/pmon/arclock"));
+}
+
+// As the run does it: it removes nothing either, and says so in its messages.
+class PrefixPsltoolPlanRoot : public PsltoolPlan {};
+
+TEST_F(PrefixPsltoolPlanRoot, RunWithoutTheDirectoriesDoesNothing) {
+  AddLog("20240303a.psl", kMarch3);
+  AddLog("20230303a.psl", kMarch3 - 366 * 86400);
+  SegmentBytes segment;
+  segment.PutDirectories(directory.Path("root"), directory.Path("arc"), directory.Path("pml"));
+  segment.PutArchivingSwitch(1);
+  segment.PutRetention(0, 30, 0);
+  const SharedSegment shared(segment);
+  const auto logs = directory.Names("arc");
+  for (const char* missing : {"root/core/Qelprfd", "root/pmon"}) {
+    std::filesystem::remove_all(directory.Path(missing));
+    const ProgramResult plan = RunProgram(PSLTOOL_PATH, {"plan", "--segment", shared.Id()});
+    EXPECT_EQ(plan.status, 1);
+    EXPECT_THAT(plan.out, HasSubstr("the run would end here: there is no directory " +
+                                    directory.Path("root/")));
+    // The run's own status tells nothing of it.
+    RunProgram(QELPRFARC_TEST_PATH, {"-mode", "svr", shared.Id(), "-auto"});
+    EXPECT_EQ(directory.Names("arc"), logs);
+    EXPECT_THAT(directory.Names("arc/archive"), IsEmpty());
+    directory.MakeDirectory(missing);
+  }
 }
 
 // --- Pruning --------------------------------------------------------------------------------------

@@ -202,8 +202,17 @@ TEST_F(PsltoolSegment, RemoveRemoves) {
   EXPECT_FALSE(SegmentExists(number));
   const ProgramResult again = Psltool({"remove", std::to_string(number)});
   EXPECT_EQ(again.status, 1);
-  EXPECT_THAT(again.err, StartsWith("psltool: segment " + std::to_string(number) + ": "));
-  EXPECT_EQ(Psltool({"show", std::to_string(number)}).status, 1);
+  EXPECT_THAT(again.err,
+              StartsWith("psltool: segment " + std::to_string(number) + ": there is no segment " +
+                         std::to_string(number) + "; `ipcs -m` "));
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{"remove", "--force"}, {"show"}}) {
+    std::vector<std::string> arguments = command;
+    arguments.push_back(std::to_string(number));
+    const ProgramResult gone = Psltool(arguments);
+    EXPECT_EQ(gone.status, 1);
+    EXPECT_EQ(gone.err, again.err);
+  }
 }
 
 TEST_F(PsltoolSegment, ForeignSegmentsAreRemovedOnlyByForce) {

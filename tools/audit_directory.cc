@@ -116,6 +116,9 @@ bool AuditDirectory(const DirectoryWishes& wishes,
   std::vector<DayFile> archives;
   Shelves shelves;
   if (!List(wishes.archives, ".psa", kMonthDigits, archives)) return false;
+  if (archives.empty()) {
+    return Fail(wishes.archives, "holds no archive (.psa): nothing to audit");
+  }
   if (!List(wishes.logs, ".psl", kDateDigits, shelves.logs)) return false;
   std::set<std::string> day_level;
   for (const DayFile& file : archives) {

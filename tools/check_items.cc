@@ -49,11 +49,8 @@ bool CheckElements(const RevisionLayout& layout, const ItemRow& row, const Item&
   const uint32_t count = Load16(item.bytes.data() + kItemCount);
   if (!TakesElements(layout, row, item.bytes) || count == 0) return true;
   const uint32_t first = Load32(item.bytes.data() + kItemFirst);
-  const uint64_t size = item.bytes.size();
-  if (first < kItemHead || first > size || uint64_t{count} * row.element > size - first) {
-    return report.Error("item-elements", item.at + kItemFirst, item.name + ", first element",
-                        fmt::format("{} elements of {} bytes at {} are not in the item's {} bytes",
-                                    count, row.element, first, size));
+  if (const auto fault = ElementsFault(row, item.bytes, item.at, item.name)) {
+    return report.Error(fault->code, fault->at, fault->field, fault->text);
   }
   if (static_cast<int32_t>(count) > room) {
     return report.Error("item-count", item.at + kItemCount, item.name + ", element count",
@@ -64,6 +61,38 @@ bool CheckElements(const RevisionLayout& layout, const ItemRow& row, const Item&
 }
 
 }  // namespace
+
+std::optional<ItemFault> CarveItem(std::span<const uint8_t> record, uint64_t at, uint32_t number,
+                                   std::span<const uint8_t>& item) {
+  const std::string name = fmt::format("optional item {}", number);
+  const auto head = Carve(record, at, kItemHead);
+  if (head.empty()) {
+    // The first one is misplaced by the section's offset, a later one by what stands before it.
+    return ItemFault{"item-bounds", number == 0 ? kItemsSlot + 4 : at, name, "leaves the record"};
+  }
+  const uint32_t size = Load32(head.data() + kItemLength);
+  if (size < kItemHead) {
+    return ItemFault{"item-length", at + kItemLength, name + ", length",
+                     fmt::format("{} bytes are less than its head of {}", size, kItemHead)};
+  }
+  item = Carve(record, at, size);
+  if (!item.empty()) return std::nullopt;
+  return ItemFault{"item-bounds", at + kItemLength, name + ", length",
+                   fmt::format("{} bytes leave the record", size)};
+}
+
+std::optional<ItemFault> ElementsFault(const ItemRow& row, std::span<const uint8_t> item,
+                                       uint64_t at, const std::string& name) {
+  const uint32_t count = Load16(item.data() + kItemCount);
+  const uint32_t first = Load32(item.data() + kItemFirst);
+  const uint64_t size = item.size();
+  if (first >= kItemHead && first <= size && uint64_t{count} * row.element <= size - first) {
+    return std::nullopt;
+  }
+  return ItemFault{"item-elements", at + kItemFirst, name + ", first element",
+                   fmt::format("{} elements of {} bytes at {} are not in the item's {} bytes",
+                               count, row.element, first, size)};
+}
 
 const ItemRow* ItemRowOfType(uint8_t type, uint8_t revision) {
   for (const ItemRow& row : kItemRows) {
@@ -86,23 +115,12 @@ bool CheckItems(const RevisionLayout& layout, std::span<const uint8_t> record, R
   if (place.count == 0 || place.offset == 0) return true;
   uint64_t at = place.offset;
   for (uint32_t i = 0; i < place.count; ++i) {
-    const std::string name = fmt::format("optional item {}", i);
-    const auto head = Carve(record, at, kItemHead);
-    if (head.empty()) {
-      // The first one is misplaced by the section's offset, a later one by what stands before it.
-      return report.Error("item-bounds", i == 0 ? kItemsSlot + 4 : at, name, "leaves the record");
+    Item item = {{}, at, fmt::format("optional item {}", i)};
+    if (const auto fault = CarveItem(record, at, i, item.bytes)) {
+      return report.Error(fault->code, fault->at, fault->field, fault->text);
     }
-    const uint32_t size = Load32(head.data() + kItemLength);
-    if (size < kItemHead) {
-      return report.Error("item-length", at + kItemLength, name + ", length",
-                          fmt::format("{} bytes are less than its head of {}", size, kItemHead));
-    }
-    const Item item = {Carve(record, at, size), at, name};
-    if (item.bytes.empty()) {
-      return report.Error("item-bounds", at + kItemLength, name + ", length",
-                          fmt::format("{} bytes leave the record", size));
-    }
-    const uint8_t type = head[kItemType];
+    const std::string& name = item.name;
+    const uint8_t type = item.bytes[kItemType];
     const ItemRow* const row = ItemRowOfType(type, layout.revision);
     if (row != nullptr) {
       if (!CheckElements(layout, *row, item, report, tables)) return false;
@@ -110,7 +128,7 @@ bool CheckItems(const RevisionLayout& layout, std::span<const uint8_t> record, R
       report.Warn("item-unknown", at + kItemType, name + ", type",
                   fmt::format("type {} is unknown and passed over", type));
     }
-    at += size;
+    at += item.bytes.size();
   }
   extents.Add(place.offset, at - place.offset, "the optional items", kItemsSlot + 4);
   return true;

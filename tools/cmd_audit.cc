@@ -96,12 +96,12 @@ class Report {
       if (wishes_.full || count <= kListed) continue;
       more.push_back({{"class", code}, {"count", count - kListed}});
       if (!wishes_.json) {
-        out_.Print("{}: {} more findings of class {}\n", file.path, count - kListed, code);
+        out_.Print("{}: {} of class {}\n", file.path, Count(count - kListed, "more finding"), code);
       }
     }
     if (beyond != 0) {
       more.push_back({{"class", nullptr}, {"count", beyond}});
-      if (!wishes_.json) out_.Print("{}: {} more findings\n", file.path, beyond);
+      if (!wishes_.json) out_.Print("{}: {}\n", file.path, Count(beyond, "more finding"));
     }
     if (wishes_.json) {
       files_.push_back(JsonOf(file, std::move(more)));
@@ -279,7 +279,9 @@ void AddAuditCommand(CLI::App& app, int& status) {
       "they stand in the file. Local time, --utc for UTC. Use the time zone of the machine that\n"
       "made the archive: days of older files are those of its local time.\n\n"
       "Exit status: 0 the archive agrees, 1 findings (with --strict also an archive of --all that\n"
-      "has no inputs left), 2 a file could not be read or the command line is wrong.\n\n"
+      "has no inputs left), 2 a file could not be read, the directory of --all holds no archive, "
+      "or\n"
+      "the command line is wrong.\n\n"
       "Examples:\n"
       "  psltool audit --archive 20240304array01.psa 20240304array01.psl\n"
       "  psltool audit --archive 202403array01.psa archive/202403??array01.psa\n"

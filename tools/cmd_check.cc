@@ -33,7 +33,7 @@ struct Wishes {
 };
 
 struct Totals {
-  uint64_t files = 0;
+  uint64_t files = 0;  // that could be read
   uint64_t bad_files = 0;
   uint64_t errors = 0;
   uint64_t warnings = 0;
@@ -122,7 +122,8 @@ class Listing {
       if (wishes_.all || count <= kListed) continue;
       more.push_back({{"class", key.second}, {"count", count - kListed}});
       if (wishes_.json || wishes_.quiet) continue;
-      out_.Print("{}: {} more findings of class {}\n", file.path, count - kListed, key.second);
+      out_.Print("{}: {} more finding{} of class {}\n", file.path, count - kListed,
+                 count - kListed == 1 ? "" : "s", key.second);
     }
     if (wishes_.json) {
       nlohmann::ordered_json object = {{"path", file.path},        {"size", file.size},
@@ -151,9 +152,11 @@ class Listing {
       out_.Put(report.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
       out_.Put("\n");
     } else if (!wishes_.quiet) {
-      out_.Print("{} file{}, {} with findings: {} error{}, {} warning{}\n", totals.files,
-                 totals.files == 1 ? "" : "s", totals.bad_files, totals.errors,
-                 totals.errors == 1 ? "" : "s", totals.warnings, totals.warnings == 1 ? "" : "s");
+      out_.Print(
+          "{} file{}, {} with findings: {} error{}, {} warning{}{}\n", totals.files,
+          totals.files == 1 ? "" : "s", totals.bad_files, totals.errors,
+          totals.errors == 1 ? "" : "s", totals.warnings, totals.warnings == 1 ? "" : "s",
+          totals.unreadable == 0 ? "" : fmt::format("; {} could not be read", totals.unreadable));
     }
   }
 
@@ -197,16 +200,26 @@ int Check(const Wishes& wishes) {
   std::vector<std::string> files;
   bool trouble = false;
   for (const std::string& path : wishes.paths) trouble = !Collect(path, files) || trouble;
+  if (files.empty() && !trouble) {
+    // Mostly a mistyped path; that nothing was found wrong would be no comfort.
+    for (const std::string& path : wishes.paths) {
+      static_cast<void>(Fail(path, "holds no log (.psl) and no archive (.psa): nothing to check"));
+    }
+    return kTrouble;
+  }
   for (const std::string& path : files) {
     const auto take = [&](const Finding& finding) { listing.Take(path, finding); };
     CheckedFile file = CheckFile(path, take, progress);
     CheckSeal(sums.DigestFor(path), take, progress, file);
     listing.Finish(file);
-    ++totals.files;
     totals.errors += file.errors;
     totals.warnings += file.warnings;
-    totals.bad_files += file.errors + file.warnings != 0 ? 1 : 0;
-    totals.unreadable += file.unreadable ? 1 : 0;
+    if (file.unreadable) {
+      ++totals.unreadable;
+    } else {
+      ++totals.files;
+      totals.bad_files += file.errors + file.warnings != 0 ? 1 : 0;
+    }
     if (out.failed()) break;
   }
   progress.Clear();
@@ -231,7 +244,7 @@ void AddCheckCommand(CLI::App& app, int& status) {
       "Where SHA256SUMS stands beside a file and has a line for it, the digest is compared, "
       "too.\n\n"
       "Exit status: 0 no errors (with --strict: no findings), 1 findings, 2 a file could not be\n"
-      "read or the command line is wrong.\n\n"
+      "read, the directories hold no log or archive, or the command line is wrong.\n\n"
       "Examples:\n"
       "  psltool check 20240304array01.psl\n"
       "  psltool check --strict /var/opt/pmon/log\n"
@@ -242,6 +255,7 @@ void AddCheckCommand(CLI::App& app, int& status) {
   command->add_flag("--all", wishes->all,
                     "List every finding, not only the first 10 of a class in a file");
   command->add_flag("--json", wishes->json, "A JSON text for programs");
-  command->add_flag("-q,--quiet", wishes->quiet, "No text, only the exit status");
+  command->add_flag("-q,--quiet", wishes->quiet,
+                    "No text but of what cannot be read, only the exit status");
   command->callback([wishes, &status] { status = Check(*wishes); });
 }

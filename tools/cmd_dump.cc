@@ -35,13 +35,17 @@ int Dump(const Wishes& wishes) {
                                              : wishes.format == "ndjson"
                                                  ? MakeJsonLinesWriter(out, zone)
                                                  : MakeTableWriter(out, zone);
-  const DumpEnd end = DumpFile(dump, *writer, out, progress);
+  DumpCount count;
+  const DumpEnd end =
+      DumpFile(dump, *writer, out, progress, PslReader::Reports::kPrinted, nullptr, &count);
   progress.Clear();
   if (!out.Flush()) {
     static_cast<void>(Fail("standard output", "cannot be written"));
     return kTrouble;
   }
-  if (end == DumpEnd::kDone) return 0;
+  if (end == DumpEnd::kDone) {
+    return HasWhatWasAsked(wishes.file, wishes.choice, dump, count) ? 0 : kBad;
+  }
   return end == DumpEnd::kBroken ? kBad : kTrouble;
 }
 
@@ -56,8 +60,9 @@ void AddDumpCommand(CLI::App& app, int& status) {
       "operation and in the unit of the file. In tables each counter group has a line of its own.\n"
       "--raw adds the words as they stand: offset, ratio, q0 to q3 of each group, extended "
       "words.\n\n"
-      "Exit status: 0 done, 1 the file is broken (what stands in front of the place is printed),\n"
-      "2 the file could not be read or the command line is wrong.\n\n"
+      "Exit status: 0 done, 1 the file is broken (what stands in front of the place is printed)\n"
+      "or has no record of the time or none of the key, 2 the file could not be read or the "
+      "command line is wrong.\n\n"
       "Examples:\n"
       "  psltool dump 20240304array01.psl --kind ld --key 21\n"
       "  psltool dump 20240304array01.psl --kind pd --from \"2024-03-04 09:00\" --format csv\n"

@@ -27,6 +27,9 @@ struct Wishes {
   ChoiceOptions choice;
 };
 
+// A failure that leaves a text file as it was.
+constexpr int kNothing = -1;
+
 constexpr const char* kForms[] = {"csv", "ndjson", "sqlite", "openmetrics"};
 
 bool IsForm(const std::string& text) {
@@ -99,7 +102,12 @@ std::optional<int> PutFiles(const Wishes& wishes, ExportWishes& what, ExportSink
     if (end == DumpEnd::kDone) continue;
     status = std::max(status, end == DumpEnd::kBroken ? kFailed : kUnusable);
   }
-  if (any && !sink.Finish()) return std::nullopt;
+  if (status == kDone && !HasWhatWasAsked("export", wishes.choice, what.dump, exporter.count())) {
+    status = kNothing;
+  }
+  // Of nothing no file is made; a reader of standard output has seen the head already.
+  const bool finish = any && (status != kNothing || wishes.out.empty());
+  if (finish && !sink.Finish()) return std::nullopt;
   return status;
 }
 
@@ -127,6 +135,7 @@ int Export(Wishes& wishes) {
   if (sink == nullptr) return kUnusable;
   const std::optional<int> status = PutFiles(wishes, what, *sink);
   if (status && out->Flush()) {
+    if (*status == kNothing) return kFailed;
     // What lacks a file is no export of all of them.
     if (!part || *status == kUnusable) return *status;
     return part->FinishDurably() ? *status : kUnusable;
@@ -149,10 +158,11 @@ void AddExportCommand(CLI::App& app, int& status) {
       "can\n"
       "be exported again: its rows are replaced. OpenMetrics text is sorted by way of a temporary\n"
       "file beside OUT, without -o in $TMPDIR or /tmp. A text file OUT is written only when all\n"
-      "files could be read.\n\n"
-      "Exit status: 0 done, 1 a file is broken (what stands in front of the place is exported), 2 "
-      "a\n"
-      "file could not be read or written or the command line is wrong.\n\n"
+      "files could be read and something was found.\n\n"
+      "Exit status: 0 done, 1 a file is broken (what stands in front of the place is exported), "
+      "or\n"
+      "no file has a record of the time or of the key, 2 a file could not be read or written or "
+      "the command line is wrong.\n\n"
       "Examples:\n"
       "  psltool export --to csv 20240304array01.psl --kind ld --key 21 > ld21.csv\n"
       "  psltool export --to sqlite -o history.db archive/*.psa\n"

@@ -58,7 +58,7 @@ bool ReadConfiguration(const Wishes& wishes, SegmentConfig& config) {
   if (wishes.segment >= 0) {
     const std::string what = fmt::format("segment {}", wishes.segment);
     std::vector<char> bytes;
-    if (!ReadSharedSegment(wishes.segment, bytes)) return Fail(what, strerror(errno));
+    if (!ReadSharedSegment(wishes.segment, bytes)) return FailSegment(wishes.segment, errno);
     const SegmentView view = DecodeSegment(bytes);
     if (!view.faults.empty()) return Fail(what, view.faults.front());
     config = view.config;

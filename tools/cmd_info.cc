@@ -192,7 +192,7 @@ int Show(const Wishes& wishes) {
     }
     if (!summary.trouble) continue;
     out.Flush();
-    static_cast<void>(Fail(path, Describe(*summary.trouble)));
+    static_cast<void>(Fail(path, DescribeWithAdvice(*summary.trouble)));
     const bool unreadable = summary.trouble->severity == Severity::kUnreadable;
     status = std::max(status, unreadable ? kTrouble : kBad);
   }

@@ -223,7 +223,7 @@ void AddPlanCommand(CLI::App& app, int& status) {
       "Nothing is changed: no lock is taken, no line is written to a trace or log. The rules are\n"
       "those of the run itself. Without --read the plan trusts the headers of the files; with it\n"
       "broken ones are known, too.\n\n"
-      "Exit status: 0 planned, 1 the run would end before its end, 2 nothing could be planned.\n\n"
+      "Exit status: 0 planned, 1 the run would end early, 2 nothing could be planned.\n\n"
       "Examples:\n"
       "  psltool plan --segment 7\n"
       "  psltool plan --segment 7 --at '2024-04-01 00:30' --json\n"
@@ -236,20 +236,24 @@ void AddPlanCommand(CLI::App& app, int& status) {
                                    "Root directory, instead of a segment; the options below "
                                    "stand for what the segment would say");
   segment->excludes(root);
-  auto* archive = command->add_option("--archive", request.config.archive,
-                                      "Directory of the logs (default: psl in the root directory)");
-  command->add_option("--pml", request.config.pml,
-                      "Directory of the raw monitor logs (default: pml in the root directory)");
-  command->add_option("--keep-psl", wishes->keep[0],
-                      "How long logs are kept: 30d, 12m, 2y or none (default none)");
-  command->add_option("--keep-hour", wishes->keep[1], "How long hour archives are kept");
-  command->add_option("--keep-day", wishes->keep[2], "How long day archives are kept");
-  command->add_option("--archiving", wishes->archiving, "on, or off (default on)")
-      ->check(CLI::IsMember({"on", "off"}));
-  command->add_option("--capacity", request.config.capacity,
-                      "Size of the system volume in MB, for --auto2 1");
-  command->add_option("--capacity-override", request.config.capacity_override,
-                      "Goes before --capacity when it is 1 or more");
+  // A segment has a say of its own in what these are about.
+  const auto of_root = [segment](CLI::Option* option) { return option->excludes(segment); };
+  auto* archive =
+      of_root(command->add_option("--archive", request.config.archive,
+                                  "Directory of the logs (default: psl in the root directory)"));
+  of_root(command->add_option(
+      "--pml", request.config.pml,
+      "Directory of the raw monitor logs (default: pml in the root directory)"));
+  of_root(command->add_option("--keep-psl", wishes->keep[0],
+                              "How long logs are kept: 30d, 12m, 2y or none (default none)"));
+  of_root(command->add_option("--keep-hour", wishes->keep[1], "How long hour archives are kept"));
+  of_root(command->add_option("--keep-day", wishes->keep[2], "How long day archives are kept"));
+  of_root(command->add_option("--archiving", wishes->archiving, "on, or off (default on)")
+              ->check(CLI::IsMember({"on", "off"})));
+  of_root(command->add_option("--capacity", request.config.capacity,
+                              "Size of the system volume in MB, for --auto2 1"));
+  of_root(command->add_option("--capacity-override", request.config.capacity_override,
+                              "Goes before --capacity when it is 1 or more"));
   command->add_option("--mode", wishes->mode, "svr or arrayupdate (default svr)")
       ->check(CLI::IsMember({"svr", "arrayupdate"}));
   command->add_flag("--force", request.force, "As -force: archive whatever the segment says");

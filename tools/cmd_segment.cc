@@ -102,7 +102,7 @@ int Make(Wishes& wishes) {
 bool Read(int number, SegmentView& view, size_t& size) {
   std::vector<char> bytes;
   if (!ReadSharedSegment(number, bytes)) {
-    return Fail(fmt::format("segment {}", number), strerror(errno));
+    return FailSegment(number, errno);
   }
   size = bytes.size();
   view = DecodeSegment(bytes);
@@ -179,7 +179,7 @@ int Remove(const Wishes& wishes) {
     }
   }
   if (shmctl(wishes.number, IPC_RMID, nullptr) != 0) {
-    Fail(what, strerror(errno));
+    FailSegment(wishes.number, errno);
     return kFailed;
   }
   return kDone;

@@ -10,6 +10,7 @@
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
 #include "tools/array_tables.h"
+#include "tools/check_items.h"
 #include "tools/check_statistics.h"
 #include "tools/kind_names.h"
 #include "tools/report.h"
@@ -73,8 +74,11 @@ class Dumper {
     stamp_ = Load32(reader_.record().data() + kAtTime);
     if (wishes_.from && stamp_ < *wishes_.from) return true;
     if (wishes_.to && stamp_ > *wishes_.to) return true;
+    ++count_.records;
     return reader_.Load() && TakeStatistics();
   }
+
+  const DumpCount& count() const { return count_; }
 
  private:
   void AddPlan(uint8_t layout_revision) {
@@ -137,6 +141,10 @@ class Dumper {
     return reader_.Broken(code, reader_.position() + at, std::move(field), std::move(text));
   }
 
+  bool BrokenAt(ItemFault fault) {
+    return BrokenAt(fault.code, fault.at, std::move(fault.field), std::move(fault.text));
+  }
+
   bool HasKey(const Form& form, std::span<const uint8_t> entry) const {
     if (!key_) return true;
     for (size_t i = 0; i < key_->bytes.size(); ++i) {
@@ -168,6 +176,7 @@ class Dumper {
                        behind = at + entry.size() + words.size();
                        ++number;
                        if (!HasKey(form, entry)) return;
+                       ++count_.entries;
                        fields.Decode({entry, words, key_count, reader_.position() + at}, values_);
                        writer_.Put({stamp_, WordOfKind(row.kind), fields.columns(), values_});
                      });
@@ -184,15 +193,10 @@ class Dumper {
     if (place.count == 0 || place.offset == 0) return true;
     uint64_t at = place.offset;
     for (uint32_t i = 0; i < place.count; ++i) {
-      const auto head = Carve(record, at, kItemHead);
-      const uint32_t size = head.empty() ? 0 : Load32(head.data() + kItemLength);
-      const auto item = Carve(record, at, size);
-      if (size < kItemHead || item.empty()) {
-        return BrokenAt("item-bounds", head.empty() && i == 0 ? kItemsSlot + 4U : at,
-                        fmt::format("optional item {}", i), "leaves the record, or is too short");
-      }
+      std::span<const uint8_t> item;
+      if (auto fault = CarveItem(record, at, i, item)) return BrokenAt(std::move(*fault));
       if (!TakeElements(item, at, i)) return false;
-      at += size;
+      at += item.size();
     }
     return true;
   }
@@ -205,16 +209,14 @@ class Dumper {
     const uint32_t count = Load16(item.data() + kItemCount);
     const uint32_t first = Load32(item.data() + kItemFirst);
     if (count == 0) return true;
-    const auto elements = Carve(item, first, uint64_t{count} * row->element);
-    if (first < kItemHead || elements.empty()) {
-      return BrokenAt("item-elements", at + kItemFirst,
-                      fmt::format("optional item {}, first element", number),
-                      "the elements leave the item");
-    }
+    const std::string name = fmt::format("optional item {}", number);
+    if (auto fault = ElementsFault(*row, item, at, name)) return BrokenAt(std::move(*fault));
+    const auto elements = item.subspan(first, size_t{count} * row->element);
     const ElementFields& fields = *items_[row->kind];
     for (size_t from = 0; from < elements.size(); from += row->element) {
       const auto element = elements.subspan(from, row->element);
       if (wishes_.key && fields.KeyOf(element) != *wishes_.key) continue;
+      ++count_.entries;
       fields.Decode({item, element, reader_.position() + at + first + from}, values_);
       writer_.Put({stamp_, WordOfKind(row->kind), fields.columns(), values_});
     }
@@ -229,6 +231,7 @@ class Dumper {
   std::optional<ResourceKey> key_;
   ArrayTables tables_;
   uint32_t stamp_ = 0;
+  DumpCount count_;
   std::vector<Value> values_;
 };
 
@@ -237,7 +240,8 @@ class Dumper {
 const char* WordOfKind(Kind kind) { return kind == kWaittm ? "wait-time" : NameOf(kind).word; }
 
 DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& out,
-                 Progress& progress, PslReader::Reports reports, Finding* trouble) {
+                 Progress& progress, PslReader::Reports reports, Finding* trouble,
+                 DumpCount* count) {
   PslReader reader(wishes.path, reports);
   const auto failure = [&] {
     if (trouble != nullptr) *trouble = reader.trouble();
@@ -251,6 +255,10 @@ DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& ou
   while (!out.failed() && !writer.failed() && reader.NextHeader()) {
     progress.Show(wishes.path, reader.position(), reader.size());
     if (!dumper.Take()) break;
+  }
+  if (count != nullptr) {
+    count->records += dumper.count().records;
+    count->entries += dumper.count().entries;
   }
   return reader.failed() ? failure() : DumpEnd::kDone;
 }

@@ -27,10 +27,17 @@ enum class DumpEnd : uint8_t {
   kRefused,     // reported: the file cannot hold what is asked for
 };
 
+// What the files of a command had of what it was asked for.
+struct DumpCount {
+  uint64_t records = 0;  // statistics records of the span of time
+  uint64_t entries = 0;
+};
+
 // Ends early when `out` or the writer has failed. `trouble`: gets what was found.
+// `count`: what the file has is added.
 DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& out,
                  Progress& progress, PslReader::Reports reports = PslReader::Reports::kPrinted,
-                 Finding* trouble = nullptr);
+                 Finding* trouble = nullptr, DumpCount* count = nullptr);
 
 // "ld", "wait-time".
 const char* WordOfKind(Kind kind);

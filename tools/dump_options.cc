@@ -1,6 +1,8 @@
 // Options that choose entries: see the header.
 #include "tools/dump_options.h"
 
+#include <fmt/format.h>
+
 #include "tools/kind_names.h"
 #include "tools/report.h"
 
@@ -49,7 +51,28 @@ bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& w
       !TakeTime(name + " --to", options.to, options.zone(), true, wishes.to)) {
     return false;
   }
+  if (wishes.from && wishes.to && *wishes.from > *wishes.to) {
+    return Fail(name + " --from", fmt::format("'{}' is after --to '{}'", options.from, options.to));
+  }
   if (options.key.empty()) return true;
   wishes.key = options.key;
   return wishes.kinds.size() == 1 || Fail(name + " --key", "needs one --kind");
+}
+
+bool HasWhatWasAsked(const std::string& what, const ChoiceOptions& options,
+                     const DumpWishes& wishes, const DumpCount& count) {
+  if ((wishes.from || wishes.to) && count.records == 0) {
+    const std::string from = options.from.empty() ? "" : fmt::format(" from {}", options.from);
+    const std::string to = options.to.empty() ? "" : fmt::format(" to {}", options.to);
+    return Fail(what, fmt::format("no record lies in the time{}{} ({}); psltool info tells what "
+                                  "time a file spans",
+                                  from, to, options.utc ? "UTC" : "local"));
+  }
+  if (wishes.key && count.entries == 0) {
+    return Fail(what, fmt::format("no record{} holds {} {}; without --key all of the kind are put "
+                                  "out",
+                                  wishes.from || wishes.to ? " of the time" : "",
+                                  WordOfKind(wishes.kinds.front()), *wishes.key));
+  }
+  return true;
 }

@@ -30,3 +30,7 @@ void AddChoiceOptions(CLI::App& command, ChoiceOptions& options, bool with_to = 
 // Puts the options into what a dump is asked for. False: one is wrong, reported under the command's
 // name.
 bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& wishes);
+
+// False: nothing was there of a time or key that was asked for, reported of `what`.
+bool HasWhatWasAsked(const std::string& what, const ChoiceOptions& options,
+                     const DumpWishes& wishes, const DumpCount& count);

@@ -73,7 +73,8 @@ DumpEnd Exporter::Take(const std::string& path) {
   Writer writer(*this, path);
   const TextOut nowhere(stdout);  // what fails is told by the writer
   Finding trouble;
-  const DumpEnd end = DumpFile(wishes_.dump, writer, nowhere, progress_, reports_, &trouble);
+  const DumpEnd end =
+      DumpFile(wishes_.dump, writer, nowhere, progress_, reports_, &trouble, &count_);
   if (failed_ || !writer.started()) return end;
   const ExportFileEnd file_end = end == DumpEnd::kDone     ? ExportFileEnd::kWhole
                                  : end == DumpEnd::kBroken ? ExportFileEnd::kBroken

@@ -22,6 +22,8 @@ class Exporter {
   // use in going on.
   DumpEnd Take(const std::string& path);
   bool failed() const { return failed_; }
+  // Of all files so far.
+  const DumpCount& count() const { return count_; }
 
  private:
   class Writer;
@@ -31,5 +33,6 @@ class Exporter {
   Progress& progress_;
   PslReader::Reports reports_;
   bool failed_ = false;
+  DumpCount count_;
   std::unordered_map<std::string, uint32_t> resources_;  // by array, level, kind and key
 };

@@ -12,6 +12,13 @@ std::string Describe(const Finding& finding) {
   return fmt::format("{} at offset {}{}: {}", record, finding.offset, field, finding.text);
 }
 
+std::string DescribeWithAdvice(const Finding& finding) {
+  const std::string text = Describe(finding);
+  // In record 0, the file header, there is nothing else to be found and nothing to be saved.
+  if (finding.severity == Severity::kUnreadable || finding.record == 0) return text;
+  return text + "; psltool check tells all findings, psltool salvage saves the sound records";
+}
+
 std::string TagText(std::string_view tag) {
   std::string text;
   for (const char c : tag) {

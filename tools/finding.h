@@ -29,5 +29,8 @@ using FindingSink = std::function<void(const Finding&)>;
 // "record 12 (STA) at offset 3456, record length: a length of 7 bytes".
 std::string Describe(const Finding& finding);
 
+// The same, with what to do next where the file is broken: for commands that end with it.
+std::string DescribeWithAdvice(const Finding& finding);
+
 // Three characters of a tag as they can be printed: bytes that are none become "\x00".
 std::string TagText(std::string_view tag);

@@ -19,14 +19,31 @@ bool IsDirectory(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// What a run needs before it looks at any file. The lock is asked about, not taken.
-void LookAtServer(Plan& plan) {
+// What a run needs before it looks at any file: a place for its lock and one for its working
+// directory. False: it would end there, with messages 113 and 114.
+bool FindsItsDirectories(Plan& plan) {
   const std::string root = arcdelinfo.rootdir;
+  std::string missing;
   for (const char* needed : {"pmon", "core/Qelprfd"}) {
     if (IsDirectory(root + needed)) continue;
-    plan.notes.push_back(fmt::format(
-        "there is no directory {}{}: a run would end before it archives anything", root, needed));
+    missing += fmt::format("{}{}{}", missing.empty() ? "" : " and no ", root, needed);
   }
+  if (!missing.empty()) {
+    plan.end =
+        fmt::format("there is no directory {} (messages 113 and 114); make it first", missing);
+    return false;
+  }
+  struct stat status {};
+  const std::string work = root + "core/Qelprfd/Qelprfarc";
+  if (stat(work.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) {
+    plan.end = fmt::format("{} is no directory (messages 113 and 114); remove it first", work);
+  }
+  return plan.end.empty();
+}
+
+// The lock is asked about, not taken.
+void LookAtLock(Plan& plan) {
+  const std::string root = arcdelinfo.rootdir;
   const int fd = open((root + "pmon/arclock").c_str(), O_RDONLY | O_CLOEXEC);
   if (fd == -1) return;
   struct flock lock {};
@@ -51,7 +68,8 @@ void NoteInterrupted(const ArchiveView& view, Plan& plan) {
 
 Plan MakePlan(const PlanRequest& request) {
   Plan plan;
-  LookAtServer(plan);
+  if (!FindsItsDirectories(plan)) return plan;
+  LookAtLock(plan);
   ArchiveView view;
   view.exists = ListForPlan(ArchiveSubdirectory(), view.listed);
   if (!request.prune) NoteInterrupted(view, plan);

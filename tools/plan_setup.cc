@@ -37,7 +37,7 @@ bool ReadSegment(const PlanRequest& request) {
       return Fail(what, "the archiver refuses this configuration; psltool segment show tells why");
     }
   }
-  return Fail(what, strerror(error));
+  return FailSegment(request.segment, error);
 }
 
 bool ReadOptions(const PlanRequest& request) {

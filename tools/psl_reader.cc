@@ -43,7 +43,7 @@ bool PslReader::Broken(const char* code, uint64_t offset, std::string field, std
   failed_ = true;
   trouble_ = {Severity::kError, code,           number_, TagText(tag()), offset,
               std::move(field), std::move(text)};
-  return reports_ == Reports::kPrinted ? Fail(path_, Describe(trouble_)) : false;
+  return reports_ == Reports::kPrinted ? Fail(path_, DescribeWithAdvice(trouble_)) : false;
 }
 
 bool PslReader::Broken(std::string_view reason) {

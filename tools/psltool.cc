@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <string>
 
 #include "tools/cmd_audit.h"
 #include "tools/cmd_check.h"
@@ -31,12 +32,23 @@ void AddVersion(CLI::App& app) {
   for (CLI::App* command : app.get_subcommands(nullptr)) AddVersion(*command);
 }
 
+// A wrong command line, in the words of all other failures.
+std::string Refusal(const CLI::App* app, const CLI::Error& error) {
+  std::string command = app->get_name();
+  for (const CLI::App* at = app; !at->get_subcommands().empty();) {
+    at = at->get_subcommands().front();
+    command += " " + at->get_name();
+  }
+  return std::string("psltool: ") + error.what() + "; " + command + " --help tells the options\n";
+}
+
 int Run(int argc, char** argv) {
   int status = kDone;
   CLI::App app(
       "psltool makes and shows logs (.psl) and archives (.psa) of the performance monitor.");
   app.name("psltool");
   app.require_subcommand(1);
+  app.failure_message(Refusal);
   app.footer(
       "Examples:\n"
       "  psltool make --arrays 2 --days 3 -o logs\n"

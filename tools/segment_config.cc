@@ -6,8 +6,11 @@
 #include <sys/shm.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <iterator>
+
+#include "tools/report.h"
 
 namespace {
 
@@ -145,4 +148,13 @@ bool ReadSharedSegment(int number, std::vector<char>& bytes) {
   bytes.assign(first, first + status.shm_segsz);
   shmdt(address);
   return true;
+}
+
+bool FailSegment(int number, int error) {
+  const std::string what = fmt::format("segment {}", number);
+  // The system says "Invalid argument" of a number that no segment has.
+  if (error != EINVAL && error != EIDRM) return Fail(what, strerror(error));
+  return Fail(what, fmt::format("there is no segment {}; `ipcs -m` lists those of the system, "
+                                "`psltool segment make` makes one",
+                                number));
 }

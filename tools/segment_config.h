@@ -49,3 +49,6 @@ int MakeSharedSegment(const std::vector<char>& bytes);
 
 // Copies a segment. False with errno.
 bool ReadSharedSegment(int number, std::vector<char>& bytes);
+
+// Why a segment could not be had, by errno, and what to do about it. Returns false, as Fail.
+bool FailSegment(int number, int error);
