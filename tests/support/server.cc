@@ -5,6 +5,7 @@
 #include <sys/shm.h>
 
 #include <algorithm>
+#include <fstream>
 #include <sstream>
 #include <stdexcept>
 
@@ -46,9 +47,22 @@ ProgramResult TestServer::Run(std::vector<std::string> arguments) const {
   return RunProgram(QELPRFARC_TEST_PATH, arguments);
 }
 
+namespace {
+
+std::string TraceFile() { return std::string(QELPRFARC_TEST_PREFIX) + "etc/trace/Qelprfarc.trc"; }
+
+// The file lives longer than process ids do, so what stands in it when the tests start does not
+// count.
+const std::streamoff trace_before = [] {
+  std::ifstream file(TraceFile(), std::ios::binary | std::ios::ate);
+  return file ? static_cast<std::streamoff>(file.tellg()) : std::streamoff{0};
+}();
+
+}  // namespace
+
 std::vector<std::string> TestServer::TraceOf(pid_t pid) {
-  std::istringstream trace(
-      TempDir::ReadFile(std::string(QELPRFARC_TEST_PREFIX) + "etc/trace/Qelprfarc.trc"));
+  std::istringstream trace(TempDir::ReadFile(TraceFile()));
+  trace.seekg(trace_before);
   std::vector<std::string> texts;
   const std::string wanted = std::to_string(pid);
   for (std::string line; std::getline(trace, line);) {
