@@ -1,5 +1,5 @@
-// Fuzzer of the archive run: the first byte chooses automatic or manual rules and the output level, the
-// rest is one log or archive. Whatever the bytes are, the run must end in an orderly way.
+// Fuzzer of the archive run: the first byte chooses automatic or manual rules and the output level,
+// the rest is one log or archive. Whatever the bytes are, the run must end in an orderly way.
 #include <cstddef>
 #include <cstdint>
 #include <span>
