@@ -85,7 +85,8 @@ TEST_F(LongPsltoolUnitKills, TwoStartsAtOnceAgree) {
 }
 
 TEST_F(LongPsltoolUnitKills, ManyStartsOfOneUnitAgree) {
-  const std::string command = std::string("seq 12 | xargs -P 6 -I X ") + PSLTOOL_PATH +
+  // The word that xargs replaces must be none that a temporary directory's name can hold.
+  const std::string command = std::string("seq 12 | xargs -P 6 -I @number@ ") + PSLTOOL_PATH +
                               " unit -q -o " + directory.Path("out") + " " +
                               directory.Path("logs") + " " + kUnit;
   EXPECT_EQ(RunProgram("/bin/sh", {"-c", command}).status, 0);
