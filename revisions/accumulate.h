@@ -67,15 +67,33 @@ inline void FoldSecondRatio(SlotHead& head, const uint8_t* entry, double length,
   }
 }
 
+// The key of an entry becomes the slot's: an entry can go to a slot of another key (ResumeForKey).
+template <FormId kId>
+inline void TakeKey(SlotHead& head, const uint8_t* key, const FoldContext& context) {
+  for (size_t i = 0; i < kForms[kId].key.count; ++i) {
+    if (i < context.key_count) head.key[i] = key[i];
+  }
+}
+
+// What a slot has from its last valid entry, status apart.
+template <FormId kId, class Order>
+inline void TakeLast(SlotHead& head, const uint8_t* entry, const FoldContext& context) {
+  constexpr const Form& kForm = kForms[kId];
+  for (size_t i = 0; i < kForm.carried.size(); ++i) {
+    if (kForm.carried[i] != kNone) head.carried[i] = Order::Load32(entry + kForm.carried[i]);
+  }
+  if constexpr (kForm.kept.at != kNone) {
+    if (context.revision >= kForm.kept_from) head.kept = IsSet(kForm.kept, entry);
+  }
+}
+
 // Folds the head of an entry: everything but counter groups. Returns false for a not-valid entry,
 // which refreshes the key only.
 template <FormId kId, class Order>
 inline bool FoldHead(SlotHead& head, const uint8_t* entry, const uint8_t* key,
                      const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
-  for (size_t i = 0; i < kForm.key.count; ++i) {
-    if (i < context.key_count) head.key[i] = key[i];
-  }
+  TakeKey<kId>(head, key, context);
   if constexpr (kForm.kept_always) {
     if (context.revision >= kForm.kept_from) head.kept = IsSet(kForm.kept, entry);
   }
@@ -88,15 +106,10 @@ inline bool FoldHead(SlotHead& head, const uint8_t* entry, const uint8_t* key,
   if constexpr (kForm.filled_from != 0) {
     if (context.revision < kForm.filled_from) return true;
   }
-  for (size_t i = 0; i < kForm.carried.size(); ++i) {
-    if (kForm.carried[i] != kNone) head.carried[i] = Order::Load32(entry + kForm.carried[i]);
-  }
+  TakeLast<kId, Order>(head, entry, context);
   if constexpr (kForm.counted.at != kNone) head.counted += IsSet(kForm.counted, entry) ? 1U : 0U;
   if constexpr (kForm.sticky.at != kNone) {
     head.sticky = static_cast<uint8_t>(head.sticky | (IsSet(kForm.sticky, entry) ? 1 : 0));
-  }
-  if constexpr (kForm.kept.at != kNone && !kForm.kept_always) {
-    if (context.revision >= kForm.kept_from) head.kept = IsSet(kForm.kept, entry);
   }
   FoldSecondRatio<kId, Order>(head, entry, length, context);
 

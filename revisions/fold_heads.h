@@ -120,12 +120,9 @@ void FoldPlainHeads(TileRun& run, HeadRun& fold, SlotHead* heads, const SectionC
   const uint8_t* entry = run.plain[run.Count() - 1];
   for (size_t lane = 0; lane < kLanes; ++lane, entry += run.step) {
     SlotHead& head = heads[lane];
-    // An entry before may have left another resource's key here (ResumeForKey).
     uint8_t key[3] = {};
     LoadKey<DiskOrder>(kForm.key, entry, key);
-    for (size_t i = 0; i < kForm.key.count; ++i) {
-      if (i < context.fold.key_count) head.key[i] = key[i];
-    }
+    TakeKey<kId>(head, key, context.fold);
     head.status = Load32(entry + kAtStatus);
     head.time += static_cast<uint32_t>(fold.time[lane]);
     head.busy = fold.busy[lane];
@@ -134,17 +131,12 @@ void FoldPlainHeads(TileRun& run, HeadRun& fold, SlotHead* heads, const SectionC
       head.ratio_maximum = fold.maximum[lane];
       head.ratio_minimum = fold.minimum[lane];
     }
-    for (size_t i = 0; i < kForm.carried.size(); ++i) {
-      if (kForm.carried[i] != kNone) head.carried[i] = Load32(entry + kForm.carried[i]);
-    }
+    TakeLast<kId, DiskOrder>(head, entry, context.fold);
     if constexpr (kForm.counted.at != kNone) {
       head.counted += static_cast<uint32_t>(fold.counted_in[lane]);
     }
     if constexpr (kForm.sticky.at != kNone) {
       if (fold.sticky_in[lane] != 0) head.sticky = 1;
-    }
-    if constexpr (kForm.kept.at != kNone) {
-      if (context.fold.revision >= kForm.kept_from) head.kept = IsSet(kForm.kept, entry);
     }
     if (!words || both) continue;
     for (size_t i = 0; i < run.Count(); ++i) {

@@ -36,11 +36,11 @@ struct PendingKind {
   SectionContext context = {};
   size_t tiles = 0;
   bool any = false;
-  Buffer plain;     // const uint8_t*[tiles][kMostIntervals]: the first of eight entries, or null:
-  Buffer mixed;     // MixedEntries[tiles][kMostIntervals]
-  Buffer counts;    // uint8_t[tiles]: intervals
-  Buffer firsts;    // uint8_t[tiles]: 1 when the oldest is the first interval of its period
-  Buffer expected;  // uint64_t[tiles][kLanes], see sections.cc
+  Buffer plain;   // const uint8_t*[tiles][kMostIntervals]: the first of eight entries; null: mixed
+  Buffer mixed;   // MixedEntries[tiles][kMostIntervals]
+  Buffer counts;  // uint8_t[tiles]: intervals
+  Buffer firsts;  // uint8_t[tiles]: 1 when the oldest is the first interval of its period
+  Buffer expected;  // uint64_t[tiles][kLanes], see tile_entries.h
 
   const uint8_t** PlainOf(size_t tile) const {
     return reinterpret_cast<const uint8_t**>(plain.data()) + tile * kMostIntervals;

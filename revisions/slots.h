@@ -127,8 +127,9 @@ inline CacheSlot* CacheSlots() {
   X(sta_dp_arc, kDp)                                                                      \
   X(sta_cache_arc, kCache)                                                                \
   X(sta_ld_arc, kLd)                                                                      \
-  X(sta_pd_arc, kPd) X(sta_rank_arc, kRank) X(sta_cheseg_arc, kCheseg) X(sta_rp_arc, kRp) \
-      X(sta_mp_arc, kMp) X(sta_pool_arc, kPool)
+  X(sta_pd_arc, kPd)                                                                      \
+  X(sta_rank_arc, kRank) X(sta_cheseg_arc, kCheseg) X(sta_rp_arc, kRp) X(sta_mp_arc, kMp) \
+      X(sta_pool_arc, kPool)
 #define QELPRF_DECLARE(name, kind) extern uint8_t* name;
 QELPRF_SLOT_ARRAYS(QELPRF_DECLARE)
 #undef QELPRF_DECLARE

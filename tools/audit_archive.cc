@@ -93,17 +93,8 @@ class Auditor : public RunListener {
   }
 
   void InputTrouble(const std::string& path, const Finding& trouble) override {
-    AuditFinding finding;
-    finding.path = path;
-    finding.code = trouble.severity == Severity::kUnreadable ? "input-unreadable" : trouble.code;
-    finding.record = trouble.record;
-    finding.tag = trouble.tag;
-    finding.offset = trouble.offset;
-    finding.field = trouble.field;
-    finding.text = trouble.text;
-    finding.unreadable = trouble.severity == Severity::kUnreadable;
-    result_.unreadable = result_.unreadable || finding.unreadable;
-    Put(finding);
+    PutTrouble(path, trouble, trouble.record,
+               trouble.severity == Severity::kUnreadable ? "input-unreadable" : trouble.code);
   }
 
   // Everything that the inputs make has been told.
@@ -174,10 +165,16 @@ class Auditor : public RunListener {
     if (!archive_.failed() || told_broken_) return;
     told_broken_ = true;
     const Finding& trouble = archive_.trouble();
+    PutTrouble(wishes_.archive, trouble, records_.number(), trouble.code);
+  }
+
+  // What a reader reported of a file.
+  void PutTrouble(const std::string& path, const Finding& trouble, uint64_t record,
+                  const char* code) {
     AuditFinding finding;
-    finding.path = wishes_.archive;
-    finding.code = trouble.code;
-    finding.record = records_.number();
+    finding.path = path;
+    finding.code = code;
+    finding.record = record;
     finding.tag = trouble.tag;
     finding.offset = trouble.offset;
     finding.field = trouble.field;
