@@ -11,13 +11,13 @@ void SwapEntry(const Form& form, uint8_t* entry);
 // The same for the elements of optional items.
 void SwapElement(Kind kind, uint8_t* element);
 
-#define QELPRF_CONVERTED_FORMS(X)                                                         \
-  X(HdSta_0x19)                                                                           \
-  X(RdSta_0x1A)                                                                           \
-  X(DdSta_0x1A) X(HpSta_0x11) X(HpSta_0x12) X(HpSta_0x1A) X(HpNodeSta_0x1A) X(RpSta_0x14) \
-      X(MpSta_0x1D) X(DpSta_0x10) X(CacheSta_0x19) X(CacheSta_0x1F) X(ChesegSta_0x13)     \
-          X(LdSta_0x10) X(LdSta) X(PdSta_0x10) X(PdSta) X(RankSta_0x11) X(RankSta_0x12)   \
-              X(PoolSta_0x14)
+// clang-format off
+#define QELPRF_CONVERTED_FORMS(X) \
+  X(HdSta_0x19) X(RdSta_0x1A) X(DdSta_0x1A) X(HpSta_0x11) X(HpSta_0x12) X(HpSta_0x1A) \
+  X(HpNodeSta_0x1A) X(RpSta_0x14) X(MpSta_0x1D) X(DpSta_0x10) X(CacheSta_0x19) \
+  X(CacheSta_0x1F) X(ChesegSta_0x13) X(LdSta_0x10) X(LdSta) X(PdSta_0x10) X(PdSta) \
+  X(RankSta_0x11) X(RankSta_0x12) X(PoolSta_0x14)
+// clang-format on
 
 #define QELPRF_DECLARE(form)                                                                 \
   inline void ntoh_##form(void* e) { SwapEntry(kForms[k##form], static_cast<uint8_t*>(e)); } \

@@ -118,18 +118,13 @@ inline CacheSlot* CacheSlots() {
 }
 
 // The slot arrays by name; null while the kind has no resources.
-#define QELPRF_SLOT_ARRAYS(X)                                                             \
-  X(sta_hd_arc, kHd)                                                                      \
-  X(sta_rd_arc, kRd)                                                                      \
-  X(sta_dd_arc, kDd)                                                                      \
-  X(sta_hp_arc, kHp)                                                                      \
-  X(sta_hp_node_arc, kHpNode)                                                             \
-  X(sta_dp_arc, kDp)                                                                      \
-  X(sta_cache_arc, kCache)                                                                \
-  X(sta_ld_arc, kLd)                                                                      \
-  X(sta_pd_arc, kPd)                                                                      \
-  X(sta_rank_arc, kRank) X(sta_cheseg_arc, kCheseg) X(sta_rp_arc, kRp) X(sta_mp_arc, kMp) \
-      X(sta_pool_arc, kPool)
+// clang-format off
+#define QELPRF_SLOT_ARRAYS(X) \
+  X(sta_hd_arc, kHd) X(sta_rd_arc, kRd) X(sta_dd_arc, kDd) X(sta_hp_arc, kHp) \
+  X(sta_hp_node_arc, kHpNode) X(sta_dp_arc, kDp) X(sta_cache_arc, kCache) \
+  X(sta_ld_arc, kLd) X(sta_pd_arc, kPd) X(sta_rank_arc, kRank) X(sta_cheseg_arc, kCheseg) \
+  X(sta_rp_arc, kRp) X(sta_mp_arc, kMp) X(sta_pool_arc, kPool)
+// clang-format on
 #define QELPRF_DECLARE(name, kind) extern uint8_t* name;
 QELPRF_SLOT_ARRAYS(QELPRF_DECLARE)
 #undef QELPRF_DECLARE
