@@ -32,6 +32,7 @@ struct FoldRun {
   size_t tracked;  // groups that have extremes
   bool compute;    // extremes come from rates; else extended words say them
   bool first;      // the oldest interval is the first of its period
+  size_t next;     // doubles from this tile to the one folded next, 0: none follows
 };
 
 // The same for extended words.

@@ -169,6 +169,11 @@ QELPRF_INLINE void FoldAny(double* fields, double* extremes, size_t offset, cons
   StoreSums(fields, sums);
 }
 
+// Has the four fields of a group on their way.
+QELPRF_INLINE void Fetch(const double* fields) {
+  for (size_t i = 0; i < 4; ++i) __builtin_prefetch(fields + i * kTileLanes, 1);
+}
+
 template <bool kCurrent>
 void Fold(double* fields, const FoldRun& run) {
   TileLengths found;
@@ -189,6 +194,10 @@ void Fold(double* fields, const FoldRun& run) {
     if (counts && tracked != 0) Store(counted, length);
     size_t offset = run.groups_at;
     for (size_t i = 0; i < run.quadsets; ++i, offset += kGroupBytes) {
+      if (run.next != 0 && lane == 0) {
+        Fetch(sums + run.next);
+        if (i < run.tracked) Fetch(extremes + run.next);
+      }
       if (!counts || i >= tracked) {
         FoldAny<kCurrent>(sums, extremes, offset, run, lane, lengths, i < tracked);
       } else if (!FoldCounts<kCurrent, false>(sums, extremes, offset, run, lane, length)) {

@@ -1,6 +1,7 @@
 // Folding what is pending of a tile into its slots.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -41,7 +42,7 @@ struct FullEntries {
 };
 
 template <FormId kId, QuadRule kRule>
-void FoldGroupsOfRun(const TileRun& run, const TileLengths* lengths, double* fields,
+void FoldGroupsOfRun(const TileRun& run, const TileLengths* lengths, double* fields, size_t next,
                      const SectionContext& context) {
   constexpr const Form& kForm = kForms[kId];
   FullEntries<kId> full;
@@ -53,6 +54,7 @@ void FoldGroupsOfRun(const TileRun& run, const TileLengths* lengths, double* fie
   fold.tracked = kForm.tracked;
   fold.compute = context.fold.compute;
   fold.first = run.first;
+  fold.next = next;
   (kRule == QuadRule::kCurrent ? fold_kernels->fold_current : fold_kernels->fold_older)(fields,
                                                                                         fold);
   if (context.fold.compute) return;
@@ -88,6 +90,12 @@ void FoldGroupsOneByOne(const TileRun& run, Kind kind, size_t tile, const Sectio
   }
 }
 
+// Slots of large arrays come from beyond the caches: those of the next tile are on their way while
+// one is folded. The kernels do the same for fields.
+inline void FetchHeads(const SlotHead* heads, size_t count) {
+  for (size_t i = 0; i < count; ++i) __builtin_prefetch(heads + i, 1);
+}
+
 template <FormId kId, QuadRule kRule>
 void FoldTile(PendingKind& pending, Kind kind, size_t tile) {
   constexpr const Form& kForm = kForms[kId];
@@ -100,6 +108,12 @@ void FoldTile(PendingKind& pending, Kind kind, size_t tile) {
   run.first = pending.firsts.data()[tile] != 0;
   pending.counts.data()[tile] = 0;
   auto* const heads = reinterpret_cast<SlotHead*>(set.slot_block.data()) + tile * kLanes;
+  double* const fields = FieldsOf(set, static_cast<int32_t>(tile * kLanes));
+  const size_t next = tile + 1 < pending.tiles ? set.fields_per_slot * kLanes : 0;
+  if (next != 0) {
+    const size_t heads_left = static_cast<size_t>(set.entries) - (tile + 1) * kLanes;
+    FetchHeads(heads + kLanes, std::min(heads_left, kLanes));
+  }
   const SectionContext& context = pending.context;
   const bool by_kernel =
       kForm.quadsets != 0 && fold_kernels != nullptr && (context.fold.compute || context.all_words);
@@ -114,8 +128,7 @@ void FoldTile(PendingKind& pending, Kind kind, size_t tile) {
   }
   if constexpr (kForm.quadsets != 0) {
     if (by_kernel) {
-      FoldGroupsOfRun<kId, kRule>(run, plain ? &folded.lengths : nullptr,
-                                  FieldsOf(set, static_cast<int32_t>(tile * kLanes)), context);
+      FoldGroupsOfRun<kId, kRule>(run, plain ? &folded.lengths : nullptr, fields, next, context);
       return;
     }
   }

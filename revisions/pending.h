@@ -35,25 +35,26 @@ struct PendingKind {
   void (*fold)(PendingKind& pending, Kind kind, size_t tile) = nullptr;
   SectionContext context = {};
   size_t tiles = 0;
+  size_t room = 0;  // intervals of a tile that there is room for
   bool any = false;
-  Buffer plain;   // const uint8_t*[tiles][kMostIntervals]: the first of eight entries; null: mixed
-  Buffer mixed;   // MixedEntries[tiles][kMostIntervals]
-  Buffer counts;  // uint8_t[tiles]: intervals
-  Buffer firsts;  // uint8_t[tiles]: 1 when the oldest is the first interval of its period
+  Buffer plain;     // const uint8_t*[tiles][room]: the first of eight entries; null: mixed
+  Buffer mixed;     // MixedEntries[tiles][room]
+  Buffer counts;    // uint8_t[tiles]: intervals
+  Buffer firsts;    // uint8_t[tiles]: 1 when the oldest is the first interval of its period
   Buffer expected;  // uint64_t[tiles][kLanes], see tile_entries.h
 
   const uint8_t** PlainOf(size_t tile) const {
-    return reinterpret_cast<const uint8_t**>(plain.data()) + tile * kMostIntervals;
+    return reinterpret_cast<const uint8_t**>(plain.data()) + tile * room;
   }
   MixedEntries* MixedOf(size_t tile) const {
-    return reinterpret_cast<MixedEntries*>(mixed.data()) + tile * kMostIntervals;
+    return reinterpret_cast<MixedEntries*>(mixed.data()) + tile * room;
   }
 
   // Place of another interval of a tile.
   size_t Add(Kind kind, size_t tile) {
     uint8_t& count = counts.data()[tile];
     // Only the oldest can be a first one; entries out of order make several of one record.
-    if (count == kMostIntervals || (count != 0 && context.fold.first)) fold(*this, kind, tile);
+    if (count == room || (count != 0 && context.fold.first)) fold(*this, kind, tile);
     if (count == 0) firsts.data()[tile] = context.fold.first ? 1 : 0;
     any = true;
     return count++;

@@ -33,14 +33,15 @@ SectionContext ContextOfSection(Kind kind) {
 template <FormId kId, QuadRule kRule>
 PendingKind& ReadyPending(Kind kind) {
   PendingKind& pending = PendingOf(kind);
-  if (pending.fold == &FoldTile<kId, kRule>) return pending;
-  // A 0x10 file can have records of two layouts.
+  // A 0x10 file can have records of two layouts, and smaller records are kept in larger numbers.
+  if (pending.fold == &FoldTile<kId, kRule> && pending.room >= pending_limit) return pending;
   FoldPending(kind);
   const ResourceSet& set = resource_sets[kind];
   pending.fold = &FoldTile<kId, kRule>;
   pending.tiles = (static_cast<size_t>(set.entries) + kLanes - 1) / kLanes;
-  pending.plain.Reserve(pending.tiles * kMostIntervals * sizeof(const uint8_t*));
-  pending.mixed.Reserve(pending.tiles * kMostIntervals * sizeof(MixedEntries));
+  pending.room = pending_limit;
+  pending.plain.Reserve(pending.tiles * pending.room * sizeof(const uint8_t*));
+  pending.mixed.Reserve(pending.tiles * pending.room * sizeof(MixedEntries));
   pending.counts.Zeroed(pending.tiles);
   pending.firsts.Zeroed(pending.tiles);
   uint8_t* expected = pending.expected.Reserve(pending.tiles * kLanes * 8);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/memory.h"
 #include "revisions/pending.h"
 
 std::array<ResourceSet, kSectionKinds> resource_sets;
@@ -30,11 +31,16 @@ void PublishSlots(Kind kind) {
   }
 }
 
+void FreeFields(ResourceSet& set) {
+  set.field_block.Free();
+  set.fields = nullptr;
+}
+
 void DropSet(Kind kind) {
   ResourceSet& set = resource_sets[kind];
   set.table.Free();
   set.slot_block.Free();
-  set.field_block.Free();
+  FreeFields(set);
   set.count = 0;
   set.entries = 0;
   set.from_statistics = false;
@@ -45,6 +51,16 @@ void DropSet(Kind kind) {
 size_t FieldBytes(const ResourceSet& set) {
   const size_t tiles = (static_cast<size_t>(set.entries) + kLanes - 1) / kLanes;
   return tiles * kLanes * set.fields_per_slot * sizeof(double);
+}
+
+// Vectors are not to lie across cache lines, and a large block is to have large pages.
+void ReserveFields(ResourceSet& set) {
+  const size_t size = FieldBytes(set);
+  const size_t page = size < kLargePage ? kCacheLine : kLargePage;
+  auto at = reinterpret_cast<uintptr_t>(set.field_block.Reserve(size + page - 1));
+  at = (at + page - 1) / page * page;
+  set.fields = reinterpret_cast<double*>(at);
+  if (page == kLargePage) PreferLargePages(set.fields, size);
 }
 
 uint32_t KeyNumber(const ResourceSet& set, int32_t index) {
@@ -100,10 +116,10 @@ void StartSet(Kind kind) {
   DropPending(kind, true);
   if (set.entries == 0) {
     set.slot_block.Free();
-    set.field_block.Free();
+    FreeFields(set);
   } else {
     set.slot_block.Reserve(static_cast<size_t>(set.entries) * set.head_size);
-    if (set.fields_per_slot != 0) set.field_block.Reserve(FieldBytes(set));
+    if (set.fields_per_slot != 0) ReserveFields(set);
   }
   set.unique = set.lookup != Lookup::kPosition && KeysAreUnique(set);
   PublishSlots(kind);
@@ -118,7 +134,7 @@ void ClearSlots(Kind kind) {
   const size_t key_at = offsetof(SlotHead, key);
   uint8_t* slot = set.slot_block.data();
   std::memset(slot, 0, static_cast<size_t>(set.entries) * set.head_size);
-  if (set.fields_per_slot != 0) std::memset(set.field_block.data(), 0, FieldBytes(set));
+  if (set.fields_per_slot != 0) std::memset(set.fields, 0, FieldBytes(set));
   for (int32_t i = 0; i < set.entries; ++i, slot += set.head_size) {
     std::memcpy(slot + key_at, set.KeyOf(i), set.key_count);
   }

@@ -83,8 +83,9 @@ struct ResourceSet {
   size_t quadsets = 0;
   size_t fields_per_slot = 0;
   Buffer table;
-  Buffer slot_block;   // heads
-  Buffer field_block;  // counter groups, in tiles
+  Buffer slot_block;  // heads
+  Buffer field_block;
+  double* fields = nullptr;  // counter groups, in tiles: the block from the start of a page on
 
   const uint8_t* KeyOf(int32_t index) const {
     return table.data() + static_cast<size_t>(index) * stride + key_at;
@@ -97,8 +98,7 @@ extern std::array<ResourceSet, kSectionKinds> resource_sets;
 inline double* FieldsOf(const ResourceSet& set, int32_t index) {
   if (set.fields_per_slot == 0) return nullptr;
   const auto i = static_cast<size_t>(index);
-  return reinterpret_cast<double*>(set.field_block.data()) +
-         (i / kLanes) * kLanes * set.fields_per_slot + i % kLanes;
+  return set.fields + (i / kLanes) * kLanes * set.fields_per_slot + i % kLanes;
 }
 
 inline SlotRef SlotAt(Kind kind, int32_t index) {

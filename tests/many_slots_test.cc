@@ -87,7 +87,8 @@ class ManySlotsRun {
   int revision;
   Kind kind;
   Course course;
-  uint32_t common_length = 0;  // of all entries of a record; 0: each has its own
+  uint32_t common_length = 0;          // of all entries of a record; 0: each has its own
+  std::map<int, size_t> padding = {};  // bytes behind the sections of a record, by its number
   std::vector<KindFacts> all = KindsOf(revision);
   KindFacts kinds = *FindKind(all, kind);
   EntryFacts entry = EntryOf(kind, revision);
@@ -277,7 +278,9 @@ class ManySlotsRun {
         const bool compact = kinds.head != 0 && bytes.Get8(At(entry.compact)) != 0;
         record.Add(kind, compact ? bytes.Part(0, At(kinds.head)) : Bytes(bytes).Add(more));
       }
-      run.Feed(record.Build());
+      Bytes built = record.Build();
+      if (padding.count(r) != 0) built.Add(Bytes(padding[r]));
+      run.Feed(built.U32(8, built.size()));
     }
     Bytes expected;
     for (const Plain& slot : slots) expected.Add(Written(slot));
@@ -321,6 +324,22 @@ const std::vector<int> kDifferentForms = {0x10, 0x11, 0x12, 0x13, 0x14, 0x1A, 0x
 TEST_P(ManySlots, RatesOfManyIntervals) { Compare(true, Course::kCalm, kDifferentForms); }
 
 TEST_P(ManySlots, WordsOfManyIntervals) { Compare(false, Course::kCalm, kDifferentForms); }
+
+// The larger records are, the fewer of them are kept for their entries.
+TEST_P(ManySlots, RecordsOfChangingSizes) {
+  for (const int revision : {0x12, 0x21}) {
+    const std::vector<KindFacts> kinds = KindsOf(revision);
+    if (FindKind(kinds, GetParam()) == nullptr) continue;
+    SCOPED_TRACE(RevisionName(revision));
+    for (const Course course : {Course::kMixed, Course::kCalm}) {
+      WithEveryKernel([&] {
+        ManySlotsRun run(revision, GetParam(), course);
+        run.padding = {{0, 9U << 20}, {2, 3U << 20}, {4, 8U << 20}, {19, 5U << 20}, {30, 1U << 20}};
+        run.RunAndCompare(true);
+      });
+    }
+  }
+}
 
 // One unknown key among many entries, at each place: it breaks the record of every kind but those
 // that are searched from a cursor.
