@@ -16,6 +16,7 @@
 #include "tests/model/random_logs.h"
 #include "tests/model/slow_archiver.h"
 #include "tests/model/time_zone.h"
+#include "tests/support/revision_param.h"
 
 #if !defined(QELPRFARC_PATH) || !defined(QELPRFARC_TEST_PATH)
 #error "both have to name the program under test, the second built with a prefix for tests"
@@ -156,14 +157,9 @@ TEST_P(PrefixArchiveProperty, RunsWithoutPeriodsAreTheModels) {
   }
 }
 
-std::string RevisionName(const testing::TestParamInfo<int>& info) {
-  char name[16];
-  std::snprintf(name, sizeof name, "Revision0x%02X", static_cast<unsigned>(info.param));
-  return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(EveryRevision, ArchiveProperty, testing::Range(0x10, 0x22), RevisionName);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, ArchiveProperty, testing::Range(0x10, 0x22),
+                         RevisionParam<int>);
 INSTANTIATE_TEST_SUITE_P(EveryRevision, PrefixArchiveProperty, testing::Range(0x10, 0x22),
-                         RevisionName);
+                         RevisionParam<int>);
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +15,7 @@
 #include "tests/support/engine_run.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_param.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"
 
@@ -148,14 +148,8 @@ class BrokenInputTest : public ::testing::TestWithParam<uint8_t> {
   bool exists_ = false;
 };
 
-std::string RevisionName(const ::testing::TestParamInfo<uint8_t>& revision) {
-  char name[8];
-  snprintf(name, sizeof name, "r0x%02X", revision.param);
-  return name;
-}
-
 INSTANTIATE_TEST_SUITE_P(Revisions, BrokenInputTest, ::testing::ValuesIn(kAllRevisions),
-                         RevisionName);
+                         RevisionParam<uint8_t>);
 
 // Both sorts of run judge a file alike; automatic ones write to the operation log below the test
 // prefix.
@@ -176,7 +170,7 @@ class PrefixBrokenInputTest : public BrokenInputTest {
 };
 
 INSTANTIATE_TEST_SUITE_P(Revisions, PrefixBrokenInputTest, ::testing::ValuesIn(kAllRevisions),
-                         RevisionName);
+                         RevisionParam<uint8_t>);
 
 TEST_P(PrefixBrokenInputTest, TheUnbrokenLogIsArchived) {
   ASSERT_TRUE(IsFine(FullLog(GetParam())));
@@ -221,14 +215,15 @@ class CutTest : public BrokenInputTest {
 
 TEST_P(CutTest, FileCutAnywhereIsReportedAndNotArchived) { Cut(29); }
 
-INSTANTIATE_TEST_SUITE_P(Revisions, CutTest, ::testing::ValuesIn(kAllRevisions), RevisionName);
+INSTANTIATE_TEST_SUITE_P(Revisions, CutTest, ::testing::ValuesIn(kAllRevisions),
+                         RevisionParam<uint8_t>);
 
 class LongCutTest : public CutTest {};
 
 TEST_P(LongCutTest, FileCutAtEveryLengthIsReportedAndNotArchived) { Cut(1); }
 
 INSTANTIATE_TEST_SUITE_P(LongRevisions, LongCutTest, ::testing::ValuesIn(kAllRevisions),
-                         RevisionName);
+                         RevisionParam<uint8_t>);
 
 // The record's own length says that it ends earlier.
 TEST_P(PrefixBrokenInputTest, RecordThatSaysItIsShorterNeverReadsBehindItsEnd) {
@@ -333,7 +328,7 @@ TEST_P(LongBytesTest, AnyByteOfTheHeaderMayBeWrong) {
 }
 
 INSTANTIATE_TEST_SUITE_P(LongRevisions, LongBytesTest, ::testing::ValuesIn(kAllRevisions),
-                         RevisionName);
+                         RevisionParam<uint8_t>);
 
 // ---- structure records ----
 
@@ -490,7 +485,8 @@ class BrokenItemTest : public BrokenInputTest {
 };
 
 constexpr uint8_t kWithItems[] = {0x18, 0x19, 0x1A, 0x1B, 0x1C, 0x1D, 0x1E, 0x1F, 0x20, 0x21};
-INSTANTIATE_TEST_SUITE_P(Revisions, BrokenItemTest, ::testing::ValuesIn(kWithItems), RevisionName);
+INSTANTIATE_TEST_SUITE_P(Revisions, BrokenItemTest, ::testing::ValuesIn(kWithItems),
+                         RevisionParam<uint8_t>);
 
 TEST_P(BrokenItemTest, ItemShorterThanItsHeadOrLongerThanItsRecordIsBroken) {
   for (const uint32_t length : {0U, 1U, 23U, 100000U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {

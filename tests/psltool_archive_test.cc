@@ -1,7 +1,6 @@
 // The archiver takes what `psltool make` makes: logs of every revision, to hour and to day level.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -9,6 +8,7 @@
 
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_param.h"
 #include "tests/support/tempdir.h"
 
 namespace {
@@ -96,10 +96,6 @@ TEST_P(PsltoolMakeArchives, LogsWithAllRecordKinds) {
 TEST_P(PsltoolMakeArchives, SeveralFilesPerDay) { Check({"--files-per-day", "4"}, 24); }
 
 INSTANTIATE_TEST_SUITE_P(AllRevisions, PsltoolMakeArchives, testing::Range(0x10, 0x22),
-                         [](const testing::TestParamInfo<int>& each) {
-                           char name[16];
-                           std::snprintf(name, sizeof name, "Revision0x%02X", each.param);
-                           return std::string(name);
-                         });
+                         RevisionParam<int>);
 
 }  // namespace

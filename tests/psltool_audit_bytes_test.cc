@@ -2,7 +2,6 @@
 // byte of an archive counts, damaged archives and inputs are told, never passed.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -11,6 +10,7 @@
 #include "tests/model/time_zone.h"
 #include "tests/support/archived_logs.h"
 #include "tests/support/audit_run.h"
+#include "tests/support/revision_param.h"
 
 namespace {
 
@@ -120,12 +120,7 @@ TEST_P(PsltoolAuditBytes, DamagedFilesEndInFindings) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditBytes, testing::Range(0x10, 0x22),
-                         [](const testing::TestParamInfo<int>& each) {
-                           char name[16];
-                           std::snprintf(name, sizeof name, "Revision0x%02X",
-                                         static_cast<unsigned>(each.param));
-                           return std::string(name);
-                         });
+                         RevisionParam<int>);
 
 // Runs with "-noperiod" put all inputs in the order given into one archive. "-ext" writes the trace
 // file below the prefix.

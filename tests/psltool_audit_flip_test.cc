@@ -2,7 +2,6 @@
 // word, the audit names it. Thousands of words are changed, one at a time.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
 #include <map>
 #include <set>
@@ -13,9 +12,10 @@
 #include "engine/pmonfile.h"
 #include "tests/model/random_source.h"
 #include "tests/model/time_zone.h"
+#include "tests/support/archive_parts.h"
 #include "tests/support/archived_logs.h"
 #include "tests/support/audit_run.h"
-#include "tools/record_fields.h"
+#include "tests/support/revision_param.h"
 
 namespace {
 
@@ -36,19 +36,10 @@ struct Place {
 
 std::vector<Place> PlacesOf(const std::string& path) {
   std::vector<Place> places;
-  PslReader reader(path);
-  if (!reader.Open()) return places;
-  FieldContext context;
-  context.header = reader.header();
-  while (reader.Next()) {
-    if (reader.tag() != "STA") continue;
-    const uint32_t stamp = Load32(reader.record().data() + kAtTime);
-    for (const RecordPart& part : PartsOf(context, reader.record())) {
-      if (part.kind == kNoKind) continue;
-      places.push_back(
-          {reader.number(), stamp, reader.position() + part.at, part.size, part.kind, part.type});
-    }
-  }
+  ForEachPart(path, [&](const PslReader& reader, const RecordPart& part) {
+    places.push_back({reader.number(), Load32(reader.record().data() + kAtTime),
+                      reader.position() + part.at, part.size, part.kind, part.type});
+  });
   return places;
 }
 
@@ -161,11 +152,6 @@ TEST_P(PsltoolAuditFlip, NamesTheWord) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditFlip, testing::Range(0x10, 0x22),
-                         [](const testing::TestParamInfo<int>& each) {
-                           char name[16];
-                           std::snprintf(name, sizeof name, "Revision0x%02X",
-                                         static_cast<unsigned>(each.param));
-                           return std::string(name);
-                         });
+                         RevisionParam<int>);
 
 }  // namespace

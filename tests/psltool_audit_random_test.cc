@@ -2,7 +2,6 @@
 // revision and level agrees.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -11,6 +10,7 @@
 #include "tests/support/archived_logs.h"
 #include "tests/support/audit_run.h"
 #include "tests/support/psl_check.h"
+#include "tests/support/revision_param.h"
 #include "tools/audit_directory.h"
 
 namespace {
@@ -113,11 +113,6 @@ TEST_P(PsltoolAuditRandom, SequelsOfMixedRevisionsAgree) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditRandom, testing::Range(0x10, 0x22),
-                         [](const testing::TestParamInfo<int>& each) {
-                           char name[16];
-                           std::snprintf(name, sizeof name, "Revision0x%02X",
-                                         static_cast<unsigned>(each.param));
-                           return std::string(name);
-                         });
+                         RevisionParam<int>);
 
 }  // namespace

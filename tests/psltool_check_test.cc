@@ -12,6 +12,7 @@
 #include "tests/support/process.h"
 #include "tests/support/psl_check.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_param.h"
 #include "tests/support/tempdir.h"
 
 namespace {
@@ -124,14 +125,8 @@ TEST_P(PsltoolCheckRevision, AgreesWithTheArchiverOnEveryHeadField) {
   EXPECT_GT(refused, 20);
 }
 
-std::string RevisionName(const testing::TestParamInfo<int>& info) {
-  char name[16];
-  std::snprintf(name, sizeof name, "Revision0x%02X", static_cast<unsigned>(info.param));
-  return name;
-}
-
 INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolCheckRevision, testing::Range(0x10, 0x22),
-                         RevisionName);
+                         RevisionParam<int>);
 
 // ---- each way to be broken ----
 

@@ -12,6 +12,7 @@
 #include "tests/model/structure_record.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_param.h"
 #include "tests/support/tempdir.h"
 
 namespace {
@@ -440,12 +441,7 @@ TEST_P(PsltoolDumpRevision, EntriesAreTheModels) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolDumpRevision, testing::Range(0x10, 0x22),
-                         [](const testing::TestParamInfo<int>& each) {
-                           char name[16];
-                           std::snprintf(name, sizeof name, "Revision0x%02X",
-                                         static_cast<unsigned>(each.param));
-                           return std::string(name);
-                         });
+                         RevisionParam<int>);
 
 // An "LDM" record in a 0x10 log makes its archive hold records of two layouts.
 TEST(PsltoolDump, ArchivesOfTwoLayouts) {

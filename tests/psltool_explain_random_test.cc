@@ -2,7 +2,6 @@
 // archives of every revision and level, are explained as they are stored.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <set>
 #include <string>
 #include <vector>
@@ -11,8 +10,10 @@
 #include "engine/pmonfile.h"
 #include "tests/model/random_source.h"
 #include "tests/model/time_zone.h"
+#include "tests/support/archive_parts.h"
 #include "tests/support/archived_logs.h"
 #include "tests/support/audit_run.h"
+#include "tests/support/revision_param.h"
 #include "tools/array_tables.h"
 #include "tools/entry_fields.h"
 #include "tools/explain_value.h"
@@ -32,24 +33,17 @@ struct Place {
 
 std::vector<Place> PlacesOf(const std::string& path) {
   std::vector<Place> places;
-  PslReader reader(path);
-  if (!reader.Open()) return places;
-  FieldContext context;
-  context.header = reader.header();
-  while (reader.Next()) {
-    if (reader.tag() != "STA") continue;
+  ForEachPart(path, [&](const PslReader& reader, const RecordPart& part) {
     const uint32_t stamp = Load32(reader.record().data() + kAtTime);
-    for (const RecordPart& part : PartsOf(context, reader.record())) {
-      const auto bytes = reader.record().subspan(part.at, part.size);
-      if (part.type == RecordPart::Type::kElement) {
-        places.push_back({part.kind, ElementFields(part.kind, false).KeyOf(bytes), stamp});
-      } else if (part.type == RecordPart::Type::kEntry && part.kind != kCheseg) {
-        const KeyBytes& key = kForms[part.form].key;
-        places.push_back(
-            {part.kind, KeyText(key, key.count, EntryKey(key, key.count, bytes)), stamp});
-      }
+    const auto bytes = reader.record().subspan(part.at, part.size);
+    if (part.type == RecordPart::Type::kElement) {
+      places.push_back({part.kind, ElementFields(part.kind, false).KeyOf(bytes), stamp});
+    } else if (part.type == RecordPart::Type::kEntry && part.kind != kCheseg) {
+      const KeyBytes& key = kForms[part.form].key;
+      places.push_back(
+          {part.kind, KeyText(key, key.count, EntryKey(key, key.count, bytes)), stamp});
     }
-  }
+  });
   return places;
 }
 
@@ -100,11 +94,6 @@ TEST_P(PsltoolExplainRandom, StoredNumbersAreExplained) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolExplainRandom, testing::Range(0x10, 0x22),
-                         [](const testing::TestParamInfo<int>& each) {
-                           char name[16];
-                           std::snprintf(name, sizeof name, "Revision0x%02X",
-                                         static_cast<unsigned>(each.param));
-                           return std::string(name);
-                         });
+                         RevisionParam<int>);
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "tests/support/export_rows.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_param.h"
 #include "tests/support/tempdir.h"
 
 namespace {
@@ -134,12 +135,7 @@ TEST_P(PsltoolExportRevision, AllFormsHoldWhatDumpPrints) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolExportRevision, testing::Range(0x10, 0x22),
-                         [](const testing::TestParamInfo<int>& each) {
-                           char name[16];
-                           std::snprintf(name, sizeof name, "Revision0x%02X",
-                                         static_cast<unsigned>(each.param));
-                           return std::string(name);
-                         });
+                         RevisionParam<int>);
 
 class PsltoolExport : public testing::Test {
  protected:

@@ -2,7 +2,6 @@
 // happens where no fuzzer is built; and what is saved of them goes through the archiver.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 
 #include "tests/model/random_logs.h"
@@ -11,6 +10,7 @@
 #include "tests/support/psl_check.h"
 #include "tests/support/psltool_target.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_param.h"
 
 namespace {
 
@@ -112,11 +112,6 @@ TEST_P(PsltoolMutation, WhatIsSavedIsArchived) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolMutation, testing::Range(0x10, 0x22),
-                         [](const testing::TestParamInfo<int>& each) {
-                           char name[16];
-                           std::snprintf(name, sizeof name, "Revision0x%02X",
-                                         static_cast<unsigned>(each.param));
-                           return std::string(name);
-                         });
+                         RevisionParam<int>);
 
 }  // namespace

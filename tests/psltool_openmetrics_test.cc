@@ -11,6 +11,7 @@
 #include "tests/support/openmetrics_text.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_param.h"
 #include "tests/support/tempdir.h"
 #include "tools/sample_sort.h"
 
@@ -92,12 +93,7 @@ TEST_P(PsltoolOpenMetricsRevision, HoldsWhatDumpPrints) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolOpenMetricsRevision, testing::Range(0x10, 0x22),
-                         [](const testing::TestParamInfo<int>& each) {
-                           char name[16];
-                           std::snprintf(name, sizeof name, "Revision0x%02X",
-                                         static_cast<unsigned>(each.param));
-                           return std::string(name);
-                         });
+                         RevisionParam<int>);
 
 // Files in any order, and twice the same one: still one sample per stamp, in their order.
 TEST(PsltoolOpenMetrics, TheOrderOfTheFilesDoesNotMatter) {
