@@ -92,7 +92,7 @@ bool ReadRecords() {
 }
 
 void AbandonPeriod(bool first_of_output) {
-  ClearPeriod();
+  ForgetPeriod();
   finfo.no_statistics = true;
   // The next input is compared with the last good record; when there is none of this array yet,
   // with this input's own header.

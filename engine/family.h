@@ -22,8 +22,12 @@ void MarkPairsDue();
 // Zeroes the counts of the kinds that have no list, as a new output starts without them.
 void ForgetItemCounts();
 
-// Clears all slots of the period in progress (an abandoned input).
+// Clears all slots of the period, which has been written.
 void ClearPeriod();
+
+// Clears all slots of an abandoned input, and the elements of optional items that outlive periods:
+// the archive does not tell what was read, so nothing may pass for known or be taken from it.
+void ForgetPeriod();
 
 // Frees resource tables, slot arrays, item blocks and work buffers.
 void FreeResources();

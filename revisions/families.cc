@@ -53,6 +53,11 @@ void ClearPeriod() {
   ClearItems();
 }
 
+void ForgetPeriod() {
+  ClearPeriod();
+  ForgetItems();
+}
+
 void FreeResources() {
   DropSets();
   DropItemBlocks();

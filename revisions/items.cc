@@ -203,6 +203,13 @@ uint8_t* PutItem(uint8_t* out, ItemBlock& block) {
   return out;
 }
 
+void ForgetElements(ItemBlock& block) {
+  block.carried = 0;
+  block.held = 0;
+  block.index.clear();
+  std::fill(block.bytes.begin(), block.bytes.end(), uint8_t{0});
+}
+
 void ClearBlock(ItemBlock& block) {
   block.status = 0;
   block.time = 0;
@@ -214,10 +221,7 @@ void ClearBlock(ItemBlock& block) {
   std::fill(block.gathered.begin(), block.gathered.end(), Accumulated{});
   if (block.row->kind != kConc && block.row->kind != kWaittm) return;
   // These kinds hold nothing beyond their period.
-  block.carried = 0;
-  block.held = 0;
-  block.index.clear();
-  std::fill(block.bytes.begin(), block.bytes.end(), uint8_t{0});
+  ForgetElements(block);
 }
 
 int TakeByName(Kind kind, const uint8_t* item) {
@@ -325,6 +329,13 @@ void ClearItems() {
   for (const ItemRow& row : kItemRows) {
     ItemBlock* block = BlockOf(row.kind);
     if (block != nullptr) ClearBlock(*block);
+  }
+}
+
+void ForgetItems() {
+  for (const ItemRow& row : kItemRows) {
+    ItemBlock* block = BlockOf(row.kind);
+    if (block != nullptr) ForgetElements(*block);
   }
 }
 

@@ -62,6 +62,9 @@ uint8_t* PutItems(uint8_t* out);
 // Clears what belongs to a period.
 void ClearItems();
 
+// Clears what the kinds hold from period to period.
+void ForgetItems();
+
 // Notes that a structure record was written. Returns 1 when a cabinet block exists, else 0.
 int NoteStructureWritten();
 

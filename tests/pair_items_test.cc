@@ -135,8 +135,22 @@ TEST_P(Pairs, StructureRecordMakesNewBlocks) {
 TEST_P(Pairs, AbandonedPeriodLeavesNothingDue) {
   Configure(2);
   Take(0x80, {Pair(9, 1)});
-  ClearPeriod();
+  ForgetPeriod();
   EXPECT_EQ(Written(), OutputItem({type, 0, 0, 0, 0, {}}));
+}
+
+// The archive does not tell the pairs of an abandoned input, so those that follow are all new.
+TEST_P(Pairs, AbandonedPeriodLeavesNothingHeld) {
+  Configure(1);
+  Take(0x80, {Pair(9, 1)}, 0x1234);
+  ForgetPeriod();
+  Take(0x80, {Pair(9, 1)});
+  EXPECT_EQ(Keys(), (KeyList{9}));
+  run.Output();
+  Take(0x80, {Pair(9, 2)});
+  ForgetPeriod();
+  Take(0x80, {Pair(4, 1)});  // would find no slot beside the other
+  EXPECT_EQ(Keys(), (KeyList{4}));
 }
 
 // --- revision 0x1B: every item marks --------------------------------------------------------------

@@ -8,8 +8,12 @@
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
 #include "tests/support/audit_run.h"
+#include "tests/support/engine_run.h"
 #include "tests/support/process.h"
+#include "tests/support/record_bytes.h"
+#include "tests/support/run_state.h"
 #include "tests/support/server.h"
+#include "tests/support/tempdir.h"
 
 namespace {
 
@@ -60,6 +64,64 @@ TEST_P(PrefixPsltoolAuditAutomatic, RulesOfAutomaticRunsAreFound) {
     EXPECT_EQ(manual.result.findings, 0U) << manual.Text();
   }
 }
+
+// ---- a broken first input ----
+
+// An hour archive of every kind with copy pairs and a cabinet. Without wait times its structure
+// record is skipped where it continues the one before.
+spell::Bytes HourArchiveWithPairs(uint8_t revision, uint32_t day) {
+  const uint32_t stamp = spell::kNewYear + day * spell::kDay;
+  spell::Bytes structure =
+      spell::Structure(revision, {.time = stamp, .continuation = 1, .all_kinds = true});
+  spell::SetU8(structure, spell::HeadSize(revision) + kBasicFlags, 0);
+  spell::Bytes statistics = spell::Statistics(revision, {.time = stamp + 60, .all_kinds = true});
+  size_t item = spell::GetU32(statistics, 20);
+  for (uint32_t i = 0; i < spell::GetU16(statistics, 18); ++i) {
+    if (spell::GetU8(statistics, item + kItemType) == 33) {
+      spell::SetU8(statistics, item + kItemType, 99);  // of a kind that is passed over
+    }
+    item += spell::GetU32(statistics, item + kItemLength);
+  }
+  return spell::HeaderRecord({.revision = revision, .level = 'H', .time = stamp}) + structure +
+         statistics;
+}
+
+class PrefixBrokenFirstInput : public testing::TestWithParam<int> {};
+
+// The archive tells nothing of the broken day but its structure record, so the next day's record
+// has to tell the pairs that the broken day told already.
+TEST_P(PrefixBrokenFirstInput, ItsPairsAreToldByTheNextDay) {
+  const auto revision = static_cast<uint8_t>(GetParam());
+  const TimeZone zone("UTC");
+  const TempDir directory;
+  directory.MakeDirectory("archive");
+  directory.Write("archive/20240101A.psa",
+                  HourArchiveWithPairs(revision, 0) + spell::Record("XXX", 0, 0, ""));
+  directory.Write("archive/20240102A.psa", HourArchiveWithPairs(revision, 1));
+  ASSERT_EQ(RunAutomatic(directory, {"20240101A.psa", "20240102A.psa"}, 'D').failed, 1);
+  const spell::Bytes archive = directory.Read("archive/202401A.psa");
+  ASSERT_EQ(spell::Tags(archive), "HDR CON STA");
+  const spell::Bytes record = spell::Records(archive).at(2).bytes;
+  size_t item = spell::GetU32(record, 20);
+  for (uint32_t i = 0; i < spell::GetU16(record, 18); ++i) {
+    EXPECT_EQ(spell::GetU16(record, item + kItemCount), 1U)
+        << "type " << spell::GetU8(record, item + kItemType);
+    item += spell::GetU32(record, item + kItemLength);
+  }
+  AuditWishes wishes;
+  wishes.archive = directory.Path("archive/202401A.psa");
+  wishes.inputs = {directory.Path("archive/20240101A.psa"),
+                   directory.Path("archive/20240102A.psa")};
+  wishes.run = AuditRun::kAutomatic;
+  const Audited audit = RunAudit(wishes);
+  EXPECT_FALSE(audit.findings.empty());  // the input is broken
+  for (const AuditFinding& finding : audit.findings) {
+    EXPECT_EQ(finding.path, wishes.inputs[0]) << audit.Text();
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(WithPairs, PrefixBrokenFirstInput,
+                         testing::Values(0x1B, 0x1C, 0x1D, 0x21));
 
 INSTANTIATE_TEST_SUITE_P(Families, PrefixPsltoolAuditAutomatic,
                          testing::Values(0x17, 0x19, 0x1A, 0x1D, 0x21));

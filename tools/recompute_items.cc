@@ -47,6 +47,13 @@ void AddWait(ItemSum& sum, std::span<const uint8_t> bytes, size_t place, uint32_
   element.due = true;
 }
 
+void Forget(ItemSum& sum) {
+  const size_t left = sum.row->kind == kWaittm ? sum.room : 0;
+  sum.carried = 0;
+  sum.index.clear();
+  sum.elements.assign(left, {});
+}
+
 }  // namespace
 
 void ItemSums::Drop() {
@@ -183,16 +190,19 @@ void ItemSums::EndPeriod() {
     sum->flag = 0;
     const Kind kind = sum->row->kind;
     if (kind == kConc || kind == kWaittm) {
-      // Nothing of these outlives its period.
-      const size_t left = kind == kWaittm ? sum->room : 0;
-      sum->carried = 0;
-      sum->index.clear();
-      sum->elements.assign(left, {});
+      Forget(*sum);  // nothing of these outlives its period
       continue;
     }
     for (ItemSum::Element& element : sum->elements) {
       element.due = false;
       element.sum = 0;
     }
+  }
+}
+
+void ItemSums::Abandon() {
+  EndPeriod();
+  for (auto& sum : sums_) {
+    if (sum) Forget(*sum);
   }
 }

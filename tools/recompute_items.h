@@ -58,6 +58,8 @@ class ItemSums {
   // Appends the items of the period; returns how many.
   uint32_t Put(std::vector<uint8_t>& out) const;
   void EndPeriod();
+  // The same for an abandoned input: what was read of it is not held either.
+  void Abandon();
 
   // The sums of a kind, or null when the structure record does not mark it present.
   const ItemSum* Find(Kind kind) const;

@@ -202,3 +202,8 @@ void PeriodSums::EndPeriod() {
   any_ = false;
   first_ = true;
 }
+
+void PeriodSums::Abandon() {
+  EndPeriod();
+  items_.Abandon();
+}

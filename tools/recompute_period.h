@@ -63,6 +63,8 @@ class PeriodSums {
   std::vector<uint8_t> Put(const RevisionLayout& layout, uint8_t file_revision) const;
   // All sums become empty; the next record is the first of its period.
   void EndPeriod();
+  // The same for an abandoned input, of which nothing is held.
+  void Abandon();
 
   bool any() const { return any_; }
 

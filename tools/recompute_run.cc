@@ -84,7 +84,7 @@ class Run {
     if (TakeRecords()) {
       if (sums_.any()) EndPeriod(false);
     } else {
-      sums_.EndPeriod();
+      sums_.Abandon();
       record_time_ = first ? header_time : before;
       abandoned_ = true;
     }
