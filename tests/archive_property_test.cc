@@ -131,6 +131,16 @@ TEST_P(ArchiveProperty, BrokenLogsLeaveTheModelsFiles) {
   }
 }
 
+TEST_P(ArchiveProperty, LargeArraysMakeTheModelsArchives) {
+  CaseOptions options;
+  options.large = true;
+  const int cases = std::max(CaseCount() / 10, 4);  // they are long
+  const Tally tally = CheckCases(GetParam(), cases, options);
+  if (tally.failed == 0) {
+    EXPECT_GE(tally.succeeding, cases * 9 / 10);
+  }
+}
+
 // "-noperiod" comes with "-ext", which writes the trace file below the prefix; so the program's
 // twin with a prefix of the tests' own is run.
 class PrefixArchiveProperty : public testing::TestWithParam<int> {};

@@ -12,8 +12,10 @@ namespace {
 
 constexpr std::size_t kBasicSize = 112;
 
-std::size_t RandomCount(Random& random, Kind kind, bool many) {
+std::size_t RandomCount(Random& random, Kind kind, ArraySize size) {
   if (random.Percent(12)) return 0;
+  if (size == ArraySize::kLarge) return static_cast<std::size_t>(random.Range(5, 40));
+  const bool many = size == ArraySize::kManyDisks;
   switch (kind) {
     case Kind::kLd:
       return static_cast<std::size_t>(many ? random.Range(100, 300) : random.Range(1, 9));
@@ -108,7 +110,7 @@ std::vector<Bytes> RandomConfig::Keys(const KindRule& rule) const {
   return keys;
 }
 
-RandomConfig MakeConfig(Random& random, int revision, bool many) {
+RandomConfig MakeConfig(Random& random, int revision, ArraySize array_size) {
   RandomConfig config;
   config.revision = revision;
   config.basic = random.Garbage(kBasicSize);
@@ -129,7 +131,7 @@ RandomConfig MakeConfig(Random& random, int revision, bool many) {
     for (const KindRule& kind : kinds) {
       if (!kind.in_structure || kind.slot != rule.slot) continue;
       key_at = kind.list_key;
-      count = RandomCount(random, kind.kind, many);
+      count = RandomCount(random, kind.kind, array_size);
     }
     config.lists[rule.slot] = RandomList(random, rule, size, key_at, count);
   }
@@ -138,7 +140,8 @@ RandomConfig MakeConfig(Random& random, int revision, bool many) {
       RekeyChesegs(random, config.lists[kind.slot]);
     }
     if (kind.kind == Kind::kHpNode) {
-      const int nodes = random.Percent(25) ? 0 : random.Range(1, 4);
+      const int most_nodes = array_size == ArraySize::kLarge ? 30 : 4;
+      const int nodes = random.Percent(25) ? 0 : random.Range(1, most_nodes);
       for (int i = 0; i < nodes; ++i) {
         config.hp_nodes.push_back({static_cast<uint8_t>(i / 3), 7, static_cast<uint8_t>(i % 3)});
       }

@@ -38,8 +38,14 @@ struct RandomConfig {
   std::vector<Bytes> Keys(const KindRule& rule) const;
 };
 
-/// `many` asks for hundreds of logical disks.
-RandomConfig MakeConfig(Random& random, int revision, bool many);
+/// How many resources an array has.
+enum class ArraySize {
+  kSmall,
+  kManyDisks,  // hundreds of logical disks
+  kLarge,      // dozens of every kind
+};
+
+RandomConfig MakeConfig(Random& random, int revision, ArraySize size);
 
 /// Changes what the archiver does not compare (names, carried words), counts and keys apart.
 void RenameConfig(Random& random, RandomConfig& config);

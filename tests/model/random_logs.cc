@@ -89,11 +89,27 @@ time_t RandomStep(Random& random) {
 }
 
 struct Plan {
-  bool many = false;  // hundreds of logical disks
+  ArraySize size = ArraySize::kSmall;
   bool mixed = false;
   bool faults = false;
   int max_records = 8;
 };
+
+// Stretches of records that are alike, as those of a large array are, and others between them.
+void ChangeStyle(Random& random, StatisticsStyle& style) {
+  if (random.Percent(80)) return;
+  const int odd[] = {0, 0, 0, 1, 10, 100};
+  style.odd = odd[random.Below(6)];
+  if (random.Percent(30)) style.interval = random.Percent(70) ? 60000 : random.Word();
+  if (random.Percent(20)) style.mood = RandomMood(random);
+}
+
+// Bytes behind the last section: the larger records are, the fewer of them are kept at a time.
+void Pad(Random& random, Bytes& record) {
+  const std::size_t sizes[] = {300000, 800000, 1500000, 3000000, 7500000};
+  record.resize(record.size() + sizes[random.Below(5)] + random.Below(100));
+  Patch32(record, 8, static_cast<uint32_t>(record.size()));
+}
 
 // A file's records from `clock` on, which is left at the last one.
 void AppendRecords(Random& random, const Plan& plan, RandomConfig& config, StatisticsStyle& style,
@@ -104,21 +120,26 @@ void AppendRecords(Random& random, const Plan& plan, RandomConfig& config, Stati
     Append(file, EncodeStructure(random, config, stamp(), random.Percent(60)));
     style.nodes_listed = false;
   };
+  const bool padded = plan.size == ArraySize::kLarge && random.Percent(10);
   while (random.Percent(15)) Append(file, SmallRecord(random, revision, stamp()));
   structure();
   const int records = random.Percent(4) ? 0 : random.Range(1, plan.max_records);
   for (int i = 0; i < records; ++i) {
-    const time_t step = RandomStep(random);
+    const time_t step =
+        plan.size == ArraySize::kLarge && random.Percent(85) ? 60 : RandomStep(random);
     if (clock + step >= day_end && !random.Percent(3)) break;
     clock += step;
     if (random.Percent(3)) clock -= 1 + static_cast<time_t>(random.Below(60));
     if (random.Percent(12)) Append(file, SmallRecord(random, revision, stamp()));
     if (random.Percent(6)) {
-      if (random.Percent(40)) config = MakeConfig(random, revision, plan.many);
+      if (random.Percent(40)) config = MakeConfig(random, revision, plan.size);
       if (random.Percent(50)) RenameConfig(random, config);
       structure();
     }
-    Append(file, EncodeStatistics(random, config, style, stamp()));
+    if (plan.size == ArraySize::kLarge) ChangeStyle(random, style);
+    Bytes record = EncodeStatistics(random, config, style, stamp());
+    if (padded && random.Percent(25)) Pad(random, record);
+    Append(file, record);
   }
   while (random.Percent(10)) Append(file, SmallRecord(random, revision, stamp()));
 }
@@ -160,12 +181,17 @@ class Maker {
       : random_(seed * 64 + static_cast<uint64_t>(revision)), revision_(revision) {
     plan_.mixed = options.mixed_revisions;
     plan_.faults = options.faults;
-    plan_.many = random_.Percent(5);
-    plan_.max_records = plan_.many ? 4 : 8;
+    if (options.large) {
+      plan_.size = ArraySize::kLarge;
+      plan_.max_records = 40;
+    } else if (random_.Percent(5)) {
+      plan_.size = ArraySize::kManyDisks;
+      plan_.max_records = 4;
+    }
   }
 
   std::vector<InputFile> Make() {
-    const int arrays = plan_.many ? 1 : random_.Range(1, 2);
+    const int arrays = plan_.size != ArraySize::kSmall ? 1 : random_.Range(1, 2);
     const char* const names[] = {"array", "D3000_x", "disk-A", "q", ""};
     const std::size_t first_name = random_.Below(5);
     for (int i = 0; i < arrays; ++i) {
@@ -182,9 +208,9 @@ class Maker {
   }
 
   void Array(const std::string& name) {
-    RandomConfig config = MakeConfig(random_, revision_, plan_.many);
+    RandomConfig config = MakeConfig(random_, revision_, plan_.size);
     time_t day = RandomFirstDay(random_);
-    const int days = plan_.many ? random_.Range(1, 2) : random_.Range(1, 4);
+    const int days = plan_.size != ArraySize::kSmall ? random_.Range(1, 2) : random_.Range(1, 4);
     for (int i = 0; i < days; ++i) {
       Day(name, day, config);
       day += kDaySeconds * (random_.Percent(65) ? 1 : random_.Range(2, 40));
@@ -202,7 +228,7 @@ class Maker {
       if (i == 1) clock = start + random_.Range(0, 4000);
       if (i == 1 && !plan_.mixed && random_.Percent(30)) clock += random_.Range(0, 70000);
       if (revision != config.revision || random_.Percent(10)) {
-        config = MakeConfig(random_, revision, plan_.many);
+        config = MakeConfig(random_, revision, plan_.size);
       } else if (random_.Percent(15)) {
         RenameConfig(random_, config);
       }

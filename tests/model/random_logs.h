@@ -13,6 +13,7 @@ namespace model {
 
 struct CaseOptions {
   bool mixed_revisions = false;  // files of several revisions for one array and day
+  bool large = false;            // dozens of resources of every kind, dozens of records
   bool faults = false;           // some files end in a record that breaks the run
 };
 

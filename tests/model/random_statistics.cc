@@ -9,6 +9,11 @@ namespace {
 
 bool HasItems(int revision) { return revision >= 0x14; }
 
+// Draws nothing where all entries are odd.
+bool IsOdd(Random& random, const StatisticsStyle& style) {
+  return style.odd == 100 || random.Percent(style.odd);
+}
+
 Bytes RandomCacheEntry(Random& random, int revision, const StatisticsStyle& style,
                        const Bytes& key) {
   Bytes entry = random.Garbage(CacheEntrySize(revision));
@@ -33,11 +38,12 @@ Bytes RandomCacheEntry(Random& random, int revision, const StatisticsStyle& styl
 Bytes RandomEntry(Random& random, int revision, const KindRule& rule, const StatisticsStyle& style,
                   const Bytes& key) {
   if (rule.kind == Kind::kCache) return RandomCacheEntry(random, revision, style, key);
+  const bool odd = IsOdd(random, style);
   const Mood mood = random.Percent(85) ? style.mood : RandomMood(random);
   Bytes entry = random.Garbage(rule.size);
-  Patch32(entry, 4, RandomLength(random, mood, style.interval));
+  Patch32(entry, 4, odd ? RandomLength(random, mood, style.interval) : style.interval);
   for (std::size_t i = 0; i < rule.entry_key.size(); ++i) entry[rule.entry_key[i]] = key[i];
-  entry[rule.not_valid_at] = random.Percent(90) ? uint8_t{0} : random.NonZero();
+  entry[rule.not_valid_at] = !odd || random.Percent(90) ? uint8_t{0} : random.NonZero();
   if (rule.ratio_rule != RatioRule::kNone) {
     Patch16(entry, rule.ratio_at, RandomRatio(random, mood));
   }
@@ -49,7 +55,7 @@ Bytes RandomEntry(Random& random, int revision, const KindRule& rule, const Stat
     Patch32(entry, rule.quads_at + 4 * i, RandomCounter(random, mood));
   }
   if (rule.compact_at != 0) {
-    const bool compact = random.Percent(25);
+    const bool compact = odd && random.Percent(25);
     entry[rule.compact_at] = compact ? random.NonZero() : uint8_t{0};
     if (compact) {
       entry.resize(rule.head);
@@ -65,8 +71,8 @@ Bytes RandomEntry(Random& random, int revision, const KindRule& rule, const Stat
 
 // The keys of one section: mostly those of the configuration in its order.
 std::vector<Bytes> SectionKeys(Random& random, const KindRule& rule, std::vector<Bytes> keys,
-                               bool listing) {
-  if (rule.search == Search::kPosition || keys.empty()) return keys;
+                               bool listing, const StatisticsStyle& style) {
+  if (rule.search == Search::kPosition || keys.empty() || !IsOdd(random, style)) return keys;
   if (random.Percent(20)) random.Shuffle(keys);
   if (listing) return keys;  // the set is built from these: each once
   if (random.Percent(8)) keys[random.Below(keys.size())] = keys[random.Below(keys.size())];
@@ -107,7 +113,7 @@ Part EncodeSection(Random& random, const RandomConfig& config, StatisticsStyle& 
     part.header.offset = random.Word();
     return part;
   }
-  keys = SectionKeys(random, rule, keys, listing);
+  keys = SectionKeys(random, rule, keys, listing, style);
   for (const Bytes& key : keys) {
     Append(part.bytes, RandomEntry(random, config.revision, rule, style, key));
   }

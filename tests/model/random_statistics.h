@@ -19,6 +19,7 @@ struct StatisticsStyle {
   std::map<Kind, uint32_t> masks;  // item bitmaps of the file header
   Mood mood = Mood::kTypical;
   uint32_t interval = 60000;  // usual interval length in milliseconds
+  int odd = 100;              // percent of entries that may be not valid, compact or of any length
   bool nodes_listed = false;  // a record since the structure record has listed the port nodes
 };
 
