@@ -17,6 +17,7 @@
 #include "tests/support/record_bytes.h"
 #include "tests/support/revision_param.h"
 #include "tests/support/run_state.h"
+#include "tests/support/sample_records.h"
 #include "tests/support/tempdir.h"
 
 namespace {

@@ -12,6 +12,7 @@
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/run_state.h"
+#include "tests/support/sample_records.h"
 #include "tests/support/server.h"
 #include "tests/support/tempdir.h"
 

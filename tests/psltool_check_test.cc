@@ -13,6 +13,7 @@
 #include "tests/support/psl_check.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/revision_param.h"
+#include "tests/support/sample_records.h"
 #include "tests/support/tempdir.h"
 
 namespace {

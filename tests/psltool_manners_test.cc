@@ -14,7 +14,6 @@
 
 #include "tests/support/nights.h"
 #include "tests/support/process.h"
-#include "tests/support/record_bytes.h"
 #include "tests/support/tempdir.h"
 
 namespace {

@@ -11,6 +11,7 @@
 #include "tests/support/psltool_target.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/revision_param.h"
+#include "tests/support/sample_records.h"
 
 namespace {
 

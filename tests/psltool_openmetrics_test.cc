@@ -12,6 +12,7 @@
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/revision_param.h"
+#include "tests/support/sample_records.h"
 #include "tests/support/tempdir.h"
 #include "tools/sample_sort.h"
 

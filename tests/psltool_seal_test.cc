@@ -12,6 +12,7 @@
 #include "tests/model/random_source.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/sample_records.h"
 #include "tests/support/tempdir.h"
 #include "tools/digest.h"
 

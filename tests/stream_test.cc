@@ -27,6 +27,7 @@
 #include "tests/support/engine_run.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/run_state.h"
+#include "tests/support/sample_records.h"
 #include "tests/support/tempdir.h"
 
 namespace {

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "tests/support/record_bytes.h"
+#include "tests/support/sample_records.h"
 
 namespace {
 
