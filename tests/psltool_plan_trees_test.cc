@@ -7,10 +7,10 @@
 #include <nlohmann/json.hpp>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/lines.h"
 #include "tests/support/nights.h"
 #include "tests/support/plan_tree.h"
 #include "tests/support/run_state.h"
@@ -23,13 +23,6 @@ using nlohmann::json;
 constexpr char kZone[] = "Europe/Berlin";
 
 using Names = std::vector<std::string>;
-
-Names Lines(const std::string& text) {
-  Names lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
-}
 
 Names PathsOf(const json& files) {
   Names paths;

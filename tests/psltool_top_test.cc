@@ -4,12 +4,11 @@
 #include <cmath>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/lines.h"
 #include "tests/support/process.h"
-#include "tests/support/record_bytes.h"
 #include "tests/support/tempdir.h"
 #include "tools/spark.h"
 
@@ -29,13 +28,6 @@ json TopJson(std::vector<std::string> more) {
   const ProgramResult result = Top(more);
   EXPECT_EQ(result.status, 0) << result.err;
   return json::parse(result.out);
-}
-
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
 }
 
 struct Sums {
