@@ -15,6 +15,7 @@
 #include "logdir/autotarget.h"
 #include "platform/QelCM.h"
 #include "tests/support/header_file.h"
+#include "tests/support/retention.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"
 
@@ -24,9 +25,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
-
-constexpr int32_t kDays = 0x10000000;
-constexpr int32_t kMonths = 0x20000000;
 
 class Removal : public ::testing::Test {
  protected:
