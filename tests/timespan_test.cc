@@ -6,24 +6,10 @@
 #include <string>
 
 #include "tests/support/run_state.h"
+#include "tests/support/usage_text.h"
+#include "tests/support/utc.h"
 
 namespace {
-
-constexpr char kUsage[] =
-    "Usage: Qelprfarc [-v] [-o path] [-d] file [file...] \n"
-    "       Qelprfarc [-v] -p path -hour time \n"
-    "       Qelprfarc [-v] -p path -day time \n";
-
-int64_t Utc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
-  struct tm time {};
-  time.tm_year = year - 1900;
-  time.tm_mon = month - 1;
-  time.tm_mday = day;
-  time.tm_hour = hour;
-  time.tm_min = minute;
-  time.tm_sec = second;
-  return timegm(&time);
-}
 
 struct tm Date(int year, int month, int day) {
   struct tm date {};

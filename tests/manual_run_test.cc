@@ -1,0 +1,116 @@
+// Manual runs of the program from outside: where outputs go, what is printed, what stays of the
+// inputs.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/header_file.h"
+#include "tests/support/process.h"
+#include "tests/support/product_run.h"
+#include "tests/support/server.h"
+#include "tests/support/tempdir.h"
+#include "tests/support/usage_text.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+
+class ManualRun : public ::testing::Test {
+ protected:
+  ManualRun() {
+    directory.Write("20010203A.psl", HeaderBytes({}));
+    directory.MakeDirectory("out");
+  }
+
+  void ExpectDone(const Arguments& arguments, const std::string& out = "") const {
+    const ProgramResult result = RunProduct(arguments, directory.Path());
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, out);
+    EXPECT_EQ(result.err, "");
+  }
+
+  TempDir directory;
+};
+
+TEST_F(ManualRun, FileIsArchivedInTheWorkingDirectory) {
+  ExpectDone({"20010203A.psl"});
+  EXPECT_THAT(directory.Names(), ElementsAre("20010203A.psa", "20010203A.psl", "out"));
+}
+
+TEST_F(ManualRun, OutputDirectoryGetsASeparator) {
+  ExpectDone({"-o", "out", "20010203A.psl"});
+  EXPECT_THAT(directory.Names("out"), ElementsAre("20010203A.psa"));
+}
+
+TEST_F(ManualRun, OutputDirectoryWithASeparatorIsTakenAsItIs) {
+  ExpectDone({"-o", "out/", "20010203A.psl"});
+  EXPECT_THAT(directory.Names("out"), ElementsAre("20010203A.psa"));
+}
+
+TEST_F(ManualRun, BackslashEndsAPathToo) {
+  ExpectDone({"-o", "out\\", "20010203A.psl"});
+  EXPECT_TRUE(directory.Exists("out\\20010203A.psa"));
+}
+
+TEST_F(ManualRun, VerboseRunNamesInputAndOutput) {
+  ExpectDone({"-v", "-o", "out", "20010203A.psl"}, "20010203A.psl --> 20010203A.psa\n");
+}
+
+TEST_F(ManualRun, DayLevelOption) {
+  HeaderFile hour_archive;
+  hour_archive.level = 'H';
+  directory.Write("20010203A.psa", HeaderBytes(hour_archive));
+  ExpectDone({"-d", "20010203A.psa"});
+  EXPECT_EQ(directory.Read("200102A.psa").substr(12, 1), "D");
+}
+
+TEST_F(ManualRun, DirectoryRunArchivesTheDirectorysLogs) {
+  ExpectDone({"-v", "-p", directory.Path(), "-hour", "0d"},
+             directory.Path("20010203A.psl") + " --> 20010203A.psa\n");
+  EXPECT_TRUE(directory.Exists("20010203A.psa"));
+}
+
+TEST_F(ManualRun, DirectoryDayRun) {
+  ExpectDone({"-p", ".", "-day", "20010203:20010204"});
+  EXPECT_TRUE(directory.Exists("200102A.psa"));
+}
+
+TEST_F(ManualRun, InputIsNeverRemoved) {
+  ExpectDone({"20010203A.psl"});
+  EXPECT_EQ(directory.Read("20010203A.psl"), HeaderBytes({}));
+}
+
+// Runs with "-ext" write to the trace file of the test prefix.
+class PrefixManualRun : public ManualRun {};
+
+TEST_F(PrefixManualRun, MessagesGoToTheTrace) {
+  ProgramSettings settings;
+  settings.directory = directory.Path();
+  const ProgramResult result = RunProgram(QELPRFARC_TEST_PATH, {"-ext", "a.txt"}, settings);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "");
+  EXPECT_THAT(TestServer::TraceOf(result.pid), ElementsAre("Qelprfarc: 101 Not PSL file -- a.txt"));
+}
+
+TEST_F(PrefixManualRun, UsageTextStaysOnStandardError) {
+  const ProgramResult result = RunProgram(QELPRFARC_TEST_PATH, {"-ext", "-nosuch"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, kUsage);
+  EXPECT_THAT(TestServer::TraceOf(result.pid),
+              ElementsAre("Qelprfarc: 104 Invalid option -- -nosuch"));
+}
+
+TEST_F(PrefixManualRun, OutNamesTheOutputItself) {
+  ProgramSettings settings;
+  settings.directory = directory.Path();
+  for (const char* extra : {"-daypsanoerr", "-noperiod"}) {
+    const ProgramResult result = RunProgram(
+        QELPRFARC_TEST_PATH, {"-ext", extra, "-out", "out/x.psa", "20010203A.psl"}, settings);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_THAT(directory.Names("out"), ElementsAre("x.psa"));
+  }
+}
+
+}  // namespace
