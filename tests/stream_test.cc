@@ -1,29 +1,11 @@
-// The record stream: framing, copied and skipped records, flushes, and which handlers serve a
-// revision. Most tests archive a small log and look at the records that come out.
-#include "engine/stream.h"
-
-#include <fcntl.h>
-#include <gmock/gmock.h>
+// The record stream: framing, copied and skipped records, flushes, hours. Each test archives a
+// small log and looks at the records that come out.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
-#include "archiver/runinfo.h"
-#include "engine/family.h"
-#include "engine/finfo.h"
-#include "engine/header.h"
-#include "engine/layout.h"
-#include "platform/QelCM.h"
-#include "revisions/Qelprfarc0x10.h"
-#include "revisions/Qelprfarc0x11.h"
-#include "revisions/Qelprfarc0x12.h"
-#include "revisions/Qelprfarc0x13.h"
-#include "revisions/Qelprfarc0x14.h"
-#include "revisions/Qelprfarc0x19.h"
-#include "revisions/Qelprfarc0x1A.h"
-#include "revisions/Qelprfarc0x1B.h"
-#include "revisions/Qelprfarc0x1D.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/run_state.h"
@@ -44,10 +26,6 @@ using spell::Records;
 using spell::Statistics;
 using spell::Structure;
 using spell::Tags;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-
-constexpr uint8_t kNewest = 0x21;
 
 class StreamTest : public ::testing::Test {
  protected:
@@ -359,110 +337,6 @@ TEST_F(StreamTest, ArchivesFlushedThroughThe11WriterAreReadBack) {
   EXPECT_EQ(spell::DiskOperations(0x10, flushed), 9U);
   EXPECT_EQ(GetU32(flushed, 432 + 32), 9U);
   EXPECT_EQ(spell::DiskOperations(0x10, Records(archive_).at(4).bytes), 7U);
-}
-
-// ---- dispatch ----
-
-TEST(Dispatch, EachRevisionHasTheHandlersOfItsFamily) {
-  const auto expect = [](int from, int to, auto structure, auto statistics, auto before_ldm,
-                         auto at_end, bool rereads) {
-    for (int revision = from; revision <= to; ++revision) {
-      const Dispatch& row = DispatchOf(static_cast<uint8_t>(revision));
-      EXPECT_EQ(row.read_structure, +structure) << revision;
-      EXPECT_EQ(row.read_statistics, +statistics) << revision;
-      EXPECT_EQ(row.flush_before_ldm, +before_ldm) << revision;
-      EXPECT_EQ(row.flush_at_end, +at_end) << revision;
-      EXPECT_EQ(row.rereads_header, rereads) << revision;
-    }
-  };
-  expect(0x00, 0x10, ReadStrRec_0x10, ReadStaRec_0x10, WriteStaRec_0x11, WriteStaRec_0x10, false);
-  expect(0x11, 0x11, ReadStrRec_0x11, ReadStaRec_0x11, WriteStaRec_0x11, WriteStaRec_0x11, false);
-  expect(0x12, 0x12, ReadStrRec_0x12, ReadStaRec_0x12, WriteStaRec_0x12, WriteStaRec_0x12, false);
-  expect(0x13, 0x13, ReadStrRec_0x13, ReadStaRec_0x13, WriteStaRec_0x13, WriteStaRec_0x13, false);
-  expect(0x14, 0x18, ReadStrRec_0x14, ReadStaRec_0x14, WriteStaRec_0x14, WriteStaRec_0x14, false);
-  expect(0x19, 0x19, ReadStrRec_0x19, ReadStaRec_0x19, WriteStaRec_0x19, WriteStaRec_0x19, false);
-  expect(0x1A, 0x1A, ReadStrRec_0x1A, ReadStaRec_0x1A, WriteStaRec_0x1A, WriteStaRec_0x1A, false);
-  expect(0x1B, 0x1C, ReadStrRec_0x1B, ReadStaRec_0x1B, WriteStaRec_0x1B, WriteStaRec_0x1B, false);
-  expect(0x1D, 0xFF, ReadStrConRec_0x1D, ReadStaRec_0x1D, WriteStaRec_0x1D, WriteStaRec_0x1D, true);
-}
-
-// ---- one record at a time ----
-
-class NextRecordTest : public ::testing::Test {
- protected:
-  NextRecordTest() {
-    ResetEngine();
-    snprintf(wfpath, sizeof wfpath, "%s", directory_.Path("out").c_str());
-    wfd = open(wfpath, O_WRONLY | O_CREAT | O_TRUNC, 0666);
-  }
-  ~NextRecordTest() override { ResetEngine(); }
-
-  void Open(uint8_t revision, const Bytes& file, off_t position) {
-    directory_.Write("in", file);
-    name_ = directory_.Path("in");
-    rfname = name_.c_str();
-    if (rfd >= 0) close(rfd);
-    rfd = open(rfname, O_RDONLY | O_CLOEXEC);
-    finfo.layout = &LayoutOf(revision);
-    finfo.revision = Rev_Kind = revision;
-    finfo.input_size = static_cast<int64_t>(file.size());
-    lseek(rfd, position, SEEK_SET);
-  }
-
-  TempDir directory_;
-  std::string name_;
-};
-
-TEST_F(NextRecordTest, TheFirstStructureRecordStandsBehindTheHeader) {
-  for (const uint8_t revision : {uint8_t{0x10}, uint8_t{0x18}, uint8_t{0x19}, kNewest}) {
-    for (const size_t position : {size_t{80}, size_t{256}, size_t{100}}) {
-      Open(revision, Bytes(position, ' ') + Structure(revision), static_cast<off_t>(position));
-      finfo.first_configuration = false;
-      ReadNextRec();
-      EXPECT_EQ(finfo.first_configuration, position == (revision < 0x19 ? 80U : 256U))
-          << int{revision} << ' ' << position;
-      EXPECT_EQ(finfo.record_start, static_cast<int64_t>(position));
-      EXPECT_EQ(lseek(rfd, 0, SEEK_CUR), finfo.input_size);
-    }
-  }
-}
-
-TEST_F(NextRecordTest, StampLengthAndFlagOfEachRecordAreKept) {
-  Open(0x1D, FixedRecord("NNC", 80, 0xF0000000) + FreeRecord(40), 0);
-  ReadNextRec();
-  EXPECT_EQ(finfo.record_time, int64_t{0xF0000000});
-  EXPECT_EQ(finfo.record_length, 80U);
-  EXPECT_EQ(finfo.record_flag, 0x07);
-  ReadNextRec();
-  EXPECT_EQ(finfo.previous_time, int64_t{0xF0000000});
-  EXPECT_EQ(finfo.previous_length, 80U);
-  EXPECT_EQ(finfo.record_length, 40U);
-}
-
-class PrefixNextRecordTest : public NextRecordTest {};
-
-TEST_F(PrefixNextRecordTest, PositionAtTheEndOfTheInputEndsTheRun) {
-  for (const int automatic : {0, 1}) {
-    directory_.Write("out");
-    wfd = open(wfpath, O_WRONLY);
-    Open(0x1D, Bytes(100, ' '), 100);
-    arcdelinfo.auto_flg = automatic;
-    const std::string log = std::string(QELPRFARC_TEST_PREFIX) + "etc/log/operation.log";
-    unlink(log.c_str());
-    std::string err;
-    {
-      const Capture capture(2);
-      EXPECT_EQ(StatusOf(ReadNextRec), 1);
-      err = capture.Text();
-    }
-    EXPECT_THAT(err, HasSubstr("110 Read error -- " + name_ + "  func=tell errno="));
-    EXPECT_FALSE(directory_.Exists("out"));
-    EXPECT_EQ(wfd, -1);
-    if (automatic == 0) continue;
-    EXPECT_THAT(TempDir::ReadFile(log), HasSubstr("func=tell errno="));
-    EXPECT_THAT(TempDir::ReadFile(log), HasSubstr("detcode=03030001"));
-    EXPECT_THAT(TempDir::ReadFile(log), HasSubstr("08320 Qelprfarc 4 1 Failed in archives of"));
-  }
 }
 
 }  // namespace
