@@ -1,24 +1,19 @@
-// The file header record: judging a candidate input, reading it, writing the output's, and the time
-// zone that goes with the revision.
-#include "engine/header.h"
-
+// The file header record: judging a candidate input, reading it, and writing the output's.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <cstring>
+#include <cstdint>
+#include <cstdio>
+#include <initializer_list>
 #include <map>
-#include <string>
 
 #include "archiver/runinfo.h"
 #include "engine/finfo.h"
-#include "platform/QelCM.h"
 #include "tests/support/engine_run.h"
+#include "tests/support/header_fixture.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/run_state.h"
-#include "tests/support/tempdir.h"
 
 namespace {
 
@@ -26,62 +21,6 @@ using spell::Bytes;
 using spell::GetU32;
 using spell::HeaderRecord;
 using Revisions = std::initializer_list<uint8_t>;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-
-class HeaderTest : public ::testing::Test {
- protected:
-  HeaderTest() { ResetEngine(); }
-  ~HeaderTest() override { ResetEngine(); }
-
-  // Makes `bytes` the open input, at its start.
-  void Open(const Bytes& bytes) {
-    if (rfd >= 0) close(rfd);
-    directory_.Write("input.psl", bytes);
-    name_ = directory_.Path("input.psl");
-    rfname = name_.c_str();
-    rfd = open(rfname, O_RDONLY | O_CLOEXEC);
-  }
-
-  // Judges a header; what was logged goes to err_.
-  int JudgeBytes(const Bytes& bytes) {
-    Open(bytes);
-    const Capture err(2);
-    const int verdict = PreReadHeaderRec();
-    err_ = err.Text();
-    return verdict;
-  }
-  int Judge(const spell::Header& header) { return JudgeBytes(HeaderRecord(header)); }
-
-  // Reads a header; returns as StatusOf.
-  int ReadBytes(const Bytes& bytes) {
-    Open(bytes);
-    const Capture err(2);
-    const int status = StatusOf(ReadHeaderRec);
-    err_ = err.Text();
-    return status;
-  }
-  int Read(const spell::Header& header) { return ReadBytes(HeaderRecord(header)); }
-
-  // The header that would be written now.
-  Bytes Written() {
-    wfd = open(directory_.Path("output").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    EXPECT_EQ(StatusOf(WriteHeaderRec), kReturned);
-    close(wfd);
-    wfd = -1;
-    return directory_.Read("output");
-  }
-
-  std::string Message(const std::string& text) {
-    return "Qelprfarc: " + text + " -- " + name_ + "\n";
-  }
-
-  TempDir directory_;
-  std::string name_;
-  std::string err_;
-  const TimeZone zone_{"UTC"};
-};
 
 // ---- judging ----
 
@@ -330,109 +269,6 @@ TEST_F(HeaderTest, OldRevisionsWriteZerosAndTheTimeOfTheRecordAtHand) {
     const size_t end = revision < 0x19 ? 56 : 84;
     EXPECT_EQ(written.substr(end), Bytes(written.size() - end, '\0')) << int{revision};
   }
-}
-
-// ---- time zone ----
-
-class HeaderZoneTest : public HeaderTest {
- protected:
-  HeaderZoneTest() { snprintf(sgmtr_dmpfile, sizeof sgmtr_dmpfile, "%s", Trace().c_str()); }
-
-  std::string Trace() const { return directory_.Path("trace"); }
-
-  // Directions of the trace lines so far.
-  std::vector<std::string> Changes() const {
-    std::vector<std::string> changes;
-    std::string text = TempDir::ReadFile(Trace());
-    for (size_t at = 0; (at = text.find("TZ ", at)) != std::string::npos; ++at) {
-      changes.push_back(text.substr(at, text.find('\n', at) - at));
-    }
-    return changes;
-  }
-};
-
-constexpr char kToUtc[] = "TZ Local to UTC";
-constexpr char kToLocal[] = "TZ UTC to Local";
-
-TEST_F(HeaderZoneTest, EachChangeOfDirectionIsTracedOnce) {
-  setenv("TZ", "EST5", 1);
-  Judge({.revision = 0x1C});
-  EXPECT_THAT(Changes(), IsEmpty());
-  EXPECT_STREQ(getenv("TZ"), "EST5");
-  Judge({.revision = 0x1D});
-  EXPECT_STREQ(getenv("TZ"), "UTC");
-  Read({.revision = 0x21});
-  Written();
-  EXPECT_THAT(Changes(), ElementsAre(kToUtc));
-  Read({.revision = 0x1C});
-  EXPECT_STREQ(getenv("TZ"), "EST5");
-  Judge({.revision = 0x10});
-  Read({.revision = 0x19});
-  EXPECT_THAT(Changes(), ElementsAre(kToUtc, kToLocal));
-  Read({.revision = 0x1D});
-  Read({.revision = 0x1C});
-  EXPECT_THAT(Changes(), ElementsAre(kToUtc, kToLocal, kToUtc, kToLocal));
-  EXPECT_STREQ(getenv("TZ"), "EST5");
-}
-
-TEST_F(HeaderZoneTest, WritingSwitchesForTheRevisionWritten) {
-  setenv("TZ", "EST5", 1);
-  Read({.revision = 0x1C});
-  Judge({.revision = 0x1D});
-  EXPECT_STREQ(getenv("TZ"), "UTC");
-  Written();
-  EXPECT_STREQ(getenv("TZ"), "EST5");
-  EXPECT_EQ(Rev_Kind, 0x1C);
-}
-
-TEST_F(HeaderZoneTest, AnUnsetVariableIsUnsetAgain) {
-  unsetenv("TZ");
-  Judge({.revision = 0x1D});
-  EXPECT_STREQ(getenv("TZ"), "UTC");
-  Judge({.revision = 0x1C});
-  EXPECT_EQ(getenv("TZ"), nullptr);
-}
-
-TEST_F(HeaderZoneTest, AnEmptyVariableIsEmptyAgain) {
-  setenv("TZ", "", 1);
-  Judge({.revision = 0x1D});
-  EXPECT_STREQ(getenv("TZ"), "UTC");
-  Judge({.revision = 0x1C});
-  EXPECT_STREQ(getenv("TZ"), "");
-}
-
-TEST_F(HeaderZoneTest, LocalTimesFollowTheSwitch) {
-  setenv("TZ", "JST-9", 1);
-  tzset();
-  const time_t midnight = spell::kNewYear;
-  Judge({.revision = 0x1D});
-  EXPECT_EQ(localtime(&midnight)->tm_hour, 0);
-  Judge({.revision = 0x1C});
-  EXPECT_EQ(localtime(&midnight)->tm_hour, 9);
-}
-
-TEST_F(HeaderZoneTest, AutomaticRunsStayInLocalTime) {
-  setenv("TZ", "EST5", 1);
-  arcdelinfo.auto_flg = 1;
-  finfo.optclass = kOptDirectory;
-  Judge({.revision = 0x1D});
-  Read({.revision = 0x21});
-  Written();
-  EXPECT_STREQ(getenv("TZ"), "EST5");
-  EXPECT_THAT(Changes(), IsEmpty());
-}
-
-// The zone comes before the judgement: a revision above the last known one counts as a new one.
-TEST_F(HeaderZoneTest, TheZoneIsSwitchedBeforeTagAndRevisionAreJudged) {
-  setenv("TZ", "EST5", 1);
-  Bytes bytes = HeaderRecord({});
-  spell::SetU8(bytes, 3, 0x22);
-  JudgeBytes(bytes);
-  EXPECT_STREQ(getenv("TZ"), "UTC");
-  spell::SetU8(bytes, 3, 0x0F);
-  bytes[0] = 'X';
-  JudgeBytes(bytes);
-  EXPECT_STREQ(getenv("TZ"), "EST5");
 }
 
 }  // namespace
