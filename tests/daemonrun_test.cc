@@ -1,15 +1,14 @@
 // Runs that the daemon starts, from outside: configuration, lock, working directory, both archive
-// runs, removal and pruning in their order.
+// runs and removal in their order.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <filesystem>
 #include <string>
-#include <vector>
 
-#include "archiver/prune.h"
+#include "tests/support/daemon_run.h"
 #include "tests/support/header_file.h"
 #include "tests/support/process.h"
 #include "tests/support/server.h"
@@ -19,51 +18,13 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::IsSupersetOf;
 using ::testing::Not;
 
-constexpr uint16_t kDays = 0;
-
 // Trace lines about the marker files when there are none.
 constexpr char kNoMarkerA[] = "err_del_arcupdatefile(ret=4.errno=2)";
 constexpr char kNoMarkerB[] = "err_del_execfile(ret=4.errno=2)";
-
-class PrefixDaemonRun : public ::testing::Test {
- protected:
-  PrefixDaemonRun() : log_start_(TestServer::OperationLog().size()) {}
-
-  // Operation-log entries since the start of the test, without their time of 25 characters. Other
-  // tests may add some of their own.
-  std::vector<std::string> LogEntries() const {
-    std::vector<std::string> entries;
-    const std::string added = TestServer::OperationLog().substr(log_start_);
-    for (size_t start = 0; start < added.size();) {
-      const size_t end = added.find('\n', start);
-      entries.push_back(added.substr(start + 26, end - start - 26));
-      start = end + 1;
-    }
-    return entries;
-  }
-
-  void MakeLog(const std::string& name) const {
-    server.directory.Write("arc/" + name, HeaderBytes({}));
-  }
-
-  const TempDir& files() const { return server.directory; }
-
-  static void ExpectQuiet(const ProgramResult& result) {
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "");
-  }
-
-  TestServer server;
-
- private:
-  size_t log_start_;
-};
 
 TEST_F(PrefixDaemonRun, RunWithNothingToDo) {
   const ProgramResult result = server.RunAuto();
@@ -292,126 +253,6 @@ TEST_F(PrefixDaemonRun, FailedArchivingLeavesNoEndLine) {
   EXPECT_THAT(TestServer::TraceOf(result.pid), Not(Contains("$main():arc end")));
   EXPECT_THAT(LogEntries(), Contains("08320 Qelprfarc 4 1 Failed in archives of psl(psa) files."));
   EXPECT_FALSE(files().Exists("arc/Qelprf.A"));
-}
-
-// --- Pruning --------------------------------------------------------------------------------------
-
-class PrefixPruning : public PrefixDaemonRun {
- protected:
-  PrefixPruning() {
-    server.segment.PutArchivingSwitch(0);
-    files().MakeDirectory("pml/00");
-  }
-
-  void MakePml(const std::string& date) const {
-    files().Write("pml/00/" + date + "x#001_001.pml", "12345");
-  }
-};
-
-TEST_F(PrefixPruning, NothingToDoWithNumbers0) {
-  MakePml("20210101");
-  const ProgramResult result = server.RunAuto2("0", "0", "0");
-  ExpectQuiet(result);
-  EXPECT_THAT(TestServer::TraceOf(result.pid),
-              ElementsAre("$main():arc delete pml start", "$main():arc delete pml end"));
-  EXPECT_EQ(files().Names("pml/00").size(), 1u);
-}
-
-TEST_F(PrefixPruning, OldestFilesAreDeleted) {
-  for (int day = 1; day <= 8; ++day) MakePml("2021010" + std::to_string(day));
-  ExpectQuiet(server.RunAuto2("0", "0", "3"));
-  EXPECT_EQ(files().Names("pml/00").front(), "20210104x#001_001.pml");
-}
-
-TEST_F(PrefixPruning, AgeComesBeforeNumber) {
-  for (int day = 1; day <= 9; ++day) MakePml("2021010" + std::to_string(day));
-  // Five days back from the newest leaves five files, too few for the second call.
-  ExpectQuiet(server.RunAuto2("0", "5", "3"));
-  EXPECT_EQ(files().Names("pml/00").front(), "20210105x#001_001.pml");
-}
-
-TEST_F(PrefixPruning, FailuresOfEachCallAreTraced) {
-  std::filesystem::remove_all(files().Path("pml"));
-  const ProgramResult result = server.RunAuto2("0", "5", "3");
-  ExpectQuiet(result);
-  EXPECT_THAT(TestServer::TraceOf(result.pid),
-              ElementsAre("$main():arc delete pml start",
-                          "DELETE_PML_TERM : retval=4 detail=0x01b0000d errno=2",
-                          "DELETE_PML_OLDEST : retval=4 detail=0x01b0000d errno=2",
-                          "$main():arc delete pml end"));
-}
-
-TEST_F(PrefixPruning, EmbeddedVolumeIsPrunedThenStagedFilesAreMoved) {
-  server.segment.Put<int32_t>(9168, 1000);
-  MakePml("20210101");
-  files().MakeDirectory("root/.trace3");
-  files().Write("root/.trace3/20210102x#001_001.pml", "1");
-  files().Write("root/.trace3/20210103x#001_001.pml", "1");
-  const SharedSegment shared(server.segment);
-  ProgramSettings settings;
-  settings.variables = {{"QelPMON_EMBSYSVOL", "yes"}};
-  const ProgramResult result = RunProgram(
-      QELPRFARC_TEST_PATH, {"-mode", "svr", shared.Id(), "-auto2", "1", "0", "0"}, settings);
-  ExpectQuiet(result);
-  EXPECT_THAT(files().Names("pml/00"),
-              ElementsAre("20210101x#001_001.pml", "20210102x#001_001.pml"));
-  EXPECT_THAT(files().Names("root/.trace3"), ElementsAre("20210103x#001_001.pml"));
-}
-
-TEST_F(PrefixPruning, AbsentEmbeddedVolumeStopsBeforeTheMove) {
-  server.segment.Put<int32_t>(9168, 1000);
-  const SharedSegment shared(server.segment);
-  ProgramSettings settings;
-  settings.variables = {{"QelPMON_EMBSYSVOL", "no"}};
-  const ProgramResult result = RunProgram(
-      QELPRFARC_TEST_PATH, {"-mode", "svr", shared.Id(), "-auto2", "1", "0", "0"}, settings);
-  ExpectQuiet(result);
-  const std::vector<std::string> trace = TestServer::TraceOf(result.pid);
-  ASSERT_EQ(trace.size(), 3u);
-  EXPECT_THAT(trace[1], HasSubstr("EMB_DELETE_PML : retval=2 "));
-  EXPECT_EQ(trace[2], "$main():arc delete pml end");
-}
-
-TEST_F(PrefixPruning, EnabledArchivingOnlyCreatesTheArchiveDirectory) {
-  server.segment.PutArchivingSwitch(1);
-  MakeLog("20010203A.psl");
-  ExpectQuiet(server.RunAuto2("0", "0", "0"));
-  EXPECT_THAT(files().Names("arc"), ElementsAre("20010203A.psl", "archive"));
-  EXPECT_THAT(files().Names("arc/archive"), IsEmpty());
-}
-
-TEST_F(PrefixPruning, NothingIsRemovedFromTheArchive) {
-  server.segment.PutRetention(0, 1, kDays);
-  MakeLog("20010203A.psl");
-  files().MakeDirectory("arc/archive");
-  files().Write("arc/archive/20010203A.psa_tmp");
-  files().Write("arc/Qelprf.A");
-  ExpectQuiet(server.RunAuto2("0", "0", "0"));
-  EXPECT_TRUE(files().Exists("arc/20010203A.psl"));
-  EXPECT_TRUE(files().Exists("arc/archive/20010203A.psa_tmp"));
-  EXPECT_TRUE(files().Exists("arc/Qelprf.A"));
-}
-
-TEST(EmbeddedVolume, LimitIsTheCapacityInBytes) {
-  EXPECT_EQ(EmbeddedLimit(1).low, 1048576u);
-  EXPECT_EQ(EmbeddedLimit(1).high, 0u);
-  EXPECT_EQ(EmbeddedLimit(4095).low, 4293918720u);
-  EXPECT_EQ(EmbeddedLimit(4095).high, 0u);
-}
-
-TEST(EmbeddedVolume, SmallVolumesKeepAReserve) {
-  EXPECT_EQ(EmbeddedLimit(160).low, 140u * 1048576u);
-  EXPECT_EQ(EmbeddedLimit(200).low, 170u * 1048576u);
-  EXPECT_EQ(EmbeddedLimit(161).low, 161u * 1048576u);
-}
-
-TEST(EmbeddedVolume, LargeLimitsAreSplit) {
-  EXPECT_EQ(EmbeddedLimit(4096).low, 0u);
-  EXPECT_EQ(EmbeddedLimit(4096).high, 1u);
-  EXPECT_EQ(EmbeddedLimit(10000).low, 1895825408u);  // 10,485,760,000 - 2 * 2^32
-  EXPECT_EQ(EmbeddedLimit(10000).high, 2u);
-  EXPECT_EQ(EmbeddedLimit(2147483647).high, 524287u);
-  EXPECT_EQ(EmbeddedLimit(2147483647).low, 4293918720u);
 }
 
 }  // namespace
