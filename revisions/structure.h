@@ -12,7 +12,7 @@ void ReadStructure();
 int WriteStructure();
 
 // Sizes of the variable parts of the logical-disk and rank lists read last, and where the first one
-// stands in the record; null without such a list.
+// stands in the record, for as long as that is the record read last; null without such a list.
 extern const uint8_t* Top_lvdvno_ptr;
 extern const uint8_t* Top_ldpdno_ptr;
 extern uint32_t ld_total_size;
