@@ -38,6 +38,7 @@ std::vector<char*> Sorted(const std::vector<std::string>& names) {
   std::vector<char*> pointers;
   pointers.reserve(names.size());
   for (const std::string& name : names) pointers.push_back(const_cast<char*>(name.c_str()));
+  if (pointers.empty()) return pointers;  // qsort takes no null pointer
   std::qsort(static_cast<void*>(pointers.data()), pointers.size(), sizeof(char*), FSortFunc);
   return pointers;
 }
