@@ -56,11 +56,11 @@ size_t FieldBytes(const ResourceSet& set) {
 // Vectors are not to lie across cache lines, and a large block is to have large pages.
 void ReserveFields(ResourceSet& set) {
   const size_t size = FieldBytes(set);
-  const size_t page = size < kLargePage ? kCacheLine : kLargePage;
-  auto at = reinterpret_cast<uintptr_t>(set.field_block.Reserve(size + page - 1));
-  at = (at + page - 1) / page * page;
+  const size_t alignment = size < kLargePage ? kCacheLine : kLargePage;
+  auto at = reinterpret_cast<uintptr_t>(set.field_block.Reserve(size + alignment - 1));
+  at = (at + alignment - 1) / alignment * alignment;
   set.fields = reinterpret_cast<double*>(at);
-  if (page == kLargePage) PreferLargePages(set.fields, size);
+  if (alignment == kLargePage) PreferLargePages(set.fields, size);
 }
 
 uint32_t KeyNumber(const ResourceSet& set, int32_t index) {

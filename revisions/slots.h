@@ -85,7 +85,7 @@ struct ResourceSet {
   Buffer table;
   Buffer slot_block;  // heads
   Buffer field_block;
-  double* fields = nullptr;  // counter groups, in tiles: the block from the start of a page on
+  double* fields = nullptr;  // counter groups, in tiles; in the block, from a cache line's start on
 
   const uint8_t* KeyOf(int32_t index) const {
     return table.data() + static_cast<size_t>(index) * stride + key_at;
