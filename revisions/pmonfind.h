@@ -14,12 +14,12 @@ extern uint16_t usPdCursor;
 int32_t MissingResource();
 
 // First table entry whose key equals `key`, or -1.
-int32_t ScanForKey(const ResourceSet& set, const uint8_t* key);
+int32_t ScanForKey(ResourceSet& set, const uint8_t* key);
 
 // The search that resumes at `cursor` and wraps around once. A key that is not in a non-empty table
 // yields the cursor's position: files rely on it, so it is kept. Returns the count when the table
 // is empty.
-int32_t ResumeForKey(const ResourceSet& set, const uint8_t* key, uint16_t& cursor);
+int32_t ResumeForKey(ResourceSet& set, const uint8_t* key, uint16_t& cursor);
 
 inline bool KeyMatches(const ResourceSet& set, int32_t index, const uint8_t* key) {
   const uint8_t* have = set.KeyOf(index);

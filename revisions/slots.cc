@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <vector>
 
 #include "platform/memory.h"
 #include "revisions/pending.h"
@@ -36,6 +35,11 @@ void FreeFields(ResourceSet& set) {
   set.fields = nullptr;
 }
 
+void ForgetOrder(ResourceSet& set) {
+  std::vector<uint64_t>().swap(set.order);
+  set.passed = 0;
+}
+
 void DropSet(Kind kind) {
   ResourceSet& set = resource_sets[kind];
   set.table.Free();
@@ -44,6 +48,7 @@ void DropSet(Kind kind) {
   set.count = 0;
   set.entries = 0;
   set.from_statistics = false;
+  ForgetOrder(set);
   DropPending(kind, true);
   PublishSlots(kind);
 }
@@ -63,21 +68,14 @@ void ReserveFields(ResourceSet& set) {
   if (alignment == kLargePage) PreferLargePages(set.fields, size);
 }
 
-uint32_t KeyNumber(const ResourceSet& set, int32_t index) {
-  uint32_t key = 0;
-  for (size_t i = 0; i < set.key_count; ++i) key = key << 8 | set.KeyOf(index)[i];
-  return key;
-}
-
 bool KeysAreUnique(const ResourceSet& set) {
+  const auto key = [&set](int32_t index) { return set.KeyNumber(set.KeyOf(index)); };
   // Tables are nearly always in the order of their keys.
   bool ascending = true;
-  for (int32_t i = 1; i < set.entries && ascending; ++i) {
-    ascending = KeyNumber(set, i - 1) < KeyNumber(set, i);
-  }
+  for (int32_t i = 1; i < set.entries && ascending; ++i) ascending = key(i - 1) < key(i);
   if (ascending) return true;
   std::vector<uint32_t> keys(static_cast<size_t>(set.entries));
-  for (int32_t i = 0; i < set.entries; ++i) keys[static_cast<size_t>(i)] = KeyNumber(set, i);
+  for (int32_t i = 0; i < set.entries; ++i) keys[static_cast<size_t>(i)] = key(i);
   std::sort(keys.begin(), keys.end());
   return std::adjacent_find(keys.begin(), keys.end()) == keys.end();
 }
@@ -113,6 +111,7 @@ uint8_t* ShapeSet(Kind kind, const SetShape& shape) {
 
 void StartSet(Kind kind) {
   ResourceSet& set = resource_sets[kind];
+  ForgetOrder(set);
   DropPending(kind, true);
   if (set.entries == 0) {
     set.slot_block.Free();

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "engine/buffer.h"
 #include "engine/kinds.h"
@@ -86,9 +87,18 @@ struct ResourceSet {
   Buffer slot_block;  // heads
   Buffer field_block;
   double* fields = nullptr;  // counter groups, in tiles; in the block, from a cache line's start on
+  // For searches that go far, and only once they have (pmonfind.cc): key and position of all table
+  // entries in ascending order, and how many entries such searches have looked at so far.
+  std::vector<uint64_t> order;
+  uint64_t passed = 0;
 
   const uint8_t* KeyOf(int32_t index) const {
     return table.data() + static_cast<size_t>(index) * stride + key_at;
+  }
+  uint32_t KeyNumber(const uint8_t* key) const {
+    uint32_t number = 0;
+    for (size_t i = 0; i < key_count; ++i) number = number << 8 | key[i];
+    return number;
   }
 };
 
