@@ -24,6 +24,7 @@
 #include "archiver/workdir.h"
 #include "engine/QelprfarcMain.h"
 #include "engine/finfo.h"
+#include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
@@ -52,6 +53,7 @@ void ClearWorkAreas() {
   sgmtr_dmpfile[0] = '\0';
   wfd = -1;
   rfd = -1;
+  ForgetUnarchived();
   InitWorkArea();
 }
 

@@ -16,6 +16,7 @@
 #include "archiver/runinfo.h"
 #include "archiver/segment.h"
 #include "engine/finfo.h"
+#include "engine/unarchived.h"
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
 #include "platform/QelCM.h"
@@ -54,6 +55,7 @@ void ResetRunState() {
   StartTime = 0;
   EndTime = 0;
   clock_hook = nullptr;
+  ForgetUnarchived();
   InitWorkArea();
 }
 
