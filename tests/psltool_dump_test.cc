@@ -38,7 +38,7 @@ TEST(PsltoolDump, CsvOfLogicalDisks) {
             "4096,1.1377777777777778,0,0,0,0,1.5,7200,2,450,9000,4096,8,4,"
             "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0\n"
             "2024-01-01T00:59:00Z,1704070740,ld,7,1,1800000,true,true,,,false,"
-            "0,0,,,,,,0,0,,,,,,0,0,,,,,0,0,,,,,0,0,,,,\n"
+            "0,0,,,,0,0,0,0,,,,0,0,0,0,,,,0,0,0,,,,0,0,0,,,,0\n"
             "2024-01-01T00:59:00Z,1704070740,ld,8,9,3600000,false,false,,,true,"
             ",,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,\n");
 }
@@ -129,6 +129,68 @@ TEST(PsltoolDump, OlderRevisionsHaveNoVolumeRate) {
   EXPECT_EQ(entry["g1_second_mean_max"], 99);
 }
 
+// Idle entries had a rate of operations of 0 but none of volume, so that averages over the rows of
+// a resource were too high. Up to 0x12 the extremes of the second average are none of a rate.
+TEST(PsltoolDump, IdleEntriesHaveRatesOfZeroAndSoHaveTheirExtremes) {
+  TempDir dir;
+  Bytes disk = CompactDisk();
+  spell::SetU8(disk, 13, 0x01);  // ratio present
+  const auto entry = [&](uint8_t revision, size_t mask_at, uint32_t slot, size_t head) {
+    spell::Header header;
+    header.revision = revision;
+    header.bitmaps = {{mask_at, 0xFFFFFC00}};
+    spell::Sections record("STA", 0, spell::kNewYear, head);
+    record.Add(slot, 96, 1, disk);
+    dir.Write("x.psl", spell::HeaderRecord(header) +
+                           spell::Structure(revision, {.logical_disks = 1}) + record.Finish());
+    return json::parse(
+        Dump(dir.Path("x.psl"), {"--kind", "ld", "--key", "7", "--format", "ndjson"}).out);
+  };
+  json idle = entry(0x1D, 64, 88, 256);
+  for (const char* zero : {"g1_ops", "g1_ops_per_s", "g1_kvolume_per_s", "g1_ops_per_s_max",
+                           "g5_ops_per_s_min", "g5_kvolume_per_s_max", "g1_kvolume_per_s_min",
+                           "busy_pct", "busy_pct_max", "busy_pct_min"}) {
+    EXPECT_EQ(idle[zero], 0) << zero;
+  }
+  for (const char* none : {"g1_first_mean", "g1_max", "g1_second_mean"}) {
+    EXPECT_TRUE(idle[none].is_null()) << none;
+  }
+  json older = entry(0x12, 40, 40, 80);
+  EXPECT_EQ(older["g1_ops_per_s_max"], 0);
+  EXPECT_TRUE(older["g1_second_mean_max"].is_null());
+  spell::SetU32(disk, 4, 0);  // an interval of no length has no rates
+  idle = entry(0x1D, 64, 88, 256);
+  for (const char* none : {"g1_ops_per_s", "g1_kvolume_per_s", "g1_kvolume_per_s_max"}) {
+    EXPECT_TRUE(idle[none].is_null()) << none;
+  }
+}
+
+// The archiver lets the fields of 0x21 count in modules that are not valid, the others not. The
+// dump had it the other way round: the first ratio but not the groups.
+TEST(PsltoolDump, CacheModulesThatAreNotValidHaveTheLaterFieldsOnly) {
+  TempDir dir;
+  Bytes record = spell::Statistics(0x21, {.all_kinds = true});
+  const size_t cache = spell::GetU32(record, 76);
+  spell::SetU32(record, cache + 4, 1000);
+  spell::SetU8(record, cache + 9, 1);
+  for (const size_t at : {16U, 18U, 20U, 22U}) spell::SetU16(record, cache + at, 100);
+  for (const size_t at : {24U, 28U, 32U, 80U, 96U, 112U}) spell::SetU32(record, cache + at, 100);
+  dir.Write("x.psl", spell::HeaderRecord({.revision = 0x21}) +
+                         spell::Structure(0x21, {.all_kinds = true}) + record);
+  json module = json::parse(Dump(dir.Path("x.psl"), {"--format", "ndjson", "--kind", "cache"}).out);
+  EXPECT_EQ(module["valid"], false);
+  for (const char* none :
+       {"first_pct", "first_max", "g1_ops", "g4_ops", "g4_ops_per_s", "g4_kvolume_per_s"}) {
+    EXPECT_TRUE(module[none].is_null()) << none;
+  }
+  EXPECT_EQ(module["second_pct"], 1);
+  for (const char* there : {"second_max", "first_rate", "second_rate", "g5_ops", "g6_ops",
+                            "g5_ops_per_s", "g6_ops_per_s"}) {
+    EXPECT_EQ(module[there], 100) << there;
+  }
+  EXPECT_EQ(module["g6_kvolume_per_s"], 0);
+}
+
 TEST(PsltoolDump, CacheModulesAndOptionalItems) {
   TempDir dir;
   Bytes record = spell::Statistics(0x21, {.all_kinds = true});
@@ -180,12 +242,22 @@ TEST(PsltoolDump, ArchivesOfTwoLayouts) {
   const std::vector<std::string> lines = Lines(result.out);
   EXPECT_EQ(lines.size(), 1U + 24 * 5);
   const auto columns = std::count(lines[0].begin(), lines[0].end(), ',');
-  int with_ratio = 0;
   for (const std::string& line : lines) {
     EXPECT_EQ(std::count(line.begin(), line.end(), ','), columns) << line;
-    with_ratio += line.find(",pd,") != std::string::npos && line.back() != ',' ? 1 : 0;
   }
-  EXPECT_EQ(with_ratio, 2);  // the record in front of the "LDM"
+  // Entries of the later layout once had its ratio, marks and carried word, which files of 0x10 do
+  // not have.
+  for (const char* none : {"busy", "sticky", "word_at"}) {
+    EXPECT_EQ(lines[0].find(none), std::string::npos) << none;
+  }
+  // The record in front of the "LDM" has the word of the ratio all the same.
+  int with_word = 0;
+  for (const std::string& line :
+       Lines(Dump(dir.Path("20240304array01.psa"), {"--kind", "pd", "--format", "ndjson", "--raw"})
+                 .out)) {
+    with_word += json::parse(line).contains("ratio") ? 1 : 0;
+  }
+  EXPECT_EQ(with_word, 2);
 }
 
 }  // namespace

@@ -42,6 +42,14 @@ bool IsValid(const Form& form, std::span<const uint8_t> entry) {
   return entry[static_cast<size_t>(form.not_valid)] == 0;
 }
 
+bool IsCompact(const Form& form, std::span<const uint8_t> entry) {
+  return form.compact != kNone && entry[static_cast<size_t>(form.compact)] != 0;
+}
+
+double SecondsOf(std::span<const uint8_t> entry) {
+  return static_cast<double>(WordOf(entry, kAtInterval)) / kMilli;
+}
+
 std::string HexText(std::span<const uint8_t> bytes) {
   std::string text;
   for (const uint8_t byte : bytes) text += fmt::format("{:02x}", byte);
@@ -78,6 +86,7 @@ EntryFields::EntryFields(const PslHeader& header, const SectionRow& row, QuadRul
       mask_(header.masks[row.kind]),
       full_mask_(FullMask(header, row.kind)),
       revision_(header.revision),
+      filled_(header.revision >= form_.filled_from),
       rule_(rule),
       raw_(raw) {
   Walk({}, Namer{columns_});
@@ -109,11 +118,13 @@ void EntryFields::Walk(const Entry& entry, Put put) const {
   WalkCache(entry, put);
   const size_t positions = 4 * size_t{form_.tracked};
   for (size_t i = 0; i < form_.quadsets; ++i) {
-    WalkGroup(entry, i + 1, form_.quadsets_at + i * kQuadsetSize, put);
+    const bool valid = !bytes.empty() && IsValid(form_, bytes);
+    WalkGroup(entry, {i + 1, form_.quadsets_at + i * kQuadsetSize, valid}, put);
   }
   for (size_t i = 0; i < form_.more_quadsets.size(); ++i) {
+    // Of cache modules these count whether the module is valid or not.
     if (form_.more_quadsets[i] != 0) {
-      WalkGroup(entry, form_.quadsets + i + 1, form_.more_quadsets[i], put);
+      WalkGroup(entry, {form_.quadsets + i + 1, form_.more_quadsets[i], !bytes.empty()}, put);
     }
   }
   if (!raw_) return;
@@ -129,27 +140,9 @@ void EntryFields::WalkFlags(const Entry& entry, Put put) const {
   const std::span<const uint8_t>& bytes = entry.bytes;
   put("valid", "valid", 0, [&]() -> Value { return IsValid(form_, bytes); });
   if (form_.compact != kNone) {
-    put("compact", "compact", 0,
-        [&]() -> Value { return bytes[static_cast<size_t>(form_.compact)] != 0; });
+    put("compact", "compact", 0, [&]() -> Value { return IsCompact(form_, bytes); });
   }
-  if (form_.ratio != kNone) {
-    const auto ratio = static_cast<size_t>(form_.ratio);
-    put("busy_pct", "busy %", 0, [&]() -> Value {
-      const bool present = form_.ratio_flag.at == kNone || IsSet(form_.ratio_flag, bytes);
-      return present && IsValid(form_, bytes) ? Percent(bytes, ratio) : Value();
-    });
-    for (const size_t i : {size_t{0}, size_t{1}}) {
-      const size_t position = 4 * size_t{form_.tracked} + i;
-      if ((mask_ & full_mask_ & (kTopBit >> position)) == 0) continue;
-      put(i == 0 ? "busy_pct_max" : "busy_pct_min", i == 0 ? "busy % max" : "busy % min", 0,
-          [&]() -> Value {
-            const Value word = WordAt(entry, position);
-            if (!std::holds_alternative<uint64_t>(word) || !IsValid(form_, bytes)) return {};
-            return static_cast<double>(std::get<uint64_t>(word)) / kRatioPerPercent;
-          });
-    }
-    if (raw_) put("ratio", "ratio", 0, [&]() -> Value { return HalfOf(bytes, ratio); });
-  }
+  if (form_.ratio != kNone) WalkRatio(entry, put);
   if (form_.second_ratio != kNone) {
     const auto second = static_cast<size_t>(form_.second_ratio);
     const auto flags = static_cast<size_t>(form_.second_flags);
@@ -163,6 +156,7 @@ void EntryFields::WalkFlags(const Entry& entry, Put put) const {
   if (form_.counted.at != kNone) {
     put("counted", "counted", 0, [&]() -> Value { return IsSet(form_.counted, bytes); });
   }
+  if (!filled_) return;
   if (form_.sticky.at != kNone) {
     put("sticky", "sticky", 0, [&]() -> Value { return IsSet(form_.sticky, bytes); });
   }
@@ -177,7 +171,34 @@ void EntryFields::WalkFlags(const Entry& entry, Put put) const {
   }
 }
 
-// Fields that only cache modules have: two ratios with a maximum each, and two rates.
+// The busy ratio, which the files of an older revision do not have though their entries can have
+// the room for it.
+template <class Put>
+void EntryFields::WalkRatio(const Entry& entry, Put put) const {
+  const std::span<const uint8_t>& bytes = entry.bytes;
+  const auto at = static_cast<size_t>(form_.ratio);
+  const auto busy = [&]() -> Value {
+    const bool present = form_.ratio_flag.at == kNone || IsSet(form_.ratio_flag, bytes);
+    return present && IsValid(form_, bytes) ? Percent(bytes, at) : Value();
+  };
+  if (filled_) put("busy_pct", "busy %", 0, busy);
+  for (const size_t i : {size_t{0}, size_t{1}}) {
+    const size_t position = 4 * size_t{form_.tracked} + i;
+    if ((mask_ & full_mask_ & (kTopBit >> position)) == 0) continue;
+    put(i == 0 ? "busy_pct_max" : "busy_pct_min", i == 0 ? "busy % max" : "busy % min", 0,
+        [&]() -> Value {
+          // An idle entry has no words; it was as busy as its ratio says, which is next to nothing.
+          if (IsCompact(form_, bytes)) return busy();
+          const Value word = WordAt(entry, position);
+          if (!std::holds_alternative<uint64_t>(word) || !IsValid(form_, bytes)) return {};
+          return static_cast<double>(std::get<uint64_t>(word)) / kRatioPerPercent;
+        });
+  }
+  if (raw_) put("ratio", "ratio", 0, [&]() -> Value { return HalfOf(bytes, at); });
+}
+
+// Fields that only cache modules have: two ratios with a maximum each, and two rates. A module that
+// is not valid has the first ratio and maximum not measured; the others count all the same.
 template <class Put>
 void EntryFields::WalkCache(const Entry& entry, Put put) const {
   static constexpr const char* kNames[] = {"first_pct", "first_max", "second_pct", "second_max"};
@@ -186,8 +207,10 @@ void EntryFields::WalkCache(const Entry& entry, Put put) const {
   for (size_t i = 0; i < form_.more16.size(); ++i) {
     const size_t at = form_.more16[i];
     if (at == 0) continue;
-    put(kNames[i], kHeads[i], 0,
-        [&]() -> Value { return i % 2 == 0 ? Percent(bytes, at) : Value(HalfOf(bytes, at)); });
+    put(kNames[i], kHeads[i], 0, [&]() -> Value {
+      if (i < 2 && !IsValid(form_, bytes)) return {};
+      return i % 2 == 0 ? Percent(bytes, at) : Value(HalfOf(bytes, at));
+    });
   }
   for (size_t i = 0; i < form_.more32.size(); ++i) {
     const size_t at = form_.more32[i];
@@ -201,14 +224,13 @@ void EntryFields::WalkCache(const Entry& entry, Put put) const {
 }
 
 template <class Put>
-void EntryFields::WalkGroup(const Entry& entry, size_t number, size_t at, Put put) const {
+void EntryFields::WalkGroup(const Entry& entry, const Group& group, Put put) const {
   const std::span<const uint8_t>& bytes = entry.bytes;
+  const auto [number, at, valid] = group;
   // Compact entries did nothing, not-valid ones nothing that is known.
   const bool stored = bytes.size() >= form_.size;
-  const bool valid = stored ? IsValid(form_, bytes) : !bytes.empty() && IsValid(form_, bytes);
   const double count = stored && valid ? DecodeCountWord(Load32(bytes.data() + at)) : 0.0;
-  const double seconds =
-      bytes.empty() ? 0.0 : static_cast<double>(WordOf(bytes, kAtInterval)) / kMilli;
+  const double seconds = bytes.empty() ? 0.0 : SecondsOf(bytes);
   const auto word = [&](size_t i) -> Value {
     return stored && valid ? Value(WordOf(bytes, at + 4 * i)) : Value();
   };
@@ -221,8 +243,9 @@ void EntryFields::WalkGroup(const Entry& entry, size_t number, size_t at, Put pu
       [&] { return word(3); });
   if (rule_ == QuadRule::kCurrent) {
     put("kvolume_per_s", "volume/1024/s", number, [&]() -> Value {
-      if (!stored || !valid || !(seconds > 0)) return {};
-      return static_cast<double>(WordOf(bytes, at + 12)) * count / seconds / kVolumeUnit;
+      if (!valid || !(seconds > 0)) return {};
+      const double volume = stored ? static_cast<double>(WordOf(bytes, at + 12)) * count : 0.0;
+      return volume / seconds / kVolumeUnit;
     });
   }
   if (raw_) {
@@ -256,9 +279,15 @@ void EntryFields::WalkExtremes(const Entry& entry, size_t group, Put put) const 
     if ((mask_ & (kTopBit >> position)) == 0) continue;
     const Extreme& extreme = rule_ == QuadRule::kCurrent ? kCurrent[i] : kOlder[i];
     if ((full_mask_ & (kTopBit >> position)) != 0) {
+      const bool rate = i < 2 || rule_ == QuadRule::kCurrent;
       put(extreme.name, extreme.head, group, [&]() -> Value {
+        if (!IsValid(form_, entry.bytes)) return {};
+        // An idle entry has no words. Its rates were 0 all the time.
+        if (rate && IsCompact(form_, entry.bytes)) {
+          return SecondsOf(entry.bytes) > 0 ? Value(0.0) : Value();
+        }
         const Value word = WordAt(entry, position);
-        if (!std::holds_alternative<uint64_t>(word) || !IsValid(form_, entry.bytes)) return {};
+        if (!std::holds_alternative<uint64_t>(word)) return {};
         return i < 2 ? Value(static_cast<double>(std::get<uint64_t>(word)) / kMilli) : word;
       });
     }

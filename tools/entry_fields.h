@@ -42,9 +42,16 @@ class EntryFields {
   template <class Put>
   void WalkFlags(const Entry& entry, Put put) const;
   template <class Put>
-  void WalkCache(const Entry& entry, Put put) const;
+  void WalkRatio(const Entry& entry, Put put) const;
   template <class Put>
-  void WalkGroup(const Entry& entry, size_t number, size_t at, Put put) const;
+  void WalkCache(const Entry& entry, Put put) const;
+  struct Group {
+    size_t number;  // from 1
+    size_t at;      // of its words in the entry
+    bool valid;     // it counts
+  };
+  template <class Put>
+  void WalkGroup(const Entry& entry, const Group& group, Put put) const;
   template <class Put>
   void WalkExtremes(const Entry& entry, size_t group, Put put) const;
   Value WordAt(const Entry& entry, size_t position) const;
@@ -53,6 +60,7 @@ class EntryFields {
   uint32_t mask_;
   uint32_t full_mask_;
   uint8_t revision_;
+  bool filled_;  // ratio, marks and carried words stand in files of the revision
   QuadRule rule_;
   bool raw_;
   std::vector<Column> columns_;
