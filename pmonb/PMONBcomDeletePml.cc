@@ -7,6 +7,7 @@
 
 #include "platform/QelCM.h"
 #include "pmonb/pml_detail.h"
+#include "pmonb/pml_system.h"
 #include "pmonb/pml_work.h"
 
 namespace {
@@ -64,11 +65,24 @@ std::string Text(const char (&field)[size]) {
   return std::string(field, strnlen(field, size));
 }
 
+// Whether a path leads to the root directory, however it is written. An empty configuration does:
+// it gets a "/" like every other.
+bool IsRootDirectory(const std::string& path) {
+  if (path.find_first_not_of('/') == std::string::npos) return true;
+  struct stat root {};
+  struct stat status {};
+  return pml_system.status("/", &root) == 0 && pml_system.status(path.c_str(), &status) == 0 &&
+         status.st_dev == root.st_dev && status.st_ino == root.st_ino;
+}
+
 PmlWork WorkFor(PmlDelParam* param, const PmlMode& mode) {
   PmlWork work{};
   work.param = param;
   work.mode = &mode;
   work.base = Text(param->base_dir);
+  // Nobody's logs lie in "/00" to "/FF": without a directory every mode fails before it does a
+  // thing.
+  if (IsRootDirectory(work.base)) work.base.clear();
   work.directory = work.base;
   if (work.directory.ends_with('/')) work.directory.pop_back();
   work.staging = Text(param->trace_dir) + ".trace3";
@@ -128,6 +142,8 @@ int PMONBcomDeletePml(PmlDelParam* param, int8_t mode_code) {
   if (!ScanSubdirectories(work) || !CountFiles(work)) return FailureExit(work);
   const PmlVerdict verdict = Decide(work);
   if (!verdict.act) return verdict.result;
-  if (!ListFiles(work) || !mode->select(work) || !ActOnFiles(work)) return FailureExit(work);
+  if (!ListFiles(work) || !mode->select(work)) return FailureExit(work);
+  if (pml_system.chosen != nullptr) pml_system.chosen(work);
+  if (!ActOnFiles(work)) return FailureExit(work);
   return verdict.result;
 }

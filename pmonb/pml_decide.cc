@@ -8,8 +8,9 @@ constexpr PmlVerdict kAct = {true, kPmlDone};
 constexpr PmlVerdict kNothingNeeded = {false, kPmlDone};
 constexpr PmlVerdict kNothingToActOn = {false, kPmlNothingToDo};
 
-// So many of the newest logs stay whatever number is to be deleted.
-constexpr uint32_t kNumberThatStays = 7;
+// Deletion by number leaves directories with up to so many logs alone. It is no number that stays:
+// of one log more all may go, if so many are to be deleted.
+constexpr uint32_t kTooFewToDelete = 7;
 
 double Bytes(uint32_t high, uint32_t low) {
   return static_cast<double>(high) * 4294967296.0 + static_cast<double>(low);
@@ -34,7 +35,7 @@ PmlVerdict DecideByHeadroom(const PmlWork& work) {
 }
 
 PmlVerdict DecideByNumber(const PmlWork& work) {
-  return work.param->file_count > kNumberThatStays ? kAct : kNothingNeeded;
+  return work.param->file_count > kTooFewToDelete ? kAct : kNothingNeeded;
 }
 
 PmlVerdict DecideByLimit(const PmlWork& work) {

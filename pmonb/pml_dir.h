@@ -3,6 +3,8 @@
 
 #include <dirent.h>
 
+#include <cerrno>
+
 #include "pmonb/pml_system.h"
 
 class PmlDirectory {
@@ -14,11 +16,17 @@ class PmlDirectory {
 
   bool is_open() const { return directory_ != nullptr; }
 
-  // Name of the next entry, null at the end of the listing.
+  // Name of the next entry, null at the end of the listing, and where it breaks off.
   const char* Next() {
-    const dirent* entry = readdir(directory_);
-    return entry != nullptr ? entry->d_name : nullptr;
+    errno = 0;
+    const dirent* entry = pml_system.read_dir(directory_);
+    if (entry != nullptr) return entry->d_name;
+    error_ = errno;
+    return nullptr;
   }
+
+  // The error at which the listing broke off; 0 when it came to its end.
+  int error() const { return error_; }
 
   // False when closing failed.
   bool Close() {
@@ -30,4 +38,5 @@ class PmlDirectory {
 
  private:
   DIR* directory_;
+  int error_ = 0;
 };

@@ -2,8 +2,6 @@
 // oldest and newest. It takes in no more files than the first pass counted; what appeared since
 // then is left to the next run.
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <string_view>
 
 #include "pmonb/pml_detail.h"
@@ -54,15 +52,6 @@ void NoteOldestAndNewest(PmlDirEntry& dir, const PmlFileEntry& file, uint32_t in
   }
 }
 
-// A path that does not fit stays empty: cut it would be another file's.
-void SetPath(PmlFileEntry& file, const std::string& path) {
-  if (path.size() >= sizeof file.path) {
-    PmlTrace(__LINE__, "DeletePml : path too long, left alone name=" + path);
-    return;
-  }
-  memcpy(file.path, path.c_str(), path.size() + 1);
-}
-
 // Takes one file into the tables.
 bool AddFile(PmlWork& work, PmlDirEntry& dir, uint32_t number, const std::string& path,
              const char* name, const struct stat& status) {
@@ -73,13 +62,13 @@ bool AddFile(PmlWork& work, PmlDirEntry& dir, uint32_t number, const std::string
   file.size = static_cast<uint32_t>(status.st_size);
   file.size_hi = static_cast<uint32_t>(static_cast<uint64_t>(status.st_size) >> 32);
   file.dir_no = static_cast<uint16_t>(number);
-  SetPath(file, path);
+  file.path = work.paths.emplace_back(path).c_str();
   const int shape = pml_system.check_name(name);
   if (shape == -2) return PmlFailure(work, kPmlDetNullName, "program error", 0);
   if (shape == -1) {
     // Logs with a foreign name would never get old: they go with every action.
     file.valid = 0;
-    file.selected = file.path[0] != '\0' ? 1 : 0;
+    file.selected = 1;
     return true;
   }
   file.date = Number(std::string_view(name).substr(2), 6);
@@ -111,6 +100,9 @@ bool ListDirectory(PmlWork& work, PmlDirEntry& dir, uint32_t number) {
     }
     if (S_ISDIR(status.st_mode)) continue;
     if (!AddFile(work, dir, number, file, name, status)) return false;
+  }
+  if (directory.error() != 0) {
+    return PmlFailure(work, kPmlDetListClose, "readdir", directory.error());
   }
   if (!directory.Close()) return PmlFailure(work, kPmlDetListClose, "closedir", errno);
   return true;

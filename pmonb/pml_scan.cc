@@ -91,6 +91,9 @@ bool CountDirectory(PmlWork& work, const std::string& path, double& running) {
       param.total_hi = static_cast<uint32_t>(std::min(running / kTwoTo32, kTwoTo32 - 1));
     }
   }
+  if (directory.error() != 0) {
+    return PmlFailure(work, kPmlDetCountClose, "readdir", directory.error());
+  }
   if (!directory.Close()) return PmlFailure(work, kPmlDetCountClose, "closedir", errno);
   return true;
 }
@@ -98,7 +101,7 @@ bool CountDirectory(PmlWork& work, const std::string& path, double& running) {
 }  // namespace
 
 std::string SubdirectoryPath(const PmlWork& work, uint32_t number) {
-  // Without a base directory "/00" would be a directory of the root.
+  // Without a base directory "/00" would be a directory below the root.
   if (work.base.empty()) return "";
   char name[8];
   snprintf(name, sizeof name, "/%02X", number & 0xFFFF);
@@ -127,12 +130,14 @@ void ApplyVolumeOverride(PmlWork& work) {
 bool ScanSubdirectories(PmlWork& work) {
   PmlDelParam& param = *work.param;
   if ((param.scan_flags & kPmlScanned) != 0 || work.mode->staging) return true;
-  // The root directory is the one whose name is gone with its slash.
-  PmlDirectory directory(work.base == "/" ? "/" : work.directory.c_str());
+  PmlDirectory directory(work.directory.c_str());
   if (!directory.is_open()) return PmlFailure(work, kPmlDetScanOpen, "opendir", errno);
   while (const char* name = directory.Next()) {
     const int number = SubdirectoryNumber(name);
     if (number >= 0) param.dir_flags[number] |= kPmlDirExists;
+  }
+  if (directory.error() != 0) {
+    return PmlFailure(work, kPmlDetScanClose, "readdir", directory.error());
   }
   if (!directory.Close()) return PmlFailure(work, kPmlDetScanClose, "closedir", errno);
   param.scan_flags |= kPmlScanned;

@@ -16,11 +16,7 @@ namespace {
 // Threshold of deletion by age that selects every valid file of a directory.
 constexpr int64_t kEveryDate = 0xFFFFFFFF;
 
-bool HasPath(const PmlFileEntry& file) { return file.path[0] != '\0'; }
-
-bool IsCandidate(const PmlFileEntry& file) {
-  return file.valid != 0 && file.selected == 0 && HasPath(file);
-}
+bool IsCandidate(const PmlFileEntry& file) { return file.valid != 0 && file.selected == 0; }
 
 double Bytes(const PmlFileEntry& file) {
   return static_cast<double>(file.size_hi) * 4294967296.0 + static_cast<double>(file.size);
@@ -80,29 +76,11 @@ int DatePiece(std::string_view text, size_t piece) {
   return value;
 }
 
-// Last date (YYMMDD) that is too old, `term` days before `newest_date`. Negative before 2000.
-int64_t AgeThreshold(uint32_t newest_date, uint32_t term) {
-  char buffer[16];
-  snprintf(buffer, sizeof buffer, "%u", newest_date);
-  const std::string_view text = buffer;
-  const int64_t day = int64_t{DatePiece(text, 2)} - term;
-  tm calendar{};
-  calendar.tm_year = 100 + DatePiece(text, 0);
-  calendar.tm_mon = DatePiece(text, 1) - 1;
-  calendar.tm_mday = static_cast<int>(std::max<int64_t>(day, INT_MIN));
-  calendar.tm_isdst = -1;
-  // -1 is a time too: only a conversion that failed leaves the weekday alone.
-  calendar.tm_wday = -1;
-  if (pml_system.make_time(&calendar) == -1 && calendar.tm_wday == -1) return kEveryDate;
-  return (int64_t{calendar.tm_year} - 100) * 10000 + int64_t{calendar.tm_mon + 1} * 100 +
-         calendar.tm_mday;
-}
-
 // Marks the file at `index` and takes it from the total. False for an entry that is no file: a
 // directory without valid files names entry 0 as its oldest, and that may be unused.
 bool Take(PmlWork& work, uint32_t index) {
   PmlFileEntry& file = work.files[index];
-  if (!HasPath(file)) return false;
+  if (file.path == nullptr) return false;
   file.selected = 1;
   work.param->total_lo -= file.size;
   return true;
@@ -121,6 +99,23 @@ uint32_t OldestOfAll(const PmlWork& work) {
 }
 
 }  // namespace
+
+int64_t PmlAgeThreshold(uint32_t newest_date, uint32_t term) {
+  char buffer[16];
+  snprintf(buffer, sizeof buffer, "%u", newest_date);
+  const std::string_view text = buffer;
+  const int64_t day = int64_t{DatePiece(text, 2)} - term;
+  tm calendar{};
+  calendar.tm_year = 100 + DatePiece(text, 0);
+  calendar.tm_mon = DatePiece(text, 1) - 1;
+  calendar.tm_mday = static_cast<int>(std::max<int64_t>(day, INT_MIN));
+  calendar.tm_isdst = -1;
+  // -1 is a time too: only a conversion that failed leaves the weekday alone.
+  calendar.tm_wday = -1;
+  if (pml_system.make_time(&calendar) == -1 && calendar.tm_wday == -1) return kEveryDate;
+  return (int64_t{calendar.tm_year} - 100) * 10000 + int64_t{calendar.tm_mon + 1} * 100 +
+         calendar.tm_mday;
+}
 
 bool SelectForHeadroom(PmlWork& work) {
   PmlDelParam& param = *work.param;
@@ -145,7 +140,7 @@ bool SelectByAge(PmlWork& work) {
   for (uint32_t i = 0; i < work.dir_count; ++i) {
     const PmlDirEntry& dir = work.dirs[i];
     if (dir.files == 0) continue;
-    const int64_t threshold = AgeThreshold(dir.newest_date, work.param->term);
+    const int64_t threshold = PmlAgeThreshold(dir.newest_date, work.param->term);
     for (const uint32_t end = index + dir.files; index < end; ++index) {
       PmlFileEntry& file = work.files[index];
       if (IsCandidate(file) && file.date <= threshold) file.selected = 1;
@@ -171,8 +166,7 @@ bool SelectOldest(PmlWork& work) {
 bool SelectAllButNewest(PmlWork& work) {
   const uint32_t newest = work.dirs[0].newest_index;
   for (uint32_t i = 0; i < work.listed; ++i) {
-    PmlFileEntry& file = work.files[i];
-    if (i != newest && HasPath(file)) file.selected = 1;
+    if (i != newest) work.files[i].selected = 1;
   }
   return true;
 }

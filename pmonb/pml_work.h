@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <span>
@@ -19,7 +20,7 @@ struct PmlFileEntry {
   uint32_t size;     // in bytes, lower half
   uint32_t date;     // YYMMDD, decimal
   uint32_t order;    // within one day; higher = older
-  char path[328];    // empty: unused entry, or the path does not fit; never acted upon
+  const char* path;  // of any length, kept in PmlWork::paths; null: unused entry
   uint32_t size_hi;  // upper half of the size
 };
 
@@ -72,7 +73,7 @@ struct PmlMode {
 struct PmlWork {
   PmlDelParam* param;
   const PmlMode* mode;
-  std::string base;       // base_dir
+  std::string base;       // base_dir; empty when that is the root directory
   std::string directory;  // base_dir without one trailing "/"
   std::string staging;    // staging directory
   uint32_t first_dir;
@@ -80,6 +81,7 @@ struct PmlWork {
   std::optional<int> skip;  // the result with which the call is skipped
   PmlTable<PmlFileEntry> files;
   uint32_t listed;  // entries used in `files`
+  std::deque<std::string> paths;
   PmlTable<PmlDirEntry> dirs;
   struct {
     std::string what;
@@ -99,6 +101,10 @@ std::string SubdirectoryPath(const PmlWork& work, uint32_t number);
 
 // Whether the name ends in ".pml" and has more than that.
 bool IsPmlName(const char* name);
+
+// Deletion by age: the last date (YYMMDD) that is too old in a directory whose newest file has that
+// date. Negative before 2000.
+int64_t PmlAgeThreshold(uint32_t newest_date, uint32_t term);
 
 // Limit minus total, in bytes.
 double Headroom(const PmlDelParam& param);

@@ -129,35 +129,47 @@ TEST_F(PmlEdges, NumbersAreTakenBehindTheFirstHashAndTheLastUnderscore) {
 
 // --- Names, links, other kinds of file -----------------------------------------------------------
 
-TEST_F(PmlEdges, NamesThatDoNotFitThePathFieldAreCountedAndLeftAlone) {
+// Paths of more than 327 characters were left alone once, and on an embedded volume every run then
+// deleted all valid logs for the room that such a file took.
+TEST_F(PmlEdges, ForeignNamesGoWhateverTheLengthOfTheirPath) {
   while (base_.size() < 100) base_ += "deep/";
   std::filesystem::create_directories(base_);
-  param_ = Param();
-  const std::string name = std::string(251, 'a') + ".pml";
-  // The path field takes 327 characters and its terminator.
   const size_t room = 327 - (Dir(0).size() + 1) - 4;
   const std::string just = std::string(room, 'b') + ".pml";
   const std::string over = std::string(room + 1, 'b') + ".pml";
-  const std::string cut = over.substr(0, over.size() - 1);
-  PutIn(0, name);
-  PutIn(0, just);
-  PutIn(0, over);
-  PutIn(0, cut);  // what a cut path would name
-  EXPECT_EQ(Run(3), 0);
-  EXPECT_EQ(param_.file_count, 3u);
-  EXPECT_EQ(NamesIn(Dir(0)), (Names{name, over, cut}));
-  const std::vector<std::string> trace = Trace();
-  ASSERT_EQ(trace.size(), 4u);
-  for (const std::string& left : {name, over}) {
-    const std::string line = "DeletePml : path too long, left alone name=" + Dir(0) + "/" + left;
-    EXPECT_EQ(std::count(trace.begin(), trace.end(), line), 1);
+  const std::string cut = over.substr(0, over.size() - 1);  // what a cut path would name
+  for (const int mode : {2, 3, 4, 8}) {
+    SCOPED_TRACE(mode);
+    const Names foreign = {std::string(251, 'a') + ".pml", just, over};
+    for (const std::string& name : foreign) PutIn(0, name, 100);
+    PutIn(0, cut);
+    for (int day = 1; day <= 6; ++day) PutIn(0, Name(20110100 + day));
+    param_ = Param();
+    param_.term = 1000;
+    param_.limit_lo = 359;
+    std::ofstream(sgmtr_dmpfile, std::ios::trunc);
+    EXPECT_EQ(Run(mode), 0);
+    EXPECT_TRUE(std::filesystem::exists(Dir(0) + "/" + cut));
+    for (const std::string& name : foreign) {
+      EXPECT_FALSE(std::filesystem::exists(Dir(0) + "/" + name)) << name;
+      const std::vector<std::string> trace = Trace();
+      const std::string line = "DeletePml : task=delete name=" + Dir(0) + "/" + name + " size=100";
+      EXPECT_EQ(std::count(trace.begin(), trace.end(), line), 1) << name;
+    }
   }
-  EXPECT_EQ(trace.back(), "Delete File Num 1");
+  // What is left fits the limit, so the next run takes nothing.
+  const Names left = NamesIn(Dir(0));
+  EXPECT_GE(left.size(), 6u);
+  param_ = Param();
+  param_.limit_lo = 359;
+  EXPECT_EQ(Run(8), 0);
+  EXPECT_EQ(NamesIn(Dir(0)), left);
 }
 
-// Only the staging directory can be so far down that a name of the right shape does not fit.
-TEST_F(PmlEdges, AStagedFileThatDoesNotFitStays) {
-  // 270 characters and ".trace3/" make 278: names of 50 characters and more do not fit.
+// Only the staging directory can be so far down that a name of the right shape is part of a path of
+// more than 327 characters.
+TEST_F(PmlEdges, StagedFilesMoveWhateverTheLengthOfTheirPath) {
+  // 270 characters and ".trace3/" make 278.
   while (trace_dir_.size() + 10 < 270) trace_dir_ += "ddddddddd/";
   trace_dir_ += std::string(270 - trace_dir_.size() - 1, 'e') + "/";
   staging_ = trace_dir_ + ".trace3";
@@ -169,8 +181,8 @@ TEST_F(PmlEdges, AStagedFileThatDoesNotFitStays) {
   Stage(Name(20110102, 1, 1, array));
   Stage(Name(20110101, 1, 2));
   EXPECT_EQ(Run(9), 0);
-  EXPECT_EQ(NamesIn(Dir(0)), Names{Name(20110101, 1, 2)});
-  EXPECT_EQ(NamesIn(staging_).size(), 2u);
+  EXPECT_EQ(NamesIn(Dir(0)), (Names{Name(20110101, 1, 1, array), Name(20110101, 1, 2)}));
+  EXPECT_EQ(NamesIn(staging_), Names{Name(20110102, 1, 1, array)});
   EXPECT_EQ(param_.file_count, 3u);
 }
 
@@ -265,6 +277,60 @@ TEST_F(PmlEdges, AnEmptyBaseIsNotTheRoot) {
   ExpectFailure(param_, Run(3), 0x01B0000D, "opendir", ENOENT);
   ExpectFailure(param_, Run(9), 0x01B00005, "mkdir", ENOENT);
   EXPECT_EQ(made, Names{""});
+}
+
+// An empty directory in the configuration gets its "/" like every other, and "/00" to "/FF" were
+// pruned. The root that is pruned here is one below the test's directory.
+TEST_F(PmlEdges, TheRootDirectoryIsNeverPruned) {
+  static std::string jail;
+  jail = root_ + "/jail";
+  static Names touched;
+  touched.clear();
+  static const auto real = [](const char* path) {
+    const std::string text = path;
+    const bool outside =
+        text.starts_with('/') && !text.starts_with(jail.substr(0, jail.size() - 5));
+    return outside ? jail + text : text;
+  };
+  std::filesystem::create_directories(jail + "/00");
+  std::filesystem::create_directories(jail + "/sub");
+  for (int day = 1; day <= 9; ++day) Put(jail + "/00/" + Name(20110100 + day));
+  Stage("abc.pml");
+  pml_system.status = [](const char* path, struct stat* status) {
+    return stat(real(path).c_str(), status);
+  };
+  pml_system.open_dir = [](const char* path) { return opendir(real(path).c_str()); };
+  pml_system.remove_file = [](const char* path) {
+    touched.insert(path);
+    return unlink(real(path).c_str());
+  };
+  pml_system.make_dir = [](const char* path, mode_t mode) {
+    touched.insert(path);
+    return mkdir(real(path).c_str(), mode);
+  };
+  pml_system.move_file = [](const char* source, const char*, uint32_t*) {
+    touched.insert(source);
+    return 0;
+  };
+  for (const char* base : {"/", "", "//", "/.", "/./", "/sub/..", "/sub/../"}) {
+    SCOPED_TRACE(base);
+    for (const int mode : {1, 2, 3, 4, 5, 8}) {
+      param_ = Param();
+      param_.delete_count = 9;
+      snprintf(param_.base_dir, sizeof param_.base_dir, "%s", base);
+      ExpectFailure(param_, Run(mode), 0x01B0000D, "opendir", ENOENT);
+    }
+    for (const int mode : {7, 9}) ExpectFailure(param_, Run(mode), 0x01B00005, "mkdir", ENOENT);
+    param_.file_count = 9;
+    param_.total_lo = 90;
+    EXPECT_EQ(Run(10), 6);
+    ExpectFailure(param_, Run(6), 0x01B0000D, "opendir", ENOENT);
+    // The caller may say that the scan has been done.
+    param_.scan_flags = 1;
+    EXPECT_EQ(Run(3), 1);
+  }
+  EXPECT_EQ(touched, Names{""}) << "nothing but the directory without a name";
+  EXPECT_EQ(NamesIn(jail + "/00").size(), 9u);
 }
 
 // In the longest base directory a name of the full length just fits the path field.

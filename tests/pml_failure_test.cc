@@ -34,6 +34,27 @@ class PmlFailures : public pml_test::PmlTree {
     };
   }
 
+  // Of the n-th directory only one entry is read.
+  void FailRead(int n) {
+    calls_left = n;
+    static DIR* failing;
+    static int entries;
+    failing = nullptr;
+    pml_system.open_dir = [](const char* path) {
+      DIR* const directory = opendir(path);
+      if (--calls_left == 0) {
+        failing = directory;
+        entries = 1;
+      }
+      return directory;
+    };
+    pml_system.read_dir = [](DIR* directory) -> dirent* {
+      if (directory != failing || entries-- > 0) return readdir(directory);
+      errno = EIO;
+      return nullptr;
+    };
+  }
+
   // The n-th allocation fails.
   void FailAllocation(int n) {
     calls_left = n;
@@ -105,6 +126,38 @@ TEST_F(PmlFailures, CountingCannotQueryAFile) {
 TEST_F(PmlFailures, CountingCannotCloseTheDirectory) {
   FailClose(2);
   ExpectFailure(param_, Run(3), 0x01B0000A, "closedir", EIO);
+}
+
+// What broke off was once taken for the end: newer files went in the place of older ones that had
+// not been listed.
+TEST_F(PmlFailures, AListingThatBreaksOffIsNoShortDirectory) {
+  for (int day = 3; day <= 9; ++day) PutIn(0, Name(20110100 + day));
+  const std::set<std::string> all = Everything();
+  for (const int mode : {2, 3, 4, 8}) {
+    SCOPED_TRACE(mode);
+    const auto run_with_broken = [&](int directory) {
+      param_ = Param();
+      param_.delete_count = 3;
+      FailRead(directory);
+      return Run(mode);
+    };
+    ExpectFailure(param_, run_with_broken(1), 0x01B00017, "readdir", EIO);
+    EXPECT_EQ(param_.scan_flags, 0) << "to be done again";
+    ExpectFailure(param_, run_with_broken(2), 0x01B0000A, "readdir", EIO);
+    ExpectFailure(param_, run_with_broken(3), 0x01B00014, "readdir", EIO);
+  }
+  EXPECT_EQ(Everything(), all);
+  EXPECT_TRUE(Trace().empty());
+}
+
+TEST_F(PmlFailures, AStagedListingThatBreaksOff) {
+  for (int day = 3; day <= 5; ++day) Stage(Name(20110100 + day));
+  const std::set<std::string> all = Everything();
+  FailRead(1);
+  ExpectFailure(param_, Run(9), 0x01B0000A, "readdir", EIO);
+  FailRead(2);
+  ExpectFailure(param_, Run(9), 0x01B00014, "readdir", EIO);
+  EXPECT_EQ(Everything(), all);
 }
 
 TEST_F(PmlFailures, FileTableCannotBeAllocated) {
@@ -189,7 +242,9 @@ TEST_F(PmlFailures, RemovingFailsAndWhatWasRemovedBeforeStaysRemoved) {
   EXPECT_TRUE(NamesIn(Dir(0)).empty());
   EXPECT_EQ(NamesIn(Dir(1)).size(), 1u);
   const std::vector<std::string> trace = Trace();
-  EXPECT_EQ(trace.size(), 2u) << "the two removals, no closing line";
+  ASSERT_EQ(trace.size(), 3u) << "the two removals and the failure, no closing line";
+  EXPECT_EQ(trace.back(),
+            "DeletePml : failed task=delete name=" + chosen_path + " reason=Permission denied");
 }
 
 TEST_F(PmlFailures, AFileThatVanishesBeforeItsRemoval) {
@@ -208,17 +263,20 @@ TEST_F(PmlFailures, MovingFails) {
   EXPECT_EQ(param_.detail, 0x01B00014u);
   EXPECT_STREQ(param_.err_func, "move");
   EXPECT_EQ(NamesIn(staging_).size(), 2u);
-  EXPECT_TRUE(Trace().empty());
+  EXPECT_EQ(Trace(), std::vector<std::string>{
+                         "DeletePml : failed task=move name=" + staging_ + "/" + Name(20110103) +
+                         " reason=rename: File exists; move command: status 1"});
 }
 
-// The move command would rename the log to the missing directory's name.
+// A rename, or the move command, would give the log the missing directory's name.
 TEST_F(PmlFailures, MovingFailsWhenTheSubdirectoryHasGone) {
   Stage(Name(20110103));
   Stage(Name(20110104));
   chosen_path = Dir(0);
-  pml_system.run_command = [](const char* command) {
+  static const auto rename_file = pml_system.rename_file;
+  pml_system.rename_file = [](const char* source, const char* target) {
     std::filesystem::remove_all(chosen_path);
-    return system(command);
+    return rename_file(source, target);
   };
   EXPECT_EQ(Run(9), 4);
   EXPECT_STREQ(param_.err_func, "move");
