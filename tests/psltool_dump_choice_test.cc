@@ -72,7 +72,7 @@ TEST(PsltoolDump, WhatCannotBeAskedForIsRefused) {
                                              {"--key", "7"},
                                              {"--kind", "ld", "--kind", "pd", "--key", "7"},
                                              {"--kind", "ld", "--key", "1.2"},
-                                             {"--from", "yesterday"},
+                                             {"--from", "soon"},
                                              {"--to", "2024-02-30"},
                                              {"--from", "2024-01-01 25:00"},
                                              {"--from", "1969-12-31 23:00", "--utc"},

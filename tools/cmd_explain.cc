@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <ctime>
 #include <memory>
 #include <string>
 #include <vector>
@@ -46,9 +47,9 @@ std::vector<std::string> KindWords() {
 
 int Explain(const Wishes& wishes) {
   const Zone zone = wishes.utc ? Zone::kUtc : Zone::kLocal;
-  const auto at = ParseTime(wishes.at, zone, false);
-  if (!at) {
-    static_cast<void>(Fail("explain --at", fmt::format("'{}' is no time", wishes.at)));
+  const TimeReading at = ReadTime(wishes.at, std::time(nullptr), zone);
+  if (!at.span) {
+    static_cast<void>(Fail("explain --at", at.why));
     return kTrouble;
   }
   ExplainWishes explain;
@@ -60,7 +61,7 @@ int Explain(const Wishes& wishes) {
   explain.run = wishes.run == "automatic" ? RunKind::kAutomatic : RunKind::kManual;
   explain.kind = wishes.kind == WordOfKind(kWaittm) ? kWaittm : *KindOf(wishes.kind);
   explain.key = wishes.key;
-  explain.at = *at;
+  explain.at = at.span->first;
   explain.zone = zone;
   Progress progress;
   Explanation explanation;

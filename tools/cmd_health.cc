@@ -16,6 +16,7 @@
 #include "tools/health.h"
 #include "tools/report.h"
 #include "tools/text_out.h"
+#include "tools/time_text.h"
 
 namespace {
 
@@ -36,23 +37,6 @@ struct Wishes {
   bool json = false;
   bool utc = false;
 };
-
-// "YYYY-MM-DDThh:mm:ss" in local time, or "@" and seconds since 1970.
-bool ReadTime(const std::string& text, int64_t& time) {
-  long long seconds = 0;
-  int end = 0;
-  const int length = static_cast<int>(text.size());
-  if (sscanf(text.c_str(), "@%lld%n", &seconds, &end) == 1 && end == length) {
-    time = seconds;
-    return seconds >= 0;
-  }
-  tm fields{};
-  const char* rest = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &fields);
-  if (rest == nullptr || *rest != '\0') return false;
-  fields.tm_isdst = -1;
-  time = mktime(&fields);
-  return time >= 0;
-}
 
 bool ReadConfiguration(const Wishes& wishes, SegmentConfig& config) {
   if (wishes.segment >= 0) {
@@ -75,9 +59,10 @@ bool Prepare(const Wishes& wishes, HealthRequest& request) {
   if (!ReadConfiguration(wishes, request.config)) return false;
   request.prefix = wishes.prefix.ends_with('/') ? wishes.prefix : wishes.prefix + '/';
   request.now = time(nullptr);
-  if (!wishes.now.empty() && !ReadTime(wishes.now, request.now)) {
-    return Fail("health --now",
-                fmt::format("'{}' is not a time like 2024-03-04T06:00:00", wishes.now));
+  if (!wishes.now.empty()) {
+    const TimeReading now = ReadTime(wishes.now, request.now, Zone::kLocal);
+    if (!now.span) return Fail("health --now", now.why);
+    request.now = now.span->first;
   }
   request.max_age = int64_t{3600} * wishes.max_age;
   request.max_run = int64_t{3600} * wishes.max_run;
@@ -177,7 +162,7 @@ void AddHealthCommand(CLI::App& app, int& status) {
                    "How many days back a day without any data is a problem (default 7)")
       ->check(CLI::Range(0, 3660));
   command->add_option("--now", wishes->now,
-                      "Judge as of this local time, like 2024-03-04T06:00:00");
+                      "Judge as of this local time, like \"2024-03-04 06:00\"");
   command->add_flag("--utc", wishes->utc, "Print times in UTC instead of local time");
   command->add_flag("--json", wishes->json, "As JSON");
   command->callback([wishes, &status] { status = Report(*wishes); });

@@ -5,7 +5,8 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
+#include <chrono>
+#include <ctime>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,6 +18,7 @@
 #include "tools/make_files.h"
 #include "tools/make_plan.h"
 #include "tools/report.h"
+#include "tools/time_text.h"
 
 namespace {
 
@@ -48,19 +50,6 @@ struct Wishes {
 
 bool Refuse(const std::string& option, const std::string& reason) {
   return Fail("make " + option, reason);
-}
-
-bool ReadDate(const std::string& text, std::chrono::year_month_day& date) {
-  int year = 0;
-  unsigned month = 0;
-  unsigned day = 0;
-  int end = 0;
-  if (text.size() != 10 ||
-      std::sscanf(text.c_str(), "%4d-%2u-%2u%n", &year, &month, &day, &end) != 3 || end != 10) {
-    return false;
-  }
-  date = std::chrono::year(year) / std::chrono::month(month) / std::chrono::day(day);
-  return date.ok();
 }
 
 bool CheckCounts(Wishes& wishes) {
@@ -114,9 +103,14 @@ bool CheckNames(Wishes& wishes) {
 
 bool CheckDays(Wishes& wishes) {
   MakePlan& plan = wishes.plan;
-  if (!ReadDate(wishes.start, plan.start)) {
+  const TimeReading start = ReadTime(wishes.start, std::time(nullptr), Zone::kUtc);
+  if (!start.span) return Refuse("--start", start.why);
+  const CivilDate date = DateOf(start.span->first);
+  if (CivilOf(date) != start.span->first) {
     return Refuse("--start", fmt::format("'{}' is not a date like 2024-03-04", wishes.start));
   }
+  plan.start = std::chrono::year(static_cast<int>(date.year)) / std::chrono::month(date.month) /
+               std::chrono::day(date.day);
   if (plan.days < 1 || plan.days > kMostDays) {
     return Refuse("--days", fmt::format("not a number from 1 to {}", kMostDays));
   }

@@ -176,9 +176,9 @@ bool CheckWishes(Wishes& wishes, bool archive_given) {
   request.array_update = wishes.mode == "arrayupdate";
   request.now = time(nullptr);
   if (!wishes.at.empty()) {
-    const auto at = ParseTime(wishes.at, Zone::kLocal, false);
-    if (!at) return Fail("plan --at", fmt::format("'{}' is not a time", wishes.at));
-    request.now = *at;
+    const TimeReading at = ReadTime(wishes.at, request.now, Zone::kLocal);
+    if (!at.span) return Fail("plan --at", at.why);
+    request.now = at.span->first;
   }
   request.prune = !wishes.auto2.empty();
   for (size_t i = 0; i < wishes.auto2.size(); ++i) {

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <ctime>
+
 #include "tools/kind_names.h"
 #include "tools/report.h"
 
@@ -11,8 +13,10 @@ namespace {
 bool TakeTime(const std::string& what, const std::string& text, Zone zone, bool last,
               std::optional<uint32_t>& time) {
   if (text.empty()) return true;
-  time = ParseTime(text, zone, last);
-  return time || Fail(what, "'" + text + "' is no time like 2024-03-04 or \"2024-03-04 10:05\"");
+  const TimeReading reading = ReadTime(text, std::time(nullptr), zone);
+  if (!reading.span) return Fail(what, reading.why);
+  time = last ? reading.span->last : reading.span->first;
+  return true;
 }
 
 }  // namespace
@@ -30,8 +34,10 @@ Kind KindOfWord(const std::string& word) {
 
 void AddSpanOptions(CLI::App& command, ChoiceOptions& options, bool with_to) {
   command.add_option("--from", options.from,
-                     "First time: 2024-03-04, \"2024-03-04 10:05[:30]\" or @seconds");
-  if (with_to) command.add_option("--to", options.to, "Last time, the day or minute as a whole");
+                     "First time: 2024-03-04, \"2024-03-04 10:05\", 10:05, yesterday, -7d, \"last "
+                     "week\" or @seconds");
+  if (with_to)
+    command.add_option("--to", options.to, "Last time; a day, minute or week as a whole");
   command.add_flag("--utc", options.utc, "Times in UTC instead of local time");
 }
 
