@@ -19,22 +19,30 @@ struct Wishes {
   std::string file;
   ChoiceOptions choice;
   std::string format = "table";
+  std::string labels;
   bool raw = false;
+  bool wide = false;
 };
 
-int Dump(const Wishes& wishes) {
+std::unique_ptr<DumpWriter> MakeWriter(const Wishes& wishes, TextOut& out, const Labels& labels) {
   const Zone zone = wishes.choice.zone();
+  FileLabels names(labels, wishes.file);
+  if (wishes.format == "csv") return MakeCsvWriter(out, zone, std::move(names));
+  if (wishes.format == "ndjson") return MakeJsonLinesWriter(out, zone, std::move(names));
+  // The words themselves are asked for to be seen.
+  return MakeTableWriter(out, zone, std::move(names), wishes.wide || wishes.raw);
+}
+
+int Dump(const Wishes& wishes) {
   DumpWishes dump;
   dump.path = wishes.file;
   dump.raw = wishes.raw;
-  if (!TakeChoice("dump", wishes.choice, dump)) return kTrouble;
+  Labels labels;
+  if (!TakeChoice("dump", wishes.choice, dump) || !labels.Read(wishes.labels)) return kTrouble;
   TextOut out(stdout);
   // A table that runs over the terminal shows by itself how far it is.
   Progress progress(isatty(STDOUT_FILENO) == 0);
-  const std::unique_ptr<DumpWriter> writer = wishes.format == "csv" ? MakeCsvWriter(out, zone)
-                                             : wishes.format == "ndjson"
-                                                 ? MakeJsonLinesWriter(out, zone)
-                                                 : MakeTableWriter(out, zone);
+  const std::unique_ptr<DumpWriter> writer = MakeWriter(wishes, out, labels);
   DumpCount count;
   const DumpEnd end =
       DumpFile(dump, *writer, out, progress, PslReader::Reports::kPrinted, nullptr, &count);
@@ -57,7 +65,9 @@ void AddDumpCommand(CLI::App& app, int& status) {
   command->footer(
       "Rates and percentages are computed from the words; \"ops\" are operations, the means are "
       "per\n"
-      "operation and in the unit of the file. In tables each counter group has a line of its own.\n"
+      "operation and in the unit of the file. In tables each counter group has a line of its own, "
+      "and\n"
+      "columns that have no room in 120 characters are left out, unless --wide is given.\n"
       "--raw adds the words as they stand: offset, ratio, q0 to q3 of each group, extended "
       "words.\n\n"
       "Exit status: 0 done, 1 the file is broken (what stands in front of the place is printed)\n"
@@ -71,6 +81,8 @@ void AddDumpCommand(CLI::App& app, int& status) {
   AddChoiceOptions(*command, wishes->choice);
   command->add_option("--format", wishes->format, "table, csv or ndjson (default table)")
       ->check(CLI::IsMember({"table", "csv", "ndjson"}));
+  command->add_flag("--wide", wishes->wide, "All columns in tables, however long the lines get");
   command->add_flag("--raw", wishes->raw, "Also the words as they stand in the file");
+  AddLabelsOption(*command, wishes->labels);
   command->callback([wishes, &status] { status = Dump(*wishes); });
 }

@@ -256,6 +256,7 @@ DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& ou
     progress.Show(wishes.path, reader.position(), reader.size());
     if (!dumper.Take()) break;
   }
+  writer.Finish();
   if (count != nullptr) {
     count->records += dumper.count().records;
     count->entries += dumper.count().entries;

@@ -50,6 +50,13 @@ void AddChoiceOptions(CLI::App& command, ChoiceOptions& options, bool with_to) {
   AddSpanOptions(command, options, with_to);
 }
 
+void AddLabelsOption(CLI::App& command, std::string& path) {
+  command
+      .add_option("--labels", path,
+                  "File with the names of counter groups and resources (default: $PSLTOOL_LABELS)")
+      ->envname("PSLTOOL_LABELS");
+}
+
 bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& wishes) {
   const std::string name = command;
   for (const std::string& word : options.kinds) wishes.kinds.push_back(KindOfWord(word));

@@ -27,6 +27,9 @@ void AddSpanOptions(CLI::App& command, ChoiceOptions& options, bool with_to = tr
 // Adds --kind (several times) and --key as well.
 void AddChoiceOptions(CLI::App& command, ChoiceOptions& options, bool with_to = true);
 
+// Adds --labels, in whose place the environment variable PSLTOOL_LABELS can stand.
+void AddLabelsOption(CLI::App& command, std::string& path);
+
 // Puts the options into what a dump is asked for. False: one is wrong, reported under the command's
 // name.
 bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& wishes);

@@ -2,8 +2,8 @@
 #include "tools/dump_writers.h"
 
 #include <algorithm>
-#include <cmath>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <string>
 
 namespace {
@@ -17,113 +17,28 @@ std::string PlainText(const Value& value) {
   return "";
 }
 
-std::string TableText(const Value& value) {
-  if (const auto* real = std::get_if<double>(&value)) {
-    return std::trunc(*real) == *real ? fmt::format("{:.0f}", *real) : fmt::format("{:.2f}", *real);
-  }
-  if (const auto* flag = std::get_if<bool>(&value)) return *flag ? "yes" : "no";
-  return std::holds_alternative<std::monostate>(value) ? "-" : PlainText(value);
-}
-
-class TableWriter : public DumpWriter {
- public:
-  TableWriter(TextOut& out, Zone zone) : out_(out), zone_(zone) {}
-
-  void Start(const std::vector<const std::vector<Column>*>&) override {}
-
-  // The fields of the entry as a whole stand on its first line, then each counter group has a line.
-  void Put(const DumpedEntry& entry) override {
-    if (columns_ != &entry.columns) StartTable(entry.columns);
-    const std::string start = fmt::format("{} {:<9}", TimeText(entry.stamp, zone_), entry.kind);
-    for (size_t group = groups_ == 0 ? 0 : 1; group <= groups_; ++group) {
-      const bool first = group <= 1;
-      std::string line = first ? start : std::string(start.size(), ' ');
-      for (const Cell& cell : entry_cells_) {
-        line += fmt::format(" {:>{}}", first ? TableText(entry.values[cell.at]) : "", cell.width);
-      }
-      if (groups_ != 0) line += fmt::format(" {:>5}", group);
-      for (const GroupCell& cell : group_cells_) {
-        const auto found = cell.at.find(group);
-        line += fmt::format(" {:>{}}",
-                            found == cell.at.end() ? "" : TableText(entry.values[found->second]),
-                            cell.width);
-      }
-      line.erase(line.find_last_not_of(' ') + 1);
-      out_.Put(line);
-      out_.Put("\n");
-    }
-  }
-
- private:
-  struct Cell {
-    size_t at;
-    size_t width;
-  };
-  struct GroupCell {
-    std::string head;
-    size_t width;
-    std::map<size_t, size_t> at;  // by group
-  };
-
-  static size_t WidthOf(const std::string& head, size_t least) {
-    return std::max(head.size(), least);
-  }
-
-  void StartTable(const std::vector<Column>& columns) {
-    constexpr size_t kLeastWidth = 7;
-    constexpr size_t kLeastGroupWidth = 10;
-    if (columns_ != nullptr) out_.Put("\n");
-    columns_ = &columns;
-    entry_cells_.clear();
-    group_cells_.clear();
-    groups_ = 0;
-    std::string line =
-        fmt::format("{:<19} {:<9}", zone_ == Zone::kUtc ? "time (UTC)" : "time (local)", "kind");
-    for (size_t i = 0; i < columns.size(); ++i) {
-      const Column& column = columns[i];
-      if (column.group == 0) {
-        entry_cells_.push_back({i, WidthOf(column.head, kLeastWidth)});
-        line += fmt::format(" {:>{}}", column.head, entry_cells_.back().width);
-        continue;
-      }
-      groups_ = std::max<size_t>(groups_, column.group);
-      auto cell = std::find_if(group_cells_.begin(), group_cells_.end(),
-                               [&](const GroupCell& each) { return each.head == column.head; });
-      if (cell == group_cells_.end()) {
-        group_cells_.push_back({column.head, WidthOf(column.head, kLeastGroupWidth), {}});
-        cell = group_cells_.end() - 1;
-      }
-      cell->at[column.group] = i;
-    }
-    if (groups_ != 0) line += " group";
-    for (const GroupCell& cell : group_cells_) {
-      line += fmt::format(" {:>{}}", cell.head, cell.width);
-    }
-    out_.Put(line);
-    out_.Put("\n");
-  }
-
-  TextOut& out_;
-  Zone zone_;
-  const std::vector<Column>* columns_ = nullptr;  // of the table in progress
-  std::vector<Cell> entry_cells_;
-  std::vector<GroupCell> group_cells_;
-  size_t groups_ = 0;
-};
-
 class CsvWriter : public DumpWriter {
  public:
-  CsvWriter(TextOut& out, Zone zone) : out_(out), zone_(zone) {}
+  CsvWriter(TextOut& out, Zone zone, FileLabels labels)
+      : out_(out), zone_(zone), labels_(std::move(labels)) {}
+
+  void Open(const PslHeader& header) override { labels_.Open(header.level); }
 
   // All kinds share one set of columns; what a kind does not have stays empty.
   void Start(const std::vector<const std::vector<Column>*>& all) override {
     for (const std::vector<Column>* columns : all) {
       for (const Column& column : *columns) {
         if (places_.emplace(column.name, names_.size()).second) names_.push_back(column.name);
+        const bool named = labels_.NameGroup(column.group);
+        if (named && std::find(groups_.begin(), groups_.end(), column.group) == groups_.end()) {
+          groups_.push_back(column.group);
+        }
       }
     }
     out_.Put("time,stamp,kind");
     for (const std::string& name : names_) out_.Print(",{}", name);
+    if (!labels_.empty()) out_.Put(",name");
+    for (const size_t group : groups_) out_.Print(",g{}_name", group);
     out_.Put("\n");
   }
 
@@ -135,6 +50,13 @@ class CsvWriter : public DumpWriter {
     for (const std::string& cell : cells_) {
       out_.Put(",");
       out_.Put(cell);
+    }
+    if (!labels_.empty()) {
+      const auto& key = std::get<std::string>(entry.values.front());
+      out_.Print(",{}", CsvText(labels_.OfResource(entry.kind, key)));
+    }
+    for (const size_t group : groups_) {
+      out_.Print(",{}", CsvText(labels_.OfGroup(entry.kind, group)));
     }
     out_.Put("\n");
   }
@@ -150,7 +72,9 @@ class CsvWriter : public DumpWriter {
 
   TextOut& out_;
   Zone zone_;
+  FileLabels labels_;
   std::vector<std::string> names_;
+  std::vector<size_t> groups_;  // those that have names
   std::map<std::string, size_t> places_;
   std::map<const std::vector<Column>*, std::vector<size_t>> columns_;
   std::vector<std::string> cells_;
@@ -158,8 +82,10 @@ class CsvWriter : public DumpWriter {
 
 class JsonLinesWriter : public DumpWriter {
  public:
-  JsonLinesWriter(TextOut& out, Zone zone) : out_(out), zone_(zone) {}
+  JsonLinesWriter(TextOut& out, Zone zone, FileLabels labels)
+      : out_(out), zone_(zone), labels_(std::move(labels)) {}
 
+  void Open(const PslHeader& header) override { labels_.Open(header.level); }
   void Start(const std::vector<const std::vector<Column>*>&) override {}
 
   void Put(const DumpedEntry& entry) override {
@@ -175,24 +101,45 @@ class JsonLinesWriter : public DumpWriter {
         out_.Print(R"(,"{}":{})", entry.columns[i].name, PlainText(value));
       }
     }
+    if (!labels_.empty()) PutNames(entry);
     out_.Put("}\n");
   }
 
  private:
+  void PutNames(const DumpedEntry& entry) {
+    const auto& key = std::get<std::string>(entry.values.front());
+    out_.Print(R"(,"name":{})", JsonText(labels_.OfResource(entry.kind, key)));
+    size_t last = 0;  // groups rise from column to column
+    for (const Column& column : entry.columns) {
+      if (column.group == last) continue;
+      last = column.group;
+      const std::string& name = labels_.OfGroup(entry.kind, last);
+      if (!name.empty()) out_.Print(R"(,"g{}_name":{})", last, JsonText(name));
+    }
+  }
+
   TextOut& out_;
   Zone zone_;
+  FileLabels labels_;
 };
 
 }  // namespace
 
-std::unique_ptr<DumpWriter> MakeTableWriter(TextOut& out, Zone zone) {
-  return std::make_unique<TableWriter>(out, zone);
+std::unique_ptr<DumpWriter> MakeCsvWriter(TextOut& out, Zone zone, FileLabels labels) {
+  return std::make_unique<CsvWriter>(out, zone, std::move(labels));
 }
 
-std::unique_ptr<DumpWriter> MakeCsvWriter(TextOut& out, Zone zone) {
-  return std::make_unique<CsvWriter>(out, zone);
+std::unique_ptr<DumpWriter> MakeJsonLinesWriter(TextOut& out, Zone zone, FileLabels labels) {
+  return std::make_unique<JsonLinesWriter>(out, zone, std::move(labels));
 }
 
-std::unique_ptr<DumpWriter> MakeJsonLinesWriter(TextOut& out, Zone zone) {
-  return std::make_unique<JsonLinesWriter>(out, zone);
+std::string CsvText(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
+  return quoted + '"';
+}
+
+std::string JsonText(const std::string& text) {
+  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }

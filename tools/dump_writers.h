@@ -3,9 +3,11 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "tools/entry_fields.h"
+#include "tools/labels.h"
 #include "tools/text_out.h"
 #include "tools/time_text.h"
 
@@ -27,10 +29,18 @@ class DumpWriter {
   // Tells which columns can occur, before the first entry.
   virtual void Start(const std::vector<const std::vector<Column>*>& all) = 0;
   virtual void Put(const DumpedEntry& entry) = 0;
+  // No more entries come.
+  virtual void Finish() {}
   // True: nothing more is taken.
   virtual bool failed() const { return false; }
 };
 
-std::unique_ptr<DumpWriter> MakeTableWriter(TextOut& out, Zone zone);
-std::unique_ptr<DumpWriter> MakeCsvWriter(TextOut& out, Zone zone);
-std::unique_ptr<DumpWriter> MakeJsonLinesWriter(TextOut& out, Zone zone);
+// `wide`: all columns, however long the lines get.
+std::unique_ptr<DumpWriter> MakeTableWriter(TextOut& out, Zone zone, FileLabels labels, bool wide);
+std::unique_ptr<DumpWriter> MakeCsvWriter(TextOut& out, Zone zone, FileLabels labels);
+std::unique_ptr<DumpWriter> MakeJsonLinesWriter(TextOut& out, Zone zone, FileLabels labels);
+
+// A cell of CSV, in quotes where it needs them.
+std::string CsvText(const std::string& text);
+// A string of JSON with its quotes; bytes that are no UTF-8 become the replacement character.
+std::string JsonText(const std::string& text);

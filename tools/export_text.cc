@@ -1,21 +1,10 @@
 // Rows of an export as CSV and as one JSON object per line.
 #include <nlohmann/json.hpp>
 
+#include "tools/dump_writers.h"
 #include "tools/export_sink.h"
 
 namespace {
-
-// Names of files are bytes, JSON is UTF-8.
-std::string JsonText(const std::string& text) {
-  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-}
-
-std::string CsvText(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-  std::string quoted = "\"";
-  for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
-  return quoted + '"';
-}
 
 // What both have in common: the time as text is made once per record.
 class TextSink : public ExportSink {

@@ -26,9 +26,11 @@ DumpEnd Dump(const std::string& path, const std::string& format, bool raw) {
   DumpWishes wishes;
   wishes.path = path;
   wishes.raw = raw;
-  const auto writer = format == "csv"      ? MakeCsvWriter(out, Zone::kLocal)
-                      : format == "ndjson" ? MakeJsonLinesWriter(out, Zone::kUtc)
-                                           : MakeTableWriter(out, Zone::kUtc);
+  static const Labels none;
+  const FileLabels labels(none, path);
+  const auto writer = format == "csv"      ? MakeCsvWriter(out, Zone::kLocal, labels)
+                      : format == "ndjson" ? MakeJsonLinesWriter(out, Zone::kUtc, labels)
+                                           : MakeTableWriter(out, Zone::kUtc, labels, false);
   return DumpFile(wishes, *writer, out, progress, PslReader::Reports::kKept);
 }
 

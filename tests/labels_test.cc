@@ -1,0 +1,159 @@
+// Names that a site gives to counter groups and resources: which file is taken, and where the names
+// stand then.
+#include "tools/labels.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/support/dump_run.h"
+#include "tests/support/lines.h"
+#include "tests/support/process.h"
+#include "tests/support/tempdir.h"
+
+namespace {
+
+using nlohmann::json;
+
+constexpr const char* kFile =
+    "# what our collectors count\n"
+    "\n"
+    "group ld 1 random reads\n"
+    "  group\tld 2   Schreiben, \"groß\" \r\n"
+    "group wait-time 1 waits\n"
+    "resource array01 ld 258 mail store\n"
+    "resource * ld 7 scratch\n"
+    "resource array01 ld 7 swap\n"
+    "resource * hpnode 0.1.2 east\n"
+    "resource * cheseg 3 first\n"
+    "resource * cab 1.512 basement\n"
+    "resource * ld-cp 0.1.0.0 pair\n";
+
+TEST(Labels, AreFoundByKindAndNumber) {
+  TempDir dir;
+  dir.Write("labels", kFile);
+  Labels labels;
+  ASSERT_TRUE(labels.Read(dir.Path("labels")));
+  EXPECT_FALSE(labels.empty());
+  EXPECT_EQ(labels.OfGroup("ld", 1), "random reads");
+  EXPECT_EQ(labels.OfGroup("ld", 2), "Schreiben, \"groß\"");
+  EXPECT_EQ(labels.OfGroup("ld", 3), "");
+  EXPECT_EQ(labels.OfGroup("pd", 1), "");
+  EXPECT_TRUE(labels.NameGroup(2));
+  EXPECT_FALSE(labels.NameGroup(3));
+  EXPECT_EQ(labels.OfResource("array01", "ld", "258"), "mail store");
+  EXPECT_EQ(labels.OfResource("array02", "ld", "258"), "");
+  EXPECT_EQ(labels.OfResource("array02", "hpnode", "0.1.2"), "east");
+  // The array's own name goes before that of all arrays, wait times are those of a disk.
+  EXPECT_EQ(labels.OfResource("array01", "ld", "7"), "swap");
+  EXPECT_EQ(labels.OfResource("array02", "ld", "7"), "scratch");
+  EXPECT_EQ(labels.OfResource("array01", "wait-time", "7"), "swap");
+  EXPECT_TRUE(labels.NameResourcesOf("cheseg"));
+  EXPECT_TRUE(labels.NameResourcesOf("wait-time"));
+  EXPECT_FALSE(labels.NameResourcesOf("pd"));
+  Labels none;
+  EXPECT_TRUE(none.Read(""));
+  EXPECT_TRUE(none.empty());
+}
+
+TEST(Labels, ABadLineIsRefusedWithFileAndNumber) {
+  const struct {
+    std::string line;
+    std::string trouble;
+  } kBad[] = {
+      {"name ld 1 x", "the line begins with neither \"group\" nor \"resource\""},
+      {"group disk 1 x", "\"disk\" is no kind of resources"},
+      {"group", "\"\" is no kind of resources"},
+      {"group hd 1 x", "hd has no counter groups"},
+      {"group ld 6 x", "\"6\" is no counter group of ld, which has 5"},
+      {"group ld 0 x", "\"0\" is no counter group of ld, which has 5"},
+      {"group ld 01 x", "\"01\" is no counter group of ld, which has 5"},
+      {"group cache 7 x", "\"7\" is no counter group of cache, which has 6"},
+      {"group ld 3", "the name is missing"},
+      {"group ld 2 again", "the group is named in line 2 already"},
+      {"resource * ld 0x15 x", "\"0x15\" is no key of ld"},
+      {"resource * ld 65536 x", "\"65536\" is no key of ld"},
+      {"resource * ld 021 x", "\"021\" is no key of ld"},
+      {"resource * pd 1 x", "\"1\" is no key of pd"},
+      {"resource * pd 1. x", "\"1.\" is no key of pd"},
+      {"resource * pd 1.256 x", "\"1.256\" is no key of pd"},
+      {"resource * hpnode 1.2.3.4 x", "\"1.2.3.4\" is no key of hpnode"},
+      {"resource ld 1 x", "\"1\" is no kind of resources"},
+      {"resource * ld 1", "the name is missing"},
+      {"resource array01 ld 1 again", "the resource is named in line 1 already"},
+      {"group ld 3 \x1b[31m", "the name holds a control character"},
+      {"group ld 3 a\xC2\x9B", "the name holds a control character"},
+      {"group ld 3 \xff", "the name is no UTF-8"},
+      {"group ld 3 \xed\xa0\x80", "the name is no UTF-8"},
+      {"group ld 3 \xc3", "the name is no UTF-8"},
+      {"group ld 3 " + std::string(65, 'x'), "the name has more than 64 bytes"},
+  };
+  TempDir dir;
+  for (const auto& [line, trouble] : kBad) {
+    dir.Write("labels", "resource array01 ld 1 x\ngroup ld 2 x\n" + line + "\n");
+    Labels labels;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(labels.Read(dir.Path("labels"))) << line;
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "psltool: " + dir.Path("labels") + ":3: " + trouble + "\n");
+  }
+  for (const std::string& path : {dir.Path(), dir.Path("none")}) {
+    Labels labels;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(labels.Read(path));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "psltool: " + path + ": cannot be read\n");
+  }
+}
+
+class PsltoolLabels : public testing::Test {
+ protected:
+  void SetUp() override {
+    dir_.Write("20240101array01.psl", DiskFile());
+    dir_.Write("labels", kFile);
+  }
+  std::string File() const { return dir_.Path("20240101array01.psl"); }
+  std::string Names() const { return dir_.Path("labels"); }
+
+  TempDir dir_;
+};
+
+TEST_F(PsltoolLabels, DumpNamesGroupsAndResources) {
+  const std::vector<std::string> table =
+      Lines(Dump(File(), {"--kind", "ld", "--labels", Names()}).out);
+  EXPECT_NE(table[0].find(" key name "), std::string::npos) << table[0];
+  EXPECT_NE(table[1].find(" 258 mail store "), std::string::npos) << table[1];
+  EXPECT_NE(table[1].find("    1 random reads  "), std::string::npos) << table[1];
+  EXPECT_NE(table[2].find("    2 Schreiben, \"groß\" "), std::string::npos) << table[2];
+  EXPECT_EQ(table[0].find("ops/s"), table[1].find("1.14") - 1);
+  const std::vector<std::string> csv = Lines(
+      Dump(File(), {"--kind", "ld", "--key", "7", "--labels", Names(), "--format", "csv"}).out);
+  EXPECT_TRUE(csv[0].ends_with(",name,g1_name,g2_name")) << csv[0];
+  EXPECT_TRUE(csv[1].ends_with(",swap,random reads,\"Schreiben, \"\"groß\"\"\"")) << csv[1];
+  const json entry = json::parse(
+      Dump(File(), {"--kind", "ld", "--key", "8", "--labels", Names(), "--format", "ndjson"}).out);
+  EXPECT_EQ(entry["name"], "");
+  EXPECT_EQ(entry["g1_name"], "random reads");
+  EXPECT_FALSE(entry.contains("g3_name"));
+}
+
+TEST_F(PsltoolLabels, TheEnvironmentStandsForTheOption) {
+  const std::vector<std::string> arguments = {"dump", File(), "--kind", "ld", "--format", "csv"};
+  const std::string plain = RunProgram(PSLTOOL_PATH, arguments).out;
+  const std::string named =
+      RunProgram(PSLTOOL_PATH, arguments, {"", {{"PSLTOOL_LABELS", Names()}}}).out;
+  EXPECT_EQ(plain.find("mail store"), std::string::npos);
+  EXPECT_NE(named.find("mail store"), std::string::npos);
+}
+
+TEST_F(PsltoolLabels, ABadFileEndsTheCommand) {
+  dir_.Write("labels", "group ld 9 x\n");
+  const ProgramResult result = Dump(File(), {"--labels", Names()});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err,
+            "psltool: " + Names() + ":1: \"9\" is no counter group of ld, which has 5\n");
+}
+
+}  // namespace
