@@ -60,13 +60,13 @@ void ClearWorkAreas() {
 void TraceStart() {
   if (arcdelinfo.auto2_flg != 0) {
     TraceLine(__LINE__, "$main():arc delete pml start");
-  } else if (arcdelinfo.mode == kModeArrayUpdate) {
-    TraceLine(__LINE__, "$main():arc update start");
-  } else if (arcdelinfo.force_flg != 0) {
-    TraceLine(__LINE__, "$main():arc force start");
-  } else {
-    TraceLine(__LINE__, "$main():arc start");
+    return;
   }
+  const bool update = arcdelinfo.mode == kModeArrayUpdate;
+  const bool forced = arcdelinfo.force_flg != 0;
+  TraceLine(__LINE__, "%s", update ? kTraceUpdateStart : forced ? kTraceForceStart : kTraceStart);
+  // The servers of a machine share the trace.
+  TraceLine(__LINE__, "%s%s", kTraceRoot, arcdelinfo.rootdir);
 }
 
 bool TakeLock() {
@@ -171,7 +171,7 @@ void FinishAutomaticArchiving() {
   if (ArcDelete() == -1) {
     LogMessage(114, "deletion");
   } else if (arcdel_errflg == 0) {
-    TraceLine(__LINE__, "$main():arc end");
+    TraceLine(__LINE__, "%s", kTraceEnd);
   }
   RemoveMarker("Qelprf.A", "err_del_arcupdatefile");
   RemoveMarker("Qelprf.B", "err_del_execfile");

@@ -29,8 +29,9 @@ constexpr char kNoMarkerB[] = "err_del_execfile(ret=4.errno=2)";
 TEST_F(PrefixDaemonRun, RunWithNothingToDo) {
   const ProgramResult result = server.RunAuto();
   ExpectQuiet(result);
-  EXPECT_THAT(TestServer::TraceOf(result.pid),
-              ElementsAre("$main():arc start", "$main():arc end", kNoMarkerA, kNoMarkerB));
+  EXPECT_THAT(
+      TestServer::TraceOf(result.pid),
+      ElementsAre("$main():arc start", RootLine(), "$main():arc end", kNoMarkerA, kNoMarkerB));
 }
 
 TEST_F(PrefixDaemonRun, StartLinesNameTheKindOfRun) {
@@ -109,7 +110,8 @@ TEST_F(PrefixDaemonRun, MarkerFilesAreRemoved) {
   ExpectQuiet(result);
   EXPECT_FALSE(files().Exists("arc/Qelprf.A"));
   EXPECT_FALSE(files().Exists("arc/Qelprf.B"));
-  EXPECT_THAT(TestServer::TraceOf(result.pid), ElementsAre("$main():arc start", "$main():arc end"));
+  EXPECT_THAT(TestServer::TraceOf(result.pid),
+              ElementsAre("$main():arc start", RootLine(), "$main():arc end"));
 }
 
 TEST_F(PrefixDaemonRun, CoreFileIsMovedAsideAndReplacesTheOlderOne) {
@@ -134,7 +136,7 @@ TEST_F(PrefixDaemonRun, MissingParentOfTheWorkingDirectoryEndsTheRun) {
   MakeLog("20010203A.psl");
   const ProgramResult result = server.RunAuto();
   ExpectQuiet(result);
-  EXPECT_THAT(TestServer::TraceOf(result.pid), ElementsAre("$main():arc start"));
+  EXPECT_THAT(TestServer::TraceOf(result.pid), ElementsAre("$main():arc start", RootLine()));
   EXPECT_THAT(LogEntries(),
               IsSupersetOf({"08094 Qelprfarc 5 0 System call error occurred func=mkdir errno=2 "
                             "detcode=03010007",
@@ -178,7 +180,7 @@ TEST_F(PrefixDaemonRun, LockHeldByAnotherProcessIsMessage114And2ndArchiverDoesNo
               ElementsAre("$main():arc delete pml start", "Failed in archives of psl(psa) files."));
   const ProgramResult archiving = server.RunAuto();
   ExpectQuiet(archiving);
-  EXPECT_THAT(TestServer::TraceOf(archiving.pid), ElementsAre("$main():arc start"));
+  EXPECT_THAT(TestServer::TraceOf(archiving.pid), ElementsAre("$main():arc start", RootLine()));
   EXPECT_THAT(LogEntries(), Contains("08320 Qelprfarc 4 1 Failed in archives of psl(psa) files."));
   EXPECT_FALSE(files().Exists("arc/archive"));
   close(fd);

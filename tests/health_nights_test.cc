@@ -16,8 +16,7 @@ class PrefixHealth : public ::testing::Test {
  protected:
   void SetUp() override { SKIP_WITHOUT_PRELOADING(); }
 
-  // Health as of an hour after a run at that time. The years are far from those of other tests,
-  // which share trace and log.
+  // Health as of an hour after a run at that time.
   ProgramResult HealthAfterNight(const std::string& day, const Variables& disturb = {}) {
     const std::string text = day + " 00:30:00";
     RunNight(server, ClockAt(text), disturb);
@@ -68,6 +67,33 @@ TEST_F(PrefixHealth, NightsAndRepairs) {
   MakeLogs(arc, {"--name", "a", "--start", "2061-05-09"});
   health = HealthAfterNight("2061-05-10");
   EXPECT_EQ(health.status, 0) << health.out;
+}
+
+// One server is judged by its own nights, though another one of the machine archives well, and
+// later.
+TEST_F(PrefixHealth, NightsOfTwoServers) {
+  const TestServer other;
+  MakeLogs(other.directory.Path("arc/"), {"--name", "b", "--start", "2024-05-03", "--days", "2"});
+  RunNight(other, ClockAt("2024-05-05 00:30:00"));
+  MakeLogs(server.directory.Path("arc/"), {"--name", "a", "--start", "2024-05-03", "--days", "2"});
+  const auto health_of = [](const TestServer& asked) {
+    const SharedSegment shared(asked.segment);
+    return RunProgram(PSLTOOL_PATH, {"health", "--segment", shared.Id(), "--prefix",
+                                     QELPRFARC_TEST_PREFIX, "--now", "2024-05-05T01:30:00"});
+  };
+  EXPECT_EQ(health_of(other).status, 0) << health_of(other).out;
+  EXPECT_THAT(health_of(server).out,
+              HasSubstr("PROBLEM run      no archiving run of this root directory is known\n"));
+
+  // A bad night of one, and a good one of the other right behind it.
+  std::filesystem::resize_file(server.directory.Path("arc/20240504a.psl"), 3000);
+  RunNight(server, ClockAt("2024-05-05 00:35:00"));
+  RunNight(other, ClockAt("2024-05-05 00:40:00"));
+  EXPECT_EQ(health_of(other).status, 0) << health_of(other).out;
+  const ProgramResult bad = health_of(server);
+  EXPECT_EQ(bad.status, 1);
+  EXPECT_THAT(bad.out, HasSubstr("the run of 2024-05-05T00:35:00+00:00 did not end well\n"));
+  EXPECT_THAT(bad.out, HasSubstr("08320 Failed in archives of psl(psa) files.\n"));
 }
 
 }  // namespace

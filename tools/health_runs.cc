@@ -1,5 +1,6 @@
 // Runs and failures: the trace file tells when runs began and whether they ended well, the
-// operation log what failed since the last run that ended well began.
+// operation log what failed since the last run that ended well began. Servers of one machine share
+// both files; what belongs to the runs of another root directory does not count.
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
@@ -9,18 +10,32 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 
+#include "archiver/trace.h"
 #include "tools/health.h"
 #include "tools/report.h"
 
 namespace {
 
-constexpr const char* kStartTexts[] = {"$main():arc start", "$main():arc force start",
-                                       "$main():arc update start"};
-constexpr char kEndText[] = "$main():arc end";
+constexpr const char* kStartTexts[] = {kTraceStart, kTraceForceStart, kTraceUpdateStart};
+constexpr char kCommandTag[] = "Qelprfarc";
 constexpr char kBrokenIdentifier[] = "08300";
 constexpr char kTaskFailedIdentifier[] = "08320";
+
+// A run, and what else the trace tells of it.
+struct TracedRun : ArchiveRun {
+  int64_t last_line;  // time
+  std::string root;   // empty: not told
+};
+
+struct TraceText {
+  int64_t time;
+  pid_t pid;
+  std::string tag;
+  std::string text;
+};
 
 struct LogEntry {
   int64_t time;
@@ -57,22 +72,30 @@ int64_t FromLocal(const tm& fields) {
   return kept ? early : mktime(&any);
 }
 
-// "YYYY/MM/DD hh:mm:ss.mmm pid tag:line text"
-bool ParseTraceLine(const std::string& line, int64_t& time, pid_t& pid, std::string& text) {
-  tm fields{};
-  int process = 0;
-  int at = 0;
-  if (sscanf(line.c_str(), "%d/%d/%d %d:%d:%d.%*d %d Qelprfarc:%*d %n", &fields.tm_year,
-             &fields.tm_mon, &fields.tm_mday, &fields.tm_hour, &fields.tm_min, &fields.tm_sec,
-             &process, &at) != 7 ||
-      at == 0) {
-    return false;
-  }
+// Makes a date as written one of the C library. False when it is none. Lines are read with the
+// widths that their numbers can have, so that none, however it came about, makes anything overflow.
+bool ToFields(tm& fields) {
+  const bool valid = fields.tm_year >= 1970 && fields.tm_mon >= 1 && fields.tm_mon <= 12 &&
+                     fields.tm_mday >= 1 && fields.tm_mday <= 31 && fields.tm_hour >= 0 &&
+                     fields.tm_min >= 0 && fields.tm_sec >= 0;
   fields.tm_year -= 1900;
   fields.tm_mon -= 1;
-  time = FromLocal(fields);
-  pid = process;
-  text = line.substr(static_cast<size_t>(at));
+  return valid;
+}
+
+// "YYYY/MM/DD hh:mm:ss.mmm pid tag:line text"
+bool ParseTraceLine(const std::string& line, TraceText& parsed) {
+  tm fields{};
+  int process = 0;
+  char tag[32] = "";
+  int at = 0;
+  if (sscanf(line.c_str(), "%4d/%2d/%2d %2d:%2d:%2d.%*3d %9d %31[^: ]:%*9d %n", &fields.tm_year,
+             &fields.tm_mon, &fields.tm_mday, &fields.tm_hour, &fields.tm_min, &fields.tm_sec,
+             &process, tag, &at) != 8 ||
+      at == 0 || !ToFields(fields)) {
+    return false;
+  }
+  parsed = {FromLocal(fields), process, tag, line.substr(static_cast<size_t>(at))};
   return true;
 }
 
@@ -84,32 +107,57 @@ bool ParseLogLine(const std::string& line, LogEntry& entry) {
   int minutes = 0;
   char identifier[16] = "";
   int at = 0;
-  if (sscanf(line.c_str(), "%d-%d-%dT%d:%d:%d%c%d:%d %15s Qelprfarc %*d %*d %n", &fields.tm_year,
-             &fields.tm_mon, &fields.tm_mday, &fields.tm_hour, &fields.tm_min, &fields.tm_sec,
-             &sign, &hours, &minutes, identifier, &at) != 10 ||
-      at == 0) {
+  if (sscanf(line.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d%c%2d:%2d %15s Qelprfarc %*9d %*9d %n",
+             &fields.tm_year, &fields.tm_mon, &fields.tm_mday, &fields.tm_hour, &fields.tm_min,
+             &fields.tm_sec, &sign, &hours, &minutes, identifier, &at) != 10 ||
+      at == 0 || !ToFields(fields)) {
     return false;
   }
-  fields.tm_year -= 1900;
-  fields.tm_mon -= 1;
   const int64_t offset = (hours * 60 + minutes) * 60;
   entry = {timegm(&fields) + (sign == '-' ? offset : -offset), identifier,
            line.substr(static_cast<size_t>(at))};
   return true;
 }
 
-void TakeTraceLine(const std::string& line, std::vector<ArchiveRun>& runs) {
-  ArchiveRun run{};
-  std::string text;
-  if (!ParseTraceLine(line, run.start, run.pid, text)) return;
-  if (std::find(std::begin(kStartTexts), std::end(kStartTexts), text) != std::end(kStartTexts)) {
-    runs.push_back(run);
-  } else if (text == kEndText) {
-    // Process numbers come back: the end belongs to the last start.
-    const auto begun = std::find_if(runs.rbegin(), runs.rend(),
-                                    [&run](const ArchiveRun& r) { return r.pid == run.pid; });
-    if (begun != runs.rend()) begun->ended_well = true;
+bool IsStart(const TraceText& line) {
+  return line.tag == kCommandTag && std::find(std::begin(kStartTexts), std::end(kStartTexts),
+                                              line.text) != std::end(kStartTexts);
+}
+
+void TakeTraceLine(const std::string& text, int64_t longest, std::vector<TracedRun>& runs) {
+  TraceText line;
+  if (!ParseTraceLine(text, line)) return;
+  if (IsStart(line)) {
+    runs.push_back({{line.time, line.pid, false}, line.time, ""});
+    return;
   }
+  // Process numbers come back: a line belongs to the last start, unless that is long ago.
+  const auto run = std::find_if(runs.rbegin(), runs.rend(),
+                                [&line](const TracedRun& r) { return r.pid == line.pid; });
+  if (run == runs.rend() || line.time - run->start > longest) return;
+  run->last_line = line.time;
+  if (line.tag != kCommandTag) return;
+  if (line.text == kTraceEnd) run->ended_well = true;
+  if (line.text.starts_with(kTraceRoot)) run->root = line.text.substr(strlen(kTraceRoot));
+}
+
+std::string WithoutSlash(std::string path) {
+  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+  return path;
+}
+
+// Runs of older programs do not tell their root: they may be anybody's.
+bool IsOfRoot(const TracedRun& run, const std::string& root) {
+  std::error_code ignored;
+  return run.root.empty() || WithoutSlash(run.root) == WithoutSlash(root) ||
+         std::filesystem::equivalent(run.root, root, ignored);
+}
+
+// An entry stands at most a second behind the last line of its run: it has no fractions of seconds.
+bool HasEntryAt(const std::vector<TracedRun>& runs, int64_t time) {
+  return std::any_of(runs.begin(), runs.end(), [time](const TracedRun& run) {
+    return time >= run.start && time <= run.last_line + 1;
+  });
 }
 
 bool FindLockHolder(const HealthRequest& request, Health& health) {
@@ -127,10 +175,10 @@ bool FindLockHolder(const HealthRequest& request, Health& health) {
   return true;
 }
 
-void JudgeRunning(const HealthRequest& request, const std::vector<ArchiveRun>& runs,
+void JudgeRunning(const HealthRequest& request, const std::vector<TracedRun>& runs,
                   Health& health) {
   if (!health.running) return;
-  const auto run = std::find_if(runs.rbegin(), runs.rend(), [&health](const ArchiveRun& r) {
+  const auto run = std::find_if(runs.rbegin(), runs.rend(), [&health](const TracedRun& r) {
     return r.pid == *health.running && !r.ended_well;
   });
   if (run == runs.rend()) {
@@ -144,14 +192,16 @@ void JudgeRunning(const HealthRequest& request, const std::vector<ArchiveRun>& r
                                          TimeWithZone(run->start, request.zone))});
 }
 
-void JudgeLastRun(const HealthRequest& request, const std::vector<ArchiveRun>& runs,
+void JudgeLastRun(const HealthRequest& request, const std::vector<TracedRun>& runs, bool others,
                   Health& health) {
-  const auto last = std::find_if(runs.rbegin(), runs.rend(), [&health](const ArchiveRun& r) {
+  const auto last = std::find_if(runs.rbegin(), runs.rend(), [&health](const TracedRun& r) {
     return r.ended_well || r.pid != health.running;
   });
   if (last == runs.rend()) {
     if (!health.running) {
-      health.findings.push_back({true, HealthKind::kRun, "no archiving run is known"});
+      const char* const text =
+          others ? "no archiving run of this root directory is known" : "no archiving run is known";
+      health.findings.push_back({true, HealthKind::kRun, text});
     }
     return;
   }
@@ -188,26 +238,31 @@ void JudgeEntries(const HealthRequest& request, const std::vector<LogEntry>& ent
 }  // namespace
 
 bool LookAtRuns(const HealthRequest& request, Health& health) {
-  std::vector<ArchiveRun> runs;
+  std::vector<TracedRun> runs;
   if (!ReadLines(request.prefix + "etc/trace/Qelprfarc.trc",
-                 [&runs](const std::string& line) { TakeTraceLine(line, runs); })) {
+                 [&](const std::string& line) { TakeTraceLine(line, request.max_run, runs); })) {
     return false;
   }
-  std::erase_if(runs, [&request](const ArchiveRun& run) { return run.start > request.now; });
+  std::erase_if(runs, [&request](const TracedRun& run) { return run.start > request.now; });
+  const auto others = std::stable_partition(
+      runs.begin(), runs.end(),
+      [&request](const TracedRun& run) { return IsOfRoot(run, request.config.root); });
+  const std::vector<TracedRun> of_others(others, runs.end());
+  runs.erase(others, runs.end());
   if (!FindLockHolder(request, health)) return false;
   JudgeRunning(request, runs, health);
-  JudgeLastRun(request, runs, health);
+  JudgeLastRun(request, runs, !of_others.empty(), health);
 
   // Failures before the last good run are mended or show in the files.
-  const auto good = std::find_if(runs.rbegin(), runs.rend(),
-                                 [](const ArchiveRun& run) { return run.ended_well; });
+  const auto good =
+      std::find_if(runs.rbegin(), runs.rend(), [](const TracedRun& run) { return run.ended_well; });
   const int64_t since = good == runs.rend() ? 0 : good->start;
   std::vector<LogEntry> entries;
   const auto take = [&](const std::string& line) {
     LogEntry entry;
-    if (ParseLogLine(line, entry) && entry.time >= since && entry.time <= request.now) {
-      entries.push_back(entry);
-    }
+    if (!ParseLogLine(line, entry) || entry.time < since || entry.time > request.now) return;
+    if (HasEntryAt(of_others, entry.time) && !HasEntryAt(runs, entry.time)) return;
+    entries.push_back(entry);
   };
   if (!ReadLines(request.prefix + "etc/log/operation.log", take)) return false;
   JudgeEntries(request, entries, health);

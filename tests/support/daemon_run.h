@@ -33,6 +33,9 @@ class PrefixDaemonRun : public ::testing::Test {
     return entries;
   }
 
+  // The trace line with which a run says whose it is.
+  std::string RootLine() const { return "$main():root " + server.directory.Path("root/"); }
+
   void MakeLog(const std::string& name) const {
     server.directory.Write("arc/" + name, HeaderBytes({}));
   }

@@ -51,18 +51,10 @@ namespace {
 
 std::string TraceFile() { return std::string(QELPRFARC_TEST_PREFIX) + "etc/trace/Qelprfarc.trc"; }
 
-// The file lives longer than process ids do, so what stands in it when the tests start does not
-// count.
-const std::streamoff trace_before = [] {
-  std::ifstream file(TraceFile(), std::ios::binary | std::ios::ate);
-  return file ? static_cast<std::streamoff>(file.tellg()) : std::streamoff{0};
-}();
-
 }  // namespace
 
 std::vector<std::string> TestServer::TraceOf(pid_t pid) {
   std::istringstream trace(TempDir::ReadFile(TraceFile()));
-  trace.seekg(trace_before);
   std::vector<std::string> texts;
   const std::string wanted = std::to_string(pid);
   for (std::string line; std::getline(trace, line);) {
