@@ -11,6 +11,7 @@
 #include "tests/support/engine_run.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_param.h"
 #include "tests/support/run_state.h"
 #include "tests/support/sample_records.h"
 #include "tests/support/server.h"
@@ -121,10 +122,10 @@ TEST_P(PrefixBrokenFirstInput, ItsPairsAreToldByTheNextDay) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(WithPairs, PrefixBrokenFirstInput,
-                         testing::Values(0x1B, 0x1C, 0x1D, 0x21));
+INSTANTIATE_TEST_SUITE_P(WithPairs, PrefixBrokenFirstInput, testing::Values(0x1B, 0x1C, 0x1D, 0x21),
+                         RevisionParam<int>);
 
 INSTANTIATE_TEST_SUITE_P(Families, PrefixPsltoolAuditAutomatic,
-                         testing::Values(0x17, 0x19, 0x1A, 0x1D, 0x21));
+                         testing::Values(0x17, 0x19, 0x1A, 0x1D, 0x21), RevisionParam<int>);
 
 }  // namespace

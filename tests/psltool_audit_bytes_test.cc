@@ -146,6 +146,7 @@ TEST_P(PrefixPsltoolAudit, RunsWithoutPeriodsAgree) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, PrefixPsltoolAudit,
-                         testing::Values(0x10, 0x12, 0x13, 0x17, 0x1B, 0x1E, 0x21));
+                         testing::Values(0x10, 0x12, 0x13, 0x17, 0x1B, 0x1E, 0x21),
+                         RevisionParam<int>);
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/support/process.h"
+#include "tests/support/revision_param.h"
 #include "tests/support/tempdir.h"
 
 namespace {
@@ -109,7 +110,7 @@ TEST_P(PsltoolExplainDump, NumbersAreThoseOfDump) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, PsltoolExplainDump,
-                         testing::Values(0x10, 0x11, 0x13, 0x18, 0x1A, 0x21));
+                         testing::Values(0x10, 0x11, 0x13, 0x18, 0x1A, 0x21), RevisionParam<int>);
 
 class PsltoolExplainKinds : public PsltoolExplain {};
 
@@ -179,6 +180,6 @@ TEST_P(PsltoolExplainKinds, WhatIsNotThereIsTold) {
   EXPECT_EQ(explain("ld", "1", noon, {}).status, 2);
 }
 
-INSTANTIATE_TEST_SUITE_P(Newest, PsltoolExplainKinds, testing::Values(0x21));
+INSTANTIATE_TEST_SUITE_P(Newest, PsltoolExplainKinds, testing::Values(0x21), RevisionParam<int>);
 
 }  // namespace

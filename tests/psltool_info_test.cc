@@ -165,6 +165,9 @@ TEST_P(PsltoolInfoArchives, LevelsAndCountsAreRight) {
 
 INSTANTIATE_TEST_SUITE_P(Revisions, PsltoolInfoArchives,
                          testing::Values("0x10", "0x13", "0x15", "0x18", "0x19", "0x1A", "0x1C",
-                                         "0x1D", "0x21"));
+                                         "0x1D", "0x21"),
+                         [](const auto& revision) {
+                           return std::string("Revision") + revision.param;
+                         });
 
 }  // namespace
