@@ -28,6 +28,7 @@
 #include "logdir/autotarget.h"
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
+#include "logdir/unread.h"
 #include "platform/QelCM.h"
 #include "platform/process.h"
 #include "pmonb/PMONBshareTxt.h"
@@ -54,6 +55,7 @@ void ClearWorkAreas() {
   wfd = -1;
   rfd = -1;
   ForgetUnarchived();
+  ForgetUnread();
   InitWorkArea();
 }
 
@@ -95,15 +97,15 @@ void ReportInterruptedArchives() {
   const char* directory = ArchiveSubdirectory();
   DIR* stream = opendir(directory);
   if (stream == nullptr) return;
-  SetFileList(directory);
-  for (int32_t i = 0; i < Nfile; ++i) {
-    const std::string name = Flist[i];
-    const size_t position = name.rfind(kTemporary);
-    if (position == std::string::npos) continue;
-    LogMessage(112, name.substr(0, position + strlen(".psa")).c_str());
-  }
-  FreeFileList();
   closedir(stream);
+  const Listing listing = ListForRun(directory);
+  for (const auto* names : {&listing.names, &listing.oversized}) {
+    for (const std::string& name : *names) {
+      const size_t position = name.rfind(kTemporary);
+      if (position == std::string::npos) continue;
+      LogMessage(112, name.substr(0, position + strlen(".psa")).c_str());
+    }
+  }
 }
 
 void EndPathWithSeparator() {

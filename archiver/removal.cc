@@ -2,11 +2,9 @@
 // archives) or its whole month (day archives) lies before the limit of its class.
 #include "archiver/removal.h"
 
-#include <dirent.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <string>
@@ -15,35 +13,24 @@
 #include "archiver/messages.h"
 #include "archiver/runinfo.h"
 #include "archiver/trace.h"
-#include "engine/finfo.h"
-#include "engine/pmoncommon.h"
+#include "engine/unarchived.h"
 #include "logdir/autotarget.h"
-#include "logdir/pmonlogdir.h"
+#include "logdir/listing.h"
 #include "logdir/timespan.h"
+#include "logdir/unread.h"
 
 namespace {
 
 constexpr uint32_t kDetUnlink = 0x03080001;
 
-char* pDelFileList = nullptr;  // slots of kNameSlot characters
+std::vector<std::string> delete_list;
+bool left_unread = false;  // a file could not be looked at, and this is where it was told
 
 bool Contains(const char* name, const char* part) { return strstr(name, part) != nullptr; }
 
+bool IsTemporary(const char* name) { return Contains(name, ".psa_tmp"); }
+
 bool HasRetention(int retention_class) { return arcdelinfo.savetm_flg[retention_class] != 0; }
-
-std::vector<std::string> ListNames(const char* directory) {
-  SetFileList(directory);
-  std::vector<std::string> names(Flist, Flist + Nfile);
-  FreeFileList();
-  return names;
-}
-
-bool Opens(const char* directory) {
-  DIR* stream = opendir(directory);
-  if (stream == nullptr) return false;
-  closedir(stream);
-  return true;
-}
 
 // True when the last second of `date`'s day converts and lies before `limit`.
 bool DayEndsBefore(struct tm date, int64_t limit) {
@@ -77,11 +64,26 @@ RemovalVerdict ExpiredOrNot(bool expired) {
   return expired ? RemovalVerdict::kExpired : RemovalVerdict::kInTime;
 }
 
-void Append(const std::string& name, int32_t* count) {
-  char* slot = pDelFileList + static_cast<size_t>(*count) * kNameSlot;
-  memset(slot, 0, kNameSlot);
-  name.copy(slot, kNameSlot - 1);
-  ++*count;
+// What a directory of the archives holds. The subdirectory may be missing.
+Listing ListForRemoval(const char* directory, bool may_be_missing) {
+  const Listing listing = ListDirectory(directory);
+  const bool missing = listing.error == ENOENT || listing.error == ENOTDIR;
+  if (listing.call != nullptr && missing && may_be_missing) return listing;
+  if (listing.call != nullptr) EndUnlisted(directory, listing);
+  for (const std::string& name : listing.unread) {
+    left_unread = ReportUnread(directory + name) || left_unread;
+  }
+  return listing;
+}
+
+void Judge(const std::string& name, RemovalVerdict verdict) {
+  if (verdict == RemovalVerdict::kUnreadable) {
+    left_unread = ReportUnread(AutoFilePath(name)) || left_unread;
+  } else if (verdict == RemovalVerdict::kUnarchived) {
+    TraceLine(__LINE__, "left %s: this run did not make its archive", name.c_str());
+  } else if (IsRemoved(verdict)) {
+    delete_list.push_back(name);
+  }
 }
 
 }  // namespace
@@ -89,50 +91,61 @@ void Append(const std::string& name, int32_t* count) {
 RemovalVerdict JudgeLogRemoval(const char* name, int isdst, const AutoProbe& probe) {
   if (!HasRetention(kClassPsl)) return RemovalVerdict::kNoRetention;
   if (!Contains(name, ".psl") || !BeginsWithDigits(name, 8)) return RemovalVerdict::kOtherFile;
-  if (probe.version(name) != 0) return RemovalVerdict::kRefused;
-  return ExpiredOrNot(DayEndsBefore(NameDate(name, isdst), arcdelinfo.savetime[kClassPsl].limit));
+  const bool expired = DayEndsBefore(NameDate(name, isdst), arcdelinfo.savetime[kClassPsl].limit);
+  const int version = probe.version(name);
+  if (version == kUnreadableFile && expired) return RemovalVerdict::kUnreadable;
+  if (version == -1) return RemovalVerdict::kRefused;
+  return ExpiredOrNot(expired);
 }
 
 RemovalVerdict JudgeArchiveRemoval(const char* name, const AutoProbe& probe) {
-  if (Contains(name, ".psa_tmp")) return RemovalVerdict::kTemporary;
+  if (IsTemporary(name)) return RemovalVerdict::kTemporary;
   if (!HasRetention(kClassHour) && !HasRetention(kClassDay)) return RemovalVerdict::kNoRetention;
   if (!Contains(name, ".psa")) return RemovalVerdict::kOtherFile;
   const int level = probe.level(name);
+  if (level == kUnreadableFile) return RemovalVerdict::kUnreadable;
   if (level == -1) return RemovalVerdict::kRefused;
   if (level == 0) return RemovalVerdict::kOtherFile;
   if (!HasRetention(level == 2 ? kClassDay : kClassHour)) return RemovalVerdict::kNoRetention;
-  if (probe.version(name) != 0) return RemovalVerdict::kRefused;
+  const int version = probe.version(name);
+  if (version == kUnreadableFile) return RemovalVerdict::kUnreadable;
+  if (version != 0) return RemovalVerdict::kRefused;
   if (!BeginsWithDigits(name, level == 2 ? 6 : 8)) return RemovalVerdict::kOtherFile;
   return ExpiredOrNot(level == 2 ? DayArchiveExpired(name) : HourArchiveExpired(name));
 }
 
+RemovalVerdict LeaveUnarchived(const char* name, RemovalVerdict verdict) {
+  const bool left = verdict == RemovalVerdict::kExpired && IsUnarchived(name);
+  return left ? RemovalVerdict::kUnarchived : verdict;
+}
+
 int ArcDelete() {
   const int32_t count = CreatDelList();
-  const int result = count == -1 ? -1 : DelFile(count);
+  const int result = DelFile(count);
   FreeDelList();
-  return result;
+  return left_unread ? -1 : result;
 }
 
 int32_t CreatDelList() {
   FreeDelList();
-  std::vector<std::string> logs;
-  std::vector<std::string> archives;
-  if (HasRetention(kClassPsl)) logs = ListNames(arcdelinfo.arcdir);
-  if (Opens(ArchiveSubdirectory())) archives = ListNames(ArchiveSubdirectory());
-  const size_t total = logs.size() + archives.size();
-  if (total == 0) return 0;
-  pDelFileList = static_cast<char*>(Malloc(total * kNameSlot));
-  if (pDelFileList == nullptr) return -1;
-
-  int32_t count = 0;
+  left_unread = false;
   const int isdst = LocalTime(CurrentTime()).tm_isdst;
-  for (const std::string& name : logs) {
-    if (IsRemoved(JudgeLogRemoval(name.c_str(), isdst, FileProbe()))) Append(name, &count);
+  if (HasRetention(kClassPsl)) {
+    for (const std::string& name : ListForRemoval(arcdelinfo.arcdir, false).names) {
+      const RemovalVerdict verdict = JudgeLogRemoval(name.c_str(), isdst, FileProbe());
+      Judge(name, LeaveUnarchived(name.c_str(), verdict));
+    }
   }
-  for (const std::string& name : archives) {
-    if (IsRemoved(JudgeArchiveRemoval(name.c_str(), FileProbe()))) Append(name, &count);
+  const Listing archives = ListForRemoval(ArchiveSubdirectory(), true);
+  for (const std::string& name : archives.names) {
+    const RemovalVerdict verdict = JudgeArchiveRemoval(name.c_str(), FileProbe());
+    Judge(name, LeaveUnarchived(name.c_str(), verdict));
   }
-  return count;
+  // An archive that is being made has a longer name than its inputs.
+  for (const std::string& name : archives.oversized) {
+    if (IsTemporary(name.c_str())) delete_list.push_back(name);
+  }
+  return static_cast<int32_t>(delete_list.size());
 }
 
 int DelFile(int32_t count) {
@@ -141,9 +154,7 @@ int DelFile(int32_t count) {
   int last_error = 0;
   for (int32_t i = 0; i < count; ++i) {
     const char* name = DelListName(i);
-    char path[256];
-    errno = ENAMETOOLONG;
-    if (AutoFilePath(name, path) && unlink(path) == 0) {
+    if (unlink(AutoFilePath(name).c_str()) == 0) {
       ++removed;
       TraceLine(__LINE__, "del %s", name);
     } else {
@@ -157,9 +168,6 @@ int DelFile(int32_t count) {
   return -1;
 }
 
-const char* DelListName(int32_t i) { return pDelFileList + static_cast<size_t>(i) * kNameSlot; }
+const char* DelListName(int32_t i) { return delete_list[static_cast<size_t>(i)].c_str(); }
 
-void FreeDelList() {
-  free(pDelFileList);
-  pDelFileList = nullptr;
-}
+void FreeDelList() { delete_list.clear(); }

@@ -12,7 +12,9 @@ enum class RemovalVerdict : uint8_t {
   kInTime,       // its retention is not over
   kNoRetention,  // files of its class are kept for ever
   kOtherFile,    // the name is not that of a log or archive, or has no date; or of neither level
-  kRefused,      // does not open, is empty, or of a revision that is not removed
+  kRefused,      // is empty, or of a revision that is not removed, or gone
+  kUnreadable,   // a call failed on it, so nobody knows what it is: it stays
+  kUnarchived,   // expired, but this run did not make its archive: left to the next run
 };
 
 inline bool IsRemoved(RemovalVerdict verdict) {
@@ -24,11 +26,15 @@ inline bool IsRemoved(RemovalVerdict verdict) {
 RemovalVerdict JudgeLogRemoval(const char* name, int isdst, const AutoProbe& probe);
 RemovalVerdict JudgeArchiveRemoval(const char* name, const AutoProbe& probe);
 
+// The verdict when it is known what this run left without its archive: such files stay.
+RemovalVerdict LeaveUnarchived(const char* name, RemovalVerdict verdict);
+
 // Removes the files whose retention period has run out and every abandoned temporary archive.
-// Returns 0, or -1 when the list could not be made or a removal failed.
+// Returns 0, or -1 when a removal failed or a file could not be looked at. A directory that cannot
+// be listed ends the process with messages 103 and 114.
 int ArcDelete();
 
-// Lists the files to be removed. Returns their number, or -1 when there is no memory for the list.
+// Lists the files to be removed. Returns their number.
 int32_t CreatDelList();
 
 // Removes the first `count` listed files. Returns 0, or -1 when at least one stays.

@@ -43,7 +43,7 @@ std::string InputPath(const char* name) {
   if ((finfo.optclass & kOptDirectory) == 0) return name;
   if (arcdelinfo.auto_flg != 0) {
     return std::string(arcdelinfo.arcdir).substr(0, kMaxArchiveDirectory) +
-           (std::strstr(name, ".psa") != nullptr ? "archive/" : "") + name;
+           (LiesInArchive(name) ? "archive/" : "") + name;
   }
   return std::string(finfo.path != nullptr ? finfo.path : "") + name;
 }

@@ -74,6 +74,8 @@ void SetSubsystemName(char* destination, const char* path) {
   EndProcess(1);
 }
 
+bool LiesInArchive(const char* name) { return std::strstr(name, ".psl") == nullptr; }
+
 void SetWriteFname(char* buffer) {
   const HeaderDate date = OutputDate();
   const char* extension = arcdelinfo.auto_flg != 0 ? ".psa_tmp" : ".psa";

@@ -10,6 +10,10 @@ void SetSubsystemName(char* destination, const char* path);
 // The same without a message: false when the name yields none.
 bool ArrayNameOf(const char* path, char* name, size_t size);
 
+// Where automatic runs keep a file: names with ".psl" lie in the archive directory (that decides,
+// whatever else a name holds), all others in its "archive" subdirectory.
+bool LiesInArchive(const char* name);
+
 // Writes the output name for the current record time and output level into `buffer` (1,024).
 void SetWriteFname(char* buffer);
 

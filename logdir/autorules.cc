@@ -14,25 +14,21 @@ namespace {
 
 using Keys = std::set<std::string>;
 
-// End of yesterday (hour level) or of the month before (day level).
-int64_t PeriodEnd(bool hour_run, int64_t now) {
-  struct tm date = LocalTime(now);
-  bool whole_month = !hour_run;
-  if (hour_run) {
-    --date.tm_mday;
-    whole_month = date.tm_mday == 0;
-  }
-  if (whole_month) {
-    MoveBackMonths(&date, 1);
-    date.tm_mday = DaysOfMonth(date.tm_year + 1900, date.tm_mon);
-  }
-  date.tm_hour = 23;
-  date.tm_min = 59;
-  date.tm_sec = 59;
-  date.tm_isdst = -1;
-  int64_t end = 0;
-  ToTime(&date, &end);
-  return end;
+// The day on which the period of the run began that is not over yet: today (hour level), or the
+// first of this month (day level).
+struct tm OpenPeriod(bool hour_run, int64_t now) {
+  struct tm begin = LocalTime(now);
+  if (!hour_run) begin.tm_mday = 1;
+  begin.tm_hour = 0;
+  begin.tm_min = 0;
+  begin.tm_sec = 0;
+  begin.tm_isdst = -1;
+  return begin;
+}
+
+// Dates as numbers that can be compared.
+int DateNumber(const struct tm& date) {
+  return (date.tm_year + 1900) * 10000 + (date.tm_mon + 1) * 100 + date.tm_mday;
 }
 
 AutoVerdict JudgeDate(const char* name, const AutoPeriod& period) {
@@ -40,7 +36,7 @@ AutoVerdict JudgeDate(const char* name, const AutoPeriod& period) {
   struct tm date = NameDate(name, -1);
   int64_t time = 0;
   if (CheckTm(&date) != 0 || !ToTime(&date, &time)) return AutoVerdict::kNoDate;
-  if (time > period.end) return AutoVerdict::kNotOver;
+  if (!IsOver(name, period)) return AutoVerdict::kNotOver;
   return period.has_limit && time < period.limit ? AutoVerdict::kBeforeLimit : AutoVerdict::kTarget;
 }
 
@@ -63,39 +59,99 @@ Keys KeysOf(const std::vector<AutoFile>& files, AutoVerdict verdict) {
   return keys;
 }
 
+bool IsArchiveName(const char* name) {
+  return HasExtension(name, ".psa") && BeginsWithDigits(name, 6);
+}
+
+AutoVerdict JudgeLog(const char* name, const AutoPeriod& period) {
+  return HasExtension(name, ".psl") ? JudgeDate(name, period) : AutoVerdict::kOtherFile;
+}
+
 AutoVerdict JudgeArchive(const char* name, const AutoPeriod& period, const AutoProbe& probe) {
-  if (!HasExtension(name, ".psa") || !BeginsWithDigits(name, 6)) return AutoVerdict::kOtherFile;
-  const int level = probe.level(name);
-  if (level == 2) return AutoVerdict::kIsDayArchive;
-  return level == 1 ? JudgeDate(name, period) : AutoVerdict::kOtherLevel;
+  if (!IsArchiveName(name)) return AutoVerdict::kOtherFile;
+  switch (probe.level(name)) {
+    case kUnreadableFile:
+      return AutoVerdict::kUnreadable;
+    case 2:
+      return AutoVerdict::kIsDayArchive;
+    case 1:
+      return JudgeDate(name, period);
+    default:
+      return AutoVerdict::kOtherLevel;
+  }
 }
 
 AutoVerdict JudgeContent(const std::string& name, const AutoProbe& probe) {
-  return probe.version(name.c_str()) == 0 ? AutoVerdict::kTarget : AutoVerdict::kRefused;
+  const int version = probe.version(name.c_str());
+  if (version == kUnreadableFile) return AutoVerdict::kUnreadable;
+  return version == 0 ? AutoVerdict::kTarget : AutoVerdict::kRefused;
+}
+
+// The day (hour run) or month (day run) that an input belongs to.
+std::string PeriodKey(char level, const std::string& name) {
+  return level == 'D' ? MonthKey(KeyOf(name)) : KeyOf(name);
+}
+
+// Passes over all targets of the days or months that have an unreadable file.
+void PassOverHeldUp(char level, AutoSelection* selection) {
+  Keys held_up;
+  for (const auto* files : {&selection->logs, &selection->archives}) {
+    for (const AutoFile& file : *files) {
+      if (file.verdict != AutoVerdict::kUnreadable) continue;
+      for (const std::string& input : InputsHeldUpBy(level, file.name)) {
+        held_up.insert(PeriodKey(level, input));
+      }
+    }
+  }
+  if (held_up.empty()) return;
+  for (auto* files : {&selection->logs, &selection->archives}) {
+    for (AutoFile& file : *files) {
+      if (file.verdict == AutoVerdict::kTarget && held_up.contains(PeriodKey(level, file.name))) {
+        file.verdict = AutoVerdict::kPassedOver;
+      }
+    }
+  }
 }
 
 }  // namespace
 
 AutoPeriod PeriodOfRun(char level) {
   const bool hour_run = level == 'H';
-  const int output_class = hour_run ? kClassHour : kClassDay;
-  return {PeriodEnd(hour_run, arcdelinfo.savetime[output_class].now),
-          arcdelinfo.savetm_flg[output_class] != 0, arcdelinfo.savetime[output_class].limit};
+  const auto output_class = static_cast<size_t>(hour_run ? kClassHour : kClassDay);
+  struct tm begin = OpenPeriod(hour_run, arcdelinfo.savetime[output_class].now);
+  const int first_day = DateNumber(begin);
+  int64_t time = 0;
+  ToTime(&begin, &time);
+  return {first_day, time - 1, arcdelinfo.savetm_flg[output_class] != 0,
+          arcdelinfo.savetime[output_class].limit};
 }
 
-void JudgeLogs(const AutoPeriod& period, const std::vector<std::string>& names,
-               AutoSelection* selection) {
-  for (const std::string& name : names) {
-    const bool log = HasExtension(name.c_str(), ".psl");
+// By the dates alone. Converted to time, the midnight of a clock that skips or repeats it hangs on
+// what the C library converted before.
+bool IsOver(const char* name, const AutoPeriod& period) {
+  return DateNumber(NameDate(name, -1)) < period.first_open_day;
+}
+
+void JudgeLogs(const AutoPeriod& period, const AutoNames& names, AutoSelection* selection) {
+  for (const std::string& name : names.files) {
+    selection->logs.push_back({name, JudgeLog(name.c_str(), period)});
+  }
+  for (const std::string& name : names.unread) {
+    const AutoVerdict verdict = JudgeLog(name.c_str(), period);
     selection->logs.push_back(
-        {name, log ? JudgeDate(name.c_str(), period) : AutoVerdict::kOtherFile});
+        {name, verdict == AutoVerdict::kTarget ? AutoVerdict::kUnreadable : verdict});
   }
 }
 
-void JudgeArchives(const AutoPeriod& period, const std::vector<std::string>& names,
-                   const AutoProbe& probe, AutoSelection* selection) {
-  for (const std::string& name : names) {
+void JudgeArchives(const AutoPeriod& period, const AutoNames& names, const AutoProbe& probe,
+                   AutoSelection* selection) {
+  for (const std::string& name : names.files) {
     selection->archives.push_back({name, JudgeArchive(name.c_str(), period, probe)});
+  }
+  for (const std::string& name : names.unread) {
+    const bool archive = IsArchiveName(name.c_str());
+    selection->archives.push_back(
+        {name, archive ? AutoVerdict::kUnreadable : AutoVerdict::kOtherFile});
   }
 }
 
@@ -104,13 +160,13 @@ void DropArchived(char level, const AutoProbe& probe, AutoSelection* selection) 
   const Keys days = KeysOf(selection->archives, AutoVerdict::kTarget);
   const Keys months = KeysOf(selection->archives, AutoVerdict::kIsDayArchive);
   for (AutoFile& log : selection->logs) {
-    if (log.verdict != AutoVerdict::kTarget) continue;
+    if (log.verdict != AutoVerdict::kTarget && log.verdict != AutoVerdict::kUnreadable) continue;
     const std::string key = KeyOf(log.name);
     if (days.contains(key)) {
       log.verdict = AutoVerdict::kDayArchived;
     } else if (day_run && months.contains(MonthKey(key))) {
       log.verdict = AutoVerdict::kMonthArchived;
-    } else {
+    } else if (log.verdict == AutoVerdict::kTarget) {
       log.verdict = JudgeContent(log.name, probe);
     }
   }
@@ -124,6 +180,17 @@ void DropArchived(char level, const AutoProbe& probe, AutoSelection* selection) 
       archive.verdict = JudgeContent(archive.name, probe);
     }
   }
+  PassOverHeldUp(level, selection);
+}
+
+std::vector<std::string> InputsHeldUpBy(char level, const std::string& unreadable) {
+  std::vector<std::string> inputs;
+  if (BeginsWithDigits(unreadable.c_str(), 8)) inputs.push_back(unreadable);
+  if (level == 'D' && HasExtension(unreadable.c_str(), ".psa")) {
+    // As a day archive: of a whole month, and its array is named behind six digits.
+    inputs.push_back(unreadable.substr(0, 6) + "01" + unreadable.substr(6));
+  }
+  return inputs;
 }
 
 size_t CountTargets(const std::vector<AutoFile>& files) {

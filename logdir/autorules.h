@@ -21,7 +21,9 @@ enum class AutoVerdict : uint8_t {
   kIsHourArchive,  // stands for its day; the hour run takes logs only
   kDayArchived,    // an hour archive of its day exists
   kMonthArchived,  // a day archive of its month exists
-  kRefused,        // does not open, is too short, or of a revision that is not archived by itself
+  kRefused,        // is too short, or of a revision that is not archived by itself, or gone
+  kUnreadable,     // a call failed on it, so nobody knows what it is
+  kPassedOver,     // a file of its day (hour run) or month (day run) is unreadable
 };
 
 struct AutoFile {
@@ -37,29 +39,46 @@ struct AutoSelection {
 
 // Which dates a run takes; the class of its outputs gives period end and limit.
 struct AutoPeriod {
-  int64_t end;
+  int first_open_day;  // YYYYMMDD: this day and those after it are not over
+  int64_t end;         // the second before it began
   bool has_limit;
   int64_t limit;
 };
 
-// How the rules look into a file that they know by its name.
+// How the rules look into a file that they know by its name. What either answers when a call failed
+// on the file, as against: it is gone, empty, short or of another kind.
+inline constexpr int kUnreadableFile = -2;
 struct AutoProbe {
-  std::function<int(const char*)> level;    // as CheckAutoFileLevel
-  std::function<int(const char*)> version;  // as CheckAutoFileVer
+  std::function<int(const char*)> level;    // else as CheckAutoFileLevel
+  std::function<int(const char*)> version;  // else as CheckAutoFileVer
+};
+
+// A directory as it was listed: what is no directory, and names whose status could not be read.
+struct AutoNames {
+  std::vector<std::string> files;
+  std::vector<std::string> unread;
 };
 
 // The period of the run of `level` ("H" or "D"), at the time and with the limits of arcdelinfo.
 AutoPeriod PeriodOfRun(char level);
 
+// True when the day (hour run) or month (day run) of a name that begins with eight digits is over.
+bool IsOver(const char* name, const AutoPeriod& period);
+
 // First step: the logs whose date lies in the period are targets so far.
-void JudgeLogs(const AutoPeriod& period, const std::vector<std::string>& names,
-               AutoSelection* selection);
+void JudgeLogs(const AutoPeriod& period, const AutoNames& names, AutoSelection* selection);
 
 // Second step: the same for hour archives, found by looking into the archives.
-void JudgeArchives(const AutoPeriod& period, const std::vector<std::string>& names,
-                   const AutoProbe& probe, AutoSelection* selection);
+void JudgeArchives(const AutoPeriod& period, const AutoNames& names, const AutoProbe& probe,
+                   AutoSelection* selection);
 
-// Last step of the run of `level`: what is archived already, or cannot be, is no target.
+// Last step of the run of `level`: what is archived already, or cannot be, is no target, and
+// neither is any file of a day (hour run) or month (day run) of which one is unreadable: an archive
+// without it would look complete.
 void DropArchived(char level, const AutoProbe& probe, AutoSelection* selection);
+
+// Names of inputs whose days (run of level "H") or months ("D") an unreadable file belongs to. An
+// archive may be either an hour archive or a day archive.
+std::vector<std::string> InputsHeldUpBy(char level, const std::string& unreadable);
 
 size_t CountTargets(const std::vector<AutoFile>& files);

@@ -7,26 +7,35 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "archiver/messages.h"
 #include "archiver/runinfo.h"
 #include "engine/finfo.h"
+#include "engine/outname.h"
 #include "engine/pmoncommon.h"
+#include "engine/unarchived.h"
 #include "logdir/autorules.h"
+#include "logdir/listing.h"
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
+#include "logdir/unread.h"
 #include "platform/process.h"
 
 namespace {
 
 constexpr uint32_t kDetMkdir = 0x030D0001;
+constexpr uint32_t kDetOpen = 0x030D0002;
+constexpr uint32_t kDetFstat = 0x030D0003;
+constexpr uint32_t kDetRead = 0x030D0004;
 
 constexpr int32_t kCodeDays = 0x10000000;
 constexpr int32_t kCodeMonths = 0x20000000;
@@ -41,10 +50,10 @@ int ClassOf(char letter) {
   return letter == 'L' ? kClassPsl : letter == 'H' ? kClassHour : kClassDay;
 }
 
-std::vector<std::string> SortedNames(const char* directory) {
-  SetFileList(directory);
-  SortFileList();
-  return {Flist, Flist + Nfile};
+AutoNames SortedNames(const char* directory) {
+  Listing listing = ListForRun(directory);
+  std::sort(listing.names.begin(), listing.names.end());
+  return {std::move(listing.names), std::move(listing.unread)};
 }
 
 void ProvideArchiveDirectory(const char* directory) {
@@ -88,37 +97,76 @@ void BuildTargetList(AutoSelection* selection) {
   AppendTargets(selection->archives);
 }
 
-// A file opened on rfd, as the engine's checked reads name the input that they fail on.
-class OpenedFile {
- public:
-  explicit OpenedFile(const char* name) {
-    char path[256];
-    if (!AutoFilePath(name, path)) return;
-    // A pipe among the files must not stop the run; regular files do not know the flag.
-    rfd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    rfname = name;
+void ReportUnreadable(const AutoSelection& selection) {
+  for (const auto* files : {&selection.logs, &selection.archives}) {
+    for (const AutoFile& file : *files) {
+      if (file.verdict == AutoVerdict::kUnreadable) ReportUnread(AutoFilePath(file.name));
+    }
   }
-  ~OpenedFile() {
-    if (rfd != -1) close(rfd);
-    rfd = -1;
-    rfname = nullptr;
-  }
-  OpenedFile(const OpenedFile&) = delete;
-  OpenedFile& operator=(const OpenedFile&) = delete;
+  NoteHeldUp(finfo.level, selection);
+}
 
-  bool IsOpen() const { return rfd != -1; }
-
-  size_t Size() const {
-    struct stat status {};
-    return fstat(rfd, &status) == 0 ? static_cast<size_t>(status.st_size) : 0;
-  }
-
-  uint8_t ByteAt(size_t offset) const {
-    uint8_t bytes[kLevelOffset + 1] = {};
-    ReadExact(rfd, bytes, offset + 1);
-    return bytes[offset];
-  }
+// The beginning of a file of the archive directory.
+struct FileHead {
+  enum class State : uint8_t { kRead, kGone, kUnreadable };
+  State state = State::kUnreadable;
+  size_t size = 0;
+  uint8_t bytes[kLevelOffset + 1] = {};
 };
+
+ssize_t ReadBeginning(int fd, uint8_t* bytes, size_t count) {
+  ssize_t got;
+  do {
+    got = pread(fd, bytes, count, 0);
+  } while (got == -1 && errno == EINTR);
+  return got;
+}
+
+FileHead LookInto(const char* name) {
+  FileHead head;
+  const std::string path = AutoFilePath(name);
+  if (!FitsPaths(arcdelinfo.arcdir, name)) {
+    NoteLongPath(path);
+    return head;
+  }
+  // A pipe among the files must not stop the run; regular files do not know the flag.
+  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd == -1) {
+    if (errno == ENOENT) head.state = FileHead::State::kGone;
+    if (errno != ENOENT) NoteUnread(path, "fopen", errno, kDetOpen);
+    return head;
+  }
+  struct stat status {};
+  if (fstat(fd, &status) != 0) {
+    NoteUnread(path, "fstat", errno, kDetFstat);
+  } else if (!S_ISREG(status.st_mode)) {
+    head.state = FileHead::State::kRead;  // as an empty file
+  } else if (const ssize_t got = ReadBeginning(fd, head.bytes, sizeof head.bytes); got == -1) {
+    NoteUnread(path, "read", errno, kDetRead);
+  } else {
+    head.state = FileHead::State::kRead;
+    head.size = static_cast<size_t>(got);
+  }
+  close(fd);
+  return head;
+}
+
+int LevelOf(const char* name) {
+  const FileHead head = LookInto(name);
+  if (head.state != FileHead::State::kRead) {
+    return head.state == FileHead::State::kGone ? -1 : kUnreadableFile;
+  }
+  if (head.size == 0) return 1;
+  if (head.size <= kLevelOffset) return 0;
+  const uint8_t level = head.bytes[kLevelOffset];
+  return level == 'H' ? 1 : level == 'D' ? 2 : 0;
+}
+
+int VersionOf(const char* name) {
+  const FileHead head = LookInto(name);
+  if (head.state == FileHead::State::kUnreadable) return kUnreadableFile;
+  return head.size >= kLevelOffset && head.bytes[kRevisionOffset] >= kLowestRevision ? 0 : -1;
+}
 
 }  // namespace
 
@@ -161,33 +209,37 @@ void GetTargetFile() {
   JudgeLogs(period, SortedNames(arcdelinfo.arcdir), &selection);
   if (finfo.level == 'H' && CountTargets(selection.logs) == 0) {
     FreeFileList();
+    ReportUnreadable(selection);
     return;
   }
   ProvideArchiveDirectory(ArchiveSubdirectory());
   JudgeArchives(period, SortedNames(ArchiveSubdirectory()), FileProbe(), &selection);
   BuildTargetList(&selection);
+  ReportUnreadable(selection);
+}
+
+void NoteHeldUp(char level, const AutoSelection& selection) {
+  for (const auto* files : {&selection.logs, &selection.archives}) {
+    for (const AutoFile& file : *files) {
+      if (file.verdict != AutoVerdict::kUnreadable) continue;
+      for (const std::string& input : InputsHeldUpBy(level, file.name)) {
+        NoteUnarchived(input.c_str(), level);
+      }
+    }
+  }
 }
 
 const AutoProbe& FileProbe() {
-  static const AutoProbe probe = {CheckAutoFileLevel, CheckAutoFileVer};
+  static const AutoProbe probe = {LevelOf, VersionOf};
   return probe;
 }
 
 int CheckAutoFileLevel(const char* name) {
-  const OpenedFile file(name);
-  if (!file.IsOpen()) return -1;
-  const size_t size = file.Size();
-  if (size == 0) return 1;
-  if (size <= kLevelOffset) return 0;
-  const uint8_t level = file.ByteAt(kLevelOffset);
-  return level == 'H' ? 1 : level == 'D' ? 2 : 0;
+  const int level = LevelOf(name);
+  return level == kUnreadableFile ? -1 : level;
 }
 
-int CheckAutoFileVer(const char* name) {
-  const OpenedFile file(name);
-  if (!file.IsOpen() || file.Size() < kLevelOffset) return -1;
-  return file.ByteAt(kRevisionOffset) >= kLowestRevision ? 0 : -1;
-}
+int CheckAutoFileVer(const char* name) { return VersionOf(name) == 0 ? 0 : -1; }
 
 const char* ArchiveSubdirectory() {
   static char directory[sizeof arcdelinfo.arcdir + sizeof "archive/"];
@@ -195,9 +247,19 @@ const char* ArchiveSubdirectory() {
   return directory;
 }
 
-bool AutoFilePath(const char* name, char (&path)[256]) {
-  const char* directory =
-      strstr(name, ".psl") != nullptr ? arcdelinfo.arcdir : ArchiveSubdirectory();
-  const int length = snprintf(path, sizeof path, "%s%s", directory, name);
-  return length >= 0 && static_cast<size_t>(length) < sizeof path;
+std::string AutoFilePath(const std::string& name) {
+  return (LiesInArchive(name.c_str()) ? ArchiveSubdirectory() : arcdelinfo.arcdir) + name;
+}
+
+bool FitsPaths(const std::string& directory, const std::string& name) {
+  constexpr size_t kLongestPath = 255;
+  constexpr size_t kArchivePart = sizeof "archive/" - 1;
+  const bool archive = LiesInArchive(name.c_str());
+  const size_t input = directory.size() + (archive ? kArchivePart : 0) + name.size();
+  // The output of a log has its name up to the number or extension; that of an hour archive two
+  // digits less.
+  const size_t end = std::min({name.find('#'), name.find('.'), name.size()});
+  const size_t key = archive && end > 2 ? end - 2 : end;
+  const size_t output = directory.size() + kArchivePart + key + strlen(".psa_tmp");
+  return std::max(input, output) <= kLongestPath;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "logdir/autorules.h"
 
@@ -18,6 +19,10 @@ void GetSaveTime(int32_t encoded, char letter);
 // FlistBuf. Ends the process when the "archive" directory can neither be opened nor created.
 void GetTargetFile();
 
+// Notes what the unreadable files of a selection hold up (engine/unarchived.h), so that removal
+// leaves it.
+void NoteHeldUp(char level, const AutoSelection& selection);
+
 // Level of the file `name` in the archive directory or its "archive" subdirectory: 1 for an hour
 // archive or an empty file, 2 for a day archive, 0 for any other, -1 when it does not open.
 int CheckAutoFileLevel(const char* name);
@@ -31,6 +36,10 @@ const AutoProbe& FileProbe();
 // The subdirectory of the archives, ending in "/".
 const char* ArchiveSubdirectory();
 
-// Path of a file of the archive directory: names with ".psl" lie in it, all others in its "archive"
-// subdirectory. False when the path has more than 255 characters.
-bool AutoFilePath(const char* name, char (&path)[256]);
+// Path of a file of the archive directory or its "archive" subdirectory, as LiesInArchive has it.
+std::string AutoFilePath(const std::string& name);
+
+// True when the path of the file `name` of an archive `directory` (which ends in "/"), and that of
+// the archive made of it under its temporary name, have at most 255 characters. A run leaves others
+// alone.
+bool FitsPaths(const std::string& directory, const std::string& name);

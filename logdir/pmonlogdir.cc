@@ -1,16 +1,12 @@
-// File lists: see the header. The daemon writes new files at any time, so the list is made in two
-// passes with headroom between them: the first counts, the second stores.
+// File lists: see the header.
 #include "logdir/pmonlogdir.h"
 
-#include <dirent.h>
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "archiver/messages.h"
 #include "engine/finfo.h"
@@ -20,24 +16,9 @@
 
 namespace {
 
-constexpr uint32_t kDetOpendir = 0x03040001;
-constexpr size_t kHeadroom = 64;  // files that may appear between the two passes
+constexpr size_t kHeadroom = 64;  // of the lists, for whoever adds to them
 
-// Sockets and block devices share the directory bit and are left out with it, and so is an entry
-// whose status is not available.
-bool IsListed(const char* directory, const char* name) {
-  struct stat status {};
-  if (stat((std::string(directory) + name).c_str(), &status) != 0) return false;
-  return (status.st_mode & S_IFDIR) == 0;
-}
-
-size_t CountFiles(DIR* stream, const char* directory) {
-  size_t count = 0;
-  while (const dirent* entry = readdir(stream)) {
-    if (IsListed(directory, entry->d_name)) ++count;
-  }
-  return count;
-}
+std::vector<std::string> unread_names;  // of the directory listed last
 
 void AllocateLists(size_t count) {
   FlistBuf = static_cast<char*>(Malloc((count + kHeadroom) * kNameSlot));
@@ -48,20 +29,12 @@ void AllocateLists(size_t count) {
   memset(finfo.target_marks, 0, finfo.target_marks_size);
 }
 
-// Stores at most `room` names. Names of the monitor are far shorter than a slot; a longer one is
-// cut and thereby loses its extension.
-size_t StoreFiles(DIR* stream, const char* directory, size_t room) {
-  size_t stored = 0;
-  const dirent* entry;
-  while (stored < room && (entry = readdir(stream)) != nullptr) {
-    if (!IsListed(directory, entry->d_name)) continue;
-    char* slot = FlistBuf + stored * kNameSlot;
-    const size_t length = strnlen(entry->d_name, kNameSlot - 1);
-    memcpy(slot, entry->d_name, length);
-    slot[length] = '\0';
-    Flist[stored++] = slot;
+void StoreNames(const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    char* slot = FlistBuf + static_cast<size_t>(Nfile) * kNameSlot;
+    memcpy(slot, name.c_str(), name.size() + 1);
+    Flist[Nfile++] = slot;
   }
-  return stored;
 }
 
 bool InSpan(const char* name, int isdst) {
@@ -70,6 +43,13 @@ bool InSpan(const char* name, int isdst) {
   int64_t time = 0;
   if (CheckTm(&date) != 0 || !ToTime(&date, &time)) return false;
   return (StartTime == 0 || StartTime <= time) && time <= EndTime;
+}
+
+// Of the run's level, and dated within its span.
+bool IsSelected(const char* name, int isdst) {
+  const bool archive = HasExtension(name, ".psa");
+  if (!archive && !HasExtension(name, ".psl")) return false;
+  return !(archive && finfo.level == 'H') && InSpan(name, isdst);
 }
 
 // The name that the archive of a PSL file has.
@@ -99,19 +79,11 @@ void DropArchivedLogs() {
 
 void SetFileList(const char* directory) {
   FreeFileList();
-  DIR* stream = opendir(directory);
-  if (stream == nullptr) {
-    LogMessage(103, directory, "opendir", errno, kDetOpendir);
-    LogTaskFailed();
-    EndProcess(1);
-  }
-  const size_t count = CountFiles(stream, directory);
-  if (count > 0) {
-    AllocateLists(count);
-    rewinddir(stream);
-    Nfile = static_cast<int32_t>(StoreFiles(stream, directory, count + kHeadroom));
-  }
-  closedir(stream);
+  const Listing listing = ListForRun(directory);
+  unread_names = listing.unread;
+  if (listing.names.empty()) return;
+  AllocateLists(listing.names.size());
+  StoreNames(listing.names);
 }
 
 void FreeFileList() {
@@ -127,6 +99,7 @@ void FreeFileList() {
   Nfile = 0;
   finfo.target_marks = nullptr;
   finfo.target_marks_size = 0;
+  unread_names.clear();
 }
 
 void FindTargetFile() {
@@ -134,10 +107,12 @@ void FindTargetFile() {
   const int isdst = LocalTime(CurrentTime()).tm_isdst;
   Ntarget = 0;
   for (int32_t i = 0; i < Nfile; ++i) {
-    const bool psa = HasExtension(Flist[i], ".psa");
-    if (!psa && !HasExtension(Flist[i], ".psl")) continue;
-    if (psa && finfo.level == 'H') continue;
-    if (InSpan(Flist[i], isdst)) TargetList[Ntarget++] = Flist[i];
+    if (IsSelected(Flist[i], isdst)) TargetList[Ntarget++] = Flist[i];
+  }
+  // Message 102 has named them. As with an input that does not open, nothing is archived: it would
+  // be without them.
+  for (const std::string& name : unread_names) {
+    if (IsSelected(name.c_str(), isdst)) EndProcess(1);
   }
   if (Ntarget == 0) {
     LogMessage(107, nullptr);

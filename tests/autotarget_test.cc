@@ -15,6 +15,7 @@
 
 #include "archiver/runinfo.h"
 #include "engine/finfo.h"
+#include "engine/input.h"
 #include "tests/support/header_file.h"
 #include "tests/support/retention.h"
 #include "tests/support/run_state.h"
@@ -116,20 +117,31 @@ TEST_F(AutoTargets, PipesAreTakenAsEmptyFiles) {
   EXPECT_EQ(CheckAutoFileLevel("20210101A.psl"), 1);
 }
 
+// What the driver takes for an archive and what for a log, the selection must look for in the same
+// place: once, the driver looked for this one among the archives, and its month was never made.
+TEST_F(AutoTargets, NameWithBothExtensionsIsALog) {
+  EXPECT_EQ(AutoFilePath("20240209A.psa.psl"), directory.Path("20240209A.psa.psl"));
+  EXPECT_EQ(AutoFilePath("20240209A.psl"), directory.Path("20240209A.psl"));
+  EXPECT_EQ(AutoFilePath("20240209A.psa"), directory.Path("archive/20240209A.psa"));
+  MakeLog("20240209A.psa.psl");
+  EXPECT_THAT(Select('D', "2024-03-15 10:00:00"), ElementsAre("20240209A.psa.psl"));
+  arcdelinfo.auto_flg = 1;
+  finfo.optclass = kOptDirectory;
+  EXPECT_EQ(InputPath("20240209A.psa.psl"), directory.Path("20240209A.psa.psl"));
+}
+
+// The longest path of a log's run is that of its temporary archive: 8 + 10 + 8 characters behind
+// the directory, and 8 + 9 of an hour archive's.
 TEST_F(AutoTargets, PathsHaveAtMost255Characters) {
-  char path[256];
-  EXPECT_TRUE(AutoFilePath("a.psl", path));
-  EXPECT_EQ(path, directory.Path("a.psl"));
-  EXPECT_TRUE(AutoFilePath("a.psa", path));
-  EXPECT_EQ(path, directory.Path("archive/a.psa"));
-  memset(arcdelinfo.arcdir, 'x', 249);
-  arcdelinfo.arcdir[249] = '/';
-  arcdelinfo.arcdir[250] = '\0';
-  EXPECT_TRUE(AutoFilePath("a.psl", path));
-  EXPECT_EQ(strlen(path), 255u);
-  EXPECT_FALSE(AutoFilePath("ab.psl", path));
-  EXPECT_EQ(CheckAutoFileVer("ab.psl"), -1);
-  EXPECT_EQ(CheckAutoFileLevel("ab.psl"), -1);
+  EXPECT_TRUE(FitsPaths(std::string(229, 'd'), "20240209AB.psl"));
+  EXPECT_FALSE(FitsPaths(std::string(230, 'd'), "20240209AB.psl"));
+  EXPECT_FALSE(FitsPaths(std::string(229, 'd'), "20240209ABC.psl"));
+  EXPECT_TRUE(FitsPaths(std::string(229, 'd'), "20240209AB#001.psl"));
+  EXPECT_TRUE(FitsPaths(std::string(231, 'd'), "20240209AB.psa"));
+  EXPECT_FALSE(FitsPaths(std::string(232, 'd'), "20240209AB.psa"));
+  const std::string part = "20240209AB#" + std::string(40, '1');
+  EXPECT_TRUE(FitsPaths(std::string(200, 'd'), part + ".psl"));
+  EXPECT_FALSE(FitsPaths(std::string(200, 'd'), part + "1.psl"));
 }
 
 // --- Hour run -------------------------------------------------------------------------------------

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -15,6 +16,8 @@
 #include "engine/finfo.h"
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
+#include "platform/QelCM.h"
+#include "tests/support/lines.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"
 
@@ -22,6 +25,7 @@ namespace {
 
 using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
@@ -95,11 +99,18 @@ TEST_F(FileList, EmptyDirectoryAllocatesNothing) {
   EXPECT_EQ(finfo.target_marks, nullptr);
 }
 
-TEST_F(FileList, LongNamesAreCutTo63Characters) {
-  const std::string name = "20210101" + std::string(60, 'A') + ".psl";
-  Make({name});
+// Cut to 63 characters they would be the names of other files.
+TEST_F(FileList, LongerNamesAreLeftOutWithATraceLine) {
+  const std::string longest = "20210101" + std::string(51, 'A') + ".psl";
+  const std::string longer = "20210102" + std::string(52, 'A') + ".psl";
+  ASSERT_EQ(longest.size(), 63u);
+  Make({longest, longer});
+  snprintf(sgmtr_dmpfile, sizeof sgmtr_dmpfile, "%s", directory.Path("trace").c_str());
   SetFileList(directory.Path("").c_str());
-  EXPECT_THAT(Listed(), ElementsAre(name.substr(0, 63)));
+  EXPECT_THAT(Listed(), UnorderedElementsAre(longest));
+  SetFileList(directory.Path("").c_str());  // told once a run
+  EXPECT_THAT(Lines(directory.Read("trace")),
+              ElementsAre(EndsWith(" name too long, left alone name=" + directory.Path(longer))));
 }
 
 TEST_F(FileList, MarksAreClearedAndHaveHeadroom) {

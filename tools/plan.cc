@@ -10,7 +10,10 @@
 #include <cstring>
 
 #include "archiver/runinfo.h"
+#include "engine/unarchived.h"
 #include "logdir/autotarget.h"
+#include "logdir/listing.h"
+#include "logdir/unread.h"
 
 namespace {
 
@@ -57,21 +60,57 @@ void LookAtLock(Plan& plan) {
 }
 
 void NoteInterrupted(const ArchiveView& view, Plan& plan) {
-  for (const std::string& name : view.listed) {
-    if (name.find(".psa_tmp") == std::string::npos) continue;
-    plan.notes.push_back(
-        fmt::format("archive/{} was left by an interrupted run (message 112)", name));
+  for (const auto* names : {&view.listed, &view.oversized}) {
+    for (const std::string& name : *names) {
+      if (name.find(".psa_tmp") == std::string::npos) continue;
+      plan.notes.push_back(
+          fmt::format("archive/{} was left by an interrupted run (message 112)", name));
+    }
   }
 }
 
+// False: the run would end with it.
+bool ListArchives(ArchiveView& view, Plan& plan) {
+  const Listing listing = ListDirectory(ArchiveSubdirectory());
+  view.exists = listing.call == nullptr;
+  // A directory that does not open is looked at again when it is needed.
+  if (listing.call != nullptr && strcmp(listing.call, "opendir") != 0) {
+    plan.end = fmt::format("{}: {} (message 103)", ArchiveSubdirectory(), strerror(listing.error));
+    return false;
+  }
+  view.listed = listing.names;
+  view.unread = listing.unread;
+  view.oversized = listing.oversized;
+  return true;
+}
+
 }  // namespace
+
+std::vector<PlanFile> DescribeOversized(const std::string& directory,
+                                        const std::vector<std::string>& names) {
+  std::vector<PlanFile> files;
+  for (const std::string& name : names) {
+    files.push_back(
+        {directory + name, "long-name",
+         fmt::format("a name of more than {} characters is left alone", kNameSlot - 1)});
+  }
+  return files;
+}
+
+std::string UnreadText(const std::string& name) {
+  const int error = UnreadError(AutoFilePath(name));
+  if (error == ENAMETOOLONG) return "left alone: the archive directory is too long for its files";
+  return fmt::format("cannot be looked at: {} (message 102)", strerror(error));
+}
 
 Plan MakePlan(const PlanRequest& request) {
   Plan plan;
   if (!FindsItsDirectories(plan)) return plan;
   LookAtLock(plan);
+  ForgetUnarchived();
+  ForgetUnread();
   ArchiveView view;
-  view.exists = ListForPlan(ArchiveSubdirectory(), view.listed);
+  if (!ListArchives(view, plan)) return plan;
   if (!request.prune) NoteInterrupted(view, plan);
   if (arcdelinfo.arc_flg == 0) {
     if (!request.prune) plan.notes.emplace_back("archiving is off: the run only removes");

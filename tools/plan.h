@@ -77,7 +77,9 @@ struct MadeArchive {
 // has made so far.
 struct ArchiveView {
   bool exists = false;
-  std::vector<std::string> listed;  // in the order of the directory
+  std::vector<std::string> listed;     // in the order of the directory
+  std::vector<std::string> unread;     // their status could not be read
+  std::vector<std::string> oversized;  // longer than the run's lists hold
   std::map<std::string, MadeArchive> made;
 
   std::vector<std::string> Names() const;
@@ -92,14 +94,17 @@ Plan MakePlan(const PlanRequest& request);
 // Steps of MakePlan. The first returns false when the run would end with it.
 bool PlanArchiving(const PlanRequest& request, ArchiveView& view, Plan& plan);
 void PlanRemoval(const ArchiveView& view, Plan& plan);
+
+// What becomes of the files of a directory that the run's lists do not hold.
+std::vector<PlanFile> DescribeOversized(const std::string& directory,
+                                        const std::vector<std::string>& names);
+
+// Why a file cannot be looked at.
+std::string UnreadText(const std::string& name);
 void PlanPruning(Plan& plan);
 
 // Moment from which on the run removes a file; 0 when it never does.
 int64_t ExpiryOf(const std::string& path, const AutoProbe& probe);
-
-// Names of a directory that ends in "/", in its order, as the run lists them. False: cannot be
-// opened.
-bool ListForPlan(const char* directory, std::vector<std::string>& names);
 
 // How long a class (kClassPsl ...) is kept: "31 days".
 std::string KeepText(int retention_class);

@@ -14,6 +14,7 @@
 #include "engine/finfo.h"
 #include "engine/input.h"
 #include "logdir/autotarget.h"
+#include "logdir/listing.h"
 #include "tools/plan.h"
 #include "tools/plan_inputs.h"
 #include "tools/time_text.h"
@@ -26,9 +27,7 @@ std::string Day(int64_t time) {
 
 // Why CheckAutoFileVer refuses a file.
 std::string RefusalText(const std::string& name) {
-  char path[256];
-  if (!AutoFilePath(name.c_str(), path)) return "its path is too long";
-  const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  const int fd = open(AutoFilePath(name).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd == -1) return fmt::format("does not open: {}", strerror(errno));
   uint8_t bytes[12] = {};
   const ssize_t count = pread(fd, bytes, sizeof bytes, 0);
@@ -68,6 +67,12 @@ PlanFile Skipped(const AutoFile& file, const std::string& path, const PlanStep& 
         return {path, "refused", "is empty, as its log is broken"};
       }
       return {path, "refused", RefusalText(file.name)};
+    case AutoVerdict::kUnreadable:
+      return {path, "unreadable", UnreadText(file.name)};
+    case AutoVerdict::kPassedOver:
+      return {path, "held-up",
+              fmt::format("left to a later run: a file of its {} cannot be looked at",
+                          step.level == 'H' ? "day" : "month")};
     case AutoVerdict::kTarget:
     case AutoVerdict::kOtherFile:
       break;
@@ -109,20 +114,29 @@ class StepPlanner {
 
  private:
   bool Select() {
-    std::vector<std::string> names;
-    if (!ListForPlan(arcdelinfo.arcdir, names)) {
-      plan_.end = fmt::format("{}: {} (message 103)", arcdelinfo.arcdir, strerror(errno));
+    Listing listing = ListDirectory(arcdelinfo.arcdir);
+    if (listing.call != nullptr) {
+      plan_.end = fmt::format("{}: {} (message 103)", arcdelinfo.arcdir, strerror(listing.error));
       return false;
     }
-    std::sort(names.begin(), names.end());
-    JudgeLogs(step_.period, names, &selection_);
-    if (step_.level == 'H' && CountTargets(selection_.logs) == 0) return true;
-    if (!ProvideDirectory()) return false;
-    std::vector<std::string> archives = view_.Names();
-    std::sort(archives.begin(), archives.end());
-    JudgeArchives(step_.period, archives, view_.Probe(), &selection_);
-    DropArchived(step_.level, view_.Probe(), &selection_);
+    step_.skipped = DescribeOversized("", listing.oversized);
+    std::sort(listing.names.begin(), listing.names.end());
+    JudgeLogs(step_.period, {listing.names, listing.unread}, &selection_);
+    if (step_.level != 'H' || CountTargets(selection_.logs) != 0) {
+      if (!ProvideDirectory()) return false;
+      std::vector<std::string> archives = view_.Names();
+      std::sort(archives.begin(), archives.end());
+      JudgeArchives(step_.period, {archives, view_.unread}, view_.Probe(), &selection_);
+      DropArchived(step_.level, view_.Probe(), &selection_);
+      if (step_.level == 'D') AddOversizedArchives();
+    }
+    NoteHeldUp(step_.level, selection_);
     return true;
+  }
+
+  void AddOversizedArchives() {
+    const auto files = DescribeOversized("archive/", view_.oversized);
+    step_.skipped.insert(step_.skipped.end(), files.begin(), files.end());
   }
 
   bool ProvideDirectory() {
@@ -222,11 +236,11 @@ std::vector<std::string> ArchiveView::Names() const {
 AutoProbe ArchiveView::Probe() const {
   return {[this](const char* name) {
             const auto at = made.find(name);
-            return at != made.end() ? at->second.level : CheckAutoFileLevel(name);
+            return at != made.end() ? at->second.level : FileProbe().level(name);
           },
           [this](const char* name) {
             const auto at = made.find(name);
-            return at != made.end() ? at->second.version : CheckAutoFileVer(name);
+            return at != made.end() ? at->second.version : FileProbe().version(name);
           }};
 }
 

@@ -11,6 +11,7 @@
 #include "engine/byteorder.h"
 #include "engine/finfo.h"
 #include "engine/input.h"
+#include "engine/outname.h"
 #include "engine/pmoncommon.h"
 #include "engine/pmonfile.h"
 #include "tools/check_file.h"
@@ -127,5 +128,5 @@ CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets,
 }
 
 std::string PlanPath(const std::string& name) {
-  return (std::strstr(name.c_str(), ".psl") != nullptr ? "" : "archive/") + name;
+  return (LiesInArchive(name.c_str()) ? "archive/" : "") + name;
 }

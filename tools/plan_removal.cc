@@ -7,6 +7,7 @@
 #include "archiver/removal.h"
 #include "archiver/runinfo.h"
 #include "logdir/autotarget.h"
+#include "logdir/listing.h"
 #include "logdir/timespan.h"
 #include "tools/plan.h"
 #include "tools/time_text.h"
@@ -51,7 +52,11 @@ PlanFile Describe(const std::string& path, RemovalVerdict verdict, const AutoPro
     case RemovalVerdict::kNoRetention:
       return {path, "no-limit", "kept for ever"};
     case RemovalVerdict::kRefused:
-      return {path, "refused", "never removed: empty, of a revision below 0x17, or does not open"};
+      return {path, "refused", "never removed: empty, or of a revision below 0x17"};
+    case RemovalVerdict::kUnreadable:
+      return {path, "unreadable", "stays: " + UnreadText(NameOf(path))};
+    case RemovalVerdict::kUnarchived:
+      return {path, "unarchived", "expired, but stays: its archive is left to a later run"};
     case RemovalVerdict::kOtherFile:
       break;
   }
@@ -113,8 +118,8 @@ int64_t ExpiryOf(const std::string& path, const AutoProbe& probe) {
 
 void PlanRemoval(const ArchiveView& view, Plan& plan) {
   const AutoProbe probe = view.Probe();
-  std::vector<std::string> names;
-  ListForPlan(arcdelinfo.arcdir, names);
+  const Listing listing = ListDirectory(arcdelinfo.arcdir);
+  const std::vector<std::string>& names = listing.names;
   std::vector<std::string> paths;
   for (const std::string& name : names) {
     const bool marker =
@@ -123,8 +128,15 @@ void PlanRemoval(const ArchiveView& view, Plan& plan) {
   }
   for (const std::string& name : view.Names()) paths.push_back(kArchivePart + name);
   for (const std::string& path : paths) {
-    const RemovalVerdict verdict = Judge(path, probe);
+    const RemovalVerdict verdict = LeaveUnarchived(NameOf(path).c_str(), Judge(path, probe));
     (IsRemoved(verdict) ? plan.removed : plan.kept).push_back(Describe(path, verdict, probe));
+  }
+  for (const PlanFile& file : DescribeOversized("", listing.oversized)) plan.kept.push_back(file);
+  for (const PlanFile& file : DescribeOversized(kArchivePart, view.oversized)) {
+    const bool temporary =
+        JudgeArchiveRemoval(NameOf(file.path).c_str(), probe) == RemovalVerdict::kTemporary;
+    temporary ? plan.removed.push_back(Describe(file.path, RemovalVerdict::kTemporary, probe))
+              : plan.kept.push_back(file);
   }
   for (const char* marker : kMarkers) {
     if (std::find(names.begin(), names.end(), marker) != names.end()) {

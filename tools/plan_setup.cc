@@ -1,6 +1,5 @@
 // What stands before a plan: the configuration read by the archiver's own functions, its clock, its
 // messages caught, and the directories listed as it lists them.
-#include <dirent.h>
 #include <fmt/format.h>
 
 #include <cstring>
@@ -12,7 +11,6 @@
 #include "archiver/segment.h"
 #include "engine/finfo.h"
 #include "logdir/autotarget.h"
-#include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
 #include "tools/plan.h"
 #include "tools/report.h"
@@ -72,17 +70,6 @@ bool SetUpPlan(const PlanRequest& request) {
   planned_time = request.now;
   clock_hook = PlannedTime;
   if (!request.prune) GetTimeSpan();
-  return true;
-}
-
-bool ListForPlan(const char* directory, std::vector<std::string>& names) {
-  // SetFileList ends the process when it cannot open the directory.
-  DIR* stream = opendir(directory);
-  if (stream == nullptr) return false;
-  closedir(stream);
-  SetFileList(directory);
-  names.assign(Flist, Flist + Nfile);
-  FreeFileList();
   return true;
 }
 

@@ -67,10 +67,7 @@ bool IsOver(const UnitPlace& place, const UnitInput& input) {
   // What the automatic runs take, without any limit.
   const int64_t now = CurrentTime();
   for (auto& span : arcdelinfo.savetime) span.now = now;
-  AutoPeriod period = PeriodOfRun(place.level == UnitLevel::kHour ? 'H' : 'D');
-  tm date = NameDate(input.name.c_str(), -1);
-  int64_t time = 0;
-  return ToTime(&date, &time) && time <= period.end;
+  return ::IsOver(input.name.c_str(), PeriodOfRun(place.level == UnitLevel::kHour ? 'H' : 'D'));
 }
 
 UnitState StateOf(const UnitPlace& place, const Unit& unit) {

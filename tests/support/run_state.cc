@@ -19,6 +19,7 @@
 #include "engine/unarchived.h"
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
+#include "logdir/unread.h"
 #include "platform/QelCM.h"
 #include "platform/process.h"
 
@@ -56,6 +57,7 @@ void ResetRunState() {
   EndTime = 0;
   clock_hook = nullptr;
   ForgetUnarchived();
+  ForgetUnread();
   InitWorkArea();
 }
 
