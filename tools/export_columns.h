@@ -12,11 +12,19 @@ struct MetricRow {
   std::string_view metric;     // "ops_rate"
   std::string_view statistic;  // how the interval's or period's value came about: mean, max, ...
   std::string_view unit;
+  std::string_view family;  // in OpenMetrics, without "psl_" and without the unit: "max_busy"
   std::string_view help;
 };
 
 // The row of a column's name, or null: "key" is none, nor are the raw words.
 const MetricRow* FindMetric(std::string_view column);
+
+// True for the metric of a row, with the group in front or without: "g1_ops_rate", "ops_rate", and
+// "word_at_16".
+bool IsMetric(std::string_view name);
+bool IsStatistic(std::string_view name);
+// All metrics without groups, for messages.
+std::vector<std::string> MetricNames();
 
 // What an export calls a column.
 struct ExportColumn {
@@ -26,6 +34,9 @@ struct ExportColumn {
   std::string metric;   // "g1_ops_rate", "word_at_16"
   const MetricRow* row = nullptr;
 };
+
+// True when `name`, one that `IsMetric` takes, means the column.
+bool IsCalled(const ExportColumn& column, std::string_view name);
 
 // The columns that make rows, in their order.
 std::vector<ExportColumn> ExportColumnsOf(const std::vector<Column>& columns);

@@ -1,6 +1,8 @@
 // Rows of an export as OpenMetrics 1.0 text. Its rules are stricter than the order of the files:
 // the samples of a metric family stand together, within it those of one set of labels, with stamps
 // that rise. So all samples are sorted before anything is written.
+#include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "tools/export_sink.h"
@@ -16,14 +18,35 @@ std::string Escaped(const std::string& text) {
   return escaped;
 }
 
-// Codes, flags and values in a unit of the file have none that others know.
-bool HasUnit(const MetricRow& row) {
-  return row.unit != "code" && row.unit != "flag" && row.unit != "bits" && row.unit != "file";
+// Units of an export in terms of those that OpenMetrics wants: seconds, bytes, ratios from 0 to 1.
+struct BaseUnit {
+  std::string_view unit;  // of the export
+  std::string_view base;
+  double (*value)(double);
+};
+
+constexpr BaseUnit kUnits[] = {
+    {"milliseconds", "seconds", [](double value) { return value / 1000.0; }},
+    // A percentage is one of hundredths of a percent, which are whole numbers.
+    {"percent", "ratio", [](double value) { return std::round(value * 100.0) / 10000.0; }},
+    {"1024_per_second", "bytes_per_second", [](double value) { return value * 1024.0; }},
+    {"operations", "operations", [](double value) { return value; }},
+    {"operations_per_second", "operations_per_second", [](double value) { return value; }},
+};
+
+// Null: codes, flags and values in a unit of the file have none that others know.
+const BaseUnit* UnitOf(const MetricRow& row) {
+  const auto* const unit =
+      std::find_if(std::begin(kUnits), std::end(kUnits),
+                   [&](const BaseUnit& each) { return each.unit == row.unit; });
+  return unit == std::end(kUnits) ? nullptr : unit;
 }
 
 std::string FamilyOf(const MetricRow& row) {
-  std::string name = fmt::format("psl_{}_{}", row.metric, row.statistic);
-  if (HasUnit(row)) name += fmt::format("_{}", row.unit);
+  const BaseUnit* const unit = UnitOf(row);
+  std::string name = "psl";
+  if (!row.family.empty()) name += fmt::format("_{}", row.family);
+  if (unit != nullptr) name += fmt::format("_{}", unit->base);
   return name;
 }
 
@@ -77,7 +100,8 @@ class OpenMetricsSink : public ExportSink {
  private:
   void PutHead(const std::string& name, const MetricRow& row) {
     out_.Print("# TYPE {} gauge\n", name);
-    if (HasUnit(row)) out_.Print("# UNIT {} {}\n", name, row.unit);
+    const BaseUnit* const unit = UnitOf(row);
+    if (unit != nullptr) out_.Print("# UNIT {} {}\n", name, unit->base);
     out_.Print("# HELP {} {}\n", name, row.help);
   }
 
@@ -90,7 +114,9 @@ class OpenMetricsSink : public ExportSink {
     } else if (part != 0) {
       out_.Print(R"(,group="{}")", part);
     }
-    out_.Print("}} {} {}\n", sample.value, sample.stamp);
+    const BaseUnit* const unit = UnitOf(row);
+    const double value = unit == nullptr ? sample.value : unit->value(sample.value);
+    out_.Print("}} {} {}\n", value, sample.stamp);
   }
 
   TextOut& out_;
