@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/header_file.h"
 #include "tests/support/nights.h"
+#include "tests/support/plan_fixture.h"
 #include "tests/support/plan_tree.h"
 
 namespace {
@@ -18,61 +18,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::UnorderedElementsAre;
-
-class PsltoolPlan : public ::testing::Test {
- protected:
-  PsltoolPlan() {
-    for (const char* name : {"root/pmon", "root/core/Qelprfd", "arc/archive", "pml"}) {
-      directory.MakeDirectory(name);
-    }
-  }
-
-  void AddLog(const std::string& name, uint32_t time, uint8_t revision = 0x1D) const {
-    HeaderFile header;
-    header.revision = revision;
-    header.time = time;
-    directory.Write("arc/" + name, HeaderBytes(header));
-  }
-  void AddArchive(const std::string& name, char level) const {
-    HeaderFile header;
-    header.level = level;
-    directory.Write("arc/archive/" + name, HeaderBytes(header));
-  }
-
-  ProgramResult Plan(const std::vector<std::string>& more,
-                     const std::string& at = "2024-03-05 00:30") const {
-    std::vector<std::string> arguments{"plan",
-                                       "--root",
-                                       directory.Path("root"),
-                                       "--archive",
-                                       directory.Path("arc"),
-                                       "--pml",
-                                       directory.Path("pml"),
-                                       "--at",
-                                       at};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    ProgramSettings settings;
-    settings.variables = {{"QelPMON_EMBSYSVOL", "yes"}};
-    return RunProgram(PSLTOOL_PATH, arguments, settings);
-  }
-  json JsonPlan(std::vector<std::string> more, const std::string& at = "2024-03-05 00:30") const {
-    more.emplace_back("--json");
-    const ProgramResult result = Plan(more, at);
-    EXPECT_EQ(result.err, "");
-    return json::parse(result.out);
-  }
-
-  // "class: reason" of a file in one of the lists.
-  static std::string ReasonOf(const json& files, const std::string& path) {
-    for (const json& file : files) {
-      if (file.at("path") != path) continue;
-      return std::string(file.at("class")) + ": " + std::string(file.at("reason"));
-    }
-    return "not there";
-  }
-
-  TempDir directory;
-};
 
 constexpr uint32_t kMarch3 = 1709424000;  // 2024-03-03 00:00:00 UTC
 
@@ -343,7 +288,8 @@ TEST_F(PrefixPsltoolPlanPruning, EmbeddedVolumeAsTheRunDoesIt) {
 TEST_F(PrefixPsltoolPlanPruning, MissingDirectoriesAreToldAndNotMade) {
   AddPml("root/.trace3/20240310x#001_001.pml");
   AddPml("root/.trace3/20240311x#001_001.pml");
-  const json plan = JsonPlan({"--auto2", "1", "0", "0", "--capacity", "100"});
+  const json plan =
+      JsonPlan({"--auto2", "1", "0", "0", "--capacity", "100"}, "2024-03-05 00:30", "yes");
   EXPECT_FALSE(directory.Exists("pml/00"));
   EXPECT_THAT(std::string(plan.at("notes").dump()), HasSubstr("pml/00"));
 }

@@ -46,7 +46,14 @@ struct Wishes {
 nlohmann::ordered_json Json(const std::vector<PlanFile>& files) {
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
   for (const PlanFile& file : files) {
-    list.push_back({{"path", file.path}, {"class", file.code}, {"reason", file.reason}});
+    nlohmann::ordered_json entry = {
+        {"path", file.path}, {"class", file.code}, {"reason", file.reason}};
+    if (file.bytes) entry["bytes"] = *file.bytes;
+    if (file.archive) {
+      entry["archive"] =
+          file.archive->empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(*file.archive);
+    }
+    list.push_back(std::move(entry));
   }
   return list;
 }
@@ -69,24 +76,30 @@ nlohmann::ordered_json Json(const PlanStep& step) {
 }
 
 void PrintJson(const Wishes& wishes, const Plan& plan, TextOut& out) {
-  nlohmann::ordered_json json = {{"at", When(wishes.request.now)},
-                                 {"directory", arcdelinfo.arcdir},
-                                 {"ends_early", plan.end},
-                                 {"notes", plan.notes},
-                                 {"runs", nlohmann::ordered_json::array()},
-                                 {"remove", Json(plan.removed)},
-                                 {"keep", Json(plan.kept)},
-                                 {"prune", nlohmann::ordered_json::array()}};
+  nlohmann::ordered_json json = {
+      {"at", When(wishes.request.now)}, {"directory", arcdelinfo.arcdir},
+      {"ends_early", plan.end},         {"notes", plan.notes},
+      {"warnings", plan.warnings},      {"runs", nlohmann::ordered_json::array()},
+      {"remove", Json(plan.removed)},   {"bytes_freed", BytesFreed(plan.removed)},
+      {"keep", Json(plan.kept)},        {"prune", nlohmann::ordered_json::array()}};
   for (const PlanStep& step : plan.steps) json["runs"].push_back(Json(step));
   for (const PruneStep& step : plan.pruning) {
     json["prune"].push_back({{"mode", step.mode},
                              {"result", step.result},
                              {"trouble", step.failure},
+                             {"bytes_freed", BytesFreed(step.files)},
                              {"files", Json(step.files)}});
   }
   out.Put(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
   out.Put("\n");
 }
+
+std::string ArchiveText(const PlanFile& file) {
+  if (!file.archive) return "";
+  return file.archive->empty() ? "; NOT ARCHIVED" : "; in " + *file.archive;
+}
+
+std::string Files(size_t count) { return fmt::format("{} file{}", count, count == 1 ? "" : "s"); }
 
 // One line per file; usual reasons are counted unless all are wanted.
 void PrintFiles(const char* word, const std::vector<PlanFile>& files, bool all, TextOut& out) {
@@ -97,7 +110,7 @@ void PrintFiles(const char* word, const std::vector<PlanFile>& files, bool all, 
     } else if (file.reason.empty()) {
       out.Print("  {:<8} {}\n", word, file.path);
     } else {
-      out.Print("  {:<8} {:<36} {}\n", word, file.path, file.reason);
+      out.Print("  {:<8} {:<36} {}{}\n", word, file.path, file.reason, ArchiveText(file));
     }
   }
   for (const auto& [code, count] : counted) {
@@ -131,10 +144,11 @@ void PrintText(const Wishes& wishes, const Plan& plan, TextOut& out) {
   out.Print("plan for {} (local), {}\n", Moment(wishes.request.now),
             wishes.request.prune ? arcdelinfo.pmldir : arcdelinfo.arcdir);
   for (const std::string& note : plan.notes) out.Print("note: {}\n", note);
+  for (const std::string& warning : plan.warnings) out.Print("WARNING: {}\n", warning);
   for (const PlanStep& step : plan.steps) PrintStep(step, wishes.all, out);
   for (const PruneStep& step : plan.pruning) {
-    out.Print("pruning, mode {}: {} file{}{}\n", step.mode, step.files.size(),
-              step.files.size() == 1 ? "" : "s", step.failure.empty() ? "" : "; " + step.failure);
+    out.Print("pruning, mode {}: {}, {} freed{}\n", step.mode, Files(step.files.size()),
+              SizeText(BytesFreed(step.files)), step.failure.empty() ? "" : "; " + step.failure);
     for (const PlanFile& file : step.files) {
       out.Print("  {:<8} {} {}\n", file.code, file.path, file.reason);
     }
@@ -142,7 +156,8 @@ void PrintText(const Wishes& wishes, const Plan& plan, TextOut& out) {
   if (!plan.end.empty()) {
     out.Print("the run would end here: {}\n", plan.end);
   } else if (!wishes.request.prune) {
-    out.Print("removal: {} file{}\n", plan.removed.size(), plan.removed.size() == 1 ? "" : "s");
+    out.Print("removal: {}, {} freed\n", Files(plan.removed.size()),
+              SizeText(BytesFreed(plan.removed)));
     PrintFiles("remove", plan.removed, true, out);
     if (wishes.all) PrintFiles("keep", plan.kept, true, out);
   }
@@ -221,8 +236,10 @@ void AddPlanCommand(CLI::App& app, int& status) {
       app.add_subcommand("plan", "What the next automatic run would archive, skip and remove");
   command->footer(
       "Nothing is changed: no lock is taken, no line is written to a trace or log. The rules are\n"
-      "those of the run itself. Without --read the plan trusts the headers of the files; with it\n"
-      "broken ones are known, too.\n\n"
+      "those of the run itself. The inputs are read to their end, so that broken ones are known;\n"
+      "with --no-read the plan trusts their headers. What goes without an archive of its day or\n"
+      "month, and what the pruning of such a tree may do that nobody meant, is told in "
+      "warnings.\n\n"
       "Exit status: 0 planned, 1 the run would end early, 2 nothing could be planned.\n\n"
       "Examples:\n"
       "  psltool plan --segment 7\n"
@@ -263,8 +280,8 @@ void AddPlanCommand(CLI::App& app, int& status) {
       ->expected(3)
       ->type_name("EMB DAYS COUNT")
       ->check(CLI::NonNegativeNumber);
-  command->add_flag("--read", request.read_through,
-                    "Read the inputs to their end, to know the broken ones");
+  command->add_flag("--read,!--no-read", request.read_through,
+                    "Read the inputs to their end, to know the broken ones (default), or do not");
   command->add_flag("--all", wishes->all, "List every file, with the date on which it expires");
   command->add_flag("--json", wishes->json, "As JSON");
   command->callback([wishes, archive, &status] { status = Run(*wishes, archive->count() > 0); });

@@ -120,9 +120,10 @@ Plan MakePlan(const PlanRequest& request) {
   if (request.prune) {
     // Without limits and period such a run archives nothing; it may fail there all the same.
     plan.steps.clear();
-    PlanPruning(plan);
+    PlanPruning(request, plan);
   } else {
     PlanRemoval(view, plan);
+    NoteFreed(view, plan);
   }
   return plan;
 }

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,8 +20,8 @@ struct PlanRequest {
   bool force = false;
   bool array_update = false;
   int64_t now = 0;
-  bool read_through = false;  // logs and archives are read to their end
-  bool prune = false;         // "-auto2" instead of "-auto"
+  bool read_through = true;  // logs and archives are read to their end
+  bool prune = false;        // "-auto2" instead of "-auto"
   std::array<int, 3> numbers = {};
 };
 
@@ -29,7 +30,13 @@ struct PlanFile {
   std::string path;    // below the archive directory: "20240304a.psl", "archive/20240304a.psa"
   std::string code;    // a stable word for programs
   std::string reason;  // for people
+  // Of files that go:
+  std::optional<int64_t> bytes = {};        // its size, when it is there already
+  std::optional<std::string> archive = {};  // that has its data after the run; "": none has
 };
+
+// Code of a file that is moved, not deleted.
+inline constexpr char kPlanMove[] = "move";
 
 struct PlanOutput {
   std::string path;
@@ -60,7 +67,8 @@ struct Plan {
   std::vector<PlanFile> kept;
   std::vector<PruneStep> pruning;
   std::vector<std::string> notes;
-  std::string end;  // not empty: the run would end early, and why
+  std::vector<std::string> warnings;  // what nobody may have meant
+  std::string end;                    // not empty: the run would end early, and why
 };
 
 // A file of "archive" that the run makes.
@@ -94,6 +102,15 @@ Plan MakePlan(const PlanRequest& request);
 // Steps of MakePlan. The first returns false when the run would end with it.
 bool PlanArchiving(const PlanRequest& request, ArchiveView& view, Plan& plan);
 void PlanRemoval(const ArchiveView& view, Plan& plan);
+void PlanPruning(const PlanRequest& request, Plan& plan);
+
+// Sizes of the removed files, and the archives that have their data.
+void NoteFreed(const ArchiveView& view, Plan& plan);
+
+int64_t BytesFreed(const std::vector<PlanFile>& files);
+
+// "512 bytes", "1.5 MiB".
+std::string SizeText(int64_t bytes);
 
 // What becomes of the files of a directory that the run's lists do not hold.
 std::vector<PlanFile> DescribeOversized(const std::string& directory,
@@ -101,7 +118,6 @@ std::vector<PlanFile> DescribeOversized(const std::string& directory,
 
 // Why a file cannot be looked at.
 std::string UnreadText(const std::string& name);
-void PlanPruning(Plan& plan);
 
 // Moment from which on the run removes a file; 0 when it never does.
 int64_t ExpiryOf(const std::string& path, const AutoProbe& probe);
