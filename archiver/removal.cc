@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "archiver/trace.h"
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"
+#include "logdir/limits.h"
 #include "logdir/listing.h"
 #include "logdir/timespan.h"
 #include "logdir/unread.h"
@@ -30,8 +32,6 @@ bool Contains(const char* name, const char* part) { return strstr(name, part) !=
 
 bool IsTemporary(const char* name) { return Contains(name, ".psa_tmp"); }
 
-bool HasRetention(int retention_class) { return arcdelinfo.savetm_flg[retention_class] != 0; }
-
 // True when the last second of `date`'s day converts and lies before `limit`.
 bool DayEndsBefore(struct tm date, int64_t limit) {
   date.tm_hour = 23;
@@ -42,8 +42,8 @@ bool DayEndsBefore(struct tm date, int64_t limit) {
 }
 
 // `name` begins with six digits.
-bool DayArchiveExpired(const char* name) {
-  struct tm limit_month = LocalTime(arcdelinfo.savetime[kClassDay].limit);
+bool DayArchiveExpired(const char* name, int64_t day_limit) {
+  struct tm limit_month = LocalTime(day_limit);
   limit_month.tm_mday = 1;
   limit_month.tm_hour = 0;
   limit_month.tm_min = 0;
@@ -55,13 +55,30 @@ bool DayArchiveExpired(const char* name) {
   return DayEndsBefore(NameDate(first_day.c_str(), -1), limit);
 }
 
-// `name` begins with eight digits.
-bool HourArchiveExpired(const char* name) {
-  return DayEndsBefore(NameDate(name, -1), arcdelinfo.savetime[kClassHour].limit);
-}
-
 RemovalVerdict ExpiredOrNot(bool expired) {
   return expired ? RemovalVerdict::kExpired : RemovalVerdict::kInTime;
+}
+
+// What looking into a sound file tells.
+AutoProbe Sound(int level) {
+  return {[level](const char*) { return level; }, [](const char*) { return 0; }};
+}
+
+// The moment from which on the rules remove what is judged, sought behind the date that `digits`
+// begin with. The rules say of a moment whether it is one of those, so the first is found by
+// halving.
+int64_t FirstRemoval(const char* digits, const std::function<RemovalVerdict(int64_t)>& judge) {
+  constexpr int64_t kLongest = int64_t{800} * 86400;  // two years, and what is left of a month
+  tm date = NameDate(digits, -1);
+  int64_t early = 0;
+  if (!ToTime(&date, &early)) return 0;
+  int64_t late = early + kLongest;
+  if (IsRemoved(judge(early)) || !IsRemoved(judge(late))) return 0;
+  while (late - early > 1) {
+    const int64_t middle = early + (late - early) / 2;
+    (IsRemoved(judge(middle)) ? late : early) = middle;
+  }
+  return late;
 }
 
 // What a directory of the archives holds. The subdirectory may be missing.
@@ -88,30 +105,49 @@ void Judge(const std::string& name, RemovalVerdict verdict) {
 
 }  // namespace
 
-RemovalVerdict JudgeLogRemoval(const char* name, int isdst, const AutoProbe& probe) {
-  if (!HasRetention(kClassPsl)) return RemovalVerdict::kNoRetention;
+RemovalVerdict JudgeLogRemoval(const char* name, int isdst, const AutoProbe& probe,
+                               const Limits& limits) {
+  const std::optional<int64_t>& limit = limits.before[kClassPsl];
+  if (!limit) return RemovalVerdict::kNoRetention;
   if (!Contains(name, ".psl") || !BeginsWithDigits(name, 8)) return RemovalVerdict::kOtherFile;
-  const bool expired = DayEndsBefore(NameDate(name, isdst), arcdelinfo.savetime[kClassPsl].limit);
+  const bool expired = DayEndsBefore(NameDate(name, isdst), *limit);
   const int version = probe.version(name);
   if (version == kUnreadableFile && expired) return RemovalVerdict::kUnreadable;
   if (version == -1) return RemovalVerdict::kRefused;
   return ExpiredOrNot(expired);
 }
 
-RemovalVerdict JudgeArchiveRemoval(const char* name, const AutoProbe& probe) {
+RemovalVerdict JudgeArchiveRemoval(const char* name, const AutoProbe& probe, const Limits& limits) {
   if (IsTemporary(name)) return RemovalVerdict::kTemporary;
-  if (!HasRetention(kClassHour) && !HasRetention(kClassDay)) return RemovalVerdict::kNoRetention;
+  if (!limits.before[kClassHour] && !limits.before[kClassDay]) return RemovalVerdict::kNoRetention;
   if (!Contains(name, ".psa")) return RemovalVerdict::kOtherFile;
   const int level = probe.level(name);
   if (level == kUnreadableFile) return RemovalVerdict::kUnreadable;
   if (level == -1) return RemovalVerdict::kRefused;
   if (level == 0) return RemovalVerdict::kOtherFile;
-  if (!HasRetention(level == 2 ? kClassDay : kClassHour)) return RemovalVerdict::kNoRetention;
+  const std::optional<int64_t>& limit = limits.before[level == 2 ? kClassDay : kClassHour];
+  if (!limit) return RemovalVerdict::kNoRetention;
   const int version = probe.version(name);
   if (version == kUnreadableFile) return RemovalVerdict::kUnreadable;
   if (version != 0) return RemovalVerdict::kRefused;
   if (!BeginsWithDigits(name, level == 2 ? 6 : 8)) return RemovalVerdict::kOtherFile;
-  return ExpiredOrNot(level == 2 ? DayArchiveExpired(name) : HourArchiveExpired(name));
+  return ExpiredOrNot(level == 2 ? DayArchiveExpired(name, *limit)
+                                 : DayEndsBefore(NameDate(name, -1), *limit));
+}
+
+int64_t LogExpiry(const char* name, const RetentionCodes& codes) {
+  if (!BeginsWithDigits(name, 8)) return 0;
+  return FirstRemoval(name, [&](int64_t time) {
+    return JudgeLogRemoval(name, LocalTime(time).tm_isdst, Sound(0), LimitsAt(codes, time));
+  });
+}
+
+int64_t ArchiveExpiry(const char* name, int level, const RetentionCodes& codes) {
+  if (!BeginsWithDigits(name, level == 2 ? 6 : 8)) return 0;
+  const std::string first_day = std::string(name, level == 2 ? 6 : 8) + (level == 2 ? "01" : "");
+  return FirstRemoval(first_day.c_str(), [&](int64_t time) {
+    return JudgeArchiveRemoval(name, Sound(level), LimitsAt(codes, time));
+  });
 }
 
 RemovalVerdict LeaveUnarchived(const char* name, RemovalVerdict verdict) {
@@ -130,15 +166,16 @@ int32_t CreatDelList() {
   FreeDelList();
   left_unread = false;
   const int isdst = LocalTime(CurrentTime()).tm_isdst;
-  if (HasRetention(kClassPsl)) {
+  const Limits limits = RunLimits();
+  if (limits.before[kClassPsl]) {
     for (const std::string& name : ListForRemoval(arcdelinfo.arcdir, false).names) {
-      const RemovalVerdict verdict = JudgeLogRemoval(name.c_str(), isdst, FileProbe());
+      const RemovalVerdict verdict = JudgeLogRemoval(name.c_str(), isdst, FileProbe(), limits);
       Judge(name, LeaveUnarchived(name.c_str(), verdict));
     }
   }
   const Listing archives = ListForRemoval(ArchiveSubdirectory(), true);
   for (const std::string& name : archives.names) {
-    const RemovalVerdict verdict = JudgeArchiveRemoval(name.c_str(), FileProbe());
+    const RemovalVerdict verdict = JudgeArchiveRemoval(name.c_str(), FileProbe(), limits);
     Judge(name, LeaveUnarchived(name.c_str(), verdict));
   }
   // An archive that is being made has a longer name than its inputs.

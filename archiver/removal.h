@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "logdir/autorules.h"
+#include "logdir/limits.h"
 
 // What becomes of one file.
 enum class RemovalVerdict : uint8_t {
@@ -21,10 +22,16 @@ inline bool IsRemoved(RemovalVerdict verdict) {
   return verdict == RemovalVerdict::kTemporary || verdict == RemovalVerdict::kExpired;
 }
 
-// The rules, without any effect, with the limits of arcdelinfo: for a log, the daylight flag of the
-// run being `isdst`, and for a file of the "archive" subdirectory.
-RemovalVerdict JudgeLogRemoval(const char* name, int isdst, const AutoProbe& probe);
-RemovalVerdict JudgeArchiveRemoval(const char* name, const AutoProbe& probe);
+// The rules, without any effect: for a log, the daylight flag of the run being `isdst`, and for a
+// file of the "archive" subdirectory.
+RemovalVerdict JudgeLogRemoval(const char* name, int isdst, const AutoProbe& probe,
+                               const Limits& limits);
+RemovalVerdict JudgeArchiveRemoval(const char* name, const AutoProbe& probe, const Limits& limits);
+
+// The first moment at which these rules let a sound log, or archive of level 1 (hour) or 2 (day),
+// be removed; 0 when they never do.
+int64_t LogExpiry(const char* name, const RetentionCodes& codes);
+int64_t ArchiveExpiry(const char* name, int level, const RetentionCodes& codes);
 
 // The verdict when it is known what this run left without its archive: such files stay.
 RemovalVerdict LeaveUnarchived(const char* name, RemovalVerdict verdict);

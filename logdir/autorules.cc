@@ -115,15 +115,15 @@ void PassOverHeldUp(char level, AutoSelection* selection) {
 
 }  // namespace
 
-AutoPeriod PeriodOfRun(char level) {
+AutoPeriod PeriodOfRun(char level, const Limits& limits) {
   const bool hour_run = level == 'H';
   const auto output_class = static_cast<size_t>(hour_run ? kClassHour : kClassDay);
-  struct tm begin = OpenPeriod(hour_run, arcdelinfo.savetime[output_class].now);
+  struct tm begin = OpenPeriod(hour_run, limits.now);
   const int first_day = DateNumber(begin);
   int64_t time = 0;
   ToTime(&begin, &time);
-  return {first_day, time - 1, arcdelinfo.savetm_flg[output_class] != 0,
-          arcdelinfo.savetime[output_class].limit};
+  const std::optional<int64_t>& limit = limits.before[output_class];
+  return {first_day, time - 1, limit.has_value(), limit.value_or(0)};
 }
 
 // By the dates alone. Converted to time, the midnight of a clock that skips or repeats it hangs on

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "logdir/limits.h"
+
 // What becomes of one file.
 enum class AutoVerdict : uint8_t {
   kTarget,         // an input of the run
@@ -59,8 +61,8 @@ struct AutoNames {
   std::vector<std::string> unread;
 };
 
-// The period of the run of `level` ("H" or "D"), at the time and with the limits of arcdelinfo.
-AutoPeriod PeriodOfRun(char level);
+// The period of the run of `level` ("H" or "D").
+AutoPeriod PeriodOfRun(char level, const Limits& limits);
 
 // True when the day (hour run) or month (day run) of a name that begins with eight digits is over.
 bool IsOver(const char* name, const AutoPeriod& period);

@@ -24,6 +24,7 @@
 #include "engine/pmoncommon.h"
 #include "engine/unarchived.h"
 #include "logdir/autorules.h"
+#include "logdir/limits.h"
 #include "logdir/listing.h"
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
@@ -36,11 +37,6 @@ constexpr uint32_t kDetMkdir = 0x030D0001;
 constexpr uint32_t kDetOpen = 0x030D0002;
 constexpr uint32_t kDetFstat = 0x030D0003;
 constexpr uint32_t kDetRead = 0x030D0004;
-
-constexpr int32_t kCodeDays = 0x10000000;
-constexpr int32_t kCodeMonths = 0x20000000;
-constexpr int32_t kCodeYears = 0x40000000;
-constexpr int64_t kSecondsPerDay = 86400;
 
 constexpr size_t kRevisionOffset = 3;
 constexpr size_t kLevelOffset = 12;
@@ -182,29 +178,11 @@ int GetTimeSpan() {
 
 void GetSaveTime(int32_t encoded, char letter) {
   auto& span = arcdelinfo.savetime[ClassOf(letter)];
-  if (encoded > kCodeDays && encoded < kCodeMonths) {
-    span.limit = span.now - (encoded - kCodeDays) * kSecondsPerDay;
-    return;
-  }
-  struct tm date = LocalTime(span.now);
-  if (encoded > kCodeMonths && encoded < kCodeYears) {
-    MoveBackMonths(&date, encoded - kCodeMonths);
-    const int last = DaysOfMonth(date.tm_year + 1900, date.tm_mon);
-    if (date.tm_mday > last) date.tm_mday = last;
-  } else if (encoded > kCodeYears) {
-    date.tm_year -= encoded - kCodeYears;  // 29 February becomes 1 March in the conversion
-  } else {
-    return;
-  }
-  date.tm_hour = 0;
-  date.tm_min = 0;
-  date.tm_sec = 0;
-  date.tm_isdst = -1;
-  ToTime(&date, &span.limit);
+  span.limit = LimitOf(encoded, span.now).value_or(span.limit);
 }
 
 void GetTargetFile() {
-  const AutoPeriod period = PeriodOfRun(finfo.level);
+  const AutoPeriod period = PeriodOfRun(finfo.level, RunLimits());
   AutoSelection selection;
   JudgeLogs(period, SortedNames(arcdelinfo.arcdir), &selection);
   if (finfo.level == 'H' && CountTargets(selection.logs) == 0) {

@@ -63,6 +63,18 @@ TEST_F(PrefixPruning, FailuresOfEachCallAreTraced) {
                           "$main():arc delete pml end"));
 }
 
+// An empty directory in the configuration gets its "/" like the others.
+TEST_F(PrefixPruning, AnEmptyDirectoryIsNotTheRoot) {
+  server.segment.PutText(9184, "");
+  const ProgramResult result = server.RunAuto2("0", "5", "3");
+  ExpectQuiet(result);
+  EXPECT_THAT(TestServer::TraceOf(result.pid),
+              ElementsAre("$main():arc delete pml start",
+                          "DELETE_PML_TERM : retval=4 detail=0x01b0000d errno=2",
+                          "DELETE_PML_OLDEST : retval=4 detail=0x01b0000d errno=2",
+                          "$main():arc delete pml end"));
+}
+
 TEST_F(PrefixPruning, EmbeddedVolumeIsPrunedThenStagedFilesAreMoved) {
   server.segment.Put<int32_t>(9168, 1000);
   MakePml("20210101");

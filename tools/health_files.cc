@@ -14,7 +14,7 @@
 #include <set>
 
 #include "archiver/runinfo.h"
-#include "logdir/autotarget.h"
+#include "logdir/limits.h"
 #include "logdir/timespan.h"
 #include "tools/health.h"
 #include "tools/report.h"
@@ -86,25 +86,17 @@ std::string Moved(const std::string& day, int days) {
                      static_cast<unsigned>(moved.month()), static_cast<unsigned>(moved.day()));
 }
 
-int64_t judged_time = 0;
-
-// The archiver's own rules say what it keeps.
+// Due files of a run at `time`: the archiver's own rules say what it keeps.
 Due DueAt(int64_t time, const HealthRequest& request) {
-  judged_time = time;
-  clock_hook = [] { return judged_time; };
-  for (size_t i = 0; i < request.config.keep.size(); ++i) {
+  RetentionCodes codes = {};
+  for (size_t i = 0; i < codes.size(); ++i) {
     const Retention& keep = request.config.keep[i];
-    arcdelinfo.savetm_flg[i] = keep.count != 0 ? 1 : 0;
-    if (keep.count != 0) {
-      arcdelinfo.savetm[i] = kRetentionUnits[keep.unit].code + static_cast<int32_t>(keep.count);
-    }
+    if (keep.count != 0) codes[i] = kRetentionUnits[keep.unit].code + int32_t{keep.count};
   }
-  GetTimeSpan();
-  clock_hook = nullptr;
-  const auto limit = [](int retention_class) {
-    return arcdelinfo.savetm_flg[retention_class] == 0
-               ? std::string()
-               : DateText(arcdelinfo.savetime[retention_class].limit);
+  const Limits limits = LimitsAt(codes, time);
+  const auto limit = [&limits](size_t retention_class) {
+    const std::optional<int64_t>& before = limits.before[retention_class];
+    return before ? DateText(*before) : std::string();
   };
   const std::string today = DateText(time);
   Due due;

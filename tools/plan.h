@@ -119,9 +119,6 @@ std::vector<PlanFile> DescribeOversized(const std::string& directory,
 // Why a file cannot be looked at.
 std::string UnreadText(const std::string& name);
 
-// Moment from which on the run removes a file; 0 when it never does.
-int64_t ExpiryOf(const std::string& path, const AutoProbe& probe);
-
 // How long a class (kClassPsl ...) is kept: "31 days".
 std::string KeepText(int retention_class);
 

@@ -102,7 +102,7 @@ class StepPlanner {
   StepPlanner(char level, const PlanRequest& request, ArchiveView& view, Plan& plan)
       : request_(request), view_(view), plan_(plan) {
     step_.level = level;
-    step_.period = PeriodOfRun(level);
+    step_.period = PeriodOfRun(level, RunLimits());
   }
 
   // False: the run ends.

@@ -7,6 +7,7 @@
 #include "archiver/removal.h"
 #include "archiver/runinfo.h"
 #include "logdir/autotarget.h"
+#include "logdir/limits.h"
 #include "logdir/listing.h"
 #include "logdir/timespan.h"
 #include "tools/plan.h"
@@ -30,8 +31,16 @@ int ClassOf(const std::string& path, const AutoProbe& probe) {
 
 RemovalVerdict Judge(const std::string& path, const AutoProbe& probe) {
   const std::string name = NameOf(path);
-  if (IsArchive(path)) return JudgeArchiveRemoval(name.c_str(), probe);
-  return JudgeLogRemoval(name.c_str(), LocalTime(CurrentTime()).tm_isdst, probe);
+  const Limits limits = RunLimits();
+  if (IsArchive(path)) return JudgeArchiveRemoval(name.c_str(), probe, limits);
+  return JudgeLogRemoval(name.c_str(), LocalTime(limits.now).tm_isdst, probe, limits);
+}
+
+int64_t ExpiryOf(const std::string& path, const AutoProbe& probe) {
+  const std::string name = NameOf(path);
+  const RetentionCodes codes = RunRetention();
+  return IsArchive(path) ? ArchiveExpiry(name.c_str(), probe.level(name.c_str()), codes)
+                         : LogExpiry(name.c_str(), codes);
 }
 
 std::string Minute(int64_t time) {
@@ -63,58 +72,7 @@ PlanFile Describe(const std::string& path, RemovalVerdict verdict, const AutoPro
   return {path, "other-file", "never removed: no log or archive with a date by its name"};
 }
 
-// The rules as they would judge at another time.
-class AtOtherTimes {
- public:
-  AtOtherTimes() : saved_(arcdelinfo), clock_(clock_hook) {
-    clock_hook = [] { return time_; };
-  }
-  ~AtOtherTimes() {
-    arcdelinfo = saved_;
-    clock_hook = clock_;
-  }
-  AtOtherTimes(const AtOtherTimes&) = delete;
-  AtOtherTimes& operator=(const AtOtherTimes&) = delete;
-
-  static bool Expired(const std::string& path, const AutoProbe& probe, int64_t time) {
-    time_ = time;
-    GetTimeSpan();
-    return IsRemoved(Judge(path, probe));
-  }
-
- private:
-  static inline int64_t time_ = 0;
-  ArcDelInfo saved_;
-  int64_t (*clock_)();
-};
-
 }  // namespace
-
-// The rules only say whether a file is expired; the first moment is found by halving.
-int64_t ExpiryOf(const std::string& path, const AutoProbe& probe) {
-  constexpr int64_t kLongest = int64_t{800} * 86400;  // two years, and what is left of a month
-  const std::string name = NameOf(path);
-  // What the file holds does not change from one question to the next.
-  const int level = IsArchive(path) ? probe.level(name.c_str()) : 0;
-  const int version = probe.version(name.c_str());
-  const AutoProbe known = {[level](const char*) { return level; },
-                           [version](const char*) { return version; }};
-  std::string digits = name.substr(0, 8);
-  if (level == 2) digits.replace(6, 2, "01");
-  tm date = NameDate(digits.c_str(), -1);
-  int64_t early = 0;
-  if (!ToTime(&date, &early)) return 0;
-  const AtOtherTimes other;
-  int64_t late = early + kLongest;
-  if (AtOtherTimes::Expired(path, known, early) || !AtOtherTimes::Expired(path, known, late)) {
-    return 0;
-  }
-  while (late - early > 1) {
-    const int64_t middle = early + (late - early) / 2;
-    (AtOtherTimes::Expired(path, known, middle) ? late : early) = middle;
-  }
-  return late;
-}
 
 void PlanRemoval(const ArchiveView& view, Plan& plan) {
   const AutoProbe probe = view.Probe();
@@ -133,8 +91,8 @@ void PlanRemoval(const ArchiveView& view, Plan& plan) {
   }
   for (const PlanFile& file : DescribeOversized("", listing.oversized)) plan.kept.push_back(file);
   for (const PlanFile& file : DescribeOversized(kArchivePart, view.oversized)) {
-    const bool temporary =
-        JudgeArchiveRemoval(NameOf(file.path).c_str(), probe) == RemovalVerdict::kTemporary;
+    const bool temporary = JudgeArchiveRemoval(NameOf(file.path).c_str(), probe, RunLimits()) ==
+                           RemovalVerdict::kTemporary;
     temporary ? plan.removed.push_back(Describe(file.path, RemovalVerdict::kTemporary, probe))
               : plan.kept.push_back(file);
   }

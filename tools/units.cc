@@ -11,7 +11,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "archiver/runinfo.h"
 #include "engine/pmoncommon.h"
 #include "logdir/autorules.h"
 #include "logdir/pmonlogdir.h"
@@ -65,9 +64,9 @@ char LevelByte(const std::string& path) {
 
 bool IsOver(const UnitPlace& place, const UnitInput& input) {
   // What the automatic runs take, without any limit.
-  const int64_t now = CurrentTime();
-  for (auto& span : arcdelinfo.savetime) span.now = now;
-  return ::IsOver(input.name.c_str(), PeriodOfRun(place.level == UnitLevel::kHour ? 'H' : 'D'));
+  const Limits none = {CurrentTime(), {}};
+  return ::IsOver(input.name.c_str(),
+                  PeriodOfRun(place.level == UnitLevel::kHour ? 'H' : 'D', none));
 }
 
 UnitState StateOf(const UnitPlace& place, const Unit& unit) {
