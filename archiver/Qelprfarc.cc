@@ -202,6 +202,7 @@ int RunArchiver(int argc, char** argv) {
     fputs(kVersionLine, stdout);
     return 0;
   }
+  IgnoreSizeLimitSignal();
   ClearWorkAreas();
   const char* time_text = ParseCommandLine(argc, argv);
   if (!StartedByDaemon()) {

@@ -7,6 +7,7 @@
 
 #include "archiver/lock.h"
 #include "engine/finfo.h"
+#include "engine/output_file.h"
 
 namespace {
 
@@ -22,16 +23,17 @@ constexpr int kIgnored[] = {
 
 }  // namespace
 
+void IgnoreSizeLimitSignal() { signal(SIGXFSZ, SIG_IGN); }
+
 void SetSignal() {
   for (const int number : kIgnored) signal(number, SIG_IGN);
   signal(SIGTERM, Catch_sig);
 }
 
 void Catch_sig(int /*number*/) {
-  if (wfd != -1) {
-    close(wfd);
-    unlink(wfpath);
-  }
+  if (wfd != -1) close(wfd);
+  // Also a file that is closed and waits for its final name.
+  if (wfd != -1 || temporary_at_wfpath != 0) unlink(wfpath);
   DropLock();
   // No flush and no exit handlers: the run may have been interrupted in the middle of them.
   _exit(1);

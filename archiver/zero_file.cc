@@ -10,6 +10,8 @@
 void CreateZeroFile() {
   if (wfd != -1) close(wfd);
   wfd = -1;
-  const int fd = open(wfpath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  // The driver empties it again, and judges whether that went well, before it gives it its name.
+  const int fd =
+      open(wfpath, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
   if (fd != -1) close(fd);
 }

@@ -6,6 +6,8 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 #include "archiver/messages.h"
 #include "archiver/runinfo.h"
@@ -19,13 +21,24 @@
 #include "engine/period.h"
 #include "engine/pmoncommon.h"
 #include "engine/stream.h"
+#include "engine/unarchived.h"
 #include "platform/process.h"
 
 namespace {
 
 constexpr unsigned kDetSecondOpen = 0x03020002;
 
+// Of the input read last.
+std::string configured_array;
+uint8_t configured_revision = 0;
+
 bool Automatic() { return arcdelinfo.auto_flg != 0; }
+
+// The input gives nothing to an archive in this run (automatic runs).
+void LeaveUnarchived(const char* name) {
+  arcdel_errflg |= 1;
+  NoteUnarchived(name, finfo.level);
+}
 
 void MarkTarget(int32_t i) {
   if (finfo.target_marks != nullptr && static_cast<size_t>(i) < finfo.target_marks_size) {
@@ -49,7 +62,7 @@ bool JoinDayOutput(int32_t i) {
   }
   const int months = CheckNextMonth(output.revision);
   if (months < 0) {
-    arcdel_errflg |= 1;
+    LeaveUnarchived(rfname);
     finfo.record_time = lastrectime;
     return false;
   }
@@ -62,30 +75,36 @@ bool JoinDayOutput(int32_t i) {
   return true;
 }
 
-// Opens, replaces or keeps the output for the input just opened. True when the input is the first
-// of its output.
+// Opens, replaces or keeps the output for the input just opened. False: there is none for it.
 bool ProvideOutput(int32_t i) {
-  bool first = true;
+  bool provided = true;
   if ((pmonarc_stat & kNewOutput) != 0) {
-    OpenNewOutput();
+    provided = OpenNewOutput();
   } else if ((pmonarc_stat & kContinued) != 0 && output.revision != finfo.revision) {
     FinishOutput(i);
     pmonarc_stat = kNewOutput;
-    OpenSequel();
-  } else {
-    first = false;
+    provided = OpenSequel();
   }
-  output.last_input = rfname;
-  return first;
+  if (provided) output.inputs.push_back(rfname);
+  return provided;
+}
+
+// The structure record in force is that of one array and revision; what comes of another must bring
+// its own, or its entries would be added to resources that are not theirs.
+void KeepConfigurationOf(const char* name) {
+  const std::string_view array = SortedArrayOf(name);
+  const bool same = configured_array == array && configured_revision == finfo.revision;
+  if (!same) ForgetConfiguration();
+  configured_array = array;
+  configured_revision = finfo.revision;
 }
 
 // Reads the records of the open input. False when it was abandoned.
 bool ReadRecords() {
   auto_break_flg = 0;
-  while (::lseek(rfd, 0, SEEK_CUR) < finfo.input_size) {
+  while (Seek(rfd, 0, SEEK_CUR) < finfo.input_size) {
     auto_break_flg = 0;
     ReadNextRec();
-    arcdel_errflg |= auto_break_flg;
     if (auto_break_flg != 0) return false;
   }
   return true;
@@ -100,8 +119,8 @@ void AbandonPeriod(bool first_of_output) {
 }
 
 void ProcessInput(int32_t i, int32_t* day_inputs) {
-  finfo.input_size = ::lseek(rfd, 0, SEEK_END);
-  ::lseek(rfd, 0, SEEK_SET);
+  finfo.input_size = Seek(rfd, 0, SEEK_END);
+  Seek(rfd, 0, SEEK_SET);
   lastrectime = finfo.record_time;
   ReadHeaderRec();
   if (finfo.input_level == 'D') {
@@ -116,11 +135,16 @@ void ProcessInput(int32_t i, int32_t* day_inputs) {
     }
     if (!joined) return;
   }
-  const bool first_of_output = ProvideOutput(i);
+  if (!ProvideOutput(i)) {
+    LeaveUnarchived(rfname);
+    return;
+  }
+  KeepConfigurationOf(rfname);
   if (ReadRecords()) {
     if (!finfo.no_statistics) DispatchOf(finfo.revision).flush_at_end();
   } else {
-    AbandonPeriod(first_of_output);
+    LeaveUnarchived(rfname);
+    AbandonPeriod(output.inputs.size() == 1);
   }
   if (finfo.level == 'D') {
     pmonarc_stat = kContinued;
@@ -137,7 +161,10 @@ void ProcessInput(int32_t i, int32_t* day_inputs) {
 // Returns true when the target is to be passed over.
 bool EndHourOutputBefore(int32_t i) {
   if (finfo.level != 'H' || !output.active) return false;
-  if (CheckSameDay(output.last_input, TargetList[i]) == 0) return wfd < 0;
+  if (CheckSameDay(output.inputs.back(), TargetList[i]) == 0) {
+    if (wfd < 0) LeaveUnarchived(TargetList[i]);
+    return wfd < 0;
+  }
   FinishOutput(i);
   pmonarc_stat = kNewOutput;
   return false;
@@ -153,6 +180,8 @@ void ArcMain() {
   pmonarc_stat = kNewOutput;
   finfo.continuation_switch = 1;
   finfo.no_statistics = true;
+  configured_array.clear();
+  configured_revision = 0;
   ForgetInputs();
   ForgetOutputs();
   if (arcdelinfo.noperiod_flg == 0) {

@@ -19,8 +19,13 @@ const Dispatch& DispatchOf(uint8_t revision);
 // Makes the copy-pair and cabinet blocks due again after an "LDM" record.
 void MarkPairsDue();
 
-// Zeroes the counts of the kinds that have no list, as a new output starts without them.
+// Zeroes the counts of the kinds that have no list, as a new output starts without them: for the
+// "LDM" record and for the test whether a structure record changes nothing.
 void ForgetItemCounts();
+
+// Drops tables, slots and item blocks of the structure record in force: what follows must bring its
+// own.
+void ForgetConfiguration();
 
 // Clears all slots of the period, which has been written.
 void ClearPeriod();

@@ -1,10 +1,10 @@
 // File header record: see the header. Offsets and masks come from engine/layout.h.
 #include "engine/header.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -15,9 +15,9 @@
 #include "engine/byteorder.h"
 #include "engine/finfo.h"
 #include "engine/layout.h"
+#include "engine/output.h"
 #include "engine/pmoncommon.h"
 #include "platform/QelCM.h"
-#include "platform/process.h"
 
 namespace {
 
@@ -47,11 +47,16 @@ void LeaveUtc() {
   ::tzset();
 }
 
-// Bytes that the open input holds from its current position on.
+// Bytes that the open input holds from its current position on. Pipes and terminals have no
+// positions and count as empty.
 int64_t BytesLeft() {
-  const off_t here = ::lseek(rfd, 0, SEEK_CUR);
-  const off_t end = ::lseek(rfd, 0, SEEK_END);
-  ::lseek(rfd, here, SEEK_SET);
+  struct stat status = {};
+  const bool positions = ::fstat(rfd, &status) != 0 || S_ISREG(status.st_mode) ||
+                         S_ISDIR(status.st_mode) || S_ISBLK(status.st_mode);
+  if (!positions) return 0;
+  const int64_t here = Seek(rfd, 0, SEEK_CUR);
+  const int64_t end = Seek(rfd, 0, SEEK_END);
+  Seek(rfd, here, SEEK_SET);
   return end - here;
 }
 
@@ -81,7 +86,7 @@ void ChooseOutputLevel() {
     finfo.level = 'D';
   } else if ((finfo.optclass & kOptDirectory) == 0) {
     LogMessage(108, rfname);
-    EndProcess(1);
+    LeaveOutputAndEnd();
   }
 }
 
@@ -152,7 +157,7 @@ void ReadHeaderRec() {
   // The header check has judged tag and revision already; a file that changed since ends here.
   if (!TagIs(header.data(), "HDR") || !KnownRevision(Rev_Kind)) {
     LogMessage(101, rfname);
-    EndProcess(1);
+    LeaveOutputAndEnd();
   }
   finfo.previous_time = finfo.record_time;
   finfo.previous_length = finfo.record_length;

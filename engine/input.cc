@@ -1,7 +1,6 @@
 // Opening and checking inputs: see the header.
 #include "engine/input.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,8 +15,11 @@
 #include "engine/finfo.h"
 #include "engine/header.h"
 #include "engine/outname.h"
+#include "engine/output.h"
 #include "engine/period.h"
 #include "engine/pmoncommon.h"
+#include "engine/unarchived.h"
+#include "platform/open.h"
 #include "platform/process.h"
 
 namespace {
@@ -51,11 +53,12 @@ std::string InputPath(const char* name) {
 bool OpenInput(const char* name, unsigned detail) {
   rfname = name;
   const std::string path = InputPath(name);
-  rfd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  rfd = OpenToRead(path.c_str());
   if (rfd >= 0) return true;
   LogMessage(102, path.c_str(), "fopen", errno, detail);
-  if (arcdelinfo.auto_flg == 0) EndProcess(1);
+  if (arcdelinfo.auto_flg == 0) LeaveOutputAndEnd();
   arcdel_errflg |= 1;
+  NoteUnarchived(name, finfo.level);
   unopened.emplace_back(name);
   return false;
 }
@@ -77,6 +80,7 @@ void CheckInputs() {
     if (verdict == -1) {
       if (!automatic) EndProcess(1);
       arcdel_errflg |= 1;
+      NoteUnarchived(TargetList[i], finfo.level);
     } else if (verdict == -2) {
       TargetList[i] = nullptr;
     } else {

@@ -13,8 +13,7 @@
 #include "engine/finfo.h"
 #include "engine/header.h"
 #include "engine/layout.h"
-#include "engine/outname.h"
-#include "platform/process.h"
+#include "engine/output.h"
 
 namespace {
 
@@ -71,7 +70,7 @@ bool ArrayNameOf(const char* path, char* name, size_t size) {
 void SetSubsystemName(char* destination, const char* path) {
   if (ArrayNameOf(path, destination, sizeof finfo.array_name)) return;
   LogMessage(101, path);
-  EndProcess(1);
+  LeaveOutputAndEnd();
 }
 
 bool LiesInArchive(const char* name) { return std::strstr(name, ".psl") == nullptr; }

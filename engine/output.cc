@@ -2,12 +2,10 @@
 #include "engine/output.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -20,7 +18,10 @@
 #include "engine/input.h"
 #include "engine/layout.h"
 #include "engine/outname.h"
+#include "engine/output_file.h"
 #include "engine/pmoncommon.h"
+#include "engine/unarchived.h"
+#include "platform/directory.h"
 #include "platform/process.h"
 
 Output output;
@@ -41,71 +42,84 @@ std::vector<std::string> finished_paths;
   EndProcess(1);
 }
 
-// Opening truncates, so a path that holds an input or an archive of this run is refused before.
-void CreateAtPath(uint32_t detail) {
+// A path that holds an input or an archive of this run is refused before anything is touched.
+bool CreateAtPath(uint32_t detail) {
   // A path that fills its buffer may have been cut, and would then be that of another file.
   if (std::strlen(wfpath) + 1 == sizeof wfpath) CannotCreate(ENAMETOOLONG, detail);
+  const bool automatic = arcdelinfo.auto_flg != 0;
   const bool finished =
       std::find(finished_paths.begin(), finished_paths.end(), wfpath) != finished_paths.end();
-  if (finished || IsInputFile(wfpath)) CannotCreate(EEXIST, detail);
-  wfd = ::open(wfpath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (wfd < 0) CannotCreate(errno, detail);
+  if (finished && automatic) {
+    // Two names lead to one archive; that is no reason to leave all arrays behind this one alone.
+    LogMessage(102, wfpath, "open", EEXIST, detail);
+    return false;
+  }
+  // The temporary files of automatic runs are made anew, whatever stands in their place.
+  if (finished || (!automatic && IsInputFile(wfpath))) CannotCreate(EEXIST, detail);
+  if (const int error = CreateOutputFile(); error != 0) CannotCreate(error, detail);
   output.active = true;
   output.revision = finfo.revision;
   finfo.output_has_structure = false;
   WriteHeaderRec();
+  return true;
 }
 
 // A failure while finishing: the automatic run keeps the temporary name and goes on.
 void FinishFailed(const char* call, uint32_t detail) {
   LogMessage(111, wfname, call, errno, detail);
   if (arcdelinfo.auto_flg == 0) {
-    if (wfd >= 0) ::close(wfd);
-    wfd = -1;
-    ::unlink(wfpath);
+    DiscardOutputFile();
     EndProcess(1);
   }
   arcdel_errflg |= 1;
 }
 
-// Syncs (automatic runs, which rename afterwards) and closes. False when the data may not be on
-// disk.
-bool CloseOutput() {
-  if (wfd < 0) return true;  // truncated after a broken record and closed already
-  if (arcdelinfo.auto_flg != 0 && ::fsync(wfd) != 0) {
-    FinishFailed("fsync", kDetSync);
-    ::close(wfd);
-    wfd = -1;
-    return false;
-  }
-  const int fd = wfd;
-  wfd = -1;
-  if (::close(fd) == 0) return true;
-  FinishFailed("close", kDetClose);
-  return false;
+uint32_t DetailOf(const char* call) {
+  if (std::strcmp(call, "close") == 0) return kDetClose;
+  return std::strcmp(call, "fsync") == 0 ? kDetSync : kDetRename;
 }
 
-// The new name must survive a power failure too.
-void SyncDirectory(const std::string& path) {
-  const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return;
-  ::fsync(fd);
-  ::close(fd);
+// An output truncated after a broken record was closed then; that it is empty must be on disk
+// before it stands for its day.
+const char* SyncEmptyOutput() {
+  wfd = ::open(wfpath, O_WRONLY | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  return wfd < 0 ? "open" : nullptr;
+}
+
+// Syncs (automatic runs, which rename afterwards), closes and (manual runs) names the output. False
+// when the data may not be on disk.
+bool CloseOutput() {
+  const char* failed = wfd < 0 ? SyncEmptyOutput() : nullptr;
+  if (failed == nullptr && arcdelinfo.auto_flg != 0 && ::fsync(wfd) != 0) failed = "fsync";
+  if (failed == nullptr) failed = CompleteOutputFile();
+  if (failed == nullptr) return true;
+  FinishFailed(failed, DetailOf(failed));
+  if (wfd >= 0) ::close(wfd);
+  wfd = -1;
+  return false;
 }
 
 }  // namespace
 
-void OpenNewOutput() {
+bool OpenNewOutput() {
   ForgetItemCounts();
   SetSubsystemName(finfo.array_name, rfname);
   SetWriteFname(wfname);
   SetWritePath(wfname);
-  CreateAtPath(kDetOpenNew);
+  return CreateAtPath(kDetOpenNew);
 }
 
-void OpenSequel() {
+bool OpenSequel() {
   SetSequelNames();
-  CreateAtPath(kDetOpenSequel);
+  return CreateAtPath(kDetOpenSequel);
+}
+
+void LeaveOutputAndEnd() {
+  if (arcdelinfo.auto_flg == 0 && output.active && wfd >= 0) {
+    const char* const failed = CompleteOutputFile();
+    if (failed != nullptr) FinishFailed(failed, DetailOf(failed));
+  }
+  EndProcess(1);
 }
 
 void RenameWriteFname(const char* name) {
@@ -116,30 +130,31 @@ void RenameWriteFname(const char* name) {
   const std::string directory = std::string(arcdelinfo.arcdir).substr(0, room) + "archive/";
   const std::string from = directory + name;
   const std::string to = directory + std::string(name).substr(0, std::string(name).rfind('_'));
-  // The day archive of an array named "15A" would take the name of an hour archive of "A": an input
-  // of this run is never replaced, the archive keeps its temporary name.
-  const bool taken = IsInputFile(to.c_str());
-  if (taken) errno = EEXIST;
-  if (taken || ::rename(from.c_str(), to.c_str()) != 0) {
-    FinishFailed("rename", kDetRename);
-    return;
-  }
-  SyncDirectory(directory);
+  const char* failed = RenameOutputFile(from.c_str(), to.c_str());
+  // The new name must survive a power failure too.
+  if (failed == nullptr) failed = SyncDirectory(directory.c_str());
+  if (failed != nullptr) FinishFailed(failed, DetailOf(failed));
+  output.named = failed == nullptr;
 }
 
 void FinishOutput(int32_t end) {
   const bool on_disk = CloseOutput();
   // Without an input that could not be opened the archive would look complete: a later run makes
   // it.
-  const bool incomplete = arcdelinfo.auto_flg != 0 && output.last_input != nullptr &&
-                          LacksInputOf(output.last_input, finfo.level);
+  const bool incomplete = arcdelinfo.auto_flg != 0 && !output.inputs.empty() &&
+                          LacksInputOf(output.inputs.back(), finfo.level);
   if (on_disk && !incomplete) RenameWriteFname(wfname);
+  if (arcdelinfo.auto_flg != 0 && !output.named) {
+    for (const char* input : output.inputs) NoteUnarchived(input, finfo.level);
+  }
+  ReleaseOutputFile();
   finished_paths.emplace_back(wfpath);
   OutMsg(end);
   output = Output{};
 }
 
 void ForgetOutputs() {
+  ReleaseOutputFile();
   finished_paths.clear();
   output = Output{};
 }

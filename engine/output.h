@@ -2,27 +2,33 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 // What the driver knows of the output in progress.
 struct Output {
-  bool active = false;               // created and not yet finished
-  uint8_t revision = 0;              // of its header
-  const char* last_input = nullptr;  // input written to it last, as in the target list
+  bool active = false;              // created and not yet finished
+  bool named = false;               // it has its final name
+  uint8_t revision = 0;             // of its header
+  std::vector<const char*> inputs;  // written to it, as in the target list
 };
 extern Output output;
 
 // Creates the output of the current input under a name of its own (date and array), or as the
 // sequel of the output just finished, and writes its header. Failure: messages 102 and 114,
-// status 1.
-void OpenNewOutput();
-void OpenSequel();
+// status 1. False: an automatic run has finished an output of that path already, reported.
+bool OpenNewOutput();
+bool OpenSequel();
+
+// Ends a manual run with status 1; what has been written of the output in progress is left under
+// its final name.
+[[noreturn]] void LeaveOutputAndEnd();
 
 // Closes the output, gives it its final name and reports its inputs up to position `end`.
 void FinishOutput(int32_t end);
 
 // Gives a finished output its final name: automatic runs cut "_tmp" off. Nothing is done for a day
-// archive whose last input was abandoned. Failure: message 111 ("rename"), 1 ORed into
-// arcdel_errflg.
+// archive whose last input was abandoned. Failure, and so an archive that has the name already:
+// message 111 ("rename", "fsync"), 1 ORed into arcdel_errflg.
 void RenameWriteFname(const char* name);
 
 // Forgets which paths the last run has finished.

@@ -14,6 +14,7 @@
 #include "archiver/messages.h"
 #include "engine/byteorder.h"
 #include "engine/finfo.h"
+#include "engine/output_file.h"
 #include "platform/process.h"
 
 namespace {
@@ -23,6 +24,7 @@ constexpr size_t kLargestTransfer = size_t{1} << 30;
 
 constexpr uint32_t kDetMallocSize = 0x03050001;
 constexpr uint32_t kDetMalloc = 0x03050002;
+constexpr uint32_t kDetSeek = 0x03060002;
 constexpr uint32_t kDetWrite = 0x03070001;
 
 [[noreturn]] void ReadFailed(int error) {
@@ -36,31 +38,29 @@ constexpr uint32_t kDetWrite = 0x03070001;
   RemoveOutputAndEnd();
 }
 
-// The parts of a path that make its place in the order of inputs.
+std::string_view BaseName(std::string_view path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string_view::npos ? path : path.substr(slash + 1);
+}
+
+std::string_view Cut(std::string_view base, size_t from, size_t to) {
+  if (to == std::string_view::npos || to > base.size()) to = base.size();
+  return from < to ? base.substr(from, to - from) : std::string_view("");
+}
+
+// The parts of a path that make its place in the order of inputs. "#" and "." count in the base
+// name only.
 struct SortKey {
   explicit SortKey(const char* path) {
-    const std::string_view whole(path);
-    const size_t slash = whole.rfind('/');
-    const std::string_view base = slash == std::string_view::npos ? whole : whole.substr(slash + 1);
-    const size_t offset = whole.size() - base.size();
-    const size_t hash = InBase(whole.rfind('#'), offset);
-    const size_t dot = InBase(whole.rfind('.'), offset);
-    const size_t name_end = hash != std::string_view::npos ? hash : dot;
-    Append(Cut(base, 8, name_end));
+    const std::string_view base = BaseName(path);
+    const size_t hash = base.rfind('#');
+    const bool numbered = hash != std::string_view::npos;
+    Append(SortedArrayOf(path));
     Append(base.substr(0, 8));
-    Append(hash != std::string_view::npos ? Cut(base, hash, dot) : std::string_view("#001"));
+    Append(numbered ? Cut(base, hash, base.rfind('.')) : std::string_view("#001"));
     text[size] = '\0';
   }
 
-  // "#" and "." count in the base name only.
-  static size_t InBase(size_t position, size_t offset) {
-    if (position == std::string_view::npos || position < offset) return std::string_view::npos;
-    return position - offset;
-  }
-  static std::string_view Cut(std::string_view base, size_t from, size_t to) {
-    if (to == std::string_view::npos || to > base.size()) to = base.size();
-    return from < to ? base.substr(from, to - from) : std::string_view("");
-  }
   void Append(std::string_view part) {
     const size_t room = sizeof text - 1 - size;
     const size_t n = part.size() < room ? part.size() : room;
@@ -72,21 +72,17 @@ struct SortKey {
   size_t size = 0;
 };
 
-void Convert(const void* src, void* dst, const uint8_t (&widths)[4]) {
-  uint8_t work[16];
-  size_t at = 0;
-  for (const uint8_t width : widths) {
-    const uint8_t* p = static_cast<const uint8_t*>(src) + at;
-    if (width == 2) {
-      const uint16_t v = Load16(p);
-      std::memcpy(work + at, &v, sizeof v);
-    } else if (width == 4) {
-      const uint32_t v = Load32(p);
-      std::memcpy(work + at, &v, sizeof v);
-    }
-    at += width;
-  }
-  std::memcpy(dst, work, at);
+// Between disk and host order, which is the same either way.
+void ConvertHeader(void* dst, const void* src) {
+  const auto* p = static_cast<const uint8_t*>(src);
+  const conhdr header = {Load16(p), Load16(p + 2), Load32(p + 4)};
+  std::memcpy(dst, &header, sizeof header);
+}
+
+void ConvertQuadset(void* dst, const void* src) {
+  const auto* p = static_cast<const uint8_t*>(src);
+  const PMONquadset words = {Load32(p), Load32(p + 4), Load32(p + 8), Load32(p + 12)};
+  std::memcpy(dst, &words, sizeof words);
 }
 
 }  // namespace
@@ -155,13 +151,22 @@ void EndFailedRun() {
   EndProcess(1);
 }
 
+int64_t Seek(int fd, int64_t offset, int whence) {
+  const off_t position = ::lseek(fd, offset, whence);
+  if (position >= 0) return position;
+  LogMessage(110, nullptr, "lseek", errno, kDetSeek);
+  EndFailedRun();
+}
+
 void RemoveOutputAndEnd() {
-  if (wfd > 0) {
-    ::close(wfd);
-    wfd = -1;
-    ::unlink(wfpath);
-  }
+  if (wfd > 0 || temporary_at_wfpath != 0) DiscardOutputFile();
   EndProcess(1);
+}
+
+std::string_view SortedArrayOf(const char* path) {
+  const std::string_view base = BaseName(path);
+  const size_t hash = base.rfind('#');
+  return Cut(base, 8, hash != std::string_view::npos ? hash : base.rfind('.'));
 }
 
 int FSortFunc(const void* a, const void* b) {
@@ -180,12 +185,12 @@ int MemCheck(const void* buffer, int byte, int length) {
   return 0;
 }
 
-void ntoh_conhdr(void* dst, const void* src) { Convert(src, dst, {2, 2, 4, 0}); }
-void hton_conhdr(void* dst, const void* src) { Convert(src, dst, {2, 2, 4, 0}); }
-void ntoh_stahdr(void* dst, const void* src) { Convert(src, dst, {2, 2, 4, 0}); }
-void hton_stahdr(void* dst, const void* src) { Convert(src, dst, {2, 2, 4, 0}); }
-void ntoh_PMONquadset(void* dst, const void* src) { Convert(src, dst, {4, 4, 4, 4}); }
-void hton_PMONquadset(void* dst, const void* src) { Convert(src, dst, {4, 4, 4, 4}); }
+void ntoh_conhdr(void* dst, const void* src) { ConvertHeader(dst, src); }
+void hton_conhdr(void* dst, const void* src) { ConvertHeader(dst, src); }
+void ntoh_stahdr(void* dst, const void* src) { ConvertHeader(dst, src); }
+void hton_stahdr(void* dst, const void* src) { ConvertHeader(dst, src); }
+void ntoh_PMONquadset(void* dst, const void* src) { ConvertQuadset(dst, src); }
+void hton_PMONquadset(void* dst, const void* src) { ConvertQuadset(dst, src); }
 
 void ntoh_ExSta(void* words, int n) {
   auto* p = static_cast<uint8_t*>(words);

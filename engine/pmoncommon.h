@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 // Detail code of a failed read; also of a file that is shorter than its header.
 inline constexpr uint32_t kDetRead = 0x03060001;
@@ -27,17 +28,25 @@ int64_t Write(int fd, const void* buffer, size_t length);
 // Reads exactly `length` bytes; fewer than the file's size promised end the run as Read does.
 void ReadExact(int fd, void* buffer, size_t length);
 
+// lseek that does not return on failure: message 110 and the end of the run, as by Read. Otherwise
+// the new position.
+int64_t Seek(int fd, int64_t offset, int whence);
+
 // Writes a whole record to wfd; a partial write ends the run like a failed one (ENOSPC).
 void WriteRecord(const void* buffer, size_t length);
 
 // Message 114, then closes and removes the output if one is open, then ends with status 1.
 [[noreturn]] void EndFailedRun();
 
-// Closes the output (if open), removes the file at wfpath and ends the process with status 1.
+// Closes and discards the output (if there is one) and ends the process with status 1.
 [[noreturn]] void RemoveOutputAndEnd();
 
 // qsort comparator over an array of pointers to path names: by array name, date, sequence number.
 int FSortFunc(const void* a, const void* b);
+
+// The array name by which FSortFunc orders a path: its base name from the ninth character up to the
+// last "#" or, without one, the last ".".
+std::string_view SortedArrayOf(const char* path);
 
 // Number of one bits.
 int32_t CountBit(uint32_t value);

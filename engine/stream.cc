@@ -20,7 +20,7 @@ constexpr uint32_t kDetTell = 0x03030001;
 
 bool TagIs(const uint8_t* header, const char* tag) { return std::memcmp(header, tag, 3) == 0; }
 
-void SkipTo(int64_t position) { ::lseek(rfd, position, SEEK_SET); }
+void SkipTo(int64_t position) { Seek(rfd, position, SEEK_SET); }
 
 // Copies the fixed part of a record to the output with its length field set to that size. From
 // revision 0x1B on a longer record is cut; older files hold exactly the fixed size.

@@ -29,6 +29,7 @@
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
 #include "logdir/unread.h"
+#include "platform/directory.h"
 #include "platform/process.h"
 
 namespace {
@@ -37,6 +38,7 @@ constexpr uint32_t kDetMkdir = 0x030D0001;
 constexpr uint32_t kDetOpen = 0x030D0002;
 constexpr uint32_t kDetFstat = 0x030D0003;
 constexpr uint32_t kDetRead = 0x030D0004;
+constexpr uint32_t kDetSync = 0x030D0005;
 
 constexpr size_t kRevisionOffset = 3;
 constexpr size_t kLevelOffset = 12;
@@ -52,16 +54,25 @@ AutoNames SortedNames(const char* directory) {
   return {std::move(listing.names), std::move(listing.unread)};
 }
 
+[[noreturn]] void EndWithout(const char* call, uint32_t detail) {
+  LogMessage(113, nullptr, call, errno, detail);
+  LogTaskFailed();
+  EndProcess(1);
+}
+
 void ProvideArchiveDirectory(const char* directory) {
   DIR* stream = opendir(directory);
   if (stream != nullptr) {
     closedir(stream);
     return;
   }
-  if (mkdir(directory, 0755) != 0) {
-    LogMessage(113, nullptr, "mkdir", errno, kDetMkdir);
-    LogTaskFailed();
-    EndProcess(1);
+  if (mkdir(directory, 0755) != 0) EndWithout("mkdir", kDetMkdir);
+  // Archives in a directory that a power failure takes away would be gone with their logs removed.
+  if (const char* failed = SyncDirectory(arcdelinfo.arcdir); failed != nullptr) {
+    const int error = errno;
+    rmdir(directory);
+    errno = error;
+    EndWithout(failed, kDetSync);
   }
 }
 

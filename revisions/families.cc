@@ -58,9 +58,18 @@ void ForgetPeriod() {
   ForgetItems();
 }
 
-void FreeResources() {
+void ForgetItemCounts() {
+  ForgetConfiguredItems();
+  ForgetHeldItemCounts();
+}
+
+void ForgetConfiguration() {
   DropSets();
   DropItemBlocks();
   ForgetStructure();
+}
+
+void FreeResources() {
+  ForgetConfiguration();
   FreeRecords();
 }

@@ -352,7 +352,7 @@ void MarkPairsDue() {
   }
 }
 
-void ForgetItemCounts() {
+void ForgetConfiguredItems() {
   for (int32_t& count : configured) count = 0;
 }
 

@@ -45,6 +45,9 @@ const ItemRow* ItemRowOf(uint8_t type, uint8_t revision);
 // Frees all blocks.
 void DropItemBlocks();
 
+// Zeroes the configured numbers, which the "LDM" rule looks at.
+void ForgetConfiguredItems();
+
 // Makes the blocks that the basic information of a structure record announces. `logical_disks`: the
 // count of the logical-disk list, for wait times.
 void MakeItemBlocks(const uint8_t* basic, uint8_t revision, int32_t logical_disks);

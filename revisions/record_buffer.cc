@@ -47,7 +47,7 @@ RecordView ReadWholeRecord() {
   uint8_t* const record = records[in_use].Reserve(length);
   // Offsets may point anywhere in a record, so its header is read again where the handler starts
   // behind it.
-  if (!DispatchOf(finfo.revision).rereads_header) ::lseek(rfd, -off_t{kRecordHeaderSize}, SEEK_CUR);
+  if (!DispatchOf(finfo.revision).rereads_header) Seek(rfd, -int64_t{kRecordHeaderSize}, SEEK_CUR);
   ReadExact(rfd, record, length);
   return {record, length};
 }

@@ -61,8 +61,7 @@ bool DecodeHeader() {
   if (record.size < Layout().row.record_head) return BrokenRecord("structure record too short");
   conhdr basic;
   ntoh_conhdr(&basic, record.data + kAtFirstSlot);
-  structure.basic =
-      basic.offset < kRecordHeaderSize ? nullptr : Carve(record, basic.offset, kBasicSize);
+  structure.basic = Carve(record, basic.offset, kBasicSize);
   if (structure.basic == nullptr) return BrokenRecord("basic information leaves its record");
   for (size_t i = 0; i < Layout().list_count; ++i) {
     ntoh_conhdr(&structure.descriptors[i], record.data + Layout().lists[i].slot);
@@ -242,6 +241,11 @@ bool TakeStructure() {
 }  // namespace
 
 void ForgetStructure() { held.valid = false; }
+
+// What was marked present stays so: only the numbers are forgotten.
+void ForgetHeldItemCounts() {
+  for (uint16_t& word : held.basic) word &= kBasicPresent;
+}
 
 void ReadStructure() {
   structure.record = ReadWholeRecord();

@@ -20,3 +20,6 @@ extern uint32_t rank_total_size;
 
 // Forgets the counts against which the next record would be compared.
 void ForgetStructure();
+
+// Zeroes the counts of optional items among them.
+void ForgetHeldItemCounts();

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include <filesystem>
+
 #include "tests/support/auto_driver_fixture.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/record_bytes.h"
@@ -148,6 +150,7 @@ TEST_F(PrefixAutoDriverTest, BrokenRecordsOfEachSortAbandonTheInput) {
         good + spell::Record("STA", 0, 0, "short"), good + spell::Record("CON", 0, 0, "short"),
         good + count, good + spell::Record("HDR", 0x1D, 0, Bytes(244, '\0'))}) {
     inputs_.clear();
+    std::filesystem::remove(directory_.Path("archive/202401A.psa"));
     PutArchive("20240101A.psa", HourArchive(0x1D, 0));
     PutArchive("20240102A.psa", bad);
     PutArchive("20240103A.psa", HourArchive(0x1D, 2));

@@ -25,7 +25,7 @@ TEST_F(PrefixAutoDriverTest, FailedRenameKeepsTheTemporaryNameAndTheRunGoesOn) {
   EXPECT_EQ(outcome.status, kReturned);
   EXPECT_EQ(outcome.failed, 1);
   EXPECT_THAT(outcome.trace,
-              ElementsAre("Qelprfarc: 111 Write error -- 20240101A.psa_tmp  func=rename errno=21"));
+              ElementsAre("Qelprfarc: 111 Write error -- 20240101A.psa_tmp  func=rename errno=17"));
   EXPECT_THAT(Outputs(), ElementsAre("20240101A.psa", "20240101A.psa_tmp", "20240102A.psa"));
   EXPECT_EQ(Tags(Output("20240101A.psa_tmp")), "HDR CON STA");
 }
@@ -45,31 +45,7 @@ TEST_F(PrefixAutoDriverTest, FinishedArchiveNeverReplacesAnInputOfTheRun) {
   EXPECT_THAT(Outputs(), ElementsAre("20240115A.psa_tmp", "202401A.psa"));
 }
 
-TEST_F(PrefixAutoDriverTest, FailedSyncKeepsTheTemporaryNameAndTheRunGoesOn) {
-  ASSERT_EQ(symlink("/dev/null", directory_.Path("archive/20240101A.psa_tmp").c_str()), 0);
-  PutLog("20240101A.psl", LogOf(0x1D, 0));
-  PutLog("20240102A.psl", LogOf(0x1D, 1));
-  const EngineOutcome outcome = Hour({"20240101A.psl", "20240102A.psl"});
-  EXPECT_EQ(outcome.status, kReturned);
-  EXPECT_EQ(outcome.failed, 1);
-  EXPECT_THAT(outcome.trace,
-              ElementsAre("Qelprfarc: 111 Write error -- 20240101A.psa_tmp  func=fsync errno=22"));
-  EXPECT_THAT(Outputs(), ElementsAre("20240101A.psa_tmp", "20240102A.psa"));
-}
-
 constexpr char kFailedArchives[] = "08320 Qelprfarc 4 1 Failed in archives of psl(psa) files.";
-
-TEST_F(PrefixAutoDriverTest, FailedWriteEndsTheRunAndRemovesTheOutput) {
-  ASSERT_EQ(symlink("/dev/full", directory_.Path("archive/20240101A.psa_tmp").c_str()), 0);
-  PutLog("20240101A.psl", LogOf(0x1D, 0));
-  const EngineOutcome outcome = Hour({"20240101A.psl"});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.trace,
-              ElementsAre("Qelprfarc: 111 Write error -- 20240101A.psa_tmp  func=write errno=28"));
-  EXPECT_THAT(Outputs(), IsEmpty());
-  EXPECT_THAT(Log(), HasSubstr("func=write errno=28 detcode=03070001"));
-  EXPECT_THAT(Log(), HasSubstr(kFailedArchives));
-}
 
 TEST_F(PrefixAutoDriverTest, OutputThatCannotBeCreatedEndsTheRun) {
   directory_.MakeDirectory("archive/20240101A.psa_tmp");

@@ -98,13 +98,20 @@ TEST_F(PsltoolPlan, ExpiryIsTheFirstMomentOfRemoval) {
   EXPECT_EQ(JsonPlan(options, "2024-04-01 00:00:00").at("remove").size(), 1u);
 }
 
-TEST_F(PsltoolPlan, LogBelowAnotherDaysNameEndsTheRun) {
+TEST_F(PsltoolPlan, LogBelowAnotherDaysNameIsLeftAlone) {
   AddLog("20240303a.psl", kMarch3);
   AddLog("20240304a.psl", kMarch3);
   const ProgramResult result = Plan({});
-  EXPECT_EQ(result.status, 1);
-  EXPECT_THAT(result.out, HasSubstr("the run would end here: archive/20240303a.psa_tmp cannot be "
-                                    "created, this run has made it already (message 102)\n"));
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.out, HasSubstr("the run has made an archive of that name already (message "
+                                    "102)\n"));
+}
+
+TEST_F(PsltoolPlan, ArchiveThatStandsIsNotReplaced) {
+  AddLog("20240304a.psl", kMarch3);
+  AddArchive("20240303a.psa", 'H');
+  EXPECT_THAT(Plan({}).out, HasSubstr("its name is taken, and what stands there is never replaced "
+                                      "(message 111)\n"));
 }
 
 TEST_F(PsltoolPlan, UsualReasonsAreCountedUnlessAllAreWanted) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,7 @@ class StreamTest : public ::testing::Test {
     const TimeZone zone("UTC");
     directory_.Write("20240101A.psl", file);
     const std::string out = directory_.Path("out.psa");
+    std::filesystem::remove(out);  // a failed run leaves the archive of the one before
     const EngineOutcome outcome =
         RunManual({directory_.Path("20240101A.psl")}, {.level = level, .outpath = out});
     exists_ = directory_.Exists("out.psa");

@@ -91,6 +91,8 @@ std::string FateText(const PlannedInput& input, InputFate fate) {
       return "passed over behind a broken log of its day";
     case InputFate::kBackward:
       return "its month lies before that of the archive (message 112)";
+    case InputFate::kNameTaken:
+      return "the run has made an archive of that name already (message 102)";
     case InputFate::kArchived:
       break;
   }
@@ -169,7 +171,7 @@ class StepPlanner {
     ForgetInputs();
     const CheckedInputs checked = CheckPlannedInputs(targets, request_, view_);
     step_.skipped.insert(step_.skipped.end(), checked.dropped.begin(), checked.dropped.end());
-    const OutputPlan outputs = PlanOutputs(step_.level, checked.accepted, RulesFor(targets));
+    const OutputPlan outputs = PlanOutputs(step_.level, checked.accepted, Rules());
     for (size_t i = 0; i < outputs.fates.size(); ++i) {
       const PlannedInput& input = checked.accepted[i];
       const InputFate fate = outputs.fates[i];
@@ -184,11 +186,14 @@ class StepPlanner {
     return outputs.end.empty();
   }
 
-  OutputRules RulesFor(const std::vector<std::string>& targets) const {
+  OutputRules Rules() const {
     const char level = step_.level;
-    return {[targets](const std::string& name) {
-              return IsInputFile((ArchiveSubdirectory() + name).c_str()) ||
-                     std::find(targets.begin(), targets.end(), name) != targets.end();
+    return {[this](const std::string& name) {
+              const auto made = view_.made.find(name);
+              if (made != view_.made.end()) return made->second.version == 0;
+              struct stat status {};
+              return lstat((ArchiveSubdirectory() + name).c_str(), &status) == 0 &&
+                     !(S_ISREG(status.st_mode) && status.st_size == 0);
             },
             [](const std::string& name) {
               struct stat status {};

@@ -60,7 +60,7 @@ class Driver {
       return InputFate::kBackward;
     }
     const bool first = new_output_ || revision_ != input.revision;
-    if (!ProvideOutput(input)) return InputFate::kArchived;
+    if (!ProvideOutput(input)) return InputFate::kNameTaken;
     last_input_ = input.name;
     ++output_.inputs;
     Read(input, first ? input.header_time : before);
@@ -92,7 +92,7 @@ class Driver {
     return true;
   }
 
-  // Opens, keeps or replaces the output. False: the run ends.
+  // Opens, keeps or replaces the output. False: there is none for this input, or the run ends.
   bool ProvideOutput(const PlannedInput& input) {
     if (new_output_) {
       array_ = ArrayOf(input.name);
@@ -103,14 +103,14 @@ class Driver {
     } else {
       return true;
     }
-    const bool finished = std::any_of(plan_.outputs.begin(), plan_.outputs.end(),
-                                      [this](const auto& made) { return made.name == name_; });
-    if (finished || rules_.is_input(name_ + kTemporary) ||
-        rules_.is_directory(name_ + kTemporary)) {
-      plan_.end =
-          fmt::format("archive/{}{} cannot be created, {} (message 102)", name_, kTemporary,
-                      finished ? "this run has made it already" : "something else is there");
-      active_ = false;
+    new_output_ = true;
+    if (std::any_of(plan_.outputs.begin(), plan_.outputs.end(),
+                    [this](const auto& made) { return made.name == name_; })) {
+      return false;
+    }
+    if (rules_.is_directory(name_ + kTemporary)) {
+      plan_.end = fmt::format("archive/{}{} cannot be created, a directory is there (message 102)",
+                              name_, kTemporary);
       return false;
     }
     active_ = true;
@@ -146,10 +146,8 @@ class Driver {
       keep_temporary("an input of it does not open: it is left to a later run");
     } else if (level_ == 'D' && abandoned_) {
       keep_temporary("its last input is abandoned: it is left to a later run");
-    } else if (rules_.is_input(name_)) {
-      keep_temporary("an input of the run has its name");
-    } else if (rules_.is_directory(name_)) {
-      keep_temporary("a directory has its name");
+    } else if (rules_.stands(name_)) {
+      keep_temporary("its name is taken, and what stands there is never replaced (message 111)");
     }
     plan_.outputs.push_back(output_);
   }

@@ -22,6 +22,7 @@ enum class InputFate : uint8_t {
   kDayLevel,     // a day archive by its header: passed over
   kAfterBroken,  // its day's archive was emptied by an input before it
   kBackward,     // its month lies before that of the output
+  kNameTaken,    // the run has finished an archive of that name already
 };
 
 struct PlannedOutput {
@@ -42,8 +43,8 @@ struct OutputPlan {
 };
 
 struct OutputRules {
-  std::function<bool(const std::string& name)> is_input;      // of this run, taken or not
-  std::function<bool(const std::string& name)> is_directory;  // something that no file replaces
+  std::function<bool(const std::string& name)> stands;        // there and not empty: not replaced
+  std::function<bool(const std::string& name)> is_directory;  // in the place of a temporary file
   std::function<bool(const std::string& name)> lacks_input;   // of the period of input `name`
 };
 

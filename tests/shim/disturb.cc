@@ -202,7 +202,8 @@ int open(const char* path, int flags, ...) {
   }
   va_list arguments;
   va_start(arguments, flags);
-  const int mode = (flags & O_CREAT) != 0 ? va_arg(arguments, int) : 0;
+  const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+  const int mode = creates ? va_arg(arguments, int) : 0;
   va_end(arguments);
   const long fd = syscall(SYS_openat, AT_FDCWD, path, flags, mode);
   NoteDescriptor(fd, path);
@@ -245,14 +246,24 @@ int fsync(int fd) {
   return static_cast<int>(syscall(SYS_fsync, fd));
 }
 
-int rename(const char* from, const char* to) noexcept {
+int renameat2(int from_at, const char* from, int to_at, const char* to, unsigned flags) noexcept {
   Point("rename");
   if (Fails("rename", to)) return -1;
-  const long result = syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0);
+  const long result = syscall(SYS_renameat2, from_at, from, to_at, to, flags);
   const int error = errno;
   if (result == 0) Note('n', to);
   errno = error;
   return static_cast<int>(result);
+}
+
+int rename(const char* from, const char* to) noexcept {
+  return renameat2(AT_FDCWD, from, AT_FDCWD, to, 0);
+}
+
+int linkat(int from_at, const char* from, int to_at, const char* to, int flags) noexcept {
+  Point("linkat");
+  if (Fails("linkat", to)) return -1;
+  return static_cast<int>(syscall(SYS_linkat, from_at, from, to_at, to, flags));
 }
 
 int unlink(const char* path) noexcept {

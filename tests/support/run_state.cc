@@ -16,6 +16,7 @@
 #include "archiver/runinfo.h"
 #include "archiver/segment.h"
 #include "engine/finfo.h"
+#include "engine/output_file.h"
 #include "engine/unarchived.h"
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
@@ -47,6 +48,7 @@ void ResetRunState() {
   lockfile_fd = -1;
   shmptr = nullptr;
   shmsize = 0;
+  ReleaseOutputFile();
   wfpath[0] = '\0';
   wfd = -1;
   rfd = -1;

@@ -1,0 +1,209 @@
+// The output in progress as a file: see the header.
+#include "engine/output_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "archiver/runinfo.h"
+#include "engine/finfo.h"
+
+volatile std::sig_atomic_t temporary_at_wfpath = 0;
+
+namespace {
+
+// Where the bytes are until the output is whole.
+enum class Place {
+  kAtPath,   // at wfpath, a temporary name
+  kUnnamed,  // nowhere in the file system
+  kBeside,   // at `beside`, in the directory of wfpath
+  kNode,     // at wfpath, which is a device, pipe or link
+};
+Place place = Place::kAtPath;
+std::string beside;
+
+constexpr int kMostNames = 1000;
+constexpr mode_t kMode = 0666;
+
+bool IsRegular(const char* path, struct stat* status) {
+  return ::lstat(path, status) == 0 && S_ISREG(status->st_mode);
+}
+
+void RemoveRegular(const char* path) {
+  struct stat status = {};
+  if (IsRegular(path, &status)) ::unlink(path);
+}
+
+std::string DirectoryOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "" : path.substr(0, slash + 1);
+}
+
+// Path of an open file, through which one without a name gets its first.
+std::string DescriptorPath(int fd) { return "/proc/self/fd/" + std::to_string(fd); }
+
+// A name beside the output that no selection and no removal takes for one of theirs.
+std::string NameBeside(int number) {
+  return DirectoryOf(wfpath) + ".Qelprfarc." + std::to_string(::getpid()) + "." +
+         std::to_string(number);
+}
+
+int OpenTemporary() {
+  temporary_at_wfpath = 1;
+  for (int i = 0; i < kMostNames; ++i) {
+    wfd = ::open(wfpath, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
+    if (wfd >= 0) return 0;
+    if (errno != EEXIST) break;
+    if (::unlink(wfpath) != 0 && errno != ENOENT) break;
+    errno = EEXIST;
+  }
+  temporary_at_wfpath = 0;
+  return errno;
+}
+
+// A pipe that nobody reads must not stop the run; one that is read is written at its reader's pace.
+int OpenNode() {
+  place = Place::kNode;
+  wfd = ::open(wfpath, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kMode);
+  if (wfd < 0) return errno;
+  const int flags = ::fcntl(wfd, F_GETFL);
+  if (flags != -1 && ::fcntl(wfd, F_SETFL, flags & ~O_NONBLOCK) == 0) return 0;
+  const int error = errno;
+  ::close(wfd);
+  wfd = -1;
+  return error;
+}
+
+int OpenBeside() {
+  place = Place::kBeside;
+  for (int i = 0; i < kMostNames; ++i) {
+    beside = NameBeside(i);
+    wfd = ::open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
+    if (wfd >= 0) return 0;
+    if (errno != EEXIST) break;
+  }
+  return errno;
+}
+
+int OpenUnnamed() {
+  const std::string directory = DirectoryOf(wfpath);
+  wfd =
+      ::open(directory.empty() ? "." : directory.c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, kMode);
+  if (wfd >= 0) {
+    place = Place::kUnnamed;
+    if (::access(DescriptorPath(wfd).c_str(), F_OK) == 0) return 0;
+    ::close(wfd);  // no /proc: it could never get a name
+    wfd = -1;
+    return OpenBeside();
+  }
+  const bool unknown = errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOSYS;
+  return unknown ? OpenBeside() : errno;
+}
+
+// The new file takes over owner and rights of the one that it replaces, as far as it may.
+void LikeBefore(const struct stat& before) {
+  struct stat status = {};
+  if (::fstat(wfd, &status) != 0) return;
+  const bool owned = status.st_uid == before.st_uid && status.st_gid == before.st_gid;
+  if (!owned && ::fchown(wfd, before.st_uid, before.st_gid) != 0) return;
+  if (status.st_mode != before.st_mode) static_cast<void>(::fchmod(wfd, before.st_mode & 07777));
+}
+
+int OpenManual() {
+  struct stat before = {};
+  if (::lstat(wfpath, &before) != 0) return errno == ENOENT ? OpenUnnamed() : errno;
+  if (!S_ISREG(before.st_mode)) return OpenNode();
+  // The file is replaced, not written; one that may not be written is not to be replaced either.
+  if (::access(wfpath, W_OK) != 0) return errno;
+  const int error = OpenUnnamed();
+  if (error == 0) LikeBefore(before);
+  return error;
+}
+
+// Something else than a regular file may have come to the path meanwhile.
+const char* RenameBeside() {
+  struct stat status = {};
+  const bool node = ::lstat(wfpath, &status) == 0 && !S_ISREG(status.st_mode);
+  if (node) errno = EEXIST;
+  return !node && ::rename(beside.c_str(), wfpath) == 0 ? nullptr : "rename";
+}
+
+// A link cannot replace a file, so what stands at the path is replaced by way of a second name.
+const char* NameUnnamed(int fd) {
+  const std::string unnamed = DescriptorPath(fd);
+  const auto link = [&](const char* path) {
+    return ::linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0;
+  };
+  if (link(wfpath)) return nullptr;
+  for (int i = 0; errno == EEXIST && i < kMostNames; ++i) {
+    beside = NameBeside(i);
+    if (!link(beside.c_str())) continue;
+    const char* const failed = RenameBeside();
+    if (failed == nullptr) return nullptr;
+    const int error = errno;
+    ::unlink(beside.c_str());
+    errno = error;
+    return failed;
+  }
+  return "linkat";
+}
+
+}  // namespace
+
+int CreateOutputFile() {
+  place = Place::kAtPath;
+  const int error = arcdelinfo.auto_flg != 0 ? OpenTemporary() : OpenManual();
+  if (error != 0) place = Place::kAtPath;
+  return error;
+}
+
+const char* CompleteOutputFile() {
+  // Closing can fail, so it comes before the name; the second descriptor keeps the file.
+  int kept = -1;
+  if (place == Place::kUnnamed) {
+    kept = ::fcntl(wfd, F_DUPFD_CLOEXEC, 0);
+    if (kept < 0) return "fcntl";
+  }
+  const int fd = wfd;
+  wfd = -1;
+  const char* failed = ::close(fd) == 0 ? nullptr : "close";
+  if (failed == nullptr && place == Place::kUnnamed) failed = NameUnnamed(kept);
+  if (failed == nullptr && place == Place::kBeside) failed = RenameBeside();
+  if (kept >= 0) {
+    const int error = errno;
+    ::close(kept);
+    errno = error;
+  }
+  return failed;
+}
+
+const char* RenameOutputFile(const char* from, const char* to) {
+  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return nullptr;
+  const bool unknown = errno == EINVAL || errno == ENOSYS;
+  if (errno != EEXIST && !unknown) return "rename";
+  struct stat status = {};
+  const bool stands = ::lstat(to, &status) == 0;
+  if (stands && !(S_ISREG(status.st_mode) && status.st_size == 0)) {
+    errno = EEXIST;
+    return "rename";
+  }
+  return ::rename(from, to) == 0 ? nullptr : "rename";
+}
+
+void DiscardOutputFile() {
+  if (wfd >= 0) ::close(wfd);
+  wfd = -1;
+  if (place == Place::kAtPath) RemoveRegular(wfpath);
+  if (place == Place::kBeside) RemoveRegular(beside.c_str());
+  ReleaseOutputFile();
+}
+
+void ReleaseOutputFile() {
+  temporary_at_wfpath = 0;
+  place = Place::kAtPath;
+}
