@@ -141,6 +141,54 @@ TEST_P(ArchiveProperty, LargeArraysMakeTheModelsArchives) {
   }
 }
 
+// The input without its structure records.
+InputFile WithoutStructure(const InputFile& input) {
+  const std::size_t header = input.bytes[3] < 0x19 ? 80 : 256;
+  model::Bytes kept = model::Slice(input.bytes, 0, header);
+  for (std::size_t at = header; at < input.bytes.size();) {
+    const std::size_t length = model::Get32(input.bytes, at + 8);
+    if (input.bytes[at] != 'C') model::Append(kept, model::Slice(input.bytes, at, length));
+    at += length;
+  }
+  return {input.name, kept};
+}
+
+// Inputs that go on with the structure record of one before, of their own array and revision or of
+// another: which is in force decides about every byte behind.
+std::vector<InputFile> WithFewerStructures(uint64_t seed, std::vector<InputFile> inputs) {
+  std::sort(inputs.begin(), inputs.end(), [](const InputFile& a, const InputFile& b) {
+    return model::SortKey(a.name) < model::SortKey(b.name);
+  });
+  for (std::size_t i = 1; i < inputs.size(); ++i) {
+    const bool same_array = inputs[i].name.substr(8) == inputs[i - 1].name.substr(8);
+    // Of another array most runs would end there.
+    if ((seed + i) % 2 == 0 && (same_array || seed % 4 == 0))
+      inputs[i] = WithoutStructure(inputs[i]);
+  }
+  return inputs;
+}
+
+TEST_P(ArchiveProperty, ConfigurationInForceIsTheModels) {
+  int days_made = 0;
+  for (int i = 1; i <= QuarterCount() && !HasFailure(); ++i) {
+    const auto seed = static_cast<uint64_t>(i);
+    SCOPED_TRACE(i);
+    const std::string zone = kZones[seed % std::size(kZones)];
+    const model::ScopedZone scope(zone);
+    CaseOptions options;
+    options.mixed_revisions = i % 3 == 0;
+    const std::vector<InputFile> logs =
+        model::MakeRandomLogs(seed, static_cast<uint8_t>(GetParam()), options);
+    CheckRun(QELPRFARC_PATH, WithFewerStructures(seed, logs), {}, zone, "hour archives");
+    const RunResult hours = model::RunArchiver(logs, {});
+    if (hours.files.empty()) continue;
+    const RunResult days = CheckRun(QELPRFARC_PATH, WithFewerStructures(seed, AsInputs(hours)), {},
+                                    zone, "day archives");
+    days_made += days.status == 0 ? 1 : 0;
+  }
+  EXPECT_GT(days_made, 0);
+}
+
 // "-noperiod" comes with "-ext", which writes the trace file below the prefix; so the program's
 // twin with a prefix of the tests' own is run.
 class PrefixArchiveProperty : public testing::TestWithParam<int> {};
@@ -161,6 +209,8 @@ TEST_P(PrefixArchiveProperty, RunsWithoutPeriodsAreTheModels) {
     const RunResult days =
         CheckRun(QELPRFARC_TEST_PATH, inputs, options, zone, "day archives without periods");
     if (days.files.empty()) continue;
+    CheckRun(QELPRFARC_TEST_PATH, WithFewerStructures(static_cast<uint64_t>(seed), inputs), options,
+             zone, "fewer structure records");
     // A day archive among the inputs is passed over silently or refused, by its revision.
     inputs.insert(inputs.begin(), {"29990101other.psa", days.files.begin()->second});
     CheckRun(QELPRFARC_TEST_PATH, inputs, options, zone, "a day archive among the inputs");

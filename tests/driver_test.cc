@@ -170,7 +170,7 @@ TEST_F(DriverTest, NoperiodPutsEverythingIntoOneOutput) {
                 .status,
             kReturned);
   EXPECT_THAT(Outputs(), ElementsAre("202403A.psa"));
-  EXPECT_EQ(Tags(Output("202403A.psa")), "HDR CON STA STA STA");
+  EXPECT_EQ(Tags(Output("202403A.psa")), "HDR CON STA CON STA CON STA");
 }
 
 TEST_F(DriverTest, MonthBeforeTheOutputsEndsTheRun) {

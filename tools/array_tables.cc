@@ -177,7 +177,7 @@ bool ReadTables(const PslHeader& header, std::span<const uint8_t> record, Record
   }
   const uint32_t basic_at = Load32(record.data() + kAtFirstSlot + kOffsetAt);
   const auto basic = Carve(record, basic_at, kBasicSize);
-  if (basic_at < kRecordHeaderSize || basic.empty()) {
+  if (basic.empty()) {
     return report.Error("basic-bounds", kAtFirstSlot + kOffsetAt, "basic information, offset",
                         fmt::format("{} bytes at {} are not in the record", kBasicSize, basic_at));
   }

@@ -44,12 +44,17 @@ std::optional<InputName> NameOfInput(const std::string& path) {
   return name;
 }
 
+std::string_view ArrayInOrder(const std::string& path) {
+  const std::string_view day = DayPart(BaseNameOf(path));
+  return day.substr(std::min(day.size(), kDateDigits));
+}
+
 std::string SortKeyOf(const std::string& path) {
   const std::string_view base = BaseNameOf(path);
   const std::string_view day = DayPart(base);
   const std::string_view stem = base.substr(0, base.rfind('.'));
   const std::string_view date = day.substr(0, kDateDigits);
-  const std::string_view array = day.substr(std::min(day.size(), kDateDigits));
+  const std::string_view array = ArrayInOrder(path);
   const std::string_view sequence =
       stem.size() > day.size() ? stem.substr(day.size()) : std::string_view("#001");
   return fmt::format("{}{}{}", array, date, sequence);

@@ -20,6 +20,9 @@ struct InputName {
 // short, or without an extension.
 std::optional<InputName> NameOfInput(const std::string& path);
 
+// The array of a name as the order of the inputs has it.
+std::string_view ArrayInOrder(const std::string& path);
+
 // What the archiver sorts by: array, date, sequence.
 std::string SortKeyOf(const std::string& path);
 void SortInputs(std::vector<std::string>& paths);

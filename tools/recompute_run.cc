@@ -79,6 +79,7 @@ class Run {
     if (rules_.level == 'D' && active_ && !Join(before)) return;
     const bool first = Provide();
     last_input_ = path;
+    KeepTablesOf(path);
     listener_.InputJoins(reader);
     const uint32_t header_time = record_time_;
     if (TakeRecords()) {
@@ -91,6 +92,18 @@ class Run {
     in_period_ = false;
     continued_ = true;
     next_day_ = false;
+  }
+
+  // The tables are those of one array in one revision.
+  void KeepTablesOf(const std::string& path) {
+    const uint8_t revision = reader_->header().revision;
+    const std::string array(ArrayInOrder(path));
+    if (array != tables_array_ || revision != tables_revision_) {
+      sums_.Drop();
+      counts_ = StructureCounts();
+    }
+    tables_array_ = array;
+    tables_revision_ = revision;
   }
 
   const RevisionLayout& layout() const { return LayoutOf(reader_->header().revision); }
@@ -152,6 +165,8 @@ class Run {
     } else {
       sequel_ = 1;
       pairs_known_ = false;
+      // Which optional items there are stays known, their numbers do not.
+      for (uint16_t& item : counts_.items) item &= kBasicPresent;
     }
     active_ = true;
     abandoned_ = false;
@@ -212,7 +227,7 @@ class Run {
     const std::span<const uint8_t> record = reader_->record();
     if (record.size() < layout().row.record_head) return false;
     const uint32_t at = Load32(record.data() + kAtFirstSlot + 4);
-    return at >= kRecordHeaderSize && !Carve(record, at, kBasicSize).empty();
+    return !Carve(record, at, kBasicSize).empty();
   }
 
   bool TakeStructure() {
@@ -251,10 +266,6 @@ class Run {
   bool TakeStatistics() {
     const std::span<const uint8_t> record = reader_->record();
     const PslHeader& header = reader_->header();
-    if (counts_.held && counts_.revision != header.revision) {
-      sums_.Drop();
-      counts_ = StructureCounts();
-    }
     FoundTables found;
     if (!IsSound([&](RecordReport& report) {
           return CheckStatistics(header, record, report, sums_.tables(), found);
@@ -294,6 +305,8 @@ class Run {
   StructureCounts counts_;            // of the structure record in force
   std::vector<uint8_t> last_header_;  // of the output, or of an input that joined it
   std::string last_input_;
+  std::string tables_array_;  // of the input read last, and its revision
+  uint8_t tables_revision_ = 0;
   unsigned sequel_ = 1;
   uint8_t output_revision_ = 0;
   uint32_t record_time_ = 0;

@@ -6,6 +6,7 @@ namespace model {
 namespace {
 
 constexpr std::size_t kHpSlotFrom1D = 48;
+constexpr std::size_t kBasicSize = 112;
 
 std::size_t FindPlain(const std::vector<Bytes>& keys, const Bytes& key) {
   for (std::size_t i = 0; i < keys.size(); ++i) {
@@ -74,6 +75,7 @@ void HoldStructure(ArchiveState& state, const Structure& structure) {
   state.structure = structure;
   state.structure_held = true;
   state.structure_in_output = true;
+  state.counts_forgotten = false;
   state.keys.clear();
   state.slots.clear();
   state.caches.clear();
@@ -100,6 +102,23 @@ void HoldStructure(ArchiveState& state, const Structure& structure) {
   state.ld_cp_count = structure.has_ld_cp() ? structure.ld_cp_count() : 0;
   state.pool_cp_count = structure.has_pool_cp() ? structure.pool_cp_count() : 0;
   state.cab_count = structure.has_cab() ? structure.cab_count() : 0;
+}
+
+void HoldNothing(ArchiveState& state) {
+  state.structure_held = false;
+  state.structure = Structure();
+  state.structure.revision = state.revision;
+  state.structure.basic.assign(kBasicSize, 0);
+  state.keys.clear();
+  state.slots.clear();
+  state.caches.clear();
+  state.hp_from_statistics = false;
+  state.hp_built = false;
+  state.hp_node_built = false;
+  for (ItemBlock* block :
+       {&state.conc, &state.ld_cp, &state.pool_cp, &state.wait_time, &state.cab}) {
+    *block = ItemBlock();
+  }
 }
 
 void DropBuiltSets(ArchiveState& state) {

@@ -63,6 +63,7 @@ struct ArchiveState {
   // Structure.
   bool structure_held = false;
   bool structure_in_output = false;  // the output in progress holds a structure record
+  bool counts_forgotten = false;  // of optional items: the output began behind the structure record
   Structure structure;
   std::map<Kind, std::vector<Bytes>> keys;  // of the configured resources, in order
   std::map<Kind, std::vector<Slot>> slots;
@@ -98,6 +99,9 @@ std::size_t FindResource(ArchiveState& state, const KindRule& rule, const Bytes&
 
 /// Makes tables, slots and blocks anew from a structure record.
 void HoldStructure(ArchiveState& state, const Structure& structure);
+
+/// Before the files of an array in a revision: nothing that an earlier record said is held.
+void HoldNothing(ArchiveState& state);
 
 /// Drops the sets that were built from statistics records.
 void DropBuiltSets(ArchiveState& state);

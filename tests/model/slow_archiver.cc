@@ -41,6 +41,12 @@ std::string DayPrefix(const std::string& name) {
   return name.substr(0, hash != std::string::npos ? hash : name.rfind('.'));
 }
 
+// The array as the order of the inputs sees it.
+std::string SortedArray(const std::string& name) {
+  const std::string prefix = DayPrefix(name);
+  return prefix.size() > 8 ? prefix.substr(8) : std::string();
+}
+
 std::string SequelName(const std::string& name) {
   const std::size_t hash = name.find('#');
   if (hash != std::string::npos) {
@@ -116,6 +122,7 @@ class Run {
       state_.ld_cp_count = 0;
       state_.pool_cp_count = 0;
       state_.cab_count = 0;
+      state_.counts_forgotten = true;
       array_ = ArrayName(input.name);
       OpenOutput(OutputName(), input);
     } else if ((state_.period & kContinues) != 0 && previous_revision != 0 &&
@@ -124,6 +131,11 @@ class Run {
       state_.period = kNewOutput;
       OpenOutput(SequelName(output_name_), input);
     }
+    // What is known of the resources is known of one array, in one revision.
+    const std::string sorted_array = SortedArray(input.name);
+    if (sorted_array != sorted_array_ || state_.revision != held_revision_) HoldNothing(state_);
+    sorted_array_ = sorted_array;
+    held_revision_ = state_.revision;
     Records(input.bytes);
     WritePending(state_.revision);
     if (state_.output_level == 'D' || same_day_next) {
@@ -322,9 +334,10 @@ class Run {
     if (state_.output_level == 'D' && continuation && (state_.period & kContinues) != 0) {
       if ((state_.period & kNextDay) == 0) {
         continuation = false;
-      } else if (!state_.structure_in_output || !SameCounts(state_.structure, next)) {
+      } else if (!state_.structure_held ||
+                 !SameCounts(state_.structure, next, state_.counts_forgotten)) {
         continuation = false;
-      } else if (!next.has_wait_time()) {
+      } else if (state_.structure_in_output && !next.has_wait_time()) {
         DropBuiltSets(state_);
         return;
       }
@@ -361,6 +374,8 @@ class Run {
   Bytes header_;          // the last one read
   Bytes written_header_;  // the last one written, or taken for written by the day tests
   std::string array_;
+  std::string sorted_array_;  // of the input read last, and its revision
+  int held_revision_ = 0;
   std::string output_name_;
   bool output_open_ = false;
   uint32_t current_time_ = 0;

@@ -123,6 +123,9 @@ void CheckStatistics(ArchiveState& state, const Bytes& record) {
   for (const KindRule& rule : RulesOf(state.revision, record)) {
     const Descriptor section = ReadDescriptor(record, rule.slot);
     state.first_fields[rule.slot] = section.first;
+    if (!state.structure_held && section.count != 0 && section.offset != 0) {
+      throw BrokenRecord("entries without a structure record");
+    }
     if (!CountMatches(state, rule, section.count)) {
       throw BrokenRecord("section count differs from the structure");
     }

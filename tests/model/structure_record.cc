@@ -167,16 +167,19 @@ Bytes WriteStructure(const Structure& structure, bool continuation) {
   return record;
 }
 
-bool SameCounts(const Structure& held, const Structure& next) {
+bool SameCounts(const Structure& held, const Structure& next, bool no_numbers) {
   if (HasSlot104(next.revision) && held.count(104) != next.count(104)) return false;
   for (const ListRule& rule : ListRules(next.revision)) {
     if (held.count(rule.slot) != next.count(rule.slot)) return false;
   }
-  return SameOptional(held.has_conc(), held.conc_count(), next.has_conc(), next.conc_count()) &&
-         SameOptional(held.has_ld_cp(), held.ld_cp_count(), next.has_ld_cp(), next.ld_cp_count()) &&
-         SameOptional(held.has_pool_cp(), held.pool_cp_count(), next.has_pool_cp(),
+  const auto number = [&](uint16_t of_held) { return no_numbers ? uint16_t{0} : of_held; };
+  return SameOptional(held.has_conc(), number(held.conc_count()), next.has_conc(),
+                      next.conc_count()) &&
+         SameOptional(held.has_ld_cp(), number(held.ld_cp_count()), next.has_ld_cp(),
+                      next.ld_cp_count()) &&
+         SameOptional(held.has_pool_cp(), number(held.pool_cp_count()), next.has_pool_cp(),
                       next.pool_cp_count()) &&
-         SameOptional(held.has_cab(), held.cab_count(), next.has_cab(), next.cab_count());
+         SameOptional(held.has_cab(), number(held.cab_count()), next.has_cab(), next.cab_count());
 }
 
 }  // namespace model

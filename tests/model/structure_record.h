@@ -76,8 +76,9 @@ Structure ReadStructure(const Bytes& record, int revision);
 /// The record that goes to the archive.
 Bytes WriteStructure(const Structure& structure, bool continuation);
 
-/// The comparison of the skip rule: every count of `next` equals the held one.
-bool SameCounts(const Structure& held, const Structure& next);
+/// The comparison of the skip rule: every count of `next` equals the held one. `no_numbers`: of the
+/// optional items it is only known which of them were there, their numbers count as 0.
+bool SameCounts(const Structure& held, const Structure& next, bool no_numbers);
 
 }  // namespace model
 

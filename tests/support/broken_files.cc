@@ -142,10 +142,6 @@ void AddStructures(Maker& maker) {
               SetU32(b, 20, static_cast<uint32_t>(b.size() - 111));
               return size_t{20};
             }));
-  maker.Add("BasicInformationInRecordHeader", "basic-bounds", InStructure([](Bytes& b) {
-              SetU32(b, 20, 11);
-              return size_t{20};
-            }));
   maker.Add("ListWithoutOffset", "list-offset", InStructure([](Bytes& b) {
               SetU32(b, kPd + 4, 0);
               return kPd + 4;
