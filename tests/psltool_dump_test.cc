@@ -25,22 +25,26 @@ TEST(PsltoolDump, CsvOfLogicalDisks) {
       Dump(dir.Path("x.psl"), {"--kind", "ld", "--format", "csv", "--utc"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
-  EXPECT_EQ(result.out,
-            "time,stamp,kind,key,status,interval_ms,valid,compact,busy_pct,busy_pct_max,sticky,"
-            "g1_ops,g1_ops_per_s,g1_first_mean,g1_max,g1_second_mean,g1_kvolume_per_s,"
-            "g1_ops_per_s_max,"
-            "g2_ops,g2_ops_per_s,g2_first_mean,g2_max,g2_second_mean,g2_kvolume_per_s,"
-            "g2_ops_per_s_max,"
-            "g3_ops,g3_ops_per_s,g3_first_mean,g3_max,g3_second_mean,g3_kvolume_per_s,"
-            "g4_ops,g4_ops_per_s,g4_first_mean,g4_max,g4_second_mean,g4_kvolume_per_s,"
-            "g5_ops,g5_ops_per_s,g5_first_mean,g5_max,g5_second_mean,g5_kvolume_per_s\n"
-            "2024-01-01T00:59:00Z,1704070740,ld,258,9,3600000,true,false,36,81,true,"
-            "4096,1.1377777777777778,0,0,0,0,1.5,7200,2,450,9000,4096,8,4,"
-            "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0\n"
-            "2024-01-01T00:59:00Z,1704070740,ld,7,1,1800000,true,true,,,false,"
-            "0,0,,,,0,0,0,0,,,,0,0,0,0,,,,0,0,0,,,,0,0,0,,,,0\n"
-            "2024-01-01T00:59:00Z,1704070740,ld,8,9,3600000,false,false,,,true,"
-            ",,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,\n");
+  EXPECT_EQ(
+      result.out,
+      "time,stamp,begin,end,kind,key,status,interval_ms,valid,compact,busy_pct,busy_pct_max,sticky,"
+      "g1_ops,g1_ops_per_s,g1_first_mean,g1_max,g1_second_mean,g1_kvolume_per_s,"
+      "g1_ops_per_s_max,"
+      "g2_ops,g2_ops_per_s,g2_first_mean,g2_max,g2_second_mean,g2_kvolume_per_s,"
+      "g2_ops_per_s_max,"
+      "g3_ops,g3_ops_per_s,g3_first_mean,g3_max,g3_second_mean,g3_kvolume_per_s,"
+      "g4_ops,g4_ops_per_s,g4_first_mean,g4_max,g4_second_mean,g4_kvolume_per_s,"
+      "g5_ops,g5_ops_per_s,g5_first_mean,g5_max,g5_second_mean,g5_kvolume_per_s\n"
+      "2024-01-01T00:59:00Z,1704070740,2024-01-01T00:00:00Z,2024-01-01T00:59:00Z,ld,258,9,3600000,"
+      "true,false,36,81,true,"
+      "4096,1.1377777777777778,0,0,0,0,1.5,7200,2,450,9000,4096,8,4,"
+      "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0\n"
+      "2024-01-01T00:59:00Z,1704070740,2024-01-01T00:00:00Z,2024-01-01T00:59:00Z,ld,7,1,1800000,"
+      "true,true,,,false,"
+      "0,0,,,,0,0,0,0,,,,0,0,0,0,,,,0,0,0,,,,0,0,0,,,,0\n"
+      "2024-01-01T00:59:00Z,1704070740,2024-01-01T00:00:00Z,2024-01-01T00:59:00Z,ld,8,9,3600000,"
+      "false,false,,,true,"
+      ",,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,\n");
 }
 
 TEST(PsltoolDump, JsonLinesWithRawWords) {

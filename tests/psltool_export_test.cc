@@ -44,14 +44,14 @@ std::vector<TidyRow> RowsOfCsv(const std::string& text) {
   std::istringstream stream(text);
   std::string line;
   std::getline(stream, line);
-  EXPECT_EQ(line, "time,array,kind,key,metric,statistic,value,unit,level");
+  EXPECT_EQ(line, "time,array,kind,key,metric,statistic,value,unit,level,begin,end");
   while (std::getline(stream, line)) {
     std::vector<std::string> cells;
     std::istringstream parts(line);
     for (std::string cell; std::getline(parts, cell, ',');) cells.push_back(cell);
-    if (cells.size() != 9) throw std::runtime_error("cells: " + line);
+    if (cells.size() != 11) throw std::runtime_error("cells: " + line);
     rows.push_back({cells[0], 0, cells[1], cells[2], cells[3], cells[4], cells[5],
-                    std::stod(cells[6]), cells[7], cells[8]});
+                    std::stod(cells[6]), cells[7], cells[8], cells[9], cells[10]});
   }
   return rows;
 }
@@ -62,7 +62,8 @@ std::vector<TidyRow> RowsOfJson(const std::string& text) {
   for (std::string line; std::getline(stream, line);) {
     const auto row = nlohmann::json::parse(line);
     rows.push_back({row["time"], 0, row["array"], row["kind"], row["key"], row["metric"],
-                    row["statistic"], row["value"], row["unit"], row["level"]});
+                    row["statistic"], row["value"], row["unit"], row["level"], row["begin"],
+                    row["end"]});
   }
   return rows;
 }
@@ -101,12 +102,15 @@ std::vector<TidyRow> RowsOfDatabase(const std::string& path, const std::string& 
   for (const auto& cells :
        Ask(path,
            "SELECT strftime('%Y-%m-%dT%H:%M:%SZ', stamp, 'unixepoch'), series.array, kind, key, "
-           "metric, statistic, printf('%!.17g', value), unit, series.level FROM samples "
-           "JOIN series ON series.id = series JOIN files ON files.id = file "
+           "metric, statistic, printf('%!.17g', value), unit, series.level, "
+           "strftime('%Y-%m-%dT%H:%M:%SZ', begin, 'unixepoch'), "
+           "strftime('%Y-%m-%dT%H:%M:%SZ', end, 'unixepoch') FROM samples "
+           "JOIN series ON series.id = series JOIN files ON files.id = samples.file "
+           "JOIN periods ON periods.file = samples.file AND periods.stamp = samples.stamp "
            "WHERE files.name = '" +
                file + "' ORDER BY samples.rowid")) {
     rows.push_back({cells[0], 0, cells[1], cells[2], cells[3], cells[4], cells[5],
-                    std::stod(cells[6]), cells[7], cells[8]});
+                    std::stod(cells[6]), cells[7], cells[8], cells[9], cells[10]});
   }
   return rows;
 }

@@ -13,6 +13,7 @@
 #include "tools/check_items.h"
 #include "tools/check_statistics.h"
 #include "tools/kind_names.h"
+#include "tools/record_period.h"
 #include "tools/report.h"
 #include "tools/show_history.h"
 
@@ -27,7 +28,7 @@ struct Plan {
 class Dumper {
  public:
   Dumper(const DumpWishes& wishes, PslReader& reader, DumpWriter& writer)
-      : wishes_(wishes), reader_(reader), writer_(writer) {}
+      : wishes_(wishes), reader_(reader), writer_(writer), periods_(wishes.path, wishes.zone) {}
 
   bool IsWanted(Kind kind) const {
     return wishes_.kinds.empty() ||
@@ -71,9 +72,9 @@ class Dumper {
   bool Take() {
     if (reader_.tag() == "CON") return reader_.Load() && TakeStructure();
     if (reader_.tag() != "STA") return true;
-    stamp_ = Load32(reader_.record().data() + kAtTime);
-    if (wishes_.from && stamp_ < *wishes_.from) return true;
-    if (wishes_.to && stamp_ > *wishes_.to) return true;
+    const uint32_t stamp = Load32(reader_.record().data() + kAtTime);
+    period_ = periods_.Of(reader_.position(), stamp);
+    if (!LiesIn(period_, wishes_.from, wishes_.to, wishes_.zone)) return true;
     ++count_.records;
     return reader_.Load() && TakeStatistics();
   }
@@ -178,7 +179,7 @@ class Dumper {
                        if (!HasKey(form, entry)) return;
                        ++count_.entries;
                        fields.Decode({entry, words, key_count, reader_.position() + at}, values_);
-                       writer_.Put({stamp_, WordOfKind(row.kind), fields.columns(), values_});
+                       writer_.Put({period_, WordOfKind(row.kind), fields.columns(), values_});
                      });
     if (whole) return true;
     const bool outside = place.offset > record.size();
@@ -218,7 +219,7 @@ class Dumper {
       if (wishes_.key && fields.KeyOf(element) != *wishes_.key) continue;
       ++count_.entries;
       fields.Decode({item, element, reader_.position() + at + first + from}, values_);
-      writer_.Put({stamp_, WordOfKind(row->kind), fields.columns(), values_});
+      writer_.Put({period_, WordOfKind(row->kind), fields.columns(), values_});
     }
     return true;
   }
@@ -230,7 +231,8 @@ class Dumper {
   std::array<std::unique_ptr<ElementFields>, kKinds> items_;
   std::optional<ResourceKey> key_;
   ArrayTables tables_;
-  uint32_t stamp_ = 0;
+  FilePeriods periods_;
+  RecordPeriod period_;  // of the record at hand
   DumpCount count_;
   std::vector<Value> values_;
 };

@@ -10,13 +10,16 @@
 #include "tools/dump_writers.h"
 #include "tools/finding.h"
 #include "tools/progress.h"
+#include "tools/time_text.h"
 
 struct DumpWishes {
   std::string path;
   std::vector<Kind> kinds;         // empty: all that the file's revision has
   std::optional<std::string> key;  // only with one kind
-  std::optional<uint32_t> from;    // stamps of records, inclusive
+  // Records whose period lies in this span, both seconds included; see record_period.h.
+  std::optional<uint32_t> from;
   std::optional<uint32_t> to;
+  Zone zone = Zone::kLocal;  // of the days of day archives
   bool raw = false;
 };
 

@@ -59,6 +59,7 @@ void AddLabelsOption(CLI::App& command, std::string& path) {
 
 bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& wishes) {
   const std::string name = command;
+  wishes.zone = options.zone();
   for (const std::string& word : options.kinds) wishes.kinds.push_back(KindOfWord(word));
   if (!TakeTime(name + " --from", options.from, options.zone(), false, wishes.from) ||
       !TakeTime(name + " --to", options.to, options.zone(), true, wishes.to)) {

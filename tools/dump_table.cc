@@ -82,7 +82,11 @@ class TableWriter : public DumpWriter {
   TableWriter(TextOut& out, Zone zone, FileLabels labels, bool wide)
       : out_(out), zone_(zone), labels_(std::move(labels)), wide_(wide) {}
 
-  void Open(const PslHeader& header) override { labels_.Open(header.level); }
+  void Open(const PslHeader& header) override {
+    labels_.Open(header.level);
+    time_head_ = PeriodHead(header.level, zone_);
+    time_width_ = header.level == 'L' ? TimeText(0, zone_).size() : kPeriodWidth;
+  }
   void Start(const std::vector<const std::vector<Column>*>&) override {}
 
   void Put(const DumpedEntry& entry) override {
@@ -90,7 +94,8 @@ class TableWriter : public DumpWriter {
     if (&table != current_ || rows_.size() == kBlock) Finish();
     current_ = &table;
     Row row;
-    row.time = TimeText(entry.stamp, zone_);
+    row.time = times_.Of(entry.period,
+                         [this](const RecordPeriod& period) { return PeriodText(period, zone_); });
     row.label = labels_.OfResource(entry.kind, std::get<std::string>(entry.values.front()));
     for (size_t i = 0; i < entry.values.size(); ++i) {
       row.texts.push_back(CellText(entry.columns[i], entry.values[i]));
@@ -165,7 +170,7 @@ class TableWriter : public DumpWriter {
       cell.width = width;
     }
     if (!table.dirty) return;
-    size_t used = TimeWidth() + 1 + KindWidth(table);
+    size_t used = time_width_ + 1 + KindWidth(table);
     if (table.groups != 0) used += 1 + table.group_width;
     std::vector<Cell*> cells;
     for (Cell& cell : table.cells) cells.push_back(&cell);
@@ -177,13 +182,10 @@ class TableWriter : public DumpWriter {
     }
   }
 
-  size_t TimeWidth() const { return TimeText(0, zone_).size(); }
-
   void PutHead(const Table& table) {
     if (printed_ != nullptr) out_.Put("\n");
     std::string line =
-        fmt::format("{:<{}} {:<{}}", zone_ == Zone::kUtc ? "time (UTC)" : "time (local)",
-                    TimeWidth(), "kind", KindWidth(table));
+        fmt::format("{:<{}} {:<{}}", time_head_, time_width_, "kind", KindWidth(table));
     const auto put = [&](const Cell& cell) {
       if (!cell.shown) return;
       line += cell.at.empty() ? fmt::format(" {:<{}}", cell.head, cell.width)
@@ -197,7 +199,8 @@ class TableWriter : public DumpWriter {
   }
 
   void PutRow(const Table& table, const Row& row) {
-    const std::string start = fmt::format("{} {:<{}}", row.time, table.kind, KindWidth(table));
+    const std::string start =
+        fmt::format("{:<{}} {:<{}}", row.time, time_width_, table.kind, KindWidth(table));
     for (size_t group = table.groups == 0 ? 0 : 1; group <= table.groups; ++group) {
       const bool first = group <= 1;
       std::string line = first ? start : std::string(start.size(), ' ');
@@ -245,6 +248,9 @@ class TableWriter : public DumpWriter {
   Zone zone_;
   FileLabels labels_;
   bool wide_;
+  std::string time_head_;
+  size_t time_width_ = 0;
+  PeriodCache times_;
   std::map<const std::vector<Column>*, Table> tables_;
   Table* current_ = nullptr;        // of the rows at hand
   const Table* printed_ = nullptr;  // whose head stands above

@@ -35,7 +35,7 @@ class CsvWriter : public DumpWriter {
         }
       }
     }
-    out_.Put("time,stamp,kind");
+    out_.Put("time,stamp,begin,end,kind");
     for (const std::string& name : names_) out_.Print(",{}", name);
     if (!labels_.empty()) out_.Put(",name");
     for (const size_t group : groups_) out_.Print(",g{}_name", group);
@@ -46,7 +46,11 @@ class CsvWriter : public DumpWriter {
     const std::vector<size_t>& places = PlacesOf(entry.columns);
     cells_.assign(names_.size(), std::string());
     for (size_t i = 0; i < entry.values.size(); ++i) cells_[places[i]] = PlainText(entry.values[i]);
-    out_.Print("{},{},{}", IsoTimeText(entry.stamp, zone_), entry.stamp, entry.kind);
+    const auto make = [this](const RecordPeriod& period) {
+      return fmt::format("{},{},{},{}", IsoTimeText(period.stamp, zone_), period.stamp,
+                         IsoTimeText(period.begin, zone_), IsoTimeText(period.end, zone_));
+    };
+    out_.Print("{},{}", times_.Of(entry.period, make), entry.kind);
     for (const std::string& cell : cells_) {
       out_.Put(",");
       out_.Put(cell);
@@ -78,6 +82,7 @@ class CsvWriter : public DumpWriter {
   std::map<std::string, size_t> places_;
   std::map<const std::vector<Column>*, std::vector<size_t>> columns_;
   std::vector<std::string> cells_;
+  PeriodCache times_;
 };
 
 class JsonLinesWriter : public DumpWriter {
@@ -89,8 +94,12 @@ class JsonLinesWriter : public DumpWriter {
   void Start(const std::vector<const std::vector<Column>*>&) override {}
 
   void Put(const DumpedEntry& entry) override {
-    out_.Print(R"({{"time":"{}","stamp":{},"kind":"{}")", IsoTimeText(entry.stamp, zone_),
-               entry.stamp, entry.kind);
+    const auto make = [this](const RecordPeriod& period) {
+      return fmt::format(R"("time":"{}","stamp":{},"begin":"{}","end":"{}")",
+                         IsoTimeText(period.stamp, zone_), period.stamp,
+                         IsoTimeText(period.begin, zone_), IsoTimeText(period.end, zone_));
+    };
+    out_.Print(R"({{{},"kind":"{}")", times_.Of(entry.period, make), entry.kind);
     for (size_t i = 0; i < entry.values.size(); ++i) {
       const Value& value = entry.values[i];
       if (std::holds_alternative<std::monostate>(value)) {
@@ -121,6 +130,7 @@ class JsonLinesWriter : public DumpWriter {
   TextOut& out_;
   Zone zone_;
   FileLabels labels_;
+  PeriodCache times_;
 };
 
 }  // namespace

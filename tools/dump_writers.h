@@ -2,20 +2,38 @@
 // one JSON object per line for programs. Each writes an entry as soon as it gets it.
 #pragma once
 
+#include <array>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "tools/entry_fields.h"
 #include "tools/labels.h"
+#include "tools/record_period.h"
 #include "tools/text_out.h"
 #include "tools/time_text.h"
 
 struct DumpedEntry {
-  uint32_t stamp;  // of its record
+  const RecordPeriod& period;  // of its record
   const char* kind;
   const std::vector<Column>& columns;
   const std::vector<Value>& values;
+};
+
+// Times of a record as text, made once for all of its entries.
+class PeriodCache {
+ public:
+  template <class Make>
+  const std::string& Of(const RecordPeriod& period, Make make) {
+    const std::array<uint32_t, 3> times = {period.stamp, period.begin, period.end};
+    if (text_.empty() || times != times_) text_ = make(period);
+    times_ = times;
+    return text_;
+  }
+
+ private:
+  std::array<uint32_t, 3> times_ = {};
+  std::string text_;
 };
 
 class DumpWriter {

@@ -41,7 +41,9 @@ class Exporter::Writer : public DumpWriter {
     for (const ExportColumn& column : columns_.at(&entry.columns)) {
       const Value& value = entry.values[column.at];
       if (std::holds_alternative<std::monostate>(value)) continue;
-      if (exporter_.sink_.Put({entry.stamp, resource, entry.kind, key, column, value})) continue;
+      if (exporter_.sink_.Put(
+              {entry.period.stamp, entry.period, resource, entry.kind, key, column, value}))
+        continue;
       exporter_.failed_ = true;
       return;
     }

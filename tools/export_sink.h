@@ -7,6 +7,7 @@
 
 #include "tools/export_columns.h"
 #include "tools/psl_reader.h"
+#include "tools/record_period.h"
 #include "tools/text_out.h"
 #include "tools/time_text.h"
 
@@ -21,7 +22,8 @@ struct ExportFile {
 
 struct ExportRow {
   uint32_t stamp;
-  uint32_t resource;  // number of array, level, kind and key, the same in all files
+  const RecordPeriod& period;  // of the record
+  uint32_t resource;           // number of array, level, kind and key, the same in all files
   const char* kind;
   const std::string& key;
   const ExportColumn& column;

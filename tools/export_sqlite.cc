@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <unordered_map>
 
 #include "tools/export_sink.h"
@@ -17,7 +19,7 @@
 namespace {
 
 constexpr int kApplication = 0x50534C31;  // "PSL1"; tells our databases from others
-constexpr int kSchemaVersion = 1;
+constexpr int kSchemaVersion = 2;
 
 constexpr const char* kSchema = R"(
 CREATE TABLE files (
@@ -50,12 +52,22 @@ CREATE TABLE samples (
   stamp INTEGER NOT NULL,
   value REAL NOT NULL
 );
+CREATE TABLE periods (
+  file INTEGER NOT NULL REFERENCES files (id),
+  stamp INTEGER NOT NULL,
+  begin INTEGER NOT NULL,
+  end INTEGER NOT NULL,
+  PRIMARY KEY (file, stamp)
+) WITHOUT ROWID;
 CREATE INDEX series_by_metric ON series (metric, statistic);
 CREATE VIEW tidy AS
   SELECT strftime('%Y-%m-%dT%H:%M:%SZ', samples.stamp, 'unixepoch') AS time, series.array,
          series.kind, series.key, series.metric, series.statistic, samples.value, series.unit,
-         series.level, samples.stamp, files.name AS file
-  FROM samples JOIN series ON series.id = samples.series JOIN files ON files.id = samples.file;
+         series.level, samples.stamp, files.name AS file,
+         strftime('%Y-%m-%dT%H:%M:%SZ', periods.begin, 'unixepoch') AS begin,
+         strftime('%Y-%m-%dT%H:%M:%SZ', periods.end, 'unixepoch') AS end
+  FROM samples JOIN series ON series.id = samples.series JOIN files ON files.id = samples.file
+       JOIN periods ON periods.file = samples.file AND periods.stamp = samples.stamp;
 )";
 
 // Made when a new database is filled: sorting once is much faster than keeping the order.
@@ -67,6 +79,11 @@ constexpr const char* kSampleIndex =
 constexpr const char* kRemoveSamples =
     "DELETE FROM samples WHERE id BETWEEN (SELECT first_sample FROM files WHERE id = ?1) "
     "AND (SELECT last_sample FROM files WHERE id = ?1)";
+constexpr const char* kRemovePeriods = "DELETE FROM periods WHERE file = ?1";
+// Two records of one stamp, a period cut in two at one second, have one row.
+constexpr const char* kPutPeriod =
+    "INSERT INTO periods (file, stamp, begin, end) VALUES (?1, ?2, ?3, ?4) "
+    "ON CONFLICT (file, stamp) DO UPDATE SET begin = min(begin, ?3), end = max(end, ?4)";
 constexpr const char* kEndFile =
     "UPDATE files SET complete = ?1, trouble = ?2, first_sample = ?4, "
     "last_sample = (SELECT max(id) FROM samples) WHERE id = ?3";
@@ -82,6 +99,8 @@ struct Statements {
   Statement put_file;
   Statement end_file;
   Statement remove_samples;
+  Statement remove_periods;
+  Statement put_period;
   Statement next_sample;
   Statement put_series;
   Statement put_sample;
@@ -95,6 +114,8 @@ struct Statements {
                "RETURNING id") &&
            end_file.Prepare(database, kEndFile) && next_sample.Prepare(database, kNextSample) &&
            remove_samples.Prepare(database, kRemoveSamples) &&
+           remove_periods.Prepare(database, kRemovePeriods) &&
+           put_period.Prepare(database, kPutPeriod) &&
            put_series.Prepare(
                database,
                "INSERT INTO series (array, level, kind, key, metric, statistic, unit) "
@@ -157,12 +178,15 @@ class SqliteSink : public ExportSink {
     put.Bind(5, int64_t{file.header.revision});
     if (!put.Run(&file_)) return false;
     statements_->remove_samples.Bind(1, file_);
-    return statements_->remove_samples.Run() && statements_->next_sample.Run(&first_sample_);
+    statements_->remove_periods.Bind(1, file_);
+    period_.reset();
+    return statements_->remove_samples.Run() && statements_->remove_periods.Run() &&
+           statements_->next_sample.Run(&first_sample_);
   }
 
   bool Put(const ExportRow& row) override {
     int64_t series = 0;
-    if (!FindSeries(row, series)) return false;
+    if (!FindSeries(row, series) || !PutPeriod(row.period)) return false;
     Statement& put = statements_->put_sample;
     put.Bind(1, file_);
     put.Bind(2, series);
@@ -244,6 +268,17 @@ class SqliteSink : public ExportSink {
     return true;
   }
 
+  // Once for all rows of a record.
+  bool PutPeriod(const RecordPeriod& period) {
+    const std::array<uint32_t, 3> times = {period.stamp, period.begin, period.end};
+    if (period_ == times) return true;
+    period_ = times;
+    Statement& put = statements_->put_period;
+    put.Bind(1, file_);
+    for (size_t i = 0; i < times.size(); ++i) put.Bind(static_cast<int>(i) + 2, int64_t{times[i]});
+    return put.Run();
+  }
+
   void RemovePart() const {
     unlink(part_.c_str());
     unlink(JournalOf(part_).c_str());
@@ -257,7 +292,8 @@ class SqliteSink : public ExportSink {
   std::string array_;
   std::string level_;
   int64_t file_ = 0;
-  int64_t first_sample_ = 0;  // of the file at hand
+  int64_t first_sample_ = 0;                       // of the file at hand
+  std::optional<std::array<uint32_t, 3>> period_;  // put last
   std::unordered_map<uint64_t, int64_t> series_;
 };
 

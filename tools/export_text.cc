@@ -1,4 +1,5 @@
 // Rows of an export as CSV and as one JSON object per line.
+#include <array>
 #include <nlohmann/json.hpp>
 
 #include "tools/dump_writers.h"
@@ -15,17 +16,25 @@ class TextSink : public ExportSink {
 
  protected:
   TextOut& out() { return out_; }
-  const std::string& TimeOf(uint32_t stamp) {
-    if (time_.empty() || stamp != stamp_) time_ = IsoTimeText(stamp, zone_);
-    stamp_ = stamp;
-    return time_;
+  void TakeTimes(const RecordPeriod& period) {
+    const std::array<uint32_t, 3> times = {period.stamp, period.begin, period.end};
+    if (!time_.empty() && times == times_) return;
+    times_ = times;
+    time_ = IsoTimeText(period.stamp, zone_);
+    begin_ = IsoTimeText(period.begin, zone_);
+    end_ = IsoTimeText(period.end, zone_);
   }
+  const std::string& time() const { return time_; }
+  const std::string& begin() const { return begin_; }
+  const std::string& end() const { return end_; }
 
  private:
   TextOut& out_;
   Zone zone_;
-  uint32_t stamp_ = 0;
+  std::array<uint32_t, 3> times_ = {};
   std::string time_;
+  std::string begin_;
+  std::string end_;
 };
 
 class CsvSink : public TextSink {
@@ -33,16 +42,17 @@ class CsvSink : public TextSink {
   using TextSink::TextSink;
 
   bool StartFile(const ExportFile& file) override {
-    if (!headed_) out().Put("time,array,kind,key,metric,statistic,value,unit,level\n");
+    if (!headed_) out().Put("time,array,kind,key,metric,statistic,value,unit,level,begin,end\n");
     headed_ = true;
     array_ = CsvText(file.array);
     level_ = file.level;
     return !out().failed();
   }
   bool Put(const ExportRow& row) override {
-    out().Print("{},{},{},{},{},{},{},{},{}\n", TimeOf(row.stamp), array_, row.kind, row.key,
+    TakeTimes(row.period);
+    out().Print("{},{},{},{},{},{},{},{},{},{},{}\n", time(), array_, row.kind, row.key,
                 row.column.metric, row.column.row->statistic, NumberText(row.value),
-                row.column.row->unit, level_);
+                row.column.row->unit, level_, begin(), end());
     return !out().failed();
   }
 
@@ -62,11 +72,12 @@ class JsonLinesSink : public TextSink {
     return !out().failed();
   }
   bool Put(const ExportRow& row) override {
+    TakeTimes(row.period);
     out().Print(R"({{"time":"{}","array":{},"kind":"{}","key":"{}","metric":"{}","statistic":"{}",)"
-                R"("value":{},"unit":"{}","level":"{}"}})"
+                R"("value":{},"unit":"{}","level":"{}","begin":"{}","end":"{}"}})"
                 "\n",
-                TimeOf(row.stamp), array_, row.kind, row.key, row.column.metric,
-                row.column.row->statistic, NumberText(row.value), row.column.row->unit, level_);
+                time(), array_, row.kind, row.key, row.column.metric, row.column.row->statistic,
+                NumberText(row.value), row.column.row->unit, level_, begin(), end());
     return !out().failed();
   }
 

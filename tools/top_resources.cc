@@ -107,7 +107,7 @@ class TopCollector::Writer : public DumpWriter {
       resource.cells.resize(collector_.cells());
     }
     resource.all.Add(sums);
-    resource.cells[collector_.CellOf(entry.stamp)].Add(sums);
+    resource.cells[collector_.CellOf(entry.period.stamp)].Add(sums);
   }
 
  private:

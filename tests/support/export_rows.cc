@@ -69,14 +69,16 @@ std::vector<TidyRow> RowsOfDump(const std::string& lines, const std::string& arr
   for (std::string line; std::getline(stream, line);) {
     const auto entry = nlohmann::ordered_json::parse(line);
     for (const auto& [column, value] : entry.items()) {
-      if (column == "time" || column == "stamp" || column == "kind" || column == "key") continue;
+      if (column == "time" || column == "stamp" || column == "begin" || column == "end") continue;
+      if (column == "kind" || column == "key") continue;
       const bool group = column[0] == 'g' && column[2] == '_';
       const std::string prefix = group ? column.substr(0, 3) : "";
       const Name& name = Names().at(column.substr(prefix.size()));
       if (value.is_null()) continue;
       const double number = value.is_boolean() ? (value.get<bool>() ? 1 : 0) : value.get<double>();
       rows.push_back({entry["time"], entry["stamp"], array, entry["kind"], entry["key"],
-                      prefix + name.metric, name.statistic, number, name.unit, level});
+                      prefix + name.metric, name.statistic, number, name.unit, level,
+                      entry["begin"], entry["end"]});
     }
   }
   return rows;

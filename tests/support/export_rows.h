@@ -17,9 +17,11 @@ struct TidyRow {
   double value = 0;
   std::string unit;
   std::string level;
+  std::string begin;  // of the record's period
+  std::string end;
 
   auto Tie() const {
-    return std::tie(time, array, kind, key, metric, statistic, value, unit, level);
+    return std::tie(time, array, kind, key, metric, statistic, value, unit, level, begin, end);
   }
   bool operator==(const TidyRow& other) const { return Tie() == other.Tie(); }
 };
