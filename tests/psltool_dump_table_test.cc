@@ -21,7 +21,9 @@ using spell::Bytes;
 
 constexpr size_t kMostWidth = 120;
 
-bool IsHead(const std::string& line) { return line.starts_with("time ("); }
+bool IsHead(const std::string& line) {
+  return (line.starts_with("time (") || line.starts_with("period ("));
+}
 
 // Where the columns of a head end: they are right-aligned.
 size_t EndOf(const std::string& head, const std::string& column) {

@@ -101,7 +101,7 @@ std::vector<TidyRow> RowsOfDatabase(const std::string& path, const std::string& 
   std::vector<TidyRow> rows;
   for (const auto& cells :
        Ask(path,
-           "SELECT strftime('%Y-%m-%dT%H:%M:%SZ', stamp, 'unixepoch'), series.array, kind, key, "
+           "SELECT strftime('%Y-%m-%dT%H:%M:%SZ', samples.stamp, 'unixepoch'), series.array, kind, key, "
            "metric, statistic, printf('%!.17g', value), unit, series.level, "
            "strftime('%Y-%m-%dT%H:%M:%SZ', begin, 'unixepoch'), "
            "strftime('%Y-%m-%dT%H:%M:%SZ', end, 'unixepoch') FROM samples "

@@ -1,16 +1,23 @@
 // `psltool show`: what its table says of a file whose bytes are spelled out here.
 #include <gtest/gtest.h>
 
+#include <map>
+#include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "tests/support/export_rows.h"
+#include "tests/support/lines.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_param.h"
 #include "tests/support/sample_records.h"
 #include "tests/support/tempdir.h"
 
 namespace {
 
+using nlohmann::json;
 using spell::Bytes;
 
 // Logical disk 0x0102, one hour: 7200 operations in the second group, 36 % busy.
@@ -82,10 +89,10 @@ TEST(PsltoolShow, TableOfALogicalDisk) {
   EXPECT_EQ(result.out,
             dir.Path("x.psa") +
                 ": hour archive, revision 0x21, ld 258, counter group 2 of 5\n"
-                "last record (UTC)      min     ops/s    peak/s      mean       max busy % \n"
-                "2024-01-01 00:59:00   60.0       2.0       4.0       450      9000  36.00  "
+                "period (local)            min     ops/s    peak/s      mean       max busy %\n"
+                "2024-01-01 00:00-01:00   60.0       2.0       4.0       450      9000  36.00  "
                 "####################                   |\n"
-                "2024-01-01 01:30:00   30.0       0.0         -         0         0   0.00  \n");
+                "2024-01-01 01:00-02:00   30.0       0.0       0.0         -         -   0.00\n");
 }
 
 TEST(PsltoolShow, AGroupWithoutItsWordHasNoPeak) {
@@ -115,11 +122,10 @@ TEST_P(PsltoolShowRefuses, TellsWhy) {
 
 INSTANTIATE_TEST_SUITE_P(
     Options, PsltoolShowRefuses,
-    testing::Values(Refusal{"NoSuchDisk", {"--key", "9"}, "no record holds ld 9"},
-                    Refusal{"NoKey", {"--key", "1.2"}, "'1.2' is not a key of logical disks"},
-                    Refusal{"NoGroup",
-                            {"--key", "7", "--group", "6"},
-                            "entries of logical disks have 5 counter groups"}),
+    testing::Values(
+        Refusal{"NoSuchDisk", {"--key", "9"}, "no record holds ld 9"},
+        Refusal{"NoKey", {"--key", "1.2"}, "'1.2' is not a key of ld"},
+        Refusal{"NoGroup", {"--key", "7", "--group", "6"}, "entries of ld have 5 counter groups"}),
     [](const testing::TestParamInfo<Refusal>& each) { return std::string(each.param.name); });
 
 TEST(PsltoolShow, AFileOfAnotherKindIsNamed) {
@@ -155,7 +161,110 @@ TEST(PsltoolShow, ASectionThatLeavesItsRecordIsReported) {
   dir.Write("x.psa", spell::HeaderRecord(header) + spell::Structure(0x21) + record);
   const ProgramResult result = Show(dir, {"--key", "258"});
   EXPECT_EQ(result.status, 1);
-  EXPECT_NE(result.err.find("a section leaves the record"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("the section leaves the record"), std::string::npos) << result.err;
 }
+
+// The ratio was shown whether the entry said that it has one or not.
+TEST(PsltoolShow, ABusyRatioThatIsNotThereIsNotShown) {
+  Bytes without = FullEntry();
+  spell::SetU8(without, 13, 0);
+  spell::Header header;
+  header.revision = 0x21;
+  header.level = 'H';
+  header.bitmaps = {{64, 0x88000000}};
+  TempDir dir;
+  dir.Write("x.psa", spell::HeaderRecord(header) + spell::Structure(0x21) +
+                         Statistics(spell::kNewYear + 3540, without));
+  const ProgramResult result = Show(dir, {"--key", "258", "--group", "2"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("      450      9000      -  ###"), std::string::npos) << result.out;
+}
+
+TEST(PsltoolShow, AKeyOfSeveralResourcesIsRefused) {
+  TempDir dir;
+  ASSERT_EQ(
+      RunProgram(PSLTOOL_PATH, {"make", "-q", "--interval", "21600"}, {dir.Path(), {}}).status, 0);
+  const std::string log = dir.Path("20240304array01.psl");
+  const ProgramResult several = RunProgram(PSLTOOL_PATH, {"show", log, "-k", "pd", "--key", "0"});
+  EXPECT_EQ(several.status, 1);
+  EXPECT_EQ(several.err,
+            "psltool: " + log +
+                ": the key stands for several pd, 0.0 and 0.1 among them; give all its "
+                "bytes\n");
+  EXPECT_EQ(several.out, "");
+  // Without a key it is the first one.
+  const ProgramResult first = RunProgram(PSLTOOL_PATH, {"show", log, "-k", "pd"});
+  EXPECT_EQ(first.status, 0);
+  EXPECT_NE(first.out.find(", pd 0.0, "), std::string::npos) << first.out;
+}
+
+TEST(PsltoolShow, TimesChooseRecords) {
+  TempDir dir;
+  dir.Write("x.psa", Archive());
+  const std::string file = dir.Path("x.psa");
+  const auto show = [&](const std::vector<std::string>& more, const std::string& zone) {
+    std::vector<std::string> options = {"show", file, "--key", "258"};
+    options.insert(options.end(), more.begin(), more.end());
+    return RunProgram(PSLTOOL_PATH, options, {"", {{"TZ", zone}}});
+  };
+  const ProgramResult later = show({"--from", "2024-01-01 06:30"}, "Asia/Kolkata");
+  EXPECT_EQ(later.status, 0) << later.err;
+  EXPECT_EQ(later.out.find("05:30-06:30"), std::string::npos) << later.out;
+  EXPECT_NE(later.out.find("\n2024-01-01 06:30-07:30 "), std::string::npos) << later.out;
+  EXPECT_NE(show({"--to", "2024-01-01 00:59", "--utc"}, "Asia/Kolkata").out.find("00:00-01:00"),
+            std::string::npos);
+  const ProgramResult none = show({"--from", "2025"}, "UTC");
+  EXPECT_EQ(none.status, 1);
+  EXPECT_NE(none.err.find("no record lies in the time from 2025"), std::string::npos) << none.err;
+}
+
+// What `show` tells of every kind of every file, group by group, against what `dump` prints.
+class PsltoolShowRevision : public testing::TestWithParam<int> {};
+
+TEST_P(PsltoolShowRevision, ShowsWhatDumpPrints) {
+  TempDir dir;
+  const int revision = GetParam();
+  for (const LeveledFile& file : MakeAllLevels(dir.Path(), revision)) {
+    const ProgramResult dump =
+        RunProgram(PSLTOOL_PATH, {"dump", file.path, "--format", "ndjson", "--utc"});
+    ASSERT_EQ(dump.status, 0) << dump.err;
+    // By kind and key, in the order of the records.
+    std::map<std::pair<std::string, std::string>, std::vector<json>> entries;
+    for (const std::string& line : Lines(dump.out)) {
+      const json entry = json::parse(line);
+      entries[{entry["kind"], entry["key"]}].push_back(entry);
+    }
+    size_t shown = 0;
+    for (const auto& [name, expected] : entries) {
+      const auto& [kind, key] = name;
+      if (kind == "conc" || kind == "cab" || kind.ends_with("-cp")) continue;
+      size_t groups = 0;
+      for (const auto& [member, value] : expected[0].items()) {
+        if (member[0] == 'g' && member[2] == '_') groups = static_cast<size_t>(member[1] - '0');
+      }
+      for (size_t group = 1; group <= std::max<size_t>(groups, 1); ++group) {
+        const ProgramResult result =
+            RunProgram(PSLTOOL_PATH, {"show", file.path, "--kind", kind, "--key", key, "--group",
+                                      std::to_string(group), "--json", "--utc"});
+        ASSERT_EQ(result.status, 0) << kind << " " << key << " " << result.err;
+        const json records = json::parse(result.out)["files"][0]["records"];
+        ASSERT_EQ(records.size(), expected.size()) << kind << " " << key;
+        for (size_t i = 0; i < records.size(); ++i) {
+          for (const auto& [member, value] : expected[i].items()) {
+            const bool other = member[0] == 'g' && member[2] == '_' &&
+                               static_cast<size_t>(member[1] - '0') != group;
+            if (member == "kind" || other) continue;
+            EXPECT_EQ(records[i][member], value) << file.path << " " << kind << " " << member;
+            ++shown;
+          }
+        }
+      }
+    }
+    EXPECT_GT(shown, 20U) << file.path;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Revisions, PsltoolShowRevision,
+                         testing::Values(0x10, 0x11, 0x13, 0x18, 0x1C, 0x21), RevisionParam<int>);
 
 }  // namespace

@@ -9,6 +9,8 @@
 
 #include "tests/support/lines.h"
 #include "tests/support/process.h"
+#include "tests/support/record_bytes.h"
+#include "tests/support/sample_records.h"
 #include "tests/support/tempdir.h"
 #include "tools/spark.h"
 
@@ -37,6 +39,7 @@ struct Sums {
   double busy = 0;
   double busy_seconds = 0;
   double maximum = 0;
+  double kvolume = 0;
 };
 
 // By array and key, added up entry by entry.
@@ -60,6 +63,7 @@ void AddDump(const std::string& path, const std::string& array, std::vector<std:
     sums.operations += entry["g2_ops"].get<double>();
     sums.first += entry["g2_ops"].get<double>() * entry["g2_first_mean"].get<double>();
     sums.maximum = std::max(sums.maximum, entry["g2_max"].get<double>());
+    sums.kvolume += entry["g2_kvolume_per_s"].get<double>() * seconds;
   }
 }
 
@@ -93,7 +97,7 @@ TEST_F(PsltoolTop, SumsAreThoseOfTheEntries) {
     AddDump(path, path.substr(path.size() - 11, 7), more, expected);
   }
   ASSERT_EQ(expected.size(), 10U);
-  for (const char* by : {"ops", "busy", "mean", "max"}) {
+  for (const char* by : {"ops", "busy", "mean", "max", "volume"}) {
     std::vector<std::string> more = files_;
     more.insert(more.end(), span.begin(), span.end());
     more.insert(more.end(), {"--by", by, "--group", "2", "-n", "7"});
@@ -105,7 +109,8 @@ TEST_F(PsltoolTop, SumsAreThoseOfTheEntries) {
       return word == "ops"    ? sums.operations
              : word == "busy" ? sums.busy / sums.busy_seconds
              : word == "mean" ? sums.first / sums.operations
-                              : sums.maximum;
+             : word == "max"  ? sums.maximum
+                              : sums.kvolume / sums.seconds;
     };
     std::vector<double> values;
     for (const auto& [name, sums] : expected) values.push_back(measure(sums));
@@ -119,6 +124,7 @@ TEST_F(PsltoolTop, SumsAreThoseOfTheEntries) {
       EXPECT_TRUE(Near(resource["ops_per_s"], sums.operations / sums.seconds));
       EXPECT_TRUE(Near(resource["first_mean"], sums.first / sums.operations));
       EXPECT_TRUE(Near(resource["max"], sums.maximum));
+      EXPECT_TRUE(Near(resource["kvolume_per_s"], sums.kvolume / sums.seconds));
       EXPECT_TRUE(Near(resource["busy_pct"], sums.busy / sums.busy_seconds));
       EXPECT_EQ(resource["cells"].size(), 40U);
     }
@@ -155,10 +161,10 @@ TEST_F(PsltoolTop, BarsAreBlocksWhereTheLocaleHasThem) {
   EXPECT_TRUE(is_ascii(plain.out));
   EXPECT_FALSE(is_ascii(blocks.out));
   EXPECT_EQ(Top(ascii_options, {{"LC_ALL", "C.UTF-8"}}).out, plain.out);
-  ASSERT_EQ(Lines(plain.out).size(), 3U) << plain.out;
+  ASSERT_EQ(Lines(plain.out).size(), 4U) << plain.out;
   EXPECT_EQ(Lines(plain.out)[0],
             "ld by ops, counter group 1, from 2024-03-04 00:00:00 to 2024-03-04 23:30:00 (UTC)");
-  EXPECT_EQ(Lines(plain.out)[1].substr(0, 20), "rank array         k");
+  EXPECT_EQ(Lines(plain.out)[1].substr(0, 21), "rank array     key   ");
 }
 
 TEST(PsltoolSparkline, ScalesToTheLargestAndLeavesGaps) {
@@ -213,8 +219,154 @@ TEST_F(PsltoolTop, WhatCannotBeIsRefusedOrTold) {
   dir_.Write("20240304array02.psl", bytes.substr(0, bytes.size() - 3));
   const ProgramResult broken = Top({files_[1]});
   EXPECT_EQ(broken.status, 1);
-  EXPECT_EQ(Lines(broken.out).size(), 7U);
+  EXPECT_EQ(Lines(broken.out).size(), 8U);
   EXPECT_NE(broken.err.find("record length"), std::string::npos);
+}
+
+// A record of an archive covers its hour or day up to its stamp: only its stamp was looked at, so
+// that it counted beside the intervals inside.
+TEST_F(PsltoolTop, RecordsThatMeetAreRefused) {
+  const ProgramSettings here = {dir_.Path(), {}};
+  for (const char* level : {"hour", "day"}) dir_.MakeDirectory(level);
+  const std::string first = dir_.Path("hour/20240304array01.psa");
+  const std::string second = dir_.Path("hour/20240305array01.psa");
+  const std::string month = dir_.Path("day/202403array01.psa");
+  ASSERT_EQ(RunProgram(QELPRFARC_PATH, {"-o", "hour", files_[0], files_[2]}, here).status, 0);
+  ASSERT_EQ(RunProgram(QELPRFARC_PATH, {"-o", "day", first}, here).status, 0);
+  const auto refused = [](const std::vector<std::string>& arguments) {
+    const ProgramResult result = Top(arguments);
+    EXPECT_TRUE(result.status == 2 || result.status == 0) << result.err;
+    EXPECT_EQ(result.status == 2, result.err.find("would count twice") != std::string::npos);
+    return result.status == 2;
+  };
+  // The day and its hours or intervals, in both orders.
+  EXPECT_TRUE(refused({month, first}));
+  EXPECT_TRUE(refused({first, month}));
+  EXPECT_TRUE(refused({month, files_[0]}));
+  EXPECT_TRUE(refused({month, files_[0], "--to", "2024-03-04"}));
+  // An hour and its intervals.
+  EXPECT_TRUE(
+      refused({first, files_[0], "--from", "2024-03-04 10:00", "--to", "2024-03-04 10:59"}));
+  EXPECT_TRUE(
+      refused({first, files_[0], "--from", "2024-03-04 10:00", "--to", "2024-03-04 11:00"}));
+  // What follows one another does not meet.
+  EXPECT_FALSE(refused({month, files_[2]}));
+  EXPECT_FALSE(refused({month, second}));
+  EXPECT_FALSE(refused({first, second}));
+  EXPECT_FALSE(refused({files_[0], second}));
+  // Other arrays are no matter.
+  EXPECT_FALSE(refused({month, files_[1]}));
+}
+
+// Valid intervals of length 0 have operations, which the archiver counts.
+TEST(PsltoolTopSums, IntervalsWithoutLengthCountAsInTheArchive) {
+  const auto disk = [](uint32_t milliseconds, uint32_t operations, uint32_t maximum) {
+    spell::Bytes b(96, '\0');
+    spell::SetU32(b, 4, milliseconds);
+    spell::SetU16(b, 8, 0x0101);
+    spell::SetU32(b, 16, operations);
+    spell::SetU32(b, 20, 500);
+    spell::SetU32(b, 24, maximum);
+    spell::SetU32(b, 28, 2048);
+    return b;
+  };
+  const auto record = [&](uint32_t time, const spell::Bytes& entry) {
+    spell::Sections sections("STA", 0, time, 256);
+    sections.Add(88, 96, 1, entry);
+    return sections.Finish();
+  };
+  spell::Header header;
+  header.revision = 0x1D;
+  header.time = spell::kNewYear;
+  TempDir dir;
+  dir.Write("20240101a.psl", spell::HeaderRecord(header) +
+                                 spell::Structure(0x1D, {.logical_disks = 1}) +
+                                 record(spell::kNewYear, disk(60000, 600, 3)) +
+                                 record(spell::kNewYear + 60, disk(0, 400, 9)) +
+                                 record(spell::kNewYear + 120, disk(60000, 200, 5)));
+  const ProgramResult archived = RunProgram(QELPRFARC_PATH, {"20240101a.psl"}, {dir.Path(), {}});
+  ASSERT_EQ(archived.status, 0) << archived.err;
+  json log = TopJson({dir.Path("20240101a.psl")})["resources"][0];
+  std::vector<std::string> names = dir.Names();
+  std::erase(names, "20240101a.psl");
+  ASSERT_EQ(names.size(), 1U);
+  const json archive = TopJson({dir.Path(names[0])})["resources"][0];
+  EXPECT_EQ(log["ops"], 1200);
+  EXPECT_EQ(log["max"], 9);
+  EXPECT_EQ(log["ops_per_s"], 10);
+  EXPECT_EQ(log["kvolume_per_s"], 20);
+  for (const char* member : {"ops", "max", "ops_per_s", "first_mean", "kvolume_per_s"}) {
+    EXPECT_EQ(log[member], archive[member]) << member;
+  }
+}
+
+TEST_F(PsltoolTop, TheLeastBusyAndThePeakAreTold) {
+  const json down = TopJson({files_[0], "--by", "volume"});
+  const json up = TopJson({files_[0], "--by", "volume", "--ascending"});
+  EXPECT_EQ(up["order"], "ascending");
+  const size_t count = down["resources"].size();
+  ASSERT_EQ(count, 5U);
+  for (size_t i = 0; i < count; ++i) {
+    EXPECT_EQ(up["resources"][i]["key"], down["resources"][count - 1 - i]["key"]);
+  }
+  // The peak is the largest value of a record, and stands there.
+  for (const auto& [by, member] : std::map<std::string, std::string>{
+           {"ops", "g1_ops_per_s"}, {"busy", "busy_pct"}, {"volume", "g1_kvolume_per_s"}}) {
+    const json top = TopJson({files_[0], "--by", by, "--utc"})["resources"][0];
+    const ProgramResult dump = RunProgram(
+        PSLTOOL_PATH,
+        {"dump", files_[0], "--kind", "ld", "--key", top["key"], "--utc", "--format", "ndjson"});
+    json peak;
+    for (const std::string& line : Lines(dump.out)) {
+      const json entry = json::parse(line);
+      if (peak.is_null() || entry[member] > peak[member]) peak = entry;
+    }
+    EXPECT_EQ(top["peak"]["value"].get<double>(), peak[member].get<double>()) << by;
+    for (const char* time : {"time", "stamp", "begin", "end"}) {
+      EXPECT_EQ(top["peak"][time], peak[time]) << by << " " << time;
+    }
+  }
+}
+
+TEST_F(PsltoolTop, TotalsAreThoseOfAllResourcesOfAnArray) {
+  const json report = TopJson({files_[0], files_[1], "-n", "3", "--group", "2"});
+  ASSERT_EQ(report["totals"].size(), 2U);
+  for (const json& total : report["totals"]) {
+    const std::string array = total["array"];
+    Expected expected;
+    AddDump(dir_.Path("20240304" + array + ".psl"), array, {"--kind", "ld"}, expected);
+    Sums all;
+    for (const auto& [name, sums] : expected) {
+      all.operations += sums.operations;
+      all.first += sums.first;
+      all.kvolume += sums.kvolume;
+      all.busy += sums.busy;
+      all.busy_seconds += sums.busy_seconds;
+      all.maximum = std::max(all.maximum, sums.maximum);
+    }
+    EXPECT_EQ(total["resources"], 5);
+    EXPECT_TRUE(Near(total["ops"], all.operations));
+    // Of the array's time, which is not the sum of the disks'.
+    EXPECT_TRUE(Near(total["ops_per_s"], all.operations / 86400));
+    EXPECT_TRUE(Near(total["kvolume_per_s"], all.kvolume / 86400));
+    EXPECT_TRUE(Near(total["first_mean"], all.first / all.operations));
+    EXPECT_TRUE(Near(total["busy_pct"], all.busy / all.busy_seconds));
+    EXPECT_EQ(total["max"], all.maximum);
+  }
+}
+
+// It ended with status 0.
+TEST_F(PsltoolTop, NothingToRankIsToldInAllForms) {
+  for (const bool as_json : {false, true}) {
+    std::vector<std::string> options = {files_[0], "--from", "2025-01-01"};
+    if (as_json) options.emplace_back("--json");
+    const ProgramResult result = Top(options);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err,
+              "psltool: top: no ld has a value of \"ops\" in the files and times asked for\n");
+    const json report = as_json ? json::parse(result.out) : json::object();
+    EXPECT_TRUE(report.value("resources", json::array()).empty());
+  }
 }
 
 }  // namespace

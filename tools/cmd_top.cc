@@ -25,6 +25,7 @@ struct Wishes {
   std::string kind = "ld";
   size_t number = 10;
   uint32_t group = 1;
+  bool ascending = false;
   bool ascii = false;
   bool json = false;
   ChoiceOptions choice;
@@ -34,30 +35,31 @@ struct MeasureName {
   const char* word;
   TopMeasure measure;
   const char* head;  // of the sparkline's column
+  int digits;
 };
 
-constexpr MeasureName kMeasures[] = {{"ops", TopMeasure::kOps, "ops/s"},
-                                     {"busy", TopMeasure::kBusy, "busy %"},
-                                     {"mean", TopMeasure::kMean, "1st mean/op"},
-                                     {"max", TopMeasure::kMax, "max"}};
+constexpr MeasureName kMeasures[] = {{"ops", TopMeasure::kOps, "ops/s", 2},
+                                     {"busy", TopMeasure::kBusy, "busy %", 2},
+                                     {"mean", TopMeasure::kMean, "1st mean/op", 0},
+                                     {"max", TopMeasure::kMax, "max", 0},
+                                     {"volume", TopMeasure::kVolume, "volume/1024/s", 2}};
 
 const MeasureName& MeasureOf(const std::string& word) {
   return *std::find_if(std::begin(kMeasures), std::end(kMeasures),
                        [&word](const MeasureName& name) { return word == name.word; });
 }
 
-// The resources to print: those without the measure are left out.
-std::vector<const TopResource*> Chosen(const TopCollector& collector, const Wishes& wishes) {
-  std::vector<const TopResource*> ranked = collector.Ranked();
-  const TopMeasure by = MeasureOf(wishes.by).measure;
-  std::erase_if(ranked, [by](const TopResource* r) { return !r->all.Measure(by); });
-  if (ranked.size() > wishes.number) ranked.resize(wishes.number);
-  return ranked;
+std::vector<std::string> MeasureWords() {
+  std::vector<std::string> words;
+  for (const MeasureName& name : kMeasures) words.emplace_back(name.word);
+  return words;
 }
 
-std::vector<std::optional<double>> CellsOf(const TopResource& resource, TopMeasure measure) {
-  std::vector<std::optional<double>> cells;
-  for (const TopSums& sums : resource.cells) cells.push_back(sums.Measure(measure));
+using Cells = std::vector<std::optional<double>>;
+
+Cells CellsOf(const std::vector<TopSums>& sums, TopMeasure measure) {
+  Cells cells;
+  for (const TopSums& each : sums) cells.push_back(each.Measure(measure));
   return cells;
 }
 
@@ -65,52 +67,132 @@ std::string Text(std::optional<double> value, int digits) {
   return value ? fmt::format("{:.{}f}", *value, digits) : "-";
 }
 
+// One line of the table: a resource, or all of an array.
+struct Line {
+  std::string rank;
+  std::string array;
+  std::string key;
+  const TopSums& all;
+  const TopPeak& peak;
+  const std::vector<TopSums>& cells;
+};
+
+class Table {
+ public:
+  Table(TextOut& out, const Wishes& wishes)
+      : out_(out),
+        by_(MeasureOf(wishes.by)),
+        zone_(wishes.choice.zone()),
+        ascii_(wishes.ascii || !LocaleIsUtf8()) {}
+
+  void Put(const std::vector<Line>& lines) {
+    for (const Line& line : lines) {
+      array_width_ = std::max(array_width_, line.array.size());
+      key_width_ = std::max(key_width_, line.key.size());
+      at_width_ = std::max(at_width_, AtOf(line).size());
+    }
+    const bool volume = by_.measure == TopMeasure::kVolume;
+    out_.Print("{:>4} {:<{}} {:>{}} {:>12} {:>9} {:>13} {:>9} {:>6} {:>9} {:<{}}  {}\n", "rank",
+               "array", array_width_, "key", key_width_, "ops", "ops/s",
+               volume ? by_.head : "1st mean/op", "max", "busy %", "peak", "peak in", at_width_,
+               fmt::format("{} over time", by_.head));
+    for (const Line& line : lines) {
+      const TopSums& all = line.all;
+      const auto third = volume ? Text(all.Volume(), by_.digits) : Text(all.Mean(), 0);
+      const auto peak = line.peak.known() ? std::optional(line.peak.value) : std::nullopt;
+      out_.Print("{:>4} {:<{}} {:>{}} {:>12.0f} {:>9} {:>13} {:>9} {:>6} {:>9} {:<{}}  {}\n",
+                 line.rank, line.array, array_width_, line.key, key_width_, all.operations,
+                 Text(all.Rate(), 2), third, Text(all.Maximum(), 0), Text(all.Busy(), 2),
+                 Text(peak, by_.digits), AtOf(line), at_width_,
+                 Sparkline(CellsOf(line.cells, by_.measure), ascii_));
+    }
+  }
+
+ private:
+  std::string AtOf(const Line& line) const {
+    return line.peak.known() ? PeriodText(line.peak.period, zone_) : "-";
+  }
+
+  TextOut& out_;
+  const MeasureName& by_;
+  Zone zone_;
+  bool ascii_;
+  size_t array_width_ = 5;
+  size_t key_width_ = 5;
+  size_t at_width_ = 7;
+};
+
+std::vector<const TopResource*> Chosen(const TopCollector& collector, const Wishes& wishes) {
+  std::vector<const TopResource*> ranked = collector.Ranked();
+  if (ranked.size() > wishes.number) ranked.resize(wishes.number);
+  return ranked;
+}
+
 void PrintTable(TextOut& out, const TopCollector& collector, const Wishes& wishes) {
-  const MeasureName& by = MeasureOf(wishes.by);
   const Zone zone = wishes.choice.zone();
-  const auto chosen = Chosen(collector, wishes);
-  size_t width = 5;
-  for (const TopResource* resource : chosen) width = std::max(width, resource->array.size());
-  const bool ascii = wishes.ascii || !LocaleIsUtf8();
-  out.Print("{} by {}, counter group {}, from {} to {} ({})\n", wishes.kind, wishes.by,
-            wishes.group, TimeText(collector.span()->first, zone),
-            TimeText(collector.span()->second, zone), zone == Zone::kUtc ? "UTC" : "local");
-  out.Print("{:>4} {:<{}} {:>9} {:>14} {:>10} {:>11} {:>10} {:>7}  {}\n", "rank", "array", width,
-            "key", "ops", "ops/s", "1st mean/op", "max", "busy %",
-            fmt::format("{} over time", by.head));
-  size_t rank = 0;
-  for (const TopResource* resource : chosen) {
-    const TopSums& all = resource->all;
-    out.Print("{:>4} {:<{}} {:>9} {:>14.0f} {:>10} {:>11} {:>10} {:>7}  {}\n", ++rank,
-              resource->array, width, resource->key, all.operations, Text(all.Rate(), 2),
-              Text(all.Mean(), 0), Text(all.maximum, 0), Text(all.Busy(), 2),
-              Sparkline(CellsOf(*resource, by.measure), ascii));
+  out.Print("{} by {}{}, counter group {}, from {} to {} ({})\n", wishes.kind, wishes.by,
+            wishes.ascending ? ", ascending" : "", wishes.group,
+            TimeText(collector.span()->first, zone), TimeText(collector.span()->second, zone),
+            zone == Zone::kUtc ? "UTC" : "local");
+  std::vector<Line> lines;
+  for (const TopResource* each : Chosen(collector, wishes)) {
+    lines.push_back({std::to_string(lines.size() + 1), each->array, each->key, each->all,
+                     each->peak, each->cells});
+  }
+  for (const auto& [array, total] : collector.totals()) {
+    lines.push_back(
+        {"", array, fmt::format("all {}", total.resources), total.all, total.peak, total.cells});
+  }
+  Table(out, wishes).Put(lines);
+}
+
+Json OrNull(std::optional<double> value) { return value ? Json(*value) : Json(); }
+
+// What resources and sums have in common.
+template <class Sums>
+void AddMeasures(const Sums& from, const Wishes& wishes, Json& json) {
+  const Zone zone = wishes.choice.zone();
+  const TopSums& all = from.all;
+  json["ops"] = all.operations;
+  json["ops_per_s"] = OrNull(all.Rate());
+  json["first_mean"] = OrNull(all.Mean());
+  json["max"] = OrNull(all.Maximum());
+  json["kvolume_per_s"] = OrNull(all.Volume());
+  json["busy_pct"] = OrNull(all.Busy());
+  json["peak"] = Json();
+  if (from.peak.known()) {
+    const RecordPeriod& at = from.peak.period;
+    json["peak"] = {{"value", from.peak.value},
+                    {"time", IsoTimeText(at.stamp, zone)},
+                    {"stamp", at.stamp},
+                    {"begin", IsoTimeText(at.begin, zone)},
+                    {"end", IsoTimeText(at.end, zone)}};
+  }
+  json["cells"] = Json::array();
+  for (const auto& cell : CellsOf(from.cells, MeasureOf(wishes.by).measure)) {
+    json["cells"].push_back(OrNull(cell));
   }
 }
 
 void PrintJson(TextOut& out, const TopCollector& collector, const Wishes& wishes) {
   const Zone zone = wishes.choice.zone();
-  const auto or_null = [](std::optional<double> value) { return value ? Json(*value) : Json(); };
   Json json = {{"kind", wishes.kind}, {"by", wishes.by}, {"group", wishes.group}};
+  json["order"] = wishes.ascending ? "ascending" : "descending";
   const auto& span = collector.span();
   json["from"] = span ? Json(IsoTimeText(span->first, zone)) : Json();
   json["to"] = span ? Json(IsoTimeText(span->second, zone)) : Json();
   json["resources"] = Json::array();
   for (const TopResource* resource : Chosen(collector, wishes)) {
-    const TopSums& all = resource->all;
-    Json cells = Json::array();
-    for (const auto& cell : CellsOf(*resource, MeasureOf(wishes.by).measure)) {
-      cells.push_back(or_null(cell));
-    }
-    json["resources"].push_back({{"rank", json["resources"].size() + 1},
-                                 {"array", resource->array},
-                                 {"key", resource->key},
-                                 {"ops", all.operations},
-                                 {"ops_per_s", or_null(all.Rate())},
-                                 {"first_mean", or_null(all.Mean())},
-                                 {"max", or_null(all.maximum)},
-                                 {"busy_pct", or_null(all.Busy())},
-                                 {"cells", std::move(cells)}});
+    Json each = {
+        {"rank", json["resources"].size() + 1}, {"array", resource->array}, {"key", resource->key}};
+    AddMeasures(*resource, wishes, each);
+    json["resources"].push_back(std::move(each));
+  }
+  json["totals"] = Json::array();
+  for (const auto& [array, total] : collector.totals()) {
+    Json each = {{"array", array}, {"resources", total.resources}};
+    AddMeasures(total, wishes, each);
+    json["totals"].push_back(std::move(each));
   }
   // Names of files are bytes, JSON is UTF-8.
   out.Put(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
@@ -121,6 +203,9 @@ int Top(const Wishes& wishes) {
   TopWishes what;
   what.group = wishes.group;
   what.by = MeasureOf(wishes.by).measure;
+  what.ascending = wishes.ascending;
+  constexpr size_t kTableCells = 24;
+  if (!wishes.json) what.width = kTableCells;
   if (!TakeChoice("top", wishes.choice, what.dump)) return kRefused;
   what.dump.kinds = {KindOfWord(wishes.kind)};
   Progress progress;
@@ -135,16 +220,19 @@ int Top(const Wishes& wishes) {
     if (end == DumpEnd::kDone) continue;
     status = std::max(status, end == DumpEnd::kBroken ? kFailed : kUnusable);
   }
+  collector.Finish();
+  const bool any = !Chosen(collector, wishes).empty();
   TextOut out(stdout);
   if (wishes.json) {
     PrintJson(out, collector, wishes);
-  } else if (!Chosen(collector, wishes).empty()) {
+  } else if (any) {
     PrintTable(out, collector, wishes);
-  } else if (status == kDone) {
+  }
+  if (!any && status == kDone) {
     static_cast<void>(Fail("top", fmt::format("no {} has a value of \"{}\" in the files and times "
                                               "asked for",
                                               wishes.kind, wishes.by)));
-    return kFailed;
+    status = kFailed;
   }
   if (out.Flush()) return status;
   static_cast<void>(Fail("standard output", "cannot be written"));
@@ -169,9 +257,13 @@ void AddTopCommand(CLI::App& app, int& status) {
   command->footer(
       "Files of one array are added up, several arrays stay apart. Means are weighted by "
       "operations,\n"
-      "busy ratios by time; \"ops\" are ranked by their number in the whole span. The line at the\n"
-      "end shows the measure over time, scaled to its own largest value, blank without a "
-      "record.\n\n"
+      "busy ratios by time; \"ops\" are ranked by their number in the whole span. \"peak\" is the "
+      "largest\n"
+      "value of the measure, of an interval where files carry it, else of a record, and \"peak "
+      "in\" its\n"
+      "time. The line at the end shows the measure over time, scaled to its own largest value, "
+      "blank\n"
+      "without a record. Behind the resources stands what all of an array amount to.\n\n"
       "Exit status: 0 done, 1 a file is broken (what stands in front of the place counts), or\n"
       "nothing has the measure, 2 a file could not be read or the command line is wrong.\n\n"
       "Examples:\n"
@@ -179,8 +271,9 @@ void AddTopCommand(CLI::App& app, int& status) {
       "  psltool top --by busy -n 5 --kind pd 20240304array01.psl --from \"2024-03-04 09:00\"\n"
       "  psltool top --by max --json archive/*.psa | jq -r '.resources[0].key'");
   command->add_option("files", wishes->files, "Logs or archives")->required();
-  command->add_option("--by", wishes->by, "ops, busy, mean or max (default ops)")
-      ->check(CLI::IsMember({"ops", "busy", "mean", "max"}));
+  command->add_option("--by", wishes->by, "ops, busy, mean, max or volume (default ops)")
+      ->check(CLI::IsMember(MeasureWords()));
+  command->add_flag("--ascending", wishes->ascending, "The least busy first");
   command->add_option("-n", wishes->number, "How many resources (default 10)")
       ->check(CLI::Range(1, 1000000));
   command->add_option("-k,--kind", wishes->kind, "Kind of the resources (default ld)")

@@ -15,7 +15,7 @@
 #include "tools/kind_names.h"
 #include "tools/record_period.h"
 #include "tools/report.h"
-#include "tools/show_history.h"
+#include "tools/resource_key.h"
 
 namespace {
 
@@ -23,6 +23,7 @@ namespace {
 struct Plan {
   uint8_t revision = 0;
   std::array<std::unique_ptr<EntryFields>, kSectionKinds> sections;
+  std::array<std::optional<ColumnChoice>, kSectionKinds> choices;
 };
 
 class Dumper {
@@ -76,6 +77,7 @@ class Dumper {
     period_ = periods_.Of(reader_.position(), stamp);
     if (!LiesIn(period_, wishes_.from, wishes_.to, wishes_.zone)) return true;
     ++count_.records;
+    writer_.StartRecord(period_);
     return reader_.Load() && TakeStatistics();
   }
 
@@ -91,6 +93,9 @@ class Dumper {
       if (!IsWanted(row.kind)) continue;
       plan.sections[row.kind] =
           std::make_unique<EntryFields>(reader_.header(), row, layout.row.rule, wishes_.raw);
+      const std::vector<Column>& columns = plan.sections[row.kind]->columns();
+      std::vector<bool> wanted = writer_.Wants(columns);
+      if (!wanted.empty()) plan.choices[row.kind].emplace(columns, std::move(wanted));
     }
     plans_.push_back(std::move(plan));
   }
@@ -132,8 +137,7 @@ class Dumper {
     });
     for (size_t i = 0; i < layout.section_count; ++i) {
       const SectionRow& row = layout.sections[i];
-      const EntryFields* const fields = plan->sections[row.kind].get();
-      if (fields != nullptr && !TakeSection(row, *fields)) return false;
+      if (plan->sections[row.kind] != nullptr && !TakeSection(row, *plan)) return false;
     }
     return !layout.has_items || TakeItems();
   }
@@ -154,7 +158,9 @@ class Dumper {
     return true;
   }
 
-  bool TakeSection(const SectionRow& row, const EntryFields& fields) {
+  bool TakeSection(const SectionRow& row, const Plan& plan) {
+    const EntryFields& fields = *plan.sections[row.kind];
+    const std::optional<ColumnChoice>& choice = plan.choices[row.kind];
     const std::span<const uint8_t> record = reader_.record();
     const SectionPlace place = PlaceOf(record, row);
     if (place.count == 0 || place.offset == 0) return true;
@@ -168,19 +174,23 @@ class Dumper {
     // Without a list the keys are those of the form; of cache segments the array says it.
     const size_t key_count =
         row.kind == kCheseg ? tables_.kinds[kCheseg].key_count : size_t{form.key.count};
+    const char* const word = WordOfKind(row.kind);
+    values_.clear();  // of another kind
     uint32_t number = 0;
     uint64_t behind = place.offset;
-    const bool whole =
-        VisitSection(reader_.header(), record, row,
-                     [&](std::span<const uint8_t> entry, std::span<const uint8_t> words) {
-                       const auto at = static_cast<uint64_t>(entry.data() - record.data());
-                       behind = at + entry.size() + words.size();
-                       ++number;
-                       if (!HasKey(form, entry)) return;
-                       ++count_.entries;
-                       fields.Decode({entry, words, key_count, reader_.position() + at}, values_);
-                       writer_.Put({period_, WordOfKind(row.kind), fields.columns(), values_});
-                     });
+    const bool whole = VisitSection(
+        reader_.header(), record, row,
+        [&](std::span<const uint8_t> entry, std::span<const uint8_t> words) {
+          const auto at = static_cast<uint64_t>(entry.data() - record.data());
+          behind = at + entry.size() + words.size();
+          ++number;
+          if (!HasKey(form, entry)) return;
+          ++count_.entries;
+          const EntryFields::Entry each = {entry, words, key_count, reader_.position() + at};
+          choice ? fields.Decode(each, *choice, values_) : fields.Decode(each, values_);
+          writer_.Put({period_, word, fields.columns(), values_, &form, key_count,
+                       EntryKey(form.key, key_count, entry)});
+        });
     if (whole) return true;
     const bool outside = place.offset > record.size();
     return BrokenAt("section-bounds", outside ? row.slot + 4U : behind,
@@ -219,7 +229,10 @@ class Dumper {
       if (wishes_.key && fields.KeyOf(element) != *wishes_.key) continue;
       ++count_.entries;
       fields.Decode({item, element, reader_.position() + at + first + from}, values_);
-      writer_.Put({period_, WordOfKind(row->kind), fields.columns(), values_});
+      writer_.Put({.period = period_,
+                   .kind = WordOfKind(row->kind),
+                   .columns = fields.columns(),
+                   .values = values_});
     }
     return true;
   }

@@ -17,7 +17,11 @@ struct DumpedEntry {
   const RecordPeriod& period;  // of its record
   const char* kind;
   const std::vector<Column>& columns;
-  const std::vector<Value>& values;
+  const std::vector<Value>& values;  // empty those that the writer does not want
+  // Of entries of sections: their form and the key bytes in use, as `EntryKey` packs them.
+  const Form* form = nullptr;
+  size_t key_count = 0;
+  uint32_t key = 0;
 };
 
 // Times of a record as text, made once for all of its entries.
@@ -46,6 +50,10 @@ class DumpWriter {
   virtual void Open(const PslHeader&) {}
   // Tells which columns can occur, before the first entry.
   virtual void Start(const std::vector<const std::vector<Column>*>& all) = 0;
+  // Which of these columns the writer looks at; empty: all.
+  virtual std::vector<bool> Wants(const std::vector<Column>&) const { return {}; }
+  // A statistics record of the time asked for, before its entries.
+  virtual void StartRecord(const RecordPeriod&) {}
   virtual void Put(const DumpedEntry& entry) = 0;
   // No more entries come.
   virtual void Finish() {}

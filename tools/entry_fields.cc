@@ -56,8 +56,13 @@ std::string HexText(std::span<const uint8_t> bytes) {
   return text;
 }
 
+// Carried words have names of their own, which are made only for those who keep them.
+std::string NameOfCarried(int8_t at) { return fmt::format("word_at_{}", at); }
+
 // Keeps the names of a walk.
 struct Namer {
+  static constexpr bool kNames = true;
+  static bool Skips(size_t) { return false; }
   std::vector<Column>& columns;
   template <class Make>
   void operator()(const char* name, const char* head, size_t group, Make) const {
@@ -68,6 +73,8 @@ struct Namer {
 
 // Keeps its values.
 struct Taker {
+  static constexpr bool kNames = false;
+  static bool Skips(size_t) { return false; }
   std::vector<Value>& values;
   template <class Make>
   void operator()(const char*, const char*, size_t, Make make) const {
@@ -75,7 +82,35 @@ struct Taker {
   }
 };
 
+// Keeps the values of columns that are wanted.
+struct Picker {
+  static constexpr bool kNames = false;
+  const ColumnChoice& choice;
+  std::vector<Value>& values;
+  size_t& at;
+  template <class Make>
+  void operator()(const char*, const char*, size_t, Make make) const {
+    if (choice.wanted[at]) values[at] = make();
+    ++at;
+  }
+  bool Skips(size_t group) const {
+    if (choice.groups[group].wanted) return false;
+    at += choice.groups[group].columns;
+    return true;
+  }
+};
+
 }  // namespace
+
+ColumnChoice::ColumnChoice(const std::vector<Column>& columns, std::vector<bool> marks)
+    : wanted(std::move(marks)) {
+  for (size_t i = 0; i < columns.size(); ++i) {
+    const size_t group = columns[i].group;
+    if (group >= groups.size()) groups.resize(group + 1);
+    ++groups[group].columns;
+    groups[group].wanted = groups[group].wanted || wanted[i];
+  }
+}
 
 double DecodeCountWord(uint32_t word) {
   return (word & kTopBit) == 0 ? word : static_cast<double>(uint64_t{word & ~kTopBit} * 256);
@@ -95,6 +130,13 @@ EntryFields::EntryFields(const PslHeader& header, const SectionRow& row, QuadRul
 void EntryFields::Decode(const Entry& entry, std::vector<Value>& values) const {
   values.clear();
   Walk(entry, Taker{values});
+}
+
+void EntryFields::Decode(const Entry& entry, const ColumnChoice& choice,
+                         std::vector<Value>& values) const {
+  values.resize(columns_.size());
+  size_t at = 0;
+  Walk(entry, Picker{choice, values, at});
 }
 
 // The word of a mask bit, counted from bit 31 down.
@@ -165,7 +207,7 @@ void EntryFields::WalkFlags(const Entry& entry, Put put) const {
   }
   for (const int8_t at : form_.carried) {
     if (at == kNone) continue;
-    const std::string name = fmt::format("word_at_{}", at);
+    const std::string name = Put::kNames ? NameOfCarried(at) : std::string();
     put(name.c_str(), name.c_str(), 0,
         [&]() -> Value { return WordOf(bytes, static_cast<size_t>(at)); });
   }
@@ -225,6 +267,7 @@ void EntryFields::WalkCache(const Entry& entry, Put put) const {
 
 template <class Put>
 void EntryFields::WalkGroup(const Entry& entry, const Group& group, Put put) const {
+  if (put.Skips(group.number)) return;
   const std::span<const uint8_t>& bytes = entry.bytes;
   const auto [number, at, valid] = group;
   // Compact entries did nothing, not-valid ones nothing that is known.

@@ -20,6 +20,19 @@ struct Column {
   uint8_t group = 0;  // counter group, from 1; 0: of the entry as a whole
 };
 
+// Which columns are wanted, when not all are: nothing is made of the others.
+struct ColumnChoice {
+  // One mark for each column.
+  ColumnChoice(const std::vector<Column>& columns, std::vector<bool> marks);
+
+  std::vector<bool> wanted;
+  struct Group {
+    size_t columns = 0;
+    bool wanted = false;  // any column of it
+  };
+  std::vector<Group> groups;  // by number
+};
+
 class EntryFields {
  public:
   // The fields of a kind's entries, laid out as the row says. `rule`: of the layout.
@@ -35,6 +48,8 @@ class EntryFields {
   const std::vector<Column>& columns() const { return columns_; }
   // One value for each column.
   void Decode(const Entry& entry, std::vector<Value>& values) const;
+  // The same of the columns chosen; the others stay empty.
+  void Decode(const Entry& entry, const ColumnChoice& choice, std::vector<Value>& values) const;
 
  private:
   template <class Put>

@@ -14,7 +14,7 @@
 #include "tools/kind_names.h"
 #include "tools/record_fields.h"
 #include "tools/report.h"
-#include "tools/show_history.h"
+#include "tools/resource_key.h"
 #include "tools/time_text.h"
 
 namespace {

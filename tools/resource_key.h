@@ -1,0 +1,21 @@
+// Keys of resources as people give them, and the section that holds a kind.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/kinds.h"
+#include "engine/layout.h"
+
+struct ResourceKey {
+  std::vector<uint8_t> bytes;  // as in the file
+};
+
+// Reads "21" for kinds with a number, "1.4" for kinds with several key bytes. Empty: not a key of
+// the form.
+std::optional<ResourceKey> ParseKey(const KeyBytes& key, const std::string& text);
+
+// The section row of a kind in a revision, or null.
+const SectionRow* SectionOf(const RevisionLayout& layout, Kind kind);
