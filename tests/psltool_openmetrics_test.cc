@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <map>
 #include <sstream>
 #include <string>
@@ -252,9 +253,14 @@ TEST(PsltoolOpenMetrics, NothingLeavesAWellFormedText) {
   EXPECT_EQ(Export({dir.Path("x.psl"), "--from", "2025-01-01"}).out, "# EOF\n");
 }
 
+// More samples than are kept in memory.
 TEST(PsltoolOpenMetrics, ADirectoryThatTakesNoTemporaryFileIsNamed) {
   TempDir dir;
-  dir.Write("x.psl", spell::Log({.revision = 0x1D}, {spell::kNewYear}));
+  ASSERT_EQ(RunProgram(PSLTOOL_PATH, {"make", "-q", "--interval", "300", "--none", "--ld", "40"},
+                       {dir.Path(), {}})
+                .status,
+            0);
+  std::filesystem::rename(dir.Path("20240304array01.psl"), dir.Path("x.psl"));
   const ProgramResult result =
       RunProgram(PSLTOOL_PATH, {"export", "--to", "openmetrics", dir.Path("x.psl")},
                  {"", {{"TMPDIR", dir.Path("none")}}});
@@ -270,7 +276,7 @@ TEST(SampleSort, SortsAndKeepsTheLastOfEqualOnes) {
   TempDir dir;
   model::Random random(3);
   for (const int count : {0, 1, 6, 7, 8, 700}) {
-    SampleSort sort(dir.Path(), 7);
+    SampleSort sort(dir.Path(), SampleSort::Equal::kLast, 7);
     std::map<std::pair<uint64_t, uint32_t>, double> expected;
     for (int i = 0; i < count; ++i) {
       const Sample sample = {random.Below(9) << 40U, static_cast<uint32_t>(random.Below(20)),
@@ -292,6 +298,32 @@ TEST(SampleSort, SortsAndKeepsTheLastOfEqualOnes) {
     }
   }
   EXPECT_EQ(dir.Names(), std::vector<std::string>{});
+}
+
+// Those of a database: of equal ones all stay, in the order in which they came.
+TEST(SampleSort, SortsAndKeepsAllOfEqualOnes) {
+  TempDir dir;
+  for (const size_t piece : {size_t{7}, size_t{1000}}) {
+    model::Random random(4);
+    SampleSort sort(dir.Path(), SampleSort::Equal::kAll, piece);
+    std::map<std::pair<uint64_t, uint32_t>, std::vector<double>> expected;
+    for (int i = 0; i < 300; ++i) {
+      const Sample sample = {random.Below(5), static_cast<uint32_t>(random.Below(9)),
+                             static_cast<double>(i)};
+      ASSERT_TRUE(sort.Add(sample));
+      expected[{sample.series, sample.stamp}].push_back(sample.value);
+    }
+    std::map<std::pair<uint64_t, uint32_t>, std::vector<double>> merged;
+    std::pair<uint64_t, uint32_t> last;
+    ASSERT_TRUE(sort.Merge([&](const Sample& sample) {
+      const std::pair<uint64_t, uint32_t> place = {sample.series, sample.stamp};
+      EXPECT_LE(last, place);
+      last = place;
+      merged[place].push_back(sample.value);
+      return true;
+    }));
+    EXPECT_EQ(merged, expected);
+  }
 }
 
 }  // namespace

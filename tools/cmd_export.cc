@@ -22,6 +22,9 @@ struct Wishes {
   std::vector<std::string> files;
   std::vector<std::string> to;  // a form or the last time: words and times cannot be mixed up
   std::string form;
+  std::vector<std::string> metrics;
+  std::vector<std::string> statistics;
+  std::string labels;
   std::string out;
   std::string array;
   ChoiceOptions choice;
@@ -30,10 +33,10 @@ struct Wishes {
 // A failure that leaves a text file as it was.
 constexpr int kNothing = -1;
 
-constexpr const char* kForms[] = {"csv", "ndjson", "sqlite", "openmetrics"};
+constexpr const char* kFormats[] = {"csv", "wide", "ndjson", "sqlite", "openmetrics"};
 
 bool IsForm(const std::string& text) {
-  return std::find(std::begin(kForms), std::end(kForms), text) != std::end(kForms);
+  return std::find(std::begin(kFormats), std::end(kFormats), text) != std::end(kFormats);
 }
 
 // Sorts out what stands behind --to.
@@ -46,7 +49,25 @@ bool TakeForm(Wishes& wishes) {
     place = text;
   }
   return !wishes.form.empty() ||
-         Fail("export", "--to csv, ndjson, sqlite or openmetrics is needed");
+         Fail("export", "--format csv, wide, ndjson, sqlite or openmetrics is needed");
+}
+
+bool TakeMetrics(const Wishes& wishes, ExportWishes& what) {
+  for (const std::string& name : wishes.metrics) {
+    if (IsMetric(name)) continue;
+    return Fail("export --metric", fmt::format("'{}' is no metric; there are {}, of counter groups "
+                                               "also with the group, as in g1_ops",
+                                               name, fmt::join(MetricNames(), ", ")));
+  }
+  for (const std::string& name : wishes.statistics) {
+    if (IsStatistic(name)) continue;
+    return Fail(
+        "export --stat",
+        fmt::format("'{}' is no statistic; there are sum, mean, max, min, last, state", name));
+  }
+  what.metrics = wishes.metrics;
+  what.statistics = wishes.statistics;
+  return true;
 }
 
 // In a database the rows of a file go by its name, so that two of a name would replace each other.
@@ -80,11 +101,26 @@ std::string ScratchOf(const Wishes& wishes) {
   return directory != nullptr && *directory != '\0' ? directory : "/tmp";
 }
 
-std::unique_ptr<ExportSink> MakeSink(const Wishes& wishes, TextOut* out) {
-  if (wishes.form == "sqlite") return MakeSqliteSink(wishes.out);
-  if (wishes.form == "openmetrics") return MakeOpenMetricsSink(*out, ScratchOf(wishes));
-  return wishes.form == "csv" ? MakeCsvSink(*out, wishes.choice.zone())
-                              : MakeJsonLinesSink(*out, wishes.choice.zone());
+std::unique_ptr<ExportSink> MakeSink(const Wishes& wishes, const ExportWishes& what,
+                                     const Labels& labels, TextOut* out) {
+  const Zone zone = wishes.choice.zone();
+  if (wishes.form == "sqlite") return MakeSqliteSink(wishes.out, labels);
+  if (wishes.form == "openmetrics") return MakeOpenMetricsSink(*out, ScratchOf(wishes), labels);
+  if (wishes.form == "wide") {
+    return MakeWideSink(*out, zone, labels, ColumnsOfFiles(what, wishes.files));
+  }
+  return wishes.form == "csv" ? MakeCsvSink(*out, zone, labels)
+                              : MakeJsonLinesSink(*out, zone, labels);
+}
+
+// False: the files hold nothing of what was asked for, reported.
+bool HasRows(const Wishes& wishes, const ExportWishes& what, const Exporter& exporter) {
+  if (!HasWhatWasAsked("export", wishes.choice, what.dump, exporter.count())) return false;
+  if (exporter.rows() != 0 || (what.metrics.empty() && what.statistics.empty())) return true;
+  return Fail("export", fmt::format("no entry has the metric{}{}{}{}",
+                                    what.metrics.empty() ? "" : " ", fmt::join(what.metrics, ", "),
+                                    what.statistics.empty() ? "" : " with the statistic ",
+                                    fmt::join(what.statistics, ", ")));
 }
 
 // Puts all files. The status is that of the worst; nothing: the output failed.
@@ -102,9 +138,7 @@ std::optional<int> PutFiles(const Wishes& wishes, ExportWishes& what, ExportSink
     if (end == DumpEnd::kDone) continue;
     status = std::max(status, end == DumpEnd::kBroken ? kFailed : kUnusable);
   }
-  if (status == kDone && !HasWhatWasAsked("export", wishes.choice, what.dump, exporter.count())) {
-    status = kNothing;
-  }
+  if (status == kDone && !HasRows(wishes, what, exporter)) status = kNothing;
   // Of nothing no file is made; a reader of standard output has seen the head already.
   const bool finish = any && (status != kNothing || wishes.out.empty());
   if (finish && !sink.Finish()) return std::nullopt;
@@ -115,10 +149,14 @@ int Export(Wishes& wishes) {
   if (!TakeForm(wishes)) return kRefused;
   ExportWishes what;
   what.array = wishes.array;
-  if (!TakeChoice("export", wishes.choice, what.dump) || !IsOutput(wishes)) return kRefused;
+  Labels labels;
+  if (!TakeChoice("export", wishes.choice, what.dump) || !TakeMetrics(wishes, what) ||
+      !IsOutput(wishes) || !labels.Read(wishes.labels)) {
+    return kRefused;
+  }
   const bool database = wishes.form == "sqlite";
   if (database && wishes.out.empty()) {
-    static_cast<void>(Fail("export --to sqlite", "needs -o with the database's path"));
+    static_cast<void>(Fail("export --format sqlite", "needs -o with the database's path"));
     return kRefused;
   }
   if (database && !NamesDiffer(wishes.files)) return kRefused;
@@ -131,7 +169,7 @@ int Export(Wishes& wishes) {
   } else {
     out.emplace(stdout);
   }
-  const std::unique_ptr<ExportSink> sink = MakeSink(wishes, &*out);
+  const std::unique_ptr<ExportSink> sink = MakeSink(wishes, what, labels, &*out);
   if (sink == nullptr) return kUnusable;
   const std::optional<int> status = PutFiles(wishes, what, *sink);
   if (status && out->Flush()) {
@@ -152,33 +190,52 @@ void AddExportCommand(CLI::App& app, int& status) {
   CLI::App* command =
       app.add_subcommand("export", "Rows for spreadsheets, databases and time-series engines");
   command->footer(
-      "One row per value: time, array, kind, key, metric, statistic, value, unit, level. Values "
-      "are\n"
-      "those of `dump`; what an entry does not say has no row. Into a database (sqlite) a file "
-      "can\n"
-      "be exported again: its rows are replaced. OpenMetrics text is sorted by way of a temporary\n"
-      "file beside OUT, without -o in $TMPDIR or /tmp. A text file OUT is written only when all\n"
+      "One row per value: time, array, kind, key, metric, statistic, value, unit, level, begin and "
+      "end\n"
+      "of the period. Values are those of `dump`; what an entry does not say has no row. \"wide\" "
+      "is "
+      "CSV\n"
+      "with one row per resource and time, one column per metric and statistic. Into a database "
+      "(sqlite)\n"
+      "a file can be exported again: its rows are replaced. OpenMetrics and databases sort by way "
+      "of "
+      "a\n"
+      "temporary file beside OUT, without -o in $TMPDIR or /tmp. A text file OUT is written only "
+      "when "
+      "all\n"
       "files could be read and something was found.\n\n"
       "Exit status: 0 done, 1 a file is broken (what stands in front of the place is exported), "
       "or\n"
       "no file has a record of the time or of the key, 2 a file could not be read or written or "
       "the command line is wrong.\n\n"
       "Examples:\n"
-      "  psltool export --to csv 20240304array01.psl --kind ld --key 21 > ld21.csv\n"
-      "  psltool export --to sqlite -o history.db archive/*.psa\n"
-      "  psltool export --to ndjson --from 2024-03-04 --to 2024-03-05 logs/*.psl | gzip > two.gz\n"
-      "  psltool export --to openmetrics -o history.om archive/*.psa");
+      "  psltool export --format csv 20240304array01.psl --kind ld --key 21 > ld21.csv\n"
+      "  psltool export --format sqlite -o history.db archive/*.psa\n"
+      "  psltool export --format ndjson --from 2024-03-04 --to 2024-03-05 logs/*.psl | gzip > "
+      "two.gz\n"
+      "  psltool export --format wide --kind ld --metric ops_rate --stat mean archive/*.psa\n"
+      "  psltool export --format openmetrics -o history.om archive/*.psa");
   command->add_option("files", wishes->files, "Logs or archives")->required();
+  command->add_option("--format", wishes->form, "csv, wide, ndjson, sqlite or openmetrics")
+      ->check(CLI::IsMember(std::vector<std::string>(std::begin(kFormats), std::end(kFormats))));
   command
       ->add_option("--to", wishes->to,
-                   "Form: csv, ndjson, sqlite or openmetrics. Besides, given once more, the last "
-                   "time, the day or minute as a whole")
-      ->required()
+                   "The last time, the day or minute as a whole; also the form, as with --format")
       ->allow_extra_args(false);
   command->add_option("-o,--out", wishes->out,
                       "File to write (default: standard output; a database needs it)");
   command->add_option("--array", wishes->array,
                       "Name of the array of files whose names do not tell it");
   AddChoiceOptions(*command, wishes->choice, false);
+  command
+      ->add_option("--metric", wishes->metrics,
+                   "Metric, as in ops_rate, or of one counter group, g1_ops_rate (several times; "
+                   "default all)")
+      ->allow_extra_args(false);
+  command
+      ->add_option("--stat", wishes->statistics,
+                   "Statistic: sum, mean, max, min, last or state (several times; default all)")
+      ->allow_extra_args(false);
+  AddLabelsOption(*command, wishes->labels);
   command->callback([wishes, &status] { status = Export(*wishes); });
 }

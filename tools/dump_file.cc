@@ -278,3 +278,9 @@ DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& ou
   }
   return reader.failed() ? failure() : DumpEnd::kDone;
 }
+
+void LookAtColumns(const DumpWishes& wishes, DumpWriter& writer) {
+  PslReader reader(wishes.path, PslReader::Reports::kKept);
+  if (!reader.Open()) return;
+  static_cast<void>(Dumper(wishes, reader, writer).Prepare(false));
+}

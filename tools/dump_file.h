@@ -42,5 +42,9 @@ DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& ou
                  Progress& progress, PslReader::Reports reports = PslReader::Reports::kPrinted,
                  Finding* trouble = nullptr, DumpCount* count = nullptr);
 
+// Tells the writer which columns entries of the file can have, and nothing else. A file that cannot
+// be read has none; what is wrong with it is left to the dump to report.
+void LookAtColumns(const DumpWishes& wishes, DumpWriter& writer);
+
 // "ld", "wait-time".
 const char* WordOfKind(Kind kind);

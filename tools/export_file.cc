@@ -1,6 +1,9 @@
 // Files of an export: see the header.
 #include "tools/export_file.h"
 
+#include <algorithm>
+#include <set>
+
 #include "tools/file_summary.h"
 
 namespace {
@@ -28,7 +31,9 @@ class Exporter::Writer : public DumpWriter {
   }
 
   void Start(const std::vector<const std::vector<Column>*>& all) override {
-    for (const std::vector<Column>* columns : all) columns_[columns] = ExportColumnsOf(*columns);
+    for (const std::vector<Column>* columns : all) {
+      columns_[columns] = exporter_.wishes_.ColumnsOf(*columns);
+    }
     started_ = exporter_.sink_.StartFile(file_);
     exporter_.failed_ = !started_;
   }
@@ -38,15 +43,20 @@ class Exporter::Writer : public DumpWriter {
     if (failed()) return;
     const auto& key = std::get<std::string>(entry.values.front());
     const uint32_t resource = ResourceOf(entry.kind, key);
+    uint64_t rows = 0;
     for (const ExportColumn& column : columns_.at(&entry.columns)) {
       const Value& value = entry.values[column.at];
       if (std::holds_alternative<std::monostate>(value)) continue;
       if (exporter_.sink_.Put(
-              {entry.period.stamp, entry.period, resource, entry.kind, key, column, value}))
+              {entry.period.stamp, entry.period, resource, entry.kind, key, column, value})) {
+        ++rows;
         continue;
+      }
       exporter_.failed_ = true;
       return;
     }
+    exporter_.rows_ += rows;
+    if (rows != 0 && !exporter_.sink_.EndEntry()) exporter_.failed_ = true;
   }
 
   bool failed() const override { return exporter_.failed_; }
@@ -69,6 +79,54 @@ class Exporter::Writer : public DumpWriter {
   std::string name_;
   bool started_ = false;
 };
+
+std::vector<ExportColumn> ExportWishes::ColumnsOf(const std::vector<Column>& columns) const {
+  std::vector<ExportColumn> found = ExportColumnsOf(columns);
+  std::erase_if(found, [this](const ExportColumn& column) {
+    const bool metric = std::any_of(metrics.begin(), metrics.end(), [&](const std::string& name) {
+      return IsCalled(column, name);
+    });
+    const auto statistic = std::find(statistics.begin(), statistics.end(), column.row->statistic);
+    return (!metrics.empty() && !metric) || (!statistics.empty() && statistic == statistics.end());
+  });
+  return found;
+}
+
+namespace {
+
+// Gathers columns.
+class Gatherer : public DumpWriter {
+ public:
+  explicit Gatherer(const ExportWishes& wishes) : wishes_(wishes) {}
+
+  void Start(const std::vector<const std::vector<Column>*>& all) override {
+    for (const std::vector<Column>* columns : all) {
+      for (ExportColumn& column : wishes_.ColumnsOf(*columns)) {
+        if (seen_.insert(column.number).second) found_.push_back(std::move(column));
+      }
+    }
+  }
+  void Put(const DumpedEntry&) override {}
+
+  const std::vector<ExportColumn>& found() const { return found_; }
+
+ private:
+  const ExportWishes& wishes_;
+  std::set<uint16_t> seen_;
+  std::vector<ExportColumn> found_;
+};
+
+}  // namespace
+
+std::vector<ExportColumn> ColumnsOfFiles(ExportWishes wishes,
+                                         const std::vector<std::string>& paths) {
+  Gatherer gatherer(wishes);
+  for (const std::string& path : paths) {
+    wishes.dump.path = path;
+    LookAtColumns(wishes.dump, gatherer);
+  }
+  return gatherer.found();
+}
 
 DumpEnd Exporter::Take(const std::string& path) {
   wishes_.dump.path = path;

@@ -10,7 +10,16 @@
 struct ExportWishes {
   DumpWishes dump;    // what of the files is wanted; its path is set for each
   std::string array;  // name of the array where names of files do not tell; empty: none
+  std::vector<std::string> metrics;     // as `IsMetric` takes them; empty: all
+  std::vector<std::string> statistics;  // likewise
+
+  // The columns that are wanted, in their order.
+  std::vector<ExportColumn> ColumnsOf(const std::vector<Column>& columns) const;
 };
+
+// All columns that rows of the files can have, in the order in which they are first met.
+std::vector<ExportColumn> ColumnsOfFiles(ExportWishes wishes,
+                                         const std::vector<std::string>& paths);
 
 class Exporter {
  public:
@@ -24,6 +33,7 @@ class Exporter {
   bool failed() const { return failed_; }
   // Of all files so far.
   const DumpCount& count() const { return count_; }
+  uint64_t rows() const { return rows_; }
 
  private:
   class Writer;
@@ -34,5 +44,6 @@ class Exporter {
   PslReader::Reports reports_;
   bool failed_ = false;
   DumpCount count_;
+  uint64_t rows_ = 0;
   std::unordered_map<std::string, uint32_t> resources_;  // by array, level, kind and key
 };

@@ -61,9 +61,11 @@ uint64_t OrderOf(const ExportRow& row) {
 
 class OpenMetricsSink : public ExportSink {
  public:
-  OpenMetricsSink(TextOut& out, const std::string& scratch) : out_(out), sort_(scratch) {}
+  OpenMetricsSink(TextOut& out, const std::string& scratch, const Labels& labels)
+      : out_(out), sort_(scratch), names_(labels) {}
 
   bool StartFile(const ExportFile& file) override {
+    array_ = file.array;
     start_ = fmt::format(R"(array="{}",level="{}")", Escaped(file.array), file.level);
     return true;
   }
@@ -71,7 +73,13 @@ class OpenMetricsSink : public ExportSink {
   bool Put(const ExportRow& row) override {
     if (row.resource >= labels_.size()) labels_.resize(row.resource + size_t{1});
     std::string& labels = labels_[row.resource];
-    if (labels.empty()) labels = fmt::format(R"({},kind="{}",key="{}")", start_, row.kind, row.key);
+    if (labels.empty()) {
+      labels = fmt::format(R"({},kind="{}",key="{}")", start_, row.kind, row.key);
+      const std::string& name = names_.OfResource(array_, row.kind, row.key);
+      if (!name.empty()) labels += fmt::format(R"(,name="{}")", Escaped(name));
+      if (row.resource >= kinds_.size()) kinds_.resize(row.resource + size_t{1});
+      kinds_[row.resource] = row.kind;
+    }
     const size_t family = row.column.number >> 8U;
     if (family >= families_.size()) families_.resize(family + 1);
     families_[family] = row.column.row;
@@ -113,6 +121,8 @@ class OpenMetricsSink : public ExportSink {
       out_.Print(R"(,offset="{}")", part);
     } else if (part != 0) {
       out_.Print(R"(,group="{}")", part);
+      const std::string& group = names_.OfGroup(kinds_[resource], part);
+      if (!group.empty()) out_.Print(R"(,group_name="{}")", Escaped(group));
     }
     const BaseUnit* const unit = UnitOf(row);
     const double value = unit == nullptr ? sample.value : unit->value(sample.value);
@@ -121,13 +131,17 @@ class OpenMetricsSink : public ExportSink {
 
   TextOut& out_;
   SampleSort sort_;
-  std::string start_;                // of the labels of the file at hand
+  const Labels& names_;
+  std::string array_;                // of the file at hand
+  std::string start_;                // of its labels
   std::vector<std::string> labels_;  // by resource
+  std::vector<const char*> kinds_;   // likewise
   std::vector<const MetricRow*> families_;
 };
 
 }  // namespace
 
-std::unique_ptr<ExportSink> MakeOpenMetricsSink(TextOut& out, const std::string& scratch) {
-  return std::make_unique<OpenMetricsSink>(out, scratch);
+std::unique_ptr<ExportSink> MakeOpenMetricsSink(TextOut& out, const std::string& scratch,
+                                                const Labels& labels) {
+  return std::make_unique<OpenMetricsSink>(out, scratch, labels);
 }

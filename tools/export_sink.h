@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tools/export_columns.h"
+#include "tools/labels.h"
 #include "tools/psl_reader.h"
 #include "tools/record_period.h"
 #include "tools/text_out.h"
@@ -52,18 +54,25 @@ class ExportSink {
   // Each returns false after a report; nothing is asked of the sink then but to be destroyed.
   virtual bool StartFile(const ExportFile& file) = 0;
   virtual bool Put(const ExportRow& row) = 0;
+  // The rows of a resource at one time have been put.
+  virtual bool EndEntry() { return true; }
   virtual bool EndFile(ExportFileEnd end, const std::string& trouble) = 0;
   // All files have been put.
   virtual bool Finish() = 0;
 };
 
-std::unique_ptr<ExportSink> MakeCsvSink(TextOut& out, Zone zone);
-std::unique_ptr<ExportSink> MakeJsonLinesSink(TextOut& out, Zone zone);
+// `labels`: names that rows bear, when there are any.
+std::unique_ptr<ExportSink> MakeCsvSink(TextOut& out, Zone zone, const Labels& labels);
+std::unique_ptr<ExportSink> MakeJsonLinesSink(TextOut& out, Zone zone, const Labels& labels);
+// One line for each resource and time. `columns`: all that can occur, in the order of the line.
+std::unique_ptr<ExportSink> MakeWideSink(TextOut& out, Zone zone, const Labels& labels,
+                                         std::vector<ExportColumn> columns);
 // A new database is built beside its path; rows of a file that an older one holds are replaced.
 // Null: reported.
-std::unique_ptr<ExportSink> MakeSqliteSink(const std::string& path);
+std::unique_ptr<ExportSink> MakeSqliteSink(const std::string& path, const Labels& labels);
 // `scratch`: directory of a temporary file, which has no name and is gone when the tool ends.
-std::unique_ptr<ExportSink> MakeOpenMetricsSink(TextOut& out, const std::string& scratch);
+std::unique_ptr<ExportSink> MakeOpenMetricsSink(TextOut& out, const std::string& scratch,
+                                                const Labels& labels);
 
 // A value as text: exact, the shortest digits that read back as the same number; flags are 1 and 0.
 std::string NumberText(const Value& value);

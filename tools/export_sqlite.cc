@@ -12,7 +12,9 @@
 #include <unordered_map>
 
 #include "tools/export_sink.h"
+#include "tools/record_file.h"
 #include "tools/report.h"
+#include "tools/sample_sort.h"
 #include "tools/sqlite_database.h"
 #include "tools/unfinished.h"
 
@@ -43,6 +45,8 @@ CREATE TABLE series (
   metric TEXT NOT NULL,
   statistic TEXT NOT NULL,
   unit TEXT NOT NULL,
+  name TEXT,
+  group_name TEXT,
   UNIQUE (array, level, kind, key, metric, statistic)
 );
 CREATE TABLE samples (
@@ -65,12 +69,13 @@ CREATE VIEW tidy AS
          series.kind, series.key, series.metric, series.statistic, samples.value, series.unit,
          series.level, samples.stamp, files.name AS file,
          strftime('%Y-%m-%dT%H:%M:%SZ', periods.begin, 'unixepoch') AS begin,
-         strftime('%Y-%m-%dT%H:%M:%SZ', periods.end, 'unixepoch') AS end
+         strftime('%Y-%m-%dT%H:%M:%SZ', periods.end, 'unixepoch') AS end,
+         series.name, series.group_name
   FROM samples JOIN series ON series.id = samples.series JOIN files ON files.id = samples.file
        JOIN periods ON periods.file = samples.file AND periods.stamp = samples.stamp;
 )";
 
-// Made when a new database is filled: sorting once is much faster than keeping the order.
+// Made when a new database is filled, which is faster than keeping the order of many files.
 constexpr const char* kSampleIndex =
     "CREATE INDEX IF NOT EXISTS samples_by_series ON samples (series, stamp)";
 
@@ -118,10 +123,11 @@ struct Statements {
            put_period.Prepare(database, kPutPeriod) &&
            put_series.Prepare(
                database,
-               "INSERT INTO series (array, level, kind, key, metric, statistic, unit) "
-               "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7) "
-               "ON CONFLICT (array, level, kind, key, metric, statistic) DO UPDATE SET unit = ?7 "
-               "RETURNING id") &&
+               "INSERT INTO series (array, level, kind, key, metric, statistic, unit, name, "
+               "group_name) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9) "
+               "ON CONFLICT (array, level, kind, key, metric, statistic) DO UPDATE SET unit = ?7, "
+               // A run without names leaves those that are there.
+               "name = coalesce(?8, name), group_name = coalesce(?9, group_name) RETURNING id") &&
            put_sample.Prepare(database,
                               "INSERT INTO samples (file, series, stamp, value) "
                               "VALUES (?1, ?2, ?3, ?4)");
@@ -137,7 +143,8 @@ bool SyncFile(const std::string& path) {
 
 class SqliteSink : public ExportSink {
  public:
-  explicit SqliteSink(std::string path) : path_(std::move(path)), part_(path_ + ".part") {}
+  SqliteSink(std::string path, const Labels& labels)
+      : path_(std::move(path)), part_(path_ + ".part"), labels_(labels) {}
   ~SqliteSink() override {
     // An open transaction is rolled back.
     statements_.reset();
@@ -180,6 +187,7 @@ class SqliteSink : public ExportSink {
     statements_->remove_samples.Bind(1, file_);
     statements_->remove_periods.Bind(1, file_);
     period_.reset();
+    sort_ = std::make_unique<SampleSort>(DirectoryOf(path_), SampleSort::Equal::kAll);
     return statements_->remove_samples.Run() && statements_->remove_periods.Run() &&
            statements_->next_sample.Run(&first_sample_);
   }
@@ -187,12 +195,7 @@ class SqliteSink : public ExportSink {
   bool Put(const ExportRow& row) override {
     int64_t series = 0;
     if (!FindSeries(row, series) || !PutPeriod(row.period)) return false;
-    Statement& put = statements_->put_sample;
-    put.Bind(1, file_);
-    put.Bind(2, series);
-    put.Bind(3, int64_t{row.stamp});
-    put.Bind(4, NumberOf(row.value));
-    return put.Run();
+    return sort_->Add({static_cast<uint64_t>(series), row.stamp, NumberOf(row.value)});
   }
 
   bool EndFile(ExportFileEnd end, const std::string& trouble) override {
@@ -201,6 +204,7 @@ class SqliteSink : public ExportSink {
       series_.clear();
       return database_.Run("ROLLBACK");
     }
+    if (!PutSamples()) return false;
     Statement& put = statements_->end_file;
     put.Bind(1, int64_t{end == ExportFileEnd::kWhole ? 1 : 0});
     if (end == ExportFileEnd::kWhole) {
@@ -262,10 +266,25 @@ class SqliteSink : public ExportSink {
       put.Bind(5, row.column.metric);
       put.Bind(6, row.column.row->statistic);
       put.Bind(7, row.column.row->unit);
+      BindName(put, 8, labels_.OfResource(array_, row.kind, row.key));
+      BindName(put, 9, labels_.OfGroup(row.kind, row.column.group));
       if (!put.Run(&found->second)) return false;
     }
     series = found->second;
     return true;
+  }
+
+  // In the order of the index. Rows come record by record, so that each would touch another page of
+  // it; sorted they fill it page by page, and find each other again when they are removed.
+  bool PutSamples() {
+    Statement& put = statements_->put_sample;
+    return sort_->Merge([&](const Sample& sample) {
+      put.Bind(1, file_);
+      put.Bind(2, static_cast<int64_t>(sample.series));
+      put.Bind(3, int64_t{sample.stamp});
+      put.Bind(4, sample.value);
+      return put.Run();
+    });
   }
 
   // Once for all rows of a record.
@@ -279,6 +298,14 @@ class SqliteSink : public ExportSink {
     return put.Run();
   }
 
+  void BindName(Statement& put, int at, const std::string& name) const {
+    if (labels_.empty()) {
+      put.BindNull(at);
+    } else {
+      put.Bind(at, name);
+    }
+  }
+
   void RemovePart() const {
     unlink(part_.c_str());
     unlink(JournalOf(part_).c_str());
@@ -286,12 +313,14 @@ class SqliteSink : public ExportSink {
 
   std::string path_;
   std::string part_;
+  const Labels& labels_;
   bool fresh_ = false;  // the database is new: it is built in the part file
   Database database_;
   std::unique_ptr<Statements> statements_ = std::make_unique<Statements>();
   std::string array_;
   std::string level_;
   int64_t file_ = 0;
+  std::unique_ptr<SampleSort> sort_;               // of the file at hand
   int64_t first_sample_ = 0;                       // of the file at hand
   std::optional<std::array<uint32_t, 3>> period_;  // put last
   std::unordered_map<uint64_t, int64_t> series_;
@@ -299,8 +328,8 @@ class SqliteSink : public ExportSink {
 
 }  // namespace
 
-std::unique_ptr<ExportSink> MakeSqliteSink(const std::string& path) {
-  auto sink = std::make_unique<SqliteSink>(path);
+std::unique_ptr<ExportSink> MakeSqliteSink(const std::string& path, const Labels& labels) {
+  auto sink = std::make_unique<SqliteSink>(path, labels);
   if (!sink->Open()) return nullptr;
   return sink;
 }

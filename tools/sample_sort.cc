@@ -87,6 +87,7 @@ bool SampleSort::Refill(Run& run, size_t room) {
 }
 
 bool SampleSort::Merge(const std::function<bool(const Sample&)>& take) {
+  if (runs_.empty()) return MergeOne(take);
   if (!samples_.empty() && !Spill()) return false;
   samples_ = {};
   const size_t room = std::max(kLeastRoom, piece_ / std::max<size_t>(1, runs_.size()));
@@ -107,10 +108,21 @@ bool SampleSort::Merge(const std::function<bool(const Sample&)>& take) {
     heads.pop();
     Run& run = runs_[number];
     const Sample& next = run.samples[run.at];
-    if (held && Before(*held, next) && !take(*held)) return false;
+    const bool passed = equal_ == Equal::kAll || (held && Before(*held, next));
+    if (held && passed && !take(*held)) return false;
     held = next;
     if (++run.at == run.samples.size() && !Refill(run, room)) return false;
     if (!run.samples.empty()) heads.push(number);
   }
   return !held || take(*held);
+}
+
+// All samples are in memory still.
+bool SampleSort::MergeOne(const std::function<bool(const Sample&)>& take) {
+  std::stable_sort(samples_.begin(), samples_.end(), Before);
+  for (size_t i = 0; i < samples_.size(); ++i) {
+    const bool last = i + 1 == samples_.size() || Before(samples_[i], samples_[i + 1]);
+    if ((last || equal_ == Equal::kAll) && !take(samples_[i])) return false;
+  }
+  return true;
 }

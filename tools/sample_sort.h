@@ -15,17 +15,21 @@ struct Sample {
 
 class SampleSort {
  public:
+  // Of samples that agree in series and stamp: the one that was added last, or all in their order.
+  enum class Equal : uint8_t { kLast, kAll };
+  static constexpr size_t kPiece = size_t{1} << 18;
+
   // `directory`: of the temporary file, which has no name. `piece`: samples held in memory.
-  explicit SampleSort(std::string directory, size_t piece = size_t{1} << 18)
-      : directory_(std::move(directory)), piece_(piece) {}
+  explicit SampleSort(std::string directory, Equal equal = Equal::kLast, size_t piece = kPiece)
+      : directory_(std::move(directory)), equal_(equal), piece_(piece) {}
   ~SampleSort();
   SampleSort(const SampleSort&) = delete;
   SampleSort& operator=(const SampleSort&) = delete;
 
   // False: the temporary file cannot be written, reported.
   bool Add(const Sample& sample);
-  // Passes all samples on, by series and stamp, until `take` returns false. Of those that agree in
-  // both only the one that was added last is passed on. False: reported, or `take` returned false.
+  // Passes the samples on, by series and stamp, until `take` returns false. False: reported, or
+  // `take` returned false.
   bool Merge(const std::function<bool(const Sample&)>& take);
 
  private:
@@ -38,10 +42,12 @@ class SampleSort {
   };
 
   bool Spill();
+  bool MergeOne(const std::function<bool(const Sample&)>& take);
   bool Refill(Run& run, size_t room);
   bool Trouble(const char* what) const;
 
   std::string directory_;
+  Equal equal_;
   size_t piece_;
   int fd_ = -1;
   uint64_t end_ = 0;  // of the temporary file

@@ -39,9 +39,12 @@ DumpEnd Export(const std::string& path, const std::string& form, const std::stri
   static std::FILE* const nowhere = std::fopen("/dev/null", "w");
   TextOut out(nowhere);
   Progress progress(false);
-  const auto sink = form == "csv"      ? MakeCsvSink(out, Zone::kLocal)
-                    : form == "ndjson" ? MakeJsonLinesSink(out, Zone::kUtc)
-                                       : MakeOpenMetricsSink(out, scratch);
+  static const Labels none;
+  const auto sink = form == "csv"      ? MakeCsvSink(out, Zone::kLocal, none)
+                    : form == "ndjson" ? MakeJsonLinesSink(out, Zone::kUtc, none)
+                    : form == "wide"
+                        ? MakeWideSink(out, Zone::kUtc, none, ColumnsOfFiles({}, {path}))
+                        : MakeOpenMetricsSink(out, scratch, none);
   Exporter exporter({}, *sink, progress, PslReader::Reports::kKept);
   const DumpEnd end = exporter.Take(path);
   return exporter.failed() || !sink->Finish() ? DumpEnd::kUnreadable : end;
@@ -75,7 +78,7 @@ PsltoolTargetResult RunPsltool(std::span<const uint8_t> bytes) {
       result.contradiction = "a clean file cannot be dumped";
     }
   }
-  for (const char* form : {"csv", "ndjson", "openmetrics"}) {
+  for (const char* form : {"csv", "wide", "ndjson", "openmetrics"}) {
     if (Export(path, form, dir.Path()) != dumped) {
       result.contradiction = "a file is exported otherwise than dumped";
     }
