@@ -38,6 +38,7 @@ char iopath[1024];
 namespace {
 
 constexpr char kVersionLine[] = "Qelprfarc   Version 7.4.003\n";
+constexpr uint32_t kDetLongPath = 0x0301000C;
 constexpr char kRemoveFile = '<';  // operation code of pmonSubFileOperation
 constexpr int kRemoved = 1;
 
@@ -113,7 +114,10 @@ void EndPathWithSeparator() {
   if (path == nullptr) return;
   const size_t length = strlen(path);
   if (path[length - 1] == '/' || path[length - 1] == '\\') return;
-  if (length + 2 > sizeof iopath) Usage();
+  if (length + 2 > sizeof iopath) {
+    LogMessage(103, path, "opendir", ENAMETOOLONG, kDetLongPath);
+    EndProcess(1);
+  }
   memcpy(iopath, path, length);
   iopath[length] = '/';
   iopath[length + 1] = '\0';

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
-#include <string>
 
 #include "archiver/runinfo.h"
 #include "archiver/zero_file.h"
@@ -110,42 +109,51 @@ void WriteConsoleText(const MessageRow& row, const ArcErrInfo& info) {
   if (!to_trace || !AppendToTrace(text, __LINE__)) fputs(text, stderr);
 }
 
-std::string Hexadecimal(uint32_t value) {
-  char text[9];
-  snprintf(text, sizeof text, "%08x", value);
-  return text;
+using LogText = char[kLogLength + 1];
+
+// What does not fit is cut off.
+void Append(const char* part, LogText& text) {
+  const size_t length = strlen(text);
+  CopyText(text + length, sizeof text - length, part);
 }
 
-std::string LogText(const MessageRow& row, const ArcErrInfo& info) {
-  std::string text = row.log;
+void FormatLogText(const MessageRow& row, const ArcErrInfo& info, LogText& text) {
+  const char* place = strstr(row.log, "%s");
   switch (row.log_form) {
     case LogForm::kCall:
-      text += std::string(" func=") + info.func + " errno=" + std::to_string(info.err) +
-              " detcode=" + Hexadecimal(info.detcode);
+      snprintf(text, sizeof text, "%s func=%s errno=%d detcode=%08x", row.log, info.func, info.err,
+               info.detcode);
       break;
     case LogForm::kArg:
-      text.replace(text.find("%s"), 2, info.arg);
+      snprintf(text, sizeof text, "%.*s", static_cast<int>(place - row.log), row.log);
+      Append(info.arg, text);
+      Append(place + strlen("%s"), text);
       break;
     case LogForm::kOutput:
-      if (wfname != nullptr) text += wfname;
+      snprintf(text, sizeof text, "%s", row.log);
+      Append(wfname != nullptr ? wfname : "", text);
       break;
     case LogForm::kDetail:
-      text += " detcode=" + Hexadecimal(info.detcode);
+      snprintf(text, sizeof text, "%s detcode=%08x", row.log, info.detcode);
       break;
     case LogForm::kNone:
+      text[0] = '\0';
       break;
   }
-  if (text.size() > kLogLength) text.resize(kLogLength);
-  return text;
 }
 
-void WriteOperationLog(const MessageRow& row, const std::string& text) {
+bool WriteOperationLog(const MessageRow& row, const char* text) {
   SgmcmMessage entry{};
   CopyText(entry.identifier, sizeof entry.identifier, row.identifier);
   CopyText(entry.program, sizeof entry.program, kProgram);
   entry.message_class = row.message_class;
   entry.flag = row.flag;
-  SGMCM_OutMsg(&entry, text.c_str());
+  return SGMCM_OutMsg(&entry, text) == 0;
+}
+
+// A log text that has no other place.
+void WriteToTraceOrStandardError(const char* text) {
+  if (!AppendToTrace(text, __LINE__)) fprintf(stderr, "%s\n", text);
 }
 
 void WriteMessage(const MessageRow& row, ArcErrInfo* info) {
@@ -158,13 +166,16 @@ void WriteMessage(const MessageRow& row, ArcErrInfo* info) {
   if (row.console_form != kNone) WriteConsoleText(row, *info);
   if (row.log_form == LogForm::kNone) return;
 
-  const std::string text = LogText(row, *info);
+  LogText text;
+  FormatLogText(row, *info, text);
+  // A message with console text has been told already.
+  const bool told = row.console_form != kNone;
   if (automatic) {
     if (row.number == 112 && finfo.level == 'H') CreateZeroFile();
-    WriteOperationLog(row, text);
-  } else if (arcdelinfo.auto2_flg != 0 && row.console_form == kNone) {
+    if (!WriteOperationLog(row, text) && !told) WriteToTraceOrStandardError(text);
+  } else if (arcdelinfo.auto2_flg != 0 && !told) {
     // Pruning runs make no operation-log entries; a failed one still leaves a line.
-    if (!AppendToTrace(text.c_str(), __LINE__)) fprintf(stderr, "%s\n", text.c_str());
+    WriteToTraceOrStandardError(text);
   }
 }
 

@@ -50,8 +50,6 @@ struct FileInfo {
   uint8_t* header_read;     // last header read, 256 bytes, from revision 0x1D on; null before
   uint8_t* header_written;  // last header written
   bool utc_in_force;        // TZ was switched to UTC
-  bool tz_was_set;          // TZ existed before the switch
-  char saved_tz[256];
   bool traced_utc;  // the last time-zone trace line said "TZ Local to UTC"
 
   // --- engine/stream.cc ---------------------------------------------------------------------

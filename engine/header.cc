@@ -18,6 +18,7 @@
 #include "engine/output.h"
 #include "engine/pmoncommon.h"
 #include "platform/QelCM.h"
+#include "platform/zone.h"
 
 namespace {
 
@@ -26,25 +27,6 @@ using HeaderBytes = std::array<uint8_t, kLongHeader>;
 void TraceZone(const char* text) {
   sgmtr_dmptbl = 0;
   fn_I_trace(text, 1, &sgmtr_dmptbl, "QelprfarcMain", __LINE__, 0);
-}
-
-void EnterUtc() {
-  const char* tz = std::getenv("TZ");
-  finfo.tz_was_set = tz != nullptr;
-  std::snprintf(finfo.saved_tz, sizeof finfo.saved_tz, "%s", tz != nullptr ? tz : "");
-  ::setenv("TZ", "UTC", 1);
-  finfo.utc_in_force = true;
-  ::tzset();
-}
-
-void LeaveUtc() {
-  if (finfo.tz_was_set) {
-    ::setenv("TZ", finfo.saved_tz, 1);
-  } else {
-    ::unsetenv("TZ");
-  }
-  finfo.utc_in_force = false;
-  ::tzset();
 }
 
 // Bytes that the open input holds from its current position on. Pipes and terminals have no
@@ -105,14 +87,16 @@ void SwitchTimeZone(uint8_t revision) {
   const bool utc = arcdelinfo.auto_flg == 0 && revision >= kFirstRevision &&
                    (revision > kLastRevision || LayoutOf(revision).row.keeps_header);
   if (!utc) {
-    if (finfo.utc_in_force) LeaveUtc();
+    if (finfo.utc_in_force) SwitchBackFromUtc();
+    finfo.utc_in_force = false;
     if (finfo.traced_utc) {
       TraceZone("TZ UTC to Local");
       finfo.traced_utc = false;
     }
     return;
   }
-  if (!finfo.utc_in_force) EnterUtc();
+  if (!finfo.utc_in_force) SwitchToUtc();
+  finfo.utc_in_force = true;
   if (!finfo.traced_utc) {
     TraceZone("TZ Local to UTC");
     finfo.traced_utc = true;

@@ -1,6 +1,6 @@
-// Trace lines and operation-log entries. Every line is built in memory and appended with a single
+// Trace lines and operation-log entries. Every line is built in place and appended with a single
 // write to a descriptor opened with O_APPEND, so that archivers running side by side never mix
-// their lines.
+// their lines. Nothing here takes memory from the heap: that it is exhausted must still be told.
 #include "platform/QelCM.h"
 
 #include <fcntl.h>
@@ -8,84 +8,120 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <string>
 
 #include "platform/prefix.h"
+#include "platform/zone.h"
 
 char sgmtr_dmpfile[128];
 int32_t sgmtr_dmptbl = 0;
 
 namespace {
 
+constexpr size_t kLongestLine = 8192;
+constexpr size_t kLongestPath = 1024;
 constexpr size_t kMaxLogText = 200;
 constexpr int32_t kErrorClass = 4;
 
+// A line behind a newline that is only written where the file ends inside a line.
+class Line {
+ public:
+  // Newlines in `text` (file names may hold them) become blanks; a final one is dropped.
+  void AppendText(const char* text, size_t max_length) {
+    size_t length = strnlen(text, max_length);
+    if (length > 0 && text[length - 1] == '\n') --length;
+    const size_t begin = size_;
+    Append(text, length);
+    std::replace(bytes_ + begin, bytes_ + size_, '\n', ' ');
+  }
+  void Append(const char* text, size_t length) {
+    // One character is left for the end of the line.
+    length = std::min(length, sizeof bytes_ - 1 - size_);
+    memcpy(bytes_ + size_, text, length);
+    size_ += length;
+  }
+  void Append(const char* text) { Append(text, strlen(text)); }
+  void End() { bytes_[size_++] = '\n'; }
+
+  const char* WithNewlineBefore() const { return bytes_; }
+  const char* Text() const { return bytes_ + 1; }
+  size_t TextSize() const { return size_ - 1; }
+
+ private:
+  char bytes_[kLongestLine] = "\n";
+  size_t size_ = 1;
+};
+
 // Creates the directories above the file `path`. Failures show when the file is opened.
-void MakeParentDirectories(const std::string& path) {
-  for (size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1)) {
-    mkdir(path.substr(0, end).c_str(), 0755);
+void MakeParentDirectories(const char* path) {
+  char directory[kLongestPath];
+  const size_t length = strlen(path);
+  if (length >= sizeof directory) return;
+  memcpy(directory, path, length + 1);
+  for (char* end = strchr(directory + 1, '/'); end != nullptr; end = strchr(end + 1, '/')) {
+    *end = '\0';
+    mkdir(directory, 0755);
+    *end = '/';
   }
 }
 
+// Read access is for a look at the last character; whoever has none can still append.
 int OpenForAppend(const char* path) {
-  return open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644);
+  constexpr int kFlags = O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY;
+  const int fd = open(path, O_RDWR | kFlags, 0644);
+  return fd != -1 || errno != EACCES ? fd : open(path, O_WRONLY | kFlags, 0644);
+}
+
+// A full disk may have cut the last line short.
+bool EndsInsideALine(int fd) {
+  struct stat status {};
+  char last = '\n';
+  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size == 0) return false;
+  return pread(fd, &last, 1, status.st_size - 1) == 1 && last != '\n';
 }
 
 // Appends `line` to the file `path`, creating its directory when that is what is missing.
-bool AppendLine(const char* path, const std::string& line) {
+bool AppendLine(const char* path, const Line& line) {
   int fd = OpenForAppend(path);
   if (fd == -1 && errno == ENOENT) {
     MakeParentDirectories(path);
     fd = OpenForAppend(path);
   }
   if (fd == -1) return false;
+  const bool torn = EndsInsideALine(fd);
+  const char* text = torn ? line.WithNewlineBefore() : line.Text();
+  const size_t size = line.TextSize() + (torn ? 1 : 0);
   ssize_t written;
   do {
-    written = write(fd, line.data(), line.size());
+    written = write(fd, text, size);
   } while (written == -1 && errno == EINTR);
   close(fd);
-  return written == static_cast<ssize_t>(line.size());
+  return written == static_cast<ssize_t>(size);
 }
 
-// `text` as the rest of one line: newlines inside (file names may hold them) become blanks, the
-// final one is dropped.
-std::string OneLine(const char* text, size_t max_length) {
-  std::string line(text, strnlen(text, max_length));
-  if (!line.empty() && line.back() == '\n') line.pop_back();
-  for (char& c : line) {
-    if (c == '\n') c = ' ';
-  }
-  return line;
-}
-
-std::string TraceTime() {
+void AppendTraceTime(Line* line) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  const tm* local = localtime(&now.tv_sec);
-  if (local == nullptr) return "?";
-  char day[40];
-  strftime(day, sizeof day, "%Y/%m/%d %H:%M:%S", local);
-  char text[64];
-  snprintf(text, sizeof text, "%s.%03ld", day, now.tv_nsec / 1000000);
-  return text;
+  const tm local = TimeInOwnZone(now.tv_sec);
+  char text[40];
+  line->Append(text, strftime(text, sizeof text, "%Y/%m/%d %H:%M:%S", &local));
+  snprintf(text, sizeof text, ".%03ld", now.tv_nsec / 1000000);
+  line->Append(text);
 }
 
-std::string LogTime() {
-  const time_t now = time(nullptr);
-  const tm* local = localtime(&now);
-  if (local == nullptr) return "?";
-  char day[40];
-  strftime(day, sizeof day, "%Y-%m-%dT%H:%M:%S", local);
-  const long minutes = std::labs(local->tm_gmtoff) / 60;
-  char text[64];
-  snprintf(text, sizeof text, "%s%c%02ld:%02ld", day, local->tm_gmtoff < 0 ? '-' : '+',
-           minutes / 60, minutes % 60);
-  return text;
+void AppendLogTime(Line* line) {
+  const tm local = TimeInOwnZone(time(nullptr));
+  char text[40];
+  line->Append(text, strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &local));
+  const long minutes = std::labs(local.tm_gmtoff) / 60;
+  snprintf(text, sizeof text, "%c%02ld:%02ld", local.tm_gmtoff < 0 ? '-' : '+', minutes / 60,
+           minutes % 60);
+  line->Append(text);
 }
 
 }  // namespace
@@ -94,24 +130,37 @@ int fn_I_trace(const char* text, int /*one*/, int32_t* /*control*/, const char* 
                int /*zero*/) {
   if (sgmtr_dmpfile[0] == '\0') return -1;
   const int saved_errno = errno;
-  const std::string entry = TraceTime() + ' ' + std::to_string(getpid()) + ' ' + tag + ':' +
-                            std::to_string(line) + ' ' + OneLine(text, strlen(text)) + '\n';
+  Line entry;
+  AppendTraceTime(&entry);
+  char origin[80];
+  snprintf(origin, sizeof origin, " %ld %.40s:%d ", static_cast<long>(getpid()), tag, line);
+  entry.Append(origin);
+  entry.AppendText(text, strlen(text));
+  entry.End();
   const bool appended = AppendLine(sgmtr_dmpfile, entry);
   errno = saved_errno;
   return appended ? 0 : -1;
 }
 
-void SGMCM_OutMsg(const SgmcmMessage* message, const char* text) {
+int SGMCM_OutMsg(const SgmcmMessage* message, const char* text) {
   const int saved_errno = errno;
-  const std::string identifier(message->identifier,
-                               strnlen(message->identifier, sizeof message->identifier));
-  const std::string program(message->program, strnlen(message->program, sizeof message->program));
-  const std::string entry = identifier + ' ' + program + ' ' +
-                            std::to_string(message->message_class) + ' ' +
-                            std::to_string(message->flag) + ' ' + OneLine(text, kMaxLogText);
-  const std::string path = std::string(kInstallPrefix) + "etc/log/operation.log";
-  AppendLine(path.c_str(), LogTime() + ' ' + entry + '\n');
+  Line line;
+  AppendLogTime(&line);
+  line.Append(" ");
+  const char* const entry = line.Text() + line.TextSize();
+  char origin[80];
+  snprintf(origin, sizeof origin, "%.*s %.*s %d %d ", static_cast<int>(sizeof message->identifier),
+           message->identifier, static_cast<int>(sizeof message->program), message->program,
+           message->message_class, message->flag);
+  line.Append(origin);
+  line.AppendText(text, kMaxLogText);
+  const size_t entry_length = static_cast<size_t>(line.Text() + line.TextSize() - entry);
   const int severity = message->message_class == kErrorClass ? LOG_ERR : LOG_WARNING;
-  syslog(LOG_DAEMON | severity, "%s", entry.c_str());
+  syslog(LOG_DAEMON | severity, "%.*s", static_cast<int>(entry_length), entry);
+  line.End();
+  char path[kLongestPath];
+  snprintf(path, sizeof path, "%setc/log/operation.log", kInstallPrefix);
+  const bool appended = AppendLine(path, line);
   errno = saved_errno;
+  return appended ? 0 : -1;
 }

@@ -1,5 +1,6 @@
 // The server's common services that the archiver uses: one line of the trace file, one entry of
-// the operation log. Both append with a single write, so that lines of several processes never mix.
+// the operation log. Both append with a single write, so that lines of several processes never mix,
+// and end a line that a full disk has cut short before theirs.
 #pragma once
 
 #include <cstdint>
@@ -21,11 +22,12 @@ struct SgmcmMessage {
 };
 static_assert(sizeof(SgmcmMessage) == 44);
 
-// Appends one line to the trace file: local time, process id, "tag:line", `text` (whose own final
-// newline is not doubled). Returns 0 when the line was appended, -1 when no trace file is set or
-// it cannot be appended to (callers that must not lose a message then use standard error).
+// Appends one line to the trace file: local time of the zone that the process started with, process
+// id, "tag:line", `text` (whose own final newline is not doubled). Returns 0 when the line was
+// appended, -1 when no trace file is set or it cannot be appended to (callers that must not lose a
+// message then use standard error).
 int fn_I_trace(const char* text, int one, int32_t* control, const char* tag, int line, int zero);
 
 // Appends one entry to the operation log (prefix + "etc/log/operation.log") and to syslog.
-// `text` is used up to 200 characters. Failures are not reported.
-void SGMCM_OutMsg(const SgmcmMessage* message, const char* text);
+// `text` is used up to 200 characters. Returns 0 when the entry was appended to the log, else -1.
+int SGMCM_OutMsg(const SgmcmMessage* message, const char* text);
