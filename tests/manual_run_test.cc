@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tests/support/header_file.h"
+#include "tests/support/lines.h"
 #include "tests/support/process.h"
 #include "tests/support/product_run.h"
 #include "tests/support/server.h"
@@ -51,6 +52,22 @@ TEST_F(ManualRun, OutputDirectoryWithASeparatorIsTakenAsItIs) {
 TEST_F(ManualRun, BackslashEndsAPathToo) {
   ExpectDone({"-o", "out\\", "20010203A.psl"});
   EXPECT_TRUE(directory.Exists("out\\20010203A.psa"));
+}
+
+// With its separator it would not fit; once, the usage text was all that was said.
+TEST_F(ManualRun, PathOf1023CharactersIsRefusedWithAReason) {
+  std::string path = "./";
+  while (path.size() < 1000) path += "directory/";
+  path += std::string(1023 - path.size(), 'x');
+  for (const char* option : {"-o", "-p"}) {
+    Arguments arguments{option, path, "20010203A.psl"};
+    if (option == std::string("-p")) arguments = {option, path, "-hour", "0d"};
+    const ProgramResult result = RunProduct(arguments, directory.Path());
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err.substr(0, 45), "Qelprfarc: 103 Can't open directory -- ./dire");
+    EXPECT_EQ(Lines(result.err).size(), 1u) << "no usage text";
+  }
+  EXPECT_FALSE(directory.Exists("20010203A.psa"));
 }
 
 TEST_F(ManualRun, VerboseRunNamesInputAndOutput) {

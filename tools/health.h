@@ -20,6 +20,7 @@ enum class HealthKind : uint8_t {
   kMissing,   // a log or month that should have been archived and is not
   kNoData,    // neither log nor archive of a day
   kSkipped,   // logs that are never archived automatically
+  kPath,      // the archive directory is too long for its files
 };
 
 struct HealthFinding {

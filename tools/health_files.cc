@@ -14,7 +14,9 @@
 #include <set>
 
 #include "archiver/runinfo.h"
+#include "logdir/autotarget.h"
 #include "logdir/limits.h"
+#include "logdir/listing.h"
 #include "logdir/timespan.h"
 #include "tools/health.h"
 #include "tools/report.h"
@@ -53,6 +55,7 @@ struct Due {
   std::string hour_limit;  // empty: none
   std::string day_limit;
   std::string first_checked;  // of the days that should have data
+  std::string directory;      // of the logs, ending in "/"
 };
 
 Head ReadHead(const std::string& path) {
@@ -105,6 +108,8 @@ Due DueAt(int64_t time, const HealthRequest& request) {
   due.hour_limit = limit(kClassHour);
   due.day_limit = limit(kClassDay);
   due.first_checked = Moved(today, -request.days);
+  due.directory = request.config.archive;
+  if (!due.directory.ends_with('/')) due.directory += '/';
   return due;
 }
 
@@ -126,13 +131,16 @@ StatFile Describe(const std::string& directory, const std::string& name, size_t 
 template <class Take>
 bool ForEachName(const std::string& directory, bool required, Take take) {
   std::error_code error;
-  std::filesystem::directory_iterator entries(directory, error);
+  std::filesystem::directory_iterator entry(directory, error);
   if (error) {
     const bool absent = error == std::errc::no_such_file_or_directory && !required;
     return absent || Fail(directory, error.message());
   }
-  for (const auto& entry : entries) {
-    if (!entry.is_directory(error)) take(entry.path().filename().string());
+  while (entry != std::filesystem::directory_iterator()) {
+    std::error_code unknown;  // such an entry shows when it is opened
+    if (!entry->is_directory(unknown)) take(entry->path().filename().string());
+    entry.increment(error);
+    if (error) return Fail(directory, error.message());
   }
   return true;
 }
@@ -205,6 +213,21 @@ void JudgeTemporaries(const Directory& found, Health& health) {
   }
 }
 
+void JudgePaths(const Directory& found, const Due& due, Health& health) {
+  // The shortest that a run may have to write.
+  const bool hopeless = !FitsPaths(due.directory, "YYYYMMDDa.psl");
+  size_t count = 0;
+  for (const auto* files : {&found.logs, &found.archives}) {
+    for (const StatFile& file : *files) count += FitsPaths(due.directory, file.name) ? 0 : 1;
+  }
+  if (count == 0 && !hopeless) return;
+  health.findings.push_back(
+      {true, HealthKind::kPath,
+       fmt::format("the path of the archive directory has {} characters, which is too long: {} of "
+                   "its files are left alone",
+                   due.directory.size(), count)});
+}
+
 void JudgeLogs(const Directory& found, const Due& due, Health& health) {
   const Keys archived = HourKeys(found);
   std::map<std::string, size_t> too_old;  // per array
@@ -212,9 +235,12 @@ void JudgeLogs(const Directory& found, const Due& due, Health& health) {
     if (archived.contains(KeyOf(log)) || log.day > due.yesterday || log.day < due.hour_limit) {
       continue;
     }
+    if (!FitsPaths(due.directory, log.name)) continue;  // told for all of them
     std::string reason;
-    if (!log.head.opens) {
-      reason = "cannot be opened";
+    if (log.name.size() >= kNameSlot) {
+      reason = fmt::format("is left alone, as its name has more than {} characters", kNameSlot - 1);
+    } else if (!log.head.opens) {
+      reason = "cannot be opened, so its day and month are left to a later run";
     } else if (log.head.size < static_cast<int64_t>(kShortestLog)) {
       reason = log.head.size == 0 ? "is empty" : "has no header";
     } else if (log.head.revision < kLowestRevision) {
@@ -283,6 +309,7 @@ bool LookAtFiles(const HealthRequest& request, Health& health) {
   const Due due = DueAt(health.last_run ? health.last_run->start : request.now, request);
   JudgeEmptyArchives(found, health);
   JudgeTemporaries(found, health);
+  JudgePaths(found, due, health);
   if (request.config.archiving == 0) return true;  // such runs only delete
   JudgeLogs(found, due, health);
   JudgeMonths(found, due, health);

@@ -46,19 +46,21 @@ class PsltoolHealth : public ::testing::Test {
 
   ProgramResult Health(const std::vector<std::string>& more = {},
                        const std::string& zone = "UTC") const {
-    std::vector<std::string> arguments{"health",
-                                       "--root",
-                                       directory.Path("root"),
-                                       "--archive",
-                                       directory.Path("arc"),
-                                       "--prefix",
+    std::vector<std::string> arguments{"health", "--root", directory.Path("root"), "--prefix",
                                        directory.Path("prefix")};
+    if (std::find(more.begin(), more.end(), "--archive") == more.end()) {
+      arguments.insert(arguments.end(), {"--archive", directory.Path("arc")});
+    }
     if (std::find(more.begin(), more.end(), "--now") == more.end()) {
       arguments.insert(arguments.end(), {"--now", "2024-03-05T06:00:00"});
     }
     arguments.insert(arguments.end(), more.begin(), more.end());
     ProgramSettings settings;
     settings.variables = {{"TZ", zone}};
+    if (!disturb.empty()) {
+      settings.variables.emplace_back("LD_PRELOAD", DISTURB_PATH);
+      settings.variables.emplace_back("DISTURB_FAIL", disturb);
+    }
     return RunProgram(PSLTOOL_PATH, arguments, settings);
   }
   void ExpectProblem(const std::string& line) const {
@@ -75,4 +77,5 @@ class PsltoolHealth : public ::testing::Test {
   }
 
   TempDir directory;
+  std::string disturb;  // calls that fail in the program
 };
