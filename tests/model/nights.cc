@@ -69,27 +69,49 @@ struct Span {
   }
 };
 
-// Logs that no hour archive in the span stands for yet, that is all that may become targets.
-std::vector<std::string> OpenLogs(const Span& span, const Files& files) {
+// Days and months that a night leaves without the archive that it meant to make: their inputs stay.
+struct Left {
+  std::set<std::string> days;
+  std::set<std::string> months;
+
+  bool Covers(const std::string& input) const {
+    return days.contains(KeyOf(input)) || months.contains(MonthKeyOf(input));
+  }
+};
+
+// Logs that no hour archive in the span stands for yet, that is all that may become targets, and
+// those that would be but cannot be looked at.
+struct OpenLogs {
+  std::vector<std::string> takeable;
+  std::vector<std::string> unreadable;
+};
+
+OpenLogs FindOpenLogs(const Span& span, const Files& files) {
   std::set<std::string> archived;
   for (const auto& [name, kind] : files.archives) {
     if (IsHour(kind) && span.Contains(name)) archived.insert(KeyOf(name));
   }
-  std::vector<std::string> open;
+  OpenLogs open;
   for (const auto& [name, state] : files.logs) {
-    if (Acceptable(state) && span.Contains(name) && !archived.contains(KeyOf(name))) {
-      open.push_back(name);
-    }
+    if (!span.Contains(name) || archived.contains(KeyOf(name))) continue;
+    if (state == LogState::kUnreadable) open.unreadable.push_back(name);
+    if (Acceptable(state)) open.takeable.push_back(name);
   }
   return open;
 }
 
 void MakeHours(const WallTime& now, const NightSettings& settings, Files* files,
-               NightResult* result) {
+               NightResult* result, Left* left) {
   const Span span{now.date - days(1), settings.hours.count != 0, LimitOf(settings.hours, now)};
+  const OpenLogs open = FindOpenLogs(span, *files);
+  std::set<std::string> held_up;
+  for (const std::string& name : open.unreadable) held_up.insert(KeyOf(name));
+  left->days = held_up;
   std::map<std::string, ArchiveState> made;
-  for (const std::string& name : OpenLogs(span, *files)) {
+  for (const std::string& name : open.takeable) {
+    if (held_up.contains(KeyOf(name))) continue;
     const LogState state = files->logs.at(name);
+    if (state != LogState::kGood) left->days.insert(KeyOf(name));
     if (state == LogState::kHeadless) continue;
     const std::string output = KeyOf(name) + ".psa";
     made.emplace(output, ArchiveState::kHour);
@@ -101,22 +123,30 @@ void MakeHours(const WallTime& now, const NightSettings& settings, Files* files,
   }
 }
 
-void MakeDays(const WallTime& now, const NightSettings& settings, Files* files,
-              NightResult* result) {
+void MakeDays(const WallTime& now, const NightSettings& settings, Files* files, NightResult* result,
+              Left* left) {
   const Span span{MonthOf(now.date) - days(1), settings.days.count != 0,
                   LimitOf(settings.days, now)};
+  const auto is_made = [files](const std::string& name) {
+    return files->archives.contains(MonthKeyOf(name) + ".psa");
+  };
+  const OpenLogs open = FindOpenLogs(span, *files);
+  std::set<std::string> held_up;
+  for (const std::string& name : open.unreadable) {
+    if (!is_made(name)) held_up.insert(MonthKeyOf(name));
+  }
+  left->months = held_up;
   // Inputs in the order in which they are read: array, then date, then sequence.
   std::map<std::tuple<std::string, std::string, std::string>, bool> inputs;
-  const auto add = [&](const std::string& name, bool broken) {
-    if (files->archives.contains(MonthKeyOf(name) + ".psa")) return;
-    inputs[{ArrayOf(name), name.substr(0, 8), name}] = broken;
+  const auto add = [&](const std::string& name, LogState state) {
+    if (is_made(name) || held_up.contains(MonthKeyOf(name))) return;
+    if (state != LogState::kGood) left->months.insert(MonthKeyOf(name));
+    if (state == LogState::kHeadless) return;
+    inputs[{ArrayOf(name), name.substr(0, 8), name}] = state == LogState::kBroken;
   };
-  for (const std::string& name : OpenLogs(span, *files)) {
-    if (files->logs.at(name) != LogState::kHeadless)
-      add(name, files->logs.at(name) == LogState::kBroken);
-  }
+  for (const std::string& name : open.takeable) add(name, files->logs.at(name));
   for (const auto& [name, kind] : files->archives) {
-    if (kind == ArchiveState::kHour && span.Contains(name)) add(name, false);
+    if (kind == ArchiveState::kHour && span.Contains(name)) add(name, LogState::kGood);
   }
   // The last input of an output decides whether it gets its final name.
   std::map<std::string, bool> ends_broken;
@@ -130,20 +160,23 @@ void MakeDays(const WallTime& now, const NightSettings& settings, Files* files,
   }
 }
 
-void Remove(const WallTime& now, const NightSettings& settings, Files* files, NightResult* result) {
+void Remove(const WallTime& now, const NightSettings& settings, const Left& left, Files* files,
+            NightResult* result) {
   const auto ends_before = [](const std::string& name, const Moment& limit) {
     return Moment(DateOf(name), kLastSecond) < limit;
   };
   std::erase_if(files->logs, [&](const auto& log) {
     const bool gone = settings.logs.count != 0 && Acceptable(log.second) &&
-                      ends_before(log.first, LimitOf(settings.logs, now));
+                      ends_before(log.first, LimitOf(settings.logs, now)) &&
+                      !left.Covers(log.first);
     if (gone) result->removed.push_back(log.first);
     return gone;
   });
   std::erase_if(files->archives, [&](const auto& archive) {
     bool gone = false;
     if (archive.second == ArchiveState::kHour && settings.hours.count != 0) {
-      gone = ends_before(archive.first, LimitOf(settings.hours, now));
+      gone =
+          ends_before(archive.first, LimitOf(settings.hours, now)) && !left.Covers(archive.first);
     } else if (archive.second == ArchiveState::kDay && settings.days.count != 0) {
       gone = DateOf(archive.first) < MonthOf(LimitOf(settings.days, now).first);
     }
@@ -173,11 +206,12 @@ std::string Digits(Date date) {
 
 NightResult SimulateNight(const WallTime& now, const NightSettings& settings, Files* files) {
   NightResult result;
+  Left left;
   if (settings.archiving) {
-    MakeHours(now, settings, files, &result);
-    MakeDays(now, settings, files, &result);
+    MakeHours(now, settings, files, &result, &left);
+    MakeDays(now, settings, files, &result, &left);
   }
-  Remove(now, settings, files, &result);
+  Remove(now, settings, left, files, &result);
   return result;
 }
 

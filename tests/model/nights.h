@@ -39,7 +39,7 @@ enum class LogState {
   kBroken,      // a record breaks the rules
   kHeadless,    // shorter than its header, but revision and tag are there
   kEmpty,       // no byte
-  kUnreadable,  // does not open
+  kUnreadable,  // does not open, though it is there
   kOld,         // a revision below 0x17
 };
 

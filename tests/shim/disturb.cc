@@ -75,14 +75,16 @@ struct Rule {
   long met;
 };
 
+constexpr int kMaxRules = 64;
+
 struct Rules {
-  Rule rows[16];
+  Rule rows[kMaxRules];
   int count;
 };
 
 void AddRule(const char* text, size_t length, Rules* rules) {
   char copy[512];
-  if (length >= sizeof copy || rules->count == 16) return;
+  if (length >= sizeof copy || rules->count == kMaxRules) return;
   memcpy(copy, text, length);
   copy[length] = '\0';
   Rule& rule = rules->rows[rules->count];
