@@ -180,11 +180,11 @@ class LongPrefixPlanTrees : public ::testing::Test {
       }
       if (run < passed_over.size() && passed_over[run].lines.contains(line)) continue;
       const std::string path = line.substr(2);
-      // A broken log's output is opened a second time, to be emptied.
+      // A broken log's output is opened again, to be emptied and synced.
       const bool emptied = line[0] == 'w' && !open.insert(path).second;
-      if (line[0] == 's' && !path.ends_with("_tmp")) continue;
-      if (line[0] == 's' || emptied) ++ended;
-      seen.push_back(line[0] == 's' || emptied ? "e " + path : line);
+      if (emptied || (line[0] == 's' && !path.ends_with("_tmp"))) continue;
+      if (line[0] == 's') ++ended;
+      seen.push_back(line[0] == 's' ? "e " + path : line);
     }
     // A day run opens the first input of the next archive before this one ends.
     for (size_t i = 1; i + 1 < seen.size(); ++i) {

@@ -13,6 +13,7 @@
 #include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "engine/input.h"
+#include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "logdir/listing.h"
 #include "tools/plan.h"
@@ -104,6 +105,7 @@ class StepPlanner {
   StepPlanner(char level, const PlanRequest& request, ArchiveView& view, Plan& plan)
       : request_(request), view_(view), plan_(plan) {
     step_.level = level;
+    finfo.level = level;  // of what the header check notes
     step_.period = PeriodOfRun(level, RunLimits());
   }
 
@@ -179,6 +181,10 @@ class StepPlanner {
       PlanFile file = {PlanPath(input.name), fate == InputFate::kArchived ? "archive" : "broken",
                        FateText(input, fate)};
       if (!taken) file.code = "passed-over";
+      // As the run notes what it leaves without its archive.
+      if (fate != InputFate::kArchived && fate != InputFate::kDayLevel) {
+        NoteUnarchived(input.name.c_str(), step_.level);
+      }
       (taken ? step_.archived : step_.skipped).push_back(file);
     }
     for (const PlannedOutput& output : outputs.outputs) Take(output);
@@ -206,8 +212,11 @@ class StepPlanner {
   // The output is there from now on.
   void Take(const PlannedOutput& output) {
     const std::string temporary = output.name + "_tmp";
-    step_.outputs.push_back(
-        {"archive/" + (output.temporary ? temporary : output.name), output.inputs, output.trouble});
+    step_.outputs.push_back({"archive/" + (output.temporary ? temporary : output.name),
+                             output.inputs.size(), output.trouble});
+    if (output.temporary) {
+      for (const std::string& input : output.inputs) NoteUnarchived(input.c_str(), step_.level);
+    }
     std::erase(view_.listed, temporary);
     MadeArchive made;
     made.temporary = output.temporary;

@@ -62,7 +62,7 @@ class Driver {
     const bool first = new_output_ || revision_ != input.revision;
     if (!ProvideOutput(input)) return InputFate::kNameTaken;
     last_input_ = input.name;
-    ++output_.inputs;
+    output_.inputs.push_back(input.name);
     Read(input, first ? input.header_time : before);
     if (level_ == 'D') {
       new_output_ = false;

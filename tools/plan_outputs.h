@@ -27,7 +27,7 @@ enum class InputFate : uint8_t {
 
 struct PlannedOutput {
   std::string name;
-  size_t inputs = 0;
+  std::vector<std::string> inputs;
   bool emptied = false;    // an input was broken
   bool temporary = false;  // keeps its temporary name and is removed
   std::string trouble;     // why
