@@ -3,7 +3,6 @@
 #include "logdir/autotarget.h"
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,6 +29,7 @@
 #include "logdir/timespan.h"
 #include "logdir/unread.h"
 #include "platform/directory.h"
+#include "platform/open.h"
 #include "platform/process.h"
 
 namespace {
@@ -136,8 +136,7 @@ FileHead LookInto(const char* name) {
     NoteLongPath(path);
     return head;
   }
-  // A pipe among the files must not stop the run; regular files do not know the flag.
-  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  const int fd = OpenToRead(path.c_str());
   if (fd == -1) {
     if (errno == ENOENT) head.state = FileHead::State::kGone;
     if (errno != ENOENT) NoteUnread(path, "fopen", errno, kDetOpen);

@@ -206,6 +206,34 @@ TEST_F(PrefixNightOutputs, EmptyArchiveOfABrokenDayIsSynced) {
   EXPECT_EQ(Archive("20240301A.psa"), "");
 }
 
+// Once, the night that failed to finish an archive removed its inputs all the same when their time
+// was over, and nothing was left of the day.
+TEST_F(PrefixNightOutputs, InputsOfWhatCouldNotBeFinishedStay) {
+  server_.segment.PutRetention(0, 1, 0);  // logs: a day
+  server_.segment.PutRetention(1, 1, 1);  // hour archives: a month
+  HeaderFile old;
+  old.level = 'H';
+  old.time = static_cast<uint32_t>(LocalTimeIn("UTC", "2024-01-15 00:00:00"));
+  for (const char* fault :
+       {"write:.psa_tmp:1:99:28", "fsync:.psa_tmp:1:99:28", "close:.psa_tmp:1:99:28",
+        "rename:.psa:1:99:28", "fsync:/arc/archive:1:99:5"}) {
+    SCOPED_TRACE(fault);
+    std::filesystem::remove_all(server_.directory.Path("arc/archive"));
+    server_.directory.MakeDirectory("arc/archive");
+    server_.directory.Write("arc/archive/20240115old.psa", HeaderBytes(old));
+    PutLog("20240229A.psl", "2024-02-29");
+    Night({{"DISTURB_FAIL", fault}});
+    EXPECT_THAT(log_, HasSubstr(kFailed));
+    EXPECT_TRUE(server_.directory.Exists("arc/20240229A.psl"));
+    EXPECT_TRUE(Exists("20240115old.psa"));
+    EXPECT_EQ(Night().status, 0);
+    EXPECT_EQ(spell::Tags(Archive("20240229A.psa")), "HDR CON STA");
+    EXPECT_TRUE(Exists("202401old.psa"));
+    EXPECT_FALSE(server_.directory.Exists("arc/20240229A.psl"));
+    EXPECT_FALSE(Exists("20240115old.psa"));
+  }
+}
+
 // ---- the directory "archive" ----
 
 TEST_F(PrefixNightOutputs, NewArchiveDirectoryIsSyncedIntoItsParent) {
