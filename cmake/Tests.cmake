@@ -11,6 +11,7 @@ include(GoogleTest)
 if(TARGET Qelprfarc)
   add_executable(Qelprfarc_test archiver/main.cc)
   target_link_libraries(Qelprfarc_test PRIVATE qelprfarc_prefix_test qelprfarc_core)
+  qelprfarc_harden(Qelprfarc_test)
 endif()
 file(MAKE_DIRECTORY "${test_prefix}")
 
@@ -89,6 +90,7 @@ if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANIT
     AND CMAKE_BUILD_TYPE STREQUAL "Release")
   add_executable(Qelprfarc_scalar tests/shim/scalar_main.cc)
   target_link_libraries(Qelprfarc_scalar PRIVATE qelprfarc_prefix_test qelprfarc_core)
+  qelprfarc_harden(Qelprfarc_scalar)
   add_test(NAME InstructionCeiling
     COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tests/instruction_ceiling.py"
       $<TARGET_FILE:Qelprfarc> $<TARGET_FILE:Qelprfarc_scalar> $<TARGET_FILE:psltool>)

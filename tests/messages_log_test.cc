@@ -29,8 +29,10 @@ std::vector<SyslogEntry> syslog_entries;
 
 }  // namespace
 
-// Stands in for the C library's function in the whole test program.
-extern "C" void syslog(int priority, const char* format, ...) {
+// Stand in for the C library's functions in the whole test program; hardened code calls the second.
+extern "C" {
+
+void syslog(int priority, const char* format, ...) {
   char text[1024];
   va_list arguments;
   va_start(arguments, format);
@@ -38,6 +40,18 @@ extern "C" void syslog(int priority, const char* format, ...) {
   va_end(arguments);
   syslog_entries.push_back({priority, text});
 }
+
+void __syslog_chk(int priority, int /*flag*/, const char* format, ...);
+void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+  char text[1024];
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  syslog_entries.push_back({priority, text});
+}
+
+}  // extern "C"
 
 namespace {
 
