@@ -5,10 +5,12 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "archiver/prune.h"
 #include "tests/support/daemon_run.h"
+#include "tests/support/nights.h"
 #include "tests/support/process.h"
 #include "tests/support/server.h"
 
@@ -17,6 +19,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::IsSupersetOf;
 
 class PrefixPruning : public PrefixDaemonRun {
  protected:
@@ -27,6 +30,18 @@ class PrefixPruning : public PrefixDaemonRun {
 
   void MakePml(const std::string& date) const {
     files().Write("pml/00/" + date + "x#001_001.pml", "12345");
+  }
+
+  // Trace of a run that deletes the three oldest of nine logs, while calls fail.
+  std::vector<std::string> TraceWithFailing(const std::string& rules) const {
+    for (int day = 1; day <= 9; ++day) MakePml("2021010" + std::to_string(day));
+    const SharedSegment shared(server.segment);
+    ProgramSettings settings;
+    settings.variables = {{"LD_PRELOAD", DISTURB_PATH}, {"DISTURB_FAIL", rules}};
+    const ProgramResult result = RunProgram(
+        QELPRFARC_TEST_PATH, {"-mode", "svr", shared.Id(), "-auto2", "0", "0", "3"}, settings);
+    ExpectQuiet(result);
+    return TestServer::TraceOf(result.pid);
   }
 };
 
@@ -61,6 +76,35 @@ TEST_F(PrefixPruning, FailuresOfEachCallAreTraced) {
                           "DELETE_PML_TERM : retval=4 detail=0x01b0000d errno=2",
                           "DELETE_PML_OLDEST : retval=4 detail=0x01b0000d errno=2",
                           "$main():arc delete pml end"));
+}
+
+// It was taken for the end of the directory: of what had been listed the oldest went.
+TEST_F(PrefixPruning, AListingThatBreaksOffDeletesNothing) {
+  SKIP_WITHOUT_PRELOADING();
+  const std::vector<std::pair<std::string, std::string>> failures = {
+      {"readdir:/pml:2:2:5", "0x01b00017"},
+      {"readdir:/pml/00:8:8:5", "0x01b0000a"},
+      {"readdir:/pml/00:15:15:5", "0x01b00014"}};
+  for (const auto& [rule, detail] : failures) {
+    SCOPED_TRACE(rule);
+    EXPECT_THAT(TraceWithFailing(rule),
+                ElementsAre("$main():arc delete pml start",
+                            "DELETE_PML_OLDEST : retval=4 detail=" + detail + " errno=5",
+                            "$main():arc delete pml end"));
+    EXPECT_EQ(files().Names("pml/00").size(), 9u);
+  }
+}
+
+TEST_F(PrefixPruning, ALogThatCannotBeDeletedIsNamed) {
+  SKIP_WITHOUT_PRELOADING();
+  const std::string pml = files().Path("pml/00/");
+  // Logs go in the order of the directory.
+  EXPECT_THAT(TraceWithFailing("unlink:20210102x#001_001.pml:1:9:13"),
+              IsSupersetOf({"DeletePml : failed task=delete name=" + pml +
+                                "20210102x#001_001.pml reason=Permission denied",
+                            std::string("DELETE_PML_OLDEST : retval=4 detail=0x01b00014 errno=13"),
+                            std::string("$main():arc delete pml end")}));
+  EXPECT_TRUE(files().Exists("pml/00/20210102x#001_001.pml"));
 }
 
 // An empty directory in the configuration gets its "/" like the others.

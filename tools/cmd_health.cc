@@ -15,6 +15,7 @@
 #include "platform/prefix.h"
 #include "tools/health.h"
 #include "tools/report.h"
+#include "tools/shown_text.h"
 #include "tools/text_out.h"
 #include "tools/time_text.h"
 
@@ -97,9 +98,9 @@ void PrintText(TextOut& out, const HealthRequest& request, const Health& health,
                                              TimeWithZone(health.last_run->start, request.zone),
                                              (request.now - health.last_run->start) / 3600)
                                : "no run is known";
-  out.Print("archiving is {}: {}\n", healthy ? "healthy" : "NOT healthy", last);
+  PrintLine(out, "archiving is {}: {}", healthy ? "healthy" : "NOT healthy", last);
   for (const HealthFinding& finding : health.findings) {
-    out.Print("{:<7} {:<8} {}\n", finding.problem ? "PROBLEM" : "note", WordOf(finding.kind),
+    PrintLine(out, "{:<7} {:<8} {}", finding.problem ? "PROBLEM" : "note", WordOf(finding.kind),
               finding.text);
   }
 }

@@ -14,6 +14,7 @@
 #include "platform/process.h"
 #include "tools/plan.h"
 #include "tools/report.h"
+#include "tools/shown_text.h"
 #include "tools/text_out.h"
 #include "tools/time_text.h"
 
@@ -108,13 +109,13 @@ void PrintFiles(const char* word, const std::vector<PlanFile>& files, bool all, 
     if (!all && kUsual.contains(file.code)) {
       ++counted[file.code];
     } else if (file.reason.empty()) {
-      out.Print("  {:<8} {}\n", word, file.path);
+      PrintLine(out, "  {:<8} {}", word, file.path);
     } else {
-      out.Print("  {:<8} {:<36} {}{}\n", word, file.path, file.reason, ArchiveText(file));
+      PrintLine(out, "  {:<8} {:<36} {}{}", word, file.path, file.reason, ArchiveText(file));
     }
   }
   for (const auto& [code, count] : counted) {
-    out.Print("  {:<8} {} {}\n", word, count, kUsual.at(code));
+    PrintLine(out, "  {:<8} {} {}", word, count, kUsual.at(code));
   }
 }
 
@@ -127,36 +128,36 @@ void PrintStep(const PlanStep& step, bool all, TextOut& out) {
           ? fmt::format("from {} (limit {}) ", Moment(step.period.limit).substr(0, 16),
                         KeepText(hour ? kClassHour : kClassDay))
           : "";
-  out.Print("{} archives, of dates {}up to {}: {} input{}, {} archive{}\n", hour ? "hour" : "day",
-            from, Moment(step.period.end), step.archived.size(),
+  PrintLine(out, "{} archives, of dates {}up to {}: {} input{}, {} archive{}",
+            hour ? "hour" : "day", from, Moment(step.period.end), step.archived.size(),
             step.archived.size() == 1 ? "" : "s", step.outputs.size(),
             step.outputs.size() == 1 ? "" : "s");
   PrintFiles("archive", step.archived, all, out);
   for (const PlanOutput& output : step.outputs) {
     const std::string trouble = output.trouble.empty() ? "" : "; " + output.trouble;
-    out.Print("  {:<8} {:<36} from {} input{}{}\n", "make", output.path, output.inputs,
+    PrintLine(out, "  {:<8} {:<36} from {} input{}{}", "make", output.path, output.inputs,
               output.inputs == 1 ? "" : "s", trouble);
   }
   PrintFiles("skip", step.skipped, all, out);
 }
 
 void PrintText(const Wishes& wishes, const Plan& plan, TextOut& out) {
-  out.Print("plan for {} (local), {}\n", Moment(wishes.request.now),
+  PrintLine(out, "plan for {} (local), {}", Moment(wishes.request.now),
             wishes.request.prune ? arcdelinfo.pmldir : arcdelinfo.arcdir);
-  for (const std::string& note : plan.notes) out.Print("note: {}\n", note);
-  for (const std::string& warning : plan.warnings) out.Print("WARNING: {}\n", warning);
+  for (const std::string& note : plan.notes) PrintLine(out, "note: {}", note);
+  for (const std::string& warning : plan.warnings) PrintLine(out, "WARNING: {}", warning);
   for (const PlanStep& step : plan.steps) PrintStep(step, wishes.all, out);
   for (const PruneStep& step : plan.pruning) {
-    out.Print("pruning, mode {}: {}, {} freed{}\n", step.mode, Files(step.files.size()),
+    PrintLine(out, "pruning, mode {}: {}, {} freed{}", step.mode, Files(step.files.size()),
               SizeText(BytesFreed(step.files)), step.failure.empty() ? "" : "; " + step.failure);
     for (const PlanFile& file : step.files) {
-      out.Print("  {:<8} {} {}\n", file.code, file.path, file.reason);
+      PrintLine(out, "  {:<8} {} {}", file.code, file.path, file.reason);
     }
   }
   if (!plan.end.empty()) {
-    out.Print("the run would end here: {}\n", plan.end);
+    PrintLine(out, "the run would end here: {}", plan.end);
   } else if (!wishes.request.prune) {
-    out.Print("removal: {}, {} freed\n", Files(plan.removed.size()),
+    PrintLine(out, "removal: {}, {} freed", Files(plan.removed.size()),
               SizeText(BytesFreed(plan.removed)));
     PrintFiles("remove", plan.removed, true, out);
     if (wishes.all) PrintFiles("keep", plan.kept, true, out);
