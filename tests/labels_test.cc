@@ -147,6 +147,65 @@ TEST_F(PsltoolLabels, TheEnvironmentStandsForTheOption) {
   EXPECT_NE(named.find("mail store"), std::string::npos);
 }
 
+// Every command that prints resources and groups prints their names.
+TEST_F(PsltoolLabels, ShowAndTopNameThemToo) {
+  const auto run = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--utc", "--labels", Names(), File()});
+    const ProgramResult result = RunProgram(PSLTOOL_PATH, arguments);
+    EXPECT_EQ(result.status, 0) << result.err;
+    return result.out;
+  };
+  const std::string show = Lines(run({"show", "--key", "258"})).at(0);
+  EXPECT_TRUE(show.ends_with("ld 258 (mail store), counter group 1 of 5 (random reads)")) << show;
+  const json history = json::parse(run({"show", "--key", "258", "--json", "--group", "3"}));
+  EXPECT_EQ(history["group_name"], "");
+  EXPECT_EQ(history["files"][0]["name"], "mail store");
+  const std::vector<std::string> top = Lines(run({"top", "--by", "busy"}));
+  EXPECT_NE(top.at(0).find(", counter group 1 (random reads), "), std::string::npos) << top[0];
+  EXPECT_NE(top.at(1).find(" key name "), std::string::npos) << top[1];
+  EXPECT_NE(top.at(2).find(" 258 mail store "), std::string::npos) << top[2];
+  const json ranked = json::parse(run({"top", "--by", "busy", "--json"}));
+  EXPECT_EQ(ranked["group_name"], "random reads");
+  EXPECT_EQ(ranked["resources"][0]["name"], "mail store");
+}
+
+TEST_F(PsltoolLabels, ExplainAndAuditNameThemToo) {
+  const ProgramSettings here = {dir_.Path(), {{"PSLTOOL_LABELS", Names()}}};
+  dir_.Write("labels", "group ld 1 random reads\nresource array01 ld 1 mail store\n");
+  ASSERT_EQ(
+      RunProgram(PSLTOOL_PATH, {"make", "-q", "--none", "--ld", "2", "--interval", "3600"}, here)
+          .status,
+      0);
+  ASSERT_EQ(RunProgram(QELPRFARC_PATH, {"20240304array01.psl"}, here).status, 0);
+  const std::vector<std::string> explain = {
+      "explain", "--archive",        "20240304array01.psa", "--kind", "ld", "--key", "1",
+      "--at",    "2024-03-04 10:10", "20240304array01.psl"};
+  const std::string text = RunProgram(PSLTOOL_PATH, explain, here).out;
+  EXPECT_NE(text.find(", ld 1 (mail store)\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\ngroup 1 (random reads)\n"), std::string::npos) << text;
+  std::vector<std::string> as_json = explain;
+  as_json.emplace_back("--json");
+  const json explained = json::parse(RunProgram(PSLTOOL_PATH, as_json, here).out);
+  EXPECT_EQ(explained["name"], "mail store");
+  // A changed maximum of the first group.
+  const std::vector<std::string> entries =
+      Lines(RunProgram(PSLTOOL_PATH,
+                       {"dump", "20240304array01.psa", "--kind", "ld", "--key", "1", "--raw",
+                        "--format", "ndjson"},
+                       here)
+                .out);
+  const size_t at = json::parse(entries.at(0))["offset"];
+  std::string archive = dir_.Read("20240304array01.psa");
+  archive[at + 16 + 8] = '\x7f';
+  dir_.Write("20240304array01.psa", archive);
+  const std::string audit =
+      RunProgram(PSLTOOL_PATH, {"audit", "--archive", "20240304array01.psa", "20240304array01.psl"},
+                 here)
+          .out;
+  EXPECT_NE(audit.find(", ld 1 (mail store), g1_max (random reads): stored "), std::string::npos)
+      << audit;
+}
+
 TEST_F(PsltoolLabels, ABadFileEndsTheCommand) {
   dir_.Write("labels", "group ld 9 x\n");
   const ProgramResult result = Dump(File(), {"--labels", Names()});

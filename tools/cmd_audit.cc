@@ -10,6 +10,8 @@
 
 #include "tools/audit_archive.h"
 #include "tools/audit_directory.h"
+#include "tools/dump_options.h"
+#include "tools/labels.h"
 #include "tools/report.h"
 #include "tools/text_out.h"
 #include "tools/time_text.h"
@@ -29,6 +31,7 @@ struct Wishes {
   std::string logs_directory;
   std::vector<std::string> logs;
   std::string run = "either";
+  std::string labels;
   bool no_period = false;
   bool any_name = false;
   bool whole_run = false;
@@ -57,8 +60,9 @@ AuditRun RunOf(const std::string& word) {
 
 class Report {
  public:
-  Report(const Wishes& wishes, TextOut& out, Progress& progress)
+  Report(const Wishes& wishes, const Labels& labels, TextOut& out, Progress& progress)
       : wishes_(wishes),
+        labels_(labels),
         zone_(wishes.utc ? Zone::kUtc : Zone::kLocal),
         out_(out),
         progress_(progress) {}
@@ -155,8 +159,14 @@ class Report {
                                 : fmt::format("record {} ({})", finding.record, finding.tag);
     if (finding.stamp) text += " of " + TimeText(*finding.stamp, zone_);
     if (!finding.kind.empty()) text += ", " + finding.kind;
-    if (!finding.key.empty()) text += " " + finding.key;
-    if (!finding.field.empty()) text += ", " + finding.field;
+    if (!finding.key.empty()) {
+      text += " " + finding.key;
+      text += labels_.BehindResource(ArrayOfArchive(finding.path), finding.kind, finding.key);
+    }
+    if (!finding.field.empty()) {
+      text += ", " + finding.field;
+      text += labels_.BehindGroup(finding.kind, GroupOf(finding.field));
+    }
     text += ": ";
     if (finding.text.empty()) {
       text += fmt::format("{}, expected {}",
@@ -202,7 +212,14 @@ class Report {
         {"not_listed", std::move(more)}};
   }
 
+  // Of "g1_max" 1, of fields of no group 0.
+  static size_t GroupOf(const std::string& field) {
+    const bool group = field.size() > 3 && field[0] == 'g' && field[2] == '_';
+    return group && field[1] >= '1' && field[1] <= '9' ? static_cast<size_t>(field[1] - '0') : 0;
+  }
+
   const Wishes& wishes_;
+  const Labels& labels_;
   Zone zone_;
   TextOut& out_;
   Progress& progress_;
@@ -232,9 +249,11 @@ int Audit(const Wishes& wishes) {
                   "--noperiod nor --any-name");
   }
   if (single && !wishes.logs_directory.empty()) return Refuse("audit --logs", "goes with --all");
+  Labels labels;
+  if (!labels.Read(wishes.labels)) return kTrouble;
   TextOut out(stdout);
   Progress progress;
-  Report report(wishes, out, progress);
+  Report report(wishes, labels, out, progress);
   if (single) {
     AuditedFile file;
     file.path = wishes.archive;
@@ -304,6 +323,7 @@ void AddAuditCommand(CLI::App& app, int& status) {
   command->add_flag("--full", wishes->full,
                     "List every finding, not only the first 10 of a class of an archive");
   command->add_flag("--json", wishes->json, "A JSON text for programs");
+  AddLabelsOption(*command, wishes->labels);
   command->add_flag("--utc", wishes->utc, "Times in UTC instead of local time");
   command->callback([wishes, &status] { status = Audit(*wishes); });
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/dump_file.h"
+#include "tools/dump_options.h"
 #include "tools/explain_print.h"
 #include "tools/kind_names.h"
 #include "tools/report.h"
@@ -31,19 +32,13 @@ struct Wishes {
   size_t group = 1;
   bool all = false;
   std::string run = "manual";
+  std::string labels;
   bool no_period = false;
   bool any_name = false;
   bool whole_run = false;
   bool json = false;
   bool utc = false;
 };
-
-std::vector<std::string> KindWords() {
-  std::vector<std::string> words;
-  for (const KindName& name : KindNames()) words.emplace_back(name.word);
-  words.emplace_back(WordOfKind(kWaittm));
-  return words;
-}
 
 int Explain(const Wishes& wishes) {
   const Zone zone = wishes.utc ? Zone::kUtc : Zone::kLocal;
@@ -63,6 +58,12 @@ int Explain(const Wishes& wishes) {
   explain.key = wishes.key;
   explain.at = at.span->first;
   explain.zone = zone;
+  ExplainView view = {wishes.archive, fmt::format("{} {}", wishes.kind, wishes.key),
+                      wishes.field,   wishes.all,
+                      wishes.group,   zone};
+  if (!view.labels.Read(wishes.labels)) return kTrouble;
+  view.kind = wishes.kind;
+  view.name = view.labels.OfResource(ArrayOfArchive(wishes.archive), wishes.kind, wishes.key);
   Progress progress;
   Explanation explanation;
   const ExplainEnd end = Explain(explain, explanation, progress);
@@ -70,9 +71,6 @@ int Explain(const Wishes& wishes) {
   if (end == ExplainEnd::kRefused || end == ExplainEnd::kUnreadable) return kTrouble;
   if (explanation.fields.empty()) return kBad;
   TextOut out(stdout);
-  const ExplainView view = {wishes.archive, fmt::format("{} {}", wishes.kind, wishes.key),
-                            wishes.field,   wishes.all,
-                            wishes.group,   zone};
   const bool printed = wishes.json ? PrintExplanationJson(view, explanation, out)
                                    : PrintExplanation(view, explanation, out);
   if (!printed) return kTrouble;
@@ -129,6 +127,7 @@ void AddExplainCommand(CLI::App& app, int& status) {
   command->add_flag("--whole-run", wishes->whole_run,
                     "The inputs are those of a whole run: some may go into other archives");
   command->add_flag("--json", wishes->json, "A JSON text for programs");
+  AddLabelsOption(*command, wishes->labels);
   command->add_flag("--utc", wishes->utc, "Times in UTC instead of local time");
   command->callback([wishes, &status] { status = Explain(*wishes); });
 }

@@ -22,6 +22,7 @@ struct Wishes {
   uint32_t group = 1;
   bool json = false;
   bool local = false;  // the default, for those who say so everywhere
+  std::string labels;
   ChoiceOptions choice;
 };
 
@@ -58,10 +59,11 @@ int Show(const Wishes& wishes) {
   DumpWishes dump;
   ChoiceOptions choice = wishes.choice;
   choice.kinds = {wishes.kind};
-  if (!TakeChoice("show", choice, dump)) return kRefused;
+  Labels labels;
+  if (!TakeChoice("show", choice, dump) || !labels.Read(wishes.labels)) return kRefused;
   TextOut out(stdout);
   Progress progress;
-  const ShowView view = {wishes.kind, wishes.group, choice.zone()};
+  const ShowView view = {wishes.kind, wishes.group, choice.zone(), labels};
   int status = kDone;
   std::vector<ShownFile> shown;
   for (const std::string& path : wishes.files) {
@@ -107,5 +109,6 @@ void AddShowCommand(CLI::App& app, int& status) {
   command->add_flag("--local", wishes->local, "Times in local time, as without it")
       ->excludes(command->get_option("--utc"));
   command->add_flag("--json", wishes->json, "A JSON text for programs");
+  AddLabelsOption(*command, wishes->labels);
   command->callback([wishes, &status] { status = Show(*wishes); });
 }

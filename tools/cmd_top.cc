@@ -28,6 +28,8 @@ struct Wishes {
   bool ascending = false;
   bool ascii = false;
   bool json = false;
+  std::string labels;
+  Labels names;  // read from there
   ChoiceOptions choice;
 };
 
@@ -72,6 +74,7 @@ struct Line {
   std::string rank;
   std::string array;
   std::string key;
+  std::string name;
   const TopSums& all;
   const TopPeak& peak;
   const std::vector<TopSums>& cells;
@@ -83,27 +86,29 @@ class Table {
       : out_(out),
         by_(MeasureOf(wishes.by)),
         zone_(wishes.choice.zone()),
-        ascii_(wishes.ascii || !LocaleIsUtf8()) {}
+        ascii_(wishes.ascii || !LocaleIsUtf8()),
+        named_(wishes.names.NameResourcesOf(wishes.kind)) {}
 
   void Put(const std::vector<Line>& lines) {
     for (const Line& line : lines) {
       array_width_ = std::max(array_width_, line.array.size());
       key_width_ = std::max(key_width_, line.key.size());
+      name_width_ = std::max(name_width_, line.name.size());
       at_width_ = std::max(at_width_, AtOf(line).size());
     }
     const bool volume = by_.measure == TopMeasure::kVolume;
-    out_.Print("{:>4} {:<{}} {:>{}} {:>12} {:>9} {:>13} {:>9} {:>6} {:>9} {:<{}}  {}\n", "rank",
-               "array", array_width_, "key", key_width_, "ops", "ops/s",
+    out_.Print("{:>4} {:<{}} {:>{}}{} {:>12} {:>9} {:>13} {:>9} {:>6} {:>9} {:<{}}  {}\n", "rank",
+               "array", array_width_, "key", key_width_, NameCell("name"), "ops", "ops/s",
                volume ? by_.head : "1st mean/op", "max", "busy %", "peak", "peak in", at_width_,
                fmt::format("{} over time", by_.head));
     for (const Line& line : lines) {
       const TopSums& all = line.all;
       const auto third = volume ? Text(all.Volume(), by_.digits) : Text(all.Mean(), 0);
       const auto peak = line.peak.known() ? std::optional(line.peak.value) : std::nullopt;
-      out_.Print("{:>4} {:<{}} {:>{}} {:>12.0f} {:>9} {:>13} {:>9} {:>6} {:>9} {:<{}}  {}\n",
-                 line.rank, line.array, array_width_, line.key, key_width_, all.operations,
-                 Text(all.Rate(), 2), third, Text(all.Maximum(), 0), Text(all.Busy(), 2),
-                 Text(peak, by_.digits), AtOf(line), at_width_,
+      out_.Print("{:>4} {:<{}} {:>{}}{} {:>12.0f} {:>9} {:>13} {:>9} {:>6} {:>9} {:<{}}  {}\n",
+                 line.rank, line.array, array_width_, line.key, key_width_, NameCell(line.name),
+                 all.operations, Text(all.Rate(), 2), third, Text(all.Maximum(), 0),
+                 Text(all.Busy(), 2), Text(peak, by_.digits), AtOf(line), at_width_,
                  Sparkline(CellsOf(line.cells, by_.measure), ascii_));
     }
   }
@@ -113,10 +118,17 @@ class Table {
     return line.peak.known() ? PeriodText(line.peak.period, zone_) : "-";
   }
 
+  // A column that is there when resources have names.
+  std::string NameCell(const std::string& name) const {
+    return named_ ? fmt::format(" {:<{}}", name, name_width_) : "";
+  }
+
   TextOut& out_;
   const MeasureName& by_;
   Zone zone_;
   bool ascii_;
+  bool named_;
+  size_t name_width_ = 4;
   size_t array_width_ = 5;
   size_t key_width_ = 5;
   size_t at_width_ = 7;
@@ -130,18 +142,20 @@ std::vector<const TopResource*> Chosen(const TopCollector& collector, const Wish
 
 void PrintTable(TextOut& out, const TopCollector& collector, const Wishes& wishes) {
   const Zone zone = wishes.choice.zone();
-  out.Print("{} by {}{}, counter group {}, from {} to {} ({})\n", wishes.kind, wishes.by,
+  out.Print("{} by {}{}, counter group {}{}, from {} to {} ({})\n", wishes.kind, wishes.by,
             wishes.ascending ? ", ascending" : "", wishes.group,
+            wishes.names.BehindGroup(wishes.kind, wishes.group),
             TimeText(collector.span()->first, zone), TimeText(collector.span()->second, zone),
             zone == Zone::kUtc ? "UTC" : "local");
   std::vector<Line> lines;
   for (const TopResource* each : Chosen(collector, wishes)) {
-    lines.push_back({std::to_string(lines.size() + 1), each->array, each->key, each->all,
+    lines.push_back({std::to_string(lines.size() + 1), each->array, each->key,
+                     wishes.names.OfResource(each->array, wishes.kind, each->key), each->all,
                      each->peak, each->cells});
   }
   for (const auto& [array, total] : collector.totals()) {
-    lines.push_back(
-        {"", array, fmt::format("all {}", total.resources), total.all, total.peak, total.cells});
+    lines.push_back({"", array, fmt::format("all {}", total.resources), "", total.all, total.peak,
+                     total.cells});
   }
   Table(out, wishes).Put(lines);
 }
@@ -177,6 +191,8 @@ void AddMeasures(const Sums& from, const Wishes& wishes, Json& json) {
 void PrintJson(TextOut& out, const TopCollector& collector, const Wishes& wishes) {
   const Zone zone = wishes.choice.zone();
   Json json = {{"kind", wishes.kind}, {"by", wishes.by}, {"group", wishes.group}};
+  const Labels& names = wishes.names;
+  if (!names.empty()) json["group_name"] = names.OfGroup(wishes.kind, wishes.group);
   json["order"] = wishes.ascending ? "ascending" : "descending";
   const auto& span = collector.span();
   json["from"] = span ? Json(IsoTimeText(span->first, zone)) : Json();
@@ -185,6 +201,9 @@ void PrintJson(TextOut& out, const TopCollector& collector, const Wishes& wishes
   for (const TopResource* resource : Chosen(collector, wishes)) {
     Json each = {
         {"rank", json["resources"].size() + 1}, {"array", resource->array}, {"key", resource->key}};
+    if (!names.empty()) {
+      each["name"] = names.OfResource(resource->array, wishes.kind, resource->key);
+    }
     AddMeasures(*resource, wishes, each);
     json["resources"].push_back(std::move(each));
   }
@@ -199,14 +218,16 @@ void PrintJson(TextOut& out, const TopCollector& collector, const Wishes& wishes
   out.Put("\n");
 }
 
-int Top(const Wishes& wishes) {
+int Top(Wishes& wishes) {
   TopWishes what;
   what.group = wishes.group;
   what.by = MeasureOf(wishes.by).measure;
   what.ascending = wishes.ascending;
   constexpr size_t kTableCells = 24;
   if (!wishes.json) what.width = kTableCells;
-  if (!TakeChoice("top", wishes.choice, what.dump)) return kRefused;
+  if (!TakeChoice("top", wishes.choice, what.dump) || !wishes.names.Read(wishes.labels)) {
+    return kRefused;
+  }
   what.dump.kinds = {KindOfWord(wishes.kind)};
   Progress progress;
   TopCollector collector(what, progress);
@@ -284,5 +305,6 @@ void AddTopCommand(CLI::App& app, int& status) {
   command->add_flag("--ascii", wishes->ascii,
                     "Bars of plain characters, as in a locale without UTF-8");
   command->add_flag("--json", wishes->json, "A JSON text for programs");
+  AddLabelsOption(*command, wishes->labels);
   command->callback([wishes, &status] { status = Top(*wishes); });
 }

@@ -206,8 +206,9 @@ bool Check(const ExplainView& view, const Explanation& explanation) {
 
 bool PrintExplanation(const ExplainView& view, const Explanation& explanation, TextOut& out) {
   if (!Check(view, explanation)) return false;
-  out.Print("{}:{}: record {} (STA) of {}, {}\n\n", view.archive, explanation.offset,
-            explanation.record, TimeText(explanation.stamp, view.zone), view.what);
+  out.Print("{}:{}: record {} (STA) of {}, {}{}\n\n", view.archive, explanation.offset,
+            explanation.record, TimeText(explanation.stamp, view.zone), view.what,
+            view.name.empty() ? "" : fmt::format(" ({})", view.name));
   size_t first = 0;
   size_t last = 0;
   for (const ExplainedField& field : explanation.fields) {
@@ -216,7 +217,8 @@ bool PrintExplanation(const ExplainView& view, const Explanation& explanation, T
     last = field.column.group;
   }
   for (size_t group = first; group <= last; ++group) {
-    if (last > first) out.Print("group {}\n", group);
+    const std::string name = view.labels.BehindGroup(view.kind, group);
+    if (last > first || !name.empty()) out.Print("group {}{}\n", group, name);
     PrintIntervals(view, explanation, group, out);
     out.Put("\n");
   }
@@ -272,15 +274,16 @@ bool PrintExplanationJson(const ExplainView& view, const Explanation& explanatio
     if (field.held_by) each["interval"] = *field.held_by;
     fields.push_back(std::move(each));
   }
-  const ordered_json report = {{"archive", view.archive},
-                               {"record", explanation.record},
-                               {"offset", explanation.offset},
-                               {"stamp", explanation.stamp},
-                               {"time", IsoTimeText(explanation.stamp, view.zone)},
-                               {"resource", view.what},
-                               {"differences", explanation.differences},
-                               {"intervals", std::move(intervals)},
-                               {"fields", std::move(fields)}};
+  ordered_json report = {{"archive", view.archive},
+                         {"record", explanation.record},
+                         {"offset", explanation.offset},
+                         {"stamp", explanation.stamp},
+                         {"time", IsoTimeText(explanation.stamp, view.zone)},
+                         {"resource", view.what},
+                         {"differences", explanation.differences},
+                         {"intervals", std::move(intervals)},
+                         {"fields", std::move(fields)}};
+  if (!view.labels.empty()) report["name"] = view.name;
   // Names of files are bytes, JSON is UTF-8.
   out.Put(report.dump(2, ' ', false, ordered_json::error_handler_t::replace));
   out.Put("\n");

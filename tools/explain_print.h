@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/explain_value.h"
+#include "tools/labels.h"
 #include "tools/text_out.h"
 #include "tools/time_text.h"
 
@@ -15,6 +16,9 @@ struct ExplainView {
   bool all = false;   // all fields of all groups
   size_t group = 1;   // counter group shown
   Zone zone = Zone::kLocal;
+  Labels labels = {};
+  std::string kind = {};  // of the resource, and its name, "" without one
+  std::string name = {};
 };
 
 // False: there is no such field or group, reported.

@@ -196,6 +196,17 @@ const std::string& Labels::OfResource(std::string_view array, std::string_view k
   return kind == kWaitTime ? OfResource(array, NameOf(kLd).word, key) : kNoName;
 }
 
+std::string Labels::BehindGroup(std::string_view kind, size_t group) const {
+  const std::string& name = OfGroup(kind, group);
+  return name.empty() ? "" : fmt::format(" ({})", name);
+}
+
+std::string Labels::BehindResource(std::string_view array, std::string_view kind,
+                                   std::string_view key) const {
+  const std::string& name = OfResource(array, kind, key);
+  return name.empty() ? "" : fmt::format(" ({})", name);
+}
+
 bool Labels::NameResourcesOf(std::string_view kind) const {
   const auto first = resources_.lower_bound({std::string(kind), "", ""});
   if (first != resources_.end() && std::get<0>(first->first) == kind) return true;
@@ -208,3 +219,8 @@ bool Labels::NameGroup(size_t group) const {
 }
 
 void FileLabels::Open(char level) { array_ = PartsOfName(path_, level).array; }
+
+std::string ArrayOfArchive(const std::string& path) {
+  const std::string of_day = PartsOfName(path, 'H').array;
+  return of_day.empty() ? PartsOfName(path, 'D').array : of_day;
+}

@@ -25,6 +25,10 @@ class Labels {
   // Wait times bear the names of their disks.
   const std::string& OfResource(std::string_view array, std::string_view kind,
                                 std::string_view key) const;
+  // The same behind a blank and in brackets, for sentences: "ld 1 (mail store)".
+  std::string BehindGroup(std::string_view kind, size_t group) const;
+  std::string BehindResource(std::string_view array, std::string_view kind,
+                             std::string_view key) const;
   // True when resources of the kind have names, of whatever array.
   bool NameResourcesOf(std::string_view kind) const;
   // True when groups of the number have names, of whatever kind.
@@ -70,3 +74,6 @@ class FileLabels {
   std::string path_;
   std::string array_;
 };
+
+// The array in the name of an archive of either level: behind the digits of a day or a month.
+std::string ArrayOfArchive(const std::string& path);

@@ -204,23 +204,31 @@ void ShowWriter::Put(const DumpedEntry& entry) {
 }
 
 void PrintShown(const ShowView& view, const ShownFile& file, TextOut& out) {
-  out.Print("{}: {}, revision 0x{:02X}, {} {}", file.path, LevelText(file.header.level),
-            file.header.revision, view.kind, file.key);
-  if (file.groups > 0) out.Print(", counter group {} of {}", view.group, file.groups);
+  const std::string array = PartsOfName(file.path, file.header.level).array;
+  out.Print("{}: {}, revision 0x{:02X}, {} {}{}", file.path, LevelText(file.header.level),
+            file.header.revision, view.kind, file.key,
+            view.labels.BehindResource(array, view.kind, file.key));
+  if (file.groups > 0) {
+    out.Print(", counter group {} of {}{}", view.group, file.groups,
+              view.labels.BehindGroup(view.kind, view.group));
+  }
   out.Put("\n");
   HistoryTable(view, file, out).Print();
 }
 
 void PrintShownJson(const ShowView& view, const std::vector<ShownFile>& files, TextOut& out) {
-  Json json = {{"kind", view.kind}, {"group", view.group}, {"files", Json::array()}};
+  Json json = {{"kind", view.kind}, {"group", view.group}};
+  if (!view.labels.empty()) json["group_name"] = view.labels.OfGroup(view.kind, view.group);
+  json["files"] = Json::array();
   for (const ShownFile& file : files) {
     const std::string array = PartsOfName(file.path, file.header.level).array;
     Json each = {{"path", file.path},
                  {"array", array.empty() ? Json() : Json(array)},
                  {"level", TagText({&file.header.level, 1})},
                  {"revision", fmt::format("0x{:02X}", file.header.revision)},
-                 {"key", file.key},
-                 {"records", Json::array()}};
+                 {"key", file.key}};
+    if (!view.labels.empty()) each["name"] = view.labels.OfResource(array, view.kind, file.key);
+    each["records"] = Json::array();
     for (const ShownRow& row : file.rows) {
       Json record = {{"time", IsoTimeText(row.period.stamp, view.zone)},
                      {"stamp", row.period.stamp},

@@ -51,6 +51,7 @@ struct ShowView {
   std::string kind;
   uint32_t group;
   Zone zone;
+  const Labels& labels;
 };
 
 void PrintShown(const ShowView& view, const ShownFile& file, TextOut& out);
