@@ -91,8 +91,8 @@ class PeriodZones : public ::testing::Test {
     const std::string name = day.LogName();
     const std::string year = name.substr(0, 4);
     AutoSelection selection;
-    JudgeLogs(PeriodOfRun(level, RunLimits()), {{year + "0115b.psl", name, year + "0715b.psl", name}, {}},
-              &selection);
+    JudgeLogs(PeriodOfRun(level, RunLimits()),
+              {{year + "0115b.psl", name, year + "0715b.psl", name}, {}}, &selection);
     return selection.logs.at(1).verdict == expected && selection.logs.at(3).verdict == expected;
   }
 

@@ -128,7 +128,7 @@ int Report(const Wishes& wishes) {
 }  // namespace
 
 const char* WordOf(HealthKind kind) {
-  constexpr const char* kWords[] = {"run",     "failure", "broken", "leftover",
+  constexpr const char* kWords[] = {"run",     "failure", "broken",  "leftover",
                                     "missing", "nodata",  "skipped", "path"};
   return kWords[static_cast<size_t>(kind)];
 }
