@@ -78,6 +78,29 @@ TEST_F(ManualOutput, ReplacedFileKeepsItsRights) {
   EXPECT_EQ(Tags(Output("20240101A.psa")), "HDR CON STA");
 }
 
+// Its directory may be written, so that it could be replaced.
+TEST_F(ManualOutput, FileThatMayNotBeWrittenIsNotReplaced) {
+  Put("out/20240101A.psa", kOld);
+  const std::string input = Put("20240101A.psl", LogOf(0x21, {1, 1}));
+  std::filesystem::permissions(directory_.Path(""), std::filesystem::perms(0755));
+  std::filesystem::permissions(directory_.Path("out"), std::filesystem::perms(0777));
+  std::filesystem::permissions(directory_.Path("out/20240101A.psa"), std::filesystem::perms(0444));
+  std::vector<std::string> command = {QELPRFARC_PATH, "-o", directory_.Path("out"), input};
+  if (geteuid() == 0) {
+    command.insert(command.begin(), {"setpriv", "--reuid", "65534", "--clear-groups"});
+    if (RunProgram("/usr/bin/env",
+                   {"setpriv", "--reuid", "65534", "--clear-groups", "test", "-x", QELPRFARC_PATH})
+            .status != 0) {
+      GTEST_SKIP() << "the program cannot be run as another user here";
+    }
+  }
+  const ProgramResult result = RunProgram("/usr/bin/env", command);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "Qelprfarc: 102 Can't open file -- " +
+                            directory_.Path("out/20240101A.psa") + "  func=open errno=13\n");
+  EXPECT_EQ(Files(), (std::map<std::string, Bytes>{{"20240101A.psa", kOld}}));
+}
+
 // Each call of finishing in turn, with a file to replace and without one.
 TEST_F(ManualOutput, OutputThatCannotBeFinishedIsReportedAndLeavesNothing) {
   SKIP_WITHOUT_PRELOADING();
