@@ -43,6 +43,16 @@ class LongPsltoolUnitKills : public ::testing::Test {
   ProgramResult Unit(const std::string& out, const Variables& disturb = {}) const {
     return RunProgram(PSLTOOL_PATH, Arguments(out), Disturbed(disturb));
   }
+  // An archive has its name only when it is whole; that it is written is seen by the steps.
+  std::pair<std::string, std::string> Steps() const {
+    return {"DISTURB_STEPS", directory.Path("steps")};
+  }
+  void WaitUntilTheArchiverWrites() const {
+    const std::string step = "w " + directory.Path("out/.units/hour-20240228a/");
+    while (directory.Read("steps").find(step) == std::string::npos) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
   // Nothing but the archive, and that whole.
   void ExpectDone(const std::string& out) const {
     EXPECT_THAT(directory.Names(out), ElementsAre("20240228a.psa"));
@@ -95,10 +105,8 @@ TEST_F(LongPsltoolUnitKills, ManyStartsOfOneUnitAgree) {
 
 TEST_F(LongPsltoolUnitKills, ArchiverDiesWithItsParent) {
   RunningProgram first(PSLTOOL_PATH, Arguments("out"),
-                       Disturbed({{"DISTURB_READ_DELAY", "20000"}}));
-  while (!directory.Exists("out/.units/hour-20240228a/20240228a.psa")) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+                       Disturbed({{"DISTURB_READ_DELAY", "20000"}, Steps()}));
+  WaitUntilTheArchiverWrites();
   kill(first.pid(), SIGKILL);
   // Its lock is free again: this start would wait for it.
   EXPECT_EQ(Unit("out").status, 0);
@@ -108,10 +116,8 @@ TEST_F(LongPsltoolUnitKills, ArchiverDiesWithItsParent) {
 
 TEST_F(LongPsltoolUnitKills, LogThatGrowsMeanwhileIsNoSuccess) {
   RunningProgram first(PSLTOOL_PATH, Arguments("out"),
-                       Disturbed({{"DISTURB_READ_DELAY", "10000"}}));
-  while (!directory.Exists("out/.units/hour-20240228a/20240228a.psa")) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+                       Disturbed({{"DISTURB_READ_DELAY", "10000"}, Steps()}));
+  WaitUntilTheArchiverWrites();
   fs::last_write_time(directory.Path("logs/20240228a#001.psl"), fs::file_time_type::clock::now());
   const ProgramResult result = first.Wait();
   EXPECT_EQ(result.status, 1);
