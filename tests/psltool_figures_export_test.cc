@@ -1,0 +1,212 @@
+// `psltool export` against the second calculation: every row of every form, for random and made
+// logs and their archives, of every revision.
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "tests/figures/compare.h"
+#include "tests/figures/entries.h"
+#include "tests/support/export_rows.h"
+#include "tests/support/figure_files.h"
+#include "tests/support/lines.h"
+#include "tests/support/revision_param.h"
+
+namespace {
+
+using figures::Comparison;
+using figures::Json;
+
+std::string LevelWord(char level) { return level == 'H' ? "hour" : level == 'D' ? "day" : "log"; }
+
+// "20240304array01#002.psl": what stands between the digits and "#" or ".".
+std::string ArrayOf(const std::string& path) {
+  const std::string name = path.substr(path.rfind('/') + 1);
+  const size_t start = name.find_first_not_of("0123456789");
+  return name.substr(start, name.find_first_of("#.", start) - start);
+}
+
+std::string UtcText(uint32_t stamp) {
+  const time_t time = stamp;
+  tm date{};
+  gmtime_r(&time, &date);
+  char text[32];
+  strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &date);
+  return text;
+}
+
+std::vector<TidyRow> ExpectedRows(const std::string& path) {
+  const std::string text = TempDir::ReadFile(path);
+  const figures::File file = figures::ReadFile(model::Bytes(text.begin(), text.end()));
+  std::string lines;
+  for (const figures::StatisticsRecord& record : file.records) {
+    for (const figures::Entry& entry : record.entries) {
+      Json line = figures::DumpValues(entry, false);
+      line["time"] = UtcText(record.stamp);
+      line["stamp"] = record.stamp;
+      line["kind"] = entry.kind;
+      lines += line.dump() + "\n";
+    }
+  }
+  return RowsOfDump(lines, ArrayOf(path), LevelWord(file.level));
+}
+
+TidyRow RowOf(const std::vector<std::string>& names, const std::vector<std::string>& cells) {
+  TidyRow row;
+  const std::map<std::string, std::string*> places = {
+      {"time", &row.time}, {"array", &row.array},   {"kind", &row.kind},
+      {"key", &row.key},   {"metric", &row.metric}, {"statistic", &row.statistic},
+      {"unit", &row.unit}, {"level", &row.level}};
+  for (size_t i = 0; i < names.size(); ++i) {
+    if (names[i] == "value") {
+      row.value = std::stod(cells.at(i));
+    } else if (places.count(names[i]) != 0) {
+      *places.at(names[i]) = cells.at(i);
+    }
+  }
+  return row;
+}
+
+std::vector<TidyRow> RowsOfCsv(const std::string& text) {
+  std::vector<TidyRow> rows;
+  std::vector<std::string> names;
+  for (const std::string& line : Lines(text)) {
+    std::vector<std::string> cells(1);
+    for (const char c : line) {
+      if (c == ',') {
+        cells.emplace_back();
+      } else {
+        cells.back() += c;
+      }
+    }
+    if (names.empty()) {
+      names = cells;
+    } else {
+      rows.push_back(RowOf(names, cells));
+    }
+  }
+  return rows;
+}
+
+std::vector<TidyRow> RowsOfJson(const std::string& text) {
+  std::vector<TidyRow> rows;
+  for (const std::string& line : Lines(text)) {
+    const Json row = Json::parse(line);
+    rows.push_back({row["time"], 0, row["array"], row["kind"], row["key"], row["metric"],
+                    row["statistic"], row["value"], row["unit"], row["level"]});
+  }
+  return rows;
+}
+
+std::vector<TidyRow> RowsOfDatabase(const std::string& path) {
+  sqlite3* db = nullptr;
+  sqlite3_stmt* statement = nullptr;
+  std::vector<TidyRow> rows;
+  sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+  sqlite3_prepare_v2(db,
+                     "SELECT stamp, array, kind, key, metric, statistic, unit, level, value "
+                     "FROM tidy",
+                     -1, &statement, nullptr);
+  while (sqlite3_step(statement) == SQLITE_ROW) {
+    std::vector<std::string> cells;
+    for (int i = 1; i < 8; ++i) {
+      cells.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(statement, i)));
+    }
+    rows.push_back({UtcText(static_cast<uint32_t>(sqlite3_column_int64(statement, 0))), 0, cells[0],
+                    cells[1], cells[2], cells[3], cells[4], sqlite3_column_double(statement, 8),
+                    cells[5], cells[6]});
+  }
+  EXPECT_EQ(sqlite3_errcode(db), SQLITE_DONE) << sqlite3_errmsg(db);
+  sqlite3_finalize(statement);
+  sqlite3_close(db);
+  return rows;
+}
+
+// Everything but the value.
+auto NameOf(const TidyRow& row) {
+  return std::tie(row.level, row.array, row.time, row.kind, row.key, row.metric, row.statistic,
+                  row.unit);
+}
+
+void Sort(std::vector<TidyRow>& rows) {
+  std::sort(rows.begin(), rows.end(), [](const TidyRow& a, const TidyRow& b) {
+    return NameOf(a) != NameOf(b) ? NameOf(a) < NameOf(b) : a.value < b.value;
+  });
+}
+
+class PsltoolFiguresExport : public testing::TestWithParam<int> {
+ protected:
+  void Compare(std::vector<TidyRow> expected, std::vector<TidyRow> exported,
+               const std::string& what) {
+    Sort(expected);
+    Sort(exported);
+    auto want = expected.begin();
+    auto have = exported.begin();
+    while (want != expected.end() || have != exported.end()) {
+      const bool no_more = have == exported.end();
+      if (want != expected.end() && (no_more || NameOf(*want) < NameOf(*have))) {
+        Take(what, *want, want->value, Json());
+        ++want;
+      } else if (want == expected.end() || NameOf(*have) < NameOf(*want)) {
+        Take(what, *have, Json(), have->value);
+        ++have;
+      } else {
+        Take(what, *want, want->value, have->value);
+        ++want;
+        ++have;
+      }
+    }
+  }
+
+  void Take(const std::string& what, const TidyRow& row, const Json& expected,
+            const Json& exported) {
+    if (figures::SameValue(expected, exported)) {
+      comparison_.TakeOne("", "", expected, exported);
+      return;
+    }
+    comparison_.TakeOne(what + ", " + row.level + " " + row.array + " " + row.time + " " +
+                            row.kind + " " + row.key + " in " + row.unit,
+                        row.metric + " " + row.statistic, expected, exported);
+  }
+
+  Comparison comparison_;
+};
+
+TEST_P(PsltoolFiguresExport, EveryRowIsTheCalculations) {
+  for (int seed = 0; seed < FigureSeeds(2); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    const FigureFiles files(static_cast<uint64_t>(seed), GetParam());
+    const TempDir out;
+    std::vector<TidyRow> all;
+    std::vector<std::string> paths;
+    for (const std::string& path : files.all()) {
+      const std::vector<TidyRow> expected = ExpectedRows(path);
+      const ProgramResult csv = RunPsltool({"export", "--to", "csv", "--utc", path});
+      ASSERT_EQ(csv.status, 0) << csv.err;
+      Compare(expected, RowsOfCsv(csv.out), "csv of " + path);
+      const ProgramResult json = RunPsltool({"export", "--to", "ndjson", "--utc", path});
+      Compare(expected, RowsOfJson(json.out), "ndjson of " + path);
+      // Day archives have one name, however they were made.
+      if (path.find("/straight/") != std::string::npos) continue;
+      all.insert(all.end(), expected.begin(), expected.end());
+      paths.push_back(path);
+    }
+    std::vector<std::string> arguments = {"export", "--to", "sqlite", "-o", out.Path("x.db")};
+    arguments.insert(arguments.end(), paths.begin(), paths.end());
+    const ProgramResult sqlite = RunPsltool(arguments);
+    ASSERT_EQ(sqlite.status, 0) << sqlite.err;
+    Compare(all, RowsOfDatabase(out.Path("x.db")), "sqlite");
+  }
+  EXPECT_EQ(comparison_.different(), 0U) << comparison_.Report();
+  EXPECT_GT(comparison_.compared(), 20000U);
+  RecordProperty("values", std::to_string(comparison_.compared()));
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresExport, testing::Range(0x10, 0x22),
+                         RevisionParam<int>);
+
+}  // namespace
