@@ -11,6 +11,7 @@
 
 #include "tests/figures/compare.h"
 #include "tests/figures/entries.h"
+#include "tests/figures/periods.h"
 #include "tests/support/export_rows.h"
 #include "tests/support/figure_files.h"
 #include "tests/support/lines.h"
@@ -18,6 +19,7 @@
 
 namespace {
 
+using figures::Clock;
 using figures::Comparison;
 using figures::Json;
 
@@ -30,23 +32,18 @@ std::string ArrayOf(const std::string& path) {
   return name.substr(start, name.find_first_of("#.", start) - start);
 }
 
-std::string UtcText(uint32_t stamp) {
-  const time_t time = stamp;
-  tm date{};
-  gmtime_r(&time, &date);
-  char text[32];
-  strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &date);
-  return text;
-}
-
 std::vector<TidyRow> ExpectedRows(const std::string& path) {
   const std::string text = TempDir::ReadFile(path);
   const figures::File file = figures::ReadFile(model::Bytes(text.begin(), text.end()));
+  const std::vector<figures::Period> periods = figures::PeriodsOf(file, Clock::kUtc);
   std::string lines;
-  for (const figures::StatisticsRecord& record : file.records) {
+  for (size_t i = 0; i < periods.size(); ++i) {
+    const figures::StatisticsRecord& record = file.records[i];
     for (const figures::Entry& entry : record.entries) {
       Json line = figures::DumpValues(entry, false);
-      line["time"] = UtcText(record.stamp);
+      line["time"] = figures::IsoText(record.stamp, Clock::kUtc);
+      line["begin"] = figures::IsoText(periods[i].begin, Clock::kUtc);
+      line["end"] = figures::IsoText(periods[i].end, Clock::kUtc);
       line["stamp"] = record.stamp;
       line["kind"] = entry.kind;
       lines += line.dump() + "\n";
@@ -55,19 +52,19 @@ std::vector<TidyRow> ExpectedRows(const std::string& path) {
   return RowsOfDump(lines, ArrayOf(path), LevelWord(file.level));
 }
 
-TidyRow RowOf(const std::vector<std::string>& names, const std::vector<std::string>& cells) {
+TidyRow RowOf(const std::map<std::string, std::string>& cells) {
   TidyRow row;
-  const std::map<std::string, std::string*> places = {
-      {"time", &row.time}, {"array", &row.array},   {"kind", &row.kind},
-      {"key", &row.key},   {"metric", &row.metric}, {"statistic", &row.statistic},
-      {"unit", &row.unit}, {"level", &row.level}};
-  for (size_t i = 0; i < names.size(); ++i) {
-    if (names[i] == "value") {
-      row.value = std::stod(cells.at(i));
-    } else if (places.count(names[i]) != 0) {
-      *places.at(names[i]) = cells.at(i);
-    }
-  }
+  row.time = cells.at("time");
+  row.array = cells.at("array");
+  row.kind = cells.at("kind");
+  row.key = cells.at("key");
+  row.metric = cells.at("metric");
+  row.statistic = cells.at("statistic");
+  row.value = std::stod(cells.at("value"));
+  row.unit = cells.at("unit");
+  row.level = cells.at("level");
+  row.begin = cells.at("begin");
+  row.end = cells.at("end");
   return row;
 }
 
@@ -85,9 +82,11 @@ std::vector<TidyRow> RowsOfCsv(const std::string& text) {
     }
     if (names.empty()) {
       names = cells;
-    } else {
-      rows.push_back(RowOf(names, cells));
+      continue;
     }
+    std::map<std::string, std::string> row;
+    for (size_t i = 0; i < names.size(); ++i) row[names[i]] = cells.at(i);
+    rows.push_back(RowOf(row));
   }
   return rows;
 }
@@ -95,30 +94,32 @@ std::vector<TidyRow> RowsOfCsv(const std::string& text) {
 std::vector<TidyRow> RowsOfJson(const std::string& text) {
   std::vector<TidyRow> rows;
   for (const std::string& line : Lines(text)) {
-    const Json row = Json::parse(line);
-    rows.push_back({row["time"], 0, row["array"], row["kind"], row["key"], row["metric"],
-                    row["statistic"], row["value"], row["unit"], row["level"]});
+    std::map<std::string, std::string> row;
+    for (const auto& [name, value] : Json::parse(line).items()) {
+      row[name] = value.is_string() ? value.get<std::string>() : value.dump();
+    }
+    rows.push_back(RowOf(row));
   }
   return rows;
 }
 
+// The database leaves the times to those who ask: here they are asked for as texts.
 std::vector<TidyRow> RowsOfDatabase(const std::string& path) {
   sqlite3* db = nullptr;
   sqlite3_stmt* statement = nullptr;
   std::vector<TidyRow> rows;
   sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
   sqlite3_prepare_v2(db,
-                     "SELECT stamp, array, kind, key, metric, statistic, unit, level, value "
-                     "FROM tidy",
+                     "SELECT time, array, kind, key, metric, statistic, printf('%!.17g', value) "
+                     "AS value, unit, level, begin, end FROM tidy",
                      -1, &statement, nullptr);
   while (sqlite3_step(statement) == SQLITE_ROW) {
-    std::vector<std::string> cells;
-    for (int i = 1; i < 8; ++i) {
-      cells.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(statement, i)));
+    std::map<std::string, std::string> row;
+    for (int i = 0; i < sqlite3_column_count(statement); ++i) {
+      row[sqlite3_column_name(statement, i)] =
+          reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
     }
-    rows.push_back({UtcText(static_cast<uint32_t>(sqlite3_column_int64(statement, 0))), 0, cells[0],
-                    cells[1], cells[2], cells[3], cells[4], sqlite3_column_double(statement, 8),
-                    cells[5], cells[6]});
+    rows.push_back(RowOf(row));
   }
   EXPECT_EQ(sqlite3_errcode(db), SQLITE_DONE) << sqlite3_errmsg(db);
   sqlite3_finalize(statement);
@@ -128,8 +129,8 @@ std::vector<TidyRow> RowsOfDatabase(const std::string& path) {
 
 // Everything but the value.
 auto NameOf(const TidyRow& row) {
-  return std::tie(row.level, row.array, row.time, row.kind, row.key, row.metric, row.statistic,
-                  row.unit);
+  return std::tie(row.level, row.array, row.time, row.begin, row.end, row.kind, row.key, row.metric,
+                  row.statistic, row.unit);
 }
 
 void Sort(std::vector<TidyRow>& rows) {
@@ -169,7 +170,8 @@ class PsltoolFiguresExport : public testing::TestWithParam<int> {
       return;
     }
     comparison_.TakeOne(what + ", " + row.level + " " + row.array + " " + row.time + " " +
-                            row.kind + " " + row.key + " in " + row.unit,
+                            row.begin + " " + row.end + " " + row.kind + " " + row.key + " in " +
+                            row.unit,
                         row.metric + " " + row.statistic, expected, exported);
   }
 
