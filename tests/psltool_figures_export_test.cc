@@ -94,8 +94,9 @@ std::vector<TidyRow> RowsOfCsv(const std::string& text) {
 std::vector<TidyRow> RowsOfJson(const std::string& text) {
   std::vector<TidyRow> rows;
   for (const std::string& line : Lines(text)) {
+    const Json object = Json::parse(line);
     std::map<std::string, std::string> row;
-    for (const auto& [name, value] : Json::parse(line).items()) {
+    for (const auto& [name, value] : object.items()) {
       row[name] = value.is_string() ? value.get<std::string>() : value.dump();
     }
     rows.push_back(RowOf(row));

@@ -125,7 +125,7 @@ std::string IsoText(int64_t moment, Clock clock) {
   strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &fields);
   if (clock == Clock::kUtc) return std::string(text) + "Z";
   const long minutes = fields.tm_gmtoff / 60;
-  char offset[16];
+  char offset[64];
   std::snprintf(offset, sizeof offset, "%c%02ld:%02ld", minutes < 0 ? '-' : '+',
                 std::labs(minutes) / 60, std::labs(minutes) % 60);
   return std::string(text) + offset;

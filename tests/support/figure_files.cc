@@ -28,9 +28,9 @@ std::vector<std::string> Archive(const TempDir& directory, const std::vector<std
   return paths;
 }
 
-void MakeUsualLogs(const TempDir& directory, int revision, const std::string& zone) {
+void MakeUsualLogs(const TempDir& directory, int revision, const std::string& zone, int interval) {
   std::vector<std::string> make = {"make",       "-q",      "-o",         directory.Path("logs"),
-                                   "--days",     "2",       "--interval", "3000",
+                                   "--days",     "2",       "--interval", std::to_string(interval),
                                    "--extended", "partial", "--revision", std::to_string(revision)};
   const std::map<model::Kind, const char*> options = {
       {model::Kind::kHp, "--hp"},        {model::Kind::kLd, "--ld"},
@@ -58,10 +58,10 @@ ProgramResult RunPsltool(const std::vector<std::string>& arguments, const std::s
   return RunProgram(other == nullptr ? PSLTOOL_PATH : other, arguments, {"", {{"TZ", zone}}});
 }
 
-FigureFiles::FigureFiles(uint64_t seed, int revision, const std::string& zone) {
+FigureFiles::FigureFiles(uint64_t seed, int revision, const std::string& zone, int interval) {
   directory_.MakeDirectory("logs");
   if (seed == 0) {
-    MakeUsualLogs(directory_, revision, zone);
+    MakeUsualLogs(directory_, revision, zone, interval);
   } else {
     for (const model::InputFile& log :
          model::MakeRandomLogs(seed, static_cast<uint8_t>(revision), {})) {

@@ -20,7 +20,8 @@ ProgramResult RunPsltool(const std::vector<std::string>& arguments,
 // `psltool make`.
 class FigureFiles {
  public:
-  FigureFiles(uint64_t seed, int revision, const std::string& zone = "UTC");
+  // `interval`: seconds, of made logs.
+  FigureFiles(uint64_t seed, int revision, const std::string& zone = "UTC", int interval = 3000);
 
   const std::vector<std::string>& logs() const { return logs_; }
   const std::vector<std::string>& hours() const { return hours_; }
