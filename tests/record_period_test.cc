@@ -159,6 +159,12 @@ TEST_F(RecordPeriods, ARecordCoversTheTimeFromTheOneBeforeIt) {
   EXPECT_EQ(cover(PeriodOf('L', Zone::kUtc, At(4, 10, 15), At(4, 10, 30), {})),
             std::pair(At(4, 10, 15) + 1, At(4, 10, 30)));
   EXPECT_EQ(cover(PeriodOf('L', Zone::kUtc, {}, At(4, 10), {})), std::pair(At(4, 10), At(4, 10)));
+  // What is in front of the first interval of a log is not in the log.
+  EXPECT_EQ(cover(PeriodOf('L', Zone::kUtc, {}, At(4, 10, 30), {})),
+            std::pair(At(4, 10, 30), At(4, 10, 30)));
+  // An interval that ends with the hour before belongs to this hour, whatever follows in it.
+  EXPECT_EQ(cover(PeriodOf('H', Zone::kUtc, At(4, 9, 45), At(4, 10, 15), At(4, 10, 45))),
+            std::pair(At(4, 10), At(4, 10, 15)));
 }
 
 TEST_F(RecordPeriods, AMomentIsHeldByOneRecord) {

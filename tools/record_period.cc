@@ -81,8 +81,10 @@ RecordPeriod PeriodOf(char level, Zone day_zone, std::optional<uint32_t> before,
   constexpr uint32_t kHour = kSecondsOfHour;
   const uint32_t hour = stamp - stamp % kHour;
   if (period.level == 'L') {
-    period.begin = before && *before <= stamp ? *before : hour;
+    const bool follows = before && *before <= stamp;
+    period.begin = follows ? *before : hour;
     period.end = stamp;
+    period.held = follows && *before < stamp ? *before + 1 : stamp;
     return period;
   }
   if (period.level == 'H') {
@@ -93,6 +95,7 @@ RecordPeriod PeriodOf(char level, Zone day_zone, std::optional<uint32_t> before,
     period.begin = Stamp(FirstMomentOf(period.day, day_zone));
     period.end = Stamp(LastMomentOf(period.day + kSecondsOfDay - 1, day_zone) + 1);
   }
+  period.held = period.begin;
   const auto is_same = [&](uint32_t other) {
     return period.level == 'H' ? other / kHour == stamp / kHour
                                : DayOfStamp(other, day_zone) == period.day;
@@ -100,6 +103,7 @@ RecordPeriod PeriodOf(char level, Zone day_zone, std::optional<uint32_t> before,
   // A stamp that goes back cuts nothing off.
   if (before && *before <= stamp && is_same(*before)) {
     period.begin = *before;
+    period.held = *before + 1;
     period.whole = false;
   }
   if (behind && *behind >= stamp && is_same(*behind)) {
@@ -135,10 +139,7 @@ std::string PeriodHead(char level, Zone zone) {
 }
 
 CoveredTime CoverOf(const RecordPeriod& period) {
-  // What begins where another record ends begins behind its last second.
-  const bool follows = period.level == 'L' || !period.whole;
-  const uint32_t first = follows && period.begin < period.stamp ? period.begin + 1 : period.begin;
-  return {std::min(first, period.stamp), period.stamp};
+  return {std::min(period.held, period.stamp), period.stamp};
 }
 
 FilePeriods::FilePeriods(const std::string& path, Zone zone)
@@ -147,6 +148,7 @@ FilePeriods::FilePeriods(const std::string& path, Zone zone)
   if (!open_) return;
   level_ = reader_.header().level;
   const std::vector<uint8_t> file_header(reader_.record().begin(), reader_.record().end());
+  opened_ = Load32(file_header.data() + kAtTime);
   Step();
   if (behind_) day_zone_ = DayZoneOf(reader_.header(), file_header, behind_->stamp, zone);
 }
@@ -171,8 +173,10 @@ RecordPeriod FilePeriods::Of(uint64_t position, uint32_t stamp) {
   };
   // A file that changes while it is read has no neighbours to tell.
   const bool known = at_ && at_->position == position && at_->stamp == stamp;
-  return PeriodOf(level_, day_zone_, known ? stamp_of(before_) : std::nullopt, stamp,
-                  known ? stamp_of(behind_) : std::nullopt);
+  RecordPeriod period = PeriodOf(level_, day_zone_, known ? stamp_of(before_) : std::nullopt, stamp,
+                                 known ? stamp_of(behind_) : std::nullopt);
+  if (known && !before_ && opened_ <= stamp) period.held = std::max(period.held, opened_);
+  return period;
 }
 
 Zone DayZoneOf(const PslHeader& header, std::span<const uint8_t> file_header, uint32_t first,

@@ -30,6 +30,7 @@ struct RecordPeriod {
   uint32_t stamp = 0;  // of the record
   uint32_t begin = 0;  // the first second
   uint32_t end = 0;    // behind the last one; of a log the stamp
+  uint32_t held = 0;   // no interval of the record has an earlier stamp
   bool whole = true;   // of archives: the only record of its hour or day
   Civil day = 0;       // of day archives: midnight of the date, in the zone of its days
   Zone day_zone = Zone::kLocal;
@@ -56,8 +57,10 @@ inline constexpr size_t kPeriodWidth = 22;
 // What stands above a column of them: "period (local)", of logs "time (UTC)".
 std::string PeriodHead(char level, Zone zone);
 
-// The seconds whose intervals a record may hold, both included: from its begin to its stamp. Of two
-// records of one array that share more than one second the same intervals may be told twice.
+// The stamps that intervals of a record may have, both included. Of two records of one array that
+// share more than one the same intervals may be told twice. Of the first record of an archive it is
+// the file's header that tells where they begin: a day can begin within an hour, and then the
+// archives of two days hold a part of that hour each.
 struct CoveredTime {
   uint32_t first;
   uint32_t last;
@@ -85,6 +88,7 @@ class FilePeriods {
   bool open_ = false;
   char level_ = 'L';
   Zone day_zone_;
+  uint32_t opened_ = 0;  // stamp of the file's header
   std::optional<Place> before_;
   std::optional<Place> at_;
   std::optional<Place> behind_;
