@@ -10,47 +10,15 @@
 #include <vector>
 
 #include "tests/figures/compare.h"
-#include "tests/figures/entries.h"
-#include "tests/figures/periods.h"
-#include "tests/support/export_rows.h"
 #include "tests/support/figure_files.h"
+#include "tests/support/figure_rows.h"
 #include "tests/support/lines.h"
 #include "tests/support/revision_param.h"
 
 namespace {
 
-using figures::Clock;
 using figures::Comparison;
 using figures::Json;
-
-std::string LevelWord(char level) { return level == 'H' ? "hour" : level == 'D' ? "day" : "log"; }
-
-// "20240304array01#002.psl": what stands between the digits and "#" or ".".
-std::string ArrayOf(const std::string& path) {
-  const std::string name = path.substr(path.rfind('/') + 1);
-  const size_t start = name.find_first_not_of("0123456789");
-  return name.substr(start, name.find_first_of("#.", start) - start);
-}
-
-std::vector<TidyRow> ExpectedRows(const std::string& path) {
-  const std::string text = TempDir::ReadFile(path);
-  const figures::File file = figures::ReadFile(model::Bytes(text.begin(), text.end()));
-  const std::vector<figures::Period> periods = figures::PeriodsOf(file, Clock::kUtc);
-  std::string lines;
-  for (size_t i = 0; i < periods.size(); ++i) {
-    const figures::StatisticsRecord& record = file.records[i];
-    for (const figures::Entry& entry : record.entries) {
-      Json line = figures::DumpValues(entry, false);
-      line["time"] = figures::IsoText(record.stamp, Clock::kUtc);
-      line["begin"] = figures::IsoText(periods[i].begin, Clock::kUtc);
-      line["end"] = figures::IsoText(periods[i].end, Clock::kUtc);
-      line["stamp"] = record.stamp;
-      line["kind"] = entry.kind;
-      lines += line.dump() + "\n";
-    }
-  }
-  return RowsOfDump(lines, ArrayOf(path), LevelWord(file.level));
-}
 
 TidyRow RowOf(const std::map<std::string, std::string>& cells) {
   TidyRow row;
@@ -187,7 +155,7 @@ TEST_P(PsltoolFiguresExport, EveryRowIsTheCalculations) {
     std::vector<TidyRow> all;
     std::vector<std::string> paths;
     for (const std::string& path : files.all()) {
-      const std::vector<TidyRow> expected = ExpectedRows(path);
+      const std::vector<TidyRow> expected = FigureRows(path);
       const ProgramResult csv = RunPsltool({"export", "--to", "csv", "--utc", path});
       ASSERT_EQ(csv.status, 0) << csv.err;
       Compare(expected, RowsOfCsv(csv.out), "csv of " + path);
