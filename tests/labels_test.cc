@@ -187,6 +187,7 @@ TEST_F(PsltoolLabels, ExplainAndAuditNameThemToo) {
   as_json.emplace_back("--json");
   const json explained = json::parse(RunProgram(PSLTOOL_PATH, as_json, here).out);
   EXPECT_EQ(explained["name"], "mail store");
+  EXPECT_EQ(explained["group_name"], "random reads");
   // A changed maximum of the first group.
   const std::vector<std::string> entries =
       Lines(RunProgram(PSLTOOL_PATH,
@@ -204,6 +205,13 @@ TEST_F(PsltoolLabels, ExplainAndAuditNameThemToo) {
           .out;
   EXPECT_NE(audit.find(", ld 1 (mail store), g1_max (random reads): stored "), std::string::npos)
       << audit;
+  const json audited = json::parse(
+      RunProgram(PSLTOOL_PATH,
+                 {"audit", "--json", "--archive", "20240304array01.psa", "20240304array01.psl"},
+                 here)
+          .out);
+  EXPECT_EQ(audited["archives"][0]["findings"][0]["name"], "mail store");
+  EXPECT_EQ(audited["archives"][0]["findings"][0]["group_name"], "random reads");
 }
 
 TEST_F(PsltoolLabels, ABadFileEndsTheCommand) {

@@ -185,6 +185,11 @@ class Report {
         {"offset", finding.offset},     {"width", finding.width}, {"kind", finding.kind},
         {"key", finding.key},           {"field", finding.field}, {"stored", finding.stored},
         {"expected", finding.expected}, {"text", finding.text}};
+    if (!labels_.empty()) {
+      const std::string array = ArrayOfArchive(finding.path);
+      object["name"] = labels_.OfResource(array, finding.kind, finding.key);
+      object["group_name"] = labels_.OfGroup(finding.kind, GroupOf(finding.field));
+    }
     if (finding.stamp) {
       object["stamp"] = *finding.stamp;
       object["time"] = IsoTimeText(*finding.stamp, zone_);

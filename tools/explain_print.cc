@@ -283,7 +283,10 @@ bool PrintExplanationJson(const ExplainView& view, const Explanation& explanatio
                          {"differences", explanation.differences},
                          {"intervals", std::move(intervals)},
                          {"fields", std::move(fields)}};
-  if (!view.labels.empty()) report["name"] = view.name;
+  if (!view.labels.empty()) {
+    report["name"] = view.name;
+    report["group_name"] = view.labels.OfGroup(view.kind, view.group);
+  }
   // Names of files are bytes, JSON is UTF-8.
   out.Put(report.dump(2, ' ', false, ordered_json::error_handler_t::replace));
   out.Put("\n");
