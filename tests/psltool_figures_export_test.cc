@@ -148,7 +148,9 @@ class PsltoolFiguresExport : public testing::TestWithParam<int> {
 };
 
 TEST_P(PsltoolFiguresExport, EveryRowIsTheCalculations) {
-  for (int seed = 0; seed < FigureSeeds(2); ++seed) {
+  // One case takes a while: made files for even revisions, random ones for odd ones.
+  for (int i = 0; i < FigureSeeds(1); ++i) {
+    const int seed = i + GetParam() % 2;
     SCOPED_TRACE("seed " + std::to_string(seed));
     const FigureFiles files(static_cast<uint64_t>(seed), GetParam());
     const TempDir out;

@@ -147,7 +147,9 @@ class PsltoolFiguresForms : public testing::TestWithParam<int> {
 };
 
 TEST_P(PsltoolFiguresForms, EveryValueIsTheCalculations) {
-  for (int seed = 0; seed < FigureSeeds(2); ++seed) {
+  // One case takes a while: made files for even revisions, random ones for odd ones.
+  for (int i = 0; i < FigureSeeds(1); ++i) {
+    const int seed = i + GetParam() % 2;
     SCOPED_TRACE("seed " + std::to_string(seed));
     const FigureFiles files(static_cast<uint64_t>(seed), GetParam());
     std::vector<std::string> arguments = {"export", "--format", "openmetrics"};
