@@ -30,6 +30,16 @@ class Exporter::Writer : public DumpWriter {
     if (file_.array.empty()) file_.array = exporter_.wishes_.array;
   }
 
+  // Besides the key, which stands first.
+  std::vector<bool> Wants(const std::vector<Column>& columns) const override {
+    const ExportWishes& wishes = exporter_.wishes_;
+    if (wishes.metrics.empty() && wishes.statistics.empty()) return {};
+    std::vector<bool> wanted(columns.size(), false);
+    wanted.front() = true;
+    for (const ExportColumn& column : wishes.ColumnsOf(columns)) wanted[column.at] = true;
+    return wanted;
+  }
+
   void Start(const std::vector<const std::vector<Column>*>& all) override {
     for (const std::vector<Column>* columns : all) {
       columns_[columns] = exporter_.wishes_.ColumnsOf(*columns);
