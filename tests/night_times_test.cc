@@ -150,6 +150,19 @@ TEST_F(PrefixNightTimes, DayThatBeginsAtOneIsNotTakenBeforeItsEnd) {
               UnorderedElementsAre("20240907a.psa", "20240908a.psa"));
 }
 
+// On the eve of this day 23:00 is followed by midnight: "yesterday 23:59:59" is a time of today.
+TEST_F(PrefixNightTimes, DayThatBeginsAnHourEarlyIsNotTakenBeforeItsEnd) {
+  constexpr char kNuuk[] = "America/Nuuk";
+  AddLog("20260328", kNuuk);
+  AddLog("20260329", kNuuk);
+  EXPECT_THAT(ArchivesAt("2026-03-28 22:59:59", kNuuk), IsEmpty());
+  EXPECT_THAT(ArchivesAt("2026-03-29 00:00:00", kNuuk), UnorderedElementsAre("20260328a.psa"));
+  EXPECT_THAT(ArchivesAt("2026-03-29 00:30:00", kNuuk), UnorderedElementsAre("20260328a.psa"));
+  EXPECT_THAT(ArchivesAt("2026-03-29 23:59:59", kNuuk), UnorderedElementsAre("20260328a.psa"));
+  EXPECT_THAT(ArchivesAt("2026-03-30 00:00:00", kNuuk),
+              UnorderedElementsAre("20260328a.psa", "20260329a.psa"));
+}
+
 // Statistics records of a file.
 int RecordsOf(const std::string& bytes) {
   int count = 0;
