@@ -95,6 +95,7 @@ std::string PeriodKey(char level, const std::string& name) {
 // Passes over all targets of the days or months that have an unreadable file.
 void PassOverHeldUp(char level, AutoSelection* selection) {
   Keys held_up;
+  for (const std::string& input : selection->held_up) held_up.insert(PeriodKey(level, input));
   for (const auto* files : {&selection->logs, &selection->archives}) {
     for (const AutoFile& file : *files) {
       if (file.verdict != AutoVerdict::kUnreadable) continue;

@@ -37,6 +37,8 @@ struct AutoFile {
 struct AutoSelection {
   std::vector<AutoFile> logs;
   std::vector<AutoFile> archives;
+  // Inputs whose days an earlier run of the night had to pass over: their months wait with them.
+  std::vector<std::string> held_up;
 };
 
 // Which dates a run takes; the class of its outputs gives period end and limit.

@@ -193,7 +193,7 @@ void GetSaveTime(int32_t encoded, char letter) {
 
 void GetTargetFile() {
   const AutoPeriod period = PeriodOfRun(finfo.level, RunLimits());
-  AutoSelection selection;
+  AutoSelection selection = BeginSelection();
   JudgeLogs(period, SortedNames(arcdelinfo.arcdir), &selection);
   if (finfo.level == 'H' && CountTargets(selection.logs) == 0) {
     FreeFileList();
@@ -206,12 +206,20 @@ void GetTargetFile() {
   ReportUnreadable(selection);
 }
 
+AutoSelection BeginSelection() {
+  AutoSelection selection;
+  selection.held_up = HeldUpInputs();
+  return selection;
+}
+
 void NoteHeldUp(char level, const AutoSelection& selection) {
+  for (const std::string& input : selection.held_up) NoteUnarchived(input.c_str(), level);
   for (const auto* files : {&selection.logs, &selection.archives}) {
     for (const AutoFile& file : *files) {
       if (file.verdict != AutoVerdict::kUnreadable) continue;
       for (const std::string& input : InputsHeldUpBy(level, file.name)) {
         NoteUnarchived(input.c_str(), level);
+        HoldUp(input);
       }
     }
   }

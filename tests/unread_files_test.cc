@@ -176,6 +176,16 @@ TEST_F(PrefixUnreadFiles, PartThatIsGoneDoesNotHoldUpAnything) {
   EXPECT_THAT(Archives(), Contains("20240228a.psa"));
 }
 
+// Failed once, when the hour run looked: the day run does not make a month without the day's hour
+// archive, which the next run makes.
+TEST_F(PrefixUnreadFiles, DayThatTheHourRunHeldUpHoldsUpItsMonth) {
+  EXPECT_EQ(Night("open:/20240228a#002.psl:1:1:24").status, 0);
+  EXPECT_THAT(Archives(), UnorderedElementsAre("202402b.psa", "20240227a.psa", "20240228b.psa",
+                                               "20240229a.psa"));
+  EXPECT_EQ(Night("").status, 0);
+  EXPECT_THAT(Archives(), Contains("202402a.psa"));
+}
+
 // Whether the day is archived, nobody knows: it is not archived once more.
 TEST_F(PrefixUnreadFiles, HourArchiveThatDoesNotOpenHoldsUpItsDay) {
   AddArchive("20240227a.psa");
@@ -270,6 +280,19 @@ TEST_F(PrefixUnreadRemoval, HourArchivesOfAMonthThatWasHeldUpStay) {
   EXPECT_EQ(Night("").status, 0);
   EXPECT_THAT(Archives(), Contains("202401a.psa"));
   EXPECT_THAT(Archives(), Not(Contains("20240115a.psa")));
+}
+
+// Looked at in vain by the hour run alone: the day run waits, so the whole month stays for it.
+TEST_F(PrefixUnreadRemoval, HourArchivesOfAMonthThatTheHourRunHeldUpStay) {
+  server.segment.PutRetention(1, 1, 1);
+  AddArchive("20240115a.psa");
+  AddArchive("20240116a.psa");
+  EXPECT_EQ(Night("open:/20240116a.psa:1:1:13").status, 0);
+  EXPECT_THAT(Archives(), Contains("20240115a.psa"));
+  EXPECT_THAT(Archives(), Contains("20240116a.psa"));
+  EXPECT_THAT(Archives(), Not(Contains("202401a.psa")));
+  EXPECT_EQ(Night("").status, 0);
+  EXPECT_THAT(Archives(), Contains("202401a.psa"));
 }
 
 TEST_F(PrefixUnreadRemoval, ExpiredFileThatDoesNotOpenIsToldWhenNothingIsArchived) {

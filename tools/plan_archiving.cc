@@ -103,7 +103,7 @@ std::string FateText(const PlannedInput& input, InputFate fate) {
 class StepPlanner {
  public:
   StepPlanner(char level, const PlanRequest& request, ArchiveView& view, Plan& plan)
-      : request_(request), view_(view), plan_(plan) {
+      : request_(request), view_(view), plan_(plan), selection_(BeginSelection()) {
     step_.level = level;
     finfo.level = level;  // of what the header check notes
     step_.period = PeriodOfRun(level, RunLimits());

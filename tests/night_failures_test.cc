@@ -1,0 +1,152 @@
+// Nights in which one call fails, at any place: nothing is lost without a word. Whatever such a
+// night did not do is told, and the next one, undisturbed, leaves what would have been left without
+// the failure.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/support/nights.h"
+#include "tests/support/record_bytes.h"
+#include "tests/support/sample_records.h"
+
+namespace {
+
+// The night of 1 March 2024: logs of three days, of two arrays, in parts, some of them expired;
+// hour archives that become a day archive and expire; a marker and remains of a run.
+class LongPrefixFailures : public ::testing::Test {
+ protected:
+  using Tree = std::map<std::string, std::string>;
+
+  void SetUp() override {
+    SKIP_WITHOUT_PRELOADING();
+    const TestServer server;
+    Prepare(server);
+    EXPECT_EQ(Night(server, {}).status, 0);
+    undisturbed_ = FilesOf(server);
+    // What must have happened to be of use here.
+    for (const char* name : {"archive/202401a.psa", "archive/202402b.psa", "archive/20240310a.psa",
+                             "archive/20240314b.psa"}) {
+      EXPECT_TRUE(undisturbed_.contains(name)) << name;
+    }
+    for (const char* name : {"20240310a#001.psl", "archive/20240115a.psa", "Qelprf.A"}) {
+      EXPECT_FALSE(undisturbed_.contains(name)) << name;
+    }
+  }
+
+  static std::string Bytes(const std::string& name, char level) {
+    const auto time =
+        static_cast<uint32_t>(LocalTimeIn("UTC", name.substr(0, 4) + "-" + name.substr(4, 2) + "-" +
+                                                     name.substr(6, 2) + " 12:00:00"));
+    return spell::HeaderRecord({.revision = 0x1D, .level = level, .time = time}) +
+           spell::Structure(0x1D, {.time = time, .continuation = 1}) +
+           spell::Statistics(0x1D, {.time = time + 60});
+  }
+
+  static void Prepare(const TestServer& server) {
+    auto& segment = const_cast<TestServer&>(server).segment;
+    segment.PutRetention(0, 2, 0);
+    segment.PutRetention(1, 1, 1);
+    server.directory.MakeDirectory("arc/archive");
+    for (const char* name : {"20240115a.psa", "20240116a.psa", "20240220b.psa"}) {
+      server.directory.Write(std::string("arc/archive/") + name, Bytes(name, 'H'));
+    }
+    for (const char* name : {"20240310a#001.psl", "20240310a#002.psl", "20240313b.psl",
+                             "20240314a.psl", "20240314b#001.psl", "20240314b#002.psl"}) {
+      server.directory.Write(std::string("arc/") + name, Bytes(name, 'L'));
+    }
+    server.directory.Write("arc/Qelprf.A");
+    server.directory.Write("arc/archive/20240312a.psa_tmp", "remains");
+  }
+
+  ProgramResult Night(const TestServer& server, const Variables& disturb) const {
+    return RunNight(server, ClockAt("2024-03-15 00:30:00"), disturb);
+  }
+
+  static std::vector<std::string> NamesOf(const Tree& tree) {
+    std::vector<std::string> names;
+    for (const auto& [name, bytes] : tree) names.push_back(name);
+    return names;
+  }
+
+  // One night in which calls fail by this rule, and the next one.
+  void FailAndHeal(const std::string& rule) {
+    SCOPED_TRACE(rule);
+    const TestServer server;
+    Prepare(server);
+    const Tree before = FilesOf(server);
+    const AddedText log = AddedText::OperationLog();
+    const ProgramResult run = Night(server, {{"DISTURB_FAIL", rule}});
+    const Tree after = FilesOf(server);
+    const std::string told = log.Text() + run.err;
+    if (after != undisturbed_) {
+      ++told_;
+      EXPECT_NE(told, "") << "something was not done, and nothing was said";
+    }
+    for (const auto& [name, bytes] : after) {
+      if (!before.contains(name) && name.ends_with(".psa")) {
+        EXPECT_TRUE(undisturbed_.contains(name) && undisturbed_.at(name) == bytes) << name;
+      }
+    }
+    EXPECT_EQ(Night(server, {}).status, 0);
+    const Tree healed = FilesOf(server);
+    EXPECT_EQ(NamesOf(healed), NamesOf(undisturbed_)) << told;
+    EXPECT_TRUE(healed == undisturbed_) << told;
+    ++nights_;
+  }
+
+  Tree undisturbed_;
+  int nights_ = 0;
+  int told_ = 0;
+};
+
+struct FailingCall {
+  const char* call;
+  const char* end;  // of the path
+  int error;
+  int last;    // times that are tried
+  int stride;  // between them
+};
+
+// Calls of which a night has more than these are sampled.
+constexpr FailingCall kCalls[] = {
+    {"opendir", "", EACCES, 8, 1},
+    {"readdir", "/arc", EIO, 30, 4},
+    {"readdir", "/archive", EIO, 40, 6},
+    {"stat", "", EIO, 60, 7},
+    {"open", ".psl", EACCES, 40, 5},
+    {"open", ".psa", EMFILE, 40, 5},
+    {"open", "_tmp", ENOSPC, 8, 1},
+    {"fstat", ".psl", EIO, 40, 7},
+    {"fstat", ".psa", EIO, 30, 7},
+    {"pread", "", EIO, 60, 9},
+    {"read", "", EIO, 60, 9},
+    {"lseek", "", EIO, 60, 11},
+    {"write", "_tmp", ENOSPC, 30, 6},
+    {"fsync", "", EIO, 14, 1},
+    {"close", "_tmp", EIO, 8, 1},
+    {"rename", "", EIO, 8, 1},
+    {"unlink", "", EACCES, 10, 1},
+    {"mkdir", "", EACCES, 2, 1},
+};
+
+TEST_F(LongPrefixFailures, OneCallOrAllFromThereOn) {
+  for (const FailingCall& failing : kCalls) {
+    for (int first = 1; first <= failing.last && !HasFailure(); first += failing.stride) {
+      const std::string rule =
+          std::string(failing.call) + ":" + failing.end + ":" + std::to_string(first) + ":";
+      const std::string error = ":" + std::to_string(failing.error);
+      // Once, and for good.
+      FailAndHeal(rule + std::to_string(first) + error);
+      if (first % 2 == 1) FailAndHeal(rule + "999999" + error);
+    }
+  }
+  printf("%d nights with failing calls, %d of them told of what they did not do\n", nights_, told_);
+  EXPECT_GT(told_, 80);
+}
+
+}  // namespace
