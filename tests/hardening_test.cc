@@ -44,7 +44,10 @@ TEST_P(Hardening, LinksAreReadOnlyAndTheStackHoldsNoCode) {
   EXPECT_THAT(Readelf("-d"), ContainsRegex("\\(FLAGS_1\\) .* NOW"));
 }
 
-TEST_P(Hardening, StacksAndBuffersAreGuarded) {
+// What is compiled so: the archiver, and the library that both programs share.
+class HardenedCode : public Hardening {};
+
+TEST_P(HardenedCode, StacksAndBuffersAreGuarded) {
   const std::string symbols = Readelf("--dyn-syms");
   EXPECT_THAT(symbols, HasSubstr(" __stack_chk_fail@"));
   EXPECT_THAT(symbols, ContainsRegex(" __v?snprintf_chk@"));
@@ -53,7 +56,7 @@ TEST_P(Hardening, StacksAndBuffersAreGuarded) {
 #ifdef __x86_64__
 // The mark of the whole file is given only when the system's start files have theirs, which those
 // of Debian 12 have not; so the functions are looked at.
-TEST_P(Hardening, FunctionsAreMarkedAsTargetsOfJumps) {
+TEST_P(HardenedCode, FunctionsAreMarkedAsTargetsOfJumps) {
   const std::string mark = "\xF3\x0F\x1E\xFA";  // endbr64
   const std::string program = TempDir::ReadFile(GetParam());
   size_t marked = 0;
@@ -64,9 +67,11 @@ TEST_P(Hardening, FunctionsAreMarkedAsTargetsOfJumps) {
 }
 #endif
 
-INSTANTIATE_TEST_SUITE_P(Programs, Hardening, ::testing::Values(QELPRFARC_PATH),
+INSTANTIATE_TEST_SUITE_P(Programs, Hardening, ::testing::Values(QELPRFARC_PATH, PSLTOOL_PATH),
                          [](const auto& program) {
                            return std::string(program.index == 0 ? "Qelprfarc" : "psltool");
                          });
+INSTANTIATE_TEST_SUITE_P(Archiver, HardenedCode, ::testing::Values(QELPRFARC_PATH),
+                         [](const auto&) { return std::string("Qelprfarc"); });
 
 }  // namespace
