@@ -116,7 +116,7 @@ void EndPathWithSeparator() {
   if (path[length - 1] == '/' || path[length - 1] == '\\') return;
   if (length + 2 > sizeof iopath) {
     LogMessage(103, path, "opendir", ENAMETOOLONG, kDetLongPath);
-    EndProcess(1);
+    Usage();
   }
   memcpy(iopath, path, length);
   iopath[length] = '/';

@@ -213,9 +213,9 @@ AutoSelection BeginSelection() {
 }
 
 void NoteHeldUp(char level, const AutoSelection& selection) {
-  for (const std::string& input : selection.held_up) NoteUnarchived(input.c_str(), level);
   for (const auto* files : {&selection.logs, &selection.archives}) {
     for (const AutoFile& file : *files) {
+      if (file.verdict == AutoVerdict::kPassedOver) NoteUnarchived(file.name.c_str(), level);
       if (file.verdict != AutoVerdict::kUnreadable) continue;
       for (const std::string& input : InputsHeldUpBy(level, file.name)) {
         NoteUnarchived(input.c_str(), level);

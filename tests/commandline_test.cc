@@ -143,7 +143,10 @@ TEST(CommandLine, OutWithoutExtIsRefused) {
 TEST(CommandLine, ExtAloneIsRefused) { ExpectRefused({"-ext"}); }
 
 TEST(CommandLine, PathThatDoesNotFitIsRefused) {
-  ExpectRefused({"-o", std::string(1023, 'x'), "a.psl"});
+  // Console texts are cut, and the reason behind the path with them.
+  const std::string path(1023, 'x');
+  const std::string message = "Qelprfarc: 103 Can't open directory -- " + path;
+  ExpectRefused({"-o", path, "a.psl"}, message.substr(0, 510) + "\n");
 }
 
 void ExpectFailed(const Arguments& arguments, const std::string& message) {
