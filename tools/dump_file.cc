@@ -94,7 +94,7 @@ class Dumper {
       plan.sections[row.kind] =
           std::make_unique<EntryFields>(reader_.header(), row, layout.row.rule, wishes_.raw);
       const std::vector<Column>& columns = plan.sections[row.kind]->columns();
-      std::vector<bool> wanted = writer_.Wants(columns);
+      std::vector<uint8_t> wanted = writer_.Wants(columns);
       if (!wanted.empty()) plan.choices[row.kind].emplace(columns, std::move(wanted));
     }
     plans_.push_back(std::move(plan));
@@ -175,7 +175,6 @@ class Dumper {
     const size_t key_count =
         row.kind == kCheseg ? tables_.kinds[kCheseg].key_count : size_t{form.key.count};
     const char* const word = WordOfKind(row.kind);
-    values_.clear();  // of another kind
     uint32_t number = 0;
     uint64_t behind = place.offset;
     const bool whole = VisitSection(
@@ -187,8 +186,8 @@ class Dumper {
           if (!HasKey(form, entry)) return;
           ++count_.entries;
           const EntryFields::Entry each = {entry, words, key_count, reader_.position() + at};
-          choice ? fields.Decode(each, *choice, values_) : fields.Decode(each, values_);
-          writer_.Put({period_, word, fields.columns(), values_, &form, key_count,
+          choice ? fields.DecodeNumbers(each, *choice, numbers_) : fields.Decode(each, values_);
+          writer_.Put({period_, word, fields.columns(), values_, numbers_, &form, key_count,
                        EntryKey(form.key, key_count, entry)});
         });
     if (whole) return true;
@@ -229,12 +228,25 @@ class Dumper {
       if (wishes_.key && fields.KeyOf(element) != *wishes_.key) continue;
       ++count_.entries;
       fields.Decode({item, element, reader_.position() + at + first + from}, values_);
+      TakeNumbers(fields.columns());
       writer_.Put({.period = period_,
                    .kind = WordOfKind(row->kind),
                    .columns = fields.columns(),
-                   .values = values_});
+                   .values = values_,
+                   .numbers = numbers_});
     }
     return true;
+  }
+
+  // Elements of optional items are few; their numbers are taken from the values.
+  void TakeNumbers(const std::vector<Column>& columns) {
+    const std::vector<uint8_t> places = writer_.Wants(columns);
+    numbers_.clear();
+    for (size_t i = 0; i < places.size(); ++i) {
+      if (places[i] == ColumnChoice::kNowhere) continue;
+      if (places[i] >= numbers_.size()) numbers_.resize(places[i] + 1U, kNoNumber);
+      numbers_[places[i]] = NumberOr(values_[i], kNoNumber);
+    }
   }
 
   const DumpWishes& wishes_;
@@ -248,6 +260,7 @@ class Dumper {
   RecordPeriod period_;  // of the record at hand
   DumpCount count_;
   std::vector<Value> values_;
+  std::vector<double> numbers_;
 };
 
 }  // namespace

@@ -17,7 +17,8 @@ struct DumpedEntry {
   const RecordPeriod& period;  // of its record
   const char* kind;
   const std::vector<Column>& columns;
-  const std::vector<Value>& values;  // empty those that the writer does not want
+  const std::vector<Value>& values;
+  const std::vector<double>& numbers;  // instead of values for writers that want only these
   // Of entries of sections: their form and the key bytes in use, as `EntryKey` packs them.
   const Form* form = nullptr;
   size_t key_count = 0;
@@ -50,8 +51,9 @@ class DumpWriter {
   virtual void Open(const PslHeader&) {}
   // Tells which columns can occur, before the first entry.
   virtual void Start(const std::vector<const std::vector<Column>*>& all) = 0;
-  // Which of these columns the writer looks at; empty: all.
-  virtual std::vector<bool> Wants(const std::vector<Column>&) const { return {}; }
+  // For writers that look at a few numbers of very many entries: their places, as in ColumnChoice.
+  // Empty: the writer takes values.
+  virtual std::vector<uint8_t> Wants(const std::vector<Column>&) const { return {}; }
   // A statistics record of the time asked for, before its entries.
   virtual void StartRecord(const RecordPeriod&) {}
   virtual void Put(const DumpedEntry& entry) = 0;

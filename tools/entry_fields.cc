@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <bit>
 
 #include "engine/byteorder.h"
@@ -82,16 +83,23 @@ struct Taker {
   }
 };
 
-// Keeps the values of columns that are wanted.
+double AsNumber(const Value& value, double otherwise) {
+  if (const auto* number = std::get_if<uint64_t>(&value)) return static_cast<double>(*number);
+  if (const auto* real = std::get_if<double>(&value)) return *real;
+  if (const auto* flag = std::get_if<bool>(&value)) return *flag ? 1 : 0;
+  return otherwise;
+}
+
+// Keeps the numbers of columns that are wanted.
 struct Picker {
   static constexpr bool kNames = false;
   const ColumnChoice& choice;
-  std::vector<Value>& values;
+  double* numbers;
   size_t& at;
   template <class Make>
   void operator()(const char*, const char*, size_t, Make make) const {
-    if (choice.wanted[at]) values[at] = make();
-    ++at;
+    const uint8_t place = choice.places[at++];
+    if (place != ColumnChoice::kNowhere) numbers[place] = AsNumber(make(), kNoNumber);
   }
   bool Skips(size_t group) const {
     if (choice.groups[group].wanted) return false;
@@ -102,13 +110,17 @@ struct Picker {
 
 }  // namespace
 
-ColumnChoice::ColumnChoice(const std::vector<Column>& columns, std::vector<bool> marks)
-    : wanted(std::move(marks)) {
+double NumberOr(const Value& value, double otherwise) { return AsNumber(value, otherwise); }
+
+ColumnChoice::ColumnChoice(const std::vector<Column>& columns, std::vector<uint8_t> where)
+    : places(std::move(where)) {
   for (size_t i = 0; i < columns.size(); ++i) {
     const size_t group = columns[i].group;
     if (group >= groups.size()) groups.resize(group + 1);
     ++groups[group].columns;
-    groups[group].wanted = groups[group].wanted || wanted[i];
+    if (places[i] == kNowhere) continue;
+    groups[group].wanted = true;
+    count = std::max<size_t>(count, places[i] + 1U);
   }
 }
 
@@ -132,11 +144,11 @@ void EntryFields::Decode(const Entry& entry, std::vector<Value>& values) const {
   Walk(entry, Taker{values});
 }
 
-void EntryFields::Decode(const Entry& entry, const ColumnChoice& choice,
-                         std::vector<Value>& values) const {
-  values.resize(columns_.size());
+void EntryFields::DecodeNumbers(const Entry& entry, const ColumnChoice& choice,
+                                std::vector<double>& numbers) const {
+  numbers.assign(choice.count, kNoNumber);
   size_t at = 0;
-  Walk(entry, Picker{choice, values, at});
+  Walk(entry, Picker{choice, numbers.data(), at});
 }
 
 // The word of a mask bit, counted from bit 31 down.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <string>
 #include <variant>
@@ -20,18 +21,25 @@ struct Column {
   uint8_t group = 0;  // counter group, from 1; 0: of the entry as a whole
 };
 
-// Which columns are wanted, when not all are: nothing is made of the others.
+// Columns whose numbers are wanted of very many entries; nothing is made of the others.
 struct ColumnChoice {
-  // One mark for each column.
-  ColumnChoice(const std::vector<Column>& columns, std::vector<bool> marks);
+  // `places`: for each column the place of its number, or kNowhere.
+  ColumnChoice(const std::vector<Column>& columns, std::vector<uint8_t> places);
 
-  std::vector<bool> wanted;
+  static constexpr uint8_t kNowhere = 0xFF;
+  std::vector<uint8_t> places;
+  size_t count = 0;  // of places
   struct Group {
     size_t columns = 0;
     bool wanted = false;  // any column of it
   };
   std::vector<Group> groups;  // by number
 };
+
+// What stands for a number that the entry does not say.
+inline constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
+// A value as a number: flags are 1 and 0, texts none.
+double NumberOr(const Value& value, double otherwise);
 
 class EntryFields {
  public:
@@ -48,8 +56,9 @@ class EntryFields {
   const std::vector<Column>& columns() const { return columns_; }
   // One value for each column.
   void Decode(const Entry& entry, std::vector<Value>& values) const;
-  // The same of the columns chosen; the others stay empty.
-  void Decode(const Entry& entry, const ColumnChoice& choice, std::vector<Value>& values) const;
+  // The numbers of the columns chosen, in their places; kNoNumber where there is none.
+  void DecodeNumbers(const Entry& entry, const ColumnChoice& choice,
+                     std::vector<double>& numbers) const;
 
  private:
   template <class Put>

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <tuple>
 
 #include "engine/byteorder.h"
@@ -23,7 +24,7 @@ std::string ArrayOf(const std::string& path, char level) {
   return array.empty() ? "-" : array;
 }
 
-// The columns that count, in the places of `Places`.
+// The columns that count, in the places of their numbers.
 enum Counted : uint8_t {
   kInterval,
   kValid,
@@ -31,48 +32,58 @@ enum Counted : uint8_t {
   kOps,
   kFirst,
   kMaximum,
-  kVolume,
-  kPeak,    // of the measure, where files carry it
-  kRecord,  // what one record amounts to, where they do not
+  kSecond,
+  kRate,  // of the record, when that is the measure
+  kPeak,  // of the measure, where files carry it
   kCountedColumns
 };
-using Places = std::array<std::optional<size_t>, kCountedColumns>;
 
-Places PlacesOf(const std::vector<Column>& columns, uint32_t group, TopMeasure by) {
+struct MeasureColumns {
+  const char* rate;  // of the group
+  const char* peak;
+  Counted record;  // what the measure of one record is
+};
+
+MeasureColumns ColumnsOf(TopMeasure by) {
+  switch (by) {
+    case TopMeasure::kOps:
+      return {"ops_per_s", "ops_per_s_max", kRate};
+    case TopMeasure::kVolume:
+      return {"kvolume_per_s", "kvolume_per_s_max", kRate};
+    case TopMeasure::kBusy:
+      return {"", "", kBusy};
+    case TopMeasure::kMean:
+      return {"", "", kFirst};
+    case TopMeasure::kMax:
+      break;
+  }
+  return {"", "", kMaximum};
+}
+
+// The place of each column's number.
+std::vector<uint8_t> PlacesOf(const std::vector<Column>& columns, uint32_t group, TopMeasure by) {
   const auto of_group = [group](const char* name) { return fmt::format("g{}_{}", group, name); };
-  std::array<std::string, kCountedColumns> names = {"interval_ms",
-                                                    "valid",
-                                                    "busy_pct",
-                                                    of_group("ops"),
-                                                    of_group("first_mean"),
-                                                    of_group("max"),
-                                                    of_group("second_mean")};
-  constexpr const char* kPeaks[] = {"ops_per_s_max", "busy_pct_max", "", "", "kvolume_per_s_max"};
-  constexpr const char* kRecords[] = {"ops_per_s", "busy_pct", "first_mean", "max",
-                                      "kvolume_per_s"};
-  const auto measure = static_cast<size_t>(by);
-  names[kPeak] = by == TopMeasure::kBusy ? kPeaks[measure] : of_group(kPeaks[measure]);
-  names[kRecord] = by == TopMeasure::kBusy ? kRecords[measure] : of_group(kRecords[measure]);
+  const MeasureColumns measure = ColumnsOf(by);
+  std::map<std::string, Counted> names = {{"interval_ms", kInterval},
+                                          {"valid", kValid},
+                                          {"busy_pct", kBusy},
+                                          {of_group("ops"), kOps},
+                                          {of_group("first_mean"), kFirst},
+                                          {of_group("max"), kMaximum},
+                                          {of_group(measure.rate), kRate},
+                                          {of_group(measure.peak), kPeak}};
+  if (by == TopMeasure::kBusy) names["busy_pct_max"] = kPeak;
   // Up to 0x12 the second average is one over time and makes no volume.
   const bool volume = std::any_of(columns.begin(), columns.end(), [&](const Column& column) {
     return column.name == of_group("kvolume_per_s");
   });
-  if (!volume) names[Counted::kVolume].clear();
-  Places places;
-  for (size_t i = 0; i < columns.size(); ++i) {
-    for (size_t each = 0; each < kCountedColumns; ++each) {
-      if (columns[i].name == names[each]) places[each] = i;
-    }
+  if (volume) names[of_group("second_mean")] = kSecond;
+  std::vector<uint8_t> places;
+  for (const Column& column : columns) {
+    const auto found = names.find(column.name);
+    places.push_back(found == names.end() ? ColumnChoice::kNowhere : uint8_t{found->second});
   }
   return places;
-}
-
-std::optional<double> NumberAt(const std::vector<Value>& values, std::optional<size_t> at) {
-  if (!at) return std::nullopt;
-  const Value& value = values[*at];
-  if (const auto* number = std::get_if<uint64_t>(&value)) return static_cast<double>(*number);
-  if (const auto* real = std::get_if<double>(&value)) return *real;
-  return std::nullopt;
 }
 
 }  // namespace
@@ -102,13 +113,8 @@ class TopCollector::Writer : public DumpWriter {
           Fail(path_, fmt::format("its entries have {} counter groups, not {}", groups, group)));
     }
   }
-  std::vector<bool> Wants(const std::vector<Column>& columns) const override {
-    std::vector<bool> wanted(columns.size(), false);
-    const TopWishes& wishes = collector_.wishes_;
-    for (const auto& place : PlacesOf(columns, wishes.group, wishes.by)) {
-      if (place) wanted[*place] = true;
-    }
-    return wanted;
+  std::vector<uint8_t> Wants(const std::vector<Column>& columns) const override {
+    return PlacesOf(columns, collector_.wishes_.group, collector_.wishes_.by);
   }
   bool failed() const override { return refused_; }
 
@@ -122,21 +128,18 @@ class TopCollector::Writer : public DumpWriter {
 
   void Put(const DumpedEntry& entry) override {
     if (collector_.cells() == 0) return;
-    if (columns_ != &entry.columns) {
-      columns_ = &entry.columns;
-      places_ = PlacesOf(entry.columns, collector_.wishes_.group, collector_.wishes_.by);
-    }
+    if (columns_ != &entry.columns) LookAt(entry.columns);
     TopResource& resource = ResourceOf(entry);
-    const std::optional<double> ops = NumberAt(entry.values, places_[kOps]);
-    const bool valid = !places_[kValid] || std::get<bool>(entry.values[*places_[kValid]]);
+    numbers_.fill(kNoNumber);
+    std::copy(entry.numbers.begin(), entry.numbers.end(), numbers_.begin());
     // Where there is nothing to count an entry can be busy.
-    if (!ops && (places_[kOps] || !valid)) return;
-    const TopSums sums = SumsOf(entry.values, ops.value_or(0));
+    if (counts_ ? std::isnan(numbers_[kOps]) : numbers_[kValid] == 0) return;
+    const TopSums sums = Sums();
     resource.cells[cell_].Add(sums);
-    const auto peak = NumberAt(entry.values, places_[kPeak]);
-    resource.peak.Take(peak ? peak : NumberAt(entry.values, places_[kRecord]), entry.period);
     record_.Add(sums);
     longest_ = std::max(longest_, sums.milliseconds);
+    const double peak = std::isnan(numbers_[kPeak]) ? numbers_[peak_] : numbers_[kPeak];
+    if (!std::isnan(peak)) resource.peak.Take(peak, entry.period);
   }
 
   // Of an array's record the time counts once, whatever number of resources it tells of.
@@ -144,7 +147,8 @@ class TopCollector::Writer : public DumpWriter {
     record_.milliseconds = longest_;
     if (collector_.cells() != 0) {
       total_->cells[cell_].Add(record_);
-      total_->peak.Take(record_.Measure(collector_.wishes_.by), period_);
+      const auto measure = record_.Measure(collector_.wishes_.by);
+      if (measure) total_->peak.Take(*measure, period_);
     }
     record_ = {};
     longest_ = 0;
@@ -174,24 +178,31 @@ class TopCollector::Writer : public DumpWriter {
     group_->resources.back().cells.resize(collector_.cells());
   }
 
-  TopSums SumsOf(const std::vector<Value>& values, double ops) const {
+  void LookAt(const std::vector<Column>& columns) {
+    columns_ = &columns;
+    const std::vector<uint8_t> places = Wants(columns);
+    const auto has = [&](Counted which) {
+      return std::find(places.begin(), places.end(), which) != places.end();
+    };
+    counts_ = has(kOps);
+    has_volume_ = has(kSecond);
+    peak_ = ColumnsOf(collector_.wishes_.by).record;
+  }
+
+  double NumberAt(Counted which) const { return std::isnan(numbers_[which]) ? 0 : numbers_[which]; }
+
+  TopSums Sums() const {
+    constexpr double kVolumeUnit = 1024.0;
     TopSums sums;
-    sums.milliseconds = NumberAt(values, places_[kInterval]).value_or(0);
-    sums.operations = ops;
-    sums.first = NumberAt(values, places_[kFirst]).value_or(0) * ops;
-    if (places_[Counted::kVolume]) {
-      constexpr double kUnit = 1024.0;
-      sums.kvolume = NumberAt(values, places_[Counted::kVolume]).value_or(0) * ops / kUnit;
-      sums.has_volume = true;
-    }
-    if (const auto maximum = NumberAt(values, places_[kMaximum])) {
-      sums.maximum = *maximum;
-      sums.has_maximum = true;
-    }
-    if (const auto busy = NumberAt(values, places_[kBusy])) {
-      sums.busy = *busy * sums.milliseconds;
-      sums.busy_milliseconds = sums.milliseconds;
-    }
+    sums.milliseconds = NumberAt(kInterval);
+    sums.operations = NumberAt(kOps);
+    sums.first = NumberAt(kFirst) * sums.operations;
+    sums.kvolume = NumberAt(kSecond) * sums.operations / kVolumeUnit;
+    sums.has_volume = has_volume_;
+    sums.maximum = NumberAt(kMaximum);
+    sums.has_maximum = !std::isnan(numbers_[kMaximum]);
+    sums.busy_milliseconds = std::isnan(numbers_[kBusy]) ? 0 : sums.milliseconds;
+    sums.busy = NumberAt(kBusy) * sums.busy_milliseconds;
     return sums;
   }
 
@@ -202,8 +213,11 @@ class TopCollector::Writer : public DumpWriter {
   Group* group_ = nullptr;
   TopTotal* total_ = nullptr;
   const std::vector<Column>* columns_ = nullptr;
-  Places places_;
-  RecordPeriod period_;  // of the record at hand
+  bool counts_ = false;  // operations
+  bool has_volume_ = false;
+  Counted peak_ = kRate;
+  std::array<double, kCountedColumns> numbers_ = {};  // of the entry at hand
+  RecordPeriod period_;                               // of the record at hand
   size_t cell_ = 0;
   size_t place_ = 0;                                // of the next entry in its section
   std::vector<std::pair<uint64_t, size_t>> order_;  // keys and resources by place

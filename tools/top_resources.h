@@ -1,6 +1,7 @@
 // Adds up what files say about the resources of a kind, and finds the busiest.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -27,7 +28,17 @@ struct TopSums {
   bool has_maximum = false;
   bool has_volume = false;
 
-  void Add(const TopSums& other);
+  void Add(const TopSums& other) {
+    operations += other.operations;
+    milliseconds += other.milliseconds;
+    first += other.first;
+    kvolume += other.kvolume;
+    busy += other.busy;
+    busy_milliseconds += other.busy_milliseconds;
+    maximum = std::max(maximum, other.maximum);
+    has_maximum = has_maximum || other.has_maximum;
+    has_volume = has_volume || other.has_volume;
+  }
   // Nothing: the sums do not tell it.
   std::optional<double> Rate() const;  // operations per second
   std::optional<double> Mean() const;
@@ -45,7 +56,11 @@ struct TopPeak {
   RecordPeriod period;
 
   bool known() const { return value >= 0; }
-  void Take(std::optional<double> other, const RecordPeriod& at);
+  void Take(double other, const RecordPeriod& at) {
+    if (other <= value) return;
+    value = other;
+    period = at;
+  }
 };
 
 struct TopResource {

@@ -1,19 +1,5 @@
 // Sums of `top`: see top_resources.h.
-#include <algorithm>
-
 #include "tools/top_resources.h"
-
-void TopSums::Add(const TopSums& other) {
-  operations += other.operations;
-  milliseconds += other.milliseconds;
-  first += other.first;
-  kvolume += other.kvolume;
-  busy += other.busy;
-  busy_milliseconds += other.busy_milliseconds;
-  maximum = std::max(maximum, other.maximum);
-  has_maximum = has_maximum || other.has_maximum;
-  has_volume = has_volume || other.has_volume;
-}
 
 std::optional<double> TopSums::Rate() const {
   if (!(milliseconds > 0)) return std::nullopt;
@@ -54,10 +40,4 @@ std::optional<double> TopSums::Measure(TopMeasure measure) const {
       break;
   }
   return Maximum();
-}
-
-void TopPeak::Take(std::optional<double> other, const RecordPeriod& at) {
-  if (!other || *other <= value) return;
-  value = *other;
-  period = at;
 }
