@@ -72,12 +72,12 @@ TEST_P(PsltoolExplainRandom, StoredNumbersAreExplained) {
         static_cast<ArchiveInputs&>(wishes) = files;
         wishes.kind = place.kind;
         wishes.key = place.key;
-        wishes.at = place.stamp;
+        wishes.at = {place.stamp, place.stamp};
         Explanation explanation;
         Progress progress(false);
         const ExplainEnd end = Explain(wishes, explanation, progress);
         // Stamps can go back: then the record explained may be an earlier one without the element.
-        if (explanation.stamp != place.stamp || end != ExplainEnd::kDone) continue;
+        if (explanation.period.stamp != place.stamp || end != ExplainEnd::kDone) continue;
         EXPECT_EQ(explanation.differences, 0U) << place.kind << " " << place.key;
         for (const ExplainedField& field : explanation.fields) {
           if (field.held_by) {

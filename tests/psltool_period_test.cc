@@ -142,4 +142,52 @@ TEST_F(PsltoolPeriod, ExportsChooseTheSameRecords) {
   }
 }
 
+// It explained the first record with a later stamp: at 10:50 the hour from 11:00, and east of
+// Greenwich the day before.
+TEST_F(PsltoolPeriod, ATimeIsExplainedByTheRecordThatStandsForIt) {
+  const auto begin = [&](const std::string& archive, const std::string& input,
+                         const std::string& at, const std::string& zone) {
+    const ProgramResult result = Tool({"explain", "--archive", archive, "--kind", "ld", "--key",
+                                       "1", "--at", at, "--json", input},
+                                      zone);
+    EXPECT_EQ(result.status, 0) << result.err;
+    return result.status == 0 ? json::parse(result.out)["begin"].get<std::string>() : "";
+  };
+  const std::string hour = "hour/20240304array01.psa";
+  const std::string log = "20240304array01.psl";
+  EXPECT_EQ(begin(hour, log, "2024-03-04 10:50", "UTC"), "2024-03-04T10:00:00+00:00");
+  EXPECT_EQ(begin(hour, log, "2024-03-04 10:00", "UTC"), "2024-03-04T10:00:00+00:00");
+  EXPECT_EQ(begin(hour, log, "2024-03-04 10:00-11:00", "UTC"), "2024-03-04T10:00:00+00:00");
+  EXPECT_EQ(begin("day/202403array01.psa", "hour/20240305array01.psa", "2024-03-05", "Asia/Tokyo"),
+            "2024-03-05T09:00:00+09:00");
+  const ProgramResult table = Tool({"explain", "--archive", "day/202403array01.psa", "--kind", "ld",
+                                    "--key", "1", "--at", "2024-03-05", "hour/20240305array01.psa"},
+                                   "UTC");
+  EXPECT_EQ(table.status, 0) << table.err;
+  EXPECT_NE(table.out.find(" (STA) of 2024-03-05, ld 1\n"), std::string::npos) << table.out;
+  EXPECT_NE(table.out.find("\n2024-03-05 10:00-11:00 "), std::string::npos) << table.out;
+  EXPECT_NE(table.out.find("held by the record of 2024-03-05 "), std::string::npos) << table.out;
+  const ProgramResult none = Tool(
+      {"explain", "--archive", hour, "--kind", "ld", "--key", "1", "--at", "2024-03-05 00:10", log},
+      "UTC");
+  EXPECT_EQ(none.status, 1);
+  EXPECT_EQ(none.err, "psltool: " + hour +
+                          ": no record stands for 2024-03-05 00:10:00; the last one is of "
+                          "2024-03-04 23:00-24:00\n");
+}
+
+TEST_F(PsltoolPeriod, InfoTellsTheFirstAndTheLastPeriod) {
+  const ProgramResult day = Tool({"info", "day/202403array01.psa"}, "Asia/Tokyo");
+  EXPECT_NE(day.out.find("  first (local)      2024-03-04\n  last (local)       2024-03-06\n"),
+            std::string::npos)
+      << day.out;
+  const ProgramResult hour = Tool({"info", "--utc", "hour/20240304array01.psa"}, "Asia/Tokyo");
+  EXPECT_NE(hour.out.find("  first (UTC)        2024-03-04 00:00-01:00\n"), std::string::npos)
+      << hour.out;
+  const json report =
+      json::parse(Tool({"info", "--json", "hour/20240304array01.psa"}, "UTC").out)[0];
+  EXPECT_EQ(report["begin"], "2024-03-04T00:00:00+00:00");
+  EXPECT_EQ(report["end"], "2024-03-05T00:00:00+00:00");
+}
+
 }  // namespace

@@ -7,9 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/export_rows.h"
 #include "tests/support/lines.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_param.h"
 #include "tests/support/sample_records.h"
 #include "tests/support/tempdir.h"
 #include "tools/spark.h"
@@ -368,5 +370,43 @@ TEST_F(PsltoolTop, NothingToRankIsToldInAllForms) {
     EXPECT_TRUE(report.value("resources", json::array()).empty());
   }
 }
+
+// Of every kind and counter group the numbers that `dump` prints, added up.
+class PsltoolTopRevision : public testing::TestWithParam<int> {};
+
+TEST_P(PsltoolTopRevision, SumsAreThoseOfDump) {
+  TempDir dir;
+  for (const LeveledFile& file : MakeAllLevels(dir.Path(), GetParam())) {
+    const ProgramResult dump = RunProgram(PSLTOOL_PATH, {"dump", file.path, "--format", "ndjson"});
+    ASSERT_EQ(dump.status, 0) << dump.err;
+    // By kind, group and key: operations and the largest maximum.
+    std::map<std::pair<std::string, std::string>, std::map<std::string, std::pair<double, double>>>
+        expected;
+    for (const std::string& line : Lines(dump.out)) {
+      const json entry = json::parse(line);
+      for (const auto& [member, value] : entry.items()) {
+        if (!member.ends_with("_ops") || value.is_null()) continue;
+        auto& [operations, maximum] = expected[{entry["kind"], member.substr(1, 1)}][entry["key"]];
+        operations += value.get<double>();
+        const json& largest = entry[member.substr(0, 3) + "max"];
+        if (!largest.is_null()) maximum = std::max(maximum, largest.get<double>());
+      }
+    }
+    EXPECT_GT(expected.size(), 5U);
+    for (const auto& [name, resources] : expected) {
+      const json report =
+          TopJson({file.path, "--kind", name.first, "--group", name.second, "-n", "100"});
+      ASSERT_EQ(report["resources"].size(), resources.size()) << name.first;
+      for (const json& resource : report["resources"]) {
+        const auto& [operations, maximum] = resources.at(resource["key"]);
+        EXPECT_TRUE(Near(resource["ops"], operations)) << name.first << name.second;
+        EXPECT_EQ(resource["max"].is_null() ? 0 : resource["max"].get<double>(), maximum);
+      }
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Revisions, PsltoolTopRevision,
+                         testing::Values(0x10, 0x11, 0x13, 0x18, 0x1C, 0x21), RevisionParam<int>);
 
 }  // namespace

@@ -169,12 +169,12 @@ TEST_F(RecordPeriods, ARecordCoversTheTimeFromTheOneBeforeIt) {
 
 TEST_F(RecordPeriods, AMomentIsHeldByOneRecord) {
   const RecordPeriod hour = PeriodOf('H', Zone::kUtc, {}, At(4, 10, 45), {});
-  EXPECT_TRUE(Holds(hour, At(4, 10), Zone::kUtc));
-  EXPECT_TRUE(Holds(hour, At(4, 10, 59, 59), Zone::kUtc));
-  EXPECT_FALSE(Holds(hour, At(4, 11), Zone::kUtc));
+  EXPECT_TRUE(Holds(hour, At(4, 10)));
+  EXPECT_TRUE(Holds(hour, At(4, 10, 59, 59)));
+  EXPECT_FALSE(Holds(hour, At(4, 11)));
   const RecordPeriod interval = PeriodOf('L', Zone::kUtc, At(4, 10, 15), At(4, 10, 30), {});
-  EXPECT_FALSE(Holds(interval, At(4, 10, 15), Zone::kUtc));
-  EXPECT_TRUE(Holds(interval, At(4, 10, 30), Zone::kUtc));
+  EXPECT_FALSE(Holds(interval, At(4, 10, 15)));
+  EXPECT_TRUE(Holds(interval, At(4, 10, 30)));
 }
 
 // A day archive whose first log began at `header` with this date, and ended at `first`.

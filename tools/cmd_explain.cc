@@ -56,7 +56,7 @@ int Explain(const Wishes& wishes) {
   explain.run = wishes.run == "automatic" ? RunKind::kAutomatic : RunKind::kManual;
   explain.kind = wishes.kind == WordOfKind(kWaittm) ? kWaittm : *KindOf(wishes.kind);
   explain.key = wishes.key;
-  explain.at = at.span->first;
+  explain.at = *at.span;
   explain.zone = zone;
   ExplainView view = {wishes.archive, fmt::format("{} {}", wishes.kind, wishes.key),
                       wishes.field,   wishes.all,
@@ -111,8 +111,7 @@ void AddExplainCommand(CLI::App& app, int& status) {
   command->add_option("--key", wishes->key, "A number, or key bytes with points between")
       ->required();
   command
-      ->add_option("--at", wishes->at,
-                   "Time: the first record of this stamp or a later one is explained")
+      ->add_option("--at", wishes->at, "Time: of the record whose hour or day it is, or lies in it")
       ->required();
   command->add_option("--field", wishes->field,
                       "One field, as `dump --format csv` names it (default: the main ones)");

@@ -106,8 +106,12 @@ void PrintTable(TextOut& out, const FileSummary& summary, Zone zone) {
   line(fmt::format("header ({})", zone_name), TimeText(summary.header_stamp, zone));
   line("size", fmt::format("{} bytes", summary.size));
   line("records", RecordsText(summary));
-  line(fmt::format("from ({})", zone_name), summary.first ? TimeText(*summary.first, zone) : "-");
-  line(fmt::format("to ({})", zone_name), summary.last ? TimeText(*summary.last, zone) : "-");
+  const bool log = header.level == 'L';
+  const auto period = [&](const char* name, const RecordPeriod& of) {
+    line(fmt::format("{} ({})", name, zone_name), summary.first ? PeriodText(of, zone) : "-");
+  };
+  period(log ? "from" : "first", summary.first_period);
+  period(log ? "to" : "last", summary.last_period);
   line("interval", IntervalText(summary.interval));
   out.Print("  {:<10} {:>14} {:>9} {:>6} {:>7}\n", "kind", "resources", "item mask", "words", "of");
   for (const KindLine& kind : KindsOf(header.revision)) {
@@ -140,6 +144,9 @@ Json JsonOf(const FileSummary& summary, Zone zone) {
   for (const auto& [tag, count] : summary.records) json["records"][tag] = count;
   json["first"] = stamp(summary.first);
   json["last"] = stamp(summary.last);
+  // The time that all records stand for.
+  json["begin"] = summary.first ? stamp(summary.first_period.begin) : Json();
+  json["end"] = summary.last ? stamp(summary.last_period.end) : Json();
   const IntervalSummary& interval = summary.interval;
   json["interval_s"] = interval.pairs == 0 ? Json()
                                            : Json{{"usual", interval.usual},
@@ -179,7 +186,7 @@ int Show(const Wishes& wishes) {
   bool first = true;
   for (const std::string& path : wishes.files) {
     FileSummary summary;
-    const bool readable = Summarize(path, progress, summary);
+    const bool readable = Summarize(path, zone, progress, summary);
     progress.Clear();
     if (wishes.json) {
       Json json = readable ? JsonOf(summary, zone) : Json{{"path", path}, {"size", summary.size}};

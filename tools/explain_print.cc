@@ -124,9 +124,13 @@ char MarkOf(const Explanation& explanation, size_t interval, const std::string& 
 void PrintIntervals(const ExplainView& view, const Explanation& explanation, size_t group,
                     TextOut& out) {
   const std::vector<Shown> columns = ColumnsOf(view, explanation, group);
+  const bool logs =
+      explanation.intervals.empty() || explanation.intervals.front().period.level == 'L';
+  const char* const zone_name = view.zone == Zone::kUtc ? "UTC" : "local";
   std::string line =
       fmt::format("{:<23} {:>9} {:>5}",
-                  view.zone == Zone::kUtc ? "interval ending (UTC)" : "interval ending (local)",
+                  logs ? fmt::format("interval ending ({})", zone_name)
+                       : PeriodHead(explanation.intervals.front().period.level, view.zone),
                   "seconds", "valid");
   for (const Shown& column : columns) line += fmt::format(" {:>{}} ", column.head, column.width);
   const auto put = [&] {
@@ -137,7 +141,7 @@ void PrintIntervals(const ExplainView& view, const Explanation& explanation, siz
   put();
   for (size_t i = 0; i < explanation.intervals.size(); ++i) {
     const ExplainedInterval& interval = explanation.intervals[i];
-    line = fmt::format("{:<23} {:>9.1f} {:>5}", TimeText(interval.stamp, view.zone),
+    line = fmt::format("{:<23} {:>9.1f} {:>5}", PeriodText(interval.period, view.zone),
                        interval.length / 1000.0, interval.valid ? "yes" : "no");
     for (const Shown& column : columns) {
       const Value* const value = Find(interval, column.name);
@@ -152,8 +156,9 @@ std::string Holder(const ExplainView& view, const Explanation& explanation,
                    const ExplainedField& field) {
   if (!field.held_by) return "no interval";
   const ExplainedInterval& interval = explanation.intervals[*field.held_by];
-  return fmt::format("the interval ending {} ({}, record {})", TimeText(interval.stamp, view.zone),
-                     BaseNameOf(interval.path), interval.record);
+  return fmt::format(
+      "the {} {} ({}, record {})", interval.period.level == 'L' ? "interval ending" : "record of",
+      PeriodText(interval.period, view.zone), BaseNameOf(interval.path), interval.record);
 }
 
 std::string HowOf(const ExplainView& view, const Explanation& explanation,
@@ -207,7 +212,7 @@ bool Check(const ExplainView& view, const Explanation& explanation) {
 bool PrintExplanation(const ExplainView& view, const Explanation& explanation, TextOut& out) {
   if (!Check(view, explanation)) return false;
   out.Print("{}:{}: record {} (STA) of {}, {}{}\n\n", view.archive, explanation.offset,
-            explanation.record, TimeText(explanation.stamp, view.zone), view.what,
+            explanation.record, PeriodText(explanation.period, view.zone), view.what,
             view.name.empty() ? "" : fmt::format(" ({})", view.name));
   size_t first = 0;
   size_t last = 0;
@@ -249,8 +254,10 @@ bool PrintExplanationJson(const ExplainView& view, const Explanation& explanatio
     ordered_json each = {{"path", interval.path},
                          {"record", interval.record},
                          {"offset", interval.offset},
-                         {"stamp", interval.stamp},
-                         {"time", IsoTimeText(interval.stamp, view.zone)},
+                         {"stamp", interval.period.stamp},
+                         {"time", IsoTimeText(interval.period.stamp, view.zone)},
+                         {"begin", IsoTimeText(interval.period.begin, view.zone)},
+                         {"end", IsoTimeText(interval.period.end, view.zone)},
                          {"interval_ms", interval.length},
                          {"valid", interval.valid}};
     for (size_t i = 0; i < interval.columns.size(); ++i) {
@@ -277,8 +284,10 @@ bool PrintExplanationJson(const ExplainView& view, const Explanation& explanatio
   ordered_json report = {{"archive", view.archive},
                          {"record", explanation.record},
                          {"offset", explanation.offset},
-                         {"stamp", explanation.stamp},
-                         {"time", IsoTimeText(explanation.stamp, view.zone)},
+                         {"stamp", explanation.period.stamp},
+                         {"time", IsoTimeText(explanation.period.stamp, view.zone)},
+                         {"begin", IsoTimeText(explanation.period.begin, view.zone)},
+                         {"end", IsoTimeText(explanation.period.end, view.zone)},
                          {"resource", view.what},
                          {"differences", explanation.differences},
                          {"intervals", std::move(intervals)},

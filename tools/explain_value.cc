@@ -74,6 +74,7 @@ class Explainer : public RunListener {
       : wanted_(wanted),
         choice_(wishes, LookAtInputs(wishes), archive.header().level, wishes.run),
         stamp_(stamp),
+        zone_(wishes.zone),
         explanation_(explanation) {
     context_.header = archive.header();
     for (size_t kind = 0; kind < kSectionKinds; ++kind) {
@@ -82,7 +83,10 @@ class Explainer : public RunListener {
   }
 
   void OutputBegins(const OutputStart& start) override { choice_.Begins(start); }
-  void InputJoins(const PslReader& input) override { input_ = &input; }
+  void InputJoins(const PslReader& input) override {
+    input_ = &input;
+    periods_ = std::make_unique<FilePeriods>(input.path(), zone_);
+  }
   void InputTrouble(const std::string& path, const Finding& finding) override {
     static_cast<void>(Fail(path, Describe(finding)));
     troubled_ = true;
@@ -133,13 +137,12 @@ class Explainer : public RunListener {
   size_t cheseg_key_count() const { return context_.cheseg_key_count; }
 
  private:
-  ExplainedInterval IntervalOf(std::span<const uint8_t> record,
-                               std::span<const uint8_t> bytes) const {
+  ExplainedInterval IntervalOf(std::span<const uint8_t> record, std::span<const uint8_t> bytes) {
     ExplainedInterval interval;
     interval.path = input_->path();
     interval.record = input_->number();
     interval.offset = input_->position() + static_cast<uint64_t>(bytes.data() - record.data());
-    interval.stamp = Load32(record.data() + kAtTime);
+    interval.period = periods_->Of(input_->position(), Load32(record.data() + kAtTime));
     return interval;
   }
 
@@ -188,9 +191,11 @@ class Explainer : public RunListener {
   const Wanted& wanted_;
   OutputChoice choice_;
   uint32_t stamp_;
+  Zone zone_;
   Explanation& explanation_;
   FieldContext context_;
   const PslReader* input_ = nullptr;
+  std::unique_ptr<FilePeriods> periods_;      // of the input
   std::vector<ExplainedInterval> intervals_;  // of the period so far
   std::vector<AddedInterval> entries_;
   std::vector<AddedElement> elements_;
@@ -199,19 +204,42 @@ class Explainer : public RunListener {
   bool troubled_ = false;
 };
 
-// The first statistics record of the stamp or a later one. False: none, reported.
-bool GoToRecord(PslReader& archive, uint32_t at, Zone zone) {
-  std::optional<uint32_t> last;
+// The place and the period of the record asked for.
+struct Asked {
+  uint64_t position = 0;
+  RecordPeriod period;
+};
+
+// The first record whose period lies in the span, else the one whose period the span begins in.
+std::optional<Asked> FindRecord(const ExplainWishes& wishes, std::optional<RecordPeriod>& last) {
+  PslReader reader(wishes.archive, PslReader::Reports::kKept);
+  if (!reader.Open()) return std::nullopt;
+  FilePeriods periods(wishes.archive, wishes.zone);
+  std::optional<Asked> holder;
+  while (reader.NextHeader()) {
+    if (reader.tag() != "STA") continue;
+    last = periods.Of(reader.position(), Load32(reader.record().data() + kAtTime));
+    const Asked asked = {reader.position(), *last};
+    if (LiesIn(*last, wishes.at.first, wishes.at.last, wishes.zone)) return asked;
+    if (!holder && Holds(*last, wishes.at.first)) holder = asked;
+  }
+  return holder;
+}
+
+// Goes to the record asked for. False: there is none, or the archive is broken; reported.
+bool GoToRecord(PslReader& archive, const ExplainWishes& wishes, RecordPeriod& period) {
+  std::optional<RecordPeriod> last;
+  const std::optional<Asked> asked = FindRecord(wishes, last);
   while (archive.NextHeader()) {
-    if (archive.tag() != "STA") continue;
-    last = Load32(archive.record().data() + kAtTime);
-    if (*last >= at) return archive.Load();
+    if (!asked || archive.position() != asked->position) continue;
+    period = asked->period;
+    return archive.Load();
   }
   if (archive.failed()) return false;
-  return Fail(archive.path(),
-              last ? fmt::format("no statistics record of {} or later; the last one is of {}",
-                                 TimeText(at, zone), TimeText(*last, zone))
-                   : std::string("no statistics records"));
+  const std::string text = TimeText(wishes.at.first, wishes.zone);
+  return Fail(archive.path(), last ? fmt::format("no record stands for {}; the last one is of {}",
+                                                 text, PeriodText(*last, wishes.zone))
+                                   : std::string("no statistics records"));
 }
 
 }  // namespace
@@ -240,13 +268,13 @@ ExplainEnd Explain(const ExplainWishes& wishes, Explanation& explanation, Progre
     wanted.key = PackKey(key->bytes.data(), key->bytes.size());
     wanted.key_size = key->bytes.size();
   }
-  if (!GoToRecord(archive, wishes.at, wishes.zone))
-    return archive.failed() ? failure() : ExplainEnd::kFailed;
   explanation = Explanation();
+  if (!GoToRecord(archive, wishes, explanation.period)) {
+    return archive.failed() ? failure() : ExplainEnd::kFailed;
+  }
   explanation.record = archive.number();
   explanation.revision = revision;
-  explanation.stamp = Load32(archive.record().data() + kAtTime);
-  Explainer explainer(wishes, wanted, archive, explanation.stamp, explanation);
+  Explainer explainer(wishes, wanted, archive, explanation.period.stamp, explanation);
   const RunRules rules = {archive.header().level, wishes.run, wishes.no_period};
   Recompute(wishes.inputs, rules, explainer, true, progress);
   progress.Clear();
@@ -254,13 +282,13 @@ ExplainEnd Explain(const ExplainWishes& wishes, Explanation& explanation, Progre
   if (!explainer.done()) {
     static_cast<void>(Fail(
         wishes.archive, fmt::format("the inputs make no record of {}: `psltool audit` tells more",
-                                    TimeText(explanation.stamp, wishes.zone))));
+                                    PeriodText(explanation.period, wishes.zone))));
     return ExplainEnd::kFailed;
   }
   if (!explainer.found()) {
     static_cast<void>(
         Fail(wishes.archive, fmt::format("the inputs have no {} in the record of {}", what,
-                                         TimeText(explanation.stamp, wishes.zone))));
+                                         PeriodText(explanation.period, wishes.zone))));
     return ExplainEnd::kFailed;
   }
   FieldContext context;

@@ -10,13 +10,15 @@
 #include "tools/entry_fields.h"
 #include "tools/output_choice.h"
 #include "tools/progress.h"
+#include "tools/record_period.h"
 #include "tools/time_text.h"
 
 struct ExplainWishes : ArchiveInputs {
   RunKind run = RunKind::kManual;
   Kind kind = kLd;
   std::string key;
-  uint32_t at = 0;           // the first record of this stamp or a later one is explained
+  TimeSpan at = {0, 0};      // explained is the first record whose period lies in it, else the one
+                             // whose period it begins in
   Zone zone = Zone::kLocal;  // of times in messages
 };
 
@@ -25,7 +27,7 @@ struct ExplainedInterval {
   std::string path;
   uint64_t record = 0;
   uint64_t offset = 0;  // of the entry in the file
-  uint32_t stamp = 0;
+  RecordPeriod period;  // of its record
   uint32_t length = 0;  // milliseconds
   bool valid = true;
   std::vector<Column> columns;  // of `dump`
@@ -59,7 +61,7 @@ struct ExplainedField {
 struct Explanation {
   uint64_t record = 0;  // of the archive
   uint64_t offset = 0;  // of the entry, in the archive
-  uint32_t stamp = 0;
+  RecordPeriod period;
   uint8_t revision = 0;
   uint64_t differences = 0;  // fields that the archive stores otherwise
   std::vector<ExplainedInterval> intervals;

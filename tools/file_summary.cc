@@ -31,7 +31,8 @@ void ReadHeader(const PslReader& reader, FileSummary& summary) {
 
 class Gatherer {
  public:
-  Gatherer(PslReader& reader, FileSummary& summary) : reader_(reader), summary_(summary) {}
+  Gatherer(PslReader& reader, Zone zone, FileSummary& summary)
+      : reader_(reader), summary_(summary), periods_(reader.path(), zone) {}
 
   // False: the record at hand is broken or cannot be read.
   bool Take() {
@@ -94,6 +95,8 @@ class Gatherer {
     }
     const uint32_t stamp = Load32(record.data() + kAtTime);
     if (summary_.last) TakeDifference(int64_t{stamp} - *summary_.last);
+    summary_.last_period = periods_.Of(reader_.position(), stamp);
+    if (!summary_.first) summary_.first_period = summary_.last_period;
     if (!summary_.first) summary_.first = stamp;
     summary_.last = stamp;
     return true;
@@ -119,6 +122,7 @@ class Gatherer {
 
   PslReader& reader_;
   FileSummary& summary_;
+  FilePeriods periods_;
   ArrayTables tables_;
   std::map<int64_t, uint64_t> differences_;
 };
@@ -144,7 +148,7 @@ NameParts PartsOfName(const std::string& path, char level) {
   return {base.substr(digits, end - digits), std::move(date)};
 }
 
-bool Summarize(const std::string& path, Progress& progress, FileSummary& summary) {
+bool Summarize(const std::string& path, Zone zone, Progress& progress, FileSummary& summary) {
   summary = FileSummary();
   summary.path = path;
   PslReader reader(path, PslReader::Reports::kKept);
@@ -158,7 +162,7 @@ bool Summarize(const std::string& path, Progress& progress, FileSummary& summary
   const NameParts name = PartsOfName(path, summary.header.level);
   summary.array = name.array;
   summary.name_date = name.date;
-  Gatherer gatherer(reader, summary);
+  Gatherer gatherer(reader, zone, summary);
   while (reader.NextHeader()) {
     progress.Show(path, reader.position(), reader.size());
     if (!gatherer.Take()) break;

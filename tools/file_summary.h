@@ -11,6 +11,7 @@
 #include "tools/finding.h"
 #include "tools/progress.h"
 #include "tools/psl_reader.h"
+#include "tools/record_period.h"
 
 struct CountRange {
   uint32_t least = 0;
@@ -41,6 +42,8 @@ struct FileSummary {
   uint8_t choice = 0;                       // of the last structure record: 0 ranks, else pools
   std::optional<uint32_t> first;            // stamps of statistics records
   std::optional<uint32_t> last;
+  RecordPeriod first_period;  // of these records, when there are any
+  RecordPeriod last_period;
   IntervalSummary interval;
   std::optional<Finding> trouble;  // where reading ended before the end of the file
 };
@@ -54,4 +57,5 @@ struct NameParts {
 NameParts PartsOfName(const std::string& path, char level);
 
 // Reads the file. False: it has no readable file header; `trouble` tells why.
-bool Summarize(const std::string& path, Progress& progress, FileSummary& summary);
+// `zone`: that of times told.
+bool Summarize(const std::string& path, Zone zone, Progress& progress, FileSummary& summary);

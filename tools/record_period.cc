@@ -58,14 +58,13 @@ bool IsTwice(int64_t moment, Zone zone) {
   return MomentsOf(CivilAt(moment, zone), zone).size() > 1;
 }
 
-// The end of a day is 24:00 of a day archive and 00:00 of an hour archive. Where "-" could be taken
-// for an offset, behind seconds or in an hour that exists twice, dots stand for it.
+// What ends with a day ends at 24:00. Where "-" could be taken for an offset, behind seconds or in
+// an hour that exists twice, dots stand for it.
 std::string SpanText(const RecordPeriod& period, Zone zone) {
   const bool twice = IsTwice(period.begin, zone) || IsTwice(period.end, zone);
   const bool dots = twice || period.begin % 60 != 0 || period.end % 60 != 0;
   const Civil begin = CivilAt(period.begin, zone);
-  const bool midnight = period.level == 'D' && !twice &&
-                        CivilAt(period.end, zone) == MidnightOf(begin) + kSecondsOfDay;
+  const bool midnight = !twice && CivilAt(period.end, zone) == MidnightOf(begin) + kSecondsOfDay;
   return fmt::format("{} {}{}{}", DateText(begin), ClockText(period.begin, zone, twice),
                      dots ? ".." : "-", midnight ? "24:00" : ClockText(period.end, zone, twice));
 }
@@ -121,10 +120,10 @@ bool LiesIn(const RecordPeriod& period, std::optional<uint32_t> from, std::optio
   return (!from || moments.first >= int64_t{*from}) && (!to || moments.last <= int64_t{*to});
 }
 
-bool Holds(const RecordPeriod& period, uint32_t moment, Zone zone) {
-  if (period.level == 'L') return period.begin < moment && moment <= period.end;
-  const Moments moments = MomentsIn(period, zone);
-  return moments.first <= moment && moment <= moments.last;
+bool Holds(const RecordPeriod& period, uint32_t moment) {
+  if (moment == period.stamp) return true;
+  if (period.level == 'L') return period.begin < moment && moment < period.end;
+  return period.begin <= moment && moment < period.end;
 }
 
 std::string PeriodText(const RecordPeriod& period, Zone zone) {

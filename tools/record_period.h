@@ -45,8 +45,8 @@ RecordPeriod PeriodOf(char level, Zone day_zone, std::optional<uint32_t> before,
 // zones.
 bool LiesIn(const RecordPeriod& period, std::optional<uint32_t> from, std::optional<uint32_t> to,
             Zone zone);
-// True: the period is that of this moment; a day is taken as `LiesIn` takes it.
-bool Holds(const RecordPeriod& period, uint32_t moment, Zone zone);
+// True: the moment lies in the period, or is the record's stamp.
+bool Holds(const RecordPeriod& period, uint32_t moment);
 
 // The period as tables print it, and as `ReadTime` reads it: "2024-03-04" for a day, "2024-03-04
 // 10:00-11:00" for an hour, "2024-03-04 13:45-24:00" for a piece of a day; of logs the stamp,

@@ -85,7 +85,7 @@ PsltoolTargetResult RunPsltool(std::span<const uint8_t> bytes) {
   }
   Progress progress(false);
   FileSummary summary;
-  Summarize(path, progress, summary);
+  Summarize(path, Zone::kLocal, progress, summary);
   if (result.clean && summary.trouble) result.contradiction = "a clean file cannot be summarized";
 
   SalvageEnd end;
