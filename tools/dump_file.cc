@@ -24,6 +24,7 @@ struct Plan {
   uint8_t revision = 0;
   std::array<std::unique_ptr<EntryFields>, kSectionKinds> sections;
   std::array<std::optional<ColumnChoice>, kSectionKinds> choices;
+  std::array<std::optional<ColumnChoice>, kSectionKinds> numbers;
 };
 
 class Dumper {
@@ -94,8 +95,10 @@ class Dumper {
       plan.sections[row.kind] =
           std::make_unique<EntryFields>(reader_.header(), row, layout.row.rule, wishes_.raw);
       const std::vector<Column>& columns = plan.sections[row.kind]->columns();
-      std::vector<uint8_t> wanted = writer_.Wants(columns);
-      if (!wanted.empty()) plan.choices[row.kind].emplace(columns, std::move(wanted));
+      const std::vector<bool> wanted = writer_.Wants(columns);
+      if (!wanted.empty()) plan.choices[row.kind].emplace(columns, wanted);
+      std::vector<uint8_t> places = writer_.WantsNumbers(columns);
+      if (!places.empty()) plan.numbers[row.kind].emplace(columns, std::move(places));
     }
     plans_.push_back(std::move(plan));
   }
@@ -161,6 +164,8 @@ class Dumper {
   bool TakeSection(const SectionRow& row, const Plan& plan) {
     const EntryFields& fields = *plan.sections[row.kind];
     const std::optional<ColumnChoice>& choice = plan.choices[row.kind];
+    const std::optional<ColumnChoice>& numbers = plan.numbers[row.kind];
+    values_.clear();  // of another kind
     const std::span<const uint8_t> record = reader_.record();
     const SectionPlace place = PlaceOf(record, row);
     if (place.count == 0 || place.offset == 0) return true;
@@ -186,7 +191,11 @@ class Dumper {
           if (!HasKey(form, entry)) return;
           ++count_.entries;
           const EntryFields::Entry each = {entry, words, key_count, reader_.position() + at};
-          choice ? fields.DecodeNumbers(each, *choice, numbers_) : fields.Decode(each, values_);
+          if (numbers) {
+            fields.DecodeNumbers(each, *numbers, numbers_);
+          } else {
+            choice ? fields.Decode(each, *choice, values_) : fields.Decode(each, values_);
+          }
           writer_.Put({period_, word, fields.columns(), values_, numbers_, &form, key_count,
                        EntryKey(form.key, key_count, entry)});
         });
@@ -240,7 +249,7 @@ class Dumper {
 
   // Elements of optional items are few; their numbers are taken from the values.
   void TakeNumbers(const std::vector<Column>& columns) {
-    const std::vector<uint8_t> places = writer_.Wants(columns);
+    const std::vector<uint8_t> places = writer_.WantsNumbers(columns);
     numbers_.clear();
     for (size_t i = 0; i < places.size(); ++i) {
       if (places[i] == ColumnChoice::kNowhere) continue;

@@ -51,9 +51,11 @@ class DumpWriter {
   virtual void Open(const PslHeader&) {}
   // Tells which columns can occur, before the first entry.
   virtual void Start(const std::vector<const std::vector<Column>*>& all) = 0;
+  // Which of these columns the writer looks at; empty: all.
+  virtual std::vector<bool> Wants(const std::vector<Column>&) const { return {}; }
   // For writers that look at a few numbers of very many entries: their places, as in ColumnChoice.
   // Empty: the writer takes values.
-  virtual std::vector<uint8_t> Wants(const std::vector<Column>&) const { return {}; }
+  virtual std::vector<uint8_t> WantsNumbers(const std::vector<Column>&) const { return {}; }
   // A statistics record of the time asked for, before its entries.
   virtual void StartRecord(const RecordPeriod&) {}
   virtual void Put(const DumpedEntry& entry) = 0;

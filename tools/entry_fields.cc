@@ -10,6 +10,7 @@
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
 #include "tools/array_tables.h"
+#include "tools/entry_walk.h"
 
 namespace {
 
@@ -60,57 +61,18 @@ std::string HexText(std::span<const uint8_t> bytes) {
 // Carried words have names of their own, which are made only for those who keep them.
 std::string NameOfCarried(int8_t at) { return fmt::format("word_at_{}", at); }
 
-// Keeps the names of a walk.
-struct Namer {
-  static constexpr bool kNames = true;
-  static bool Skips(size_t) { return false; }
-  std::vector<Column>& columns;
-  template <class Make>
-  void operator()(const char* name, const char* head, size_t group, Make) const {
-    columns.push_back({group == 0 ? std::string(name) : fmt::format("g{}_{}", group, name), head,
-                       static_cast<uint8_t>(group)});
-  }
-};
-
-// Keeps its values.
-struct Taker {
-  static constexpr bool kNames = false;
-  static bool Skips(size_t) { return false; }
-  std::vector<Value>& values;
-  template <class Make>
-  void operator()(const char*, const char*, size_t, Make make) const {
-    values.push_back(make());
-  }
-};
-
-double AsNumber(const Value& value, double otherwise) {
-  if (const auto* number = std::get_if<uint64_t>(&value)) return static_cast<double>(*number);
-  if (const auto* real = std::get_if<double>(&value)) return *real;
-  if (const auto* flag = std::get_if<bool>(&value)) return *flag ? 1 : 0;
-  return otherwise;
+std::vector<uint8_t> PlacesOf(const std::vector<bool>& wanted) {
+  std::vector<uint8_t> places;
+  for (const bool each : wanted) places.push_back(each ? 0 : ColumnChoice::kNowhere);
+  return places;
 }
-
-// Keeps the numbers of columns that are wanted.
-struct Picker {
-  static constexpr bool kNames = false;
-  const ColumnChoice& choice;
-  double* numbers;
-  size_t& at;
-  template <class Make>
-  void operator()(const char*, const char*, size_t, Make make) const {
-    const uint8_t place = choice.places[at++];
-    if (place != ColumnChoice::kNowhere) numbers[place] = AsNumber(make(), kNoNumber);
-  }
-  bool Skips(size_t group) const {
-    if (choice.groups[group].wanted) return false;
-    at += choice.groups[group].columns;
-    return true;
-  }
-};
 
 }  // namespace
 
 double NumberOr(const Value& value, double otherwise) { return AsNumber(value, otherwise); }
+
+ColumnChoice::ColumnChoice(const std::vector<Column>& columns, const std::vector<bool>& wanted)
+    : ColumnChoice(columns, PlacesOf(wanted)) {}
 
 ColumnChoice::ColumnChoice(const std::vector<Column>& columns, std::vector<uint8_t> where)
     : places(std::move(where)) {
@@ -144,11 +106,18 @@ void EntryFields::Decode(const Entry& entry, std::vector<Value>& values) const {
   Walk(entry, Taker{values});
 }
 
+void EntryFields::Decode(const Entry& entry, const ColumnChoice& choice,
+                         std::vector<Value>& values) const {
+  values.resize(columns_.size());
+  size_t at = 0;
+  Walk(entry, ValuePicker{{choice, at}, values});
+}
+
 void EntryFields::DecodeNumbers(const Entry& entry, const ColumnChoice& choice,
                                 std::vector<double>& numbers) const {
   numbers.assign(choice.count, kNoNumber);
   size_t at = 0;
-  Walk(entry, Picker{choice, numbers.data(), at});
+  Walk(entry, Picker{{choice, at}, numbers.data()});
 }
 
 // The word of a mask bit, counted from bit 31 down.

@@ -21,10 +21,12 @@ struct Column {
   uint8_t group = 0;  // counter group, from 1; 0: of the entry as a whole
 };
 
-// Columns whose numbers are wanted of very many entries; nothing is made of the others.
+// Columns that are wanted of very many entries; nothing is made of the others.
 struct ColumnChoice {
   // `places`: for each column the place of its number, or kNowhere.
   ColumnChoice(const std::vector<Column>& columns, std::vector<uint8_t> places);
+  // The columns marked.
+  ColumnChoice(const std::vector<Column>& columns, const std::vector<bool>& wanted);
 
   static constexpr uint8_t kNowhere = 0xFF;
   std::vector<uint8_t> places;
@@ -56,6 +58,8 @@ class EntryFields {
   const std::vector<Column>& columns() const { return columns_; }
   // One value for each column.
   void Decode(const Entry& entry, std::vector<Value>& values) const;
+  // The same of the columns chosen; the others stay as they are.
+  void Decode(const Entry& entry, const ColumnChoice& choice, std::vector<Value>& values) const;
   // The numbers of the columns chosen, in their places; kNoNumber where there is none.
   void DecodeNumbers(const Entry& entry, const ColumnChoice& choice,
                      std::vector<double>& numbers) const;

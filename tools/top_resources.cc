@@ -113,7 +113,7 @@ class TopCollector::Writer : public DumpWriter {
           Fail(path_, fmt::format("its entries have {} counter groups, not {}", groups, group)));
     }
   }
-  std::vector<uint8_t> Wants(const std::vector<Column>& columns) const override {
+  std::vector<uint8_t> WantsNumbers(const std::vector<Column>& columns) const override {
     return PlacesOf(columns, collector_.wishes_.group, collector_.wishes_.by);
   }
   bool failed() const override { return refused_; }
@@ -180,7 +180,7 @@ class TopCollector::Writer : public DumpWriter {
 
   void LookAt(const std::vector<Column>& columns) {
     columns_ = &columns;
-    const std::vector<uint8_t> places = Wants(columns);
+    const std::vector<uint8_t> places = WantsNumbers(columns);
     const auto has = [&](Counted which) {
       return std::find(places.begin(), places.end(), which) != places.end();
     };
