@@ -89,7 +89,8 @@ void PrintJson(TextOut& out, const HealthRequest& request, const Health& health,
     json["findings"].push_back(
         {{"problem", finding.problem}, {"kind", WordOf(finding.kind)}, {"text", finding.text}});
   }
-  out.Print("{}\n", json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+  out.Put(json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+  out.Put("\n");
 }
 
 void PrintText(TextOut& out, const HealthRequest& request, const Health& health, bool healthy) {

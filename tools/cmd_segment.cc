@@ -126,7 +126,8 @@ void PrintJson(TextOut& out, int number, size_t size, const SegmentView& view) {
       {"valid", view.faults.empty()},
       {"faults", view.faults},
   };
-  out.Print("{}\n", json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+  out.Put(json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+  out.Put("\n");
 }
 
 void PrintText(TextOut& out, int number, size_t size, const SegmentView& view) {

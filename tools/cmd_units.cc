@@ -171,11 +171,12 @@ int Work(Wishes& wishes, bool quiet) {
   if (end == UnitEnd::kTrouble) return kTrouble;
   if (end == UnitEnd::kNotMade) return kBad;
   if (!quiet) {
-    fmt::print("{}: {}\n", OutputOf(wishes.request.place, unit),
-               end == UnitEnd::kMade
-                   ? fmt::format("made from {} input{}, {} bytes", unit.inputs.size(),
-                                 unit.inputs.size() == 1 ? "" : "s", unit.bytes)
-                   : "done already");
+    TextOut out(stdout);
+    out.Print("{}: {}\n", OutputOf(wishes.request.place, unit),
+              end == UnitEnd::kMade
+                  ? fmt::format("made from {} input{}, {} bytes", unit.inputs.size(),
+                                unit.inputs.size() == 1 ? "" : "s", unit.bytes)
+                  : "done already");
   }
   return kGood;
 }

@@ -143,13 +143,12 @@ bool SyncFile(const std::string& path) {
 
 class SqliteSink : public ExportSink {
  public:
-  SqliteSink(std::string path, const Labels& labels)
-      : path_(std::move(path)), part_(path_ + ".part"), labels_(labels) {}
+  SqliteSink(std::string path, const Labels& labels) : path_(std::move(path)), labels_(labels) {}
   ~SqliteSink() override {
     // An open transaction is rolled back.
     statements_.reset();
     database_.Abandon();
-    if (!fresh_) return;
+    if (part_.empty()) return;
     RemovePart();
     ForgetUnfinished(part_);
     ForgetUnfinished(JournalOf(part_));
@@ -163,11 +162,7 @@ class SqliteSink : public ExportSink {
     if (!fresh_ && !std::filesystem::is_regular_file(path_, error)) {
       return Fail(path_, "is no regular file");
     }
-    if (fresh_) {
-      RememberUnfinished(part_);
-      RememberUnfinished(JournalOf(part_));
-      RemovePart();  // of a run that was killed
-    }
+    if (fresh_ && !CreateNew()) return false;
     return database_.Open(fresh_ ? part_ : path_, path_) && database_.Run(kCache) &&
            (!fresh_ || database_.Run(kUnsynced)) && database_.Run("BEGIN IMMEDIATE") &&
            CheckSchema() && database_.Run("COMMIT") && statements_->Prepare(database_);
@@ -227,11 +222,21 @@ class SqliteSink : public ExportSink {
     fresh_ = false;
     ForgetUnfinished(part_);
     ForgetUnfinished(JournalOf(part_));
+    part_.clear();
     return true;
   }
 
  private:
   static std::string JournalOf(const std::string& path) { return path + "-journal"; }
+
+  // An empty file is a new database.
+  bool CreateNew() {
+    const int fd = CreatePart(path_, part_);
+    if (fd == -1) return Fail(path_, fmt::format("cannot be created: {}", std::strerror(errno)));
+    close(fd);
+    RememberUnfinished(JournalOf(part_));
+    return true;
+  }
 
   // A new database gets its tables; another program's is left alone.
   bool CheckSchema() {
@@ -312,7 +317,7 @@ class SqliteSink : public ExportSink {
   }
 
   std::string path_;
-  std::string part_;
+  std::string part_;  // of a new database until it is finished
   const Labels& labels_;
   bool fresh_ = false;  // the database is new: it is built in the part file
   Database database_;

@@ -6,6 +6,8 @@
 
 #include <cstdio>
 
+#include "tools/shown.h"
+
 namespace {
 
 constexpr auto kQuietTime = std::chrono::seconds(2);
@@ -31,7 +33,7 @@ void Progress::Show(const std::string& path, uint64_t done, uint64_t all) {
   line_ = true;
   const double percent =
       all == 0 ? 100.0 : static_cast<double>(done) * 100.0 / static_cast<double>(all);
-  Put(fmt::format("\r{} {:3.0f}%\x1b[K", path, percent));
+  Put(fmt::format("\r{} {:3.0f}%\x1b[K", Shown(path), percent));
 }
 
 void Progress::Clear() {

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,11 +20,38 @@ bool FailWithError(const std::string& path, const char* what) {
   return Fail(path, fmt::format("{}: {}", what, std::strerror(errno)));
 }
 
+// Names that somebody left behind, or prepared, before it is given up.
+constexpr int kMostTries = 100;
+
 }  // namespace
+
+int CreatePart(const std::string& path, std::string& part) {
+  // A signal removes what is remembered: it waits until the file is there and known to be ours.
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  sigprocmask(SIG_SETMASK, &all, &before);
+  int fd = -1;
+  for (int i = 0; i < kMostTries && fd == -1; ++i) {
+    part = fmt::format("{}.{}{}.part", path, getpid(), i == 0 ? "" : fmt::format("-{}", i));
+    fd = open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd == -1 && errno != EEXIST) break;
+  }
+  const int error = errno;
+  if (fd != -1) {
+    RememberUnfinished(part);
+  } else {
+    part.clear();
+  }
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  errno = error;
+  return fd;
+}
 
 RecordFile::~RecordFile() {
   if (fd_ != -1) close(fd_);
-  if (left_) unlink(part_.c_str());
+  if (part_.empty()) return;
+  unlink(part_.c_str());
   ForgetUnfinished(part_);
 }
 
@@ -33,11 +61,8 @@ bool RecordFile::Create() {
   if (stat(path_.c_str(), &state) == 0 && !S_ISREG(state.st_mode)) {
     return Fail(path_, "is no regular file and cannot be replaced by one");
   }
-  RememberUnfinished(part_);
-  fd_ = open(part_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (fd_ == -1) return FailWithError(path_, "cannot be created");
-  left_ = true;
-  return true;
+  fd_ = CreatePart(path_, part_);
+  return fd_ != -1 || FailWithError(path_, "cannot be created");
 }
 
 bool RecordFile::Write(const uint8_t* record, size_t size) {
@@ -58,8 +83,8 @@ bool RecordFile::Finish() {
   fd_ = -1;
   if (close(fd) == -1) return FailWithError(path_, "cannot be closed");
   if (rename(part_.c_str(), path_.c_str()) == -1) return FailWithError(path_, "cannot be renamed");
-  left_ = false;
   ForgetUnfinished(part_);
+  part_.clear();
   return true;
 }
 

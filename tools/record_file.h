@@ -1,5 +1,6 @@
 // A file that is written piece by piece beside its final name and renamed when it is complete, so
-// that nobody meets half a file.
+// that nobody meets half a file. The name beside is this process's own: two runs with the same
+// output never write into each other's file, and the one that ends last stands.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +9,7 @@
 
 class RecordFile {
  public:
-  explicit RecordFile(std::string path) : path_(std::move(path)), part_(path_ + ".part") {}
+  explicit RecordFile(std::string path) : path_(std::move(path)) {}
   ~RecordFile();
   RecordFile(const RecordFile&) = delete;
   RecordFile& operator=(const RecordFile&) = delete;
@@ -25,11 +26,15 @@ class RecordFile {
 
  private:
   std::string path_;
-  std::string part_;
+  std::string part_;  // empty: there is no unfinished file
   int fd_ = -1;
-  bool left_ = false;  // the part file exists
   uint64_t size_ = 0;
 };
+
+// Makes a new file beside `path` with a name of this process's own ("PATH.1234.part"), which goes
+// to `part` and is remembered as unfinished. Nothing that stands there is opened or followed:
+// another name is taken then. The file's descriptor, or -1 with errno.
+int CreatePart(const std::string& path, std::string& part);
 
 // The directory part of a path, "." when it has none.
 std::string DirectoryOf(const std::string& path);

@@ -9,5 +9,5 @@ inline constexpr int kFailed = 1;    // findings, or a file that is broken
 inline constexpr int kRefused = 2;   // the command line asks for what cannot be
 inline constexpr int kUnusable = 2;  // a file could not be read or written
 
-// Prints "psltool: <what>: <reason>". Returns false, so that callers can return it.
+// Prints "psltool: <what>: <reason>", both as Shown. Returns false, so that callers can return it.
 bool Fail(std::string_view what, std::string_view reason);

@@ -109,8 +109,8 @@ PsltoolTargetResult RunPsltool(std::span<const uint8_t> bytes) {
     result.contradiction = "bytes are neither kept nor dropped";
   }
   result.saved_more = found.kept_bytes > prefix.kept_bytes;
-  if (dir.Exists("good.psl.part") || dir.Exists("more.psl.part")) {
-    result.contradiction = "a partial file was left";
+  for (const std::string& name : dir.Names()) {
+    if (name.ends_with(".part")) result.contradiction = "a partial file was left";
   }
   return result;
 }
