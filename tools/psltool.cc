@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include "tools/cmd_audit.h"
 #include "tools/cmd_check.h"
@@ -19,7 +20,9 @@
 #include "tools/cmd_show.h"
 #include "tools/cmd_top.h"
 #include "tools/cmd_units.h"
+#include "tools/nearest.h"
 #include "tools/report.h"
+#include "tools/shown.h"
 #include "tools/unfinished.h"
 
 namespace {
@@ -32,14 +35,55 @@ void AddVersion(CLI::App& app) {
   for (CLI::App* command : app.get_subcommands(nullptr)) AddVersion(*command);
 }
 
-// A wrong command line, in the words of all other failures.
-std::string Refusal(const CLI::App* app, const CLI::Error& error) {
-  std::string command = app->get_name();
-  for (const CLI::App* at = app; !at->get_subcommands().empty();) {
-    at = at->get_subcommands().front();
-    command += " " + at->get_name();
+struct Asked {
+  const CLI::App* app;  // the innermost command that was named
+  std::string words;    // "psltool segment"
+};
+
+Asked AskedOf(const CLI::App* app) {
+  Asked asked = {app, app->get_name()};
+  while (!asked.app->get_subcommands().empty()) {
+    asked.app = asked.app->get_subcommands().front();
+    asked.words += " " + asked.app->get_name();
   }
-  return std::string("psltool: ") + error.what() + "; " + command + " --help tells the options\n";
+  return asked;
+}
+
+std::vector<std::string> CommandsOf(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands(nullptr)) names.push_back(command->get_name());
+  return names;
+}
+
+std::vector<std::string> OptionsOf(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return names;
+}
+
+std::string NearestOf(const std::string& word, const std::vector<std::string>& words) {
+  const std::string nearest = Nearest(word, words);
+  return nearest.empty() ? "" : ", the nearest one is \"" + nearest + "\"";
+}
+
+// A wrong command line, in the words of all other failures. A mistyped command or option is told
+// with the nearest one that there is.
+std::string Refusal(const CLI::App* app, const CLI::Error& error) {
+  const Asked asked = AskedOf(app);
+  const std::vector<std::string> left = asked.app->remaining();
+  const std::string word = left.empty() ? "" : left.front().substr(0, left.front().find('='));
+  const std::vector<std::string> commands = CommandsOf(*asked.app);
+  std::string why = error.what();
+  std::string help = "options";
+  if (word.starts_with("-")) {
+    why += NearestOf(word, OptionsOf(*asked.app));
+  } else if (!word.empty() && !commands.empty()) {
+    why = "\"" + word + "\" is no command" + NearestOf(word, commands);
+    help = "commands";
+  }
+  return "psltool: " + Shown(why) + "; " + asked.words + " --help tells the " + help + "\n";
 }
 
 int Run(int argc, char** argv) {
