@@ -120,8 +120,8 @@ TEST(PsltoolCheckCommand, ADirectoryWithoutLogsIsNotSound) {
     const ProgramResult result = Check(arguments);
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "psltool: " + dir.Path("empty") +
-                              ": holds no log (.psl) and no archive (.psa): nothing to check\n");
+    EXPECT_EQ(result.err,
+              "psltool: " + dir.Path("empty") + ": holds no log (.psl) and no archive (.psa)\n");
   }
   // Beside others an empty one is no trouble: archives may be still to come.
   dir.Write("a.psl", spell::Log({}, {spell::kNewYear}));

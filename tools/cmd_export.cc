@@ -14,6 +14,7 @@
 
 #include "tools/dump_options.h"
 #include "tools/export_file.h"
+#include "tools/files_option.h"
 #include "tools/report.h"
 
 namespace {
@@ -215,7 +216,7 @@ void AddExportCommand(CLI::App& app, int& status) {
       "two.gz\n"
       "  psltool export --format wide --kind ld --metric ops_rate --stat mean archive/*.psa\n"
       "  psltool export --format openmetrics -o history.om archive/*.psa");
-  command->add_option("files", wishes->files, "Logs or archives")->required();
+  AddFilesOption(*command, wishes->files);
   command->add_option("--format", wishes->form, "csv, wide, ndjson, sqlite or openmetrics")
       ->check(CLI::IsMember(std::vector<std::string>(std::begin(kFormats), std::end(kFormats))));
   command

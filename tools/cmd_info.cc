@@ -9,6 +9,7 @@
 
 #include "engine/layout.h"
 #include "tools/file_summary.h"
+#include "tools/files_option.h"
 #include "tools/kind_names.h"
 #include "tools/report.h"
 #include "tools/text_out.h"
@@ -228,7 +229,7 @@ void AddInfoCommand(CLI::App& app, int& status) {
       "  psltool info 20240304array01.psl\n"
       "  psltool info --utc archive/*.psa\n"
       "  psltool info --json 20240304array01.psl | jq '.[0].records'");
-  command->add_option("files", wishes->files, "Logs or archives")->required();
+  AddFilesOption(*command, wishes->files);
   command->add_flag("--json", wishes->json, "A JSON text for programs");
   command->add_flag("--utc", wishes->utc, "Times in UTC instead of local time");
   command->callback([wishes, &status] { status = Show(*wishes); });

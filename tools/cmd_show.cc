@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/dump_options.h"
+#include "tools/files_option.h"
 #include "tools/kind_names.h"
 #include "tools/report.h"
 #include "tools/show_rows.h"
@@ -99,7 +100,7 @@ void AddShowCommand(CLI::App& app, int& status) {
     if (name.kind < kSectionKinds) words.emplace_back(name.word);
   }
   words.emplace_back(WordOfKind(kWaittm));
-  command->add_option("files", wishes->files, "Logs or archives")->required();
+  AddFilesOption(*command, wishes->files);
   command->add_option("-k,--kind", wishes->kind, "Kind of the resource (default ld)")
       ->check(CLI::IsMember(words));
   command->add_option("--key", wishes->choice.key,

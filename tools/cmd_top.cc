@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/dump_options.h"
+#include "tools/files_option.h"
 #include "tools/kind_names.h"
 #include "tools/report.h"
 #include "tools/spark.h"
@@ -291,7 +292,7 @@ void AddTopCommand(CLI::App& app, int& status) {
       "  psltool top archive/202403*.psa\n"
       "  psltool top --by busy -n 5 --kind pd 20240304array01.psl --from \"2024-03-04 09:00\"\n"
       "  psltool top --by max --json archive/*.psa | jq -r '.resources[0].key'");
-  command->add_option("files", wishes->files, "Logs or archives")->required();
+  AddFilesOption(*command, wishes->files);
   command->add_option("--by", wishes->by, "ops, busy, mean, max or volume (default ops)")
       ->check(CLI::IsMember(MeasureWords()));
   command->add_flag("--ascending", wishes->ascending, "The least busy first");
