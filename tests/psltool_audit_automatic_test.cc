@@ -2,6 +2,7 @@
 // of headers: the audit finds out which rules were in force.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -65,6 +66,42 @@ TEST_P(PrefixPsltoolAuditAutomatic, RulesOfAutomaticRunsAreFound) {
   } else {
     EXPECT_EQ(manual.result.findings, 0U) << manual.Text();
   }
+}
+
+// The hour archive of one day came after the day archive, which read that day's log and the hour
+// archives of the others: the audit took the hour archives of all, or the logs of all.
+TEST(PrefixPsltoolAuditMixed, DaysWhoseHourArchivesCameLaterAreTriedAgainstTheirLogs) {
+  const TimeZone zone("UTC");
+  const TempDir directory;
+  const ProgramResult made =
+      RunProgram(PSLTOOL_PATH, {"make", "--days", "3", "--ld", "3", "--pd", "3", "--hp", "2",
+                                "--interval", "1800", "-o", directory.Path()});
+  ASSERT_EQ(made.status, 0) << made.err;
+  const std::vector<std::string> logs = directory.Names();
+  const std::string month = "archive/202403array01.psa";
+  directory.MakeDirectory("archive");
+  ASSERT_EQ(RunAutomatic(directory, logs, 'H').failed, 0);
+  ASSERT_EQ(RunAutomatic(directory, directory.Names("archive"), 'D').failed, 0);
+  const std::string of_hours = directory.Read(month);
+  std::filesystem::remove(directory.Path(month));
+  ASSERT_EQ(RunAutomatic(directory,
+                         {"20240305array01.psl", "20240304array01.psa", "20240306array01.psa"}, 'D')
+                .failed,
+            0);
+  ASSERT_GT(directory.Read(month).size(), 0U);
+  ASSERT_NE(directory.Read(month), of_hours);
+  const auto audit = [&] {
+    return RunProgram(PSLTOOL_PATH, {"audit", "--all", directory.Path("archive"), "--logs",
+                                     directory.Path(), "--run", "automatic"});
+  };
+  const ProgramResult result = audit();
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_NE(result.out.find("4 archives: 4 agree"), std::string::npos) << result.out;
+  // What is damaged is found all the same.
+  std::string bytes = directory.Read(month);
+  bytes[bytes.size() - 100] = static_cast<char>(bytes[bytes.size() - 100] ^ 1);
+  directory.Write(month, bytes);
+  EXPECT_NE(audit().out.find("202403array01.psa: 1 finding: "), std::string::npos) << audit().out;
 }
 
 // ---- a broken first input ----

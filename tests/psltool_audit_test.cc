@@ -290,6 +290,23 @@ TEST_F(PsltoolAudit, AllFindsTheLogsOfDayArchivesMadeStraight) {
   EXPECT_EQ(json::parse(result.out)["archives"][4]["inputs"].size(), 8U);
 }
 
+// Of a directory among the inputs those are taken that go into the archive.
+TEST_F(PsltoolAudit, InputsAreFoundInDirectories) {
+  EXPECT_EQ(Audit("hour/20240304array01.psa", {dir_.Path("logs")}).out,
+            Audit("hour/20240304array01.psa", Files("logs", "20240304array01")).out);
+  EXPECT_EQ(Audit("hour/20240304array01.psa", {dir_.Path("logs")}).status, 0);
+  const ProgramResult day = Audit("day/202403array02.psa", {dir_.Path("hour")});
+  EXPECT_EQ(day.status, 0) << day.out;
+  EXPECT_EQ(day.out, Audit("day/202403array02.psa", Files("hour", "array02")).out);
+  const ProgramResult none = Audit("hour/20240304array01.psa", {dir_.Path("day")});
+  EXPECT_EQ(none.status, 2);
+  EXPECT_NE(none.err.find("holds nothing that goes into "), std::string::npos) << none.err;
+  const ProgramResult explained =
+      Tool({"explain", "--archive", dir_.Path("hour/20240304array01.psa"), "--kind", "ld", "--key",
+            "1", "--at", "2024-03-04", dir_.Path("logs")});
+  EXPECT_EQ(explained.status, 0) << explained.err;
+}
+
 TEST_F(PsltoolAudit, AllOfADirectoryWithoutArchivesIsNotProved) {
   for (const std::string options : {"", "--json"}) {
     std::vector<std::string> arguments = {"audit", "--all", dir_.Path("logs")};

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/archive_inputs.h"
 #include "tools/audit_archive.h"
 #include "tools/audit_directory.h"
 #include "tools/dump_options.h"
@@ -79,7 +80,7 @@ class Report {
       static_cast<void>(Fail(finding.path, finding.text));
       return;
     }
-    out_.Put(TextOf(finding));
+    out_.Print("{}\n", TextOf(finding));
   }
 
   void Finish(const AuditedFile& file) {
@@ -175,7 +176,7 @@ class Report {
     } else {
       text += finding.text;
     }
-    return text + fmt::format(" [{}]\n", finding.code);
+    return text + fmt::format(" [{}]", finding.code);
   }
 
   ordered_json JsonOf(const AuditFinding& finding) const {
@@ -269,6 +270,7 @@ int Audit(const Wishes& wishes) {
     audit.any_name = wishes.any_name;
     audit.whole_run = wishes.whole_run;
     audit.run = RunOf(wishes.run);
+    if (!ResolveInputs(audit)) return kTrouble;
     file.result = AuditArchive(
         audit, [&](const AuditFinding& finding) { report.Take(finding); }, progress);
     progress.Clear();
@@ -311,7 +313,9 @@ void AddAuditCommand(CLI::App& app, int& status) {
       "  psltool audit --archive 202403array01.psa archive/202403??array01.psa\n"
       "  psltool audit --all /var/opt/pmon/archive --logs /var/opt/pmon --json");
   command->add_option("--archive", wishes->archive, "Archive to be proved");
-  command->add_option("inputs", wishes->logs, "Logs, or hour archives, that it was made of");
+  command->add_option("inputs", wishes->logs,
+                      "Logs, or hour archives, that it was made of; of a directory those that go "
+                      "into it");
   command->add_option("--all", wishes->directory, "All archives of a directory");
   command->add_option("--logs", wishes->logs_directory,
                       "Directory of the logs (default: that of --all)");

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/archive_inputs.h"
 #include "tools/dump_file.h"
 #include "tools/dump_options.h"
 #include "tools/explain_print.h"
@@ -64,6 +65,7 @@ int Explain(const Wishes& wishes) {
   if (!view.labels.Read(wishes.labels)) return kTrouble;
   view.kind = wishes.kind;
   view.name = view.labels.OfResource(ArrayOfArchive(wishes.archive), wishes.kind, wishes.key);
+  if (!ResolveInputs(explain)) return kTrouble;
   Progress progress;
   Explanation explanation;
   const ExplainEnd end = Explain(explain, explanation, progress);
@@ -103,7 +105,10 @@ void AddExplainCommand(CLI::App& app, int& status) {
       "  psltool explain --archive 202403osaka01.psa --kind ld --key 42 --at 2024-03-08 \\\n"
       "      --field g1_max hour/202403??osaka01.psa");
   command->add_option("--archive", wishes->archive, "Archive")->required();
-  command->add_option("inputs", wishes->inputs, "Logs, or hour archives, that it was made of")
+  command
+      ->add_option("inputs", wishes->inputs,
+                   "Logs, or hour archives, that it was made of; of a directory those that go "
+                   "into it")
       ->required();
   command->add_option("-k,--kind", wishes->kind, "Kind of resource")
       ->required()
