@@ -2,6 +2,8 @@
 // archives of every revision and level, are explained as they are stored.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <set>
 #include <string>
 #include <vector>
@@ -17,6 +19,7 @@
 #include "tools/array_tables.h"
 #include "tools/entry_fields.h"
 #include "tools/explain_value.h"
+#include "tools/kind_names.h"
 #include "tools/record_fields.h"
 
 namespace {
@@ -47,6 +50,51 @@ std::vector<Place> PlacesOf(const std::string& path) {
   return places;
 }
 
+const Value* ValueOf(const ExplainedInterval& interval, const std::string& name) {
+  for (size_t i = 0; i < interval.columns.size(); ++i) {
+    if (interval.columns[i].name == name) return &interval.values[i];
+  }
+  return nullptr;
+}
+
+double NumberOf(const Value* value) {
+  if (value == nullptr) return 0;
+  if (const auto* number = std::get_if<uint64_t>(value)) return static_cast<double>(*number);
+  const auto* real = std::get_if<double>(value);
+  return real == nullptr ? 0 : *real;
+}
+
+// What is told of an optional item's element follows from the items listed, and from nothing else:
+// items that do not hold the element were left out, though their time counts.
+void ExpectSumsOfTheList(const Explanation& explanation) {
+  uint32_t time = 0;
+  for (const ExplainedInterval& interval : explanation.intervals) time += interval.length;
+  for (const ExplainedField& field : explanation.fields) {
+    const std::string& name = field.column.name;
+    double sum = 0;
+    double largest = 0;
+    for (const ExplainedInterval& interval : explanation.intervals) {
+      const double number = NumberOf(ValueOf(interval, name));
+      sum += number;
+      largest = std::max(largest, interval.named ? number : 0);
+    }
+    if (name == "interval_ms") {
+      EXPECT_EQ(NumberOf(&field.expected), time);
+    } else if (name == "value") {
+      EXPECT_EQ(field.sum, sum);
+      EXPECT_EQ(field.weight, static_cast<double>(explanation.intervals.size()));
+    } else if (name == "g1_ops") {
+      EXPECT_EQ(field.sum, sum);
+    } else if (name == "g1_max") {
+      EXPECT_EQ(NumberOf(&field.expected), largest);
+    } else if (name == "status") {
+      ASSERT_FALSE(explanation.intervals.empty());
+      EXPECT_EQ(field.expected, *ValueOf(explanation.intervals.back(), name));
+      EXPECT_EQ(field.held_by, explanation.intervals.size() - 1);
+    }
+  }
+}
+
 class PsltoolExplainRandom : public testing::TestWithParam<int> {};
 
 TEST_P(PsltoolExplainRandom, StoredNumbersAreExplained) {
@@ -54,6 +102,7 @@ TEST_P(PsltoolExplainRandom, StoredNumbersAreExplained) {
   const auto revision = static_cast<uint8_t>(GetParam());
   Random random(revision + 900U);
   int explained = 0;
+  int elements = 0;
   std::set<Kind> kinds;
   for (uint64_t seed = 70; seed < 73; ++seed) {
     SCOPED_TRACE(seed);
@@ -66,8 +115,13 @@ TEST_P(PsltoolExplainRandom, StoredNumbersAreExplained) {
       const ArchiveInputs files = {.archive = archive.path, .inputs = archive.inputs};
       if (!RunAudit({files, AuditRun::kManual}).findings.empty()) continue;
       const std::vector<Place> places = PlacesOf(archive.path);
-      for (int i = 0; i < 25 && !places.empty(); ++i) {
-        const Place& place = places[random.Below(places.size())];
+      std::vector<Place> elements_there;
+      std::copy_if(places.begin(), places.end(), std::back_inserter(elements_there),
+                   [](const Place& place) { return place.kind >= kSectionKinds; });
+      for (int i = 0; i < 40 && !places.empty(); ++i) {
+        const std::vector<Place>& from =
+            i >= 25 && !elements_there.empty() ? elements_there : places;
+        const Place& place = from[random.Below(from.size())];
         ExplainWishes wishes;
         static_cast<ArchiveInputs&>(wishes) = files;
         wishes.kind = place.kind;
@@ -84,12 +138,20 @@ TEST_P(PsltoolExplainRandom, StoredNumbersAreExplained) {
             EXPECT_LT(*field.held_by, explanation.intervals.size());
           }
         }
+        if (place.kind >= kSectionKinds) {
+          EXPECT_TRUE(explanation.of_items);
+          ExpectSumsOfTheList(explanation);
+          ++elements;
+        }
         ++explained;
         kinds.insert(place.kind);
       }
     }
   }
   EXPECT_GT(explained, 40);
+  if (HasKind(revision, kLdCp)) {
+    EXPECT_GT(elements, 5);
+  }
   EXPECT_GT(kinds.size(), 3U);
 }
 

@@ -131,7 +131,7 @@ void PrintIntervals(const ExplainView& view, const Explanation& explanation, siz
       fmt::format("{:<23} {:>9} {:>5}",
                   logs ? fmt::format("interval ending ({})", zone_name)
                        : PeriodHead(explanation.intervals.front().period.level, view.zone),
-                  "seconds", "valid");
+                  "seconds", explanation.of_items ? "named" : "valid");
   for (const Shown& column : columns) line += fmt::format(" {:>{}} ", column.head, column.width);
   const auto put = [&] {
     line.erase(line.find_last_not_of(' ') + 1);
@@ -142,7 +142,7 @@ void PrintIntervals(const ExplainView& view, const Explanation& explanation, siz
   for (size_t i = 0; i < explanation.intervals.size(); ++i) {
     const ExplainedInterval& interval = explanation.intervals[i];
     line = fmt::format("{:<23} {:>9.1f} {:>5}", PeriodText(interval.period, view.zone),
-                       interval.length / 1000.0, interval.valid ? "yes" : "no");
+                       interval.length / 1000.0, interval.valid && interval.named ? "yes" : "no");
     for (const Shown& column : columns) {
       const Value* const value = Find(interval, column.name);
       line += fmt::format(" {:>{}}{}", value == nullptr ? "" : ValueText(*value), column.width,
@@ -166,7 +166,8 @@ std::string HowOf(const ExplainView& view, const Explanation& explanation,
   const size_t count = explanation.intervals.size();
   switch (field.rule) {
     case Rule::kSum:
-      return fmt::format("the sum of {} interval{}", count, count == 1 ? "" : "s");
+      return fmt::format("the sum of {} {}{}", count, explanation.of_items ? "item" : "interval",
+                         count == 1 ? "" : "s");
     case Rule::kMean:
       if (field.weight == 0) return fmt::format("no {}", field.by);
       if (field.column.name.ends_with("_pct")) {
@@ -182,7 +183,8 @@ std::string HowOf(const ExplainView& view, const Explanation& explanation,
     case Rule::kMin:
       return "held by " + Holder(view, explanation, field);
     case Rule::kLast:
-      return "of the last valid one, " + Holder(view, explanation, field);
+      return (explanation.of_items ? "of the last item, " : "of the last valid one, ") +
+             Holder(view, explanation, field);
     case Rule::kAny:
       return "set when any valid interval has it";
     case Rule::kKey:
@@ -260,6 +262,7 @@ bool PrintExplanationJson(const ExplainView& view, const Explanation& explanatio
                          {"end", IsoTimeText(interval.period.end, view.zone)},
                          {"interval_ms", interval.length},
                          {"valid", interval.valid}};
+    if (explanation.of_items) each["named"] = interval.named;
     for (size_t i = 0; i < interval.columns.size(); ++i) {
       const std::string& name = interval.columns[i].name;
       if (!each.contains(name)) each[name] = ValueJson(interval.values[i]);

@@ -213,7 +213,7 @@ void ExplainElement(const ItemSum& items, const ItemSum::Element& sum,
       }
       for (size_t i = added.size(); i > 0; --i) {
         const double largest = Load32(added[i - 1].bytes.data() + kQuadsetSize + 8);
-        if (largest == sum.waits.largest) field.held_by = i - 1;
+        if (added[i - 1].named && largest == sum.waits.largest) field.held_by = i - 1;
       }
     } else if (name == "key") {
       field.rule = Rule::kKey;
@@ -222,9 +222,14 @@ void ExplainElement(const ItemSum& items, const ItemSum::Element& sum,
       field.sum = items.time;
     } else if (name == "value") {
       SetMean(field, sum.sum, items.items, "items");
-    } else if (name == "status" || name == "present") {
+    } else if (name == "status") {
       field.rule = Rule::kLast;
       field.held_by = last;
+    } else if (name == "present") {
+      field.rule = Rule::kLast;
+      for (size_t i = 0; i < added.size(); ++i) {
+        if (added[i].named) field.held_by = i;
+      }
     }
   }
 }

@@ -20,10 +20,10 @@ struct AddedInterval {
 void ExplainEntry(const EntryRules& rules, const ResourceSum& sum,
                   const std::vector<AddedInterval>& added, std::vector<ExplainedField>& fields);
 
-// The same of an optional item's element. `added`: elements as they came, with their items' heads.
+// The same of an optional item's element. `added`: what each item of the kind says of it.
 struct AddedElement {
-  std::vector<uint8_t> item;
   std::vector<uint8_t> bytes;
+  bool named;  // in the item, not only held
 };
 void ExplainElement(const ItemSum& items, const ItemSum::Element& sum,
                     const std::vector<AddedElement>& added, std::vector<ExplainedField>& fields);

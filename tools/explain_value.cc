@@ -19,6 +19,8 @@
 
 namespace {
 
+constexpr size_t kLongestElement = 64;  // bytes; more than any kind has
+
 // Which entries are asked for.
 struct Wanted {
   Kind kind;
@@ -67,6 +69,19 @@ std::optional<Decoded> Find(const FieldContext& context, std::span<const uint8_t
   return std::nullopt;
 }
 
+// An optional item of the period.
+struct SeenItem {
+  struct Element {
+    std::vector<uint8_t> bytes;
+    size_t place;
+    uint64_t offset = 0;
+  };
+  ExplainedInterval interval;
+  std::vector<uint8_t> head;
+  std::vector<Element> elements;
+  std::vector<uint8_t> held;  // the wanted element as it is held after the item; empty: not yet
+};
+
 class Explainer : public RunListener {
  public:
   Explainer(const ExplainWishes& wishes, const Wanted& wanted, const PslReader& archive,
@@ -110,17 +125,20 @@ class Explainer : public RunListener {
                         {each.words.begin(), each.words.end()}});
   }
 
-  void Taken(std::span<const uint8_t> record, const TakenElement& each) override {
-    if (each.row.kind != wanted_.kind) return;
-    const ElementFields fields(wanted_.kind, false);
-    if (fields.KeyOf(each.bytes) != wanted_.text) return;
-    ExplainedInterval interval = IntervalOf(record, each.bytes);
-    interval.length = Load32(each.item.data() + kAtInterval);
-    interval.columns = fields.columns();
-    fields.Decode({each.item, each.bytes, interval.offset}, interval.values);
-    intervals_.push_back(std::move(interval));
-    elements_.push_back(
-        {{each.item.begin(), each.item.end()}, {each.bytes.begin(), each.bytes.end()}});
+  // Which elements make the wanted one is known when the period is over: wait times of a disk that
+  // is not configured go to another one.
+  void Taken(std::span<const uint8_t> record, const TakenItem& each) override {
+    if (each.sum.row->kind != wanted_.kind) return;
+    SeenItem seen;
+    seen.interval = IntervalOf(record, each.item);
+    seen.interval.length = Load32(each.item.data() + kAtInterval);
+    seen.head.assign(each.item.begin(), each.item.begin() + kItemHead);
+    for (const TakenItem::Element& element : each.elements) {
+      seen.elements.push_back({{element.bytes.begin(), element.bytes.end()}, element.place});
+      seen.elements.back().offset = IntervalOf(record, element.bytes).offset;
+    }
+    if (const ItemSum::Element* const held = FindElement(each.sum)) seen.held = held->bytes;
+    items_.push_back(std::move(seen));
   }
 
   void RecordDue(std::span<const uint8_t> record, const PeriodSums* sums) override {
@@ -128,7 +146,7 @@ class Explainer : public RunListener {
     if (choice_.ours() && Load32(record.data() + kAtTime) == stamp_) TakePeriod(record, *sums);
     intervals_.clear();
     entries_.clear();
-    elements_.clear();
+    items_.clear();
   }
 
   bool found() const { return found_; }
@@ -167,13 +185,63 @@ class Explainer : public RunListener {
     explanation_.intervals = std::move(intervals_);
   }
 
-  void TakeElement(const PeriodSums& sums) {
-    const ItemSum* const items = sums.items().Find(wanted_.kind);
+  const ItemSum::Element* FindElement(const ItemSum& sum) const {
     const ElementFields fields(wanted_.kind, false);
-    for (const ItemSum::Element& element : items->elements) {
-      if (element.bytes.empty() || fields.KeyOf(element.bytes) != wanted_.text) continue;
-      ExplainElement(*items, element, elements_, explanation_.fields);
+    for (const ItemSum::Element& element : sum.elements) {
+      if (!element.bytes.empty() && fields.KeyOf(element.bytes) == wanted_.text) return &element;
     }
+    return nullptr;
+  }
+
+  // Lists what an item says of the element in a place: all that it adds, so that the sums told are
+  // those of the list.
+  void ListItem(const SeenItem& seen, size_t place, std::vector<AddedElement>& added) {
+    const ElementFields fields(wanted_.kind, false);
+    const auto list = [&](std::span<const uint8_t> bytes, uint64_t offset, bool named) {
+      ExplainedInterval interval = seen.interval;
+      if (offset != 0) interval.offset = offset;
+      interval.named = named;
+      interval.columns = fields.columns();
+      fields.Decode({seen.head, bytes, interval.offset}, interval.values);
+      intervals_.push_back(std::move(interval));
+      added.push_back({{bytes.begin(), bytes.end()}, named});
+    };
+    bool named = false;
+    uint64_t offset = 0;
+    for (const SeenItem::Element& element : seen.elements) {
+      if (element.place != place) continue;
+      if (wanted_.kind == kWaittm) {
+        list(element.bytes, element.offset, true);
+        // The item's time counts once.
+        if (named) intervals_.back().length = 0;
+      }
+      offset = element.offset;
+      named = true;
+    }
+    if (named && wanted_.kind == kWaittm) return;
+    if (!seen.held.empty() && wanted_.kind != kWaittm) {
+      list(seen.held, offset, named);
+      return;
+    }
+    // Nothing of the element: an item that counts by its time and status only.
+    const std::vector<uint8_t> none(kLongestElement, 0);
+    list(none, 0, false);
+    for (size_t i = 0; i < intervals_.back().columns.size(); ++i) {
+      const std::string& name = intervals_.back().columns[i].name;
+      if (name != "status" && name != "interval_ms" && name != "item_flag") {
+        intervals_.back().values[i] = Value();
+      }
+    }
+  }
+
+  void TakeElement(const PeriodSums& sums) {
+    const ItemSum& items = *sums.items().Find(wanted_.kind);
+    const ItemSum::Element* const element = FindElement(items);
+    const auto place = static_cast<size_t>(element - items.elements.data());
+    std::vector<AddedElement> added;
+    for (const SeenItem& seen : items_) ListItem(seen, place, added);
+    explanation_.of_items = true;
+    ExplainElement(items, *element, added, explanation_.fields);
   }
 
   void TakeResource(std::span<const uint8_t> record, const PeriodSums& sums) {
@@ -198,7 +266,7 @@ class Explainer : public RunListener {
   std::unique_ptr<FilePeriods> periods_;      // of the input
   std::vector<ExplainedInterval> intervals_;  // of the period so far
   std::vector<AddedInterval> entries_;
-  std::vector<AddedElement> elements_;
+  std::vector<SeenItem> items_;
   bool found_ = false;
   bool done_ = false;
   bool troubled_ = false;

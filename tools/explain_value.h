@@ -22,7 +22,8 @@ struct ExplainWishes : ArchiveInputs {
   Zone zone = Zone::kLocal;  // of times in messages
 };
 
-// What an input says of the resource.
+// What an input says of the resource. Of optional items each item of the kind is listed, as it adds
+// to the time, whether or not it holds the element.
 struct ExplainedInterval {
   std::string path;
   uint64_t record = 0;
@@ -30,6 +31,7 @@ struct ExplainedInterval {
   RecordPeriod period;  // of its record
   uint32_t length = 0;  // milliseconds
   bool valid = true;
+  bool named = true;            // optional items: the item holds the element
   std::vector<Column> columns;  // of `dump`
   std::vector<Value> values;
 };
@@ -64,6 +66,7 @@ struct Explanation {
   RecordPeriod period;
   uint8_t revision = 0;
   uint64_t differences = 0;  // fields that the archive stores otherwise
+  bool of_items = false;     // of an optional item's element
   std::vector<ExplainedInterval> intervals;
   std::vector<ExplainedField> fields;
 };

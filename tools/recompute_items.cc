@@ -23,20 +23,22 @@ uint32_t ElementKey(Kind kind, std::span<const uint8_t> element) {
   return Load32(element.data());
 }
 
-// Keeps an element in its own place, or in a free one; without either it is passed over.
-void Keep(ItemSum& sum, std::span<const uint8_t> bytes) {
+// Keeps an element in its own place, or in a free one; without either it is passed over. The place.
+size_t Keep(ItemSum& sum, std::span<const uint8_t> bytes) {
   const uint32_t key = ElementKey(sum.row->kind, bytes);
   const auto found = sum.index.find(key);
   if (found == sum.index.end()) {
-    if (sum.elements.size() == sum.room) return;
-    sum.index.emplace(key, sum.elements.size());
+    const size_t place = sum.elements.size();
+    if (place == sum.room) return place;
+    sum.index.emplace(key, place);
     sum.elements.push_back({{bytes.begin(), bytes.end()}, true, 0, {}});
-    return;
+    return place;
   }
   ItemSum::Element& element = sum.elements[found->second];
-  if (std::equal(bytes.begin(), bytes.end(), element.bytes.begin())) return;
+  if (std::equal(bytes.begin(), bytes.end(), element.bytes.begin())) return found->second;
   element.bytes.assign(bytes.begin(), bytes.end());
   element.due = true;
+  return found->second;
 }
 
 void AddWait(ItemSum& sum, std::span<const uint8_t> bytes, size_t place, uint32_t length) {
@@ -100,18 +102,20 @@ void ItemSums::AddItem(ItemSum& sum, std::span<const uint8_t> item, const FindDi
   sum.flag |= item[kItemFlag];
   sum.carried = Load16(item.data() + kItemCarried);
   ++sum.items;
+  TakenItem taken = {sum, item, {}};
   if (TakesElements(*layout_, *sum.row, item)) {
     const uint32_t count = Load16(item.data() + kItemCount);
     const auto elements = Carve(item, Load32(item.data() + kItemFirst), uint64_t{count} * size);
     for (uint32_t i = 0; i < count && !elements.empty(); ++i) {
       const auto bytes = elements.subspan(i * size, size);
-      if (watch) watch({*sum.row, item, bytes});
+      size_t place = 0;
       if (kind == kWaittm) {
-        const size_t disk = find_disk(Load16(bytes.data()), i);
-        if (disk < sum.elements.size()) AddWait(sum, bytes, disk, length);
+        place = find_disk(Load16(bytes.data()), i);
+        if (place < sum.elements.size()) AddWait(sum, bytes, place, length);
       } else {
-        Keep(sum, bytes);
+        place = Keep(sum, bytes);
       }
+      if (watch) taken.elements.push_back({bytes, place});
     }
   }
   if (IsPair(kind)) {
@@ -125,6 +129,7 @@ void ItemSums::AddItem(ItemSum& sum, std::span<const uint8_t> item, const FindDi
       element.sum += Load32(element.bytes.data() + kCabValue);
     }
   }
+  if (watch) watch(taken);
 }
 
 void ItemSums::MarkPairs() {

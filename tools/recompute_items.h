@@ -33,11 +33,15 @@ struct ItemSum {
   std::unordered_map<uint32_t, size_t> index;  // place of an element's key
 };
 
-// One element of an item that is taken, for those who watch.
-struct TakenElement {
-  const ItemRow& row;
+// An item that has been added, for those who watch.
+struct TakenItem {
+  struct Element {
+    std::span<const uint8_t> bytes;
+    size_t place;  // in `sum.elements`; behind its end: passed over
+  };
+  const ItemSum& sum;  // with the item in it
   std::span<const uint8_t> item;
-  std::span<const uint8_t> bytes;
+  std::vector<Element> elements;
 };
 
 class ItemSums {
@@ -49,7 +53,7 @@ class ItemSums {
   // Adds the optional items of a statistics record, which has been found sound. `find_disk` gives
   // the place of a logical disk by its number and the element's position.
   using FindDisk = std::function<size_t(uint32_t number, uint32_t position)>;
-  using Watch = std::function<void(const TakenElement&)>;
+  using Watch = std::function<void(const TakenItem&)>;
   void Add(std::span<const uint8_t> record, const FindDisk& find_disk, const Watch& watch);
 
   // An "LDM" record makes all pairs due.

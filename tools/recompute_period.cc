@@ -155,7 +155,7 @@ void PeriodSums::Add(const PslHeader& header, const RevisionLayout& layout,
   }
   ItemSums::Watch watch;
   if (watcher_ != nullptr) {
-    watch = [&](const TakenElement& element) { watcher_->Taken(record, element); };
+    watch = [&](const TakenItem& item) { watcher_->Taken(record, item); };
   }
   items_.Add(
       record, [this](uint32_t number, uint32_t i) { return PlaceOfKey(kLd, number, i); }, watch);

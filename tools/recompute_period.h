@@ -26,7 +26,7 @@ class PeriodWatcher {
  public:
   virtual ~PeriodWatcher() = default;
   virtual void Added(const AddedEntry& entry) = 0;
-  virtual void Taken(std::span<const uint8_t> record, const TakenElement& element) = 0;
+  virtual void Taken(std::span<const uint8_t> record, const TakenItem& item) = 0;
 };
 
 // The resources of one kind.

@@ -38,11 +38,11 @@ class RunListener : public PeriodWatcher {
   virtual void InputTrouble(const std::string& path, const Finding& finding) = 0;
   virtual bool wants_more() const { return true; }
   void Added(const AddedEntry&) override {}
-  void Taken(std::span<const uint8_t>, const TakenElement&) override {}
+  void Taken(std::span<const uint8_t>, const TakenItem&) override {}
 };
 
 // `inputs` are taken in the archiver's order. `watched`: the listener hears of each entry and
-// element, too.
+// optional item, too.
 void Recompute(std::vector<std::string> inputs, const RunRules& rules, RunListener& listener,
                bool watched, Progress& progress);
 
