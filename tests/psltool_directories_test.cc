@@ -71,10 +71,10 @@ TEST_F(PsltoolDirectories, ADirectoryWithoutFilesIsTold) {
   dir_.MakeDirectory("empty/.below");
   dir_.Write("empty/.below/20240305array01.psl", "x");
   for (const std::vector<std::string>& command : {std::vector<std::string>{"check"},
-                                                 {"info"},
-                                                 {"show"},
-                                                 {"top"},
-                                                 {"export", "--to", "csv"}}) {
+                                                  {"info"},
+                                                  {"show"},
+                                                  {"top"},
+                                                  {"export", "--to", "csv"}}) {
     std::vector<std::string> arguments = command;
     arguments.emplace_back("empty");
     const ProgramResult result = Psltool(arguments);

@@ -1,13 +1,10 @@
 // What all commands of psltool have in common: help, versions, statuses, and how they end when
 // readers, disks or people stop them.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <stdlib.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <set>
+#include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -15,6 +12,7 @@
 #include "tests/support/nights.h"
 #include "tests/support/process.h"
 #include "tests/support/tempdir.h"
+#include "tests/support/terminal.h"
 
 namespace {
 
@@ -86,7 +84,7 @@ class PsltoolMannersOverFiles : public testing::Test {
   void SetUp() override {
     ASSERT_EQ(Sh("\"$0\" make -q --interval 900 --days 2 --ld 16 --pd 16").status, 0);
     ASSERT_EQ(RunProgram(QELPRFARC_PATH, {"20240304array01.psl"}, {dir_.Path(), {}}).status, 0);
-    dir_.Write("cut.psl", dir_.Read("20240305array01.psl").substr(0, 100000));
+    dir_.Write("cut.bin", dir_.Read("20240305array01.psl").substr(0, 100000));
   }
   ProgramResult Sh(const std::string& script) const {
     return RunProgram("/bin/sh", {"-c", script, PSLTOOL_PATH}, {dir_.Path(), {}});
@@ -117,7 +115,7 @@ TEST_F(PsltoolMannersOverFiles, AFullDiskBehindTheOutputIsTold) {
         "export --to csv 20240304array01.psl", "export --to ndjson 20240304array01.psl",
         "export --to openmetrics 20240304array01.psl", "info 20240304array01.psl",
         "info --json 20240304array01.psl", "make --days 9 --interval 21600 -o more",
-        "salvage cut.psl -o saved.psl", "seal .", "seal --json .",
+        "salvage cut.bin -o saved.psl", "seal .", "seal --json .",
         "show 20240304array01.psl 20240305array01.psl", "top 20240304array01.psl",
         "top --json 20240304array01.psl", "segment make --root /r --archive /a", "--help",
         "--version", "dump --help"}) {
@@ -152,7 +150,7 @@ TEST_F(PsltoolMannersOverFiles, ALimitOfFileSizesLeavesNothingBehind) {
 
 TEST_F(PsltoolMannersOverFiles, NothingIsColoured) {
   for (const std::string command :
-       {"check . cut.psl", "dump 20240304array01.psa", "info 20240304array01.psl",
+       {"check . cut.bin", "dump 20240304array01.psa", "info 20240304array01.psl",
         "show 20240304array01.psa", "top 20240304array01.psa", "seal .",
         "export --to csv 20240304array01.psa", "--help"}) {
     const ProgramResult result = Sh("TERM=xterm-256color exec \"$0\" " + command);
@@ -161,13 +159,19 @@ TEST_F(PsltoolMannersOverFiles, NothingIsColoured) {
   }
 }
 
+bool HasNameLike(const TempDir& dir, std::string_view end) {
+  const std::vector<std::string> names = dir.Names();
+  return std::any_of(names.begin(), names.end(),
+                     [end](const std::string& name) { return name.ends_with(end); });
+}
+
 // Whoever interrupts a command finds no half file.
 TEST_F(PsltoolMannersOverFiles, ASignalRemovesWhatIsUnfinished) {
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     TempDir dir;
     RunningProgram make(PSLTOOL_PATH,
                         {"make", "-q", "--interval", "1", "--ld", "500", "-o", dir.Path()});
-    while (!dir.Exists("20240304array01.psl.part")) usleep(1000);
+    while (!HasNameLike(dir, ".part")) usleep(1000);
     kill(make.pid(), number);
     EXPECT_EQ(make.Wait().status, 128 + number);
     EXPECT_EQ(dir.Names(), std::vector<std::string>{});
@@ -179,7 +183,7 @@ TEST_F(PsltoolMannersOverFiles, ASignalRemovesWhatIsUnfinished) {
     std::filesystem::create_symlink("20240304array01.psl", arguments.back());
   }
   RunningProgram database(PSLTOOL_PATH, arguments);
-  while (!dir.Exists("x.db.part-journal")) usleep(1000);
+  while (!HasNameLike(dir, ".part-journal")) usleep(1000);
   kill(database.pid(), SIGTERM);
   EXPECT_EQ(database.Wait().status, 128 + SIGTERM);
   EXPECT_EQ(dir.Names(), std::vector<std::string>{});
@@ -193,32 +197,11 @@ TEST_F(PsltoolMannersOverFiles, ALongRunShowsItsProgressOnATerminal) {
         "top 20240304array01.psl", "export --to csv 20240304array01.psl",
         "export --to sqlite -o x.db 20240304array01.psl", "show 20240304array01.psl",
         "dump 20240304array01.psl", "make -o more", "salvage 20240304array01.psl -o good.psl"}) {
-    const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
-    ASSERT_NE(terminal, -1);
-    ASSERT_EQ(grantpt(terminal), 0);
-    ASSERT_EQ(unlockpt(terminal), 0);
-    const std::string name = ptsname(terminal);
-    RunningProgram program("/bin/sh",
-                           {"-c",
-                            "LD_PRELOAD=" FAKETIME_PATH " FAKETIME='+0 x20000' exec \"$0\" " +
-                                command + " > out 2> " + name,
-                            PSLTOOL_PATH},
-                           {dir_.Path(), {}});
-    // Read while it runs: a terminal that nobody reads is full at some time.
-    std::string shown;
-    siginfo_t end{};
-    do {
-      end.si_pid = 0;
-      usleep(500);
-      ASSERT_EQ(waitid(P_PID, static_cast<id_t>(program.pid()), &end, WEXITED | WNOHANG | WNOWAIT),
-                0);
-      char buffer[4096];
-      for (ssize_t count; (count = read(terminal, buffer, sizeof buffer)) > 0;) {
-        shown.append(buffer, static_cast<size_t>(count));
-      }
-    } while (end.si_pid == 0);
-    close(terminal);
-    EXPECT_EQ(program.Wait().status, 0) << command << shown;
+    int status = -1;
+    const std::string shown =
+        OnTerminal("LD_PRELOAD=" FAKETIME_PATH " FAKETIME='+0 x20000' \"$0\" " + command + " > out",
+                   dir_.Path(), &status);
+    EXPECT_EQ(status, 0) << command << shown;
     ASSERT_GE(shown.size(), 4U) << command;
     EXPECT_NE(shown.find("20240304array01.ps"), std::string::npos) << command << shown;
     EXPECT_NE(shown.find("%\x1b[K"), std::string::npos) << command << shown;
@@ -226,6 +209,106 @@ TEST_F(PsltoolMannersOverFiles, ALongRunShowsItsProgressOnATerminal) {
     EXPECT_EQ(shown.substr(shown.size() - 4), "\r\x1b[K") << command;
     EXPECT_EQ(dir_.Read("out").find('\x1b'), std::string::npos) << command;
   }
+}
+
+// What stands under the names of unfinished files belongs to somebody else: a link there was
+// written through once. Two runs with one output wrote into each other's file.
+TEST_F(PsltoolMannersOverFiles, NothingIsWrittenThroughWhatStandsInTheWay) {
+  for (const std::string command :
+       {"salvage 20240304array01.psl -o new.out", "export --to csv -o new.out 20240304array01.psl",
+        "export --to sqlite -o new.out 20240304array01.psl", "seal ."}) {
+    const std::string out = command == "seal ." ? "SHA256SUMS" : "new.out";
+    dir_.Write("victim", "as it was");
+    const ProgramResult result = Sh("ln -s victim " + out + ".part; ln -s victim " + out +
+                                    ".$$.part; exec \"$0\" " + command);
+    EXPECT_EQ(result.status, 0) << command << result.err;
+    EXPECT_EQ(dir_.Read("victim"), "as it was") << command;
+    EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(dir_.Path(out))))
+        << command;
+    EXPECT_GT(dir_.Read(out).size(), 60U) << command;
+    ASSERT_EQ(Sh("rm " + out + " *.part").status, 0);
+  }
+}
+
+TEST_F(PsltoolMannersOverFiles, TwoRunsWithOneOutputAreNotInEachOthersWay) {
+  ASSERT_EQ(Sh("\"$0\" export --to csv -o expected.csv 20240304array01.psl").status, 0);
+  const ProgramResult result = Sh(
+      "for i in 1 2 3 4; do \"$0\" export --to csv -o both.csv 20240304array01.psl & done; wait");
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(dir_.Read("both.csv"), dir_.Read("expected.csv"));
+  EXPECT_FALSE(HasNameLike(dir_, ".part"));
+}
+
+// Names of files, and what is printed of them, do not take over the terminal.
+TEST_F(PsltoolMannersOverFiles, ATerminalGetsNoControlCharactersOfNames) {
+  const std::string name =
+      "a\x1b]0;owned\x07\xc2\x9b"
+      "2J\nb\x7f\xc3\xa9.psl";
+  dir_.MakeDirectory("names");
+  dir_.Write("names/" + name, dir_.Read("20240304array01.psl"));
+  dir_.Write("names/x" + name, dir_.Read("cut.bin"));
+  const std::string shown_name = "a\\x1b]0;owned\\x07\\xc2\\x9b2J\\nb\\x7f\xc3\xa9.psl";
+  for (const std::string command :
+       {"check names", "info names", "show names", "top --by busy names/x*", "dump names/x*",
+        "check names/none*$(printf '\\033')", "salvage names/x* -o \"names/$(printf 'z\\033')\"",
+        "audit --archive 20240304array01.psa names/*", "frob$(printf '\\033')",
+        "dump --frob$(printf '\\033')"}) {
+    const std::string shown = OnTerminal("\"$0\" " + command, dir_.Path());
+    EXPECT_NE(shown, "") << command;
+    EXPECT_TRUE(std::none_of(
+        shown.begin(), shown.end(),
+        [](char c) {
+          return (static_cast<unsigned char>(c) < 0x20 && c != '\r' && c != '\n') || c == 0x7F;
+        }))
+        << command << shown;
+    EXPECT_EQ(shown.find("\xc2\x9b"), std::string::npos) << command;
+    if (command.find("names/*") == std::string::npos && command.starts_with("check names")) {
+      EXPECT_NE(shown.find("\\x1b"), std::string::npos) << command << shown;
+    }
+  }
+  // Programs that read a pipe get the bytes; failures are one line wherever they go.
+  EXPECT_NE(Sh("exec \"$0\" info names").out.find(name), std::string::npos);
+  const std::string err = Sh("exec \"$0\" dump names/x*").err;
+  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
+  EXPECT_NE(err.find("x" + shown_name.substr(0, 4)), std::string::npos) << err;
+}
+
+// Ordinary names and texts are the same there and in a pipe.
+TEST_F(PsltoolMannersOverFiles, ATerminalGetsWhatAPipeGets) {
+  for (const std::string command :
+       {"check . cut.bin", "dump --kind ld 20240304array01.psa", "info .",
+        "show 20240304array01.psa", "top 20240304array01.psa", "salvage cut.bin -o s.psl --force",
+        "units --tsv .", "units --json .", "info --json .", "export --to csv 20240304array01.psa",
+        "audit --archive 20240304array01.psa 20240304array01.psl", "--help",
+        "explain --archive 20240304array01.psa --kind ld --key 1 --at 2024-03-04 --all "
+        "20240304array01.psl"}) {
+    std::string shown = OnTerminal("LC_ALL=C.UTF-8 TZ=UTC \"$0\" " + command, dir_.Path());
+    std::erase(shown, '\r');
+    const ProgramResult piped = Sh("LC_ALL=C.UTF-8 TZ=UTC exec \"$0\" " + command + " 2>&1");
+    EXPECT_EQ(shown, piped.out) << command;
+  }
+}
+
+TEST(PsltoolManners, AMistypedCommandIsNamedWithTheNearestOne) {
+  const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+      {{"dmup", "x.psl"}, "\"dmup\" is no command, the nearest one is \"dump\"; psltool --help"},
+      {{"sela"}, "\"sela\" is no command, the nearest one is \"seal\"; psltool --help"},
+      {{"exlpain"}, "\"exlpain\" is no command, the nearest one is \"explain\"; psltool --help"},
+      {{"healthy"}, "\"healthy\" is no command, the nearest one is \"health\"; psltool --help"},
+      {{"zzzz"}, "\"zzzz\" is no command; psltool --help"},
+      {{"segment", "sohw", "1"},
+       "\"sohw\" is no command, the nearest one is \"show\"; psltool segment --help"}};
+  for (const auto& [arguments, expected] : cases) {
+    const ProgramResult result = RunProgram(PSLTOOL_PATH, arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err, "psltool: " + expected + " tells the commands\n");
+    EXPECT_EQ(result.out, "");
+  }
+  const ProgramResult option = RunProgram(PSLTOOL_PATH, {"dump", "x.psl", "--kidn", "ld"});
+  EXPECT_EQ(option.status, 2);
+  EXPECT_NE(option.err.find(", the nearest one is \"--kind\"; psltool dump --help"),
+            std::string::npos)
+      << option.err;
 }
 
 }  // namespace

@@ -145,7 +145,7 @@ TEST(PsltoolSalvage, StatisticsOfALostStructureStayOut) {
   for (size_t i = 0; i < 100; ++i) hole[i] = '?';
   const Bytes start = spell::Log({.revision = revision}, {spell::kNewYear});
   const Salvaging salvaging(start + hole + of_other + other + of_other);
-  ASSERT_EQ(salvaging.Run({"--resync"}).status, 0);
+  ASSERT_EQ(salvaging.Run({"--resync", "--keep-suspect"}).status, 0);
   EXPECT_EQ(salvaging.Saved(), start + other + of_other);
 }
 
@@ -183,7 +183,7 @@ TEST(PsltoolSalvage, TagsInsideOfDataArePassedOver) {
   decoys[0] = 'X';  // the framing is lost here
   const Bytes later = spell::Statistics(0x1D, {.time = spell::kNewYear + 60});
   const Salvaging salvaging(start + "XYZ" + decoys + later);
-  ASSERT_EQ(salvaging.Run({"--resync"}).status, 0);
+  ASSERT_EQ(salvaging.Run({"--resync", "--keep-suspect"}).status, 0);
   EXPECT_EQ(salvaging.Saved(), start + later);
 }
 
@@ -193,8 +193,146 @@ TEST(PsltoolSalvage, OlderRecordsAreNotFoundAgain) {
   const Bytes old = spell::Statistics(0x1D, {.time = spell::kNewYear + 60});
   const Bytes later = spell::Statistics(0x1D, {.time = spell::kNewYear + 660});
   const Salvaging salvaging(start + "garbage" + old + later);
-  ASSERT_EQ(salvaging.Run({"--resync"}).status, 0);
+  ASSERT_EQ(salvaging.Run({"--resync", "--keep-suspect"}).status, 0);
   EXPECT_EQ(salvaging.Saved(), start + later);
+}
+
+// Bytes were lost inside a record: its length still fits, but leads into the record behind it, and
+// its counters are shifted. It was copied as sound.
+TEST(PsltoolSalvage, AShiftedRecordIsSuspect) {
+  const Bytes start = spell::Log({}, {spell::kNewYear});
+  const Bytes record = spell::Statistics(0x1D, {.time = spell::kNewYear + 60});
+  const Bytes later = spell::Statistics(0x1D, {.time = spell::kNewYear + 120});
+  const size_t in_counters = spell::GetU32(record, 88 + 4) + 20;
+  for (const int change : {-7, -1, 1, 9}) {
+    Bytes shifted = record;
+    if (change < 0) {
+      shifted.erase(in_counters, static_cast<size_t>(-change));
+    } else {
+      shifted.insert(in_counters, static_cast<size_t>(change), '\x05');
+    }
+    const Salvaging salvaging(start + shifted + later + later);
+    const ProgramResult result = salvaging.Run({"--resync"});
+    ASSERT_EQ(result.status, 0) << change << result.err;
+    EXPECT_EQ(salvaging.Saved(), start + later + later) << change;
+    const std::string place = std::to_string(record.size()) + " bytes from offset " +
+                              std::to_string(start.size()) + " on, ";
+    EXPECT_NE(
+        result.out.find("  suspect  record 3 (STA), " + place + "left out: no record follows it\n"),
+        std::string::npos)
+        << result.out;
+    EXPECT_TRUE(IsArchived(salvaging.Saved()));
+
+    const ProgramResult kept = salvaging.Run({"--resync", "--keep-suspect", "--force"});
+    ASSERT_EQ(kept.status, 0) << kept.err;
+    EXPECT_NE(kept.out.find(place + "kept: no record follows it\n"), std::string::npos) << kept.out;
+    EXPECT_EQ(Kept(salvaging.Saved()).substr(0, 11), "CON STA STA") << change;
+    // Without --resync the copy ends in front of it.
+    ASSERT_EQ(salvaging.Run({"--force"}).status, 0);
+    EXPECT_EQ(salvaging.Saved(), start) << change;
+  }
+}
+
+// A damaged tag or length says nothing against the record in front: that ends where it should.
+TEST(PsltoolSalvage, DamageOfTheNextHeaderMakesNoRecordSuspect) {
+  const Bytes start = spell::Log({}, {spell::kNewYear});
+  const Bytes later = spell::Statistics(0x1D, {.time = spell::kNewYear + 60});
+  for (const size_t at : {size_t{0}, size_t{2}, size_t{8}, size_t{9}}) {
+    Bytes damaged = later;
+    damaged[at] = '\x7f';
+    const Salvaging salvaging(start + damaged + later);
+    const ProgramResult result = salvaging.Run({"--resync"});
+    ASSERT_EQ(result.status, 0) << at << result.err;
+    EXPECT_EQ(result.out.find("suspect"), std::string::npos) << at << result.out;
+    EXPECT_EQ(salvaging.Saved(), start + later) << at;
+  }
+}
+
+// ---- the structure record of another day ----
+
+class PsltoolSalvageStructure : public testing::TestWithParam<int> {
+ protected:
+  static uint8_t Revision() { return static_cast<uint8_t>(GetParam()); }
+  static Bytes Day(uint32_t start) {
+    return spell::Log({.revision = Revision(), .time = start}, {start, start + 60, start + 120},
+                      true);
+  }
+  static size_t HeaderSize() { return spell::HeaderSize(Revision()); }
+  static size_t StructureSize(const Bytes& log) { return spell::GetU32(log, HeaderSize() + 8); }
+};
+
+TEST_P(PsltoolSalvageStructure, StandsInForOneThatIsLost) {
+  const uint32_t tomorrow = spell::kNewYear + 86400;
+  const Bytes log = Day(tomorrow);
+  const size_t size = StructureSize(log);
+  Bytes holed = log;
+  for (size_t i = 0; i < 40; ++i) holed[HeaderSize() + i] = '?';
+  Bytes content = log;
+  spell::SetU32(content, HeaderSize() + 28, 0x7FFFFFFF);  // a list leaves the record
+  const Bytes without = log.substr(0, HeaderSize()) + log.substr(HeaderSize() + size);
+  for (const Bytes& broken : {holed, content, without}) {
+    const Salvaging salvaging(broken);
+    salvaging.dir().Write("day_before.psl", Day(spell::kNewYear));
+    EXPECT_EQ(salvaging.Run({"--resync"}).status, 1);
+    const ProgramResult result =
+        salvaging.Run({"--structure", salvaging.dir().Path("day_before.psl")});
+    ASSERT_EQ(result.status, 0) << result.err;
+    // That of the day before, with the time of the first statistics that need it.
+    EXPECT_EQ(salvaging.Saved(), log);
+    EXPECT_NE(result.out.find("  borrowed structure record of " +
+                              salvaging.dir().Path("day_before.psl") + ", record 1\n"),
+              std::string::npos)
+        << result.out;
+    EXPECT_TRUE(IsArchived(salvaging.Saved()));
+  }
+}
+
+TEST_P(PsltoolSalvageStructure, ASoundStructureIsNotReplaced) {
+  const Bytes log = Day(spell::kNewYear + 86400);
+  Bytes cut = log.substr(0, log.size() - 5);
+  const Salvaging salvaging(cut);
+  salvaging.dir().Write("day_before.psl", Day(spell::kNewYear));
+  const ProgramResult result =
+      salvaging.Run({"--structure", salvaging.dir().Path("day_before.psl")});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out.find("borrowed"), std::string::npos) << result.out;
+  EXPECT_EQ(Kept(salvaging.Saved()), "CON STA STA");
+}
+
+INSTANTIATE_TEST_SUITE_P(Families, PsltoolSalvageStructure,
+                         testing::Values(0x10, 0x11, 0x12, 0x13, 0x14, 0x18, 0x19, 0x1A, 0x1C, 0x1D,
+                                         0x21),
+                         RevisionParam<int>);
+
+TEST(PsltoolSalvage, AStructureRecordOfAnotherArrayTakesNoCounters) {
+  const Bytes log = spell::Log({}, {spell::kNewYear});
+  const size_t header = spell::HeaderSize(0x1D);
+  const Bytes without = log.substr(0, header) + spell::Statistics(0x1D, {.time = spell::kNewYear});
+  Bytes other = log;
+  const size_t list = header + spell::GetU32(log, header + 88 + 4);
+  spell::SetU16(other, list, 0x0707);  // its disk has another number
+  const Salvaging salvaging(without);
+  salvaging.dir().Write("other.psl", other);
+  const ProgramResult result = salvaging.Run({"--structure", salvaging.dir().Path("other.psl")});
+  EXPECT_EQ(result.status, 1) << result.out;
+  EXPECT_FALSE(salvaging.dir().Exists("good.psl"));
+}
+
+TEST(PsltoolSalvage, AStructureThatCannotBeTakenIsTold) {
+  const Salvaging salvaging(spell::Log({}, {spell::kNewYear}));
+  const auto run = [&](const Bytes& bytes) {
+    salvaging.dir().Write("from.psl", bytes);
+    const ProgramResult result = salvaging.Run({"--structure", salvaging.dir().Path("from.psl")});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_FALSE(salvaging.dir().Exists("good.psl"));
+    return result.err;
+  };
+  EXPECT_NE(run(spell::Log({.revision = 0x1C}, {spell::kNewYear})).find("from.psl: is of revision"),
+            std::string::npos);
+  EXPECT_NE(run(spell::HeaderRecord({})).find("from.psl: holds no sound structure record"),
+            std::string::npos);
+  EXPECT_NE(run("no log").find("from.psl: "), std::string::npos);
+  EXPECT_EQ(salvaging.Run({"--structure", salvaging.dir().Path("none.psl")}).status, 2);
 }
 
 TEST(PsltoolSalvage, WhatIsNoLogCannotBeSaved) {

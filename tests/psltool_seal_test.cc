@@ -5,11 +5,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "tests/model/random_source.h"
+#include "tests/model/slow_archiver.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/sample_records.h"
@@ -35,13 +37,14 @@ int Sha256sum(const TempDir& dir) {
       .status;
 }
 
-// An hour archive of one disk.
+// An hour archive of one disk, as the archiver makes it of a log.
 Bytes Archive(uint32_t time = spell::kNewYear) {
-  spell::Header header;
-  header.revision = 0x1D;
-  header.level = 'H';
-  return spell::HeaderRecord(header) + spell::Structure(0x1D) +
-         spell::Statistics(0x1D, {.time = time + 3540});
+  const Bytes log = spell::Log({.time = time}, {time + 3540});
+  const auto files =
+      model::RunArchiver({{"20240101array01.psl", {log.begin(), log.end()}}}, {}).files;
+  EXPECT_EQ(files.size(), 1U);
+  const model::Bytes& archive = files.begin()->second;
+  return {archive.begin(), archive.end()};
 }
 
 void WriteTwo(const TempDir& dir) {
@@ -83,7 +86,7 @@ TEST(PsltoolSeal, NewArchivesAreSealedInTheFormOfSha256sum) {
   ASSERT_EQ(system.status, 0);
   EXPECT_EQ(dir.Read("SHA256SUMS"), system.out);
   EXPECT_EQ(Sha256sum(dir), 0);
-  EXPECT_FALSE(dir.Exists("SHA256SUMS.part"));
+  EXPECT_EQ(dir.Names().size(), 3U);
 }
 
 TEST(PsltoolSeal, WhatIsUnchangedKeepsItsLineAndTheFileItself) {
@@ -162,7 +165,7 @@ TEST(PsltoolSeal, WhatIsNotFinishedIsNotSealed) {
   dir.Write("20240103array01.psa_tmp", Archive());
   dir.Write("20240103array01.psa_tmp.psa", Archive());
   dir.Write("20240104array01.psa");  // the archiver's mark
-  dir.Write("20240105array01.psl", Archive());
+  dir.Write("20240105array01.txt", Archive());
   dir.Write("20240106array01.psa", Archive().substr(0, Archive().size() - 1));
   dir.MakeDirectory("20240107array01.psa");
   const ProgramResult result = Seal(dir);
@@ -230,18 +233,74 @@ TEST(PsltoolSeal, TwoAtOnceExcludeEachOther) {
   EXPECT_EQ(Seal(dir).status, 0);
 }
 
+// Logs were passed over. That of a day that is not over is still being written.
+TEST(PsltoolSeal, LogsOfDaysThatAreOverAreSealed) {
+  TempDir dir;
+  WriteTwo(dir);
+  const Bytes log = spell::Log({}, {spell::kNewYear});
+  dir.Write("20240101array01.psl", log);
+  dir.Write("20240101array01#002.psl", log);
+  dir.Write("20240102array01.psl", log.substr(0, log.size() - 1));
+  dir.Write("20240103array01.psl");
+  dir.Write("29991231array01.psl", log);
+  dir.Write(".20240104array01.psl", log);
+  const ProgramResult result = Seal(dir);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out.substr(0, result.out.find("20240102array01.psl: FINDING: not sealed: ")),
+            "20240101array01#002.psl: sealed\n20240101array01.psa: sealed\n"
+            "20240101array01.psl: sealed\n20240102array01.psa: sealed\n");
+  const std::string end =
+      "20240103array01.psl: empty: not sealed\n"
+      "29991231array01.psl: still being written: not sealed, left to the next time\n"
+      "0 kept, 4 added, 0 renewed, 0 forgotten, 1 finding\n";
+  EXPECT_TRUE(result.out.ends_with(end)) << result.out;
+  EXPECT_EQ(Sha256sum(dir), 0);
+  // Named, it is sealed as it is.
+  EXPECT_EQ(Seal(dir, {"--renew", "29991231array01.psl"}).status, 1);
+  EXPECT_NE(dir.Read("SHA256SUMS").find("29991231array01.psl"), std::string::npos);
+}
+
+// `check` of a directory knows what should be there.
+TEST(PsltoolSeal, CheckTellsOfSealedFilesThatAreGone) {
+  TempDir dir;
+  dir.MakeDirectory("a/below");
+  const Bytes log = spell::Log({}, {spell::kNewYear});
+  for (const char* name : {"a/20240101array01.psl", "a/20240102array01.psl",
+                           "a/below/20240103array01.psl", "a/below/20240104array01.psl"}) {
+    dir.Write(name, log);
+  }
+  ASSERT_EQ(Psltool(dir, {"seal", "a"}).status, 0);
+  ASSERT_EQ(Psltool(dir, {"seal", "a/below"}).status, 0);
+  EXPECT_EQ(Psltool(dir, {"check", "a"}).status, 0);
+  std::filesystem::remove(dir.Path("a/20240101array01.psl"));
+  std::filesystem::remove(dir.Path("a/below/20240104array01.psl"));
+  const ProgramResult result = Psltool(dir, {"check", "a/"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out,
+            "a/20240101array01.psl: error: has a line in SHA256SUMS, but is gone [sealed-gone]\n"
+            "a/below/20240104array01.psl: error: has a line in SHA256SUMS, but is gone "
+            "[sealed-gone]\n"
+            "4 files, 2 with findings: 2 errors, 0 warnings\n");
+  // A file by itself says nothing of its neighbours.
+  EXPECT_EQ(Psltool(dir, {"check", "a/20240102array01.psl"}).status, 0);
+  EXPECT_EQ(Psltool(dir, {"seal", "a", "--forget"}).status, 0);
+  EXPECT_EQ(Psltool(dir, {"seal", "a/below", "--forget"}).status, 0);
+  EXPECT_EQ(Psltool(dir, {"check", "a"}).status, 0);
+}
+
 TEST(PsltoolSeal, AFullDiskLeavesTheOldSeals) {
   TempDir dir;
   WriteTwo(dir);
   ASSERT_EQ(Seal(dir).status, 0);
   const std::string sealed = dir.Read("SHA256SUMS");
   dir.Write("20240103array01.psa", Archive());
-  std::filesystem::create_symlink("/dev/full", dir.Path("SHA256SUMS.part"));
-  const ProgramResult result = Seal(dir);
-  EXPECT_EQ(result.status, 2);
-  EXPECT_NE(result.err.find("No space left on device"), std::string::npos) << result.err;
+  const std::vector<std::string> names = dir.Names();
+  const ProgramResult result =
+      RunProgram("/bin/sh", {"-c", "{ ulimit -f 0; exec \"$0\" seal .; } 2>&1 | cat", PSLTOOL_PATH},
+                 {dir.Path(), {}});
+  EXPECT_NE(result.out.find("File too large"), std::string::npos) << result.out;
   EXPECT_EQ(dir.Read("SHA256SUMS"), sealed);
-  EXPECT_FALSE(dir.Exists("SHA256SUMS.part"));
+  EXPECT_EQ(dir.Names(), names);
 }
 
 TEST(PsltoolSeal, JsonTellsTheStateOfEachFile) {

@@ -166,6 +166,10 @@ void RecordReport::Warn(const char* code, uint64_t at, std::string field, std::s
       {Severity::kWarning, code, number_, tag_, position_ + at, std::move(field), std::move(text)});
 }
 
+void RecordReport::Note(const char* code, uint64_t at, std::string field, std::string text) {
+  sink_({Severity::kNote, code, number_, tag_, position_ + at, std::move(field), std::move(text)});
+}
+
 bool ReadTables(const PslHeader& header, std::span<const uint8_t> record, RecordReport& report,
                 ArrayTables& tables) {
   tables = ArrayTables();

@@ -51,6 +51,7 @@ class RecordReport {
   // `at`: offset of the field in the record. Error returns false.
   bool Error(const char* code, uint64_t at, std::string field, std::string text);
   void Warn(const char* code, uint64_t at, std::string field, std::string text);
+  void Note(const char* code, uint64_t at, std::string field, std::string text);
   bool sound() const { return sound_; }
 
  private:

@@ -7,6 +7,7 @@
 
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
+#include "tools/check_archive.h"
 #include "tools/check_statistics.h"
 #include "tools/kind_names.h"
 #include "tools/time_text.h"
@@ -48,7 +49,11 @@ void CheckDate(const PslReader& reader, RecordReport& report) {
 // and days by them.
 class StampOrder {
  public:
+  // `header`: the stamp of the file header.
+  StampOrder(char level, uint32_t header) : level_(level), header_(header) {}
+
   void Look(const PslReader& reader, const FindingSink& sink) {
+    LookFar(reader, sink);
     if (reader.tag() != "STA" && reader.tag() != "CON") return;
     const uint32_t stamp = Load32(reader.record().data() + kAtTime);
     if (any_ && stamp < last_) {
@@ -62,6 +67,22 @@ class StampOrder {
   }
 
  private:
+  // An archive is of one day or month.
+  void LookFar(const PslReader& reader, const FindingSink& sink) const {
+    if (level_ != 'H' && level_ != 'D') return;
+    const int64_t most = (level_ == 'H' ? 2 : 40) * kDay;
+    const uint32_t stamp = Load32(reader.record().data() + kAtTime);
+    const int64_t distance = int64_t{stamp} - int64_t{header_};
+    if (distance >= -most && distance <= most) return;
+    RecordReport report(sink, reader.number(), reader.position(), reader.tag());
+    report.Note("stamp-far", kAtTime, "time stamp",
+                fmt::format("{} UTC is {} days away from that of the file header",
+                            TimeText(stamp, Zone::kUtc), distance / kDay));
+  }
+
+  static constexpr int64_t kDay = 86400;
+  char level_;
+  uint32_t header_;
   bool any_ = false;
   uint32_t last_ = 0;
 };
@@ -96,6 +117,9 @@ void CheckFileHeader(const PslReader& reader, const FindingSink& sink) {
                  fmt::format("\"{}\" is none of L, H and D", TagText({&header.level, 1})));
   }
   CheckMasks(reader, report);
+  if (header.level == 'H' || header.level == 'D') {
+    CheckArchivedHeader(header, reader.record(), report);
+  }
   if (layout.row.keeps_header) CheckDate(reader, report);
 }
 
@@ -110,6 +134,18 @@ void RecordChecker::CheckSmall(const PslReader& reader, RecordReport& report) co
   report.Warn("record-long", kAtLength, "record length",
               fmt::format("{} bytes, but the next record is taken to begin after {}",
                           reader.length(), fixed));
+}
+
+// Whether a sound record of an archive is one that the archiver writes.
+bool RecordChecker::IsAsArchived(const PslReader& reader, RecordReport& report) const {
+  if (reader.tag() == "CON") return CheckArchivedStructure(*header_, reader.record(), report);
+  if (reader.tag() == "STA") {
+    return CheckArchivedStatistics(*header_, reader.record(), report, tables_);
+  }
+  const uint32_t fixed = MeaningfulSize(reader.tag(), reader.length());
+  if (reader.tag() == "FRE" || reader.length() == fixed) return true;
+  return report.Error("archive-length", kAtLength, "record length",
+                      fmt::format("{} bytes, but archives hold {}", reader.length(), fixed));
 }
 
 Verdict RecordChecker::Judge(const PslReader& reader, const FindingSink& sink, UnknownDisks unknown,
@@ -130,7 +166,9 @@ Verdict RecordChecker::Judge(const PslReader& reader, const FindingSink& sink, U
   } else {
     CheckSmall(reader, report);
   }
-  return sound && !refused ? Verdict::kSound : Verdict::kBroken;
+  if (!sound || refused) return Verdict::kBroken;
+  const bool archive = header_->level == 'H' || header_->level == 'D';
+  return !archive || IsAsArchived(reader, report) ? Verdict::kSound : Verdict::kSuspect;
 }
 
 Verdict RecordChecker::Judge(const PslReader& reader, const FindingSink& sink,
@@ -143,10 +181,11 @@ Verdict RecordChecker::Check(const PslReader& reader, const FindingSink& sink,
                              UnknownDisks unknown) {
   Taken taken;
   const Verdict verdict = Judge(reader, sink, unknown, taken);
+  const bool taken_over = verdict == Verdict::kSound || verdict == Verdict::kSuspect;
   if (reader.tag() == "CON") {
-    lost_structure_ = verdict != Verdict::kSound;
+    lost_structure_ = !taken_over;
     tables_ = lost_structure_ ? ArrayTables() : std::move(taken.tables);
-  } else if (reader.tag() == "STA" && verdict == Verdict::kSound && header_->level != 'D') {
+  } else if (reader.tag() == "STA" && taken_over && header_->level != 'D') {
     // Day archives leave out structure records that change nothing in their lists; the sets that
     // statistics records name can change there without one.
     for (size_t kind = 0; kind < kSectionKinds; ++kind) {
@@ -157,12 +196,26 @@ Verdict RecordChecker::Check(const PslReader& reader, const FindingSink& sink,
   return verdict;
 }
 
+void RecordChecker::LoseStructure() {
+  lost_structure_ = true;
+  tables_ = ArrayTables();
+}
+
+void RecordChecker::TakeStructure(std::span<const uint8_t> record) {
+  const FindingSink nobody = [](const Finding&) {};
+  RecordReport report(nobody, 0, 0, "CON");
+  ArrayTables tables;
+  lost_structure_ = !ReadTables(*header_, record, report, tables);
+  tables_ = lost_structure_ ? ArrayTables() : std::move(tables);
+}
+
 CheckedFile CheckFile(const std::string& path, const FindingSink& sink, Progress& progress) {
   CheckedFile file;
   file.path = path;
   const FindingSink counting = [&](const Finding& finding) {
     file.errors += finding.severity == Severity::kError ? 1 : 0;
     file.warnings += finding.severity == Severity::kWarning ? 1 : 0;
+    file.notes += finding.severity == Severity::kNote ? 1 : 0;
     file.unreadable = file.unreadable || finding.severity == Severity::kUnreadable;
     sink(finding);
   };
@@ -177,7 +230,7 @@ CheckedFile CheckFile(const std::string& path, const FindingSink& sink, Progress
   file.level = reader.header().level;
   CheckFileHeader(reader, counting);
   RecordChecker checker(reader.header());
-  StampOrder stamps;
+  StampOrder stamps(file.level, Load32(reader.record().data() + kAtTime));
   while (reader.Next()) {
     ++file.records;
     progress.Show(path, reader.position(), reader.size());

@@ -1,5 +1,5 @@
-// Judges a whole log or archive: what the archiver would refuse is an error, what it takes although
-// it is odd a warning.
+// Judges a whole log or archive: what the archiver would refuse is an error, and so is what no
+// archive holds that it has written; what it takes although it is odd is a warning.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +14,7 @@
 enum class Verdict : uint8_t {
   kSound,
   kBroken,     // reported
+  kSuspect,    // reported: the archiver takes it, but would never have written it
   kUnchecked,  // a statistics record behind a structure record that is broken
 };
 
@@ -34,6 +35,13 @@ class RecordChecker {
   // The same for a record that may be none: nothing is taken from it.
   Verdict Judge(const PslReader& reader, const FindingSink& sink, UnknownDisks unknown) const;
 
+  // A sound structure record is in force.
+  bool has_structure() const { return tables_.known && !lost_structure_; }
+  // The structure record in force is not to be trusted.
+  void LoseStructure();
+  // Puts a structure record in force that is not in the file; it must be sound.
+  void TakeStructure(std::span<const uint8_t> record);
+
  private:
   struct Taken {
     ArrayTables tables;  // of a structure record
@@ -41,6 +49,7 @@ class RecordChecker {
   };
   Verdict Judge(const PslReader& reader, const FindingSink& sink, UnknownDisks unknown,
                 Taken& taken) const;
+  bool IsAsArchived(const PslReader& reader, RecordReport& report) const;
   void CheckSmall(const PslReader& reader, RecordReport& report) const;
 
   const PslHeader* header_;
@@ -59,6 +68,7 @@ struct CheckedFile {
   uint64_t records = 0;  // behind the file header
   uint64_t errors = 0;
   uint64_t warnings = 0;
+  uint64_t notes = 0;
   bool unreadable = false;
 };
 

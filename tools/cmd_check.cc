@@ -3,8 +3,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -13,6 +11,7 @@
 
 #include "tools/check_file.h"
 #include "tools/digest.h"
+#include "tools/input_files.h"
 #include "tools/report.h"
 #include "tools/sums_file.h"
 #include "tools/text_out.h"
@@ -37,11 +36,14 @@ struct Totals {
   uint64_t bad_files = 0;
   uint64_t errors = 0;
   uint64_t warnings = 0;
+  uint64_t notes = 0;
   uint64_t unreadable = 0;
 };
 
 const char* WordOf(Severity severity) {
   switch (severity) {
+    case Severity::kNote:
+      return "note";
     case Severity::kWarning:
       return "warning";
     case Severity::kError:
@@ -50,31 +52,6 @@ const char* WordOf(Severity severity) {
       break;
   }
   return "unreadable";
-}
-
-bool IsLogOrArchive(const std::filesystem::path& path) {
-  return path.extension() == ".psl" || path.extension() == ".psa";
-}
-
-// The logs and archives in and below a directory, sorted; another path as it stands. False:
-// reported.
-bool Collect(const std::string& path, std::vector<std::string>& files) {
-  std::error_code error;
-  if (!std::filesystem::is_directory(path, error)) {
-    files.push_back(path);
-    return true;
-  }
-  const size_t first = files.size();
-  std::filesystem::recursive_directory_iterator entry(path, error);
-  const std::filesystem::recursive_directory_iterator end;
-  while (!error && entry != end) {
-    if (IsLogOrArchive(entry->path()) && !entry->is_directory(error)) {
-      files.push_back(entry->path().string());
-    }
-    entry.increment(error);
-  }
-  std::sort(files.begin() + static_cast<std::ptrdiff_t>(first), files.end());
-  return !error || Fail(path, "cannot be read: " + error.message());
 }
 
 // Prints findings, or gathers them for the JSON text.
@@ -126,10 +103,10 @@ class Listing {
                  count - kListed == 1 ? "" : "s", key.second);
     }
     if (wishes_.json) {
-      nlohmann::ordered_json object = {{"path", file.path},        {"size", file.size},
-                                       {"revision", nullptr},      {"level", nullptr},
-                                       {"records", file.records},  {"errors", file.errors},
-                                       {"warnings", file.warnings}};
+      nlohmann::ordered_json object = {{"path", file.path},         {"size", file.size},
+                                       {"revision", nullptr},       {"level", nullptr},
+                                       {"records", file.records},   {"errors", file.errors},
+                                       {"warnings", file.warnings}, {"notes", file.notes}};
       if (file.revision != 0) {
         object["revision"] = fmt::format("0x{:02X}", file.revision);
         object["level"] = TagText({&file.level, 1});
@@ -147,15 +124,19 @@ class Listing {
       const nlohmann::ordered_json report = {{"files", files_},
                                              {"errors", totals.errors},
                                              {"warnings", totals.warnings},
+                                             {"notes", totals.notes},
                                              {"unreadable", totals.unreadable}};
       // Names of files are bytes, JSON is UTF-8.
       out_.Put(report.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
       out_.Put("\n");
     } else if (!wishes_.quiet) {
       out_.Print(
-          "{} file{}, {} with findings: {} error{}, {} warning{}{}\n", totals.files,
+          "{} file{}, {} with findings: {} error{}, {} warning{}{}{}\n", totals.files,
           totals.files == 1 ? "" : "s", totals.bad_files, totals.errors,
           totals.errors == 1 ? "" : "s", totals.warnings, totals.warnings == 1 ? "" : "s",
+          totals.notes == 0
+              ? ""
+              : fmt::format(", {} note{}", totals.notes, totals.notes == 1 ? "" : "s"),
           totals.unreadable == 0 ? "" : fmt::format("; {} could not be read", totals.unreadable));
     }
   }
@@ -191,6 +172,27 @@ void CheckSeal(const std::string& sealed, const FindingSink& sink, Progress& pro
   sink(finding);
 }
 
+// Tells of files of the directories named that were sealed and are gone.
+void CheckGone(const Wishes& wishes, SumsOfDirectories& sums, Listing& listing, Totals& totals) {
+  for (std::string directory : DirectoriesWith(wishes.paths, kSumsName)) {
+    while (directory.size() > 1 && directory.ends_with('/')) directory.pop_back();
+    for (const std::string& name : sums.GoneFrom(directory)) {
+      CheckedFile file;
+      file.path = directory + "/" + name;
+      file.errors = 1;
+      Finding finding;
+      finding.placed = false;
+      finding.code = "sealed-gone";
+      finding.text = fmt::format("has a line in {}, but is gone", kSumsName);
+      listing.Take(file.path, finding);
+      listing.Finish(file);
+      ++totals.files;
+      ++totals.bad_files;
+      ++totals.errors;
+    }
+  }
+}
+
 int Check(const Wishes& wishes) {
   TextOut out(stdout);
   Progress progress(!wishes.quiet);
@@ -198,15 +200,10 @@ int Check(const Wishes& wishes) {
   Totals totals;
   SumsOfDirectories sums;
   std::vector<std::string> files;
-  bool trouble = false;
-  for (const std::string& path : wishes.paths) trouble = !Collect(path, files) || trouble;
-  if (files.empty() && !trouble) {
-    // Mostly a mistyped path; that nothing was found wrong would be no comfort.
-    for (const std::string& path : wishes.paths) {
-      static_cast<void>(Fail(path, "holds no log (.psl) and no archive (.psa): nothing to check"));
-    }
-    return kTrouble;
-  }
+  // What can be read is checked also where a directory cannot.
+  const bool trouble = !CollectFiles(wishes.paths, files);
+  if (files.empty()) return kTrouble;
+  CheckGone(wishes, sums, listing, totals);
   for (const std::string& path : files) {
     const auto take = [&](const Finding& finding) { listing.Take(path, finding); };
     CheckedFile file = CheckFile(path, take, progress);
@@ -214,6 +211,7 @@ int Check(const Wishes& wishes) {
     listing.Finish(file);
     totals.errors += file.errors;
     totals.warnings += file.warnings;
+    totals.notes += file.notes;
     if (file.unreadable) {
       ++totals.unreadable;
     } else {
@@ -242,15 +240,15 @@ void AddCheckCommand(CLI::App& app, int& status) {
       "it\n"
       "is odd. One line per finding: file, offset in bytes, severity, record, field, class.\n"
       "Where SHA256SUMS stands beside a file and has a line for it, the digest is compared, "
-      "too.\n\n"
+      "too;\n"
+      "of directories also whether all files that it has a line for are there.\n\n"
       "Exit status: 0 no errors (with --strict: no findings), 1 findings, 2 a file could not be\n"
       "read, the directories hold no log or archive, or the command line is wrong.\n\n"
       "Examples:\n"
       "  psltool check 20240304array01.psl\n"
       "  psltool check --strict /var/opt/pmon/log\n"
       "  psltool check --json archive | jq '.files[] | select(.errors > 0) | .path'");
-  command->add_option("paths", wishes->paths, "Files, or directories with .psl and .psa files")
-      ->required();
+  command->add_option("files", wishes->paths, kFilesHelp)->required();
   command->add_flag("--strict", wishes->strict, "Warnings count for the exit status, too");
   command->add_flag("--all", wishes->all,
                     "List every finding, not only the first 10 of a class in a file");

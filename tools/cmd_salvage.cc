@@ -23,6 +23,16 @@ void Print(TextOut& out, const SalvageWishes& wishes, const SalvageReport& repor
   out.Print("{}\n  kept     {} records ({}), {} of {} bytes\n", wishes.good, records, tags,
             report.kept_bytes, report.size);
   for (const std::string& field : report.mended) out.Print("  mended   {}\n", field);
+  if (report.structures_taken != 0) {
+    out.Print(
+        "  borrowed structure record of {}{}\n", report.structure,
+        report.structures_taken == 1 ? "" : fmt::format(", {} times", report.structures_taken));
+  }
+  for (const SuspectRecord& record : report.suspect) {
+    out.Print("  suspect  record {} ({}), {} bytes from offset {} on, {}: {}\n", record.number,
+              record.tag, record.to - record.from, record.from,
+              wishes.keep_suspect ? "kept" : "left out", record.why);
+  }
   for (const DroppedPart& part : report.dropped) {
     out.Print("  dropped  {} bytes from offset {} on: {}\n", part.to - part.from, part.from,
               part.reason);
@@ -63,15 +73,24 @@ void AddSalvageCommand(CLI::App& app, int& status) {
   command->footer(
       "Without --resync the copy ends in front of the first record that the archiver would not\n"
       "take. With it, later records that are sound are looked for and copied as well; statistics\n"
-      "behind a broken structure record are left out up to the next sound one.\n\n"
+      "behind a broken structure record are left out up to the next sound one, unless --structure\n"
+      "names a file of another day of the same array to take it from (this includes --resync).\n"
+      "A record that is followed by bytes that are no record is suspect: where bytes were lost or\n"
+      "put in, its content is shifted though its length still fits. It is told, and left out.\n\n"
       "Exit status: 0 the new file is written, 1 nothing could be saved (no file is written), 2 a\n"
       "file could not be read or written or the command line is wrong.\n\n"
       "Examples:\n"
       "  psltool salvage 20240304array01.psl -o saved/20240304array01.psl\n"
-      "  psltool salvage --resync 20240304array01.psl -o saved/20240304array01.psl");
+      "  psltool salvage --resync 20240304array01.psl -o saved/20240304array01.psl\n"
+      "  psltool salvage --structure 20240303array01.psl 20240304array01.psl -o saved.psl");
   command->add_option("broken", wishes->broken, "The damaged log or archive")->required();
   command->add_option("-o,--out", wishes->good, "The new file")->required();
   command->add_flag("--resync", wishes->resync, "Look for sound records behind what is broken");
+  command->add_flag("--keep-suspect", wishes->keep_suspect,
+                    "Copy suspect records, too; they are told all the same");
+  command->add_option("--structure", wishes->structure,
+                      "A sound file of another day: its structure record stands in for one that "
+                      "is lost");
   command->add_flag("--force", wishes->force, "Replace the new file if it exists");
   command->callback([wishes, &status] { status = Run(*wishes); });
 }

@@ -30,7 +30,9 @@ std::string TextOf(const SealEntry& entry) {
     case SealState::kForgotten:
       return "gone, its line is dropped";
     case SealState::kEmpty:
-      return "empty, the mark of a day that met a broken record: not sealed";
+      return entry.name.ends_with(".psa")
+                 ? "empty, the mark of a day that met a broken record: not sealed"
+                 : "empty: not sealed";
     case SealState::kChanging:
       return "still being written: not sealed, left to the next time";
     case SealState::kChanged:
@@ -109,10 +111,11 @@ int Run(const Wishes& wishes) {
 void AddSealCommand(CLI::App& app, int& status) {
   auto wishes = std::make_shared<Wishes>();
   CLI::App* command =
-      app.add_subcommand("seal", "Keep the digests of a directory's archives in SHA256SUMS");
+      app.add_subcommand("seal", "Keep the digests of a directory's files in SHA256SUMS");
   command->footer(
-      "New archives (.psa) are added when `check` finds no error in them. What is sealed already\n"
-      "keeps its line; a digest that differs is a finding, never sealed anew in passing. The file\n"
+      "New archives (.psa) and logs (.psl) of days that are over are added when `check` finds no\n"
+      "error in them. What is sealed already keeps its line; a digest that differs is a finding, "
+      "never sealed anew in passing. The file\n"
       "is that of sha256sum: \"cd DIR && sha256sum -c SHA256SUMS\". `check` looks at it, too.\n\n"
       "Exit status: 0 done, 1 findings (a sealed file differs or is gone, a new archive is "
       "broken;\n"
@@ -122,12 +125,13 @@ void AddSealCommand(CLI::App& app, int& status) {
       "  psltool seal archive\n"
       "  psltool seal archive --forget            nightly, where archives expire\n"
       "  psltool seal archive --renew 20240304array01.psa");
-  command->add_option("directory", wishes->seal.directory, "Directory of the archives")->required();
+  command->add_option("directory", wishes->seal.directory, "Directory of the archives or logs")
+      ->required();
   command->add_option("--renew", wishes->seal.renew,
                       "Files whose present content is meant: their lines are replaced");
   command->add_flag("--forget", wishes->seal.forget, "Drop the lines of files that are gone");
   command->add_flag("--new", wishes->seal.only_new,
-                    "Only add new archives, do not read the sealed ones");
+                    "Only add new files, do not read the sealed ones");
   command->add_flag("--json", wishes->json, "A JSON text for programs");
   command->callback([wishes, &status] { status = Run(*wishes); });
 }

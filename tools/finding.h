@@ -8,8 +8,9 @@
 #include <string_view>
 
 enum class Severity : uint8_t {
+  kNote,        // of an archive: unlikely, unless the collector's own words say so
   kWarning,     // odd, but the archiver takes the file
-  kError,       // the archiver refuses the file or breaks it off here
+  kError,       // the archiver refuses the file or breaks it off here, or never writes such a one
   kUnreadable,  // says nothing about the content: the file could not be opened or read
 };
 

@@ -88,3 +88,21 @@ bool IsRecordStart(PslReader& reader, uint64_t offset) {
   const uint32_t length = Load32(header.data() + kAtLength);
   return known && length >= kRecordHeaderSize && length <= reader.size() - offset;
 }
+
+bool CanEndAt(PslReader& reader, uint64_t offset) {
+  const uint64_t left = offset > reader.size() ? 0 : reader.size() - offset;
+  if (left == 0) return offset == reader.size();
+  std::array<uint8_t, kRecordHeaderSize> header = {};
+  const size_t size = static_cast<size_t>(std::min<uint64_t>(left, header.size()));
+  if (!reader.ReadAt(offset, header.data(), size)) return false;
+  const std::string_view tag(reinterpret_cast<const char*>(header.data()),
+                             std::min<size_t>(size, kTagSize));
+  if (tag == std::string_view("FRE").substr(0, tag.size())) return true;
+  const bool known = std::any_of(kTags.begin(), kTags.end(), [tag](std::string_view each) {
+    return each.substr(0, tag.size()) == tag;
+  });
+  if (known) return true;
+  const uint32_t length = Load32(header.data() + kAtLength);
+  return size == header.size() && length >= kRecordHeaderSize && length < left &&
+         IsRecordStart(reader, offset + length);
+}

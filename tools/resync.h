@@ -10,6 +10,11 @@
 // True when a record header that can be one stands at the offset, or the file ends there.
 bool IsRecordStart(PslReader& reader, uint64_t offset);
 
+// True when a record may end at the offset: the file ends there, a record tag begins there, damaged
+// length or not, or what is there has the length of a record, damaged tag or not. False where bytes
+// were lost or put in inside the record in front, so that its length leads to the wrong place.
+bool CanEndAt(PslReader& reader, uint64_t offset);
+
 class RecordSearch {
  public:
   RecordSearch(PslReader& reader, Progress& progress);

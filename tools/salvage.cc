@@ -9,6 +9,7 @@
 
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
+#include "tools/borrowed_structure.h"
 #include "tools/check_file.h"
 #include "tools/record_file.h"
 #include "tools/report.h"
@@ -20,9 +21,10 @@ constexpr size_t kCopyPiece = 1 << 20;
 
 class Salvager {
  public:
-  Salvager(const SalvageWishes& wishes, Progress& progress, PslReader& reader,
-           SalvageReport& report)
+  Salvager(const SalvageWishes& wishes, const BorrowedStructure& borrowed, Progress& progress,
+           PslReader& reader, SalvageReport& report)
       : wishes_(wishes),
+        borrowed_(borrowed),
         progress_(progress),
         reader_(reader),
         report_(report),
@@ -73,8 +75,53 @@ class Salvager {
     }
     if (!reader_.Load()) return !Unreadable();
     std::optional<Finding> error;
-    if (Accepts(error)) return Keep();
-    return Drop(at, *error);
+    bool accepted = Accepts(error);
+    if (!accepted && reader_.tag() == "STA" && Borrow()) {
+      error.reset();
+      accepted = Accepts(error);
+    }
+    if (!accepted) return Drop(at, *error);
+    const bool shifted = !CanEndAt(reader_, reader_.next());
+    if (reader_.failed()) return !Unreadable();
+    if (!shifted && !implausible_) return Keep();
+    report_.suspect.push_back({reader_.number(), TagText(reader_.tag()), at, reader_.next(),
+                               shifted ? "no record follows it" : "no archive holds such a one"});
+    if (wishes_.keep_suspect) return Keep();
+    // What it says of the array is not in force either.
+    if (reader_.tag() == "CON") checker_.LoseStructure();
+    return Drop(at, shifted ? Suspected() : *error);
+  }
+
+  Finding Suspected() const {
+    return {Severity::kError,
+            "suspect",
+            reader_.number(),
+            TagText(reader_.tag()),
+            reader_.position(),
+            "",
+            "the bytes behind it are no record, so its own content may be shifted; --keep-suspect "
+            "keeps it"};
+  }
+
+  // Puts the structure record of the other day in force where there is none. False: there is one,
+  // or nothing to put.
+  bool Borrow() {
+    if (borrowed_.record.empty() || checker_.has_structure()) return false;
+    checker_.TakeStructure(borrowed_.record);
+    borrow_due_ = true;
+    after_gap_ = true;  // disks that it does not know speak against a record
+    return true;
+  }
+
+  // The structure record that was put in force, in front of the first statistics that need it: with
+  // their time stamp, since days are cut by stamps.
+  bool WriteBorrowed() {
+    borrow_due_ = false;
+    std::vector<uint8_t> record = borrowed_.record;
+    Store32(record.data() + kAtTime, Load32(reader_.record().data() + kAtTime));
+    ++report_.structures_taken;
+    report_.structure = borrowed_.place;
+    return file_.Write(record.data(), record.size());
   }
 
   bool Unreadable() {
@@ -95,7 +142,9 @@ class Salvager {
     const Verdict verdict =
         checker_.Check(reader_, sink, after_gap_ ? UnknownDisks::kRefused : UnknownDisks::kTaken);
     if (verdict == Verdict::kUnchecked) error = Unchecked();
-    if (verdict != Verdict::kSound) return false;
+    implausible_ = verdict == Verdict::kSuspect;
+    if (verdict != Verdict::kSound && !implausible_) return false;
+    if (implausible_ && after_gap_) return false;
     if (reader_.tag() == "CON") after_gap_ = false;
     return true;
   }
@@ -112,7 +161,8 @@ class Salvager {
 
   bool Keep() {
     const uint64_t size = reader_.next() - reader_.position();
-    if (!CopyRecord(size)) {
+    if (reader_.tag() == "CON") borrow_due_ = false;
+    if ((borrow_due_ && reader_.tag() == "STA" && !WriteBorrowed()) || !CopyRecord(size)) {
       failed_ = true;
       return false;
     }
@@ -149,7 +199,8 @@ class Salvager {
   bool Drop(uint64_t from, const Finding& why) {
     if (!report_.trouble) report_.trouble = why;
     uint64_t to = reader_.size();
-    if (wishes_.resync) {
+    Borrow();
+    if (wishes_.resync || !borrowed_.record.empty()) {
       // A record whose content is wrong ends where it says, when another one follows there.
       const bool framed = !reader_.failed() && IsRecordStart(reader_, reader_.next());
       if (framed) {
@@ -169,6 +220,7 @@ class Salvager {
   }
 
   const SalvageWishes& wishes_;
+  const BorrowedStructure& borrowed_;
   Progress& progress_;
   PslReader& reader_;
   SalvageReport& report_;
@@ -176,6 +228,8 @@ class Salvager {
   RecordSearch search_;
   RecordFile file_;
   bool after_gap_ = false;
+  bool borrow_due_ = false;   // the borrowed structure record is in force, but not written yet
+  bool implausible_ = false;  // the record at hand: no archive holds such a one
   bool failed_ = false;
   uint32_t last_stamp_ = 0;
 };
@@ -206,5 +260,9 @@ SalvageEnd Salvage(const SalvageWishes& wishes, Progress& progress, SalvageRepor
     if (finding.severity == Severity::kError) report.trouble = finding;
   });
   if (report.trouble) return SalvageEnd::kNothing;
-  return Salvager(wishes, progress, reader, report).Run();
+  BorrowedStructure borrowed;
+  if (!wishes.structure.empty() && !BorrowStructure(wishes.structure, reader, progress, borrowed)) {
+    return SalvageEnd::kStopped;
+  }
+  return Salvager(wishes, borrowed, progress, reader, report).Run();
 }

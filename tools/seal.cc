@@ -1,5 +1,5 @@
 // Seals: see the header. A line is replaced or dropped only when that is asked for, so that a
-// damaged archive cannot be sealed in passing.
+// damaged file cannot be sealed in passing.
 #include "tools/seal.h"
 
 #include <fcntl.h>
@@ -9,14 +9,18 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <optional>
 #include <set>
 
 #include "tools/check_file.h"
 #include "tools/digest.h"
+#include "tools/input_files.h"
+#include "tools/recompute_inputs.h"
 #include "tools/report.h"
 #include "tools/sums_file.h"
 
@@ -49,21 +53,31 @@ class DirectoryLock {
   int fd_ = -1;
 };
 
-// Archives in progress of automatic runs have ".psa_tmp" in their names.
-bool IsFinishedName(const std::string& name) {
-  return name.ends_with(".psa") && name.find(".psa_tmp") == std::string::npos;
-}
-
-// Names of the finished archives of a directory, sorted. False: reported.
-bool ListArchives(const std::string& directory, std::set<std::string>& names) {
+// Names of the finished logs and archives of a directory, sorted. False: reported.
+bool ListFiles(const std::string& directory, std::set<std::string>& names) {
   std::error_code error;
   fs::directory_iterator entry(directory, error);
   for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
     const std::string name = entry->path().filename().string();
     std::error_code gone;  // removed in the meantime: passed over
-    if (IsFinishedName(name) && entry->is_regular_file(gone)) names.insert(name);
+    if (IsFileOfDirectory(name) && entry->is_regular_file(gone)) names.insert(name);
   }
   return !error || Fail(directory, "cannot be read: " + error.message());
+}
+
+// A log whose name says a day that is not over, of local time or of UTC, is still being written.
+bool IsOfToday(const std::string& name) {
+  if (!name.ends_with(".psl")) return false;
+  const auto named = NameOfInput(name);
+  const auto digit = [](unsigned char c) { return std::isdigit(c) != 0; };
+  if (!named || !std::all_of(named->date.begin(), named->date.end(), digit)) return false;
+  const time_t now = time(nullptr);
+  char local[16];
+  char utc[16];
+  tm parts{};
+  strftime(local, sizeof local, "%Y%m%d", localtime_r(&now, &parts));
+  strftime(utc, sizeof utc, "%Y%m%d", gmtime_r(&now, &parts));
+  return named->date >= std::min<std::string_view>(local, utc);
 }
 
 class Sealer {
@@ -72,15 +86,15 @@ class Sealer {
       : wishes_(wishes), progress_(progress), report_(report) {}
 
   bool Run() {
-    if (!ReadSums(wishes_.directory, old_) || !ListArchives(wishes_.directory, archives_) ||
+    if (!ReadSums(wishes_.directory, old_) || !ListFiles(wishes_.directory, files_) ||
         !TakeRenewals()) {
       return false;
     }
     for (const SumsLine& line : old_.lines) {
-      archives_.erase(line.name);
+      files_.erase(line.name);
       if (!Judge(line)) return false;
     }
-    for (const std::string& name : archives_) {
+    for (const std::string& name : files_) {
       if (!Add(name)) return false;
     }
     progress_.Clear();
@@ -111,7 +125,7 @@ class Sealer {
         return Fail("seal --renew", fmt::format("{} is no file of {}", name, wishes_.directory));
       }
       renew_.insert(name);
-      if (IsFinishedName(name)) archives_.insert(name);
+      if (IsFileOfDirectory(name)) files_.insert(name);
     }
     return true;
   }
@@ -153,9 +167,13 @@ class Sealer {
     return true;
   }
 
-  // Seals a new archive when it is whole.
+  // Seals a new file when it is whole.
   bool Add(const std::string& name) {
     const std::string path = PathOf(name);
+    if (IsOfToday(name) && renew_.count(name) == 0) {
+      Tell(name, SealState::kChanging);
+      return true;
+    }
     std::optional<Finding> error;
     const FindingSink sink = [&error](const Finding& finding) {
       if (finding.severity != Severity::kWarning && !error) error = finding;
@@ -185,7 +203,7 @@ class Sealer {
   SealReport& report_;
   SumsFile old_;
   SumsFile new_;
-  std::set<std::string> archives_;  // in the end those without a line
+  std::set<std::string> files_;  // in the end those without a line
   std::set<std::string> renew_;
   bool changed_ = false;
 };

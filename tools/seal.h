@@ -1,5 +1,5 @@
-// Seals the finished archives of a directory: SHA256SUMS holds the digest of each, and what no
-// longer agrees with it is told.
+// Seals the finished logs and archives of a directory: SHA256SUMS holds the digest of each, and
+// what no longer agrees with it is told.
 #pragma once
 
 #include <cstdint>
@@ -31,11 +31,11 @@ enum class SealState : uint8_t {
 struct SealEntry {
   std::string name;
   SealState state;
-  std::string text;  // of a broken archive: its first error
+  std::string text;  // of a broken file: its first error
 };
 
 struct SealReport {
-  std::vector<SealEntry> entries;  // lines in their order, then new archives by name
+  std::vector<SealEntry> entries;  // lines in their order, then new files by name
   bool written = false;            // SHA256SUMS is a new file
 };
 

@@ -114,8 +114,7 @@ bool WriteSums(const std::string& directory, const SumsFile& sums) {
   return out.Flush() && file.FinishDurably();
 }
 
-std::string SumsOfDirectories::DigestFor(const std::string& path) {
-  const std::string directory = DirectoryOf(path);
+const SumsOfDirectories::Digests& SumsOfDirectories::Of(const std::string& directory) {
   auto digests = directories_.find(directory);
   if (digests == directories_.end()) {
     SumsFile sums;
@@ -126,6 +125,21 @@ std::string SumsOfDirectories::DigestFor(const std::string& path) {
     digests = directories_.emplace(directory, Digests()).first;
     for (const SumsLine& line : sums.lines) digests->second.emplace(line.name, line.digest);
   }
-  const auto found = digests->second.find(path.substr(path.rfind('/') + 1));
-  return found == digests->second.end() ? "" : found->second;
+  return digests->second;
+}
+
+std::string SumsOfDirectories::DigestFor(const std::string& path) {
+  const Digests& digests = Of(DirectoryOf(path));
+  const auto found = digests.find(path.substr(path.rfind('/') + 1));
+  return found == digests.end() ? "" : found->second;
+}
+
+std::vector<std::string> SumsOfDirectories::GoneFrom(const std::string& directory) {
+  std::vector<std::string> gone;
+  for (const auto& [name, digest] : Of(directory)) {
+    struct stat state {};
+    const bool there = stat((directory + "/" + name).c_str(), &state) == 0;
+    if (!name.empty() && !there && (errno == ENOENT || errno == ENOTDIR)) gone.push_back(name);
+  }
+  return gone;
 }

@@ -34,11 +34,14 @@ class SumsOfDirectories {
  public:
   // The digest that the file's directory holds for it, empty without one.
   std::string DigestFor(const std::string& path);
+  // The names in a directory's SHA256SUMS whose files are gone, sorted.
+  std::vector<std::string> GoneFrom(const std::string& directory);
   // True when a SHA256SUMS could not be used, reported.
   bool trouble() const { return trouble_; }
 
  private:
   using Digests = std::map<std::string, std::string>;  // by name
+  const Digests& Of(const std::string& directory);
   std::map<std::string, Digests> directories_;
   bool trouble_ = false;
 };

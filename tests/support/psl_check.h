@@ -18,7 +18,7 @@ struct Checked {
   std::string Errors() const {
     std::string text;
     for (const Finding& finding : findings) {
-      if (finding.severity == Severity::kWarning) continue;
+      if (finding.severity == Severity::kWarning || finding.severity == Severity::kNote) continue;
       text += std::string(finding.code) + " at " + std::to_string(finding.offset) + "\n";
     }
     return text;
