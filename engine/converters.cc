@@ -15,39 +15,25 @@ void Swap32At(uint8_t* p) {
   std::memcpy(p, &v, sizeof v);
 }
 
-void SwapQuadset(uint8_t* p) {
-  for (size_t word = 0; word < kQuadsetSize; word += 4) Swap32At(p + word);
+void SwapField(const Field& field, uint8_t* record) {
+  const size_t width = field.width();
+  for (size_t i = 0; field.unit() == Unit::kQuadset && i < width; i += 4) {
+    Swap32At(record + field.at + i);
+  }
+  if (field.unit() == Unit::kBytes || field.unit() == Unit::kQuadset) return;
+  if (width == 2) Swap16At(record + field.at);
+  if (width == 4) Swap32At(record + field.at);
 }
 
 }  // namespace
 
 void SwapEntry(const Form& form, uint8_t* entry) {
-  Swap32At(entry + kAtStatus);
-  Swap32At(entry + kAtInterval);
-  if (form.key.number) Swap16At(entry + form.key.at[0]);
-  if (form.ratio != kNone) Swap16At(entry + form.ratio);
-  if (form.second_ratio != kNone && (entry[form.second_flags] & 0x80) == 0) {
-    Swap16At(entry + form.second_ratio);
-  }
-  for (const int8_t at : form.carried) {
-    if (at != kNone) Swap32At(entry + at);
-  }
-  for (const uint8_t at : form.more16) {
-    if (at != 0) Swap16At(entry + at);
-  }
-  for (const uint8_t at : form.more32) {
-    if (at != 0) Swap32At(entry + at);
-  }
-  for (size_t i = 0; i < form.quadsets; ++i) {
-    SwapQuadset(entry + form.quadsets_at + i * kQuadsetSize);
-  }
-  for (const uint8_t at : form.more_quadsets) {
-    if (at != 0) SwapQuadset(entry + at);
+  for (const Field& field : form.Fields()) {
+    const bool absent = field.role == Role::kSecondRatio && (entry[form.second_flags] & 0x80) != 0;
+    if (!absent) SwapField(field, entry);
   }
 }
 
 void SwapElement(Kind kind, uint8_t* element) {
-  if (kind != kWaittm) return;  // pair elements are kept as bytes
-  Swap16At(element);
-  SwapQuadset(element + kQuadsetSize);
+  for (const Field& field : FieldsOfList(ItemRowOf(kind).fields)) SwapField(field, element);
 }

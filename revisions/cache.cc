@@ -16,19 +16,20 @@ uint32_t cheseg_section_offset = 0;
 
 namespace {
 
-// Offsets of an entry; the sizes stand with the forms.
-constexpr size_t kKey = 8;
-constexpr size_t kNotValid = 9;
-constexpr size_t kFlag = 10;
-constexpr size_t kRatio1 = 16;
-constexpr size_t kMaximum1 = 18;
-constexpr size_t kRatio2 = 20;
-constexpr size_t kMaximum2 = 22;
-constexpr size_t kRate1 = 24;
-constexpr size_t kRate2 = 28;
-constexpr size_t kQuadsets = 32;
-constexpr size_t kFirstQuadsets = 4;  // of 0x1F; the others are of 0x21
-constexpr size_t kAllQuadsets = 6;
+// Where the fields lie; the older forms have the first of them.
+constexpr const Form& kAll = kForms[kCacheSta_0x21];
+constexpr size_t kKey = kAll.key.at[0];
+constexpr size_t kNotValid = kAll.not_valid;
+constexpr size_t kFlag = FindField(kAll.Fields(), Role::kCacheFlags)->at;
+constexpr size_t kRatio1 = kAll.more16[0];
+constexpr size_t kMaximum1 = kAll.more16[1];
+constexpr size_t kRatio2 = kAll.more16[2];
+constexpr size_t kMaximum2 = kAll.more16[3];
+constexpr size_t kRate1 = kAll.more32[0];
+constexpr size_t kRate2 = kAll.more32[1];
+constexpr size_t kQuadsets = kAll.quadsets_at;
+constexpr size_t kFirstQuadsets = kAll.quadsets;  // of 0x1F; the others are of 0x21
+constexpr size_t kAllQuadsets = kFirstQuadsets + kAll.more_quadsets.size();
 constexpr double kRateScale = 1000000.0;
 
 // The form of the current revision's entries; null where the revision has no cache section.

@@ -21,8 +21,9 @@ ItemBlock* sta_cab_arc = nullptr;
 
 namespace {
 
-constexpr size_t kConcPresent = 12;  // u8 of a Conc element
-constexpr size_t kCabValue = 8;      // u32 of a Cab element
+constexpr size_t kConcPresent = PlaceInElement(kConc, Role::kPresent);
+constexpr size_t kWaitGroup = PlaceInElement(kWaittm, Role::kGroups);
+constexpr size_t kCabValue = PlaceInElement(kCab, Role::kValue);
 
 // Counts of the basic information as the LDM rule sees them; a new output forgets them.
 int32_t configured[kKinds];
@@ -56,15 +57,13 @@ void MakeBlock(const ItemRow& row, int32_t capacity) {
   BlockOf(row.kind) = block.release();
 }
 
-uint32_t KeyOf(Kind kind, const uint8_t* element) {
-  switch (kind) {
-    case kConc:
-      return Load16(element);
-    case kCab:
-      return (uint32_t{element[0]} << 16) | Load16(element + 2);
-    default:
-      return Load32(element);
+uint32_t KeyOf(const ItemRow& row, const uint8_t* element) {
+  uint32_t key = 0;
+  for (const Field& field : FieldsOfList(row.fields)) {
+    if (!field.IsKey()) break;  // keys come first
+    for (size_t i = 0; i < field.width(); ++i) key = key << 8 | element[field.at + i];
   }
+  return key;
 }
 
 void TraceNoSlot(Kind kind) {
@@ -77,8 +76,8 @@ void TraceNoSlot(Kind kind) {
 // The slot that holds the element's key, else the next free one, else -1. `guess`: where the
 // element before it stood, as items usually list their elements in slot order.
 int32_t SlotFor(ItemBlock& block, const uint8_t* element, int32_t guess) {
-  const uint32_t key = KeyOf(block.row->kind, element);
-  if (guess < block.held && KeyOf(block.row->kind, block.Element(guess)) == key) return guess;
+  const uint32_t key = KeyOf(*block.row, element);
+  if (guess < block.held && KeyOf(*block.row, block.Element(guess)) == key) return guess;
   const auto found = block.index.find(key);
   if (found != block.index.end()) return found->second;
   if (block.held == block.capacity) return -1;
@@ -114,7 +113,7 @@ bool FoldWaitTimes(ItemBlock& block, const uint8_t* elements, uint32_t count, do
     expected = slot + 1;
     const auto at = static_cast<size_t>(slot);
     std::memcpy(block.Element(slot), elements, 2);
-    FoldQuadset<QuadRule::kCurrent, DiskOrder>(RefTo(block.gathered[at]), elements + kQuadsetSize,
+    FoldQuadset<QuadRule::kCurrent, DiskOrder>(RefTo(block.gathered[at]), elements + kWaitGroup,
                                                length, finfo.first_interval);
     block.present[at] = 1;
   }
@@ -164,7 +163,7 @@ void PutElement(uint8_t* out, ItemBlock& block, int32_t i) {
   if (block.row->kind == kWaittm) {
     std::memset(out, 0, block.row->element);
     std::memcpy(out, block.Element(i), 2);
-    PutQuadset<QuadRule::kCurrent>(out + kQuadsetSize, RefTo(block.gathered[at]), 0);
+    PutQuadset<QuadRule::kCurrent>(out + kWaitGroup, RefTo(block.gathered[at]), 0);
     return;
   }
   std::memcpy(out, block.Element(i), block.row->element);
@@ -225,25 +224,15 @@ void ClearBlock(ItemBlock& block) {
 }
 
 int TakeByName(Kind kind, const uint8_t* item) {
-  for (const ItemRow& row : kItemRows) {
-    if (row.kind != kind) continue;
-    if (item == nullptr) {
-      auto_break_flg = 1;
-      return 0;
-    }
-    TakeItem(row, item, Load32(item + kItemLength));
+  if (item == nullptr) {
+    auto_break_flg = 1;
+  } else {
+    TakeItem(ItemRowOf(kind), item, Load32(item + kItemLength));
   }
   return 0;
 }
 
 }  // namespace
-
-const ItemRow* ItemRowOf(uint8_t type, uint8_t revision) {
-  for (const ItemRow& row : kItemRows) {
-    if (row.type == type && row.span.Holds(revision)) return &row;
-  }
-  return nullptr;
-}
 
 void DropItemBlocks() {
   for (const ItemRow& row : kItemRows) {

@@ -39,9 +39,6 @@ extern ItemBlock* sta_pool_cp_arc;
 extern ItemBlock* sta_mvwait_arc;
 extern ItemBlock* sta_cab_arc;
 
-// The row of an item type in this revision, or null (types are then passed over).
-const ItemRow* ItemRowOf(uint8_t type, uint8_t revision);
-
 // Frees all blocks.
 void DropItemBlocks();
 

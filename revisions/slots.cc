@@ -129,8 +129,9 @@ void ClearSlots(Kind kind) {
   const ResourceSet& set = resource_sets[kind];
   if (set.entries == 0) return;
   DropPending(kind, false);
-  // Cache slots and all others keep their key at the same place (checked in layout_check.cc).
-  const size_t key_at = offsetof(SlotHead, key);
+  // Cache slots and all others keep their key at the same place.
+  constexpr size_t key_at = offsetof(SlotHead, key);
+  static_assert(key_at == offsetof(CacheSlot, key));
   uint8_t* slot = set.slot_block.data();
   std::memset(slot, 0, static_cast<size_t>(set.entries) * set.head_size);
   if (set.fields_per_slot != 0) std::memset(set.fields, 0, FieldBytes(set));

@@ -135,7 +135,7 @@ bool ReadItems(const RecordView& record) {
     const uint32_t size = Load32(item + kItemLength);
     if (size < kItemHead) return BrokenRecord("optional item shorter than its head");
     if (Carve(record, at, size) == nullptr) return BrokenRecord("optional item leaves its record");
-    const ItemRow* row = ItemRowOf(item[kItemType], finfo.revision);
+    const ItemRow* row = ItemRowOfType(item[kItemType], finfo.revision);
     if (row != nullptr && !TakeItem(*row, item, size)) return false;
     at += size;
   }

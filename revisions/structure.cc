@@ -163,7 +163,7 @@ bool LocateTrailing() {
 
 const Form& FormOf(Kind kind) {
   size_t i = 0;
-  while (Layout().sections[i].kind != kind) ++i;  // every list has its section (layout_check.cc)
+  while (Layout().sections[i].kind != kind) ++i;  // every list has its section (layout/check.cc)
   return kForms[Layout().sections[i].form];
 }
 

@@ -94,13 +94,6 @@ std::optional<ItemFault> ElementsFault(const ItemRow& row, std::span<const uint8
                                count, row.element, first, size)};
 }
 
-const ItemRow* ItemRowOfType(uint8_t type, uint8_t revision) {
-  for (const ItemRow& row : kItemRows) {
-    if (row.type == type && row.span.Holds(revision)) return &row;
-  }
-  return nullptr;
-}
-
 bool TakesElements(const RevisionLayout& layout, const ItemRow& row,
                    std::span<const uint8_t> item) {
   const bool marked = (item[kItemFlag] & kItemTaken) != 0;

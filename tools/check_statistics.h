@@ -24,8 +24,5 @@ bool TakesHostPortsFromStatistics(const PslHeader& header, const ArrayTables& ta
 // disk ports a section whose count differs from the structure record's is passed over.
 bool IsRead(const SectionRow& row, const SectionPlace& place, const ArrayTables& tables);
 
-// The row of an item's type in a revision, or null: passed over.
-const ItemRow* ItemRowOfType(uint8_t type, uint8_t revision);
-
 // True when the archiver takes the item's elements.
 bool TakesElements(const RevisionLayout& layout, const ItemRow& row, std::span<const uint8_t> item);

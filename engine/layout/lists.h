@@ -2,6 +2,7 @@
 // header, lists of the structure record.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "engine/kinds.h"
@@ -20,40 +21,40 @@ struct BitmapRow {
 
 // clang-format off
 inline constexpr BitmapRow kBitmapRows[] = {
-    {kHd,            32, 0xC0000000, {0x19, 0x21}},
-    {kRd,            36, 0xC0000000, {0x1A, 0x21}},
-    {kDd,            40, 0xC0000000, {0x1A, 0x21}},
+    {kHd,            32, 0xC0000000, {0x19, kOn}},
+    {kRd,            36, 0xC0000000, {0x1A, kOn}},
+    {kDd,            40, 0xC0000000, {0x1A, kOn}},
     {kHp,            32, 0xFF000000, {0x10, 0x11}},
     {kHp,            32, 0xFFFFF000, {0x12, 0x18}},
-    {kHp,            44, 0xFFFFFC00, {0x19, 0x21}},
-    {kHpNode,        80, 0xFFFFFC00, {0x1A, 0x21}},
+    {kHp,            44, 0xFFFFFC00, {0x19, kOn}},
+    {kHpNode,        80, 0xFFFFFC00, {0x1A, kOn}},
     {kRp,            36, 0xFFFFFF00, {0x14, 0x18}},
-    {kRp,            48, 0xFFFFFFC0, {0x19, 0x21}},
-    {kMp,            84, 0xFFC00000, {0x1D, 0x21}},
+    {kRp,            48, 0xFFFFFFC0, {0x19, kOn}},
+    {kMp,            84, 0xFFC00000, {0x1D, kOn}},
     {kDp,            36, 0xFF000000, {0x10, 0x13}},
     {kDp,            40, 0xFF000000, {0x14, 0x18}},
-    {kDp,            52, 0xFFC00000, {0x19, 0x21}},
-    {kReservedItems, 56, 0,          {0x19, 0x21}},
+    {kDp,            52, 0xFFC00000, {0x19, kOn}},
+    {kReservedItems, 56, 0,          {0x19, kOn}},
     {kCheseg,        40, 0xFFFFF000, {0x13, 0x13}},
     {kCheseg,        44, 0xFFFFF000, {0x14, 0x18}},
-    {kCheseg,        60, 0xFFFFF000, {0x19, 0x21}},
+    {kCheseg,        60, 0xFFFFF000, {0x19, kOn}},
     {kLd,            40, 0xFFFFF000, {0x10, 0x10}},
     {kLd,            40, 0xFFFFFC00, {0x11, 0x12}},
     {kLd,            44, 0xFFFFFC00, {0x13, 0x13}},
     {kLd,            48, 0xFFFFFC00, {0x14, 0x18}},
-    {kLd,            64, 0xFFFFFC00, {0x19, 0x21}},
+    {kLd,            64, 0xFFFFFC00, {0x19, kOn}},
     {kPd,            44, 0xFF000000, {0x10, 0x10}},
     {kPd,            44, 0xFFC00000, {0x11, 0x12}},
     {kPd,            48, 0xFFC00000, {0x13, 0x13}},
     {kPd,            52, 0xFFC00000, {0x14, 0x18}},
-    {kPd,            68, 0xFFC00000, {0x19, 0x21}},
+    {kPd,            68, 0xFFC00000, {0x19, kOn}},
     {kRank,          48, 0xC0000000, {0x11, 0x11}},
     {kRank,          48, 0xFFC00000, {0x12, 0x12}},
     {kRank,          52, 0xFFC00000, {0x13, 0x13}},
     {kRank,          56, 0xFFC00000, {0x14, 0x18}},
-    {kRank,          72, 0xFFC00000, {0x19, 0x21}},
+    {kRank,          72, 0xFFC00000, {0x19, kOn}},
     {kPool,          60, 0xFFC00000, {0x14, 0x18}},
-    {kPool,          76, 0xFFC00000, {0x19, 0x21}},
+    {kPool,          76, 0xFFC00000, {0x19, kOn}},
 };
 // clang-format on
 
@@ -92,45 +93,52 @@ struct ListRow {
 // clang-format off
 inline constexpr ListRow kListRows[] = {
 //   kind     slot  entry                revisions                           key  length  carried           written  fixed
-    {kNoKind,  128,                   4, {0x1A, 0x21}},
-    {kHd,       24,                   4, {0x19, 0x21}},
-    {kRd,       32,                   4, {0x1A, 0x21}},
-    {kDd,       40,                   4, {0x1A, 0x21}},
+    {kNoKind,  128,                   4, {0x1A, kOn}},
+    {kHd,       24,                   4, {0x19, kOn}},
+    {kRd,       32,                   4, {0x1A, kOn}},
+    {kDd,       40,                   4, {0x1A, kOn}},
     {kHp,       24,                   4, {0x10, 0x18}},
     {kHp,       48,                   4, {0x19, 0x1C}},
-    {kHp,       48,                  48, {0x1D, 0x21}, Lookup::kPosition, 0, kNone, Carried::kAlways,   false, true},
+    {kHp,       48,                  48, {0x1D, kOn}, Lookup::kPosition, 0, kNone, Carried::kAlways,   false, true},
     {kRp,       32,                   4, {0x14, 0x18}},
     {kRp,       56,                   4, {0x19, 0x1C}},
-    {kRp,       56,                   8, {0x1D, 0x21}, Lookup::kPosition},
-    {kMp,      136,                   8, {0x1D, 0x21}, Lookup::kPosition},
+    {kRp,       56,                   8, {0x1D, kOn}, Lookup::kPosition},
+    {kMp,      136,                   8, {0x1D, kOn}, Lookup::kPosition},
     {kDp,       32,                   4, {0x10, 0x13}},
     {kDp,       40,                   4, {0x14, 0x18}},
-    {kDp,       64,                   4, {0x19, 0x21}},
-    {kCache,    72,                  32, {0x19, 0x21}},
+    {kDp,       64,                   4, {0x19, kOn}},
+    {kCache,    72,                  32, {0x19, kOn}},
     {kCheseg,   40,                  32, {0x13, 0x13}},
     {kCheseg,   48,                  32, {0x14, 0x18}},
-    {kCheseg,   80,                  32, {0x19, 0x21}},
+    {kCheseg,   80,                  32, {0x19, kOn}},
     {kLd,       40,                  48, {0x10, 0x12}},
     {kLd,       48,                  48, {0x13, 0x13}},
     {kLd,       56,                  48, {0x14, 0x14}},
     {kLd,       56,                  64, {0x15, 0x18}, Lookup::kCursor,   0, 52},
-    {kLd,       88,                  64, {0x19, 0x21}, Lookup::kCursor,   0, 52},
+    {kLd,       88,                  64, {0x19, kOn}, Lookup::kCursor,   0, 52},
     {kPd,       48,                  48, {0x10, 0x12}, Lookup::kCursor},
     {kPd,       56,                  48, {0x13, 0x13}, Lookup::kCursor},
     {kPd,       64,                  48, {0x14, 0x18}, Lookup::kCursor},
-    {kPd,       96,                  48, {0x19, 0x21}, Lookup::kCursor},
+    {kPd,       96,                  48, {0x19, kOn}, Lookup::kCursor},
     // Logs only: stands between the physical disks and the ranks or pools.
-    {kNoKind,  104,                  16, {0x19, 0x21}, Lookup::kScan,     0, kNone, Carried::kAlways,   false},
+    {kNoKind,  104,                  16, {0x19, kOn}, Lookup::kScan,     0, kNone, Carried::kAlways,   false},
     {kRank,     56,                  32, {0x11, 0x12}, Lookup::kScan,     4, 0},
     {kRank,     64,                  32, {0x13, 0x13}, Lookup::kScan,     4, 0},
     {kRank,     72,                  32, {0x14, 0x18}, Lookup::kScan,     4, 0},
-    {kRank,    112,                  32, {0x19, 0x21}, Lookup::kScan,     4, 0,     Carried::kWhenRanks},
+    {kRank,    112,                  32, {0x19, kOn}, Lookup::kScan,     4, 0,     Carried::kWhenRanks},
     {kPool,     80,                  48, {0x14, 0x18}},
     {kPool,    120,                  48, {0x19, 0x1B}, Lookup::kScan,     0, kNone, Carried::kWhenPools},
-    {kPool,    120, kSizeFromDescriptor, {0x1C, 0x21}, Lookup::kScan,     0, kNone, Carried::kWhenPools},
-    {kNoKind,  144,                  16, {0x1E, 0x21}},
+    {kPool,    120, kSizeFromDescriptor, {0x1C, kOn}, Lookup::kScan,     0, kNone, Carried::kWhenPools},
+    {kNoKind,  144,                  16, {0x1E, kOn}},
 };
 // clang-format on
+
+// A kind that a later revision gives up is named here, with the first revision that lacks it.
+struct GoneRow {
+  Kind kind;
+  uint8_t from;
+};
+inline constexpr std::array<GoneRow, 0> kGoneRows = {};
 
 // Tables that the statistics reader builds itself: stride of their entries.
 inline constexpr uint16_t kHpNodeEntry = 4;

@@ -9,6 +9,7 @@ inline constexpr uint8_t kLastRevision = 0x21;
 inline constexpr size_t kRevisionCount = kLastRevision - kFirstRevision + 1;
 
 // The revisions that a row serves. Of each sort of rows a revision takes at most one per kind.
+inline constexpr uint8_t kOn = 0xFF;  // "and every later revision"
 struct Span {
   uint8_t from, to;  // inclusive
   constexpr bool Holds(uint8_t revision) const { return from <= revision && revision <= to; }
@@ -49,6 +50,6 @@ inline constexpr RevisionRow kRevisionRows[] = {
     {{0x1A, 0x1A},   256,    256, QuadRule::kCurrent,      248, false,  false,   false,  false,   true,       false},
     {{0x1B, 0x1B},   256,    256, QuadRule::kCurrent,      248, false,  false,   true,   false,   true,       false},
     {{0x1C, 0x1C},   256,    256, QuadRule::kCurrent,      248, false,  false,   true,   true,    true,       true},
-    {{0x1D, 0x21},   256,    256, QuadRule::kCurrent,      248, true,   true,    true,   true,    true,       true},
+    {{0x1D, kOn},   256,    256, QuadRule::kCurrent,      248, true,   true,    true,   true,    true,       true},
 };
 // clang-format on

@@ -1,0 +1,114 @@
+// The fields of statistics entries and of the elements of optional items: what each sort of field
+// is called and how wide it is. Which form has which of them, and where, stands with the forms and
+// items. Converters, the names of bytes and the accumulators' places all come from these rows.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "engine/layout/revisions.h"
+#include "engine/pmonfile.h"
+
+// clang-format off
+enum class Unit : uint8_t {
+  kCode,          // means something to the array alone
+  kCount,         // a plain number
+  kPercent,       // hundredths of a percent
+  kMilliseconds,
+  kSet,           // a byte that is 0 or not
+  kBit,           // one bit of a byte
+  kBits,          // a byte of bits
+  kBytes,         // never turned
+  kQuadset,       // four words: kGroupWords
+};
+
+// What a field means to those who read or write it: role, bytes, name in `psltool dump`, unit.
+#define QELPRF_ROLES(X) \
+  X(kNothing,           0, "",             kBytes)        /* no field: ends a list */ \
+  X(kStatus,            4, "status",       kCode)         \
+  X(kInterval,          4, "interval_ms",  kMilliseconds) \
+  X(kKey,               1, "key",          kBytes)        /* a byte of the key */ \
+  X(kKeyNumber,         2, "key",          kCount)        /* two of its bytes that are one number */ \
+  X(kKeyBytes,          4, "key",          kBytes)        \
+  X(kNotValid,          1, "valid",        kSet)          /* not 0: the interval does not count */ \
+  X(kCompact,           1, "compact",      kSet)          /* not 0: the entry ends behind its head */ \
+  X(kRatio,             2, "busy_pct",     kPercent)      \
+  X(kRatioFlag,         1, "busy",         kBit)          /* the ratio is there; without the flag always */ \
+  X(kSecondRatio,       2, "second_pct",   kPercent)      /* while bit 7 of kSecondFlags is clear */ \
+  X(kSecondFlags,       1, "second_flags", kBits)         \
+  X(kCounted,           1, "counted",      kBit)          /* the interval is counted */ \
+  X(kSticky,            1, "sticky",       kBit)          /* once set, set for the period */ \
+  X(kKept,              1, "mark",         kBit)          /* as in the last valid entry of the period */ \
+  X(kMark,              1, "mark",         kBit)          /* as in the last entry, valid or not */ \
+  X(kCarried,           4, "word_at_",     kCode)         /* from the last valid entry */ \
+  X(kCacheRatio1,       2, "first_pct",    kPercent)      \
+  X(kCacheMaximum1,     2, "first_max",    kCount)        \
+  X(kCacheRatio2,       2, "second_pct",   kPercent)      \
+  X(kCacheMaximum2,     2, "second_max",   kCount)        \
+  X(kCacheRate1,        4, "first_rate",   kCount)        \
+  X(kCacheRate2,        4, "second_rate",  kCount)        \
+  X(kCacheFlags,        1, "flags",        kBits)         \
+  X(kGroups,           16, "g",            kQuadset)      /* counter groups */ \
+  X(kPositionedGroups, 16, "g",            kQuadset)      /* of caches: the entry's position picks the slot */ \
+  X(kPresent,           1, "present",      kSet)          /* 1: the element is there */ \
+  X(kValue,             4, "value",        kCount)        /* averaged over the items of the period */
+
+#define QELPRF_ROLE(role, width, name, unit) role,
+enum class Role : uint8_t { QELPRF_ROLES(QELPRF_ROLE) };
+#undef QELPRF_ROLE
+
+struct RoleRow {
+  uint8_t width;
+  const char* name;
+  Unit unit;
+};
+#define QELPRF_ROLE(role, width, name, unit) {width, name, Unit::unit},
+inline constexpr RoleRow kRoleRows[] = {QELPRF_ROLES(QELPRF_ROLE)};
+#undef QELPRF_ROLE
+// clang-format on
+
+struct Field {
+  uint8_t at;
+  Role role;
+  uint8_t detail = 0;  // of a bit its value, of counter groups their number
+  uint8_t from = 0;    // first revision that has it
+
+  constexpr const RoleRow& row() const { return kRoleRows[static_cast<size_t>(role)]; }
+  constexpr const char* name() const { return row().name; }
+  constexpr Unit unit() const { return row().unit; }
+  constexpr size_t count() const { return unit() == Unit::kQuadset ? detail : 1; }
+  constexpr size_t width() const { return count() * row().width; }
+  constexpr bool IsKey() const {
+    return role == Role::kKey || role == Role::kKeyNumber || role == Role::kKeyBytes;
+  }
+};
+
+// The fields of a list, which may end before its last place.
+template <size_t kMost>
+constexpr std::span<const Field> FieldsOfList(const Field (&list)[kMost]) {
+  size_t count = 0;
+  while (count < kMost && list[count].role != Role::kNothing) ++count;
+  return {list, count};
+}
+
+// The field of a role, counted from 0 where there are several; null: none.
+constexpr const Field* FindField(std::span<const Field> fields, Role role, size_t number = 0) {
+  for (const Field& field : fields) {
+    if (field.role == role && number-- == 0) return &field;
+  }
+  return nullptr;
+}
+
+// Names of a counter group's words, and of the extended words that tell a tracked group's extremes;
+// the ratio's two follow those of all groups.
+inline constexpr const char* kGroupWords[] = {"ops", "first_mean", "max", "second_mean"};
+inline constexpr const char* kExtremes[] = {"ops_per_s_max", "ops_per_s_min", "kvolume_per_s_max",
+                                            "kvolume_per_s_min"};
+inline constexpr const char* kOlderExtremes[] = {"ops_per_s_max", "ops_per_s_min",
+                                                 "second_mean_max", "second_mean_min"};
+inline constexpr const char* kRatioExtremes[] = {"busy_pct_max", "busy_pct_min"};
+
+constexpr const char* ExtremeName(QuadRule rule, size_t number) {
+  return (rule == QuadRule::kCurrent ? kExtremes : kOlderExtremes)[number];
+}
