@@ -41,6 +41,7 @@ target_precompile_headers(qelprfarc_tests PRIVATE
   <gmock/gmock.h> <gtest/gtest.h> <algorithm> <filesystem> <fstream> <map> <string> <vector>)
 target_compile_definitions(qelprfarc_tests PRIVATE
   "TEST_SOURCE_DIR=\"${CMAKE_CURRENT_SOURCE_DIR}/tests\""
+  "CXX_COMPILER=\"${CMAKE_CXX_COMPILER}\""
   "QELPRFARC_TEST_PREFIX=\"${test_prefix}\"")
 # Preloaded by tests: the system's libfaketime (tests that need it are skipped without it) and a
 # library that disturbs a program between its system calls.

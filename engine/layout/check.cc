@@ -1,0 +1,236 @@
+// What the rows of the layout must satisfy, proved by the compiler: a revision that is only half
+// made, a row that stands twice or a field beside its form does not build.
+#include "engine/layout.h"
+
+namespace {
+
+constexpr bool Overlap(size_t a, size_t a_size, size_t b, size_t b_size) {
+  return a < b + b_size && b < a + a_size;
+}
+
+// --- revisions ------------------------------------------------------------------------------------
+
+constexpr bool EveryRevisionHasOneRow() {
+  for (unsigned revision = kFirstRevision; revision <= kLastRevision; ++revision) {
+    int rows = 0;
+    for (const RevisionRow& row : kRevisionRows) {
+      rows += row.span.Holds(static_cast<uint8_t>(revision)) ? 1 : 0;
+    }
+    if (rows != 1) return false;
+  }
+  return true;
+}
+static_assert(EveryRevisionHasOneRow(), "a revision has no row or several");
+
+// Of each sort of rows, those of one revision: all pairs, each once.
+template <class Rows>
+constexpr bool AllPairs(const Rows& rows, size_t count, auto agree) {
+  for (size_t i = 0; i < count; ++i) {
+    for (size_t j = 0; j < i; ++j) {
+      if (!agree(rows[i], rows[j])) return false;
+    }
+  }
+  return true;
+}
+constexpr bool AllRevisions(bool (*holds)(const RevisionLayout&)) {
+  for (const RevisionLayout& layout : kLayouts) {
+    if (!holds(layout)) return false;
+  }
+  return true;
+}
+
+constexpr bool SectionsStandApart(const RevisionLayout& layout) {
+  for (size_t i = 0; i < layout.section_count; ++i) {
+    const size_t slot = layout.sections[i].slot;
+    if (slot < kAtFirstSlot || slot + kSlotStep > layout.row.record_head) return false;
+    if (layout.has_items && Overlap(slot, kSlotStep, kItemsSlot, kSlotStep)) return false;
+  }
+  return AllPairs(layout.sections, layout.section_count, [](const auto& a, const auto& b) {
+    return a.kind != b.kind && !Overlap(a.slot, kSlotStep, b.slot, kSlotStep);
+  });
+}
+static_assert(AllRevisions(SectionsStandApart), "a section stands twice, on another or outside");
+
+constexpr bool ListsStandApart(const RevisionLayout& layout) {
+  for (size_t i = 0; i < layout.list_count; ++i) {
+    const ListRow& row = layout.lists[i];
+    if (row.slot <= kAtFirstSlot || row.slot + kSlotStep > layout.row.record_head) return false;
+    const size_t trailing = layout.row.trailing_at;
+    if (trailing != 0 && Overlap(row.slot, kSlotStep, trailing, kSlotStep)) return false;
+    if (row.entry == kSizeFromDescriptor) continue;
+    if (row.key_at >= row.entry || row.total_length_at + 4 > row.entry) return false;
+  }
+  return layout.row.trailing_at + kSlotStep <= layout.row.record_head &&
+         AllPairs(layout.lists, layout.list_count, [](const auto& a, const auto& b) {
+           return (a.kind != b.kind || a.kind == kNoKind) &&
+                  !Overlap(a.slot, kSlotStep, b.slot, kSlotStep);
+         });
+}
+static_assert(AllRevisions(ListsStandApart), "a list stands twice, on another or outside");
+
+constexpr bool BitmapsStandApart(const RevisionLayout& layout) {
+  for (size_t i = 0; i < layout.bitmap_count; ++i) {
+    const size_t at = layout.bitmaps[i].at;
+    if (at < kAtConfiguration + 4 || at + 4 > layout.row.file_header) return false;
+    if (layout.row.keeps_header && Overlap(at, 4, kAtYear, 3)) return false;
+  }
+  return AllPairs(layout.bitmaps, layout.bitmap_count, [](const auto& a, const auto& b) {
+    return a.kind != b.kind && !Overlap(a.at, 4, b.at, 4);
+  });
+}
+static_assert(AllRevisions(BitmapsStandApart), "a bitmap stands twice, on another or outside");
+
+// --- a revision is whole --------------------------------------------------------------------------
+
+// A section finds its list at the same slot, so that readers of both agree; only host port nodes
+// are in no structure record. It finds its bitmap too (cache modules have no extended words), which
+// asks for no words that its form lacks.
+constexpr bool SectionIsWhole(const RevisionLayout& layout, const SectionRow& section) {
+  const Form& form = kForms[section.form];
+  bool list = section.kind == kHpNode;
+  for (size_t i = 0; i < layout.list_count; ++i) {
+    const ListRow& row = layout.lists[i];
+    if (row.kind != section.kind) continue;
+    list = row.slot == section.slot && row.carried == section.carried &&
+           (row.entry == kSizeFromDescriptor || row.key_at + form.key.count <= row.entry);
+  }
+  bool bitmap = section.kind == kCache;
+  for (size_t i = 0; i < layout.bitmap_count; ++i) {
+    if (layout.bitmaps[i].kind != section.kind) continue;
+    const int words = 4 * form.tracked + (form.ratio != kNone ? 2 : 0);
+    bitmap = (uint64_t{layout.bitmaps[i].full} << words & 0xFFFFFFFF) == 0;
+  }
+  return list && bitmap;
+}
+constexpr bool IsWhole(const RevisionLayout& layout) {
+  for (size_t i = 0; i < layout.section_count; ++i) {
+    if (!SectionIsWhole(layout, layout.sections[i])) return false;
+  }
+  for (size_t i = 0; i < layout.list_count; ++i) {
+    bool section = layout.lists[i].kind == kNoKind;
+    for (size_t j = 0; j < layout.section_count; ++j) {
+      section = section || layout.sections[j].kind == layout.lists[i].kind;
+    }
+    if (!section) return false;
+  }
+  return layout.section_count != 0;
+}
+static_assert(AllRevisions(IsWhole), "a section lacks its list or bitmap, or a list its section");
+
+constexpr bool IsGone(Kind kind, uint8_t revision) {
+  for (const GoneRow& row : kGoneRows) {
+    if (row.kind == kind && row.from == revision) return true;
+  }
+  return false;
+}
+
+// Whether each of a revision's rows has one in the next revision that is the same in its own way.
+template <class Rows>
+constexpr bool GoesOn(const Rows& rows, size_t count, const Rows& next, size_t next_count,
+                      uint8_t revision, auto same) {
+  for (size_t i = 0; i < count; ++i) {
+    bool found = IsGone(rows[i].kind, revision);
+    for (size_t j = 0; j < next_count; ++j) found = found || same(rows[i], next[j]);
+    if (!found) return false;
+  }
+  return true;
+}
+constexpr bool NothingIsLost() {
+  const auto kind = [](const auto& a, const auto& b) { return a.kind == b.kind; };
+  const auto list = [](const ListRow& a, const ListRow& b) {
+    return a.kind == b.kind && (a.kind != kNoKind || a.slot == b.slot);
+  };
+  for (size_t i = 0; i + 1 < kRevisionCount; ++i) {
+    const RevisionLayout& a = kLayouts[i];
+    const RevisionLayout& b = kLayouts[i + 1];
+    const uint8_t next = b.revision;
+    if (!GoesOn(a.sections, a.section_count, b.sections, b.section_count, next, kind) ||
+        !GoesOn(a.lists, a.list_count, b.lists, b.list_count, next, list) ||
+        !GoesOn(a.bitmaps, a.bitmap_count, b.bitmaps, b.bitmap_count, next, kind)) {
+      return false;
+    }
+    if ((a.has_items && !b.has_items) || (a.row.trailing_at != 0 && b.row.trailing_at == 0)) {
+      return false;
+    }
+    for (const ItemRow& row : kItemRows) {
+      if (row.span.Holds(a.revision) && !row.span.Holds(next) && !IsGone(row.kind, next)) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+static_assert(NothingIsLost(), "a revision lacks what the one before it carries");
+
+// --- fields ---------------------------------------------------------------------------------------
+
+// Two fields may share bytes where they are different bits, and where the second ratio of cache
+// segments takes the place of a key byte that is not in use.
+constexpr bool StandApart(const Field& a, const Field& b) {
+  if (!Overlap(a.at, a.width(), b.at, b.width())) return true;
+  if (a.unit() == Unit::kBit && b.unit() == Unit::kBit) return (a.detail & b.detail) == 0;
+  return (a.role == Role::kSecondRatio && b.role == Role::kKey) ||
+         (b.role == Role::kSecondRatio && a.role == Role::kKey);
+}
+constexpr bool FieldsAreGood(std::span<const Field> fields) {
+  for (const Field& field : fields) {
+    const bool detailed = field.unit() == Unit::kBit || field.unit() == Unit::kQuadset;
+    if ((field.detail != 0) != detailed || (field.from != 0 && !KnownRevision(field.from))) {
+      return false;
+    }
+  }
+  return AllPairs(fields, fields.size(), StandApart);
+}
+
+// Counter groups fill an entry to its end, of entries with a compact byte from the cut on;
+// everything else lies in the head.
+constexpr bool FormIsGood(const Form& form) {
+  size_t end = form.head;
+  size_t groups = 0;
+  for (const Field& field : form.Fields()) {
+    const size_t behind = field.at + field.width();
+    if (field.unit() == Unit::kQuadset) {
+      if (groups != 0 && field.at != end) return false;
+      end = behind;
+      groups += field.count();
+    } else if (behind > form.head) {
+      return false;
+    }
+    const size_t most = field.role == Role::kKey ? 3 : field.role == Role::kCarried ? 2 : 1;
+    if (FindField(form.Fields(), field.role, most) != nullptr) return false;
+  }
+  if (form.compact != kNone && groups != 0 && form.quadsets_at != form.head) return false;
+  return end == form.size && form.tracked <= groups && form.key.count != 0 &&
+         form.not_valid != kNone && FieldsAreGood(form.Fields());
+}
+constexpr bool FormsAreGood() {
+  for (const Form& form : kForms) {
+    if (!FormIsGood(form)) return false;
+  }
+  return true;
+}
+static_assert(FormsAreGood(), "fields of a form overlap, leave it or stand twice");
+
+constexpr bool ItemsAreGood() {
+  for (const ItemRow& row : kItemRows) {
+    const auto fields = FieldsOfList(row.fields);
+    for (const Field& field : fields) {
+      if (field.at + field.width() > row.element) return false;
+    }
+    if (fields.empty() || !fields[0].IsKey() || !FieldsAreGood(fields)) return false;
+    if (row.basic_at + 2U > kBasicSize || row.span.from < kItemsSpan.from) return false;
+  }
+  return AllPairs(kItemRows, std::size(kItemRows), [](const ItemRow& a, const ItemRow& b) {
+    return a.kind != b.kind && a.type != b.type && a.basic_at != b.basic_at;
+  });
+}
+static_assert(ItemsAreGood(), "an item stands twice, or its fields overlap or leave it");
+
+// The period of a 0x10 file is gathered in one of two forms and written in the other ("LDM" flush).
+constexpr bool SameShape(const Form& a, const Form& b) {
+  return a.quadsets == b.quadsets && a.tracked == b.tracked;
+}
+static_assert(SameShape(kForms[kLdSta_0x10], kForms[kLdSta]));
+static_assert(SameShape(kForms[kPdSta_0x10], kForms[kPdSta]));
+
+}  // namespace

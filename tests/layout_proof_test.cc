@@ -1,0 +1,125 @@
+// The proofs of engine/layout/check.cc: the real compiler takes the layout as it is and refuses
+// copies of it in which a mistake has been planted.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/support/process.h"
+#include "tests/support/tempdir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kSource = fs::path(TEST_SOURCE_DIR).parent_path();
+
+struct Change {
+  const char* file;
+  const char* from;  // stands there once
+  const char* to;
+};
+
+struct Planted {
+  const char* name;
+  const char* refusal;  // of the compiler; empty: it builds
+  std::vector<Change> changes;
+};
+void PrintTo(const Planted& planted, std::ostream* out) { *out << planted.name; }
+
+const char* const kTwice = "a section stands twice, on another or outside";
+const char* const kLost = "a revision lacks what the one before it carries";
+const char* const kFields = "fields of a form overlap, leave it or stand twice";
+
+const Change kRevision0x22 = {"revisions.h", "kLastRevision = 0x21", "kLastRevision = 0x22"};
+
+const std::vector<Planted> kPlanted = {
+    {"NothingChanged", "", {}},
+    {"RevisionLikeTheOneBefore", "", {kRevision0x22}},
+    {"RevisionWithoutARow",
+     "a revision has no row or several",
+     {kRevision0x22, {"revisions.h", "{{0x1D, kOn}, ", "{{0x1D, 0x21}, "}}},
+    {"RevisionWithTwoRows",
+     "a revision has no row or several",
+     {{"revisions.h", "{{0x1C, 0x1C}, ", "{{0x1C, 0x1D}, "}}},
+    {"HalfMadeRevisionWithoutASection",
+     kLost,
+     {kRevision0x22,
+      {"forms.h", "{kCache,   72, kCacheSta_0x21,  {0x21, kOn}}",
+       "{kCache,   72, kCacheSta_0x21,  {0x21, 0x21}}"},
+      {"lists.h", "{kCache,    72,                  32, {0x19, kOn}}",
+       "{kCache,    72,                  32, {0x19, 0x21}}"}}},
+    {"HalfMadeRevisionWithoutAList",
+     "a section lacks its list or bitmap, or a list its section",
+     {kRevision0x22,
+      {"lists.h", "{kLd,       88,                  64, {0x19, kOn}",
+       "{kLd,       88,                  64, {0x19, 0x21}"}}},
+    {"HalfMadeRevisionWithoutABitmap",
+     "a section lacks its list or bitmap, or a list its section",
+     {kRevision0x22, {"lists.h", "68, 0xFFC00000, {0x19, kOn}", "68, 0xFFC00000, {0x19, 0x21}"}}},
+    {"HalfMadeRevisionWithoutAnItem",
+     kLost,
+     {kRevision0x22, {"items.h", "kBasicCab,    {0x1D, kOn}", "kBasicCab,    {0x1D, 0x21}"}}},
+    {"RevisionThatGivesUpAnItemAndSaysSo",
+     "",
+     {kRevision0x22,
+      {"items.h", "kBasicCab,    {0x1D, kOn}", "kBasicCab,    {0x1D, 0x21}"},
+      {"lists.h", "GoneRow, 0> kGoneRows = {}", "GoneRow, 1> kGoneRows = {{{kCab, 0x22}}}"}}},
+    {"RowThatStandsTwice",
+     kTwice,
+     {{"forms.h", "{kRd,      32, kRdSta_0x1A,     {0x1A, kOn}},",
+       "{kRd, 32, kRdSta_0x1A, {0x1A, kOn}}, {kRd, 32, kRdSta_0x1A, {0x1A, 0x1A}},"}}},
+    {"SectionInThePlaceOfAnother", kTwice, {{"forms.h", "{kMp,     136,", "{kMp,     128,"}}},
+    {"BitmapOverAnother",
+     "a bitmap stands twice, on another or outside",
+     {{"lists.h", "84, 0xFFC00000", "82, 0xFFC00000"}}},
+    {"BitmapOfWordsThatTheFormLacks",
+     "a section lacks its list or bitmap, or a list its section",
+     {{"lists.h", "84, 0xFFC00000", "84, 0xFFE00000"}}},
+    {"KeyBehindItsListEntry",
+     "a section lacks its list or bitmap, or a list its section",
+     {{"lists.h", "{kMp,      136,                   8,", "{kMp,      136,                   1,"}}},
+    {"FieldOnAnother",
+     kFields,
+     {{"forms.h", "{12, kCarried}, {32, kGroups, 2}", "{14, kCarried}, {32, kGroups, 2}"}}},
+    {"BitThatIsTaken", kFields, {{"forms.h", "{13, kSticky, 0x02}", "{13, kSticky, 0x01}"}}},
+    {"FieldBesideItsForm", kFields, {{"forms.h", "{28, kCacheRate2}", "{126, kCacheRate2}"}}},
+    {"GroupsBeyondTheEntry", kFields, {{"forms.h", "{16, kGroups, 3}", "{16, kGroups, 4}"}}},
+    {"FieldBesideItsElement",
+     "an item stands twice, or its fields overlap or leave it",
+     {{"items.h", "{8, kValue}", "{14, kValue}"}}},
+};
+
+class LayoutProof : public ::testing::TestWithParam<Planted> {};
+
+TEST_P(LayoutProof, ByTheCompiler) {
+  TempDir directory;
+  const fs::path copy = fs::path(directory.Path()) / "engine";
+  fs::create_directories(copy);
+  fs::copy(kSource / "engine/layout", copy / "layout");
+  fs::copy(kSource / "engine/layout.h", copy / "layout.h");
+  for (const Change& change : GetParam().changes) {
+    const std::string file = std::string("engine/layout/") + change.file;
+    std::string text = directory.Read(file);
+    const size_t at = text.find(change.from);
+    ASSERT_NE(at, std::string::npos) << change.from;
+    ASSERT_EQ(text.find(change.from, at + 1), std::string::npos) << change.from;
+    text.replace(at, std::string(change.from).size(), change.to);
+    directory.Write(file, text);
+  }
+  const ProgramResult result =
+      RunProgram(CXX_COMPILER, {"-std=c++20", "-fsyntax-only", "-I", directory.Path(), "-I",
+                                kSource.string(), (copy / "layout/check.cc").string()});
+  if (*GetParam().refusal == '\0') {
+    EXPECT_EQ(result.status, 0) << result.err;
+  } else {
+    EXPECT_NE(result.status, 0);
+    EXPECT_NE(result.err.find(GetParam().refusal), std::string::npos) << result.err;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Planted, LayoutProof, ::testing::ValuesIn(kPlanted),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+}  // namespace
