@@ -17,10 +17,10 @@ void Swap32At(uint8_t* p) {
 
 void SwapField(const Field& field, uint8_t* record) {
   const size_t width = field.width();
-  for (size_t i = 0; field.unit() == Unit::kQuadset && i < width; i += 4) {
+  for (size_t i = 0; field.unit() == FieldUnit::kQuadset && i < width; i += 4) {
     Swap32At(record + field.at + i);
   }
-  if (field.unit() == Unit::kBytes || field.unit() == Unit::kQuadset) return;
+  if (field.unit() == FieldUnit::kBytes || field.unit() == FieldUnit::kQuadset) return;
   if (width == 2) Swap16At(record + field.at);
   if (width == 4) Swap32At(record + field.at);
 }

@@ -106,9 +106,6 @@ bool ExplainGroup(QuadRule rule, const GroupSum& sum, uint32_t time, std::string
 void ExplainGroupField(const EntryRules& rules, const ResourceSum& sum,
                        const std::vector<AddedInterval>& added, std::string_view name,
                        ExplainedField& field) {
-  static constexpr std::string_view kExtremes[2][4] = {
-      {"ops_per_s_max", "ops_per_s_min", "kvolume_per_s_max", "kvolume_per_s_min"},
-      {"ops_per_s_max", "ops_per_s_min", "second_mean_max", "second_mean_min"}};
   const size_t group = size_t{field.column.group} - 1;
   if (ExplainGroup(rules.rule, sum.groups[group], sum.time, name, field)) {
     if (field.rule != Rule::kMax) return;
@@ -119,9 +116,8 @@ void ExplainGroupField(const EntryRules& rules, const ResourceSum& sum,
     field.held_by = HolderOf(added, value_of, sum.groups[group].largest);
     return;
   }
-  const auto& names = kExtremes[rules.rule == QuadRule::kOlder ? 1 : 0];
-  for (size_t i = 0; i < std::size(names); ++i) {
-    if (name != names[i]) continue;
+  for (size_t i = 0; i < std::size(kExtremeNames); ++i) {
+    if (name != ExtremeName(rules.rule, i)) continue;
     const size_t position = 4 * group + i;
     field.rule = i % 2 == 0 ? Rule::kMax : Rule::kMin;
     field.held_by = HolderOf(

@@ -12,7 +12,6 @@
 namespace {
 
 constexpr uint32_t kTopBit = 0x80000000;
-constexpr size_t kCacheFlags = 10;
 
 // Gathers fields; the first one to name a byte keeps it.
 class Fields {
@@ -47,25 +46,31 @@ class Fields {
   std::vector<FieldSpan> spans_;
 };
 
-void AddGroup(Fields& fields, size_t number, uint64_t at) {
-  static constexpr const char* kNames[] = {"ops", "first_mean", "max", "second_mean"};
-  for (size_t i = 0; i < std::size(kNames); ++i) {
-    fields.Add(at + 4 * i, 4, fmt::format("g{}_{}", number, kNames[i]));
+// Names the bytes of a field. `group`: counter groups before it.
+void AddField(Fields& fields, const Field& field, size_t group) {
+  switch (field.unit()) {
+    case FieldUnit::kQuadset:
+      for (uint64_t i = 0; i < field.width() / 4; ++i) {
+        fields.Add(field.at + 4 * i, 4,
+                   fmt::format("g{}_{}", group + i / 4 + 1, kGroupWordNames[i % 4]));
+      }
+      break;
+    case FieldUnit::kBit:
+      fields.Add(field.at, 1, "flags");
+      break;
+    default:
+      fields.Add(field.at, field.width(),
+                 field.role == Role::kCarried ? fmt::format("{}{}", field.name(), field.at)
+                                              : field.name());
   }
 }
 
 std::string WordName(const Form& form, QuadRule rule, size_t position) {
-  static constexpr const char* kCurrent[] = {"ops_per_s_max", "ops_per_s_min", "kvolume_per_s_max",
-                                             "kvolume_per_s_min"};
-  static constexpr const char* kOlder[] = {"ops_per_s_max", "ops_per_s_min", "second_mean_max",
-                                           "second_mean_min"};
   const size_t ratio = 4 * size_t{form.tracked};
   if (position < ratio) {
-    return fmt::format("g{}_{}", position / 4 + 1,
-                       (rule == QuadRule::kCurrent ? kCurrent : kOlder)[position % 4]);
+    return fmt::format("g{}_{}", position / 4 + 1, ExtremeName(rule, position % 4));
   }
-  if (position == ratio) return "busy_pct_max";
-  if (position == ratio + 1) return "busy_pct_min";
+  if (position < ratio + 2) return kRatioExtremeNames[position - ratio];
   return fmt::format("word_bit{}", 31 - position);
 }
 
@@ -163,22 +168,8 @@ std::vector<FieldSpan> ItemFields(uint64_t size) {
 }
 
 std::vector<FieldSpan> ElementSpans(Kind kind, uint64_t size) {
-  constexpr uint64_t kConcPresent = 12;
-  constexpr uint64_t kCabValue = 8;
   Fields fields(size);
-  if (kind == kConc) {
-    fields.Add(0, 2, "key");
-    fields.Add(kConcPresent, 1, "present");
-  } else if (kind == kWaittm) {
-    fields.Add(0, 2, "key");
-    AddGroup(fields, 1, kQuadsetSize);
-  } else if (kind == kCab) {
-    fields.Add(0, 1, "key");
-    fields.Add(2, 2, "key");
-    fields.Add(kCabValue, 4, "value");
-  } else {
-    fields.Add(0, 4, "key");
-  }
+  for (const Field& field : FieldsOfList(ItemRowOf(kind).fields)) AddField(fields, field, 0);
   return fields.Finish("bytes");
 }
 
@@ -186,46 +177,14 @@ std::vector<FieldSpan> ElementSpans(Kind kind, uint64_t size) {
 
 std::vector<FieldSpan> EntryFieldSpans(const Form& form, QuadRule rule, uint32_t mask,
                                        size_t key_count, size_t size) {
-  static constexpr const char* kMore16[] = {"first_pct", "first_max", "second_pct", "second_max"};
-  static constexpr const char* kMore32[] = {"first_rate", "second_rate"};
   Fields fields(size);
-  const auto byte = [&](int at, const char* name) {
-    if (at != kNone) fields.Add(static_cast<uint64_t>(at), 1, name);
-  };
-  fields.Add(kAtStatus, 4, "status");
-  fields.Add(kAtInterval, 4, "interval_ms");
-  if (form.key.number) {
-    fields.Add(form.key.at[0], 2, "key");
-  } else {
-    for (size_t i = 0; i < key_count; ++i) byte(form.key.at[i], "key");
-  }
-  byte(form.compact, "compact");
-  byte(form.not_valid, "valid");
-  for (const FlagBit& flag : {form.ratio_flag, form.counted, form.sticky, form.kept}) {
-    byte(flag.at, "flags");
-  }
-  if (form.ratio != kNone) fields.Add(static_cast<uint64_t>(form.ratio), 2, "busy_pct");
-  if (form.second_ratio != kNone) {
-    byte(form.second_flags, "second_flags");
-    if (key_count < form.key.count) {
-      fields.Add(static_cast<uint64_t>(form.second_ratio), 2, "second_pct");
-    }
-  }
-  for (const int8_t at : form.carried) {
-    if (at != kNone) fields.Add(static_cast<uint64_t>(at), 4, fmt::format("word_at_{}", at));
-  }
-  for (size_t i = 0; i < form.more16.size(); ++i) {
-    if (form.more16[i] != 0) fields.Add(form.more16[i], 2, kMore16[i]);
-  }
-  for (size_t i = 0; i < form.more32.size(); ++i) {
-    if (form.more32[i] != 0) fields.Add(form.more32[i], 4, kMore32[i]);
-  }
-  if (form.more32[0] != 0) byte(kCacheFlags, "flags");
-  for (size_t i = 0; i < form.quadsets; ++i) {
-    AddGroup(fields, i + 1, form.quadsets_at + i * kQuadsetSize);
-  }
-  for (size_t i = 0; i < form.more_quadsets.size(); ++i) {
-    if (form.more_quadsets[i] != 0) AddGroup(fields, form.quadsets + i + 1, form.more_quadsets[i]);
+  size_t keys = 0;
+  size_t groups = 0;
+  for (const Field& field : form.Fields()) {
+    if (field.role == Role::kKey && keys++ >= key_count) continue;
+    if (field.role == Role::kSecondRatio && key_count == form.key.count) continue;
+    AddField(fields, field, groups);
+    if (field.unit() == FieldUnit::kQuadset) groups += field.count();
   }
   uint64_t at = form.size;
   for (size_t position = 0; position < 32; ++position) {

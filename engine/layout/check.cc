@@ -168,13 +168,13 @@ static_assert(NothingIsLost(), "a revision lacks what the one before it carries"
 // segments takes the place of a key byte that is not in use.
 constexpr bool StandApart(const Field& a, const Field& b) {
   if (!Overlap(a.at, a.width(), b.at, b.width())) return true;
-  if (a.unit() == Unit::kBit && b.unit() == Unit::kBit) return (a.detail & b.detail) == 0;
+  if (a.unit() == FieldUnit::kBit && b.unit() == FieldUnit::kBit) return (a.detail & b.detail) == 0;
   return (a.role == Role::kSecondRatio && b.role == Role::kKey) ||
          (b.role == Role::kSecondRatio && a.role == Role::kKey);
 }
 constexpr bool FieldsAreGood(std::span<const Field> fields) {
   for (const Field& field : fields) {
-    const bool detailed = field.unit() == Unit::kBit || field.unit() == Unit::kQuadset;
+    const bool detailed = field.unit() == FieldUnit::kBit || field.unit() == FieldUnit::kQuadset;
     if ((field.detail != 0) != detailed || (field.from != 0 && !KnownRevision(field.from))) {
       return false;
     }
@@ -189,7 +189,7 @@ constexpr bool FormIsGood(const Form& form) {
   size_t groups = 0;
   for (const Field& field : form.Fields()) {
     const size_t behind = field.at + field.width();
-    if (field.unit() == Unit::kQuadset) {
+    if (field.unit() == FieldUnit::kQuadset) {
       if (groups != 0 && field.at != end) return false;
       end = behind;
       groups += field.count();

@@ -11,7 +11,7 @@
 #include "engine/pmonfile.h"
 
 // clang-format off
-enum class Unit : uint8_t {
+enum class FieldUnit : uint8_t {
   kCode,          // means something to the array alone
   kCount,         // a plain number
   kPercent,       // hundredths of a percent
@@ -20,7 +20,7 @@ enum class Unit : uint8_t {
   kBit,           // one bit of a byte
   kBits,          // a byte of bits
   kBytes,         // never turned
-  kQuadset,       // four words: kGroupWords
+  kQuadset,       // four words: kGroupWordNames
 };
 
 // What a field means to those who read or write it: role, bytes, name in `psltool dump`, unit.
@@ -61,9 +61,9 @@ enum class Role : uint8_t { QELPRF_ROLES(QELPRF_ROLE) };
 struct RoleRow {
   uint8_t width;
   const char* name;
-  Unit unit;
+  FieldUnit unit;
 };
-#define QELPRF_ROLE(role, width, name, unit) {width, name, Unit::unit},
+#define QELPRF_ROLE(role, width, name, unit) {width, name, FieldUnit::unit},
 inline constexpr RoleRow kRoleRows[] = {QELPRF_ROLES(QELPRF_ROLE)};
 #undef QELPRF_ROLE
 // clang-format on
@@ -76,8 +76,8 @@ struct Field {
 
   constexpr const RoleRow& row() const { return kRoleRows[static_cast<size_t>(role)]; }
   constexpr const char* name() const { return row().name; }
-  constexpr Unit unit() const { return row().unit; }
-  constexpr size_t count() const { return unit() == Unit::kQuadset ? detail : 1; }
+  constexpr FieldUnit unit() const { return row().unit; }
+  constexpr size_t count() const { return unit() == FieldUnit::kQuadset ? detail : 1; }
   constexpr size_t width() const { return count() * row().width; }
   constexpr bool IsKey() const {
     return role == Role::kKey || role == Role::kKeyNumber || role == Role::kKeyBytes;
@@ -102,13 +102,13 @@ constexpr const Field* FindField(std::span<const Field> fields, Role role, size_
 
 // Names of a counter group's words, and of the extended words that tell a tracked group's extremes;
 // the ratio's two follow those of all groups.
-inline constexpr const char* kGroupWords[] = {"ops", "first_mean", "max", "second_mean"};
-inline constexpr const char* kExtremes[] = {"ops_per_s_max", "ops_per_s_min", "kvolume_per_s_max",
-                                            "kvolume_per_s_min"};
-inline constexpr const char* kOlderExtremes[] = {"ops_per_s_max", "ops_per_s_min",
-                                                 "second_mean_max", "second_mean_min"};
-inline constexpr const char* kRatioExtremes[] = {"busy_pct_max", "busy_pct_min"};
+inline constexpr const char* kGroupWordNames[] = {"ops", "first_mean", "max", "second_mean"};
+inline constexpr const char* kExtremeNames[] = {"ops_per_s_max", "ops_per_s_min",
+                                                "kvolume_per_s_max", "kvolume_per_s_min"};
+inline constexpr const char* kOlderExtremeNames[] = {"ops_per_s_max", "ops_per_s_min",
+                                                     "second_mean_max", "second_mean_min"};
+inline constexpr const char* kRatioExtremeNames[] = {"busy_pct_max", "busy_pct_min"};
 
 constexpr const char* ExtremeName(QuadRule rule, size_t number) {
-  return (rule == QuadRule::kCurrent ? kExtremes : kOlderExtremes)[number];
+  return (rule == QuadRule::kCurrent ? kExtremeNames : kOlderExtremeNames)[number];
 }
