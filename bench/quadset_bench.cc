@@ -5,7 +5,7 @@
 
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
-#include "revisions/quadset.h"
+#include "revisions/fold/quadset.h"
 
 namespace {
 

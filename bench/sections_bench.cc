@@ -9,9 +9,9 @@
 #include "engine/finfo.h"
 #include "engine/layout.h"
 #include "engine/pmonfile.h"
-#include "revisions/pending.h"
-#include "revisions/sections.h"
-#include "revisions/slots.h"
+#include "revisions/fold/pending.h"
+#include "revisions/fold/sections.h"
+#include "revisions/sets/slots.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 # Options of the vector kernels: each is compiled for its own processors and chosen at start. The
 # one for pairs of doubles needs no option and serves the other processors that store the lowest byte
 # of a word first; the rest has the scalar path.
-set(kernel_avx2 "${CMAKE_CURRENT_SOURCE_DIR}/revisions/fold_kernel_avx2.cc")
-set(kernel_avx512 "${CMAKE_CURRENT_SOURCE_DIR}/revisions/fold_kernel_avx512.cc")
-set(kernel_pairs "${CMAKE_CURRENT_SOURCE_DIR}/revisions/fold_kernel_pairs.cc")
+set(kernel_avx2 "${CMAKE_CURRENT_SOURCE_DIR}/revisions/fold/kernel_avx2.cc")
+set(kernel_avx512 "${CMAKE_CURRENT_SOURCE_DIR}/revisions/fold/kernel_avx512.cc")
+set(kernel_pairs "${CMAKE_CURRENT_SOURCE_DIR}/revisions/fold/kernel_pairs.cc")
 set(kernels_there "")
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
   set_source_files_properties("${kernel_avx2}" PROPERTIES COMPILE_OPTIONS "-mavx2")
@@ -18,5 +18,5 @@ if(CMAKE_CXX_BYTE_ORDER STREQUAL "LITTLE_ENDIAN")
 else()
   list(REMOVE_ITEM core_sources "${kernel_pairs}")
 endif()
-set_source_files_properties("${CMAKE_CURRENT_SOURCE_DIR}/revisions/fold_kernel.cc"
+set_source_files_properties("${CMAKE_CURRENT_SOURCE_DIR}/revisions/fold/kernel.cc"
   PROPERTIES COMPILE_DEFINITIONS "${kernels_there}")

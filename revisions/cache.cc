@@ -6,9 +6,9 @@
 #include "engine/byteorder.h"
 #include "engine/finfo.h"
 #include "engine/layout.h"
-#include "revisions/pmonfind.h"
-#include "revisions/quadset.h"
-#include "revisions/slots.h"
+#include "revisions/sets/lookup.h"
+#include "revisions/fold/quadset.h"
+#include "revisions/sets/slots.h"
 
 uint32_t cache_section_count = 0;
 uint32_t cache_section_offset = 0;

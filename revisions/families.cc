@@ -11,7 +11,7 @@
 #include "revisions/Qelprfarc0x1D.h"
 #include "revisions/items.h"
 #include "revisions/record_buffer.h"
-#include "revisions/slots.h"
+#include "revisions/sets/slots.h"
 #include "revisions/structure.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "engine/layout.h"
-#include "revisions/slots.h"
+#include "revisions/sets/slots.h"
 
 struct ItemBlock {
   const ItemRow* row = nullptr;

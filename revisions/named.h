@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "revisions/accumulate.h"
-#include "revisions/pending.h"
+#include "revisions/fold/accumulate.h"
+#include "revisions/fold/pending.h"
 
 // The kind whose sections hold entries of a form.
 constexpr Kind KindOf(FormId form) {

@@ -1,5 +1,5 @@
 // Quadset functions by name: see the header.
-#include "revisions/quadset.h"
+#include "revisions/fold/quadset.h"
 
 #include "engine/finfo.h"
 

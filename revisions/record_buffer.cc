@@ -8,7 +8,7 @@
 
 #include "engine/family.h"
 #include "engine/finfo.h"
-#include "revisions/pending.h"
+#include "revisions/fold/pending.h"
 
 namespace {
 

@@ -11,10 +11,10 @@
 #include "engine/pmoncommon.h"
 #include "revisions/cache.h"
 #include "revisions/items.h"
-#include "revisions/pending.h"
+#include "revisions/fold/pending.h"
 #include "revisions/record_buffer.h"
-#include "revisions/sections.h"
-#include "revisions/slots.h"
+#include "revisions/fold/sections.h"
+#include "revisions/sets/slots.h"
 
 namespace {
 

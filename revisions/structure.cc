@@ -13,8 +13,8 @@
 #include "engine/pmoncommon.h"
 #include "revisions/items.h"
 #include "revisions/record_buffer.h"
-#include "revisions/sections.h"
-#include "revisions/slots.h"
+#include "revisions/fold/sections.h"
+#include "revisions/sets/slots.h"
 
 const uint8_t* Top_lvdvno_ptr = nullptr;
 const uint8_t* Top_ldpdno_ptr = nullptr;

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "revisions/fold_kernel.h"
+#include "revisions/fold/kernel.h"
 #include "tests/support/form_fixture.h"
 #include "tests/support/many_slots_run.h"
 

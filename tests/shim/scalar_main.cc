@@ -5,7 +5,7 @@
 #include "archiver/Qelprfarc.h"
 #include "engine/pmoncommon.h"
 #include "platform/process.h"
-#include "revisions/fold_kernel.h"
+#include "revisions/fold/kernel.h"
 
 int main(int argc, char** argv) {
   SetKernels(nullptr);

@@ -17,7 +17,7 @@
 #include "engine/pmoncommon.h"
 #include "logdir/pmonlogdir.h"
 #include "platform/QelCM.h"
-#include "revisions/pmonfind.h"
+#include "revisions/sets/lookup.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"
 

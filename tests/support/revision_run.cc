@@ -13,7 +13,7 @@
 #include "engine/finfo.h"
 #include "engine/layout.h"
 #include "engine/stream.h"
-#include "revisions/pmonfind.h"
+#include "revisions/sets/lookup.h"
 #include "tests/support/revision_facts.h"
 #include "tests/support/run_state.h"
 

@@ -9,7 +9,7 @@
 #include "engine/byteorder.h"
 #include "engine/layout.h"
 #include "engine/pmoncommon.h"
-#include "revisions/slots.h"
+#include "revisions/sets/slots.h"
 
 inline constexpr uint32_t kCountTopBit = 0x80000000;
 inline constexpr double kRatioScale = 10000.0;  // ratios are in hundredths of a percent
@@ -70,7 +70,7 @@ struct GroupRef {
 };
 
 // Folds one interval of `length` milliseconds; `wire` is the quadset in `Order`. This is the
-// definition of the arithmetic; the vector kernels (fold_kernel.h) do the same for eight slots at a
+// definition of the arithmetic; the vector kernels (kernel.h) do the same for eight slots at a
 // time.
 template <QuadRule kRule, class Order, size_t kStep>
 inline void FoldQuadset(const GroupRef<kStep>& group, const uint8_t* wire, double length,

@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "engine/finfo.h"
-#include "revisions/accumulate.h"
-#include "revisions/fold_kernel.h"
-#include "revisions/slots.h"
+#include "revisions/fold/accumulate.h"
+#include "revisions/fold/kernel.h"
+#include "revisions/sets/slots.h"
 
 // Puts the eight slots of a tile, their words made by the kernel.
 template <FormId kId, QuadRule kRule>

@@ -2,8 +2,8 @@
 // with the options of its processor. Written with the compiler's vector extensions. It includes
 // nothing that holds inline functions: those would be compiled for the wrong processor and might be
 // chosen for the whole program. Everything is therefore in an unnamed namespace.
-#include "revisions/fold_kernel.h"
-#include "revisions/fold_vectors.h"
+#include "revisions/fold/kernel.h"
+#include "revisions/fold/vectors.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 #include <array>
 #include <cstring>
 
-#include "revisions/accumulate.h"
-#include "revisions/fold_heads.h"
-#include "revisions/fold_kernel.h"
-#include "revisions/pending.h"
+#include "revisions/fold/accumulate.h"
+#include "revisions/fold/heads.h"
+#include "revisions/fold/kernel.h"
+#include "revisions/fold/pending.h"
 
 // Counter groups of compact entries.
 inline constexpr std::array<uint8_t, 6 * kQuadsetSize> kNoGroups = {};

@@ -87,7 +87,7 @@ struct ResourceSet {
   Buffer slot_block;  // heads
   Buffer field_block;
   double* fields = nullptr;  // counter groups, in tiles; in the block, from a cache line's start on
-  // For searches that go far, and only once they have (pmonfind.cc): key and position of all table
+  // For searches that go far, and only once they have (lookup.cc): key and position of all table
   // entries in ascending order, and how many entries such searches have looked at so far.
   std::vector<uint64_t> order;
   uint64_t passed = 0;

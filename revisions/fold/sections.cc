@@ -1,18 +1,18 @@
 // Section loops: see the header.
-#include "revisions/sections.h"
+#include "revisions/fold/sections.h"
 
 #include <array>
 #include <cstring>
 #include <utility>
 
 #include "engine/finfo.h"
-#include "revisions/accumulate.h"
+#include "revisions/fold/accumulate.h"
 #include "revisions/cache.h"
-#include "revisions/fold_tile.h"
-#include "revisions/pending.h"
-#include "revisions/pmonfind.h"
-#include "revisions/put_section.h"
-#include "revisions/tile_entries.h"
+#include "revisions/fold/tile.h"
+#include "revisions/fold/pending.h"
+#include "revisions/sets/lookup.h"
+#include "revisions/fold/put_section.h"
+#include "revisions/fold/tile_entries.h"
 
 namespace {
 

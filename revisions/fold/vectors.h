@@ -1,12 +1,12 @@
 // The vectors of the kernels: types of QELPRF_WIDTH (2, 4 or 8) lanes, loading words of the entries
-// of as many slots, and what all kernels calculate with. Only for fold_kernel_impl.h, whose head
+// of as many slots, and what all kernels calculate with. Only for kernel_impl.h, whose head
 // comment says why everything is in an unnamed namespace.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-#include "revisions/fold_kernel.h"
+#include "revisions/fold/kernel.h"
 
 #define QELPRF_INLINE inline __attribute__((always_inline))
 

@@ -6,9 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "revisions/accumulate.h"
-#include "revisions/fold_kernel.h"
-#include "revisions/pending.h"
+#include "revisions/fold/accumulate.h"
+#include "revisions/fold/kernel.h"
+#include "revisions/fold/pending.h"
 
 template <FormId kId>
 void MergeRatioWords(SlotHead& head, const uint8_t* words, uint32_t mask, bool first) {

@@ -10,9 +10,9 @@
 #include "engine/buffer.h"
 #include "engine/finfo.h"
 #include "engine/layout.h"
-#include "revisions/accumulate.h"
-#include "revisions/fold_kernel.h"
-#include "revisions/slots.h"
+#include "revisions/fold/accumulate.h"
+#include "revisions/fold/kernel.h"
+#include "revisions/sets/slots.h"
 
 // What is the same for all entries of the section being read.
 struct SectionContext {

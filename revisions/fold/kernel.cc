@@ -1,5 +1,5 @@
 // Choice of the vector kernels: once, at start, by what the processor can do.
-#include "revisions/fold_kernel.h"
+#include "revisions/fold/kernel.h"
 
 #ifdef QELPRF_PAIR_KERNELS
 extern const FoldKernels kFoldKernelsPairs;

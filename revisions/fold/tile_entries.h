@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "engine/layout.h"
-#include "revisions/pending.h"
-#include "revisions/slots.h"
+#include "revisions/fold/pending.h"
+#include "revisions/sets/slots.h"
 
 // Key, compact and not-valid bytes of all forms lie in the same eight bytes of an entry.
 inline constexpr size_t kAtMarks = 8;

@@ -1,5 +1,5 @@
 // Pending entries: see the header.
-#include "revisions/pending.h"
+#include "revisions/fold/pending.h"
 
 #include <array>
 

@@ -1,11 +1,11 @@
 // Resource sets: see the header.
-#include "revisions/slots.h"
+#include "revisions/sets/slots.h"
 
 #include <algorithm>
 #include <cstring>
 
 #include "platform/memory.h"
-#include "revisions/pending.h"
+#include "revisions/fold/pending.h"
 
 std::array<ResourceSet, kSectionKinds> resource_sets;
 uint8_t structure_revision = 0;
