@@ -9,8 +9,7 @@
 #include "engine/finfo.h"
 #include "engine/layout.h"
 #include "engine/pmonfile.h"
-#include "revisions/fold/pending.h"
-#include "revisions/fold/sections.h"
+#include "revisions/fold/fold.h"
 #include "revisions/sets/slots.h"
 
 namespace {
@@ -21,7 +20,7 @@ constexpr uint32_t kInterval = 60000;
 // What a run has set up when it meets a section of `count` entries of one kind.
 struct Section {
   const SectionRow* row = nullptr;
-  const SectionOps* ops = nullptr;
+  QuadRule rule = QuadRule::kCurrent;
   std::vector<uint8_t> entries;
   uint32_t count = 0;
 
@@ -83,7 +82,7 @@ Section MakeSection(Kind kind, uint32_t count, bool words) {
   for (size_t i = 0; i < layout.section_count; ++i) {
     if (layout.sections[i].kind == kind) section.row = &layout.sections[i];
   }
-  section.ops = &OpsOf(section.row->form, layout.row.rule);
+  section.rule = layout.row.rule;
   const uint32_t mask = FullMask(kind);
   const auto bits = static_cast<uint32_t>(std::popcount(mask));
   finfo.revision = kRevision;
@@ -113,13 +112,13 @@ void Fold(benchmark::State& state, Kind kind, bool words) {
   // As in a period: what its first interval begins, the others go on with.
   finfo.first_interval = true;
   for (auto _ : state) {
-    if (!section.ops->read(section.Record(), kind, 0, section.count)) {
+    if (!ReadSection(section.Record(), *section.row, section.rule, 0, section.count)) {
       state.SkipWithError("the section was refused");
       break;
     }
     finfo.first_interval = false;
   }
-  FoldPending();
+  Settle();
   Count(state, section.count, section.entries.size());
   DropSets();
 }
@@ -127,12 +126,12 @@ void Fold(benchmark::State& state, Kind kind, bool words) {
 void Write(benchmark::State& state, Kind kind) {
   const Section section = MakeSection(kind, static_cast<uint32_t>(state.range(0)), false);
   finfo.first_interval = true;
-  section.ops->read(section.Record(), kind, 0, section.count);
-  FoldPending();
-  std::vector<uint8_t> out(LargestSection(section.row->form, kind));
+  ReadSection(section.Record(), *section.row, section.rule, 0, section.count);
+  Settle();
+  std::vector<uint8_t> out(LargestSection(*section.row));
   size_t written = 0;
   for (auto _ : state) {
-    written = static_cast<size_t>(section.ops->write(out.data(), kind) - out.data());
+    written = static_cast<size_t>(PutSection(out.data(), *section.row, section.rule) - out.data());
     benchmark::DoNotOptimize(out.data());
     benchmark::ClobberMemory();
   }

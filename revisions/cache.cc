@@ -6,9 +6,9 @@
 #include "engine/byteorder.h"
 #include "engine/finfo.h"
 #include "engine/layout.h"
-#include "revisions/sets/lookup.h"
 #include "revisions/fold/quadset.h"
-#include "revisions/sets/slots.h"
+#include "revisions/sets/lookup.h"
+#include "revisions/sets/open_slots.h"
 
 uint32_t cache_section_count = 0;
 uint32_t cache_section_offset = 0;
@@ -60,7 +60,7 @@ template <class Order>
 void FoldByKey(const uint8_t* entry, int32_t position, bool quadsets) {
   const int32_t index = FindIndex(kCache, entry + kKey, position);
   if (index < 0) return;
-  CacheSlot& slot = CacheSlots()[index];
+  CacheSlot& slot = OpenSlots::Caches()[index];
   const uint32_t interval = Order::Load32(entry + kAtInterval);
   slot.status = Order::Load32(entry + kAtStatus);
   slot.time += interval;
@@ -77,7 +77,7 @@ void FoldByKey(const uint8_t* entry, int32_t position, bool quadsets) {
 template <class Order>
 void FoldByPosition(const uint8_t* entry, int32_t position) {
   if (position >= resource_sets[kCache].entries) return;
-  CacheSlot& slot = CacheSlots()[position];
+  CacheSlot& slot = OpenSlots::Caches()[position];
   const double length = Order::Load32(entry + kAtInterval);
   slot.ratio_sum2 += (Order::Load16(entry + kRatio2) * length) / kRatioScale;
   const double maximum = Order::Load16(entry + kMaximum2);
@@ -156,7 +156,7 @@ int RW_Cache_Sta(uint8_t operation, uint32_t* length, uint8_t* position) {
       break;
     case kCacheWrite:
       for (uint32_t i = 0; i < caches; ++i) {
-        PutEntry(*form, position + size_t{i} * form->size, CacheSlots()[i]);
+        PutEntry(*form, position + size_t{i} * form->size, OpenSlots::Caches()[i]);
       }
       break;
     default:

@@ -9,6 +9,7 @@
 #include "revisions/Qelprfarc0x1A.h"
 #include "revisions/Qelprfarc0x1B.h"
 #include "revisions/Qelprfarc0x1D.h"
+#include "revisions/fold/fold.h"
 #include "revisions/items.h"
 #include "revisions/record_buffer.h"
 #include "revisions/sets/slots.h"
@@ -71,5 +72,6 @@ void ForgetConfiguration() {
 
 void FreeResources() {
   ForgetConfiguration();
+  DropPending();
   FreeRecords();
 }

@@ -10,8 +10,8 @@
 #include "engine/family.h"
 #include "engine/finfo.h"
 #include "platform/QelCM.h"
-#include "revisions/sets/lookup.h"
 #include "revisions/fold/quadset.h"
+#include "revisions/sets/lookup.h"
 
 ItemBlock* sta_conc_arc = nullptr;
 ItemBlock* sta_ld_cp_arc = nullptr;

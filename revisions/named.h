@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "revisions/fold/accumulate.h"
-#include "revisions/fold/pending.h"
+#include "revisions/fold/settled.h"
 
 // The kind whose sections hold entries of a form.
 constexpr Kind KindOf(FormId form) {
@@ -26,18 +26,13 @@ int32_t IndexOfEntry(const uint8_t* entry, int32_t position) {
   return FindIndex(KindOf(kId), key, position);
 }
 
-// The slot of an index as the scalar functions take it: with all that was read before, extremes as
-// rates.
+// The slot of an index as the scalar functions take it.
 template <FormId kId>
-SlotRef SettledSlot(int32_t index) {
-  const SlotRef slot = SlotAt(KindOf(kId), index);
-  FoldPending(KindOf(kId));
-  if (LayoutOf(finfo.revision).row.rule == QuadRule::kOlder) {
-    SettleRates<kId, QuadRule::kOlder>(slot);
-  } else {
-    SettleRates<kId, QuadRule::kCurrent>(slot);
-  }
-  return slot;
+SlotRef SlotOf(int32_t index) {
+  const SettledSlots slots(KindOf(kId));
+  return LayoutOf(finfo.revision).row.rule == QuadRule::kOlder
+             ? slots.At<kId, QuadRule::kOlder>(index)
+             : slots.At<kId, QuadRule::kCurrent>(index);
 }
 
 // Folds one converted entry; `position` is its place in the section for kinds that are not
@@ -47,7 +42,7 @@ void GetSet(const void* entry, int32_t position = kUnknownPosition) {
   const auto* bytes = static_cast<const uint8_t*>(entry);
   const int32_t index = IndexOfEntry<kId>(bytes, position);
   if (index < 0) return;
-  FoldEntry<kId, kRule, HostOrder>(SettledSlot<kId>(index), bytes, bytes + kForms[kId].quadsets_at,
+  FoldEntry<kId, kRule, HostOrder>(SlotOf<kId>(index), bytes, bytes + kForms[kId].quadsets_at,
                                    ContextOf(KindOf(kId)));
 }
 
@@ -56,7 +51,7 @@ template <FormId kId>
 void GetExset(const uint32_t* words, const void* entry, int32_t position = kUnknownPosition) {
   const int32_t index = IndexOfEntry<kId>(static_cast<const uint8_t*>(entry), position);
   if (index < 0) return;
-  MergeWords<kId, HostOrder>(SettledSlot<kId>(index), reinterpret_cast<const uint8_t*>(words),
+  MergeWords<kId, HostOrder>(SlotOf<kId>(index), reinterpret_cast<const uint8_t*>(words),
                              finfo.items[KindOf(kId)], finfo.first_interval);
 }
 
@@ -65,7 +60,7 @@ template <FormId kId>
 void SetExset(uint32_t* words, int32_t index) {
   uint8_t wire[32 * 4];
   const uint32_t mask = finfo.items[KindOf(kId)].out_mask;
-  const uint8_t* end = PutWords<kId>(wire, SettledSlot<kId>(index), mask);
+  const uint8_t* end = PutWords<kId>(wire, SlotOf<kId>(index), mask);
   const auto n = static_cast<int>((end - wire) / 4);
   std::memcpy(words, wire, static_cast<size_t>(end - wire));
   ntoh_ExSta(words, n);

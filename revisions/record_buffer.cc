@@ -8,7 +8,7 @@
 
 #include "engine/family.h"
 #include "engine/finfo.h"
-#include "revisions/fold/pending.h"
+#include "revisions/fold/kernel.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ RecordView ReadWholeRecord() {
   const size_t length = finfo.record_length;     // shown by the stream to lie within the file
   if (in_use != 0 && !AnyPending()) in_use = 0;  // folded or dropped since
   if (in_use != 0 && length > most_size) {
-    FoldPending();
+    Settle();
     in_use = 0;
   }
   if (in_use == 0) {
@@ -55,13 +55,13 @@ RecordView ReadWholeRecord() {
 void KeepRecord() {
   ++in_use;
   if (in_use < limit) return;
-  FoldPending();
+  Settle();
   in_use = 0;
 }
 
 uint8_t* OutputRecord(size_t room) {
   if (room > kLarge) {
-    FoldPending();
+    Settle();
     // The record being read stands behind the kept ones.
     for (size_t i = 0; i < records.size(); ++i) {
       if (i != in_use) records[i].Free();

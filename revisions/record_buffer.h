@@ -3,7 +3,7 @@
 #pragma once
 
 #include "engine/buffer.h"
-#include "revisions/fold/sections.h"
+#include "revisions/fold/fold.h"
 
 // Room for the record being built. Records that are kept may go for it.
 uint8_t* OutputRecord(size_t room);

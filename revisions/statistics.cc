@@ -10,10 +10,9 @@
 #include "engine/finfo.h"
 #include "engine/pmoncommon.h"
 #include "revisions/cache.h"
+#include "revisions/fold/fold.h"
 #include "revisions/items.h"
-#include "revisions/fold/pending.h"
 #include "revisions/record_buffer.h"
-#include "revisions/fold/sections.h"
 #include "revisions/sets/slots.h"
 
 namespace {
@@ -150,8 +149,7 @@ bool ReadSections(const RecordView& record, const RevisionLayout& layout) {
     if (!HasEntries(header) || !IsCarried(row)) continue;
     // A differing disk-port section is passed over without a word.
     if (row.kind == kDp && header.count != resource_sets[kDp].count) continue;
-    const SectionOps& ops = OpsOf(row.form, layout.row.rule);
-    if (!ops.read(record, row.kind, header.offset, header.count)) return false;
+    if (!ReadSection(record, row, layout.row.rule, header.offset, header.count)) return false;
   }
   return true;
 }
@@ -165,7 +163,7 @@ uint8_t* PutSections(uint8_t* record, const RevisionLayout& layout) {
                      static_cast<uint32_t>(out - record)};
     if (!IsCarried(row)) header.offset = 0;
     hton_stahdr(record + row.slot, &header);
-    if (set.entries > 0) out = OpsOf(row.form, layout.row.rule).write(out, row.kind);
+    if (set.entries > 0) out = PutSection(out, row, layout.row.rule);
   }
   return out;
 }
@@ -205,10 +203,9 @@ void ReadStatistics(const RevisionLayout& layout) {
 }
 
 void WriteStatistics(const RevisionLayout& layout) {
-  FoldPending();
   size_t room = layout.row.record_head + LargestItems();
   for (size_t i = 0; i < layout.section_count; ++i) {
-    room += LargestSection(layout.sections[i].form, layout.sections[i].kind);
+    room += LargestSection(layout.sections[i]);
   }
   uint8_t* const record = OutputRecord(room);
   std::memset(record, 0, layout.row.record_head);

@@ -11,9 +11,9 @@
 #include "engine/family.h"
 #include "engine/finfo.h"
 #include "engine/pmoncommon.h"
+#include "revisions/fold/fold.h"
 #include "revisions/items.h"
 #include "revisions/record_buffer.h"
-#include "revisions/fold/sections.h"
 #include "revisions/sets/slots.h"
 
 const uint8_t* Top_lvdvno_ptr = nullptr;

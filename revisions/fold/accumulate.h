@@ -8,8 +8,8 @@
 #include "engine/byteorder.h"
 #include "engine/finfo.h"
 #include "engine/layout.h"
-#include "revisions/sets/lookup.h"
 #include "revisions/fold/quadset.h"
+#include "revisions/sets/lookup.h"
 #include "revisions/sets/slots.h"
 
 // What is the same for all entries of a section.

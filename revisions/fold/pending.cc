@@ -13,34 +13,34 @@ size_t pending_limit = kMostIntervals;
 
 PendingKind& PendingOf(Kind kind) { return kinds[kind]; }
 
-void FoldPending(Kind kind) {
+void Settle(Kind kind) {
   PendingKind& pending = kinds[kind];
+  pending.ForgetStale(resource_sets[kind]);
   if (!pending.any) return;
   for (size_t tile = 0; tile < pending.tiles; ++tile) FoldPendingTile(pending, kind, tile);
   pending.any = false;
 }
 
-void FoldPending() {
-  for (uint8_t kind = 0; kind < kSectionKinds; ++kind) FoldPending(static_cast<Kind>(kind));
+void Settle() {
+  for (uint8_t kind = 0; kind < kSectionKinds; ++kind) Settle(static_cast<Kind>(kind));
 }
 
 bool AnyPending() {
-  for (const PendingKind& pending : kinds) {
-    if (pending.any) return true;
+  for (size_t kind = 0; kind < kSectionKinds; ++kind) {
+    kinds[kind].ForgetStale(resource_sets[kind]);
+    if (kinds[kind].any) return true;
   }
   return false;
 }
 
-void DropPending(Kind kind, bool room) {
-  PendingKind& pending = kinds[kind];
-  if (pending.any) std::memset(pending.counts.data(), 0, pending.tiles);
-  pending.any = false;
-  if (!room) return;
-  pending.fold = nullptr;
-  pending.tiles = 0;
-  pending.plain.Free();
-  pending.mixed.Free();
-  pending.counts.Free();
-  pending.firsts.Free();
-  pending.expected.Free();
+void DropPending() {
+  for (PendingKind& pending : kinds) {
+    pending.fold = nullptr;
+    pending.any = false;
+    pending.tiles = 0;
+    for (Buffer* buffer :
+         {&pending.plain, &pending.mixed, &pending.counts, &pending.firsts, &pending.expected}) {
+      buffer->Free();
+    }
+  }
 }

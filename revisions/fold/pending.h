@@ -11,6 +11,7 @@
 #include "engine/finfo.h"
 #include "engine/layout.h"
 #include "revisions/fold/accumulate.h"
+#include "revisions/fold/fold.h"
 #include "revisions/fold/kernel.h"
 #include "revisions/sets/slots.h"
 
@@ -37,6 +38,9 @@ struct PendingKind {
   size_t tiles = 0;
   size_t room = 0;  // intervals of a tile that there is room for
   bool any = false;
+  // Of the set when the entries came: once the slots are others or cleared, nothing is pending.
+  uint32_t provided = 0;
+  uint32_t cleared = 0;
   Buffer plain;     // const uint8_t*[tiles][room]: the first of eight entries; null: mixed
   Buffer mixed;     // MixedEntries[tiles][room]
   Buffer counts;    // uint8_t[tiles]: intervals
@@ -48,6 +52,14 @@ struct PendingKind {
   }
   MixedEntries* MixedOf(size_t tile) const {
     return reinterpret_cast<MixedEntries*>(mixed.data()) + tile * room;
+  }
+
+  // What was kept for slots that are gone or cleared counts no longer.
+  void ForgetStale(const ResourceSet& set) {
+    if (any && (provided != set.provided || cleared != set.cleared)) {
+      std::memset(counts.data(), 0, tiles);
+      any = false;
+    }
   }
 
   // Place of another interval of a tile.
@@ -63,19 +75,9 @@ struct PendingKind {
 
 PendingKind& PendingOf(Kind kind);
 
-// Intervals of a tile after which it is folded while the last of them is still at hand.
-extern size_t pending_limit;
-
-// Folds what is pending: of one tile, of a kind, of all kinds.
 inline void FoldPendingTile(PendingKind& pending, Kind kind, size_t tile) {
   if (pending.counts.data()[tile] != 0) pending.fold(pending, kind, tile);
 }
-void FoldPending(Kind kind);
-void FoldPending();
 
-// Whether anything is pending.
-bool AnyPending();
-
-// Forgets what is pending: of a kind whose slots are dropped, replaced or cleared. `room` also
-// frees the memory.
-void DropPending(Kind kind, bool room);
+// Folds what is pending of a kind.
+void Settle(Kind kind);

@@ -6,17 +6,15 @@
 #include "engine/finfo.h"
 #include "revisions/fold/accumulate.h"
 #include "revisions/fold/kernel.h"
-#include "revisions/sets/slots.h"
+#include "revisions/fold/settled.h"
 
 // Puts the eight slots of a tile, their words made by the kernel.
 template <FormId kId, QuadRule kRule>
-uint8_t* PutTile(uint8_t* out, Kind kind, int32_t index) {
+uint8_t* PutTile(uint8_t* out, const SettledSlots& slots, uint32_t mask, int32_t index) {
   constexpr const Form& kForm = kForms[kId];
   constexpr size_t kGroupBytes = kForm.quadsets * kQuadsetSize;
   constexpr size_t kExtremeBytes = kForm.tracked * kQuadsetSize;
   static_assert(kGroupBytes + kExtremeBytes <= kMostWords * 4);
-  const ResourceSet& set = resource_sets[kind];
-  const uint32_t mask = finfo.items[kind].out_mask;
   // The words of the tracked groups follow each other when the mask lacks none of them.
   constexpr uint32_t kTracked = ~(0xFFFFFFFFU >> (4 * kForm.tracked));
   const bool all = (mask & kTracked) == kTracked;
@@ -24,14 +22,14 @@ uint8_t* PutTile(uint8_t* out, Kind kind, int32_t index) {
   run.quadsets = kForm.quadsets;
   run.tracked = kForm.tracked;
   for (size_t lane = 0; lane < kLanes; ++lane) {
-    run.time[lane] = SlotAt(kind, index + static_cast<int32_t>(lane)).head.time;
+    run.time[lane] = slots.InTile(index + static_cast<int32_t>(lane)).head.time;
   }
   (kRule == QuadRule::kCurrent ? fold_kernels->put_current : fold_kernels->put_older)(
-      FieldsOf(set, index), run);
+      slots.TileFields(index), run);
   for (size_t lane = 0; lane < kLanes; ++lane) {
-    const SlotRef slot = SlotAt(kind, index + static_cast<int32_t>(lane));
+    const SlotRef slot = slots.InTile(index + static_cast<int32_t>(lane));
     std::memset(out, 0, kForm.quadsets_at);
-    PutHead<kId>(out, slot.head, set.key_count);
+    PutHead<kId>(out, slot.head, slots.set().key_count);
     if (IsIdle<kId>(slot)) {
       out[kForm.compact] = 1;
       out += kForm.head;
@@ -51,20 +49,19 @@ uint8_t* PutTile(uint8_t* out, Kind kind, int32_t index) {
 }
 
 template <FormId kId, QuadRule kRule>
-uint8_t* WriteSection(uint8_t* out, Kind kind) {
+uint8_t* PutSlots(uint8_t* out, Kind kind) {
   constexpr auto kStep = static_cast<int32_t>(kLanes);
-  const ResourceSet& set = resource_sets[kind];
+  const SettledSlots slots(kind);
+  const int32_t entries = slots.set().entries;
   const uint32_t mask = finfo.items[kind].out_mask;
   int32_t i = 0;
   if constexpr (kForms[kId].quadsets != 0) {
-    for (; fold_kernels != nullptr && i + kStep <= set.entries; i += kStep) {
-      out = PutTile<kId, kRule>(out, kind, i);
+    for (; fold_kernels != nullptr && i + kStep <= entries; i += kStep) {
+      out = PutTile<kId, kRule>(out, slots, mask, i);
     }
   }
-  for (; i < set.entries; ++i) {
-    const SlotRef slot = SlotAt(kind, i);
-    SettleRates<kId, kRule>(slot);
-    out = PutEntry<kId, kRule>(out, slot, set.key_count, mask);
+  for (; i < entries; ++i) {
+    out = PutEntry<kId, kRule>(out, slots.At<kId, kRule>(i), slots.set().key_count, mask);
   }
   return out;
 }

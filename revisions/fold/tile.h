@@ -9,6 +9,7 @@
 #include "revisions/fold/heads.h"
 #include "revisions/fold/kernel.h"
 #include "revisions/fold/pending.h"
+#include "revisions/sets/open_slots.h"
 
 // Counter groups of compact entries.
 inline constexpr std::array<uint8_t, 6 * kQuadsetSize> kNoGroups = {};
@@ -76,7 +77,8 @@ void FoldGroupsOneByOne(const TileRun& run, Kind kind, size_t tile, const Sectio
   for (size_t lane = 0; lane < kLanes; ++lane) {
     for (size_t i = 0; i < run.Count(); ++i) {
       if ((run.valid[i] >> lane & 1) == 0) continue;
-      const SlotRef slot = SlotAt(kind, static_cast<int32_t>(tile * kLanes + lane));
+      const SlotRef slot =
+          OpenSlots::At(resource_sets[kind], static_cast<int32_t>(tile * kLanes + lane));
       SettleRates<kId, kRule>(slot);
       const uint8_t* entry = run.EntryOf(i, lane);
       const bool compact = (run.CompactOf(i) >> lane & 1) != 0;
@@ -107,8 +109,8 @@ void FoldTile(PendingKind& pending, Kind kind, size_t tile) {
   run.count = pending.counts.data()[tile];
   run.first = pending.firsts.data()[tile] != 0;
   pending.counts.data()[tile] = 0;
-  auto* const heads = reinterpret_cast<SlotHead*>(set.slot_block.data()) + tile * kLanes;
-  double* const fields = FieldsOf(set, static_cast<int32_t>(tile * kLanes));
+  auto* const heads = OpenSlots::Heads(set) + tile * kLanes;
+  double* const fields = OpenSlots::Fields(set, static_cast<int32_t>(tile * kLanes));
   const size_t next = tile + 1 < pending.tiles ? set.fields_per_slot * kLanes : 0;
   if (next != 0) {
     const size_t heads_left = static_cast<size_t>(set.entries) - (tile + 1) * kLanes;

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "platform/memory.h"
-#include "revisions/fold/pending.h"
+#include "revisions/sets/open_slots.h"
 
 std::array<ResourceSet, kSectionKinds> resource_sets;
 uint8_t structure_revision = 0;
@@ -21,18 +21,13 @@ void PublishSlots(Kind kind) {
   switch (kind) {
 #define QELPRF_PUBLISH(name, k)                \
   case k:                                      \
-    name = resource_sets[k].slot_block.data(); \
+    name = OpenSlots::Bytes(resource_sets[k]); \
     break;
     QELPRF_SLOT_ARRAYS(QELPRF_PUBLISH)
 #undef QELPRF_PUBLISH
     default:
       break;
   }
-}
-
-void FreeFields(ResourceSet& set) {
-  set.field_block.Free();
-  set.fields = nullptr;
 }
 
 void ForgetOrder(ResourceSet& set) {
@@ -43,29 +38,18 @@ void ForgetOrder(ResourceSet& set) {
 void DropSet(Kind kind) {
   ResourceSet& set = resource_sets[kind];
   set.table.Free();
-  set.slot_block.Free();
-  FreeFields(set);
+  OpenSlots::Free(set);
   set.count = 0;
   set.entries = 0;
   set.from_statistics = false;
   ForgetOrder(set);
-  DropPending(kind, true);
+  ++set.provided;
   PublishSlots(kind);
 }
 
 size_t FieldBytes(const ResourceSet& set) {
   const size_t tiles = (static_cast<size_t>(set.entries) + kLanes - 1) / kLanes;
   return tiles * kLanes * set.fields_per_slot * sizeof(double);
-}
-
-// Vectors are not to lie across cache lines, and a large block is to have large pages.
-void ReserveFields(ResourceSet& set) {
-  const size_t size = FieldBytes(set);
-  const size_t alignment = size < kLargePage ? kCacheLine : kLargePage;
-  auto at = reinterpret_cast<uintptr_t>(set.field_block.Reserve(size + alignment - 1));
-  at = (at + alignment - 1) / alignment * alignment;
-  set.fields = reinterpret_cast<double*>(at);
-  if (alignment == kLargePage) PreferLargePages(set.fields, size);
 }
 
 bool KeysAreUnique(const ResourceSet& set) {
@@ -81,6 +65,29 @@ bool KeysAreUnique(const ResourceSet& set) {
 }
 
 }  // namespace
+
+// Vectors are not to lie across cache lines, and a large block is to have large pages.
+void OpenSlots::Provide(ResourceSet& set) {
+  set.slot_block.Reserve(static_cast<size_t>(set.entries) * set.head_size);
+  if (set.fields_per_slot == 0) return;
+  const size_t size = FieldBytes(set);
+  const size_t alignment = size < kLargePage ? kCacheLine : kLargePage;
+  auto at = reinterpret_cast<uintptr_t>(set.field_block.Reserve(size + alignment - 1));
+  at = (at + alignment - 1) / alignment * alignment;
+  set.fields = reinterpret_cast<double*>(at);
+  if (alignment == kLargePage) PreferLargePages(set.fields, size);
+}
+
+void OpenSlots::Clear(ResourceSet& set) {
+  std::memset(Bytes(set), 0, static_cast<size_t>(set.entries) * set.head_size);
+  if (set.fields_per_slot != 0) std::memset(set.fields, 0, FieldBytes(set));
+}
+
+void OpenSlots::Free(ResourceSet& set) {
+  set.slot_block.Free();
+  set.field_block.Free();
+  set.fields = nullptr;
+}
 
 void DropSets() {
   for (uint8_t kind = 0; kind < kSectionKinds; ++kind) DropSet(static_cast<Kind>(kind));
@@ -112,13 +119,11 @@ uint8_t* ShapeSet(Kind kind, const SetShape& shape) {
 void StartSet(Kind kind) {
   ResourceSet& set = resource_sets[kind];
   ForgetOrder(set);
-  DropPending(kind, true);
+  ++set.provided;
   if (set.entries == 0) {
-    set.slot_block.Free();
-    FreeFields(set);
+    OpenSlots::Free(set);
   } else {
-    set.slot_block.Reserve(static_cast<size_t>(set.entries) * set.head_size);
-    if (set.fields_per_slot != 0) ReserveFields(set);
+    OpenSlots::Provide(set);
   }
   set.unique = set.lookup != Lookup::kPosition && KeysAreUnique(set);
   PublishSlots(kind);
@@ -126,15 +131,14 @@ void StartSet(Kind kind) {
 }
 
 void ClearSlots(Kind kind) {
-  const ResourceSet& set = resource_sets[kind];
+  ResourceSet& set = resource_sets[kind];
+  ++set.cleared;
   if (set.entries == 0) return;
-  DropPending(kind, false);
+  OpenSlots::Clear(set);
   // Cache slots and all others keep their key at the same place.
   constexpr size_t key_at = offsetof(SlotHead, key);
   static_assert(key_at == offsetof(CacheSlot, key));
-  uint8_t* slot = set.slot_block.data();
-  std::memset(slot, 0, static_cast<size_t>(set.entries) * set.head_size);
-  if (set.fields_per_slot != 0) std::memset(set.fields, 0, FieldBytes(set));
+  uint8_t* slot = OpenSlots::Bytes(set);
   for (int32_t i = 0; i < set.entries; ++i, slot += set.head_size) {
     std::memcpy(slot + key_at, set.KeyOf(i), set.key_count);
   }

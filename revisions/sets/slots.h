@@ -84,9 +84,10 @@ struct ResourceSet {
   size_t quadsets = 0;
   size_t fields_per_slot = 0;
   Buffer table;
-  Buffer slot_block;  // heads
-  Buffer field_block;
-  double* fields = nullptr;  // counter groups, in tiles; in the block, from a cache line's start on
+  // How often slots were provided or dropped, and how often they were cleared: what was gathered
+  // for them before is void.
+  uint32_t provided = 0;
+  uint32_t cleared = 0;
   // For searches that go far, and only once they have (lookup.cc): key and position of all table
   // entries in ascending order, and how many entries such searches have looked at so far.
   std::vector<uint64_t> order;
@@ -100,32 +101,21 @@ struct ResourceSet {
     for (size_t i = 0; i < key_count; ++i) number = number << 8 | key[i];
     return number;
   }
+
+ private:
+  friend struct OpenSlots;  // open_slots.h
+  Buffer slot_block;        // heads
+  Buffer field_block;
+  double* fields = nullptr;  // counter groups, in tiles; in the block, from a cache line's start on
 };
 
 extern std::array<ResourceSet, kSectionKinds> resource_sets;
-
-// First field of a slot; null for kinds without counter groups.
-inline double* FieldsOf(const ResourceSet& set, int32_t index) {
-  if (set.fields_per_slot == 0) return nullptr;
-  const auto i = static_cast<size_t>(index);
-  return set.fields + (i / kLanes) * kLanes * set.fields_per_slot + i % kLanes;
-}
-
-inline SlotRef SlotAt(Kind kind, int32_t index) {
-  const ResourceSet& set = resource_sets[kind];
-  return {reinterpret_cast<SlotHead*>(set.slot_block.data())[index], FieldsOf(set, index),
-          set.quadsets};
-}
 
 // Revision whose structure record filled the sets; 0 when none is held.
 extern uint8_t structure_revision;
 
 // Byte 95 of its basic information: 0 = ranks are carried, else pools.
 extern uint8_t carried_choice;
-
-inline CacheSlot* CacheSlots() {
-  return reinterpret_cast<CacheSlot*>(resource_sets[kCache].slot_block.data());
-}
 
 // The slot arrays by name; null while the kind has no resources.
 // clang-format off

@@ -1,18 +1,19 @@
-// Section loops: see the header.
-#include "revisions/fold/sections.h"
+// Section loops: see the header. One pair of functions per form and quadset rule, chosen once per
+// section.
+#include "revisions/fold/fold.h"
 
 #include <array>
 #include <cstring>
 #include <utility>
 
 #include "engine/finfo.h"
-#include "revisions/fold/accumulate.h"
 #include "revisions/cache.h"
-#include "revisions/fold/tile.h"
+#include "revisions/fold/accumulate.h"
 #include "revisions/fold/pending.h"
-#include "revisions/sets/lookup.h"
 #include "revisions/fold/put_section.h"
+#include "revisions/fold/tile.h"
 #include "revisions/fold/tile_entries.h"
+#include "revisions/sets/lookup.h"
 
 namespace {
 
@@ -33,10 +34,16 @@ SectionContext ContextOfSection(Kind kind) {
 template <FormId kId, QuadRule kRule>
 PendingKind& ReadyPending(Kind kind) {
   PendingKind& pending = PendingOf(kind);
-  // A 0x10 file can have records of two layouts, and smaller records are kept in larger numbers.
-  if (pending.fold == &FoldTile<kId, kRule> && pending.room >= pending_limit) return pending;
-  FoldPending(kind);
   const ResourceSet& set = resource_sets[kind];
+  pending.ForgetStale(set);
+  pending.cleared = set.cleared;
+  // A 0x10 file can have records of two layouts, and smaller records are kept in larger numbers.
+  if (pending.provided == set.provided && pending.fold == &FoldTile<kId, kRule> &&
+      pending.room >= pending_limit) {
+    return pending;
+  }
+  Settle(kind);
+  pending.provided = set.provided;
   pending.fold = &FoldTile<kId, kRule>;
   pending.tiles = (static_cast<size_t>(set.entries) + kLanes - 1) / kLanes;
   pending.room = pending_limit;
@@ -52,7 +59,7 @@ PendingKind& ReadyPending(Kind kind) {
 }
 
 template <FormId kId, QuadRule kRule>
-bool ReadSection(const RecordView& record, Kind kind, uint32_t offset, uint32_t count) {
+bool ReadEntries(const RecordView& record, Kind kind, uint32_t offset, uint32_t count) {
   constexpr const Form& kForm = kForms[kId];
   constexpr bool kCompacts = kForm.compact != kNone;
   constexpr size_t kLeast = kCompacts ? kForm.head : kForm.size;
@@ -130,17 +137,22 @@ bool ReadCacheSection(const RecordView& record, Kind kind, uint32_t offset, uint
   return RW_Cache_Sta(kCacheRead, nullptr, const_cast<uint8_t*>(record.data + offset)) == 0;
 }
 
-uint8_t* WriteCacheSection(uint8_t* out, Kind kind) {
+uint8_t* PutCacheSection(uint8_t* out, Kind kind) {
   RW_Cache_Sta(kCacheWrite, nullptr, out);
   return out + CacheEntrySize() * static_cast<size_t>(resource_sets[kind].entries);
 }
 
+struct SectionOps {
+  bool (*read)(const RecordView& record, Kind kind, uint32_t offset, uint32_t count);
+  uint8_t* (*put)(uint8_t* out, Kind kind);
+};
+
 template <FormId kId, QuadRule kRule>
 constexpr SectionOps MakeOps() {
   if constexpr (IsCacheForm(kId)) {
-    return {&ReadCacheSection, &WriteCacheSection};
+    return {&ReadCacheSection, &PutCacheSection};
   } else {
-    return {&ReadSection<kId, kRule>, &WriteSection<kId, kRule>};
+    return {&ReadEntries<kId, kRule>, &PutSlots<kId, kRule>};
   }
 }
 
@@ -153,13 +165,22 @@ constexpr auto kAllForms = std::make_index_sequence<kFormCount>();
 constexpr auto kOlderOps = MakeTable<QuadRule::kOlder>(kAllForms);
 constexpr auto kCurrentOps = MakeTable<QuadRule::kCurrent>(kAllForms);
 
-}  // namespace
-
 const SectionOps& OpsOf(FormId form, QuadRule rule) {
   return rule == QuadRule::kOlder ? kOlderOps[form] : kCurrentOps[form];
 }
 
-size_t LargestSection(FormId form, Kind kind) {
-  const size_t entry = kForms[form].size + size_t{finfo.items[kind].out_count} * 4;
-  return static_cast<size_t>(resource_sets[kind].entries) * entry;
+}  // namespace
+
+bool ReadSection(const RecordView& record, const SectionRow& row, QuadRule rule, uint32_t offset,
+                 uint32_t count) {
+  return OpsOf(row.form, rule).read(record, row.kind, offset, count);
+}
+
+uint8_t* PutSection(uint8_t* out, const SectionRow& row, QuadRule rule) {
+  return OpsOf(row.form, rule).put(out, row.kind);
+}
+
+size_t LargestSection(const SectionRow& row) {
+  const size_t entry = kForms[row.form].size + size_t{finfo.items[row.kind].out_count} * 4;
+  return static_cast<size_t>(resource_sets[row.kind].entries) * entry;
 }

@@ -1,0 +1,27 @@
+// The slots themselves, whatever may be pending for them: for those who provide them and those who
+// fold into them. Everybody else reads settled slots (revisions/fold/settled.h).
+#pragma once
+
+#include "revisions/sets/slots.h"
+
+struct OpenSlots {
+  static uint8_t* Bytes(const ResourceSet& set) { return set.slot_block.data(); }
+  static SlotHead* Heads(const ResourceSet& set) {
+    return reinterpret_cast<SlotHead*>(set.slot_block.data());
+  }
+  // First field of a slot; null for kinds without counter groups.
+  static double* Fields(const ResourceSet& set, int32_t index) {
+    if (set.fields_per_slot == 0) return nullptr;
+    const auto i = static_cast<size_t>(index);
+    return set.fields + (i / kLanes) * kLanes * set.fields_per_slot + i % kLanes;
+  }
+  static SlotRef At(const ResourceSet& set, int32_t index) {
+    return {Heads(set)[index], Fields(set, index), set.quadsets};
+  }
+  // Nothing is ever pending for cache modules.
+  static CacheSlot* Caches() { return reinterpret_cast<CacheSlot*>(Bytes(resource_sets[kCache])); }
+
+  static void Provide(ResourceSet& set);
+  static void Clear(ResourceSet& set);
+  static void Free(ResourceSet& set);
+};
