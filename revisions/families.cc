@@ -49,16 +49,6 @@ const Dispatch& DispatchOf(uint8_t revision) {
   return *row;
 }
 
-void ClearPeriod() {
-  for (uint8_t kind = 0; kind < kSectionKinds; ++kind) ClearSlots(static_cast<Kind>(kind));
-  ClearItems();
-}
-
-void ForgetPeriod() {
-  ClearPeriod();
-  ForgetItems();
-}
-
 void ForgetItemCounts() {
   ForgetConfiguredItems();
   ForgetHeldItemCounts();

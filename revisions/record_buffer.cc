@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 
-#include "engine/family.h"
 #include "engine/finfo.h"
 #include "revisions/fold/kernel.h"
 
@@ -45,9 +44,8 @@ RecordView ReadWholeRecord() {
     pending_limit = limit;
   }
   uint8_t* const record = records[in_use].Reserve(length);
-  // Offsets may point anywhere in a record, so its header is read again where the handler starts
-  // behind it.
-  if (!DispatchOf(finfo.revision).rereads_header) Seek(rfd, -int64_t{kRecordHeaderSize}, SEEK_CUR);
+  // Offsets may point anywhere in a record, so its header is read again.
+  Seek(rfd, finfo.record_start, SEEK_SET);
   ReadExact(rfd, record, length);
   return {record, length};
 }

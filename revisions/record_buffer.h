@@ -10,8 +10,7 @@ uint8_t* OutputRecord(size_t room);
 // Gives large room back until the next record is built.
 void ReleaseOutput();
 
-// Reads the whole record whose header is in finfo, with one read. The input stands at its first
-// byte or behind its 12-byte header, as the family's dispatch row says; afterwards it stands behind
+// Reads the whole record whose header is in finfo, with one read; afterwards the input stands behind
 // it.
 RecordView ReadWholeRecord();
 

@@ -115,7 +115,7 @@ void DecidePeriod() {
   } else {
     finfo.interval_ms = (now - finfo.previous_sta_time) * 1000;
     if (finfo.level == 'H' && now / kSecondsPerHour > finfo.previous_sta_time / kSecondsPerHour) {
-      DispatchOf(finfo.revision).flush_at_end();
+      WriteStatistics(*finfo.layout);
       finfo.no_statistics = false;  // this record waits now
       finfo.first_interval = true;
     }
@@ -220,4 +220,14 @@ void WriteStatistics(const RevisionLayout& layout) {
   ReleaseOutput();
   ClearPeriod();
   finfo.no_statistics = true;
+}
+
+void ClearPeriod() {
+  for (uint8_t kind = 0; kind < kSectionKinds; ++kind) ClearSlots(static_cast<Kind>(kind));
+  ClearItems();
+}
+
+void ForgetPeriod() {
+  ClearPeriod();
+  ForgetItems();
 }

@@ -15,6 +15,7 @@
 #include "revisions/items.h"
 #include "revisions/record_buffer.h"
 #include "revisions/sets/slots.h"
+#include "revisions/statistics.h"
 
 const uint8_t* Top_lvdvno_ptr = nullptr;
 const uint8_t* Top_ldpdno_ptr = nullptr;
@@ -259,7 +260,7 @@ void ReadStructure() {
     return;
   }
   if ((pmonarc_stat & kPeriodInProgress) != 0) {
-    DispatchOf(finfo.revision).flush_at_end();
+    WriteStatistics(*finfo.layout);
     pmonarc_stat = kNewOutput;
   }
   if (TakeStructure()) WriteStructure();
