@@ -37,7 +37,7 @@ void FoldGroups(benchmark::State& state) {
   Groups groups;
   for (auto _ : state) {
     for (size_t i = 0; i < kGroups; ++i) {
-      FoldQuadset<kRule, DiskOrder>(groups.At(i, kTracked), groups.wire.data() + i * kQuadsetSize,
+      FoldQuadset<kRule>(groups.At(i, kTracked), groups.wire.data() + i * kQuadsetSize,
                                     kLength, false);
     }
     benchmark::DoNotOptimize(groups.sums.data());
@@ -52,7 +52,7 @@ template <QuadRule kRule>
 void PutGroups(benchmark::State& state) {
   Groups groups;
   for (size_t i = 0; i < kGroups; ++i) {
-    FoldQuadset<kRule, DiskOrder>(groups.At(i, false), groups.wire.data() + i * kQuadsetSize,
+    FoldQuadset<kRule>(groups.At(i, false), groups.wire.data() + i * kQuadsetSize,
                                   kLength, true);
   }
   std::array<uint8_t, kGroups* kQuadsetSize> out = {};

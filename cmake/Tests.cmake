@@ -26,7 +26,7 @@ if(NOT test_sources)
 endif()
 
 add_executable(qelprfarc_tests ${test_sources})
-target_link_libraries(qelprfarc_tests PRIVATE qelprfarc_prefix_test qelprfarc_core
+target_link_libraries(qelprfarc_tests PRIVATE qelprfarc_prefix_test qelprfarc_named qelprfarc_core
   GTest::gmock GTest::gmock_main)
 if(TARGET psltool_core)
   target_link_libraries(qelprfarc_tests PRIVATE psltool_core)

@@ -1,5 +1,4 @@
-// Revision 0x18 adds concurrent copies to the 0x14 family. The set builder
-// GetConcSet_0x18 stands with the other optional items.
+// Revision 0x18 adds concurrent copies to the 0x14 family: a row of the optional items.
 #pragma once
 
 #include "revisions/items.h"

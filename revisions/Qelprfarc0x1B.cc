@@ -2,7 +2,6 @@
 #include "revisions/Qelprfarc0x1B.h"
 
 #include "engine/finfo.h"
-#include "revisions/named.h"
 #include "revisions/statistics.h"
 #include "revisions/structure.h"
 

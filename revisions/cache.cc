@@ -1,4 +1,4 @@
-// The cache section: see the header. Templates take the fields in file or host order.
+// The cache section: see the header.
 #include "revisions/cache.h"
 
 #include <cstring>
@@ -45,54 +45,47 @@ const Form* CacheForm() {
 bool HasQuadsets(const Form& form) { return form.quadsets != 0; }
 bool HasSecondPart(const Form& form) { return form.more_quadsets[0] != 0; }
 
-template <class Order>
 void FoldQuadsets(CacheSlot& slot, const uint8_t* entry, size_t from, size_t to) {
-  const double length = Order::Load32(entry + kAtInterval);
+  const double length = Load32(entry + kAtInterval);
   for (size_t i = from; i < to; ++i) {
-    FoldQuadset<QuadRule::kCurrent, Order>(RefTo(slot.quadsets[i]),
-                                           entry + kQuadsets + i * kQuadsetSize, length,
-                                           finfo.first_interval);
+    FoldQuadset<QuadRule::kCurrent>(RefTo(slot.quadsets[i]), entry + kQuadsets + i * kQuadsetSize,
+                                    length, finfo.first_interval);
   }
 }
 
 // The part that every revision has, and from 0x1F on the first quadsets: by key.
-template <class Order>
 void FoldByKey(const uint8_t* entry, int32_t position, bool quadsets) {
   const int32_t index = FindIndex(kCache, entry + kKey, position);
   if (index < 0) return;
   CacheSlot& slot = OpenSlots::Caches()[index];
-  const uint32_t interval = Order::Load32(entry + kAtInterval);
-  slot.status = Order::Load32(entry + kAtStatus);
+  const uint32_t interval = Load32(entry + kAtInterval);
+  slot.status = Load32(entry + kAtStatus);
   slot.time += interval;
   if (entry[kNotValid] != 0) return;
   slot.key = entry[kKey];
-  slot.ratio_sum1 += (Order::Load16(entry + kRatio1) * static_cast<double>(interval)) / kRatioScale;
-  const double maximum = Order::Load16(entry + kMaximum1);
+  slot.ratio_sum1 += (Load16(entry + kRatio1) * static_cast<double>(interval)) / kRatioScale;
+  const double maximum = Load16(entry + kMaximum1);
   if (slot.maximum1 < maximum) slot.maximum1 = maximum;
-  if (quadsets) FoldQuadsets<Order>(slot, entry, 0, kFirstQuadsets);
+  if (quadsets) FoldQuadsets(slot, entry, 0, kFirstQuadsets);
 }
 
-// What 0x21 adds: by position. The two choices agree when a record lists the caches as configured;
-// archives are made this way also when it does not.
-template <class Order>
+// What 0x21 adds: by position.
 void FoldByPosition(const uint8_t* entry, int32_t position) {
   if (position >= resource_sets[kCache].entries) return;
   CacheSlot& slot = OpenSlots::Caches()[position];
-  const double length = Order::Load32(entry + kAtInterval);
-  slot.ratio_sum2 += (Order::Load16(entry + kRatio2) * length) / kRatioScale;
-  const double maximum = Order::Load16(entry + kMaximum2);
+  const double length = Load32(entry + kAtInterval);
+  slot.ratio_sum2 += (Load16(entry + kRatio2) * length) / kRatioScale;
+  const double maximum = Load16(entry + kMaximum2);
   if (slot.maximum2 < maximum) slot.maximum2 = maximum;
   slot.flag |= entry[kFlag];
-  slot.rate_sum1 += (length * Order::Load32(entry + kRate1)) / kRateScale;
-  slot.rate_sum2 += (length * Order::Load32(entry + kRate2)) / kRateScale;
-  FoldQuadsets<Order>(slot, entry, kFirstQuadsets, kAllQuadsets);
+  slot.rate_sum1 += (length * Load32(entry + kRate1)) / kRateScale;
+  slot.rate_sum2 += (length * Load32(entry + kRate2)) / kRateScale;
+  FoldQuadsets(slot, entry, kFirstQuadsets, kAllQuadsets);
 }
 
 int ReadEntries(const Form& form, const uint8_t* entry) {
   for (uint32_t i = 0; i < cache_section_count; ++i, entry += form.size) {
-    const auto position = static_cast<int32_t>(i);
-    FoldByKey<DiskOrder>(entry, position, HasQuadsets(form));
-    if (HasSecondPart(form)) FoldByPosition<DiskOrder>(entry, position);
+    FoldCacheEntry(form, entry, static_cast<int32_t>(i));
     if (auto_break_flg != 0) return -2;
   }
   return 0;
@@ -136,6 +129,11 @@ void PutEntry(const Form& form, uint8_t* entry, CacheSlot& slot) {
 
 }  // namespace
 
+void FoldCacheEntry(const Form& form, const uint8_t* entry, int32_t position) {
+  FoldByKey(entry, position, HasQuadsets(form));
+  if (HasSecondPart(form)) FoldByPosition(entry, position);
+}
+
 size_t CacheEntrySize() {
   const Form* form = CacheForm();
   return form != nullptr ? form->size : 0;
@@ -163,11 +161,4 @@ int RW_Cache_Sta(uint8_t operation, uint32_t* length, uint8_t* position) {
       break;
   }
   return 0;
-}
-
-void GetCacheSet_0x19(const uint8_t* entry) { FoldByKey<HostOrder>(entry, INT32_MAX, false); }
-void GetCacheSet_0x1F(const uint8_t* entry) { FoldByKey<HostOrder>(entry, INT32_MAX, true); }
-void GetCacheSet_0x21(const uint8_t* entry, int32_t position) {
-  GetCacheSet_0x1F(entry);
-  FoldByPosition<HostOrder>(entry, position);
 }

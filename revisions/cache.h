@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "engine/layout.h"
+
 inline constexpr uint8_t kCacheWrite = 0x10;
 inline constexpr uint8_t kCacheRead = 0x20;
 inline constexpr uint8_t kCacheOffset = 0x40;
@@ -25,8 +27,8 @@ size_t CacheEntrySize();
 // Other operations do nothing. The result is 0 otherwise.
 int RW_Cache_Sta(uint8_t operation, uint32_t* length, uint8_t* position);
 
-// Fold one entry in host order into the slot of its key; the 0x21 form adds its own fields to the
-// slot at `position`, whatever its key says and whether or not the entry is valid.
-void GetCacheSet_0x19(const uint8_t* entry);
-void GetCacheSet_0x1F(const uint8_t* entry);
-void GetCacheSet_0x21(const uint8_t* entry, int32_t position);
+// Folds one entry into the slots: what every revision has, and from 0x1F on counter groups, into
+// the slot of its key; what 0x21 adds into the slot at `position`, whatever the key says and
+// whether or not the entry is valid. The two choices agree when a record lists the caches as
+// configured; archives are made this way also when it does not.
+void FoldCacheEntry(const Form& form, const uint8_t* entry, int32_t position);

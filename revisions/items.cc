@@ -113,8 +113,8 @@ bool FoldWaitTimes(ItemBlock& block, const uint8_t* elements, uint32_t count, do
     expected = slot + 1;
     const auto at = static_cast<size_t>(slot);
     std::memcpy(block.Element(slot), elements, 2);
-    FoldQuadset<QuadRule::kCurrent, DiskOrder>(RefTo(block.gathered[at]), elements + kWaitGroup,
-                                               length, finfo.first_interval);
+    FoldQuadset<QuadRule::kCurrent>(RefTo(block.gathered[at]), elements + kWaitGroup, length,
+                                    finfo.first_interval);
     block.present[at] = 1;
   }
   return true;
@@ -221,15 +221,6 @@ void ClearBlock(ItemBlock& block) {
   if (block.row->kind != kConc && block.row->kind != kWaittm) return;
   // These kinds hold nothing beyond their period.
   ForgetElements(block);
-}
-
-int TakeByName(Kind kind, const uint8_t* item) {
-  if (item == nullptr) {
-    auto_break_flg = 1;
-  } else {
-    TakeItem(ItemRowOf(kind), item, Load32(item + kItemLength));
-  }
-  return 0;
 }
 
 }  // namespace
@@ -344,9 +335,3 @@ void MarkPairsDue() {
 void ForgetConfiguredItems() {
   for (int32_t& count : configured) count = 0;
 }
-
-int GetConcSet_0x18(const uint8_t* item) { return TakeByName(kConc, item); }
-int GetLD_CPSet_0x1B(const uint8_t* item) { return TakeByName(kLdCp, item); }
-int GetPOOL_CPSet_0x1B(const uint8_t* item) { return TakeByName(kPoolCp, item); }
-int GetWaittmSet_0x1C(const uint8_t* item) { return TakeByName(kWaittm, item); }
-int GetCabSet_0x1D(const uint8_t* item) { return TakeByName(kCab, item); }

@@ -67,10 +67,3 @@ void ForgetItems();
 
 // Notes that a structure record was written. Returns 1 when a cabinet block exists, else 0.
 int NoteStructureWritten();
-
-// Takes an item by name; null or a missing block abandons the input.
-int GetConcSet_0x18(const uint8_t* item);
-int GetLD_CPSet_0x1B(const uint8_t* item);
-int GetPOOL_CPSet_0x1B(const uint8_t* item);
-int GetWaittmSet_0x1C(const uint8_t* item);
-int GetCabSet_0x1D(const uint8_t* item);

@@ -10,8 +10,8 @@ uint8_t* OutputRecord(size_t room);
 // Gives large room back until the next record is built.
 void ReleaseOutput();
 
-// Reads the whole record whose header is in finfo, with one read; afterwards the input stands behind
-// it.
+// Reads the whole record whose header is in finfo, with one read; afterwards the input stands
+// behind it.
 RecordView ReadWholeRecord();
 
 // Keeps the record read last while entries of it are pending; folds them when there is no room for

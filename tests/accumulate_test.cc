@@ -7,17 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "engine/converters.h"
 #include "engine/finfo.h"
 #include "engine/pmoncommon.h"
-#include "revisions/Qelprfarc0x10.h"
-#include "revisions/Qelprfarc0x11.h"
-#include "revisions/Qelprfarc0x12.h"
-#include "revisions/Qelprfarc0x13.h"
-#include "revisions/Qelprfarc0x14.h"
-#include "revisions/Qelprfarc0x19.h"
-#include "revisions/Qelprfarc0x1A.h"
-#include "revisions/Qelprfarc0x1D.h"
+#include "revisions/named/converters.h"
+#include "revisions/named/named.h"
 #include "tests/support/form_fixture.h"
 
 namespace revtest {

@@ -1,5 +1,5 @@
 // The byte-order converters of statistics entries, against the fields of each form spelled out.
-#include "engine/converters.h"
+#include "revisions/named/converters.h"
 
 #include <gtest/gtest.h>
 

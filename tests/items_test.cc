@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "engine/finfo.h"
+#include "revisions/named/named.h"
 #include "tests/support/items_fixture.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_facts.h"

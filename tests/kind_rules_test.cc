@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "engine/converters.h"
 #include "engine/finfo.h"
-#include "revisions/Qelprfarc0x1A.h"
+#include "revisions/named/converters.h"
+#include "revisions/named/named.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_facts.h"
 #include "tests/support/revision_run.h"

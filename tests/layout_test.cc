@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/converters.h"
+#include "revisions/named/converters.h"
 #include "tests/support/entry_bytes.h"
 #include "tests/support/revision_facts.h"
 

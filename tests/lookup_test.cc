@@ -8,7 +8,7 @@
 #include <ostream>
 #include <string>
 
-#include "revisions/Qelprfarc0x1D.h"
+#include "revisions/named/named.h"
 #include "revisions/pmonfind.h"
 #include "tests/support/lookup_run.h"
 #include "tests/support/record_builder.h"

@@ -1,6 +1,6 @@
 // Arithmetic of counter groups by the named functions: CalcQuadset and SetQuadset (0x10 to 0x12),
 // CalcQuadset_0x13 and SetQuadset_0x13.
-#include "revisions/fold/quadset.h"
+#include "revisions/named/named.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +10,7 @@
 
 #include "engine/finfo.h"
 #include "engine/pmoncommon.h"
+#include "revisions/fold/quadset.h"
 
 namespace {
 

@@ -25,27 +25,12 @@ inline FoldContext ContextOf(Kind kind) {
           finfo.revision};
 }
 
-template <class Order>
 inline void LoadKey(const KeyBytes& key, const uint8_t* entry, uint8_t* bytes) {
   if (key.number) {
-    Store16(bytes, Order::Load16(entry + key.at[0]));
+    Store16(bytes, Load16(entry + key.at[0]));
     return;
   }
   for (size_t i = 0; i < key.count; ++i) bytes[i] = entry[key.at[i]];
-}
-
-// The key of an entry of a form. Where the second key byte of cache segments shares its place with
-// a ratio, a converter has turned the two bytes: the key is the one that comes first in the file.
-template <FormId kId, class Order>
-inline void LoadEntryKey(const uint8_t* entry, uint8_t* bytes) {
-  constexpr const Form& kForm = kForms[kId];
-  LoadKey<Order>(kForm.key, entry, bytes);
-  if constexpr (kForm.second_ratio != kNone) {
-    static_assert(kForm.key.at[1] == kForm.second_ratio);
-    if ((entry[kForm.second_flags] & 0x80) == 0) {
-      bytes[1] = static_cast<uint8_t>(Order::Load16(entry + kForm.second_ratio) >> 8);
-    }
-  }
 }
 
 constexpr bool IsSet(const FlagBit& flag, const uint8_t* entry) {
@@ -53,7 +38,7 @@ constexpr bool IsSet(const FlagBit& flag, const uint8_t* entry) {
 }
 
 // The ratio beside the busy ratio of cache segments, or the two bytes that stand there instead.
-template <FormId kId, class Order>
+template <FormId kId>
 inline void FoldSecondRatio(SlotHead& head, const uint8_t* entry, double length,
                             const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
@@ -62,7 +47,7 @@ inline void FoldSecondRatio(SlotHead& head, const uint8_t* entry, double length,
     if ((head.second_flags & 0x80) != 0) {
       std::memcpy(head.second_bytes.data(), entry + kForm.second_ratio, 2);
     } else if (context.key_count < kForm.key.count) {
-      head.second_busy += (Order::Load16(entry + kForm.second_ratio) * length) / kRatioScale;
+      head.second_busy += (Load16(entry + kForm.second_ratio) * length) / kRatioScale;
     }
   }
 }
@@ -76,11 +61,11 @@ inline void TakeKey(SlotHead& head, const uint8_t* key, const FoldContext& conte
 }
 
 // What a slot has from its last valid entry, status apart.
-template <FormId kId, class Order>
+template <FormId kId>
 inline void TakeLast(SlotHead& head, const uint8_t* entry, const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
   for (size_t i = 0; i < kForm.carried.size(); ++i) {
-    if (kForm.carried[i] != kNone) head.carried[i] = Order::Load32(entry + kForm.carried[i]);
+    if (kForm.carried[i] != kNone) head.carried[i] = Load32(entry + kForm.carried[i]);
   }
   if constexpr (kForm.kept.at != kNone) {
     if (context.revision >= kForm.kept_from) head.kept = IsSet(kForm.kept, entry);
@@ -89,7 +74,7 @@ inline void TakeLast(SlotHead& head, const uint8_t* entry, const FoldContext& co
 
 // Folds the head of an entry: everything but counter groups. Returns false for a not-valid entry,
 // which refreshes the key only.
-template <FormId kId, class Order>
+template <FormId kId>
 inline bool FoldHead(SlotHead& head, const uint8_t* entry, const uint8_t* key,
                      const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
@@ -99,22 +84,22 @@ inline bool FoldHead(SlotHead& head, const uint8_t* entry, const uint8_t* key,
   }
   if (entry[kForm.not_valid] != 0) return false;
 
-  const uint32_t interval = Order::Load32(entry + kAtInterval);
+  const uint32_t interval = Load32(entry + kAtInterval);
   const double length = interval;
-  head.status = Order::Load32(entry + kAtStatus);
+  head.status = Load32(entry + kAtStatus);
   head.time += interval;
   if constexpr (kForm.filled_from != 0) {
     if (context.revision < kForm.filled_from) return true;
   }
-  TakeLast<kId, Order>(head, entry, context);
+  TakeLast<kId>(head, entry, context);
   if constexpr (kForm.counted.at != kNone) head.counted += IsSet(kForm.counted, entry) ? 1U : 0U;
   if constexpr (kForm.sticky.at != kNone) {
     head.sticky = static_cast<uint8_t>(head.sticky | (IsSet(kForm.sticky, entry) ? 1 : 0));
   }
-  FoldSecondRatio<kId, Order>(head, entry, length, context);
+  FoldSecondRatio<kId>(head, entry, length, context);
 
   if constexpr (kForm.ratio != kNone) {
-    const double ratio = Order::Load16(entry + kForm.ratio);
+    const double ratio = Load16(entry + kForm.ratio);
     bool present = true;
     if constexpr (kForm.ratio_flag.at != kNone) present = IsSet(kForm.ratio_flag, entry);
     if (present) {
@@ -146,27 +131,16 @@ inline void SettleRates(const SlotRef& slot) {
 
 // Folds the counter groups of an entry, which stand at `quadsets` (elsewhere than in the entry when
 // it is compact: zeros).
-template <FormId kId, QuadRule kRule, class Order>
+template <FormId kId, QuadRule kRule>
 inline void FoldGroups(const SlotRef& slot, const uint8_t* entry, const uint8_t* quadsets,
                        const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
-  const double length = Order::Load32(entry + kAtInterval);
+  const double length = Load32(entry + kAtInterval);
   for (size_t i = 0; i < kForm.quadsets; ++i) {
     double* extremes = i < kForm.tracked && context.compute ? &slot.Extreme(4 * i) : nullptr;
-    FoldQuadset<kRule, Order>(GroupRef<kLanes>{&slot.Sum(i, 0), extremes},
-                              quadsets + i * kQuadsetSize, length, context.first);
+    FoldQuadset<kRule>(GroupRef<kLanes>{&slot.Sum(i, 0), extremes}, quadsets + i * kQuadsetSize,
+                       length, context.first);
   }
-}
-
-// Both of them.
-template <FormId kId, QuadRule kRule, class Order>
-inline bool FoldEntry(const SlotRef& slot, const uint8_t* entry, const uint8_t* quadsets,
-                      const FoldContext& context) {
-  uint8_t key[3] = {};
-  LoadEntryKey<kId, Order>(entry, key);
-  if (!FoldHead<kId, Order>(slot.head, entry, key, context)) return false;
-  FoldGroups<kId, kRule, Order>(slot, entry, quadsets, context);
-  return true;
 }
 
 // The extreme that an item bit names, by its position from bit 31 down; null beyond the form's.
@@ -181,13 +155,13 @@ inline double* ExtremeAt(const SlotRef& slot, size_t position) {
 
 // Merges the extended words of an entry: maxima at even, minima at odd positions of the item bits.
 // Bits that the revision's full mask lacks have their word, which is passed over.
-template <FormId kId, class Order>
+template <FormId kId>
 inline void MergeWords(const SlotRef& slot, const uint8_t* words, const ItemMasks& masks,
                        bool first) {
   for (size_t position = 0; position < 32; ++position) {
     const uint32_t bit = kCountTopBit >> position;
     if ((masks.in_mask & bit) == 0) continue;
-    const double word = Order::Load32(words);
+    const double word = Load32(words);
     words += 4;
     double* field = ExtremeAt<kId>(slot, position);
     if ((masks.out_mask & bit) == 0 || field == nullptr) continue;

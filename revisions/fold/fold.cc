@@ -107,7 +107,7 @@ bool ReadEntries(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
       const size_t size = compact ? kForm.head : full;
       if (left < size) return BrokenRecord("section leaves its record");
       uint8_t key[3] = {};
-      LoadKey<DiskOrder>(kForm.key, entry, key);
+      LoadKey(kForm.key, entry, key);
       const int32_t index = FindNext(set, kind, key, static_cast<int32_t>(i), expected);
       if (index < 0) return false;
       expected = index + 1;

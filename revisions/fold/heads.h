@@ -53,8 +53,8 @@ void FoldHeads(TileRun& run, SlotHead* heads, const SectionContext& context, boo
       FoldContext fold = context.fold;
       fold.first = run.first && i == 0;
       uint8_t key[3] = {};
-      LoadKey<DiskOrder>(kForm.key, entry, key);
-      if (!FoldHead<kId, DiskOrder>(heads[lane], entry, key, fold)) continue;
+      LoadKey(kForm.key, entry, key);
+      if (!FoldHead<kId>(heads[lane], entry, key, fold)) continue;
       run.valid[i] = static_cast<uint8_t>(run.valid[i] | bit);
       if (words && (run.CompactOf(i) & bit) == 0) {
         MergeRatioWords<kId>(heads[lane], entry + kForm.size, context.masks.out_mask, fold.first);
@@ -121,7 +121,7 @@ void FoldPlainHeads(TileRun& run, HeadRun& fold, SlotHead* heads, const SectionC
   for (size_t lane = 0; lane < kLanes; ++lane, entry += run.step) {
     SlotHead& head = heads[lane];
     uint8_t key[3] = {};
-    LoadKey<DiskOrder>(kForm.key, entry, key);
+    LoadKey(kForm.key, entry, key);
     TakeKey<kId>(head, key, context.fold);
     head.status = Load32(entry + kAtStatus);
     head.time += static_cast<uint32_t>(fold.time[lane]);
@@ -131,7 +131,7 @@ void FoldPlainHeads(TileRun& run, HeadRun& fold, SlotHead* heads, const SectionC
       head.ratio_maximum = fold.maximum[lane];
       head.ratio_minimum = fold.minimum[lane];
     }
-    TakeLast<kId, DiskOrder>(head, entry, context.fold);
+    TakeLast<kId>(head, entry, context.fold);
     if constexpr (kForm.counted.at != kNone) {
       head.counted += static_cast<uint32_t>(fold.counted_in[lane]);
     }

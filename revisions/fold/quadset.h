@@ -69,16 +69,16 @@ struct GroupRef {
   double& Extreme(size_t i) const { return extremes[i * kStep]; }
 };
 
-// Folds one interval of `length` milliseconds; `wire` is the quadset in `Order`. This is the
+// Folds one interval of `length` milliseconds; `wire` is the quadset as in the file. This is the
 // definition of the arithmetic; the vector kernels (kernel.h) do the same for eight slots at a
 // time.
-template <QuadRule kRule, class Order, size_t kStep>
+template <QuadRule kRule, size_t kStep>
 inline void FoldQuadset(const GroupRef<kStep>& group, const uint8_t* wire, double length,
                         bool first) {
-  const uint32_t q0 = Order::Load32(wire);
-  const double q1 = Order::Load32(wire + 4);
-  const double q2 = Order::Load32(wire + 8);
-  const double q3 = Order::Load32(wire + 12);
+  const uint32_t q0 = Load32(wire);
+  const double q1 = Load32(wire + 4);
+  const double q2 = Load32(wire + 8);
+  const double q3 = Load32(wire + 12);
   const double count = DecodeCount(q0);
   group.Sum(0) += count;
   group.Sum(1) += static_cast<double>(q0) * q1;
@@ -113,10 +113,3 @@ inline void PutQuadset(uint8_t* wire, const GroupRef<kStep>& group, uint32_t tim
 
 // Groups outside resource sets: caches, wait times.
 inline GroupRef<1> RefTo(Accumulated& a) { return {a.a, nullptr}; }
-
-// The same by name, on host-order words; `extremes` may be null. The first-interval flag is
-// finfo's.
-void CalcQuadset(Accumulated* a, double* extremes, const PMONquadset* wire, uint32_t length);
-void CalcQuadset_0x13(Accumulated* a, double* extremes, const PMONquadset* wire, uint32_t length);
-void SetQuadset(PMONquadset* wire, const Accumulated* a, uint32_t time);
-void SetQuadset_0x13(PMONquadset* wire, const Accumulated* a);

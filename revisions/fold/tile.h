@@ -84,10 +84,10 @@ void FoldGroupsOneByOne(const TileRun& run, Kind kind, size_t tile, const Sectio
       const bool compact = (run.CompactOf(i) >> lane & 1) != 0;
       FoldContext fold = context.fold;
       fold.first = run.first && i == 0;
-      FoldGroups<kId, kRule, DiskOrder>(
-          slot, entry, compact ? kNoGroups.data() : entry + kForm.quadsets_at, fold);
+      FoldGroups<kId, kRule>(slot, entry, compact ? kNoGroups.data() : entry + kForm.quadsets_at,
+                             fold);
       if (compact || context.words_size == 0) continue;
-      MergeWords<kId, DiskOrder>(slot, entry + kForm.size, context.masks, fold.first);
+      MergeWords<kId>(slot, entry + kForm.size, context.masks, fold.first);
     }
   }
 }

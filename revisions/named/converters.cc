@@ -1,5 +1,5 @@
 // Byte-order converters: see the header.
-#include "engine/converters.h"
+#include "revisions/named/converters.h"
 
 #include "engine/byteorder.h"
 
