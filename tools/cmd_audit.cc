@@ -1,5 +1,5 @@
-// Command line and report of `psltool audit`: see the header.
-#include "tools/cmd_audit.h"
+// Command line and report of `psltool audit`.
+#include "tools/commands.h"
 
 #include <algorithm>
 #include <map>
@@ -294,45 +294,29 @@ int Audit(const Wishes& wishes) {
 
 }  // namespace
 
-void AddAuditCommand(CLI::App& app, int& status) {
+void AddAuditCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command =
-      app.add_subcommand("audit", "Prove that archives hold what their inputs held");
-  command->footer(
-      "The archive is computed anew from its inputs, with arithmetic of its own, and compared "
-      "byte\n"
-      "for byte. One line per difference: file, offset, record, resource, field, both values as\n"
-      "they stand in the file. Local time, --utc for UTC. Use the time zone of the machine that\n"
-      "made the archive: days of older files are those of its local time.\n\n"
-      "Exit status: 0 the archive agrees, 1 findings (with --strict also an archive of --all that\n"
-      "has no inputs left), 2 a file could not be read, the directory of --all holds no archive, "
-      "or\n"
-      "the command line is wrong.\n\n"
-      "Examples:\n"
-      "  psltool audit --archive 20240304array01.psa 20240304array01.psl\n"
-      "  psltool audit --archive 202403array01.psa archive/202403??array01.psa\n"
-      "  psltool audit --all /var/opt/pmon/archive --logs /var/opt/pmon --json");
-  command->add_option("--archive", wishes->archive, "Archive to be proved");
-  command->add_option("inputs", wishes->logs,
-                      "Logs, or hour archives, that it was made of; of a directory those that go "
-                      "into it");
-  command->add_option("--all", wishes->directory, "All archives of a directory");
-  command->add_option("--logs", wishes->logs_directory,
-                      "Directory of the logs (default: that of --all)");
+  command.AddOption("--archive", wishes->archive, "Archive to be proved");
+  command.AddOption("inputs", wishes->logs,
+                    "Logs, or hour archives, that it was made of; of a directory those that go "
+                    "into it");
+  command.AddOption("--all", wishes->directory, "All archives of a directory");
+  command.AddOption("--logs", wishes->logs_directory,
+                    "Directory of the logs (default: that of --all)");
   command
-      ->add_option("--run", wishes->run,
-                   "Whose rules join days: manual, automatic or either (default: what fits)")
-      ->check(CLI::IsMember({"manual", "automatic", "either"}));
-  command->add_flag("--noperiod", wishes->no_period,
-                    "Made with -noperiod: inputs in the order given, in one archive");
-  command->add_flag("--any-name", wishes->any_name, "Made with -out: the name tells nothing");
-  command->add_flag("--whole-run", wishes->whole_run,
-                    "The inputs are those of a whole run: some may go into other archives");
-  command->add_flag("--strict", wishes->strict, "With --all: archives without inputs count, too");
-  command->add_flag("--full", wishes->full,
-                    "List every finding, not only the first 10 of a class of an archive");
-  command->add_flag("--json", wishes->json, "A JSON text for programs");
-  AddLabelsOption(*command, wishes->labels);
-  command->add_flag("--utc", wishes->utc, "Times in UTC instead of local time");
-  command->callback([wishes, &status] { status = Audit(*wishes); });
+      .AddOption("--run", wishes->run,
+                 "Whose rules join days: manual, automatic or either (default: what fits)")
+      ->Must(OneOf({"manual", "automatic", "either"}));
+  command.AddFlag("--noperiod", wishes->no_period,
+                  "Made with -noperiod: inputs in the order given, in one archive");
+  command.AddFlag("--any-name", wishes->any_name, "Made with -out: the name tells nothing");
+  command.AddFlag("--whole-run", wishes->whole_run,
+                  "The inputs are those of a whole run: some may go into other archives");
+  command.AddFlag("--strict", wishes->strict, "With --all: archives without inputs count, too");
+  command.AddFlag("--full", wishes->full,
+                  "List every finding, not only the first 10 of a class of an archive");
+  command.AddFlag("--json", wishes->json, "A JSON text for programs");
+  AddLabelsOption(command, wishes->labels);
+  command.AddFlag("--utc", wishes->utc, "Times in UTC instead of local time");
+  command.Does([wishes, &status] { status = Audit(*wishes); });
 }

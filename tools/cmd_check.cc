@@ -1,5 +1,5 @@
-// Command line and report of `psltool check`: see the header.
-#include "tools/cmd_check.h"
+// Command line and report of `psltool check`.
+#include "tools/commands.h"
 
 #include <unistd.h>
 
@@ -232,28 +232,14 @@ int Check(const Wishes& wishes) {
 
 }  // namespace
 
-void AddCheckCommand(CLI::App& app, int& status) {
+void AddCheckCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command = app.add_subcommand("check", "Tell whether files are what the archiver takes");
-  command->footer(
-      "An error is what the archiver refuses or breaks off at, a warning what it takes although "
-      "it\n"
-      "is odd. One line per finding: file, offset in bytes, severity, record, field, class.\n"
-      "Where SHA256SUMS stands beside a file and has a line for it, the digest is compared, "
-      "too;\n"
-      "of directories also whether all files that it has a line for are there.\n\n"
-      "Exit status: 0 no errors (with --strict: no findings), 1 findings, 2 a file could not be\n"
-      "read, the directories hold no log or archive, or the command line is wrong.\n\n"
-      "Examples:\n"
-      "  psltool check 20240304array01.psl\n"
-      "  psltool check --strict /var/opt/pmon/log\n"
-      "  psltool check --json archive | jq '.files[] | select(.errors > 0) | .path'");
-  command->add_option("files", wishes->paths, kFilesHelp)->required();
-  command->add_flag("--strict", wishes->strict, "Warnings count for the exit status, too");
-  command->add_flag("--all", wishes->all,
-                    "List every finding, not only the first 10 of a class in a file");
-  command->add_flag("--json", wishes->json, "A JSON text for programs");
-  command->add_flag("-q,--quiet", wishes->quiet,
-                    "No text but of what cannot be read, only the exit status");
-  command->callback([wishes, &status] { status = Check(*wishes); });
+  command.AddOption("files", wishes->paths, kFilesHelp)->Required();
+  command.AddFlag("--strict", wishes->strict, "Warnings count for the exit status, too");
+  command.AddFlag("--all", wishes->all,
+                  "List every finding, not only the first 10 of a class in a file");
+  command.AddFlag("--json", wishes->json, "A JSON text for programs");
+  command.AddFlag("-q,--quiet", wishes->quiet,
+                  "No text but of what cannot be read, only the exit status");
+  command.Does([wishes, &status] { status = Check(*wishes); });
 }

@@ -1,5 +1,5 @@
-// Command line of `psltool dump`: see the header.
-#include "tools/cmd_dump.h"
+// Command line of `psltool dump`.
+#include "tools/commands.h"
 
 #include <unistd.h>
 
@@ -59,30 +59,14 @@ int Dump(const Wishes& wishes) {
 
 }  // namespace
 
-void AddDumpCommand(CLI::App& app, int& status) {
+void AddDumpCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command = app.add_subcommand("dump", "Print the entries of a file, field by field");
-  command->footer(
-      "Rates and percentages are computed from the words; \"ops\" are operations, the means are "
-      "per\n"
-      "operation and in the unit of the file. In tables each counter group has a line of its own, "
-      "and\n"
-      "columns that have no room in 120 characters are left out, unless --wide is given.\n"
-      "--raw adds the words as they stand: offset, ratio, q0 to q3 of each group, extended "
-      "words.\n\n"
-      "Exit status: 0 done, 1 the file is broken (what stands in front of the place is printed)\n"
-      "or has no record of the time or none of the key, 2 the file could not be read or the "
-      "command line is wrong.\n\n"
-      "Examples:\n"
-      "  psltool dump 20240304array01.psl --kind ld --key 21\n"
-      "  psltool dump 20240304array01.psl --kind pd --from \"2024-03-04 09:00\" --format csv\n"
-      "  psltool dump archive/20240304array01.psa --utc --format ndjson | jq .g1_ops_per_s");
-  command->add_option("file", wishes->file, "Log or archive")->required();
-  AddChoiceOptions(*command, wishes->choice);
-  command->add_option("--format", wishes->format, "table, csv or ndjson (default table)")
-      ->check(CLI::IsMember({"table", "csv", "ndjson"}));
-  command->add_flag("--wide", wishes->wide, "All columns in tables, however long the lines get");
-  command->add_flag("--raw", wishes->raw, "Also the words as they stand in the file");
-  AddLabelsOption(*command, wishes->labels);
-  command->callback([wishes, &status] { status = Dump(*wishes); });
+  command.AddOption("file", wishes->file, "Log or archive")->Required();
+  AddChoiceOptions(command, wishes->choice);
+  command.AddOption("--format", wishes->format, "table, csv or ndjson (default table)")
+      ->Must(OneOf({"table", "csv", "ndjson"}));
+  command.AddFlag("--wide", wishes->wide, "All columns in tables, however long the lines get");
+  command.AddFlag("--raw", wishes->raw, "Also the words as they stand in the file");
+  AddLabelsOption(command, wishes->labels);
+  command.Does([wishes, &status] { status = Dump(*wishes); });
 }

@@ -1,5 +1,5 @@
-// Command line of `psltool explain`: see the header.
-#include "tools/cmd_explain.h"
+// Command line of `psltool explain`.
+#include "tools/commands.h"
 
 #include <fmt/format.h>
 
@@ -85,53 +85,34 @@ int Explain(const Wishes& wishes) {
 
 }  // namespace
 
-void AddExplainCommand(CLI::App& app, int& status) {
+void AddExplainCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command =
-      app.add_subcommand("explain", "Tell how one stored number of an archive came about");
-  command->footer(
-      "Shows the intervals that went into a record of an archive, what they add up to and which "
-      "of\n"
-      "them held a peak (\"^\" the largest, \"v\" the smallest value). The numbers are computed "
-      "anew\n"
-      "from the inputs as `psltool audit` does it; where the archive holds another one, that is "
-      "told.\n\n"
-      "Exit status: 0 done, 1 the archive holds other numbers, or has no such record or resource, "
-      "or\n"
-      "an input is broken, 2 a file could not be read or the command line is wrong.\n\n"
-      "Examples:\n"
-      "  psltool explain --archive 20240308osaka01.psa --kind ld --key 42 \\\n"
-      "      --at \"2024-03-08 14:30\" 20240308osaka01.psl\n"
-      "  psltool explain --archive 202403osaka01.psa --kind ld --key 42 --at 2024-03-08 \\\n"
-      "      --field g1_max hour/202403??osaka01.psa");
-  command->add_option("--archive", wishes->archive, "Archive")->required();
+  command.AddOption("--archive", wishes->archive, "Archive")->Required();
   command
-      ->add_option("inputs", wishes->inputs,
-                   "Logs, or hour archives, that it was made of; of a directory those that go "
-                   "into it")
-      ->required();
-  command->add_option("-k,--kind", wishes->kind, "Kind of resource")
-      ->required()
-      ->check(CLI::IsMember(KindWords()));
-  command->add_option("--key", wishes->key, "A number, or key bytes with points between")
-      ->required();
+      .AddOption("inputs", wishes->inputs,
+                 "Logs, or hour archives, that it was made of; of a directory those that go "
+                 "into it")
+      ->Required();
+  command.AddOption("-k,--kind", wishes->kind, "Kind of resource")
+      ->Required()
+      ->Must(OneOf(KindWords()));
+  command.AddOption("--key", wishes->key, "A number, or key bytes with points between")->Required();
   command
-      ->add_option("--at", wishes->at, "Time: of the record whose hour or day it is, or lies in it")
-      ->required();
-  command->add_option("--field", wishes->field,
-                      "One field, as `dump --format csv` names it (default: the main ones)");
-  command->add_option("--group", wishes->group, "Counter group (default: 1)")
-      ->check(CLI::PositiveNumber);
-  command->add_flag("--all", wishes->all, "All fields of all counter groups");
-  command->add_option("--run", wishes->run, "Whose rules join days: manual (default) or automatic")
-      ->check(CLI::IsMember({"manual", "automatic"}));
-  command->add_flag("--noperiod", wishes->no_period,
-                    "Made with -noperiod: inputs in the order given, in one archive");
-  command->add_flag("--any-name", wishes->any_name, "Made with -out: the name tells nothing");
-  command->add_flag("--whole-run", wishes->whole_run,
-                    "The inputs are those of a whole run: some may go into other archives");
-  command->add_flag("--json", wishes->json, "A JSON text for programs");
-  AddLabelsOption(*command, wishes->labels);
-  command->add_flag("--utc", wishes->utc, "Times in UTC instead of local time");
-  command->callback([wishes, &status] { status = Explain(*wishes); });
+      .AddOption("--at", wishes->at, "Time: of the record whose hour or day it is, or lies in it")
+      ->Required();
+  command.AddOption("--field", wishes->field,
+                    "One field, as `dump --format csv` names it (default: the main ones)");
+  command.AddOption("--group", wishes->group, "Counter group (default: 1)")->Must(kPositive);
+  command.AddFlag("--all", wishes->all, "All fields of all counter groups");
+  command.AddOption("--run", wishes->run, "Whose rules join days: manual (default) or automatic")
+      ->Must(OneOf({"manual", "automatic"}));
+  command.AddFlag("--noperiod", wishes->no_period,
+                  "Made with -noperiod: inputs in the order given, in one archive");
+  command.AddFlag("--any-name", wishes->any_name, "Made with -out: the name tells nothing");
+  command.AddFlag("--whole-run", wishes->whole_run,
+                  "The inputs are those of a whole run: some may go into other archives");
+  command.AddFlag("--json", wishes->json, "A JSON text for programs");
+  AddLabelsOption(command, wishes->labels);
+  command.AddFlag("--utc", wishes->utc, "Times in UTC instead of local time");
+  command.Does([wishes, &status] { status = Explain(*wishes); });
 }

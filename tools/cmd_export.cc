@@ -1,5 +1,5 @@
-// Command line of `psltool export`: see the header.
-#include "tools/cmd_export.h"
+// Command line of `psltool export`.
+#include "tools/commands.h"
 
 #include <unistd.h>
 
@@ -186,57 +186,29 @@ int Export(Wishes& wishes) {
 
 }  // namespace
 
-void AddExportCommand(CLI::App& app, int& status) {
+void AddExportCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command =
-      app.add_subcommand("export", "Rows for spreadsheets, databases and time-series engines");
-  command->footer(
-      "One row per value: time, array, kind, key, metric, statistic, value, unit, level, begin and "
-      "end\n"
-      "of the period. Values are those of `dump`; what an entry does not say has no row. \"wide\" "
-      "is "
-      "CSV\n"
-      "with one row per resource and time, one column per metric and statistic. Into a database "
-      "(sqlite)\n"
-      "a file can be exported again: its rows are replaced. OpenMetrics and databases sort by way "
-      "of "
-      "a\n"
-      "temporary file beside OUT, without -o in $TMPDIR or /tmp. A text file OUT is written only "
-      "when "
-      "all\n"
-      "files could be read and something was found.\n\n"
-      "Exit status: 0 done, 1 a file is broken (what stands in front of the place is exported), "
-      "or\n"
-      "no file has a record of the time or of the key, 2 a file could not be read or written or "
-      "the command line is wrong.\n\n"
-      "Examples:\n"
-      "  psltool export --format csv 20240304array01.psl --kind ld --key 21 > ld21.csv\n"
-      "  psltool export --format sqlite -o history.db archive/*.psa\n"
-      "  psltool export --format ndjson --from 2024-03-04 --to 2024-03-05 logs/*.psl | gzip > "
-      "two.gz\n"
-      "  psltool export --format wide --kind ld --metric ops_rate --stat mean archive/*.psa\n"
-      "  psltool export --format openmetrics -o history.om archive/*.psa");
-  AddFilesOption(*command, wishes->files);
-  command->add_option("--format", wishes->form, "csv, wide, ndjson, sqlite or openmetrics")
-      ->check(CLI::IsMember(std::vector<std::string>(std::begin(kFormats), std::end(kFormats))));
+  AddFilesOption(command, wishes->files);
+  command.AddOption("--format", wishes->form, "csv, wide, ndjson, sqlite or openmetrics")
+      ->Must(OneOf(std::vector<std::string>(std::begin(kFormats), std::end(kFormats))));
   command
-      ->add_option("--to", wishes->to,
-                   "The last time, the day or minute as a whole; also the form, as with --format")
-      ->allow_extra_args(false);
-  command->add_option("-o,--out", wishes->out,
-                      "File to write (default: standard output; a database needs it)");
-  command->add_option("--array", wishes->array,
-                      "Name of the array of files whose names do not tell it");
-  AddChoiceOptions(*command, wishes->choice, false);
+      .AddOption("--to", wishes->to,
+                 "The last time, the day or minute as a whole; also the form, as with --format")
+      ->OneEachTime();
+  command.AddOption("-o,--out", wishes->out,
+                    "File to write (default: standard output; a database needs it)");
+  command.AddOption("--array", wishes->array,
+                    "Name of the array of files whose names do not tell it");
+  AddChoiceOptions(command, wishes->choice, false);
   command
-      ->add_option("--metric", wishes->metrics,
-                   "Metric, as in ops_rate, or of one counter group, g1_ops_rate (several times; "
-                   "default all)")
-      ->allow_extra_args(false);
+      .AddOption("--metric", wishes->metrics,
+                 "Metric, as in ops_rate, or of one counter group, g1_ops_rate (several times; "
+                 "default all)")
+      ->OneEachTime();
   command
-      ->add_option("--stat", wishes->statistics,
-                   "Statistic: sum, mean, max, min, last or state (several times; default all)")
-      ->allow_extra_args(false);
-  AddLabelsOption(*command, wishes->labels);
-  command->callback([wishes, &status] { status = Export(*wishes); });
+      .AddOption("--stat", wishes->statistics,
+                 "Statistic: sum, mean, max, min, last or state (several times; default all)")
+      ->OneEachTime();
+  AddLabelsOption(command, wishes->labels);
+  command.Does([wishes, &status] { status = Export(*wishes); });
 }

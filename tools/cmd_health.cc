@@ -1,5 +1,5 @@
-// Command line of `psltool health`: see the header.
-#include "tools/cmd_health.h"
+// Command line of `psltool health`.
+#include "tools/commands.h"
 
 #include <fmt/format.h>
 
@@ -134,38 +134,31 @@ const char* WordOf(HealthKind kind) {
   return kWords[static_cast<size_t>(kind)];
 }
 
-void AddHealthCommand(CLI::App& app, int& status) {
+void AddHealthCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command =
-      app.add_subcommand("health", "Tell whether the last night of automatic archiving went well");
-  command->footer(
-      "Exit status: 0 healthy, 1 not healthy, 2 not found out.\n\n"
-      "Example:\n"
-      "  psltool health --segment 7 --json");
-  auto* segment = command->add_option("--segment", wishes->segment,
-                                      "Number of the configuration segment of the runs");
-  segment->check(CLI::NonNegativeNumber);
-  auto* root = command->add_option("--root", wishes->root, "Root directory, without a segment");
+  auto* segment = command.AddOption("--segment", wishes->segment,
+                                    "Number of the configuration segment of the runs");
+  segment->Must(kNotNegative);
+  auto* root = command.AddOption("--root", wishes->root, "Root directory, without a segment");
   auto* archive =
-      command->add_option("--archive", wishes->archive, "Archive directory, without a segment");
-  root->excludes(segment);
-  archive->excludes(segment);
-  command->add_option(
+      command.AddOption("--archive", wishes->archive, "Archive directory, without a segment");
+  root->Excludes(segment);
+  archive->Excludes(segment);
+  command.AddOption(
       "--prefix", wishes->prefix,
       fmt::format("Installation prefix, above etc/log and etc/trace (default {})", kInstallPrefix));
   command
-      ->add_option("--max-age", wishes->max_age,
-                   "Hours since the last run that are still well (default 26)")
-      ->check(CLI::Range(1, 100000));
-  command->add_option("--max-run", wishes->max_run, "Hours that a run may take (default 6)")
-      ->check(CLI::Range(1, 100000));
+      .AddOption("--max-age", wishes->max_age,
+                 "Hours since the last run that are still well (default 26)")
+      ->Must(Between(1, 100000));
+  command.AddOption("--max-run", wishes->max_run, "Hours that a run may take (default 6)")
+      ->Must(Between(1, 100000));
   command
-      ->add_option("--days", wishes->days,
-                   "How many days back a day without any data is a problem (default 7)")
-      ->check(CLI::Range(0, 3660));
-  command->add_option("--now", wishes->now,
-                      "Judge as of this local time, like \"2024-03-04 06:00\"");
-  command->add_flag("--utc", wishes->utc, "Print times in UTC instead of local time");
-  command->add_flag("--json", wishes->json, "As JSON");
-  command->callback([wishes, &status] { status = Report(*wishes); });
+      .AddOption("--days", wishes->days,
+                 "How many days back a day without any data is a problem (default 7)")
+      ->Must(Between(0, 3660));
+  command.AddOption("--now", wishes->now, "Judge as of this local time, like \"2024-03-04 06:00\"");
+  command.AddFlag("--utc", wishes->utc, "Print times in UTC instead of local time");
+  command.AddFlag("--json", wishes->json, "As JSON");
+  command.Does([wishes, &status] { status = Report(*wishes); });
 }

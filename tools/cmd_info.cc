@@ -1,5 +1,5 @@
-// Command line, table and JSON text of `psltool info`: see the header.
-#include "tools/cmd_info.h"
+// Command line, table and JSON text of `psltool info`.
+#include "tools/commands.h"
 
 #include <bit>
 #include <memory>
@@ -216,21 +216,10 @@ int Show(const Wishes& wishes) {
 
 }  // namespace
 
-void AddInfoCommand(CLI::App& app, int& status) {
+void AddInfoCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command = app.add_subcommand("info", "Tell what files are and hold");
-  command->footer(
-      "\"words\" are the extended words that each full entry of the kind carries, \"of\" those "
-      "that\n"
-      "the revision knows. A count like \"3 to 4\" is that of several structure records.\n\n"
-      "Exit status: 0 done, 1 a file is broken (what stands in front of the place is told), 2 a\n"
-      "file could not be read or the command line is wrong.\n\n"
-      "Examples:\n"
-      "  psltool info 20240304array01.psl\n"
-      "  psltool info --utc archive/*.psa\n"
-      "  psltool info --json 20240304array01.psl | jq '.[0].records'");
-  AddFilesOption(*command, wishes->files);
-  command->add_flag("--json", wishes->json, "A JSON text for programs");
-  command->add_flag("--utc", wishes->utc, "Times in UTC instead of local time");
-  command->callback([wishes, &status] { status = Show(*wishes); });
+  AddFilesOption(command, wishes->files);
+  command.AddFlag("--json", wishes->json, "A JSON text for programs");
+  command.AddFlag("--utc", wishes->utc, "Times in UTC instead of local time");
+  command.Does([wishes, &status] { status = Show(*wishes); });
 }

@@ -1,5 +1,5 @@
-// Command line of `psltool make`: see the header.
-#include "tools/cmd_make.h"
+// Command line of `psltool make`.
+#include "tools/commands.h"
 
 #include <fmt/format.h>
 
@@ -165,100 +165,91 @@ bool Check(Wishes& wishes) {
   return true;
 }
 
-void AddTimeOptions(CLI::App& command, Wishes& wishes) {
+void AddTimeOptions(Command& command, Wishes& wishes) {
   MakePlan& plan = wishes.plan;
-  command.add_option("--arrays", wishes.arrays, "How many arrays (default 1)")->group("What");
+  command.AddOption("--arrays", wishes.arrays, "How many arrays (default 1)")->Under("What");
   command
-      .add_option("--name", wishes.name,
-                  "Array name; several arrays get 01, 02 behind it (default array01)")
-      ->group("What");
-  command.add_option("--revision", wishes.revision, "Format revision, 0x10 to 0x21 (default 0x21)")
-      ->group("What");
-  command.add_option("--start", wishes.start, "First day (default 2024-03-04, a Monday)")
-      ->group("What");
-  command.add_option("--days", plan.days, "How many days (default 1)")->group("What");
-  command.add_option("--interval", plan.interval, "Seconds between records (default 300)")
-      ->group("What");
+      .AddOption("--name", wishes.name,
+                 "Array name; several arrays get 01, 02 behind it (default array01)")
+      ->Under("What");
+  command.AddOption("--revision", wishes.revision, "Format revision, 0x10 to 0x21 (default 0x21)")
+      ->Under("What");
+  command.AddOption("--start", wishes.start, "First day (default 2024-03-04, a Monday)")
+      ->Under("What");
+  command.AddOption("--days", plan.days, "How many days (default 1)")->Under("What");
+  command.AddOption("--interval", plan.interval, "Seconds between records (default 300)")
+      ->Under("What");
   command
-      .add_option("--records", plan.records,
-                  "Statistics records per day: the day breaks off behind so many (default: all)")
-      ->check(CLI::PositiveNumber)
-      ->group("What");
+      .AddOption("--records", plan.records,
+                 "Statistics records per day: the day breaks off behind so many (default: all)")
+      ->Must(kPositive)
+      ->Under("What");
   auto* utc =
-      command.add_flag("--utc", wishes.utc, "Days begin at midnight UTC (default from 0x1D)");
-  auto* local = command.add_flag("--local", wishes.local,
-                                 "Days begin at local midnight (default below 0x1D)");
-  utc->group("What");
-  local->group("What")->excludes(utc);
-  command.add_option("-o,--out", plan.out, "Directory for the files, made if missing (default .)")
-      ->group("What");
-  command.add_flag("-q,--quiet", plan.quiet, "Print nothing but errors")->group("What");
+      command.AddFlag("--utc", wishes.utc, "Days begin at midnight UTC (default from 0x1D)");
+  auto* local =
+      command.AddFlag("--local", wishes.local, "Days begin at local midnight (default below 0x1D)");
+  utc->Under("What");
+  local->Under("What")->Excludes(utc);
+  command.AddOption("-o,--out", plan.out, "Directory for the files, made if missing (default .)")
+      ->Under("What");
+  command.AddFlag("-q,--quiet", plan.quiet, "Print nothing but errors")->Under("What");
 }
 
-void AddContentOptions(CLI::App& command, Wishes& wishes) {
+void AddContentOptions(Command& command, Wishes& wishes) {
   MakePlan& plan = wishes.plan;
   command
-      .add_option("--profile", wishes.profile,
-                  "office: working days, nights and weekends; flat; idle (default office)")
-      ->check(CLI::IsMember({"office", "flat", "idle"}))
-      ->group("Content");
-  command.add_option("--seed", plan.seed, "Another number, other counters (default 1)")
-      ->group("Content");
+      .AddOption("--profile", wishes.profile,
+                 "office: working days, nights and weekends; flat; idle (default office)")
+      ->Must(OneOf({"office", "flat", "idle"}))
+      ->Under("Content");
+  command.AddOption("--seed", plan.seed, "Another number, other counters (default 1)")
+      ->Under("Content");
   command
-      .add_option("--hot-ld", wishes.hot,
-                  "Position of the busiest logical disk (default: at a third)")
-      ->group("Content");
+      .AddOption("--hot-ld", wishes.hot,
+                 "Position of the busiest logical disk (default: at a third)")
+      ->Under("Content");
   command
-      .add_option("--extended", wishes.extended,
-                  "Extended words behind entries: none, full, partial (default none)")
-      ->check(CLI::IsMember({"none", "full", "partial"}))
-      ->group("Content");
-  command.add_option("--structures", plan.structures, "Structure records per file (default 1)")
-      ->group("Content");
-  command.add_option("--nnc", plan.nnc, "\"NNC\" records per file (default 0)")->group("Content");
-  command.add_option("--ldm", plan.ldm, "\"LDM\" records per file (default 0)")->group("Content");
-  command.add_option("--fre", plan.fre, "\"FRE\" records per file (default 0)")->group("Content");
+      .AddOption("--extended", wishes.extended,
+                 "Extended words behind entries: none, full, partial (default none)")
+      ->Must(OneOf({"none", "full", "partial"}))
+      ->Under("Content");
+  command.AddOption("--structures", plan.structures, "Structure records per file (default 1)")
+      ->Under("Content");
+  command.AddOption("--nnc", plan.nnc, "\"NNC\" records per file (default 0)")->Under("Content");
+  command.AddOption("--ldm", plan.ldm, "\"LDM\" records per file (default 0)")->Under("Content");
+  command.AddOption("--fre", plan.fre, "\"FRE\" records per file (default 0)")->Under("Content");
   command
-      .add_option("--files-per-day", plan.files_per_day,
-                  "Files per day; several are numbered #001, #002 (default 1)")
-      ->group("Content");
+      .AddOption("--files-per-day", plan.files_per_day,
+                 "Files per day; several are numbered #001, #002 (default 1)")
+      ->Under("Content");
 }
 
-void AddCountOptions(CLI::App& command, Wishes& wishes) {
+void AddCountOptions(Command& command, Wishes& wishes) {
   for (const KindName& name : KindNames()) {
     command
-        .add_option(fmt::format("--{}", name.word), wishes.counts[name.kind],
-                    fmt::format("{} (default {})", name.title, name.usual))
-        ->group("Resources");
+        .AddOption(fmt::format("--{}", name.word), wishes.counts[name.kind],
+                   fmt::format("{} (default {})", name.title, name.usual))
+        ->Under("Resources");
   }
-  command.add_flag("--none", wishes.none, "Only the resources that are named: the others are 0")
-      ->group("Resources");
-  command.add_flag("--wait-times", wishes.plan.wait_times, "Wait times of the logical disks")
-      ->group("Resources");
+  command.AddFlag("--none", wishes.none, "Only the resources that are named: the others are 0")
+      ->Under("Resources");
+  command.AddFlag("--wait-times", wishes.plan.wait_times, "Wait times of the logical disks")
+      ->Under("Resources");
   auto* pools =
-      command.add_flag("--pools", wishes.pools, "Carry pools, not ranks (default from 0x19)");
-  auto* ranks = command.add_flag("--ranks", wishes.ranks, "Carry ranks, not pools");
-  pools->group("Resources");
-  ranks->group("Resources")->excludes(pools);
+      command.AddFlag("--pools", wishes.pools, "Carry pools, not ranks (default from 0x19)");
+  auto* ranks = command.AddFlag("--ranks", wishes.ranks, "Carry ranks, not pools");
+  pools->Under("Resources");
+  ranks->Under("Resources")->Excludes(pools);
 }
 
 }  // namespace
 
-void AddMakeCommand(CLI::App& app, int& status) {
+void AddMakeCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command = app.add_subcommand("make", "Make logs of arrays that do not exist");
-  command->footer(
-      "Kinds that the revision lacks are left out. The same options make the same bytes.\n\n"
-      "Exit status: 0 done, 2 a file could not be written or the command line is wrong; the files\n"
-      "in front of it are whole.\n\n"
-      "Examples:\n"
-      "  psltool make --arrays 2 --days 3 -o logs\n"
-      "  psltool make --revision 0x14 --interval 60 --ld 512 --extended full -o logs\n"
-      "  psltool make --none --ld 4096 --interval 60 --profile flat -o logs");
-  AddTimeOptions(*command, *wishes);
-  AddContentOptions(*command, *wishes);
-  AddCountOptions(*command, *wishes);
-  command->callback([wishes, &status] {
+  AddTimeOptions(command, *wishes);
+  AddContentOptions(command, *wishes);
+  AddCountOptions(command, *wishes);
+  command.Does([wishes, &status] {
     if (!Check(*wishes)) {
       status = kRefused;
     } else {

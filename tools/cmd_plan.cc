@@ -1,5 +1,5 @@
-// Command line and text of `psltool plan`: see the header.
-#include "tools/cmd_plan.h"
+// Command line and text of `psltool plan`.
+#include "tools/commands.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -231,59 +231,45 @@ int Run(Wishes& wishes, bool archive_given) {
 
 }  // namespace
 
-void AddPlanCommand(CLI::App& app, int& status) {
+void AddPlanCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command =
-      app.add_subcommand("plan", "What the next automatic run would archive, skip and remove");
-  command->footer(
-      "Nothing is changed: no lock is taken, no line is written to a trace or log. The rules are\n"
-      "those of the run itself. The inputs are read to their end, so that broken ones are known;\n"
-      "with --no-read the plan trusts their headers. What goes without an archive of its day or\n"
-      "month, and what the pruning of such a tree may do that nobody meant, is told in "
-      "warnings.\n\n"
-      "Exit status: 0 planned, 1 the run would end early, 2 nothing could be planned.\n\n"
-      "Examples:\n"
-      "  psltool plan --segment 7\n"
-      "  psltool plan --segment 7 --at '2024-04-01 00:30' --json\n"
-      "  psltool plan --root /srv/monitor --archive /srv/monitor/psl --keep-psl 30d --all\n"
-      "  psltool plan --segment 7 --auto2 0 14 0");
   PlanRequest& request = wishes->request;
-  auto* segment = command->add_option("--segment", request.segment,
-                                      "Number of the configuration segment, as the run gets it");
-  auto* root = command->add_option("--root", request.config.root,
-                                   "Root directory, instead of a segment; the options below "
-                                   "stand for what the segment would say");
-  segment->excludes(root);
+  auto* segment = command.AddOption("--segment", request.segment,
+                                    "Number of the configuration segment, as the run gets it");
+  auto* root = command.AddOption("--root", request.config.root,
+                                 "Root directory, instead of a segment; the options below "
+                                 "stand for what the segment would say");
+  segment->Excludes(root);
   // A segment has a say of its own in what these are about.
-  const auto of_root = [segment](CLI::Option* option) { return option->excludes(segment); };
+  const auto of_root = [segment](Option* option) { return option->Excludes(segment); };
   auto* archive =
-      of_root(command->add_option("--archive", request.config.archive,
-                                  "Directory of the logs (default: psl in the root directory)"));
-  of_root(command->add_option(
-      "--pml", request.config.pml,
-      "Directory of the raw monitor logs (default: pml in the root directory)"));
-  of_root(command->add_option("--keep-psl", wishes->keep[0],
-                              "How long logs are kept: 30d, 12m, 2y or none (default none)"));
-  of_root(command->add_option("--keep-hour", wishes->keep[1], "How long hour archives are kept"));
-  of_root(command->add_option("--keep-day", wishes->keep[2], "How long day archives are kept"));
-  of_root(command->add_option("--archiving", wishes->archiving, "on, or off (default on)")
-              ->check(CLI::IsMember({"on", "off"})));
-  of_root(command->add_option("--capacity", request.config.capacity,
-                              "Size of the system volume in MB, for --auto2 1"));
-  of_root(command->add_option("--capacity-override", request.config.capacity_override,
-                              "Goes before --capacity when it is 1 or more"));
-  command->add_option("--mode", wishes->mode, "svr or arrayupdate (default svr)")
-      ->check(CLI::IsMember({"svr", "arrayupdate"}));
-  command->add_flag("--force", request.force, "As -force: archive whatever the segment says");
-  command->add_option("--at", wishes->at,
-                      "Plan for this local time, like '2024-04-01 00:30' (default: now)");
-  command->add_option("--auto2", wishes->auto2, "Plan the pruning with these numbers")
-      ->expected(3)
-      ->type_name("EMB DAYS COUNT")
-      ->check(CLI::NonNegativeNumber);
-  command->add_flag("--read,!--no-read", request.read_through,
-                    "Read the inputs to their end, to know the broken ones (default), or do not");
-  command->add_flag("--all", wishes->all, "List every file, with the date on which it expires");
-  command->add_flag("--json", wishes->json, "As JSON");
-  command->callback([wishes, archive, &status] { status = Run(*wishes, archive->count() > 0); });
+      of_root(command.AddOption("--archive", request.config.archive,
+                                "Directory of the logs (default: psl in the root directory)"));
+  of_root(
+      command.AddOption("--pml", request.config.pml,
+                        "Directory of the raw monitor logs (default: pml in the root directory)"));
+  of_root(command.AddOption("--keep-psl", wishes->keep[0],
+                            "How long logs are kept: 30d, 12m, 2y or none (default none)"));
+  of_root(command.AddOption("--keep-hour", wishes->keep[1], "How long hour archives are kept"));
+  of_root(command.AddOption("--keep-day", wishes->keep[2], "How long day archives are kept"));
+  of_root(command.AddOption("--archiving", wishes->archiving, "on, or off (default on)")
+              ->Must(OneOf({"on", "off"})));
+  of_root(command.AddOption("--capacity", request.config.capacity,
+                            "Size of the system volume in MB, for --auto2 1"));
+  of_root(command.AddOption("--capacity-override", request.config.capacity_override,
+                            "Goes before --capacity when it is 1 or more"));
+  command.AddOption("--mode", wishes->mode, "svr or arrayupdate (default svr)")
+      ->Must(OneOf({"svr", "arrayupdate"}));
+  command.AddFlag("--force", request.force, "As -force: archive whatever the segment says");
+  command.AddOption("--at", wishes->at,
+                    "Plan for this local time, like '2024-04-01 00:30' (default: now)");
+  command.AddOption("--auto2", wishes->auto2, "Plan the pruning with these numbers")
+      ->Takes(3)
+      ->ValueName("EMB DAYS COUNT")
+      ->Must(kNotNegative);
+  command.AddFlag("--read,!--no-read", request.read_through,
+                  "Read the inputs to their end, to know the broken ones (default), or do not");
+  command.AddFlag("--all", wishes->all, "List every file, with the date on which it expires");
+  command.AddFlag("--json", wishes->json, "As JSON");
+  command.Does([wishes, archive, &status] { status = Run(*wishes, archive->count() > 0); });
 }

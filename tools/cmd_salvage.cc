@@ -1,5 +1,5 @@
-// Command line and report of `psltool salvage`: see the header.
-#include "tools/cmd_salvage.h"
+// Command line and report of `psltool salvage`.
+#include "tools/commands.h"
 
 #include <memory>
 #include <string>
@@ -66,31 +66,16 @@ int Run(const SalvageWishes& wishes) {
 
 }  // namespace
 
-void AddSalvageCommand(CLI::App& app, int& status) {
+void AddSalvageCommand(Command& command, int& status) {
   auto wishes = std::make_shared<SalvageWishes>();
-  CLI::App* command =
-      app.add_subcommand("salvage", "Copy the sound records of a damaged file into a new one");
-  command->footer(
-      "Without --resync the copy ends in front of the first record that the archiver would not\n"
-      "take. With it, later records that are sound are looked for and copied as well; statistics\n"
-      "behind a broken structure record are left out up to the next sound one, unless --structure\n"
-      "names a file of another day of the same array to take it from (this includes --resync).\n"
-      "A record that is followed by bytes that are no record is suspect: where bytes were lost or\n"
-      "put in, its content is shifted though its length still fits. It is told, and left out.\n\n"
-      "Exit status: 0 the new file is written, 1 nothing could be saved (no file is written), 2 a\n"
-      "file could not be read or written or the command line is wrong.\n\n"
-      "Examples:\n"
-      "  psltool salvage 20240304array01.psl -o saved/20240304array01.psl\n"
-      "  psltool salvage --resync 20240304array01.psl -o saved/20240304array01.psl\n"
-      "  psltool salvage --structure 20240303array01.psl 20240304array01.psl -o saved.psl");
-  command->add_option("broken", wishes->broken, "The damaged log or archive")->required();
-  command->add_option("-o,--out", wishes->good, "The new file")->required();
-  command->add_flag("--resync", wishes->resync, "Look for sound records behind what is broken");
-  command->add_flag("--keep-suspect", wishes->keep_suspect,
-                    "Copy suspect records, too; they are told all the same");
-  command->add_option("--structure", wishes->structure,
-                      "A sound file of another day: its structure record stands in for one that "
-                      "is lost");
-  command->add_flag("--force", wishes->force, "Replace the new file if it exists");
-  command->callback([wishes, &status] { status = Run(*wishes); });
+  command.AddOption("broken", wishes->broken, "The damaged log or archive")->Required();
+  command.AddOption("-o,--out", wishes->good, "The new file")->Required();
+  command.AddFlag("--resync", wishes->resync, "Look for sound records behind what is broken");
+  command.AddFlag("--keep-suspect", wishes->keep_suspect,
+                  "Copy suspect records, too; they are told all the same");
+  command.AddOption("--structure", wishes->structure,
+                    "A sound file of another day: its structure record stands in for one that "
+                    "is lost");
+  command.AddFlag("--force", wishes->force, "Replace the new file if it exists");
+  command.Does([wishes, &status] { status = Run(*wishes); });
 }

@@ -1,5 +1,5 @@
-// Command line and report of `psltool seal`: see the header.
-#include "tools/cmd_seal.h"
+// Command line and report of `psltool seal`.
+#include "tools/commands.h"
 
 #include <algorithm>
 #include <memory>
@@ -108,30 +108,15 @@ int Run(const Wishes& wishes) {
 
 }  // namespace
 
-void AddSealCommand(CLI::App& app, int& status) {
+void AddSealCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command =
-      app.add_subcommand("seal", "Keep the digests of a directory's files in SHA256SUMS");
-  command->footer(
-      "New archives (.psa) and logs (.psl) of days that are over are added when `check` finds no\n"
-      "error in them. What is sealed already keeps its line; a digest that differs is a finding, "
-      "never sealed anew in passing. The file\n"
-      "is that of sha256sum: \"cd DIR && sha256sum -c SHA256SUMS\". `check` looks at it, too.\n\n"
-      "Exit status: 0 done, 1 findings (a sealed file differs or is gone, a new archive is "
-      "broken;\n"
-      "the rest is sealed), 2 something could not be read or written or the command line is wrong\n"
-      "(SHA256SUMS is as it was).\n\n"
-      "Examples:\n"
-      "  psltool seal archive\n"
-      "  psltool seal archive --forget            nightly, where archives expire\n"
-      "  psltool seal archive --renew 20240304array01.psa");
-  command->add_option("directory", wishes->seal.directory, "Directory of the archives or logs")
-      ->required();
-  command->add_option("--renew", wishes->seal.renew,
-                      "Files whose present content is meant: their lines are replaced");
-  command->add_flag("--forget", wishes->seal.forget, "Drop the lines of files that are gone");
-  command->add_flag("--new", wishes->seal.only_new,
-                    "Only add new files, do not read the sealed ones");
-  command->add_flag("--json", wishes->json, "A JSON text for programs");
-  command->callback([wishes, &status] { status = Run(*wishes); });
+  command.AddOption("directory", wishes->seal.directory, "Directory of the archives or logs")
+      ->Required();
+  command.AddOption("--renew", wishes->seal.renew,
+                    "Files whose present content is meant: their lines are replaced");
+  command.AddFlag("--forget", wishes->seal.forget, "Drop the lines of files that are gone");
+  command.AddFlag("--new", wishes->seal.only_new,
+                  "Only add new files, do not read the sealed ones");
+  command.AddFlag("--json", wishes->json, "A JSON text for programs");
+  command.Does([wishes, &status] { status = Run(*wishes); });
 }

@@ -1,5 +1,5 @@
-// Command line of `psltool segment`: see the header.
-#include "tools/cmd_segment.h"
+// Command line of `psltool segment`.
+#include "tools/commands.h"
 
 #include <fmt/format.h>
 #include <sys/ipc.h>
@@ -186,75 +186,68 @@ int Remove(const Wishes& wishes) {
   return kDone;
 }
 
-void AddMake(CLI::App& command, const std::shared_ptr<Wishes>& wishes, int& status) {
-  CLI::App* make = command.add_subcommand("make", "Make a segment and print its number");
-  make->footer(
+void AddMake(Command& command, const std::shared_ptr<Wishes>& wishes, int& status) {
+  Command* make = command.AddCommand("make", "Make a segment and print its number");
+  make->Footer(
       "Exit status: 0 done, 1 the system gives no segment, or a directory cannot be made, 2 the\n"
       "command line is wrong.\n\n"
       "Example:\n"
       "  psltool segment make --prepare --root /srv/monitor --archive /srv/monitor/psl \\\n"
       "    --keep-psl 30d --keep-hour 12m --keep-day 2y");
-  make->add_option("--root", wishes->config.root, "Root directory: lock, working directory")
-      ->required();
-  make->add_option("--archive", wishes->config.archive,
-                   "Directory of the logs; the archives go to \"archive\" in it")
-      ->required();
-  make->add_option("--pml", wishes->config.pml,
-                   "Directory of the raw monitor logs (default: pml in the root directory)");
+  make->AddOption("--root", wishes->config.root, "Root directory: lock, working directory")
+      ->Required();
+  make->AddOption("--archive", wishes->config.archive,
+                  "Directory of the logs; the archives go to \"archive\" in it")
+      ->Required();
+  make->AddOption("--pml", wishes->config.pml,
+                  "Directory of the raw monitor logs (default: pml in the root directory)");
   const char* const kept[] = {"logs are", "hour archives are", "day archives are"};
   for (size_t i = 0; i < kKeepOptions.size(); ++i) {
-    make->add_option(kKeepOptions[i], wishes->keep[i],
-                     fmt::format("How long {} kept: {}months like 12m, years like 2y, none = for "
-                                 "ever (default none)",
-                                 kept[i], i == 0 ? "days like 30d, " : ""));
+    make->AddOption(kKeepOptions[i], wishes->keep[i],
+                    fmt::format("How long {} kept: {}months like 12m, years like 2y, none = for "
+                                "ever (default none)",
+                                kept[i], i == 0 ? "days like 30d, " : ""));
   }
-  make->add_option("--archiving", wishes->archiving,
-                   "on: make archives; off: only delete what has expired (default on)")
-      ->check(CLI::IsMember({"on", "off"}));
-  make->add_option("--capacity", wishes->config.capacity,
-                   "Size of the system volume in MB, for pruning of embedded systems")
-      ->check(CLI::NonNegativeNumber);
-  make->add_option("--capacity-override", wishes->config.capacity_override,
-                   "Goes before --capacity when it is 1 or more")
-      ->check(CLI::NonNegativeNumber);
-  make->add_flag("--prepare", wishes->prepare,
-                 "Also make the directories that a run expects: pmon and core/Qelprfd in the root "
-                 "directory, the archive and the PML directory");
-  make->callback([wishes, &status] { status = Make(*wishes); });
+  make->AddOption("--archiving", wishes->archiving,
+                  "on: make archives; off: only delete what has expired (default on)")
+      ->Must(OneOf({"on", "off"}));
+  make->AddOption("--capacity", wishes->config.capacity,
+                  "Size of the system volume in MB, for pruning of embedded systems")
+      ->Must(kNotNegative);
+  make->AddOption("--capacity-override", wishes->config.capacity_override,
+                  "Goes before --capacity when it is 1 or more")
+      ->Must(kNotNegative);
+  make->AddFlag("--prepare", wishes->prepare,
+                "Also make the directories that a run expects: pmon and core/Qelprfd in the root "
+                "directory, the archive and the PML directory");
+  make->Does([wishes, &status] { status = Make(*wishes); });
 }
 
 }  // namespace
 
-void AddSegmentCommand(CLI::App& app, int& status) {
+void AddSegmentCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command =
-      app.add_subcommand("segment", "The configuration segment of automatic archiving");
-  command->require_subcommand(1);
-  command->footer(
-      "Exit status: 0 done, 1 the segment is missing or refused, 2 the command line is wrong.\n\n"
-      "Examples:\n"
-      "  psltool segment make --help\n"
-      "  psltool segment show 7");
-  AddMake(*command, wishes, status);
+  command.NeedsCommand();
+  AddMake(command, wishes, status);
 
-  CLI::App* show = command->add_subcommand(
-      "show", "Show what a segment says; status 1 when the archiver refuses it");
-  show->footer(
+  Command* show =
+      command.AddCommand("show", "Show what a segment says; status 1 when the archiver refuses it");
+  show->Footer(
       "Exit status: 0 the archiver takes the segment, 1 it refuses it or there is none, 2 the\n"
       "command line is wrong.\n\n"
       "Example:\n"
       "  psltool segment show 7 --json");
-  show->add_option("number", wishes->number, "Number of the segment")->required();
-  show->add_flag("--json", wishes->json, "As JSON");
-  show->callback([wishes, &status] { status = Show(*wishes); });
+  show->AddOption("number", wishes->number, "Number of the segment")->Required();
+  show->AddFlag("--json", wishes->json, "As JSON");
+  show->Does([wishes, &status] { status = Show(*wishes); });
 
-  CLI::App* remove = command->add_subcommand("remove", "Remove a segment");
-  remove->footer(
+  Command* remove = command.AddCommand("remove", "Remove a segment");
+  remove->Footer(
       "Exit status: 0 removed, 1 there is none, or it holds no configuration, 2 the command line\n"
       "is wrong.\n\n"
       "Example:\n"
       "  psltool segment remove 7");
-  remove->add_option("number", wishes->number, "Number of the segment")->required();
-  remove->add_flag("--force", wishes->force, "Whatever it holds");
-  remove->callback([wishes, &status] { status = Remove(*wishes); });
+  remove->AddOption("number", wishes->number, "Number of the segment")->Required();
+  remove->AddFlag("--force", wishes->force, "Whatever it holds");
+  remove->Does([wishes, &status] { status = Remove(*wishes); });
 }

@@ -1,6 +1,6 @@
 // Command line of `psltool show`: see the header. The entries are those of `dump`, chosen and
 // decoded by the same code.
-#include "tools/cmd_show.h"
+#include "tools/commands.h"
 
 #include <fmt/format.h>
 
@@ -82,34 +82,22 @@ int Show(const Wishes& wishes) {
 
 }  // namespace
 
-void AddShowCommand(CLI::App& app, int& status) {
+void AddShowCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command = app.add_subcommand("show", "Show the history of one resource as a table");
-  command->footer(
-      "A bar of # shows the mean rate of the period, a | behind it the highest rate in it; of "
-      "kinds\n"
-      "that count nothing the busy ratio. Without --key it is the first resource of the kind.\n\n"
-      "Exit status: 0 done, 1 a file is broken or does not hold what is asked for, 2 a file could\n"
-      "not be read or the command line is wrong.\n\n"
-      "Examples:\n"
-      "  psltool show archive/20240304array01.psa --kind ld --key 21\n"
-      "  psltool show archive/20240304array01.psa --key 21 --from \"2024-03-04 08:00\" --json\n"
-      "  psltool show archive/202403array01.psa --kind pd --key 1.4 --group 2");
   std::vector<std::string> words;
   for (const KindName& name : KindNames()) {
     if (name.kind < kSectionKinds) words.emplace_back(name.word);
   }
   words.emplace_back(WordOfKind(kWaittm));
-  AddFilesOption(*command, wishes->files);
-  command->add_option("-k,--kind", wishes->kind, "Kind of the resource (default ld)")
-      ->check(CLI::IsMember(words));
-  command->add_option("--key", wishes->choice.key,
-                      "Its key: a number, or key bytes with points between (default: the first)");
-  command->add_option("-g,--group", wishes->group, "Counter group, from 1 (default 1)");
-  AddSpanOptions(*command, wishes->choice);
-  command->add_flag("--local", wishes->local, "Times in local time, as without it")
-      ->excludes(command->get_option("--utc"));
-  command->add_flag("--json", wishes->json, "A JSON text for programs");
-  AddLabelsOption(*command, wishes->labels);
-  command->callback([wishes, &status] { status = Show(*wishes); });
+  AddFilesOption(command, wishes->files);
+  command.AddOption("-k,--kind", wishes->kind, "Kind of the resource (default ld)")
+      ->Must(OneOf(words));
+  command.AddOption("--key", wishes->choice.key,
+                    "Its key: a number, or key bytes with points between (default: the first)");
+  command.AddOption("-g,--group", wishes->group, "Counter group, from 1 (default 1)");
+  const Option* utc = AddSpanOptions(command, wishes->choice);
+  command.AddFlag("--local", wishes->local, "Times in local time, as without it")->Excludes(utc);
+  command.AddFlag("--json", wishes->json, "A JSON text for programs");
+  AddLabelsOption(command, wishes->labels);
+  command.Does([wishes, &status] { status = Show(*wishes); });
 }

@@ -1,5 +1,5 @@
-// Command line, table and JSON text of `psltool top`: see the header.
-#include "tools/cmd_top.h"
+// Command line, table and JSON text of `psltool top`.
+#include "tools/commands.h"
 
 #include <algorithm>
 #include <map>
@@ -273,39 +273,22 @@ std::vector<std::string> KindsWithMeasures() {
 
 }  // namespace
 
-void AddTopCommand(CLI::App& app, int& status) {
+void AddTopCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command = app.add_subcommand("top", "The busiest resources over a span of time");
-  command->footer(
-      "Files of one array are added up, several arrays stay apart. Means are weighted by "
-      "operations,\n"
-      "busy ratios by time; \"ops\" are ranked by their number in the whole span. \"peak\" is the "
-      "largest\n"
-      "value of the measure, of an interval where files carry it, else of a record, and \"peak "
-      "in\" its\n"
-      "time. The line at the end shows the measure over time, scaled to its own largest value, "
-      "blank\n"
-      "without a record. Behind the resources stands what all of an array amount to.\n\n"
-      "Exit status: 0 done, 1 a file is broken (what stands in front of the place counts), or\n"
-      "nothing has the measure, 2 a file could not be read or the command line is wrong.\n\n"
-      "Examples:\n"
-      "  psltool top archive/202403*.psa\n"
-      "  psltool top --by busy -n 5 --kind pd 20240304array01.psl --from \"2024-03-04 09:00\"\n"
-      "  psltool top --by max --json archive/*.psa | jq -r '.resources[0].key'");
-  AddFilesOption(*command, wishes->files);
-  command->add_option("--by", wishes->by, "ops, busy, mean, max or volume (default ops)")
-      ->check(CLI::IsMember(MeasureWords()));
-  command->add_flag("--ascending", wishes->ascending, "The least busy first");
-  command->add_option("-n", wishes->number, "How many resources (default 10)")
-      ->check(CLI::Range(1, 1000000));
-  command->add_option("-k,--kind", wishes->kind, "Kind of the resources (default ld)")
-      ->check(CLI::IsMember(KindsWithMeasures()));
-  command->add_option("-g,--group", wishes->group, "Counter group, from 1 (default 1)")
-      ->check(CLI::Range(1, 6));
-  AddSpanOptions(*command, wishes->choice);
-  command->add_flag("--ascii", wishes->ascii,
-                    "Bars of plain characters, as in a locale without UTF-8");
-  command->add_flag("--json", wishes->json, "A JSON text for programs");
-  AddLabelsOption(*command, wishes->labels);
-  command->callback([wishes, &status] { status = Top(*wishes); });
+  AddFilesOption(command, wishes->files);
+  command.AddOption("--by", wishes->by, "ops, busy, mean, max or volume (default ops)")
+      ->Must(OneOf(MeasureWords()));
+  command.AddFlag("--ascending", wishes->ascending, "The least busy first");
+  command.AddOption("-n", wishes->number, "How many resources (default 10)")
+      ->Must(Between(1, 1000000));
+  command.AddOption("-k,--kind", wishes->kind, "Kind of the resources (default ld)")
+      ->Must(OneOf(KindsWithMeasures()));
+  command.AddOption("-g,--group", wishes->group, "Counter group, from 1 (default 1)")
+      ->Must(Between(1, 6));
+  AddSpanOptions(command, wishes->choice);
+  command.AddFlag("--ascii", wishes->ascii,
+                  "Bars of plain characters, as in a locale without UTF-8");
+  command.AddFlag("--json", wishes->json, "A JSON text for programs");
+  AddLabelsOption(command, wishes->labels);
+  command.Does([wishes, &status] { status = Top(*wishes); });
 }

@@ -1,5 +1,5 @@
-// Command lines and texts of `psltool units` and `psltool unit`: see the header.
-#include "tools/cmd_units.h"
+// Command lines and texts of `psltool units` and `psltool unit`.
+#include "tools/commands.h"
 
 #include <errno.h>
 #include <fmt/format.h>
@@ -181,70 +181,48 @@ int Work(Wishes& wishes, bool quiet) {
   return kGood;
 }
 
-void AddCommonOptions(CLI::App& command, const std::shared_ptr<Wishes>& wishes) {
-  command.add_option("directory", wishes->directory, "Directory of the logs (or hour archives)")
-      ->required();
+void AddCommonOptions(Command& command, const std::shared_ptr<Wishes>& wishes) {
+  command.AddOption("directory", wishes->directory, "Directory of the logs (or hour archives)")
+      ->Required();
   command
-      .add_option("--level", wishes->level,
-                  "hour: hour archives from logs; day: day archives from hour archives "
-                  "(default hour)")
-      ->check(CLI::IsMember({"hour", "day"}));
-  command.add_option("-o,--output", wishes->output,
-                     "Directory of the archives (default: for hour \"archive\" in the directory, "
-                     "for day the directory itself)");
-  command.add_option("--archiver", wishes->request.archiver,
-                     "The archiver (default: Qelprfarc beside psltool, else that in PATH)");
-  command.add_flag("--verify", wishes->request.place.verify,
-                   "A unit is done only when every record of its archive is sound");
+      .AddOption("--level", wishes->level,
+                 "hour: hour archives from logs; day: day archives from hour archives "
+                 "(default hour)")
+      ->Must(OneOf({"hour", "day"}));
+  command.AddOption("-o,--output", wishes->output,
+                    "Directory of the archives (default: for hour \"archive\" in the directory, "
+                    "for day the directory itself)");
+  command.AddOption("--archiver", wishes->request.archiver,
+                    "The archiver (default: Qelprfarc beside psltool, else that in PATH)");
+  command.AddFlag("--verify", wishes->request.place.verify,
+                  "A unit is done only when every record of its archive is sound");
 }
 
 }  // namespace
 
-void AddUnitsCommand(CLI::App& app, int& status) {
+void AddUnitsCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
-  CLI::App* command =
-      app.add_subcommand("units", "List the units of archiving work, for any scheduler");
-  command->footer(
-      "A unit is one array and day (--level hour) or one array and month (--level day). One line\n"
-      "per unit that is due: the command that does it. Units whose archive is there and newer "
-      "than\n"
-      "all inputs are done and left out, as are those whose day or month is not over.\n\n"
-      "Exit status: 0 listed, 1 a unit could not be listed, 2 the directory could not be read or\n"
-      "the command line is wrong.\n\n"
-      "Examples:\n"
-      "  psltool units -0 logs -o archive | xargs -0 -r -n 1 -P 4 sh -c\n"
-      "  psltool units logs -o archive | parallel -j 4 --joblog jobs.log\n"
-      "  psltool units --level day archive --tsv");
-  AddCommonOptions(*command, wishes);
-  command->add_flag("--all", wishes->all, "Also what is done; the commands then do it again");
-  command->add_flag("--not-over", wishes->not_over, "Also what is not over");
+  AddCommonOptions(command, wishes);
+  command.AddFlag("--all", wishes->all, "Also what is done; the commands then do it again");
+  command.AddFlag("--not-over", wishes->not_over, "Also what is not over");
   auto* zero =
-      command->add_flag("-0,--null", wishes->zero, "A zero byte behind each, not a new line");
-  auto* names = command->add_flag("--names", wishes->names, "The units' names only");
-  auto* tsv = command->add_flag("--tsv", wishes->tsv,
-                                "A table with tabs: array, day, inputs, bytes, output, command");
-  auto* json = command->add_flag("--json", wishes->json, "As JSON");
-  tsv->excludes(zero)->excludes(names)->excludes(json);
-  json->excludes(zero)->excludes(names);
-  command->callback([wishes, &status] { status = List(*wishes); });
+      command.AddFlag("-0,--null", wishes->zero, "A zero byte behind each, not a new line");
+  auto* names = command.AddFlag("--names", wishes->names, "The units' names only");
+  auto* tsv = command.AddFlag("--tsv", wishes->tsv,
+                              "A table with tabs: array, day, inputs, bytes, output, command");
+  auto* json = command.AddFlag("--json", wishes->json, "As JSON");
+  tsv->Excludes(zero)->Excludes(names)->Excludes(json);
+  json->Excludes(zero)->Excludes(names);
+  command.Does([wishes, &status] { status = List(*wishes); });
 }
 
-void AddUnitCommand(CLI::App& app, int& status) {
+void AddUnitCommand(Command& command, int& status) {
   auto wishes = std::make_shared<Wishes>();
   auto quiet = std::make_shared<bool>(false);
-  CLI::App* command = app.add_subcommand("unit", "Do one unit of archiving work");
-  command->footer(
-      "The archiver works in a directory of its own; the archive is checked as by psltool check,\n"
-      "brought to the disk and renamed. A unit that is done is left alone. It may be started any\n"
-      "number of times, also twice at once: the second start waits for the first.\n\n"
-      "Exit status: 0 the archive is there and sound, 1 it could not be made of these inputs,\n"
-      "2 a file could not be read or written, or the command line is wrong.\n\n"
-      "Example:\n"
-      "  psltool unit -o archive logs 20240304array01");
-  AddCommonOptions(*command, wishes);
-  command->add_option("name", wishes->request.name, "Name of the unit: date digits and array")
-      ->required();
-  command->add_flag("--again", wishes->request.again, "Even if it is done");
-  command->add_flag("-q,--quiet", *quiet, "No text when all is well");
-  command->callback([wishes, quiet, &status] { status = Work(*wishes, *quiet); });
+  AddCommonOptions(command, wishes);
+  command.AddOption("name", wishes->request.name, "Name of the unit: date digits and array")
+      ->Required();
+  command.AddFlag("--again", wishes->request.again, "Even if it is done");
+  command.AddFlag("-q,--quiet", *quiet, "No text when all is well");
+  command.Does([wishes, quiet, &status] { status = Work(*wishes, *quiet); });
 }

@@ -32,29 +32,28 @@ Kind KindOfWord(const std::string& word) {
   return word == WordOfKind(kWaittm) ? kWaittm : *KindOf(word);
 }
 
-void AddSpanOptions(CLI::App& command, ChoiceOptions& options, bool with_to) {
-  command.add_option("--from", options.from,
-                     "First time: 2024-03-04, \"2024-03-04 10:05\", 10:05, yesterday, -7d, \"last "
-                     "week\" or @seconds");
-  if (with_to)
-    command.add_option("--to", options.to, "Last time; a day, minute or week as a whole");
-  command.add_flag("--utc", options.utc, "Times in UTC instead of local time");
+Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to) {
+  command.AddOption("--from", options.from,
+                    "First time: 2024-03-04, \"2024-03-04 10:05\", 10:05, yesterday, -7d, \"last "
+                    "week\" or @seconds");
+  if (with_to) command.AddOption("--to", options.to, "Last time; a day, minute or week as a whole");
+  return command.AddFlag("--utc", options.utc, "Times in UTC instead of local time");
 }
 
-void AddChoiceOptions(CLI::App& command, ChoiceOptions& options, bool with_to) {
-  command.add_option("-k,--kind", options.kinds, "Kind of resources (several times; default all)")
-      ->check(CLI::IsMember(KindWords()))
-      ->allow_extra_args(false);
-  command.add_option("--key", options.key,
-                     "One resource of the kind: a number, or key bytes with points between");
+void AddChoiceOptions(Command& command, ChoiceOptions& options, bool with_to) {
+  command.AddOption("-k,--kind", options.kinds, "Kind of resources (several times; default all)")
+      ->Must(OneOf(KindWords()))
+      ->OneEachTime();
+  command.AddOption("--key", options.key,
+                    "One resource of the kind: a number, or key bytes with points between");
   AddSpanOptions(command, options, with_to);
 }
 
-void AddLabelsOption(CLI::App& command, std::string& path) {
+void AddLabelsOption(Command& command, std::string& path) {
   command
-      .add_option("--labels", path,
-                  "File with the names of counter groups and resources (default: $PSLTOOL_LABELS)")
-      ->envname("PSLTOOL_LABELS");
+      .AddOption("--labels", path,
+                 "File with the names of counter groups and resources (default: $PSLTOOL_LABELS)")
+      ->OrFrom("PSLTOOL_LABELS");
 }
 
 bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& wishes) {

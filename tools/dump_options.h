@@ -1,9 +1,9 @@
 // The options that choose entries of files, which several commands have in common.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+#include "tools/command_line.h"
 
 #include "tools/dump_file.h"
 #include "tools/time_text.h"
@@ -23,12 +23,12 @@ std::vector<std::string> KindWords();
 Kind KindOfWord(const std::string& word);
 
 // Adds --from, --to and --utc. `with_to` false: --to is the command's own.
-void AddSpanOptions(CLI::App& command, ChoiceOptions& options, bool with_to = true);
+Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to = true);
 // Adds --kind (several times) and --key as well.
-void AddChoiceOptions(CLI::App& command, ChoiceOptions& options, bool with_to = true);
+void AddChoiceOptions(Command& command, ChoiceOptions& options, bool with_to = true);
 
 // Adds --labels, in whose place the environment variable PSLTOOL_LABELS can stand.
-void AddLabelsOption(CLI::App& command, std::string& path);
+void AddLabelsOption(Command& command, std::string& path);
 
 // Puts the options into what a dump is asked for. False: one is wrong, reported under the command's
 // name.

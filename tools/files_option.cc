@@ -4,11 +4,12 @@
 #include "tools/input_files.h"
 #include "tools/report.h"
 
-void AddFilesOption(CLI::App& command, std::vector<std::string>& files) {
-  command.add_option("files", files, kFilesHelp)->required();
-  command.parse_complete_callback([&files] {
+void AddFilesOption(Command& command, std::vector<std::string>& files) {
+  command.AddOption("files", files, kFilesHelp)->Required();
+  command.First([&files] {
     std::vector<std::string> found;
-    if (!CollectFiles(files, found)) throw CLI::RuntimeError(kUnusable);
+    if (!CollectFiles(files, found)) return kUnusable;
     files = std::move(found);
+    return kDone;
   });
 }

@@ -1,0 +1,102 @@
+// What commands say of the options that they take, and the reading of a command line. The option
+// parser stands behind it, in command_line.cc alone: its headers were a quarter of the build.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+// What the text of an option must be, beside being of its variable's type.
+struct ValueRule {
+  enum class Form { kOneOf, kBetween, kPositive, kNotNegative };
+  Form form;
+  std::vector<std::string> words;  // kOneOf
+  double least = 0;                // kBetween, ends included
+  double most = 0;
+};
+
+// One of these words.
+ValueRule OneOf(std::vector<std::string> words);
+// A number from least to most.
+ValueRule Between(double least, double most);
+// A number above 0; a number of 0 or more.
+extern const ValueRule kPositive;
+extern const ValueRule kNotNegative;
+
+// An option as added: each call narrows what is taken, and returns the option for the next.
+class Option {
+ public:
+  explicit Option(CLI::Option* option) : option_(option) {}
+
+  Option* Required();
+  Option* Must(const ValueRule& check);
+  // Heading of the help text under which it stands.
+  Option* Under(const std::string& heading);
+  // Not together with that one.
+  Option* Excludes(const Option* other);
+  // That many texts at once.
+  Option* Takes(int count);
+  // One text each time it is given, so that an argument without a name may follow.
+  Option* OneEachTime();
+  // Where it is not given: the value of that variable of the environment.
+  Option* OrFrom(const std::string& variable);
+  // What the help text calls its value.
+  Option* ValueName(const std::string& name);
+  // How often it was given; known once the command line has been read.
+  size_t count() const;
+
+ private:
+  CLI::Option* option_;
+};
+
+// A command of the program, or the program itself. Commands and options live as long as the
+// program's.
+class Command {
+ public:
+  explicit Command(CLI::App* app) : app_(app) {}
+  Command(const Command&) = delete;
+  Command& operator=(const Command&) = delete;
+
+  Command* AddCommand(const std::string& name, const std::string& summary);
+  // `names` as in "-o,--out", or a plain word for an argument without a name. Value: std::string, a
+  // vector of them or of numbers, an integer or double type, or std::optional of one (see
+  // command_line.cc).
+  template <class Value>
+  Option* AddOption(const std::string& names, Value& value, const std::string& text);
+  Option* AddFlag(const std::string& names, bool& value, const std::string& text);
+  // The text behind the options: exit statuses and examples.
+  void Footer(const std::string& text);
+  // One of its commands must be named.
+  void NeedsCommand();
+  // Done when the command was named, once the whole command line has been read.
+  void Does(std::function<void()> action);
+  // Done before that; a status other than 0 ends the program with it.
+  void First(std::function<int()> step);
+
+ private:
+  CLI::App* app_;
+  std::vector<std::unique_ptr<Command>> commands_;
+  std::vector<std::unique_ptr<Option>> options_;
+};
+
+// A program that has commands.
+struct Program {
+  const char* name;
+  const char* version;  // as printed
+  const char* summary;
+  const char* help;  // behind the list of commands
+  void (*add)(Command& program, int& status);
+};
+
+// Reads a command line and does what it asks for. Returns the status that the command stored; 0
+// after help or version; `refused` for a wrong command line, told in one line on standard error
+// with the nearest command or option that there is.
+int RunCommandLine(const Program& program, int refused, int argc, char** argv);
