@@ -1,16 +1,17 @@
-// ReadNextRec: framing and dispatch of records.
+// ReadNextRec: where the next record lies, and which handler gets it.
 #include "engine/stream.h"
 
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
+#include <span>
 
 #include "archiver/messages.h"
 #include "engine/broken.h"
 #include "engine/byteorder.h"
 #include "engine/family.h"
 #include "engine/finfo.h"
+#include "engine/framing.h"
 #include "engine/layout.h"
 #include "engine/pmoncommon.h"
 
@@ -18,7 +19,21 @@ namespace {
 
 constexpr uint32_t kDetTell = 0x03030001;
 
-bool TagIs(const uint8_t* header, const char* tag) { return std::memcmp(header, tag, 3) == 0; }
+const char* ReasonOf(FrameFault fault) {
+  switch (fault) {
+    case FrameFault::kUnknownTag:
+      return "unknown record tag";
+    case FrameFault::kBelowHeader:
+      return "record length below 12";
+    case FrameFault::kPastEnd:
+      return "record longer than the file";
+    case FrameFault::kBelowFixed:
+      return "record shorter than its fixed part";
+    case FrameFault::kSound:
+      break;
+  }
+  return "";
+}
 
 void SkipTo(int64_t position) { Seek(rfd, position, SEEK_SET); }
 
@@ -51,43 +66,29 @@ void ReadNextRec() {
 
   uint8_t record[kNncSize];
   ReadExact(rfd, record, kRecordHeaderSize);
+  const RevisionRow& row = finfo.layout->row;
+  const Frame frame =
+      FrameOf(std::span(record).first<kRecordHeaderSize>(), static_cast<uint64_t>(left), row);
   finfo.previous_time = finfo.record_time;
   finfo.previous_length = finfo.record_length;
-  finfo.record_flag = record[kAtFlag];
-  finfo.record_time = Load32(record + kAtTime);
-  finfo.record_length = Load32(record + kAtLength);
-  const RevisionRow& row = finfo.layout->row;
+  finfo.record_flag = frame.flag;
+  finfo.record_time = frame.time;
+  finfo.record_length = frame.length;
+  if (frame.fault != FrameFault::kSound) {
+    BrokenRecord(ReasonOf(frame.fault));
+    return;
+  }
   const Dispatch& dispatch = DispatchOf(finfo.revision);
-
-  const bool structure = TagIs(record, "CON");
-  const bool statistics = TagIs(record, "STA");
-  const bool nnc = TagIs(record, "NNC");
-  const bool ldm = TagIs(record, "LDM");
-  if (!structure && !statistics && !nnc && !ldm && !TagIs(record, "FRE")) {
-    BrokenRecord("unknown record tag");
-    return;
-  }
-  if (finfo.record_length < kRecordHeaderSize) {
-    BrokenRecord("record length below 12");
-    return;
-  }
-  if (finfo.record_length > left) {
-    BrokenRecord("record longer than the file");
-    return;
-  }
-  if ((nnc && finfo.record_length < kNncSize) || (ldm && finfo.record_length < kLdmSize)) {
-    BrokenRecord("record shorter than its fixed part");
-    return;
-  }
-
+  const bool structure = frame.tag == RecordTag::kStructure;
+  const bool statistics = frame.tag == RecordTag::kStatistics;
   if (structure || statistics) {
     finfo.first_configuration = structure && position == row.file_header;
     if (statistics) finfo.no_statistics = false;
     if (dispatch.rereads_header) SkipTo(position);
     (structure ? dispatch.read_structure : dispatch.read_statistics)();
-  } else if (nnc) {
+  } else if (frame.tag == RecordTag::kNnc) {
     CopyFixedRecord(record, kNncSize);
-  } else if (ldm) {
+  } else if (frame.tag == RecordTag::kLdm) {
     if ((pmonarc_stat & kPeriodInProgress) != 0) {
       dispatch.flush_before_ldm();
       pmonarc_stat = kNewOutput;

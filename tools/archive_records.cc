@@ -11,7 +11,7 @@ const ArchiveRecords::Head* ArchiveRecords::Ahead(size_t distance) {
     if (!reader_.NextHeader()) return nullptr;
     ahead_.push_back({std::string(reader_.tag()), Load32(reader_.record().data() + kAtTime),
                       passed_ + ahead_.size() + 1, reader_.position(),
-                      MeaningfulSize(reader_.tag(), reader_.length())});
+                      MeaningfulSize(TagOf(reader_.tag()), reader_.length())});
   }
   return &ahead_[distance];
 }
@@ -44,5 +44,6 @@ bool ArchiveRecords::CanBegin(uint64_t offset) {
   std::vector<uint8_t> head;
   if (!LoadAs(offset, kRecordHeaderSize, head)) return false;
   const std::string_view tag(reinterpret_cast<const char*>(head.data()), 3);
-  return tag == "CON" || tag == "STA" || tag == "NNC" || tag == "LDM";
+  const RecordTag known = TagOf(tag);
+  return known != RecordTag::kUnknown && known != RecordTag::kFre;
 }

@@ -129,7 +129,7 @@ void RecordChecker::CheckSmall(const PslReader& reader, RecordReport& report) co
     report.Warn("free-record", kAtTag, "tag", "archives have no free space");
     return;
   }
-  const uint32_t fixed = MeaningfulSize(reader.tag(), reader.length());
+  const uint32_t fixed = MeaningfulSize(TagOf(reader.tag()), reader.length());
   if (reader.length() == fixed || LayoutOf(header_->revision).row.skips_tails) return;
   report.Warn("record-long", kAtLength, "record length",
               fmt::format("{} bytes, but the next record is taken to begin after {}",

@@ -18,14 +18,6 @@
 namespace {
 
 constexpr size_t kRankSlotOf0x11 = 56;
-constexpr std::array<std::string_view, 5> kTags = {"CON", "STA", "NNC", "LDM", "FRE"};
-
-// "NNC" and "LDM" records have a fixed size; other records 0.
-uint32_t FixedSize(std::string_view tag) {
-  if (tag == "NNC") return kNncSize;
-  if (tag == "LDM") return kLdmSize;
-  return 0;
-}
 
 }  // namespace
 
@@ -126,39 +118,38 @@ bool PslReader::NextHeader() {
   }
   record_.resize(kRecordHeaderSize);
   if (!ReadAt(position_, record_.data(), record_.size())) return false;
-  return Frame();
+  return Framed();
 }
 
-// Judges the 12 bytes of a record header in the order in which the archiver does.
-bool PslReader::Frame() {
-  length_ = Load32(record_.data() + kAtLength);
-  const std::string_view this_tag = tag();
-  if (std::find(kTags.begin(), kTags.end(), this_tag) == kTags.end()) {
-    return Broken("record-tag", position_, "tag",
-                  fmt::format("\"{}\" is no record tag", TagText(this_tag)));
+bool PslReader::Framed() {
+  const uint64_t left = size_ - position_;
+  const Frame frame = FrameOf(std::span<const uint8_t, kRecordHeaderSize>(record_), left,
+                              LayoutOf(header_.revision).row);
+  length_ = frame.length;
+  switch (frame.fault) {
+    case FrameFault::kSound:
+      next_ = position_ + frame.step;
+      return true;
+    case FrameFault::kUnknownTag:
+      return Broken("record-tag", position_, "tag",
+                    fmt::format("\"{}\" is no record tag", TagText(tag())));
+    case FrameFault::kBelowHeader:
+      return Broken("record-length", position_ + kAtLength, "record length",
+                    fmt::format("{} bytes are less than a record header", length_));
+    case FrameFault::kPastEnd:
+      return Broken("record-length", position_ + kAtLength, "record length",
+                    fmt::format("{} bytes, but the file ends after {}", length_, left));
+    case FrameFault::kBelowFixed:
+      break;
   }
-  if (length_ < kRecordHeaderSize) {
-    return Broken("record-length", position_ + kAtLength, "record length",
-                  fmt::format("{} bytes are less than a record header", length_));
-  }
-  if (length_ > size_ - position_) {
-    return Broken("record-length", position_ + kAtLength, "record length",
-                  fmt::format("{} bytes, but the file ends after {}", length_, size_ - position_));
-  }
-  const uint32_t fixed = FixedSize(this_tag);
-  if (length_ < fixed) {
-    return Broken("record-short", position_ + kAtLength, "record length",
-                  fmt::format("{} bytes, but {} records have {}", length_, this_tag, fixed));
-  }
-  // Up to 0x1A the next record begins behind the fixed part, whatever the length says.
-  const bool by_fixed_size = fixed != 0 && !LayoutOf(header_.revision).row.skips_tails;
-  next_ = position_ + (by_fixed_size ? fixed : length_);
-  return true;
+  return Broken(
+      "record-short", position_ + kAtLength, "record length",
+      fmt::format("{} bytes, but {} records have {}", length_, tag(), FixedSizeOf(frame.tag)));
 }
 
 bool PslReader::Load(size_t most) {
   const size_t have = record_.size();
-  const size_t want = std::min<size_t>(MeaningfulSize(tag(), length_), most);
+  const size_t want = std::min<size_t>(MeaningfulSize(TagOf(tag()), length_), most);
   if (want <= have) return true;
   record_.resize(want);
   return ReadAt(position_ + have, record_.data() + have, want - have);
@@ -169,12 +160,6 @@ bool PslReader::Next() { return NextHeader() && Load(); }
 std::string_view PslReader::tag() const {
   if (record_.size() < kRecordHeaderSize) return {};
   return {reinterpret_cast<const char*>(record_.data()), 3};
-}
-
-uint32_t MeaningfulSize(std::string_view tag, uint32_t length) {
-  if (tag == "FRE") return kRecordHeaderSize;
-  const uint32_t fixed = FixedSize(tag);
-  return fixed != 0 ? fixed : length;
 }
 
 const RevisionLayout& LayoutOfStatistics(const PslHeader& header, std::span<const uint8_t> record) {

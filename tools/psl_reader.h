@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/framing.h"
 #include "engine/kinds.h"
 #include "engine/layout.h"
 #include "tools/finding.h"
@@ -65,7 +66,8 @@ class PslReader {
 
  private:
   bool Unreadable(const std::string& why);
-  bool Frame();
+  // Judges the 12 bytes of the record header at hand.
+  bool Framed();
 
   std::string path_;
   Reports reports_;
@@ -80,10 +82,6 @@ class PslReader {
   std::vector<uint8_t> record_;
   Finding trouble_;
 };
-
-// Bytes of a record that have a meaning for the archiver: the fixed part of "NNC" and "LDM", the
-// record header of "FRE", of others all.
-uint32_t MeaningfulSize(std::string_view tag, uint32_t length);
 
 // The layout of a statistics record: that of its file, except that records of 0x10 files can be
 // laid out as in 0x11.

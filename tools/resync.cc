@@ -20,12 +20,9 @@ constexpr uint64_t kFreeTries = 64 << 20;  // bytes of candidates that turn out 
 constexpr uint64_t kTriesPerByte = 16;
 
 // Free space is not worth being found again; it can hold anything, old records too.
-constexpr std::array<std::string_view, 4> kTags = {"CON", "STA", "NNC", "LDM"};
-
 bool IsTag(const uint8_t* at) {
-  return std::any_of(kTags.begin(), kTags.end(), [at](std::string_view tag) {
-    return std::memcmp(at, tag.data(), kTagSize) == 0;
-  });
+  const RecordTag tag = TagOf({reinterpret_cast<const char*>(at), kTagSize});
+  return tag != RecordTag::kUnknown && tag != RecordTag::kFre;
 }
 
 }  // namespace
@@ -62,7 +59,7 @@ bool RecordSearch::Holds(const RecordChecker& checker, uint64_t offset, uint32_t
   reader_.GoTo(offset);
   if (!reader_.NextHeader()) return false;
   if (Load32(reader_.record().data() + kAtTime) < stamp) return false;
-  const uint64_t size = MeaningfulSize(reader_.tag(), reader_.length());
+  const uint64_t size = MeaningfulSize(TagOf(reader_.tag()), reader_.length());
   if (size > tries_left_) {
     tries_left_ = 0;
     return false;
@@ -84,7 +81,7 @@ bool IsRecordStart(PslReader& reader, uint64_t offset) {
   std::array<uint8_t, kRecordHeaderSize> header;
   if (!reader.ReadAt(offset, header.data(), header.size())) return false;
   const std::string_view tag(reinterpret_cast<const char*>(header.data()), kTagSize);
-  const bool known = tag == "FRE" || std::find(kTags.begin(), kTags.end(), tag) != kTags.end();
+  const bool known = TagOf(tag) != RecordTag::kUnknown;
   const uint32_t length = Load32(header.data() + kAtLength);
   return known && length >= kRecordHeaderSize && length <= reader.size() - offset;
 }
