@@ -1,6 +1,6 @@
 // Names that a site gives to counter groups and resources: which file is taken, and where the names
 // stand then.
-#include "tools/labels.h"
+#include "tools/reading/labels.h"
 
 #include <gtest/gtest.h>
 

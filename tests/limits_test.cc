@@ -13,7 +13,7 @@
 #include "logdir/timespan.h"
 #include "tests/support/nights.h"
 #include "tests/support/run_state.h"
-#include "tools/health.h"
+#include "tools/running/health.h"
 
 namespace {
 

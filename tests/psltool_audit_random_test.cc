@@ -11,7 +11,7 @@
 #include "tests/support/audit_run.h"
 #include "tests/support/psl_check.h"
 #include "tests/support/revision_param.h"
-#include "tools/audit_directory.h"
+#include "tools/audit/audit_directory.h"
 
 namespace {
 

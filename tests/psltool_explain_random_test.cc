@@ -16,11 +16,11 @@
 #include "tests/support/archived_logs.h"
 #include "tests/support/audit_run.h"
 #include "tests/support/revision_param.h"
-#include "tools/array_tables.h"
-#include "tools/entry_fields.h"
-#include "tools/explain_value.h"
-#include "tools/kind_names.h"
-#include "tools/record_fields.h"
+#include "tools/audit/explain_value.h"
+#include "tools/audit/record_fields.h"
+#include "tools/reading/array_tables.h"
+#include "tools/reading/entry_fields.h"
+#include "tools/reading/kind_names.h"
 
 namespace {
 

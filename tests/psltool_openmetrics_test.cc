@@ -17,7 +17,7 @@
 #include "tests/support/revision_param.h"
 #include "tests/support/sample_records.h"
 #include "tests/support/tempdir.h"
-#include "tools/sample_sort.h"
+#include "tools/exporting/sample_sort.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 #include "tests/support/record_bytes.h"
 #include "tests/support/sample_records.h"
 #include "tests/support/tempdir.h"
-#include "tools/digest.h"
+#include "tools/checking/digest.h"
 
 namespace {
 

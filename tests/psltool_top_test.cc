@@ -14,7 +14,7 @@
 #include "tests/support/revision_param.h"
 #include "tests/support/sample_records.h"
 #include "tests/support/tempdir.h"
-#include "tools/spark.h"
+#include "tools/showing/spark.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "tests/support/nights.h"
-#include "tools/shell_word.h"
+#include "tools/output/shell_word.h"
 
 namespace {
 

@@ -12,9 +12,9 @@
 #include "tests/model/time_zone.h"
 #include "tests/support/audit_run.h"
 #include "tests/support/record_bytes.h"
-#include "tools/recompute_entry.h"
-#include "tools/recompute_inputs.h"
-#include "tools/recompute_math.h"
+#include "tools/audit/recompute_entry.h"
+#include "tools/audit/recompute_inputs.h"
+#include "tools/audit/recompute_math.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The time that a record stands for: hours, days and their pieces, in all zones.
-#include "tools/record_period.h"
+#include "tools/reading/record_period.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Time texts: what each form asks for, as a function of text, now and zone.
-#include "tools/time_text.h"
+#include "tools/reading/time_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
-// psltool: makes and shows files of the performance monitor. Each command is one file cmd_<name>.
+// psltool: makes and shows files of the performance monitor. Each command is one file commands/cmd_<name>.
 #include <cstdio>
 #include <exception>
 #include <new>
 
-#include "tools/command_line.h"
-#include "tools/commands.h"
-#include "tools/report.h"
-#include "tools/unfinished.h"
+#include "tools/commands/command_line.h"
+#include "tools/commands/commands.h"
+#include "tools/output/report.h"
+#include "tools/output/unfinished.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "tools/psl_reader.h"
-#include "tools/record_fields.h"
+#include "tools/audit/record_fields.h"
+#include "tools/reading/psl_reader.h"
 
 // Calls take(reader, part) for every part that belongs to a kind; the reader stands at its record.
 template <class Take>

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/audit_archive.h"
+#include "tools/audit/audit_archive.h"
 
 struct Audited {
   AuditResult result;

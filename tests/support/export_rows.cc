@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "tests/support/process.h"
-#include "tools/kind_names.h"
+#include "tools/reading/kind_names.h"
 
 namespace {
 

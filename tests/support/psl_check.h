@@ -8,7 +8,7 @@
 
 #include "tests/support/archive_target.h"
 #include "tests/support/tempdir.h"
-#include "tools/check_file.h"
+#include "tools/checking/check_file.h"
 
 struct Checked {
   CheckedFile file;

@@ -5,11 +5,11 @@
 #include <memory>
 
 #include "tests/support/tempdir.h"
-#include "tools/check_file.h"
-#include "tools/dump_file.h"
-#include "tools/export_file.h"
-#include "tools/file_summary.h"
-#include "tools/salvage.h"
+#include "tools/checking/check_file.h"
+#include "tools/checking/salvage.h"
+#include "tools/exporting/export_file.h"
+#include "tools/reading/file_summary.h"
+#include "tools/showing/dump_file.h"
 
 namespace {
 

@@ -1,0 +1,322 @@
+// Command line and report of `psltool audit`.
+#include "tools/commands/commands.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/audit/archive_inputs.h"
+#include "tools/audit/audit_archive.h"
+#include "tools/audit/audit_directory.h"
+#include "tools/commands/dump_options.h"
+#include "tools/output/report.h"
+#include "tools/output/text_out.h"
+#include "tools/reading/labels.h"
+#include "tools/reading/time_text.h"
+
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr uint64_t kListed = 10;  // of each class of findings and archive
+constexpr int kAgree = 0;
+constexpr int kFindings = 1;
+constexpr int kTrouble = 2;
+
+struct Wishes {
+  std::string archive;
+  std::string directory;
+  std::string logs_directory;
+  std::vector<std::string> logs;
+  std::string run = "either";
+  std::string labels;
+  bool no_period = false;
+  bool any_name = false;
+  bool whole_run = false;
+  bool strict = false;
+  bool full = false;
+  bool json = false;
+  bool utc = false;
+};
+
+struct Totals {
+  uint64_t archives = 0;
+  uint64_t agree = 0;
+  uint64_t with_findings = 0;
+  uint64_t no_inputs = 0;
+  uint64_t records = 0;
+  uint64_t entries = 0;
+  uint64_t bytes = 0;
+  uint64_t findings = 0;
+  bool unreadable = false;
+};
+
+AuditRun RunOf(const std::string& word) {
+  if (word == "manual") return AuditRun::kManual;
+  return word == "automatic" ? AuditRun::kAutomatic : AuditRun::kEither;
+}
+
+class Report {
+ public:
+  Report(const Wishes& wishes, const Labels& labels, TextOut& out, Progress& progress)
+      : wishes_(wishes),
+        labels_(labels),
+        zone_(wishes.utc ? Zone::kUtc : Zone::kLocal),
+        out_(out),
+        progress_(progress) {}
+
+  void Take(const AuditFinding& finding) {
+    const uint64_t number = ++seen_[finding.code];
+    if (!wishes_.full && number > kListed) return;
+    if (wishes_.json) {
+      findings_.push_back(JsonOf(finding));
+      return;
+    }
+    progress_.Clear();
+    if (finding.unreadable) {
+      static_cast<void>(Fail(finding.path, finding.text));
+      return;
+    }
+    out_.Print("{}\n", TextOf(finding));
+  }
+
+  void Finish(const AuditedFile& file) {
+    const AuditResult& result = file.result;
+    ++totals_.archives;
+    totals_.records += result.records;
+    totals_.entries += result.entries;
+    totals_.bytes += result.bytes;
+    totals_.findings += result.findings;
+    totals_.unreadable = totals_.unreadable || result.unreadable;
+    (file.no_inputs         ? totals_.no_inputs
+     : result.findings == 0 ? totals_.agree
+                            : totals_.with_findings) += 1;
+    ordered_json more = ordered_json::array();
+    uint64_t beyond = result.findings;  // what not even the audit kept
+    for (const auto& [code, count] : seen_) {
+      beyond -= std::min(beyond, count);
+      if (wishes_.full || count <= kListed) continue;
+      more.push_back({{"class", code}, {"count", count - kListed}});
+      if (!wishes_.json) {
+        out_.Print("{}: {} of class {}\n", file.path, Count(count - kListed, "more finding"), code);
+      }
+    }
+    if (beyond != 0) {
+      more.push_back({{"class", nullptr}, {"count", beyond}});
+      if (!wishes_.json) out_.Print("{}: {}\n", file.path, Count(beyond, "more finding"));
+    }
+    if (wishes_.json) {
+      files_.push_back(JsonOf(file, std::move(more)));
+    } else if (file.no_inputs) {
+      out_.Print("{}: no inputs left\n", file.path);
+    } else {
+      out_.Print("{}: {}: {} records with {} entries, {} bytes, against {} input{}\n", file.path,
+                 result.findings == 0 ? "agrees" : Count(result.findings, "finding"),
+                 result.records, result.entries, result.bytes, result.used.size(),
+                 result.used.size() == 1 ? "" : "s");
+    }
+    seen_.clear();
+    findings_ = ordered_json::array();
+  }
+
+  int Close() {
+    if (wishes_.json) {
+      const ordered_json report = {{"archives", files_},
+                                   {"agree", totals_.agree},
+                                   {"with_findings", totals_.with_findings},
+                                   {"no_inputs", totals_.no_inputs},
+                                   {"records", totals_.records},
+                                   {"entries", totals_.entries},
+                                   {"bytes", totals_.bytes},
+                                   {"findings", totals_.findings}};
+      // Names of files are bytes, JSON is UTF-8.
+      out_.Put(report.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+      out_.Put("\n");
+    } else if (!wishes_.directory.empty()) {
+      out_.Print("{}: {} agree{}, {} with findings, {} without inputs left; {} entries, {} bytes\n",
+                 Count(totals_.archives, "archive"), totals_.agree, totals_.agree == 1 ? "s" : "",
+                 totals_.with_findings, totals_.no_inputs, totals_.entries, totals_.bytes);
+    }
+    if (!out_.Flush()) {
+      static_cast<void>(Fail("standard output", "cannot be written"));
+      return kTrouble;
+    }
+    if (totals_.unreadable) return kTrouble;
+    const bool bad = totals_.findings != 0 || (wishes_.strict && totals_.no_inputs != 0);
+    return bad ? kFindings : kAgree;
+  }
+
+ private:
+  static std::string Count(uint64_t count, const char* what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+  }
+
+  std::string TextOf(const AuditFinding& finding) const {
+    std::string text = fmt::format("{}:{}: ", finding.path, finding.offset);
+    text += finding.tag.empty() ? fmt::format("record {}", finding.record)
+                                : fmt::format("record {} ({})", finding.record, finding.tag);
+    if (finding.stamp) text += " of " + TimeText(*finding.stamp, zone_);
+    if (!finding.kind.empty()) text += ", " + finding.kind;
+    if (!finding.key.empty()) {
+      text += " " + finding.key;
+      text += labels_.BehindResource(ArrayOfArchive(finding.path), finding.kind, finding.key);
+    }
+    if (!finding.field.empty()) {
+      text += ", " + finding.field;
+      text += labels_.BehindGroup(finding.kind, GroupOf(finding.field));
+    }
+    text += ": ";
+    if (finding.text.empty()) {
+      text += fmt::format("{}, expected {}",
+                          finding.stored.empty() ? "missing" : "stored " + finding.stored,
+                          finding.expected);
+    } else {
+      text += finding.text;
+    }
+    return text + fmt::format(" [{}]", finding.code);
+  }
+
+  ordered_json JsonOf(const AuditFinding& finding) const {
+    ordered_json object = {
+        {"path", finding.path},         {"class", finding.code},  {"record", finding.record},
+        {"tag", finding.tag},           {"stamp", nullptr},       {"time", nullptr},
+        {"offset", finding.offset},     {"width", finding.width}, {"kind", finding.kind},
+        {"key", finding.key},           {"field", finding.field}, {"stored", finding.stored},
+        {"expected", finding.expected}, {"text", finding.text}};
+    if (!labels_.empty()) {
+      const std::string array = ArrayOfArchive(finding.path);
+      object["name"] = labels_.OfResource(array, finding.kind, finding.key);
+      object["group_name"] = labels_.OfGroup(finding.kind, GroupOf(finding.field));
+    }
+    if (finding.stamp) {
+      object["stamp"] = *finding.stamp;
+      object["time"] = IsoTimeText(*finding.stamp, zone_);
+    }
+    return object;
+  }
+
+  ordered_json JsonOf(const AuditedFile& file, ordered_json more) {
+    const AuditResult& result = file.result;
+    const char* const verdict = file.no_inputs         ? "no-inputs"
+                                : result.findings == 0 ? "agrees"
+                                                       : "findings";
+    return {
+        {"path", file.path},
+        {"verdict", verdict},
+        {"revision", result.revision == 0 ? ordered_json(nullptr)
+                                          : ordered_json(fmt::format("0x{:02X}", result.revision))},
+        {"inputs", result.used},
+        {"rules", result.run == RunKind::kManual ? "manual" : "automatic"},
+        {"records", result.records},
+        {"entries", result.entries},
+        {"bytes", result.bytes},
+        {"count", result.findings},
+        {"findings", std::move(findings_)},
+        {"not_listed", std::move(more)}};
+  }
+
+  // Of "g1_max" 1, of fields of no group 0.
+  static size_t GroupOf(const std::string& field) {
+    const bool group = field.size() > 3 && field[0] == 'g' && field[2] == '_';
+    return group && field[1] >= '1' && field[1] <= '9' ? static_cast<size_t>(field[1] - '0') : 0;
+  }
+
+  const Wishes& wishes_;
+  const Labels& labels_;
+  Zone zone_;
+  TextOut& out_;
+  Progress& progress_;
+  Totals totals_;
+  std::map<std::string, uint64_t> seen_;
+  ordered_json findings_ = ordered_json::array();
+  ordered_json files_ = ordered_json::array();
+};
+
+int Refuse(const char* what, const char* why) {
+  static_cast<void>(Fail(what, why));
+  return kTrouble;
+}
+
+int Audit(const Wishes& wishes) {
+  const bool single = !wishes.archive.empty();
+  if (single == !wishes.directory.empty()) {
+    return Refuse("audit", "needs either --archive with its inputs or --all with a directory");
+  }
+  if (single && wishes.logs.empty()) {
+    return Refuse("audit --archive", "needs the logs or hour archives that it was made of");
+  }
+  if (!single &&
+      (!wishes.logs.empty() || wishes.no_period || wishes.any_name || wishes.whole_run)) {
+    return Refuse("audit --all",
+                  "finds the inputs by their names: name none, and use neither "
+                  "--noperiod nor --any-name");
+  }
+  if (single && !wishes.logs_directory.empty()) return Refuse("audit --logs", "goes with --all");
+  Labels labels;
+  if (!labels.Read(wishes.labels)) return kTrouble;
+  TextOut out(stdout);
+  Progress progress;
+  Report report(wishes, labels, out, progress);
+  if (single) {
+    AuditedFile file;
+    file.path = wishes.archive;
+    AuditWishes audit;
+    audit.archive = wishes.archive;
+    audit.inputs = wishes.logs;
+    audit.no_period = wishes.no_period;
+    audit.any_name = wishes.any_name;
+    audit.whole_run = wishes.whole_run;
+    audit.run = RunOf(wishes.run);
+    if (!ResolveInputs(audit)) return kTrouble;
+    file.result = AuditArchive(
+        audit, [&](const AuditFinding& finding) { report.Take(finding); }, progress);
+    progress.Clear();
+    report.Finish(file);
+    return report.Close();
+  }
+  const std::string& logs =
+      wishes.logs_directory.empty() ? wishes.directory : wishes.logs_directory;
+  const bool read = AuditDirectory(
+      {wishes.directory, logs, RunOf(wishes.run)},
+      [&](const AuditedFile& file) {
+        progress.Clear();
+        for (const AuditFinding& finding : file.findings) report.Take(finding);
+        report.Finish(file);
+      },
+      progress);
+  progress.Clear();
+  if (!read) return kTrouble;
+  return report.Close();
+}
+
+}  // namespace
+
+void AddAuditCommand(Command& command, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  command.AddOption("--archive", wishes->archive, "Archive to be proved");
+  command.AddOption("inputs", wishes->logs,
+                    "Logs, or hour archives, that it was made of; of a directory those that go "
+                    "into it");
+  command.AddOption("--all", wishes->directory, "All archives of a directory");
+  command.AddOption("--logs", wishes->logs_directory,
+                    "Directory of the logs (default: that of --all)");
+  command
+      .AddOption("--run", wishes->run,
+                 "Whose rules join days: manual, automatic or either (default: what fits)")
+      ->Must(OneOf({"manual", "automatic", "either"}));
+  command.AddFlag("--noperiod", wishes->no_period,
+                  "Made with -noperiod: inputs in the order given, in one archive");
+  command.AddFlag("--any-name", wishes->any_name, "Made with -out: the name tells nothing");
+  command.AddFlag("--whole-run", wishes->whole_run,
+                  "The inputs are those of a whole run: some may go into other archives");
+  command.AddFlag("--strict", wishes->strict, "With --all: archives without inputs count, too");
+  command.AddFlag("--full", wishes->full,
+                  "List every finding, not only the first 10 of a class of an archive");
+  command.AddFlag("--json", wishes->json, "A JSON text for programs");
+  AddLabelsOption(command, wishes->labels);
+  command.AddFlag("--utc", wishes->utc, "Times in UTC instead of local time");
+  command.Does([wishes, &status] { status = Audit(*wishes); });
+}

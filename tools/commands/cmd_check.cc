@@ -1,0 +1,245 @@
+// Command line and report of `psltool check`.
+#include "tools/commands/commands.h"
+
+#include <unistd.h>
+
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/checking/check_file.h"
+#include "tools/checking/digest.h"
+#include "tools/checking/sums_file.h"
+#include "tools/output/report.h"
+#include "tools/output/text_out.h"
+#include "tools/reading/input_files.h"
+
+namespace {
+
+constexpr uint64_t kListed = 10;  // of each class of findings and file
+constexpr int kClean = 0;
+constexpr int kFindings = 1;
+constexpr int kTrouble = 2;
+
+struct Wishes {
+  std::vector<std::string> paths;
+  bool json = false;
+  bool strict = false;
+  bool all = false;
+  bool quiet = false;
+};
+
+struct Totals {
+  uint64_t files = 0;  // that could be read
+  uint64_t bad_files = 0;
+  uint64_t errors = 0;
+  uint64_t warnings = 0;
+  uint64_t notes = 0;
+  uint64_t unreadable = 0;
+};
+
+const char* WordOf(Severity severity) {
+  switch (severity) {
+    case Severity::kNote:
+      return "note";
+    case Severity::kWarning:
+      return "warning";
+    case Severity::kError:
+      return "error";
+    case Severity::kUnreadable:
+      break;
+  }
+  return "unreadable";
+}
+
+// Prints findings, or gathers them for the JSON text.
+class Listing {
+ public:
+  Listing(const Wishes& wishes, TextOut& out, Progress& progress)
+      : wishes_(wishes), out_(out), progress_(progress) {}
+
+  void Take(const std::string& path, const Finding& finding) {
+    const uint64_t number = ++seen_[{finding.severity, finding.code}];
+    if (!wishes_.all && number > kListed) return;
+    if (wishes_.json) {
+      using Json = nlohmann::ordered_json;
+      findings_.push_back({{"severity", WordOf(finding.severity)},
+                           {"class", finding.code},
+                           {"record", finding.placed ? Json(finding.record) : Json()},
+                           {"tag", finding.tag},
+                           {"offset", finding.placed ? Json(finding.offset) : Json()},
+                           {"field", finding.field},
+                           {"text", finding.text}});
+      return;
+    }
+    progress_.Clear();
+    if (finding.severity == Severity::kUnreadable) {
+      static_cast<void>(Fail(path, finding.text));
+      return;
+    }
+    if (wishes_.quiet) return;
+    if (!finding.placed) {
+      out_.Print("{}: {}: {} [{}]\n", path, WordOf(finding.severity), finding.text, finding.code);
+      return;
+    }
+    const std::string record = finding.tag.empty()
+                                   ? fmt::format("record {}", finding.record)
+                                   : fmt::format("record {} ({})", finding.record, finding.tag);
+    out_.Print("{}:{}: {}: {}{}{}: {} [{}]\n", path, finding.offset, WordOf(finding.severity),
+               record, finding.field.empty() ? "" : ", ", finding.field, finding.text,
+               finding.code);
+  }
+
+  // Tells of what was not listed, and starts anew.
+  void Finish(const CheckedFile& file) {
+    nlohmann::ordered_json more = nlohmann::ordered_json::array();
+    for (const auto& [key, count] : seen_) {
+      if (wishes_.all || count <= kListed) continue;
+      more.push_back({{"class", key.second}, {"count", count - kListed}});
+      if (wishes_.json || wishes_.quiet) continue;
+      out_.Print("{}: {} more finding{} of class {}\n", file.path, count - kListed,
+                 count - kListed == 1 ? "" : "s", key.second);
+    }
+    if (wishes_.json) {
+      nlohmann::ordered_json object = {{"path", file.path},         {"size", file.size},
+                                       {"revision", nullptr},       {"level", nullptr},
+                                       {"records", file.records},   {"errors", file.errors},
+                                       {"warnings", file.warnings}, {"notes", file.notes}};
+      if (file.revision != 0) {
+        object["revision"] = fmt::format("0x{:02X}", file.revision);
+        object["level"] = TagText({&file.level, 1});
+      }
+      object["findings"] = std::move(findings_);
+      object["not_listed"] = std::move(more);
+      files_.push_back(std::move(object));
+    }
+    findings_ = nlohmann::ordered_json::array();
+    seen_.clear();
+  }
+
+  void Close(const Totals& totals) {
+    if (wishes_.json) {
+      const nlohmann::ordered_json report = {{"files", files_},
+                                             {"errors", totals.errors},
+                                             {"warnings", totals.warnings},
+                                             {"notes", totals.notes},
+                                             {"unreadable", totals.unreadable}};
+      // Names of files are bytes, JSON is UTF-8.
+      out_.Put(report.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+      out_.Put("\n");
+    } else if (!wishes_.quiet) {
+      out_.Print(
+          "{} file{}, {} with findings: {} error{}, {} warning{}{}{}\n", totals.files,
+          totals.files == 1 ? "" : "s", totals.bad_files, totals.errors,
+          totals.errors == 1 ? "" : "s", totals.warnings, totals.warnings == 1 ? "" : "s",
+          totals.notes == 0
+              ? ""
+              : fmt::format(", {} note{}", totals.notes, totals.notes == 1 ? "" : "s"),
+          totals.unreadable == 0 ? "" : fmt::format("; {} could not be read", totals.unreadable));
+    }
+  }
+
+ private:
+  const Wishes& wishes_;
+  TextOut& out_;
+  Progress& progress_;
+  std::map<std::pair<Severity, std::string>, uint64_t> seen_;
+  nlohmann::ordered_json findings_ = nlohmann::ordered_json::array();
+  nlohmann::ordered_json files_ = nlohmann::ordered_json::array();
+};
+
+// Compares a file with the digest under which it was sealed. Which byte differs a digest does not
+// tell.
+void CheckSeal(const std::string& sealed, const FindingSink& sink, Progress& progress,
+               CheckedFile& file) {
+  if (sealed.empty() || file.unreadable) return;
+  const Digest digest = DigestOfFile(file.path, progress);
+  Finding finding;
+  finding.placed = false;
+  if (digest.end == DigestEnd::kDone && digest.hex == sealed) return;
+  if (digest.end == DigestEnd::kUnreadable || digest.end == DigestEnd::kMissing) {
+    finding.severity = Severity::kUnreadable;
+    finding.code = "unreadable";
+    finding.text = digest.end == DigestEnd::kMissing ? "no longer exists" : digest.why;
+    file.unreadable = true;
+  } else {
+    finding.code = "digest";
+    finding.text = fmt::format("digest differs from {}", kSumsName);
+    ++file.errors;
+  }
+  sink(finding);
+}
+
+// Tells of files of the directories named that were sealed and are gone.
+void CheckGone(const Wishes& wishes, SumsOfDirectories& sums, Listing& listing, Totals& totals) {
+  for (std::string directory : DirectoriesWith(wishes.paths, kSumsName)) {
+    while (directory.size() > 1 && directory.ends_with('/')) directory.pop_back();
+    for (const std::string& name : sums.GoneFrom(directory)) {
+      CheckedFile file;
+      file.path = directory + "/" + name;
+      file.errors = 1;
+      Finding finding;
+      finding.placed = false;
+      finding.code = "sealed-gone";
+      finding.text = fmt::format("has a line in {}, but is gone", kSumsName);
+      listing.Take(file.path, finding);
+      listing.Finish(file);
+      ++totals.files;
+      ++totals.bad_files;
+      ++totals.errors;
+    }
+  }
+}
+
+int Check(const Wishes& wishes) {
+  TextOut out(stdout);
+  Progress progress(!wishes.quiet);
+  Listing listing(wishes, out, progress);
+  Totals totals;
+  SumsOfDirectories sums;
+  std::vector<std::string> files;
+  // What can be read is checked also where a directory cannot.
+  const bool trouble = !CollectFiles(wishes.paths, files);
+  if (files.empty()) return kTrouble;
+  CheckGone(wishes, sums, listing, totals);
+  for (const std::string& path : files) {
+    const auto take = [&](const Finding& finding) { listing.Take(path, finding); };
+    CheckedFile file = CheckFile(path, take, progress);
+    CheckSeal(sums.DigestFor(path), take, progress, file);
+    listing.Finish(file);
+    totals.errors += file.errors;
+    totals.warnings += file.warnings;
+    totals.notes += file.notes;
+    if (file.unreadable) {
+      ++totals.unreadable;
+    } else {
+      ++totals.files;
+      totals.bad_files += file.errors + file.warnings != 0 ? 1 : 0;
+    }
+    if (out.failed()) break;
+  }
+  progress.Clear();
+  listing.Close(totals);
+  if (!out.Flush()) {
+    static_cast<void>(Fail("standard output", "cannot be written"));
+    return kTrouble;
+  }
+  if (trouble || sums.trouble() || totals.unreadable != 0) return kTrouble;
+  return totals.errors != 0 || (wishes.strict && totals.warnings != 0) ? kFindings : kClean;
+}
+
+}  // namespace
+
+void AddCheckCommand(Command& command, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  command.AddOption("files", wishes->paths, kFilesHelp)->Required();
+  command.AddFlag("--strict", wishes->strict, "Warnings count for the exit status, too");
+  command.AddFlag("--all", wishes->all,
+                  "List every finding, not only the first 10 of a class in a file");
+  command.AddFlag("--json", wishes->json, "A JSON text for programs");
+  command.AddFlag("-q,--quiet", wishes->quiet,
+                  "No text but of what cannot be read, only the exit status");
+  command.Does([wishes, &status] { status = Check(*wishes); });
+}

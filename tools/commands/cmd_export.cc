@@ -1,0 +1,214 @@
+// Command line of `psltool export`.
+#include "tools/commands/commands.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/commands/dump_options.h"
+#include "tools/commands/files_option.h"
+#include "tools/exporting/export_file.h"
+#include "tools/output/report.h"
+
+namespace {
+
+struct Wishes {
+  std::vector<std::string> files;
+  std::vector<std::string> to;  // a form or the last time: words and times cannot be mixed up
+  std::string form;
+  std::vector<std::string> metrics;
+  std::vector<std::string> statistics;
+  std::string labels;
+  std::string out;
+  std::string array;
+  ChoiceOptions choice;
+};
+
+// A failure that leaves a text file as it was.
+constexpr int kNothing = -1;
+
+constexpr const char* kFormats[] = {"csv", "wide", "ndjson", "sqlite", "openmetrics"};
+
+bool IsForm(const std::string& text) {
+  return std::find(std::begin(kFormats), std::end(kFormats), text) != std::end(kFormats);
+}
+
+// Sorts out what stands behind --to.
+bool TakeForm(Wishes& wishes) {
+  for (const std::string& text : wishes.to) {
+    std::string& place = IsForm(text) ? wishes.form : wishes.choice.to;
+    if (!place.empty() && place != text) {
+      return Fail("export --to", fmt::format("'{}' and '{}' exclude each other", place, text));
+    }
+    place = text;
+  }
+  return !wishes.form.empty() ||
+         Fail("export", "--format csv, wide, ndjson, sqlite or openmetrics is needed");
+}
+
+bool TakeMetrics(const Wishes& wishes, ExportWishes& what) {
+  for (const std::string& name : wishes.metrics) {
+    if (IsMetric(name)) continue;
+    return Fail("export --metric", fmt::format("'{}' is no metric; there are {}, of counter groups "
+                                               "also with the group, as in g1_ops",
+                                               name, fmt::join(MetricNames(), ", ")));
+  }
+  for (const std::string& name : wishes.statistics) {
+    if (IsStatistic(name)) continue;
+    return Fail(
+        "export --stat",
+        fmt::format("'{}' is no statistic; there are sum, mean, max, min, last, state", name));
+  }
+  what.metrics = wishes.metrics;
+  what.statistics = wishes.statistics;
+  return true;
+}
+
+// In a database the rows of a file go by its name, so that two of a name would replace each other.
+bool NamesDiffer(const std::vector<std::string>& files) {
+  std::map<std::string, std::string> seen;
+  for (const std::string& path : files) {
+    const auto [other, is_new] = seen.emplace(path.substr(path.rfind('/') + 1), path);
+    if (!is_new) {
+      return Fail(path, "has the name of " + other->second +
+                            ", and rows in a database go by names of files");
+    }
+  }
+  return true;
+}
+
+// "-o archive/*.psa" would make an output of the first archive.
+bool IsOutput(const Wishes& wishes) {
+  std::error_code error;
+  const bool log = wishes.out.ends_with(".psl") || wishes.out.ends_with(".psa");
+  const bool input = std::any_of(wishes.files.begin(), wishes.files.end(), [&](const auto& file) {
+    return !wishes.out.empty() && std::filesystem::equivalent(file, wishes.out, error);
+  });
+  return (!log && !input) ||
+         Fail("export -o", wishes.out + " is a log or archive, which is never overwritten");
+}
+
+// Beside the output there is room for much; without one where the system keeps such files.
+std::string ScratchOf(const Wishes& wishes) {
+  if (!wishes.out.empty()) return DirectoryOf(wishes.out);
+  const char* const directory = std::getenv("TMPDIR");
+  return directory != nullptr && *directory != '\0' ? directory : "/tmp";
+}
+
+std::unique_ptr<ExportSink> MakeSink(const Wishes& wishes, const ExportWishes& what,
+                                     const Labels& labels, TextOut* out) {
+  const Zone zone = wishes.choice.zone();
+  if (wishes.form == "sqlite") return MakeSqliteSink(wishes.out, labels);
+  if (wishes.form == "openmetrics") return MakeOpenMetricsSink(*out, ScratchOf(wishes), labels);
+  if (wishes.form == "wide") {
+    return MakeWideSink(*out, zone, labels, ColumnsOfFiles(what, wishes.files));
+  }
+  return wishes.form == "csv" ? MakeCsvSink(*out, zone, labels)
+                              : MakeJsonLinesSink(*out, zone, labels);
+}
+
+// False: the files hold nothing of what was asked for, reported.
+bool HasRows(const Wishes& wishes, const ExportWishes& what, const Exporter& exporter) {
+  if (!HasWhatWasAsked("export", wishes.choice, what.dump, exporter.count())) return false;
+  if (exporter.rows() != 0 || (what.metrics.empty() && what.statistics.empty())) return true;
+  return Fail("export", fmt::format("no entry has the metric{}{}{}{}",
+                                    what.metrics.empty() ? "" : " ", fmt::join(what.metrics, ", "),
+                                    what.statistics.empty() ? "" : " with the statistic ",
+                                    fmt::join(what.statistics, ", ")));
+}
+
+// Puts all files. The status is that of the worst; nothing: the output failed.
+std::optional<int> PutFiles(const Wishes& wishes, ExportWishes& what, ExportSink& sink) {
+  // Rows that run over the terminal show by themselves how far it is.
+  Progress progress(!wishes.out.empty() || isatty(STDOUT_FILENO) == 0);
+  Exporter exporter(what, sink, progress);
+  int status = kDone;
+  bool any = false;
+  for (const std::string& path : wishes.files) {
+    const DumpEnd end = exporter.Take(path);
+    progress.Clear();
+    if (exporter.failed()) return std::nullopt;
+    any = any || end == DumpEnd::kDone || end == DumpEnd::kBroken;
+    if (end == DumpEnd::kDone) continue;
+    status = std::max(status, end == DumpEnd::kBroken ? kFailed : kUnusable);
+  }
+  if (status == kDone && !HasRows(wishes, what, exporter)) status = kNothing;
+  // Of nothing no file is made; a reader of standard output has seen the head already.
+  const bool finish = any && (status != kNothing || wishes.out.empty());
+  if (finish && !sink.Finish()) return std::nullopt;
+  return status;
+}
+
+int Export(Wishes& wishes) {
+  if (!TakeForm(wishes)) return kRefused;
+  ExportWishes what;
+  what.array = wishes.array;
+  Labels labels;
+  if (!TakeChoice("export", wishes.choice, what.dump) || !TakeMetrics(wishes, what) ||
+      !IsOutput(wishes) || !labels.Read(wishes.labels)) {
+    return kRefused;
+  }
+  const bool database = wishes.form == "sqlite";
+  if (database && wishes.out.empty()) {
+    static_cast<void>(Fail("export --format sqlite", "needs -o with the database's path"));
+    return kRefused;
+  }
+  if (database && !NamesDiffer(wishes.files)) return kRefused;
+  // Text goes to standard output, or into a file that is renamed when it is whole.
+  std::optional<RecordFile> part;
+  if (!database && !wishes.out.empty() && !part.emplace(wishes.out).Create()) return kUnusable;
+  std::optional<TextOut> out;
+  if (part) {
+    out.emplace(*part);
+  } else {
+    out.emplace(stdout);
+  }
+  const std::unique_ptr<ExportSink> sink = MakeSink(wishes, what, labels, &*out);
+  if (sink == nullptr) return kUnusable;
+  const std::optional<int> status = PutFiles(wishes, what, *sink);
+  if (status && out->Flush()) {
+    if (*status == kNothing) return kFailed;
+    // What lacks a file is no export of all of them.
+    if (!part || *status == kUnusable) return *status;
+    return part->FinishDurably() ? *status : kUnusable;
+  }
+  // The part file and the database tell by themselves.
+  if (!part && out->failed()) static_cast<void>(Fail("standard output", "cannot be written"));
+  return kUnusable;
+}
+
+}  // namespace
+
+void AddExportCommand(Command& command, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  AddFilesOption(command, wishes->files);
+  command.AddOption("--format", wishes->form, "csv, wide, ndjson, sqlite or openmetrics")
+      ->Must(OneOf(std::vector<std::string>(std::begin(kFormats), std::end(kFormats))));
+  command
+      .AddOption("--to", wishes->to,
+                 "The last time, the day or minute as a whole; also the form, as with --format")
+      ->OneEachTime();
+  command.AddOption("-o,--out", wishes->out,
+                    "File to write (default: standard output; a database needs it)");
+  command.AddOption("--array", wishes->array,
+                    "Name of the array of files whose names do not tell it");
+  AddChoiceOptions(command, wishes->choice, false);
+  command
+      .AddOption("--metric", wishes->metrics,
+                 "Metric, as in ops_rate, or of one counter group, g1_ops_rate (several times; "
+                 "default all)")
+      ->OneEachTime();
+  command
+      .AddOption("--stat", wishes->statistics,
+                 "Statistic: sum, mean, max, min, last or state (several times; default all)")
+      ->OneEachTime();
+  AddLabelsOption(command, wishes->labels);
+  command.Does([wishes, &status] { status = Export(*wishes); });
+}

@@ -1,0 +1,164 @@
+// Command line of `psltool health`.
+#include "tools/commands/commands.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "platform/prefix.h"
+#include "tools/output/report.h"
+#include "tools/output/shown_text.h"
+#include "tools/output/text_out.h"
+#include "tools/reading/time_text.h"
+#include "tools/running/health.h"
+
+namespace {
+
+// Exit statuses: monitoring tells "bad" from "could not look".
+constexpr int kHealthy = 0;
+constexpr int kUnhealthy = 1;
+constexpr int kUnknown = 2;
+
+struct Wishes {
+  int segment = -1;
+  std::string root;
+  std::string archive;
+  std::string prefix = kInstallPrefix;
+  std::string now;
+  int max_age = 26;  // hours
+  int max_run = 6;   // hours
+  int days = 7;
+  bool json = false;
+  bool utc = false;
+};
+
+bool ReadConfiguration(const Wishes& wishes, SegmentConfig& config) {
+  if (wishes.segment >= 0) {
+    const std::string what = fmt::format("segment {}", wishes.segment);
+    std::vector<char> bytes;
+    if (!ReadSharedSegment(wishes.segment, bytes)) return FailSegment(wishes.segment, errno);
+    const SegmentView view = DecodeSegment(bytes);
+    if (!view.faults.empty()) return Fail(what, view.faults.front());
+    config = view.config;
+    return true;
+  }
+  config.root = wishes.root;
+  config.archive = wishes.archive;
+  return !config.root.empty() && !config.archive.empty()
+             ? true
+             : Fail("health", "--segment, or --root and --archive, is needed");
+}
+
+bool Prepare(const Wishes& wishes, HealthRequest& request) {
+  if (!ReadConfiguration(wishes, request.config)) return false;
+  request.prefix = wishes.prefix.ends_with('/') ? wishes.prefix : wishes.prefix + '/';
+  request.now = time(nullptr);
+  if (!wishes.now.empty()) {
+    const TimeReading now = ReadTime(wishes.now, request.now, Zone::kLocal);
+    if (!now.span) return Fail("health --now", now.why);
+    request.now = now.span->first;
+  }
+  request.max_age = int64_t{3600} * wishes.max_age;
+  request.max_run = int64_t{3600} * wishes.max_run;
+  request.days = wishes.days;
+  request.zone = wishes.utc ? Zone::kUtc : Zone::kLocal;
+  return true;
+}
+
+void PrintJson(TextOut& out, const HealthRequest& request, const Health& health, bool healthy) {
+  nlohmann::ordered_json json = {{"healthy", healthy},
+                                 {"now", TimeWithZone(request.now, request.zone)}};
+  if (health.last_run) {
+    json["last_run"] = {{"start", TimeWithZone(health.last_run->start, request.zone)},
+                        {"age_seconds", request.now - health.last_run->start},
+                        {"process", health.last_run->pid},
+                        {"ended_well", health.last_run->ended_well}};
+  } else {
+    json["last_run"] = nullptr;
+  }
+  json["running"] = health.running ? nlohmann::ordered_json(*health.running) : nullptr;
+  json["findings"] = nlohmann::ordered_json::array();
+  for (const HealthFinding& finding : health.findings) {
+    json["findings"].push_back(
+        {{"problem", finding.problem}, {"kind", WordOf(finding.kind)}, {"text", finding.text}});
+  }
+  out.Put(json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+  out.Put("\n");
+}
+
+void PrintText(TextOut& out, const HealthRequest& request, const Health& health, bool healthy) {
+  const std::string last = health.last_run
+                               ? fmt::format("last run {} ({} h ago)",
+                                             TimeWithZone(health.last_run->start, request.zone),
+                                             (request.now - health.last_run->start) / 3600)
+                               : "no run is known";
+  PrintLine(out, "archiving is {}: {}", healthy ? "healthy" : "NOT healthy", last);
+  for (const HealthFinding& finding : health.findings) {
+    PrintLine(out, "{:<7} {:<8} {}", finding.problem ? "PROBLEM" : "note", WordOf(finding.kind),
+              finding.text);
+  }
+}
+
+int Report(const Wishes& wishes) {
+  HealthRequest request{};
+  Health health;
+  if (!Prepare(wishes, request)) return kUnknown;
+  if (!LookAtRuns(request, health) || !LookAtFiles(request, health)) return kUnknown;
+  const bool healthy = std::none_of(health.findings.begin(), health.findings.end(),
+                                    [](const HealthFinding& finding) { return finding.problem; });
+  TextOut out(stdout);
+  if (wishes.json) {
+    PrintJson(out, request, health, healthy);
+  } else {
+    PrintText(out, request, health, healthy);
+  }
+  if (!out.Flush()) {
+    static_cast<void>(Fail("standard output", "cannot be written"));
+    return kUnknown;
+  }
+  return healthy ? kHealthy : kUnhealthy;
+}
+
+}  // namespace
+
+const char* WordOf(HealthKind kind) {
+  constexpr const char* kWords[] = {"run",     "failure", "broken",  "leftover",
+                                    "missing", "nodata",  "skipped", "path"};
+  return kWords[static_cast<size_t>(kind)];
+}
+
+void AddHealthCommand(Command& command, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  auto* segment = command.AddOption("--segment", wishes->segment,
+                                    "Number of the configuration segment of the runs");
+  segment->Must(kNotNegative);
+  auto* root = command.AddOption("--root", wishes->root, "Root directory, without a segment");
+  auto* archive =
+      command.AddOption("--archive", wishes->archive, "Archive directory, without a segment");
+  root->Excludes(segment);
+  archive->Excludes(segment);
+  command.AddOption(
+      "--prefix", wishes->prefix,
+      fmt::format("Installation prefix, above etc/log and etc/trace (default {})", kInstallPrefix));
+  command
+      .AddOption("--max-age", wishes->max_age,
+                 "Hours since the last run that are still well (default 26)")
+      ->Must(Between(1, 100000));
+  command.AddOption("--max-run", wishes->max_run, "Hours that a run may take (default 6)")
+      ->Must(Between(1, 100000));
+  command
+      .AddOption("--days", wishes->days,
+                 "How many days back a day without any data is a problem (default 7)")
+      ->Must(Between(0, 3660));
+  command.AddOption("--now", wishes->now, "Judge as of this local time, like \"2024-03-04 06:00\"");
+  command.AddFlag("--utc", wishes->utc, "Print times in UTC instead of local time");
+  command.AddFlag("--json", wishes->json, "As JSON");
+  command.Does([wishes, &status] { status = Report(*wishes); });
+}

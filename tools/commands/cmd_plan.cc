@@ -1,0 +1,275 @@
+// Command line and text of `psltool plan`.
+#include "tools/commands/commands.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "archiver/runinfo.h"
+#include "platform/process.h"
+#include "tools/output/report.h"
+#include "tools/output/shown_text.h"
+#include "tools/output/text_out.h"
+#include "tools/reading/time_text.h"
+#include "tools/running/plan.h"
+
+namespace {
+
+constexpr int kPlanned = 0;
+constexpr int kWouldEnd = 1;
+constexpr int kTrouble = 2;
+
+// Reasons that every healthy directory has; without --all they are only counted.
+const std::map<std::string, const char*> kUsual = {
+    {"archived", "archived already"},
+    {"month-archived", "archived already, their month"},
+    {"not-over", "of a day or month that is not over"},
+    {"before-limit", "before the limit of their archives"},
+    {"day-archive", "day archives"},
+};
+
+struct Wishes {
+  PlanRequest request;
+  std::array<std::string, kSegRetentionClasses> keep = {"none", "none", "none"};
+  std::string archiving = "on";
+  std::string mode = "svr";
+  std::string at;
+  std::vector<int> auto2;
+  bool all = false;
+  bool json = false;
+};
+
+nlohmann::ordered_json Json(const std::vector<PlanFile>& files) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const PlanFile& file : files) {
+    nlohmann::ordered_json entry = {
+        {"path", file.path}, {"class", file.code}, {"reason", file.reason}};
+    if (file.bytes) entry["bytes"] = *file.bytes;
+    if (file.archive) {
+      entry["archive"] =
+          file.archive->empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(*file.archive);
+    }
+    list.push_back(std::move(entry));
+  }
+  return list;
+}
+
+std::string When(int64_t time) { return IsoTimeText(static_cast<uint32_t>(time), Zone::kLocal); }
+
+nlohmann::ordered_json Json(const PlanStep& step) {
+  nlohmann::ordered_json outputs = nlohmann::ordered_json::array();
+  for (const PlanOutput& output : step.outputs) {
+    outputs.push_back(
+        {{"path", output.path}, {"inputs", output.inputs}, {"trouble", output.trouble}});
+  }
+  return {
+      {"level", step.level == 'H' ? "hour" : "day"},
+      {"up_to", When(step.period.end)},
+      {"from", step.period.has_limit ? nlohmann::ordered_json(When(step.period.limit)) : nullptr},
+      {"archive", Json(step.archived)},
+      {"outputs", outputs},
+      {"skip", Json(step.skipped)}};
+}
+
+void PrintJson(const Wishes& wishes, const Plan& plan, TextOut& out) {
+  nlohmann::ordered_json json = {
+      {"at", When(wishes.request.now)}, {"directory", arcdelinfo.arcdir},
+      {"ends_early", plan.end},         {"notes", plan.notes},
+      {"warnings", plan.warnings},      {"runs", nlohmann::ordered_json::array()},
+      {"remove", Json(plan.removed)},   {"bytes_freed", BytesFreed(plan.removed)},
+      {"keep", Json(plan.kept)},        {"prune", nlohmann::ordered_json::array()}};
+  for (const PlanStep& step : plan.steps) json["runs"].push_back(Json(step));
+  for (const PruneStep& step : plan.pruning) {
+    json["prune"].push_back({{"mode", step.mode},
+                             {"result", step.result},
+                             {"trouble", step.failure},
+                             {"bytes_freed", BytesFreed(step.files)},
+                             {"files", Json(step.files)}});
+  }
+  out.Put(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  out.Put("\n");
+}
+
+std::string ArchiveText(const PlanFile& file) {
+  if (!file.archive) return "";
+  return file.archive->empty() ? "; NOT ARCHIVED" : "; in " + *file.archive;
+}
+
+std::string Files(size_t count) { return fmt::format("{} file{}", count, count == 1 ? "" : "s"); }
+
+// One line per file; usual reasons are counted unless all are wanted.
+void PrintFiles(const char* word, const std::vector<PlanFile>& files, bool all, TextOut& out) {
+  std::map<std::string, size_t> counted;
+  for (const PlanFile& file : files) {
+    if (!all && kUsual.contains(file.code)) {
+      ++counted[file.code];
+    } else if (file.reason.empty()) {
+      PrintLine(out, "  {:<8} {}", word, file.path);
+    } else {
+      PrintLine(out, "  {:<8} {:<36} {}{}", word, file.path, file.reason, ArchiveText(file));
+    }
+  }
+  for (const auto& [code, count] : counted) {
+    PrintLine(out, "  {:<8} {} {}", word, count, kUsual.at(code));
+  }
+}
+
+std::string Moment(int64_t time) { return TimeText(static_cast<uint32_t>(time), Zone::kLocal); }
+
+void PrintStep(const PlanStep& step, bool all, TextOut& out) {
+  const bool hour = step.level == 'H';
+  const std::string from =
+      step.period.has_limit
+          ? fmt::format("from {} (limit {}) ", Moment(step.period.limit).substr(0, 16),
+                        KeepText(hour ? kClassHour : kClassDay))
+          : "";
+  PrintLine(out, "{} archives, of dates {}up to {}: {} input{}, {} archive{}",
+            hour ? "hour" : "day", from, Moment(step.period.end), step.archived.size(),
+            step.archived.size() == 1 ? "" : "s", step.outputs.size(),
+            step.outputs.size() == 1 ? "" : "s");
+  PrintFiles("archive", step.archived, all, out);
+  for (const PlanOutput& output : step.outputs) {
+    const std::string trouble = output.trouble.empty() ? "" : "; " + output.trouble;
+    PrintLine(out, "  {:<8} {:<36} from {} input{}{}", "make", output.path, output.inputs,
+              output.inputs == 1 ? "" : "s", trouble);
+  }
+  PrintFiles("skip", step.skipped, all, out);
+}
+
+void PrintText(const Wishes& wishes, const Plan& plan, TextOut& out) {
+  PrintLine(out, "plan for {} (local), {}", Moment(wishes.request.now),
+            wishes.request.prune ? arcdelinfo.pmldir : arcdelinfo.arcdir);
+  for (const std::string& note : plan.notes) PrintLine(out, "note: {}", note);
+  for (const std::string& warning : plan.warnings) PrintLine(out, "WARNING: {}", warning);
+  for (const PlanStep& step : plan.steps) PrintStep(step, wishes.all, out);
+  for (const PruneStep& step : plan.pruning) {
+    PrintLine(out, "pruning, mode {}: {}, {} freed{}", step.mode, Files(step.files.size()),
+              SizeText(BytesFreed(step.files)), step.failure.empty() ? "" : "; " + step.failure);
+    for (const PlanFile& file : step.files) {
+      PrintLine(out, "  {:<8} {} {}", file.code, file.path, file.reason);
+    }
+  }
+  if (!plan.end.empty()) {
+    PrintLine(out, "the run would end here: {}", plan.end);
+  } else if (!wishes.request.prune) {
+    PrintLine(out, "removal: {}, {} freed", Files(plan.removed.size()),
+              SizeText(BytesFreed(plan.removed)));
+    PrintFiles("remove", plan.removed, true, out);
+    if (wishes.all) PrintFiles("keep", plan.kept, true, out);
+  }
+}
+
+bool CheckWishes(Wishes& wishes, bool archive_given) {
+  PlanRequest& request = wishes.request;
+  SegmentConfig& config = request.config;
+  if (request.segment < 0 && config.root.empty()) {
+    return Fail("plan", "--segment, or --root, is needed");
+  }
+  if (request.segment < 0) {
+    if (!archive_given) config.archive = config.root + "/psl";
+    if (config.pml.empty()) config.pml = config.root + "/pml";
+    config.archiving = wishes.archiving == "on" ? 1 : 0;
+    for (std::string* path : {&config.root, &config.archive, &config.pml}) {
+      if (path->size() >= kSegArchiveRoom) return Fail(*path, "the path is too long");
+      if (!path->starts_with('/')) return Fail(*path, "is not an absolute path");
+    }
+    constexpr const char* kOptions[] = {"--keep-psl", "--keep-hour", "--keep-day"};
+    for (size_t i = 0; i < wishes.keep.size(); ++i) {
+      const auto keep = ParseRetention(wishes.keep[i]);
+      if (!keep || !ValidRetention(*keep, i)) {
+        return Fail(fmt::format("plan {}", kOptions[i]),
+                    fmt::format("'{}' is not none, {}1m to 24m, or 1y to 2y", wishes.keep[i],
+                                i == 0 ? "1d to 366d, " : ""));
+      }
+      config.keep[i] = *keep;
+    }
+  }
+  request.array_update = wishes.mode == "arrayupdate";
+  request.now = time(nullptr);
+  if (!wishes.at.empty()) {
+    const TimeReading at = ReadTime(wishes.at, request.now, Zone::kLocal);
+    if (!at.span) return Fail("plan --at", at.why);
+    request.now = at.span->first;
+  }
+  request.prune = !wishes.auto2.empty();
+  for (size_t i = 0; i < wishes.auto2.size(); ++i) {
+    // The run refuses what does not fit its fields, too.
+    if (i != 1 && wishes.auto2[i] > UINT8_MAX) {
+      return Fail("plan --auto2", fmt::format("{} is more than 255", wishes.auto2[i]));
+    }
+    request.numbers[i] = wishes.auto2[i];
+  }
+  return true;
+}
+
+int Run(Wishes& wishes, bool archive_given) {
+  if (!CheckWishes(wishes, archive_given) || !SetUpPlan(wishes.request)) return kTrouble;
+  // Where the rules give up, so would the run; nothing has been changed by then.
+  end_process_hook = [](int) {
+    static_cast<void>(Fail("plan", "a file could not be read, and the run would end there"));
+    _exit(kTrouble);
+  };
+  const Plan plan = MakePlan(wishes.request);
+  end_process_hook = nullptr;
+  TextOut out(stdout);
+  if (wishes.json) {
+    PrintJson(wishes, plan, out);
+  } else {
+    PrintText(wishes, plan, out);
+  }
+  if (!out.Flush()) {
+    static_cast<void>(Fail("standard output", "cannot be written"));
+    return kTrouble;
+  }
+  return plan.end.empty() ? kPlanned : kWouldEnd;
+}
+
+}  // namespace
+
+void AddPlanCommand(Command& command, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  PlanRequest& request = wishes->request;
+  auto* segment = command.AddOption("--segment", request.segment,
+                                    "Number of the configuration segment, as the run gets it");
+  auto* root = command.AddOption("--root", request.config.root,
+                                 "Root directory, instead of a segment; the options below "
+                                 "stand for what the segment would say");
+  segment->Excludes(root);
+  // A segment has a say of its own in what these are about.
+  const auto of_root = [segment](Option* option) { return option->Excludes(segment); };
+  auto* archive =
+      of_root(command.AddOption("--archive", request.config.archive,
+                                "Directory of the logs (default: psl in the root directory)"));
+  of_root(
+      command.AddOption("--pml", request.config.pml,
+                        "Directory of the raw monitor logs (default: pml in the root directory)"));
+  of_root(command.AddOption("--keep-psl", wishes->keep[0],
+                            "How long logs are kept: 30d, 12m, 2y or none (default none)"));
+  of_root(command.AddOption("--keep-hour", wishes->keep[1], "How long hour archives are kept"));
+  of_root(command.AddOption("--keep-day", wishes->keep[2], "How long day archives are kept"));
+  of_root(command.AddOption("--archiving", wishes->archiving, "on, or off (default on)")
+              ->Must(OneOf({"on", "off"})));
+  of_root(command.AddOption("--capacity", request.config.capacity,
+                            "Size of the system volume in MB, for --auto2 1"));
+  of_root(command.AddOption("--capacity-override", request.config.capacity_override,
+                            "Goes before --capacity when it is 1 or more"));
+  command.AddOption("--mode", wishes->mode, "svr or arrayupdate (default svr)")
+      ->Must(OneOf({"svr", "arrayupdate"}));
+  command.AddFlag("--force", request.force, "As -force: archive whatever the segment says");
+  command.AddOption("--at", wishes->at,
+                    "Plan for this local time, like '2024-04-01 00:30' (default: now)");
+  command.AddOption("--auto2", wishes->auto2, "Plan the pruning with these numbers")
+      ->Takes(3)
+      ->ValueName("EMB DAYS COUNT")
+      ->Must(kNotNegative);
+  command.AddFlag("--read,!--no-read", request.read_through,
+                  "Read the inputs to their end, to know the broken ones (default), or do not");
+  command.AddFlag("--all", wishes->all, "List every file, with the date on which it expires");
+  command.AddFlag("--json", wishes->json, "As JSON");
+  command.Does([wishes, archive, &status] { status = Run(*wishes, archive->count() > 0); });
+}

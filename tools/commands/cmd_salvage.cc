@@ -1,0 +1,81 @@
+// Command line and report of `psltool salvage`.
+#include "tools/commands/commands.h"
+
+#include <memory>
+#include <string>
+
+#include "tools/checking/salvage.h"
+#include "tools/output/report.h"
+#include "tools/output/text_out.h"
+
+namespace {
+
+constexpr int kNothingSaved = 1;
+constexpr int kTrouble = 2;
+
+void Print(TextOut& out, const SalvageWishes& wishes, const SalvageReport& report) {
+  uint64_t records = 0;
+  std::string tags;
+  for (const auto& [tag, count] : report.kept) {
+    records += count;
+    tags += fmt::format("{}{} {}", tags.empty() ? "" : ", ", count, tag);
+  }
+  out.Print("{}\n  kept     {} records ({}), {} of {} bytes\n", wishes.good, records, tags,
+            report.kept_bytes, report.size);
+  for (const std::string& field : report.mended) out.Print("  mended   {}\n", field);
+  if (report.structures_taken != 0) {
+    out.Print(
+        "  borrowed structure record of {}{}\n", report.structure,
+        report.structures_taken == 1 ? "" : fmt::format(", {} times", report.structures_taken));
+  }
+  for (const SuspectRecord& record : report.suspect) {
+    out.Print("  suspect  record {} ({}), {} bytes from offset {} on, {}: {}\n", record.number,
+              record.tag, record.to - record.from, record.from,
+              wishes.keep_suspect ? "kept" : "left out", record.why);
+  }
+  for (const DroppedPart& part : report.dropped) {
+    out.Print("  dropped  {} bytes from offset {} on: {}\n", part.to - part.from, part.from,
+              part.reason);
+  }
+  if (report.dropped_parts > report.dropped.size()) {
+    out.Print("  dropped  {} more parts; {} bytes in all\n",
+              report.dropped_parts - report.dropped.size(), report.dropped_bytes);
+  }
+  if (report.dropped_parts == 0) out.Put("  dropped  nothing\n");
+}
+
+int Run(const SalvageWishes& wishes) {
+  Progress progress;
+  SalvageReport report;
+  const SalvageEnd end = Salvage(wishes, progress, report);
+  progress.Clear();
+  if (end != SalvageEnd::kWritten) {
+    if (report.trouble) {
+      const std::string why = Describe(*report.trouble);
+      static_cast<void>(
+          Fail(wishes.broken, end == SalvageEnd::kNothing ? "nothing can be saved: " + why : why));
+    }
+    return end == SalvageEnd::kNothing ? kNothingSaved : kTrouble;
+  }
+  TextOut out(stdout);
+  Print(out, wishes, report);
+  if (out.Flush()) return 0;
+  static_cast<void>(Fail("standard output", "cannot be written"));
+  return kTrouble;
+}
+
+}  // namespace
+
+void AddSalvageCommand(Command& command, int& status) {
+  auto wishes = std::make_shared<SalvageWishes>();
+  command.AddOption("broken", wishes->broken, "The damaged log or archive")->Required();
+  command.AddOption("-o,--out", wishes->good, "The new file")->Required();
+  command.AddFlag("--resync", wishes->resync, "Look for sound records behind what is broken");
+  command.AddFlag("--keep-suspect", wishes->keep_suspect,
+                  "Copy suspect records, too; they are told all the same");
+  command.AddOption("--structure", wishes->structure,
+                    "A sound file of another day: its structure record stands in for one that "
+                    "is lost");
+  command.AddFlag("--force", wishes->force, "Replace the new file if it exists");
+  command.Does([wishes, &status] { status = Run(*wishes); });
+}

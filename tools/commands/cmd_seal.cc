@@ -1,0 +1,122 @@
+// Command line and report of `psltool seal`.
+#include "tools/commands/commands.h"
+
+#include <algorithm>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "tools/checking/seal.h"
+#include "tools/checking/sums_file.h"
+#include "tools/output/report.h"
+#include "tools/output/text_out.h"
+
+namespace {
+
+struct Wishes {
+  SealWishes seal;
+  bool json = false;
+};
+
+std::string TextOf(const SealEntry& entry) {
+  switch (entry.state) {
+    case SealState::kKept:
+    case SealState::kUnread:
+      return "";
+    case SealState::kAdded:
+      return "sealed";
+    case SealState::kRenewed:
+      return "sealed anew";
+    case SealState::kForgotten:
+      return "gone, its line is dropped";
+    case SealState::kEmpty:
+      return entry.name.ends_with(".psa")
+                 ? "empty, the mark of a day that met a broken record: not sealed"
+                 : "empty: not sealed";
+    case SealState::kChanging:
+      return "still being written: not sealed, left to the next time";
+    case SealState::kChanged:
+      return fmt::format("digest differs from {}{}; --renew accepts a change that is meant",
+                         kSumsName, entry.text.empty() ? "" : ", " + entry.text);
+    case SealState::kGone:
+      return "sealed, but gone; --forget drops its line";
+    case SealState::kBroken:
+      break;
+  }
+  return "not sealed: " + entry.text;
+}
+
+size_t Count(const SealReport& report, SealState state) {
+  return static_cast<size_t>(
+      std::count_if(report.entries.begin(), report.entries.end(),
+                    [state](const SealEntry& entry) { return entry.state == state; }));
+}
+
+void PrintText(TextOut& out, const SealReport& report) {
+  for (const SealEntry& entry : report.entries) {
+    const std::string text = TextOf(entry);
+    if (!text.empty()) {
+      out.Print("{}: {}{}\n", entry.name, IsFinding(entry.state) ? "FINDING: " : "", text);
+    }
+  }
+  const size_t findings =
+      static_cast<size_t>(std::count_if(report.entries.begin(), report.entries.end(),
+                                        [](const SealEntry& e) { return IsFinding(e.state); }));
+  out.Print("{} kept, {} added, {} renewed, {} forgotten, {} finding{}",
+            Count(report, SealState::kKept), Count(report, SealState::kAdded),
+            Count(report, SealState::kRenewed), Count(report, SealState::kForgotten), findings,
+            findings == 1 ? "" : "s");
+  const size_t unread = Count(report, SealState::kUnread);
+  if (unread != 0) out.Print("; {} not looked at", unread);
+  out.Put("\n");
+}
+
+void PrintJson(TextOut& out, const SealReport& report) {
+  nlohmann::ordered_json files = nlohmann::ordered_json::array();
+  for (const SealEntry& entry : report.entries) {
+    files.push_back({{"name", entry.name},
+                     {"state", WordOf(entry.state)},
+                     {"finding", IsFinding(entry.state)},
+                     {"text", TextOf(entry)}});
+  }
+  const nlohmann::ordered_json json = {{"files", std::move(files)}, {"written", report.written}};
+  // Names of files are bytes, JSON is UTF-8.
+  out.Put(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  out.Put("\n");
+}
+
+int Run(const Wishes& wishes) {
+  Progress progress;
+  SealReport report;
+  const bool done = Seal(wishes.seal, progress, report);
+  progress.Clear();
+  if (!done) return kUnusable;
+  TextOut out(stdout);
+  if (wishes.json) {
+    PrintJson(out, report);
+  } else {
+    PrintText(out, report);
+  }
+  if (!out.Flush()) {
+    static_cast<void>(Fail("standard output", "cannot be written"));
+    return kUnusable;
+  }
+  const bool findings = std::any_of(report.entries.begin(), report.entries.end(),
+                                    [](const SealEntry& entry) { return IsFinding(entry.state); });
+  return findings ? kFailed : kDone;
+}
+
+}  // namespace
+
+void AddSealCommand(Command& command, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  command.AddOption("directory", wishes->seal.directory, "Directory of the archives or logs")
+      ->Required();
+  command.AddOption("--renew", wishes->seal.renew,
+                    "Files whose present content is meant: their lines are replaced");
+  command.AddFlag("--forget", wishes->seal.forget, "Drop the lines of files that are gone");
+  command.AddFlag("--new", wishes->seal.only_new,
+                  "Only add new files, do not read the sealed ones");
+  command.AddFlag("--json", wishes->json, "A JSON text for programs");
+  command.Does([wishes, &status] { status = Run(*wishes); });
+}

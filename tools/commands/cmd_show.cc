@@ -1,0 +1,103 @@
+// Command line of `psltool show`: see the header. The entries are those of `dump`, chosen and
+// decoded by the same code.
+#include "tools/commands/commands.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/commands/dump_options.h"
+#include "tools/commands/files_option.h"
+#include "tools/output/report.h"
+#include "tools/reading/kind_names.h"
+#include "tools/showing/show_rows.h"
+
+namespace {
+
+struct Wishes {
+  std::vector<std::string> files;
+  std::string kind = "ld";
+  uint32_t group = 1;
+  bool json = false;
+  bool local = false;  // the default, for those who say so everywhere
+  std::string labels;
+  ChoiceOptions choice;
+};
+
+// What stands in front of the entries asked for is shown of a broken file, too.
+int ShowFile(const std::string& path, const Wishes& wishes, DumpWishes dump, TextOut& out,
+             Progress& progress, std::vector<ShownFile>& shown) {
+  dump.path = path;
+  ShowWriter writer(path, wishes.kind, wishes.group);
+  if (dump.key) writer.AskForKey();
+  DumpCount count;
+  const DumpEnd end =
+      DumpFile(dump, writer, out, progress, PslReader::Reports::kPrinted, nullptr, &count);
+  progress.Clear();
+  if (writer.refused() || end == DumpEnd::kRefused) return kFailed;
+  int status = end == DumpEnd::kDone ? kDone : end == DumpEnd::kBroken ? kFailed : kUnusable;
+  if (!writer.file().rows.empty()) {
+    shown.push_back(writer.file());
+  } else if (status == kDone) {
+    // Of the time there is nothing, or none of the resource.
+    if (count.records == 0) {
+      static_cast<void>(HasWhatWasAsked(path, wishes.choice, dump, count) &&
+                        Fail(path, "holds no statistics records"));
+    } else {
+      static_cast<void>(Fail(
+          path, fmt::format("no record{} holds {}{}", dump.from || dump.to ? " of the time" : "",
+                            wishes.kind, dump.key ? " " + *dump.key : "")));
+    }
+    status = kFailed;
+  }
+  return status;
+}
+
+int Show(const Wishes& wishes) {
+  DumpWishes dump;
+  ChoiceOptions choice = wishes.choice;
+  choice.kinds = {wishes.kind};
+  Labels labels;
+  if (!TakeChoice("show", choice, dump) || !labels.Read(wishes.labels)) return kRefused;
+  TextOut out(stdout);
+  Progress progress;
+  const ShowView view = {wishes.kind, wishes.group, choice.zone(), labels};
+  int status = kDone;
+  std::vector<ShownFile> shown;
+  for (const std::string& path : wishes.files) {
+    status = std::max(status, ShowFile(path, wishes, dump, out, progress, shown));
+    if (wishes.json) continue;
+    for (const ShownFile& file : shown) PrintShown(view, file, out);
+    shown.clear();
+    if (out.failed()) break;
+  }
+  if (wishes.json) PrintShownJson(view, shown, out);
+  if (out.Flush()) return status;
+  static_cast<void>(Fail("standard output", "cannot be written"));
+  return kUnusable;
+}
+
+}  // namespace
+
+void AddShowCommand(Command& command, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  std::vector<std::string> words;
+  for (const KindName& name : KindNames()) {
+    if (name.kind < kSectionKinds) words.emplace_back(name.word);
+  }
+  words.emplace_back(WordOfKind(kWaittm));
+  AddFilesOption(command, wishes->files);
+  command.AddOption("-k,--kind", wishes->kind, "Kind of the resource (default ld)")
+      ->Must(OneOf(words));
+  command.AddOption("--key", wishes->choice.key,
+                    "Its key: a number, or key bytes with points between (default: the first)");
+  command.AddOption("-g,--group", wishes->group, "Counter group, from 1 (default 1)");
+  const Option* utc = AddSpanOptions(command, wishes->choice);
+  command.AddFlag("--local", wishes->local, "Times in local time, as without it")->Excludes(utc);
+  command.AddFlag("--json", wishes->json, "A JSON text for programs");
+  AddLabelsOption(command, wishes->labels);
+  command.Does([wishes, &status] { status = Show(*wishes); });
+}

@@ -1,0 +1,294 @@
+// Command line, table and JSON text of `psltool top`.
+#include "tools/commands/commands.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/commands/dump_options.h"
+#include "tools/commands/files_option.h"
+#include "tools/output/report.h"
+#include "tools/output/text_out.h"
+#include "tools/reading/kind_names.h"
+#include "tools/showing/spark.h"
+#include "tools/showing/top_resources.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct Wishes {
+  std::vector<std::string> files;
+  std::string by = "ops";
+  std::string kind = "ld";
+  size_t number = 10;
+  uint32_t group = 1;
+  bool ascending = false;
+  bool ascii = false;
+  bool json = false;
+  std::string labels;
+  Labels names;  // read from there
+  ChoiceOptions choice;
+};
+
+struct MeasureName {
+  const char* word;
+  TopMeasure measure;
+  const char* head;  // of the sparkline's column
+  int digits;
+};
+
+constexpr MeasureName kMeasures[] = {{"ops", TopMeasure::kOps, "ops/s", 2},
+                                     {"busy", TopMeasure::kBusy, "busy %", 2},
+                                     {"mean", TopMeasure::kMean, "1st mean/op", 0},
+                                     {"max", TopMeasure::kMax, "max", 0},
+                                     {"volume", TopMeasure::kVolume, "volume/1024/s", 2}};
+
+const MeasureName& MeasureOf(const std::string& word) {
+  return *std::find_if(std::begin(kMeasures), std::end(kMeasures),
+                       [&word](const MeasureName& name) { return word == name.word; });
+}
+
+std::vector<std::string> MeasureWords() {
+  std::vector<std::string> words;
+  for (const MeasureName& name : kMeasures) words.emplace_back(name.word);
+  return words;
+}
+
+using Cells = std::vector<std::optional<double>>;
+
+Cells CellsOf(const std::vector<TopSums>& sums, TopMeasure measure) {
+  Cells cells;
+  for (const TopSums& each : sums) cells.push_back(each.Measure(measure));
+  return cells;
+}
+
+std::string Text(std::optional<double> value, int digits) {
+  return value ? fmt::format("{:.{}f}", *value, digits) : "-";
+}
+
+// One line of the table: a resource, or all of an array.
+struct Line {
+  std::string rank;
+  std::string array;
+  std::string key;
+  std::string name;
+  const TopSums& all;
+  const TopPeak& peak;
+  const std::vector<TopSums>& cells;
+};
+
+class Table {
+ public:
+  Table(TextOut& out, const Wishes& wishes)
+      : out_(out),
+        by_(MeasureOf(wishes.by)),
+        zone_(wishes.choice.zone()),
+        ascii_(wishes.ascii || !LocaleIsUtf8()),
+        named_(wishes.names.NameResourcesOf(wishes.kind)) {}
+
+  void Put(const std::vector<Line>& lines) {
+    for (const Line& line : lines) {
+      array_width_ = std::max(array_width_, line.array.size());
+      key_width_ = std::max(key_width_, line.key.size());
+      name_width_ = std::max(name_width_, line.name.size());
+      at_width_ = std::max(at_width_, AtOf(line).size());
+    }
+    const bool volume = by_.measure == TopMeasure::kVolume;
+    out_.Print("{:>4} {:<{}} {:>{}}{} {:>12} {:>9} {:>13} {:>9} {:>6} {:>9} {:<{}}  {}\n", "rank",
+               "array", array_width_, "key", key_width_, NameCell("name"), "ops", "ops/s",
+               volume ? by_.head : "1st mean/op", "max", "busy %", "peak", "peak in", at_width_,
+               fmt::format("{} over time", by_.head));
+    for (const Line& line : lines) {
+      const TopSums& all = line.all;
+      const auto third = volume ? Text(all.Volume(), by_.digits) : Text(all.Mean(), 0);
+      const auto peak = line.peak.known() ? std::optional(line.peak.value) : std::nullopt;
+      out_.Print("{:>4} {:<{}} {:>{}}{} {:>12.0f} {:>9} {:>13} {:>9} {:>6} {:>9} {:<{}}  {}\n",
+                 line.rank, line.array, array_width_, line.key, key_width_, NameCell(line.name),
+                 all.operations, Text(all.Rate(), 2), third, Text(all.Maximum(), 0),
+                 Text(all.Busy(), 2), Text(peak, by_.digits), AtOf(line), at_width_,
+                 Sparkline(CellsOf(line.cells, by_.measure), ascii_));
+    }
+  }
+
+ private:
+  std::string AtOf(const Line& line) const {
+    return line.peak.known() ? PeriodText(line.peak.period, zone_) : "-";
+  }
+
+  // A column that is there when resources have names.
+  std::string NameCell(const std::string& name) const {
+    return named_ ? fmt::format(" {:<{}}", name, name_width_) : "";
+  }
+
+  TextOut& out_;
+  const MeasureName& by_;
+  Zone zone_;
+  bool ascii_;
+  bool named_;
+  size_t name_width_ = 4;
+  size_t array_width_ = 5;
+  size_t key_width_ = 5;
+  size_t at_width_ = 7;
+};
+
+std::vector<const TopResource*> Chosen(const TopCollector& collector, const Wishes& wishes) {
+  std::vector<const TopResource*> ranked = collector.Ranked();
+  if (ranked.size() > wishes.number) ranked.resize(wishes.number);
+  return ranked;
+}
+
+void PrintTable(TextOut& out, const TopCollector& collector, const Wishes& wishes) {
+  const Zone zone = wishes.choice.zone();
+  out.Print("{} by {}{}, counter group {}{}, from {} to {} ({})\n", wishes.kind, wishes.by,
+            wishes.ascending ? ", ascending" : "", wishes.group,
+            wishes.names.BehindGroup(wishes.kind, wishes.group),
+            TimeText(collector.span()->first, zone), TimeText(collector.span()->second, zone),
+            zone == Zone::kUtc ? "UTC" : "local");
+  std::vector<Line> lines;
+  for (const TopResource* each : Chosen(collector, wishes)) {
+    lines.push_back({std::to_string(lines.size() + 1), each->array, each->key,
+                     wishes.names.OfResource(each->array, wishes.kind, each->key), each->all,
+                     each->peak, each->cells});
+  }
+  for (const auto& [array, total] : collector.totals()) {
+    lines.push_back({"", array, fmt::format("all {}", total.resources), "", total.all, total.peak,
+                     total.cells});
+  }
+  Table(out, wishes).Put(lines);
+}
+
+Json OrNull(std::optional<double> value) { return value ? Json(*value) : Json(); }
+
+// What resources and sums have in common.
+template <class Sums>
+void AddMeasures(const Sums& from, const Wishes& wishes, Json& json) {
+  const Zone zone = wishes.choice.zone();
+  const TopSums& all = from.all;
+  json["ops"] = all.operations;
+  json["ops_per_s"] = OrNull(all.Rate());
+  json["first_mean"] = OrNull(all.Mean());
+  json["max"] = OrNull(all.Maximum());
+  json["kvolume_per_s"] = OrNull(all.Volume());
+  json["busy_pct"] = OrNull(all.Busy());
+  json["peak"] = Json();
+  if (from.peak.known()) {
+    const RecordPeriod& at = from.peak.period;
+    json["peak"] = {{"value", from.peak.value},
+                    {"time", IsoTimeText(at.stamp, zone)},
+                    {"stamp", at.stamp},
+                    {"begin", IsoTimeText(at.begin, zone)},
+                    {"end", IsoTimeText(at.end, zone)}};
+  }
+  json["cells"] = Json::array();
+  for (const auto& cell : CellsOf(from.cells, MeasureOf(wishes.by).measure)) {
+    json["cells"].push_back(OrNull(cell));
+  }
+}
+
+void PrintJson(TextOut& out, const TopCollector& collector, const Wishes& wishes) {
+  const Zone zone = wishes.choice.zone();
+  Json json = {{"kind", wishes.kind}, {"by", wishes.by}, {"group", wishes.group}};
+  const Labels& names = wishes.names;
+  if (!names.empty()) json["group_name"] = names.OfGroup(wishes.kind, wishes.group);
+  json["order"] = wishes.ascending ? "ascending" : "descending";
+  const auto& span = collector.span();
+  json["from"] = span ? Json(IsoTimeText(span->first, zone)) : Json();
+  json["to"] = span ? Json(IsoTimeText(span->second, zone)) : Json();
+  json["resources"] = Json::array();
+  for (const TopResource* resource : Chosen(collector, wishes)) {
+    Json each = {
+        {"rank", json["resources"].size() + 1}, {"array", resource->array}, {"key", resource->key}};
+    if (!names.empty()) {
+      each["name"] = names.OfResource(resource->array, wishes.kind, resource->key);
+    }
+    AddMeasures(*resource, wishes, each);
+    json["resources"].push_back(std::move(each));
+  }
+  json["totals"] = Json::array();
+  for (const auto& [array, total] : collector.totals()) {
+    Json each = {{"array", array}, {"resources", total.resources}};
+    AddMeasures(total, wishes, each);
+    json["totals"].push_back(std::move(each));
+  }
+  // Names of files are bytes, JSON is UTF-8.
+  out.Put(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  out.Put("\n");
+}
+
+int Top(Wishes& wishes) {
+  TopWishes what;
+  what.group = wishes.group;
+  what.by = MeasureOf(wishes.by).measure;
+  what.ascending = wishes.ascending;
+  constexpr size_t kTableCells = 24;
+  if (!wishes.json) what.width = kTableCells;
+  if (!TakeChoice("top", wishes.choice, what.dump) || !wishes.names.Read(wishes.labels)) {
+    return kRefused;
+  }
+  what.dump.kinds = {KindOfWord(wishes.kind)};
+  Progress progress;
+  TopCollector collector(what, progress);
+  for (const std::string& path : wishes.files) {
+    if (!collector.Look(path)) return kRefused;
+  }
+  int status = kDone;
+  for (const std::string& path : wishes.files) {
+    const DumpEnd end = collector.Take(path);
+    progress.Clear();
+    if (end == DumpEnd::kDone) continue;
+    status = std::max(status, end == DumpEnd::kBroken ? kFailed : kUnusable);
+  }
+  collector.Finish();
+  const bool any = !Chosen(collector, wishes).empty();
+  TextOut out(stdout);
+  if (wishes.json) {
+    PrintJson(out, collector, wishes);
+  } else if (any) {
+    PrintTable(out, collector, wishes);
+  }
+  if (!any && status == kDone) {
+    static_cast<void>(Fail("top", fmt::format("no {} has a value of \"{}\" in the files and times "
+                                              "asked for",
+                                              wishes.kind, wishes.by)));
+    status = kFailed;
+  }
+  if (out.Flush()) return status;
+  static_cast<void>(Fail("standard output", "cannot be written"));
+  return kUnusable;
+}
+
+// Kinds whose entries count something or have a busy ratio.
+std::vector<std::string> KindsWithMeasures() {
+  std::vector<std::string> words = KindWords();
+  std::erase_if(words, [](const std::string& word) {
+    const Kind kind = KindOfWord(word);
+    return kind >= kSectionKinds && kind != kWaittm;
+  });
+  return words;
+}
+
+}  // namespace
+
+void AddTopCommand(Command& command, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  AddFilesOption(command, wishes->files);
+  command.AddOption("--by", wishes->by, "ops, busy, mean, max or volume (default ops)")
+      ->Must(OneOf(MeasureWords()));
+  command.AddFlag("--ascending", wishes->ascending, "The least busy first");
+  command.AddOption("-n", wishes->number, "How many resources (default 10)")
+      ->Must(Between(1, 1000000));
+  command.AddOption("-k,--kind", wishes->kind, "Kind of the resources (default ld)")
+      ->Must(OneOf(KindsWithMeasures()));
+  command.AddOption("-g,--group", wishes->group, "Counter group, from 1 (default 1)")
+      ->Must(Between(1, 6));
+  AddSpanOptions(command, wishes->choice);
+  command.AddFlag("--ascii", wishes->ascii,
+                  "Bars of plain characters, as in a locale without UTF-8");
+  command.AddFlag("--json", wishes->json, "A JSON text for programs");
+  AddLabelsOption(command, wishes->labels);
+  command.Does([wishes, &status] { status = Top(*wishes); });
+}

@@ -1,0 +1,228 @@
+// Command lines and texts of `psltool units` and `psltool unit`.
+#include "tools/commands/commands.h"
+
+#include <errno.h>
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/output/report.h"
+#include "tools/output/shell_word.h"
+#include "tools/output/text_out.h"
+#include "tools/running/unit_run.h"
+#include "tools/running/units.h"
+
+namespace {
+
+constexpr int kGood = 0;
+constexpr int kBad = 1;
+constexpr int kTrouble = 2;
+
+enum class Form : uint8_t { kCommands, kNames, kTsv, kJson };
+
+struct Wishes {
+  UnitRequest request;
+  std::string level = "hour";
+  std::string directory;
+  std::string output;
+  bool all = false;
+  bool not_over = false;
+  bool zero = false;
+  bool names = false;
+  bool tsv = false;
+  bool json = false;
+};
+
+// Commands are run wherever a scheduler likes.
+std::string Absolute(const std::string& path) {
+  std::string text = std::filesystem::absolute(path).lexically_normal().string();
+  while (text.size() > 1 && text.ends_with('/')) text.pop_back();
+  return text;
+}
+
+void SetPlace(Wishes& wishes) {
+  UnitPlace& place = wishes.request.place;
+  place.level = wishes.level == "hour" ? UnitLevel::kHour : UnitLevel::kDay;
+  place.inputs = Absolute(wishes.directory);
+  // As automatic archiving has it: archives of both levels in "archive" below the logs.
+  const bool beside = place.level == UnitLevel::kHour;
+  place.outputs =
+      !wishes.output.empty() ? Absolute(wishes.output) : place.inputs + (beside ? "/archive" : "");
+}
+
+// psltool as it was called: by its name when PATH finds it, else by its path.
+std::string OwnName() {
+  const std::string called = program_invocation_name;
+  return called.find('/') == std::string::npos ? called : Absolute(called);
+}
+
+std::string CommandOf(const Wishes& wishes, const Unit& unit) {
+  const UnitRequest& request = wishes.request;
+  std::string command = fmt::format("{} unit --level {}", ShellWord(OwnName()), wishes.level);
+  if (!request.archiver.empty()) command += " --archiver " + ShellWord(request.archiver);
+  if (request.again) command += " --again";
+  if (request.place.verify) command += " --verify";
+  return fmt::format("{} -o {} {} {}", command, ShellWord(request.place.outputs),
+                     ShellWord(request.place.inputs), ShellWord(unit.name));
+}
+
+const char* WordOf(UnitState state) {
+  switch (state) {
+    case UnitState::kPresent:
+      return "done";
+    case UnitState::kNotOver:
+      return "not over";
+    case UnitState::kDue:
+      break;
+  }
+  return "due";
+}
+
+nlohmann::ordered_json JsonOf(const Wishes& wishes, const Unit& unit) {
+  nlohmann::ordered_json inputs = nlohmann::ordered_json::array();
+  for (const UnitInput& input : unit.inputs) inputs.push_back(input.name);
+  return {{"unit", unit.name},
+          {"array", unit.array},
+          {"day", unit.date},
+          {"state", WordOf(unit.state)},
+          {"inputs", inputs},
+          {"bytes", unit.bytes},
+          {"output", OutputOf(wishes.request.place, unit)},
+          {"command", CommandOf(wishes, unit)}};
+}
+
+bool HasLineBreak(const std::string& text) { return text.find('\n') != std::string::npos; }
+
+// A field of a table with tabs: what would end it is written as \t, \n or \\.
+std::string Field(const std::string& text) {
+  std::string field;
+  for (const char c : text) {
+    if (c == '\t') {
+      field += "\\t";
+    } else if (c == '\n') {
+      field += "\\n";
+    } else if (c == '\\') {
+      field += "\\\\";
+    } else {
+      field += c;
+    }
+  }
+  return field;
+}
+
+// False: the unit cannot be told in this form, reported.
+bool Print(const Wishes& wishes, const Unit& unit, TextOut& out) {
+  if (wishes.tsv) {
+    out.Print("{}\t{}\t{}\t{}\t{}\t{}\n", Field(unit.array), unit.date, unit.inputs.size(),
+              unit.bytes, Field(OutputOf(wishes.request.place, unit)),
+              Field(CommandOf(wishes, unit)));
+    return true;
+  }
+  const std::string text = wishes.names ? unit.name : CommandOf(wishes, unit);
+  if (!wishes.zero && HasLineBreak(text)) {
+    return Fail("unit " + unit.name, "its name or directory holds a line break; use -0");
+  }
+  out.Put(text);
+  out.Put(wishes.zero ? std::string_view("\0", 1) : std::string_view("\n"));
+  return true;
+}
+
+int List(Wishes& wishes) {
+  SetPlace(wishes);
+  wishes.request.again = wishes.all;
+  std::vector<Unit> units;
+  std::vector<std::string> left_out;
+  if (!FindUnits(wishes.request.place, units, left_out)) return kTrouble;
+  for (const std::string& name : left_out) {
+    static_cast<void>(Fail(name, "is empty, its log was broken; no unit takes it"));
+  }
+  TextOut out(stdout);
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  bool complete = true;
+  if (wishes.tsv) out.Put("array\tday\tinputs\tbytes\toutput\tcommand\n");
+  for (const Unit& unit : units) {
+    if (unit.state == UnitState::kPresent && !wishes.all) continue;
+    if (unit.state == UnitState::kNotOver && !wishes.not_over) continue;
+    if (wishes.json) {
+      list.push_back(JsonOf(wishes, unit));
+    } else {
+      complete = Print(wishes, unit, out) && complete;
+    }
+  }
+  if (wishes.json) {
+    out.Put(list.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+    out.Put("\n");
+  }
+  if (!out.Flush()) {
+    static_cast<void>(Fail("standard output", "cannot be written"));
+    return kTrouble;
+  }
+  return complete ? kGood : kBad;
+}
+
+int Work(Wishes& wishes, bool quiet) {
+  SetPlace(wishes);
+  Unit unit;
+  const UnitEnd end = RunUnit(wishes.request, unit);
+  if (end == UnitEnd::kTrouble) return kTrouble;
+  if (end == UnitEnd::kNotMade) return kBad;
+  if (!quiet) {
+    TextOut out(stdout);
+    out.Print("{}: {}\n", OutputOf(wishes.request.place, unit),
+              end == UnitEnd::kMade
+                  ? fmt::format("made from {} input{}, {} bytes", unit.inputs.size(),
+                                unit.inputs.size() == 1 ? "" : "s", unit.bytes)
+                  : "done already");
+  }
+  return kGood;
+}
+
+void AddCommonOptions(Command& command, const std::shared_ptr<Wishes>& wishes) {
+  command.AddOption("directory", wishes->directory, "Directory of the logs (or hour archives)")
+      ->Required();
+  command
+      .AddOption("--level", wishes->level,
+                 "hour: hour archives from logs; day: day archives from hour archives "
+                 "(default hour)")
+      ->Must(OneOf({"hour", "day"}));
+  command.AddOption("-o,--output", wishes->output,
+                    "Directory of the archives (default: for hour \"archive\" in the directory, "
+                    "for day the directory itself)");
+  command.AddOption("--archiver", wishes->request.archiver,
+                    "The archiver (default: Qelprfarc beside psltool, else that in PATH)");
+  command.AddFlag("--verify", wishes->request.place.verify,
+                  "A unit is done only when every record of its archive is sound");
+}
+
+}  // namespace
+
+void AddUnitsCommand(Command& command, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  AddCommonOptions(command, wishes);
+  command.AddFlag("--all", wishes->all, "Also what is done; the commands then do it again");
+  command.AddFlag("--not-over", wishes->not_over, "Also what is not over");
+  auto* zero =
+      command.AddFlag("-0,--null", wishes->zero, "A zero byte behind each, not a new line");
+  auto* names = command.AddFlag("--names", wishes->names, "The units' names only");
+  auto* tsv = command.AddFlag("--tsv", wishes->tsv,
+                              "A table with tabs: array, day, inputs, bytes, output, command");
+  auto* json = command.AddFlag("--json", wishes->json, "As JSON");
+  tsv->Excludes(zero)->Excludes(names)->Excludes(json);
+  json->Excludes(zero)->Excludes(names);
+  command.Does([wishes, &status] { status = List(*wishes); });
+}
+
+void AddUnitCommand(Command& command, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  auto quiet = std::make_shared<bool>(false);
+  AddCommonOptions(command, wishes);
+  command.AddOption("name", wishes->request.name, "Name of the unit: date digits and array")
+      ->Required();
+  command.AddFlag("--again", wishes->request.again, "Even if it is done");
+  command.AddFlag("-q,--quiet", *quiet, "No text when all is well");
+  command.Does([wishes, quiet, &status] { status = Work(*wishes, *quiet); });
+}

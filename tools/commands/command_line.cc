@@ -1,0 +1,204 @@
+// The option parser behind commands and options: see the header.
+#include "tools/commands/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "tools/commands/nearest.h"
+#include "tools/output/shown.h"
+
+namespace {
+
+// Also of the commands, and of theirs.
+void AddVersion(CLI::App& app, const char* version) {
+  app.set_version_flag("--version", version, "Print the version");
+  for (CLI::App* command : app.get_subcommands(nullptr)) AddVersion(*command, version);
+}
+
+struct Asked {
+  const CLI::App* app;  // the innermost command that was named
+  std::string words;    // "psltool segment"
+};
+
+Asked AskedOf(const CLI::App* app) {
+  Asked asked = {app, app->get_name()};
+  while (!asked.app->get_subcommands().empty()) {
+    asked.app = asked.app->get_subcommands().front();
+    asked.words += " " + asked.app->get_name();
+  }
+  return asked;
+}
+
+std::vector<std::string> CommandsOf(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands(nullptr)) names.push_back(command->get_name());
+  return names;
+}
+
+std::vector<std::string> OptionsOf(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return names;
+}
+
+std::string NearestOf(const std::string& word, const std::vector<std::string>& words) {
+  const std::string nearest = Nearest(word, words);
+  return nearest.empty() ? "" : ", the nearest one is \"" + nearest + "\"";
+}
+
+// A wrong command line, in the words of all other failures. A mistyped command or option is told
+// with the nearest one that there is.
+std::string Refusal(const CLI::App* app, const CLI::Error& error) {
+  const Asked asked = AskedOf(app);
+  const std::vector<std::string> left = asked.app->remaining();
+  const std::string word = left.empty() ? "" : left.front().substr(0, left.front().find('='));
+  const std::vector<std::string> commands = CommandsOf(*asked.app);
+  std::string why = error.what();
+  std::string help = "options";
+  if (word.starts_with("-")) {
+    why += NearestOf(word, OptionsOf(*asked.app));
+  } else if (!word.empty() && !commands.empty()) {
+    why = "\"" + word + "\" is no command" + NearestOf(word, commands);
+    help = "commands";
+  }
+  return "psltool: " + Shown(why) + "; " + asked.words + " --help tells the " + help + "\n";
+}
+
+}  // namespace
+
+const ValueRule kPositive{ValueRule::Form::kPositive, {}};
+const ValueRule kNotNegative{ValueRule::Form::kNotNegative, {}};
+
+ValueRule OneOf(std::vector<std::string> words) {
+  return {ValueRule::Form::kOneOf, std::move(words)};
+}
+
+ValueRule Between(double least, double most) {
+  return {ValueRule::Form::kBetween, {}, least, most};
+}
+
+Option* Option::Required() {
+  option_->required();
+  return this;
+}
+
+Option* Option::Must(const ValueRule& check) {
+  switch (check.form) {
+    case ValueRule::Form::kOneOf:
+      option_->check(CLI::IsMember(check.words));
+      break;
+    case ValueRule::Form::kBetween:
+      option_->check(
+          CLI::Range(static_cast<int64_t>(check.least), static_cast<int64_t>(check.most)));
+      break;
+    case ValueRule::Form::kPositive:
+      option_->check(CLI::PositiveNumber);
+      break;
+    case ValueRule::Form::kNotNegative:
+      option_->check(CLI::NonNegativeNumber);
+      break;
+  }
+  return this;
+}
+
+Option* Option::Under(const std::string& heading) {
+  option_->group(heading);
+  return this;
+}
+
+Option* Option::Excludes(const Option* other) {
+  option_->excludes(other->option_);
+  return this;
+}
+
+Option* Option::Takes(int count) {
+  option_->expected(count);
+  return this;
+}
+
+Option* Option::OneEachTime() {
+  option_->allow_extra_args(false);
+  return this;
+}
+
+Option* Option::OrFrom(const std::string& variable) {
+  option_->envname(variable);
+  return this;
+}
+
+Option* Option::ValueName(const std::string& name) {
+  option_->type_name(name);
+  return this;
+}
+
+size_t Option::count() const { return option_->count(); }
+
+Command* Command::AddCommand(const std::string& name, const std::string& summary) {
+  commands_.push_back(std::make_unique<Command>(app_->add_subcommand(name, summary)));
+  return commands_.back().get();
+}
+
+template <class Value>
+Option* Command::AddOption(const std::string& names, Value& value, const std::string& text) {
+  options_.push_back(std::make_unique<Option>(app_->add_option(names, value, text)));
+  return options_.back().get();
+}
+
+// The types of values that commands use.
+template Option* Command::AddOption(const std::string&, std::string&, const std::string&);
+template Option* Command::AddOption(const std::string&, std::vector<std::string>&,
+                                    const std::string&);
+template Option* Command::AddOption(const std::string&, int&, const std::string&);
+template Option* Command::AddOption(const std::string&, uint32_t&, const std::string&);
+template Option* Command::AddOption(const std::string&, int64_t&, const std::string&);
+template Option* Command::AddOption(const std::string&, uint64_t&, const std::string&);
+template Option* Command::AddOption(const std::string&, std::optional<std::string>&,
+                                    const std::string&);
+template Option* Command::AddOption(const std::string&, std::optional<int>&, const std::string&);
+template Option* Command::AddOption(const std::string&, std::optional<uint32_t>&,
+                                    const std::string&);
+template Option* Command::AddOption(const std::string&, std::optional<int64_t>&,
+                                    const std::string&);
+template Option* Command::AddOption(const std::string&, std::vector<int>&, const std::string&);
+template Option* Command::AddOption(const std::string&, std::vector<uint32_t>&, const std::string&);
+
+Option* Command::AddFlag(const std::string& names, bool& value, const std::string& text) {
+  options_.push_back(std::make_unique<Option>(app_->add_flag(names, value, text)));
+  return options_.back().get();
+}
+
+void Command::Footer(const std::string& text) { app_->footer(text); }
+
+void Command::NeedsCommand() { app_->require_subcommand(1); }
+
+void Command::Does(std::function<void()> action) { app_->callback(std::move(action)); }
+
+void Command::First(std::function<int()> step) {
+  app_->parse_complete_callback([step = std::move(step)] {
+    const int status = step();
+    if (status != 0) throw CLI::RuntimeError(status);
+  });
+}
+
+int RunCommandLine(const Program& program, int refused, int argc, char** argv) {
+  int status = 0;
+  CLI::App app(program.summary);
+  app.name(program.name);
+  app.require_subcommand(1);
+  app.failure_message(Refusal);
+  app.footer(program.help);
+  Command root(&app);
+  program.add(root, status);
+  AddVersion(app, program.version);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    status = app.exit(error) == 0 ? 0 : refused;
+  }
+  return status;
+}

@@ -1,0 +1,91 @@
+// Options that choose entries: see the header.
+#include "tools/commands/dump_options.h"
+
+#include <fmt/format.h>
+
+#include <ctime>
+
+#include "tools/output/report.h"
+#include "tools/reading/kind_names.h"
+
+namespace {
+
+bool TakeTime(const std::string& what, const std::string& text, Zone zone, bool last,
+              std::optional<uint32_t>& time) {
+  if (text.empty()) return true;
+  const TimeReading reading = ReadTime(text, std::time(nullptr), zone);
+  if (!reading.span) return Fail(what, reading.why);
+  time = last ? reading.span->last : reading.span->first;
+  return true;
+}
+
+}  // namespace
+
+std::vector<std::string> KindWords() {
+  std::vector<std::string> words;
+  for (const KindName& name : KindNames()) words.emplace_back(name.word);
+  words.emplace_back(WordOfKind(kWaittm));
+  return words;
+}
+
+Kind KindOfWord(const std::string& word) {
+  return word == WordOfKind(kWaittm) ? kWaittm : *KindOf(word);
+}
+
+Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to) {
+  command.AddOption("--from", options.from,
+                    "First time: 2024-03-04, \"2024-03-04 10:05\", 10:05, yesterday, -7d, \"last "
+                    "week\" or @seconds");
+  if (with_to) command.AddOption("--to", options.to, "Last time; a day, minute or week as a whole");
+  return command.AddFlag("--utc", options.utc, "Times in UTC instead of local time");
+}
+
+void AddChoiceOptions(Command& command, ChoiceOptions& options, bool with_to) {
+  command.AddOption("-k,--kind", options.kinds, "Kind of resources (several times; default all)")
+      ->Must(OneOf(KindWords()))
+      ->OneEachTime();
+  command.AddOption("--key", options.key,
+                    "One resource of the kind: a number, or key bytes with points between");
+  AddSpanOptions(command, options, with_to);
+}
+
+void AddLabelsOption(Command& command, std::string& path) {
+  command
+      .AddOption("--labels", path,
+                 "File with the names of counter groups and resources (default: $PSLTOOL_LABELS)")
+      ->OrFrom("PSLTOOL_LABELS");
+}
+
+bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& wishes) {
+  const std::string name = command;
+  wishes.zone = options.zone();
+  for (const std::string& word : options.kinds) wishes.kinds.push_back(KindOfWord(word));
+  if (!TakeTime(name + " --from", options.from, options.zone(), false, wishes.from) ||
+      !TakeTime(name + " --to", options.to, options.zone(), true, wishes.to)) {
+    return false;
+  }
+  if (wishes.from && wishes.to && *wishes.from > *wishes.to) {
+    return Fail(name + " --from", fmt::format("'{}' is after --to '{}'", options.from, options.to));
+  }
+  if (options.key.empty()) return true;
+  wishes.key = options.key;
+  return wishes.kinds.size() == 1 || Fail(name + " --key", "needs one --kind");
+}
+
+bool HasWhatWasAsked(const std::string& what, const ChoiceOptions& options,
+                     const DumpWishes& wishes, const DumpCount& count) {
+  if ((wishes.from || wishes.to) && count.records == 0) {
+    const std::string from = options.from.empty() ? "" : fmt::format(" from {}", options.from);
+    const std::string to = options.to.empty() ? "" : fmt::format(" to {}", options.to);
+    return Fail(what, fmt::format("no record lies in the time{}{} ({}); psltool info tells what "
+                                  "time a file spans",
+                                  from, to, options.utc ? "UTC" : "local"));
+  }
+  if (wishes.key && count.entries == 0) {
+    return Fail(what, fmt::format("no record{} holds {} {}; without --key all of the kind are put "
+                                  "out",
+                                  wishes.from || wishes.to ? " of the time" : "",
+                                  WordOfKind(wishes.kinds.front()), *wishes.key));
+  }
+  return true;
+}

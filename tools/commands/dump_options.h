@@ -1,0 +1,39 @@
+// The options that choose entries of files, which several commands have in common.
+#pragma once
+
+#include <string>
+#include <vector>
+#include "tools/commands/command_line.h"
+
+#include "tools/reading/time_text.h"
+#include "tools/showing/dump_file.h"
+
+struct ChoiceOptions {
+  std::vector<std::string> kinds;
+  std::string key;
+  std::string from;
+  std::string to;
+  bool utc = false;
+
+  Zone zone() const { return utc ? Zone::kUtc : Zone::kLocal; }
+};
+
+// The words of all kinds, "wait-time" included.
+std::vector<std::string> KindWords();
+Kind KindOfWord(const std::string& word);
+
+// Adds --from, --to and --utc. `with_to` false: --to is the command's own.
+Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to = true);
+// Adds --kind (several times) and --key as well.
+void AddChoiceOptions(Command& command, ChoiceOptions& options, bool with_to = true);
+
+// Adds --labels, in whose place the environment variable PSLTOOL_LABELS can stand.
+void AddLabelsOption(Command& command, std::string& path);
+
+// Puts the options into what a dump is asked for. False: one is wrong, reported under the command's
+// name.
+bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& wishes);
+
+// False: nothing was there of a time or key that was asked for, reported of `what`.
+bool HasWhatWasAsked(const std::string& what, const ChoiceOptions& options,
+                     const DumpWishes& wishes, const DumpCount& count);

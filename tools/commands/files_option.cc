@@ -1,0 +1,15 @@
+// Arguments FILE...: see the header.
+#include "tools/commands/files_option.h"
+
+#include "tools/output/report.h"
+#include "tools/reading/input_files.h"
+
+void AddFilesOption(Command& command, std::vector<std::string>& files) {
+  command.AddOption("files", files, kFilesHelp)->Required();
+  command.First([&files] {
+    std::vector<std::string> found;
+    if (!CollectFiles(files, found)) return kUnusable;
+    files = std::move(found);
+    return kDone;
+  });
+}

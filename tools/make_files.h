@@ -1,7 +1,0 @@
-// Writing the files of a plan.
-#pragma once
-
-#include "tools/make_plan.h"
-
-// Writes all files and prints a line for each. False: reported; files already complete stay.
-bool MakeFiles(const MakePlan& plan);

@@ -1,0 +1,52 @@
+// Days and files: see the header.
+#include "tools/making/make_days.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <ctime>
+
+namespace {
+
+using std::chrono::sys_days;
+using std::chrono::year_month_day;
+
+int64_t MidnightOf(const MakePlan& plan, const year_month_day& date) {
+  if (!plan.local_days) {
+    return std::chrono::seconds(sys_days(date).time_since_epoch()).count();
+  }
+  struct tm local {};
+  local.tm_year = static_cast<int>(date.year()) - 1900;
+  local.tm_mon = static_cast<int>(static_cast<unsigned>(date.month())) - 1;
+  local.tm_mday = static_cast<int>(static_cast<unsigned>(date.day()));
+  local.tm_isdst = -1;
+  return mktime(&local);
+}
+
+}  // namespace
+
+Day DayOf(const MakePlan& plan, uint32_t index) {
+  const sys_days date = sys_days(plan.start) + std::chrono::days(index);
+  Day day = {};
+  day.date = date;
+  day.start = MidnightOf(plan, day.date);
+  const int64_t end = MidnightOf(plan, date + std::chrono::days(1));
+  day.intervals = static_cast<uint32_t>((end - day.start + plan.interval - 1) / plan.interval);
+  if (plan.records != 0) day.intervals = std::min(day.intervals, plan.records);
+  day.weekday = std::chrono::weekday(date).c_encoding();
+  return day;
+}
+
+Slice SliceOf(const MakePlan& plan, const Day& day, uint32_t part) {
+  const auto cut = [&](uint64_t n) {
+    return static_cast<uint32_t>(n * day.intervals / plan.files_per_day);
+  };
+  return {cut(part), cut(uint64_t{part} + 1)};
+}
+
+std::string PathOf(const MakePlan& plan, const std::string& array, const Day& day, uint32_t part) {
+  const std::string suffix = plan.files_per_day > 1 ? fmt::format("#{:03}", part + 1) : "";
+  return fmt::format("{}/{:04}{:02}{:02}{}{}.psl", plan.out, static_cast<int>(day.date.year()),
+                     static_cast<unsigned>(day.date.month()), static_cast<unsigned>(day.date.day()),
+                     array, suffix);
+}

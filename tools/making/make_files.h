@@ -1,0 +1,7 @@
+// Writing the files of a plan.
+#pragma once
+
+#include "tools/making/make_plan.h"
+
+// Writes all files and prints a line for each. False: reported; files already complete stay.
+bool MakeFiles(const MakePlan& plan);

@@ -1,0 +1,96 @@
+// Statistics records: see the header.
+#include "tools/making/make_statistics.h"
+
+#include <cstring>
+
+#include "engine/byteorder.h"
+#include "engine/layout.h"
+#include "engine/pmonfile.h"
+#include "tools/making/make_entries.h"
+#include "tools/making/make_items.h"
+#include "tools/making/make_random.h"
+
+namespace {
+
+constexpr uint32_t kMaxima = 0xAAAAAAAA;  // largest and smallest values take turns from bit 31 down
+
+bool IsCarried(const MakePlan& plan, const SectionRow& row) {
+  return IsCarriedBy(row.carried, plan.pools ? 1 : 0);
+}
+
+size_t LargestRecord(const MakePlan& plan, const std::array<uint32_t, kSectionKinds>& masks) {
+  const RevisionLayout& layout = LayoutOf(plan.revision);
+  size_t size = layout.row.record_head + LargestItems(plan);
+  for (size_t i = 0; i < layout.section_count; ++i) {
+    const SectionRow& row = layout.sections[i];
+    if (!IsCarried(plan, row)) continue;
+    size += size_t{plan.counts[row.kind]} * FullEntrySize(kForms[row.form], masks[row.kind]);
+  }
+  return size;
+}
+
+void PutSectionHeader(uint8_t* at, uint16_t first, uint32_t count, size_t offset) {
+  Store16(at, first);
+  Store16(at + 2, static_cast<uint16_t>(count));
+  Store32(at + 4, static_cast<uint32_t>(offset));
+}
+
+}  // namespace
+
+std::array<uint32_t, kSectionKinds> ItemMasksOf(const MakePlan& plan) {
+  std::array<uint32_t, kSectionKinds> masks = {};
+  if (plan.extended == Extended::kNoWords) return masks;
+  const RevisionLayout& layout = LayoutOf(plan.revision);
+  for (size_t i = 0; i < layout.bitmap_count; ++i) {
+    const BitmapRow& row = layout.bitmaps[i];
+    if (row.kind == kReservedItems) continue;
+    masks[row.kind] = plan.extended == Extended::kAllWords ? row.full : row.full & kMaxima;
+  }
+  return masks;
+}
+
+size_t BuildStatistics(const MakePlan& plan, const ArrayModel& model, const Interval& interval,
+                       std::vector<uint8_t>& record) {
+  const RevisionLayout& layout = LayoutOf(plan.revision);
+  const auto masks = ItemMasksOf(plan);
+  const size_t room = LargestRecord(plan, masks);
+  if (record.size() < room) record.resize(room);
+  uint8_t* const start = record.data();
+  std::memset(start, 0, layout.row.record_head);
+  uint8_t* out = start + layout.row.record_head;
+  // A stream of its own for each record: how days are cut into files changes no record.
+  Random random(Mix(model.seed, interval.stamp));
+  for (size_t i = 0; i < layout.section_count; ++i) {
+    const SectionRow& row = layout.sections[i];
+    const Form& form = kForms[row.form];
+    const bool carried = IsCarried(plan, row);
+    PutSectionHeader(start + row.slot, form.size, plan.counts[row.kind],
+                     carried ? static_cast<size_t>(out - start) : 0);
+    if (!carried) continue;
+    const EntryContext context = {.form = &form,
+                                  .rule = layout.row.rule,
+                                  .revision = plan.revision,
+                                  .key_count = KeyCountOf(plan, row.kind),
+                                  .mask = masks[row.kind],
+                                  .interval = plan.interval,
+                                  .perturbed = plan.profile == Profile::kOffice,
+                                  .load = interval.load};
+    for (const Resource& resource : model.resources[row.kind]) {
+      out = PutEntry(out, context, resource, random);
+    }
+  }
+  if (layout.has_items) {
+    const auto offset = static_cast<size_t>(out - start);
+    uint32_t items = 0;
+    out = PutItems(out, plan, model, interval, random, items);
+    if (items != 0) PutSectionHeader(start + kItemsSlot, kItemHead, items, offset);
+  }
+  const auto size = static_cast<size_t>(out - start);
+  std::memcpy(start + kAtTag, "STA", 3);
+  Store32(start + kAtTime, interval.stamp);
+  Store32(start + kAtLength, static_cast<uint32_t>(size));
+  if (layout.row.carries_pair) {
+    Store16(start + kAtIntervalValue, static_cast<uint16_t>(plan.interval));
+  }
+  return size;
+}

@@ -1,0 +1,25 @@
+// Statistics records of made-up arrays: one interval of all resources.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "engine/kinds.h"
+#include "tools/making/make_array.h"
+#include "tools/making/make_plan.h"
+
+// One sampling interval.
+struct Interval {
+  uint32_t stamp;
+  Load load;
+  bool first;  // first one behind a structure record
+};
+
+// Item bitmaps of the files of a plan.
+std::array<uint32_t, kSectionKinds> ItemMasksOf(const MakePlan& plan);
+
+// Builds the whole record into `record`; returns its length (the vector may be longer: it is kept
+// at the largest size so that it is not cleared for each record).
+size_t BuildStatistics(const MakePlan& plan, const ArrayModel& model, const Interval& interval,
+                       std::vector<uint8_t>& record);

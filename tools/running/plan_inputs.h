@@ -1,0 +1,21 @@
+// The inputs of a planned archive run: sorted and checked by the archiver's own functions, and what
+// the plan knows of each.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/running/plan.h"
+#include "tools/running/plan_outputs.h"
+
+struct CheckedInputs {
+  std::vector<PlannedInput> accepted;  // in the order of the run
+  std::vector<PlanFile> dropped;       // by the check of the headers
+};
+
+// `targets`: names as selected. Files that the run itself makes are taken from the view.
+CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets,
+                                 const PlanRequest& request, const ArchiveView& view);
+
+// "20240304a.psl", "archive/20240304a.psa".
+std::string PlanPath(const std::string& name);

@@ -1,0 +1,357 @@
+// The busiest resources: see the header. Millions of entries pass here, so that of each only the
+// columns are decoded that count, and its resource is looked for first where it stood in the record
+// before.
+#include "tools/showing/top_resources.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <tuple>
+
+#include "engine/byteorder.h"
+#include "engine/pmonfile.h"
+#include "tools/output/report.h"
+#include "tools/reading/array_tables.h"
+#include "tools/reading/file_summary.h"
+
+namespace {
+
+// What stands for the array of a file whose name tells none.
+std::string ArrayOf(const std::string& path, char level) {
+  const std::string array = PartsOfName(path, level).array;
+  return array.empty() ? "-" : array;
+}
+
+// The columns that count, in the places of their numbers.
+enum Counted : uint8_t {
+  kInterval,
+  kValid,
+  kBusy,
+  kOps,
+  kFirst,
+  kMaximum,
+  kSecond,
+  kRate,  // of the record, when that is the measure
+  kPeak,  // of the measure, where files carry it
+  kCountedColumns
+};
+
+struct MeasureColumns {
+  const char* rate;  // of the group
+  const char* peak;
+  Counted record;  // what the measure of one record is
+};
+
+MeasureColumns ColumnsOf(TopMeasure by) {
+  switch (by) {
+    case TopMeasure::kOps:
+      return {"ops_per_s", "ops_per_s_max", kRate};
+    case TopMeasure::kVolume:
+      return {"kvolume_per_s", "kvolume_per_s_max", kRate};
+    case TopMeasure::kBusy:
+      return {"", "", kBusy};
+    case TopMeasure::kMean:
+      return {"", "", kFirst};
+    case TopMeasure::kMax:
+      break;
+  }
+  return {"", "", kMaximum};
+}
+
+// The place of each column's number.
+std::vector<uint8_t> PlacesOf(const std::vector<Column>& columns, uint32_t group, TopMeasure by) {
+  const auto of_group = [group](const char* name) { return fmt::format("g{}_{}", group, name); };
+  const MeasureColumns measure = ColumnsOf(by);
+  std::map<std::string, Counted> names = {{"interval_ms", kInterval},
+                                          {"valid", kValid},
+                                          {"busy_pct", kBusy},
+                                          {of_group("ops"), kOps},
+                                          {of_group("first_mean"), kFirst},
+                                          {of_group("max"), kMaximum},
+                                          {of_group(measure.rate), kRate},
+                                          {of_group(measure.peak), kPeak}};
+  if (by == TopMeasure::kBusy) names["busy_pct_max"] = kPeak;
+  // Up to 0x12 the second average is one over time and makes no volume.
+  const bool volume = std::any_of(columns.begin(), columns.end(), [&](const Column& column) {
+    return column.name == of_group("kvolume_per_s");
+  });
+  if (volume) names[of_group("second_mean")] = kSecond;
+  std::vector<uint8_t> places;
+  for (const Column& column : columns) {
+    const auto found = names.find(column.name);
+    places.push_back(found == names.end() ? ColumnChoice::kNowhere : uint8_t{found->second});
+  }
+  return places;
+}
+
+}  // namespace
+
+// Adds the entries of a file to their resources.
+class TopCollector::Writer : public DumpWriter {
+ public:
+  Writer(TopCollector& collector, std::string path)
+      : collector_(collector), path_(std::move(path)) {}
+
+  void Open(const PslHeader& header) override {
+    array_ = ArrayOf(path_, header.level);
+    group_ = &collector_.groups_[array_];
+    total_ = &collector_.totals_[array_];
+    total_->array = array_;
+    total_->cells.resize(collector_.cells());
+  }
+  void Start(const std::vector<const std::vector<Column>*>& all) override {
+    uint32_t groups = 0;
+    for (const std::vector<Column>* columns : all) {
+      for (const Column& column : *columns) groups = std::max<uint32_t>(groups, column.group);
+    }
+    const uint32_t group = collector_.wishes_.group;
+    refused_ = group > std::max(groups, 1U);
+    if (refused_) {
+      static_cast<void>(
+          Fail(path_, fmt::format("its entries have {} counter groups, not {}", groups, group)));
+    }
+  }
+  std::vector<uint8_t> WantsNumbers(const std::vector<Column>& columns) const override {
+    return PlacesOf(columns, collector_.wishes_.group, collector_.wishes_.by);
+  }
+  bool failed() const override { return refused_; }
+
+  void StartRecord(const RecordPeriod& period) override {
+    EndRecord();
+    place_ = 0;
+    period_ = period;
+    // The file may have grown since the first pass.
+    cell_ = collector_.cells() == 0 ? 0 : collector_.CellOf(period.stamp);
+  }
+
+  void Put(const DumpedEntry& entry) override {
+    if (collector_.cells() == 0) return;
+    if (columns_ != &entry.columns) LookAt(entry.columns);
+    TopResource& resource = ResourceOf(entry);
+    numbers_.fill(kNoNumber);
+    std::copy(entry.numbers.begin(), entry.numbers.end(), numbers_.begin());
+    // Where there is nothing to count an entry can be busy.
+    if (counts_ ? std::isnan(numbers_[kOps]) : numbers_[kValid] == 0) return;
+    const TopSums sums = Sums();
+    resource.cells[cell_].Add(sums);
+    record_.Add(sums);
+    longest_ = std::max(longest_, sums.milliseconds);
+    const double peak = std::isnan(numbers_[kPeak]) ? numbers_[peak_] : numbers_[kPeak];
+    if (!std::isnan(peak)) resource.peak.Take(peak, entry.period);
+  }
+
+  // Of an array's record the time counts once, whatever number of resources it tells of.
+  void EndRecord() {
+    record_.milliseconds = longest_;
+    if (collector_.cells() != 0) {
+      total_->cells[cell_].Add(record_);
+      const auto measure = record_.Measure(collector_.wishes_.by);
+      if (measure) total_->peak.Take(*measure, period_);
+    }
+    record_ = {};
+    longest_ = 0;
+  }
+
+ private:
+  TopResource& ResourceOf(const DumpedEntry& entry) {
+    std::vector<TopResource>& all = group_->resources;
+    if (entry.form == nullptr) {
+      const auto& key = std::get<std::string>(entry.values.front());
+      const auto [found, is_new] = group_->by_text.try_emplace(key, all.size());
+      if (is_new) AddResource(key);
+      return all[found->second];
+    }
+    const uint64_t key = uint64_t{entry.key_count} << 32 | entry.key;
+    const size_t place = place_++;
+    if (place < order_.size() && order_[place].first == key) return all[order_[place].second];
+    const auto [found, is_new] = group_->by_key.try_emplace(key, all.size());
+    if (is_new) AddResource(KeyText(entry.form->key, entry.key_count, entry.key));
+    if (place >= order_.size()) order_.resize(place + 1);
+    order_[place] = {key, found->second};
+    return all[found->second];
+  }
+
+  void AddResource(const std::string& key) {
+    group_->resources.push_back({array_, key, {}, {}, {}});
+    group_->resources.back().cells.resize(collector_.cells());
+  }
+
+  void LookAt(const std::vector<Column>& columns) {
+    columns_ = &columns;
+    const std::vector<uint8_t> places = WantsNumbers(columns);
+    const auto has = [&](Counted which) {
+      return std::find(places.begin(), places.end(), which) != places.end();
+    };
+    counts_ = has(kOps);
+    has_volume_ = has(kSecond);
+    peak_ = ColumnsOf(collector_.wishes_.by).record;
+  }
+
+  double NumberAt(Counted which) const { return std::isnan(numbers_[which]) ? 0 : numbers_[which]; }
+
+  TopSums Sums() const {
+    constexpr double kVolumeUnit = 1024.0;
+    TopSums sums;
+    sums.milliseconds = NumberAt(kInterval);
+    sums.operations = NumberAt(kOps);
+    sums.first = NumberAt(kFirst) * sums.operations;
+    sums.kvolume = NumberAt(kSecond) * sums.operations / kVolumeUnit;
+    sums.has_volume = has_volume_;
+    sums.maximum = NumberAt(kMaximum);
+    sums.has_maximum = !std::isnan(numbers_[kMaximum]);
+    sums.busy_milliseconds = std::isnan(numbers_[kBusy]) ? 0 : sums.milliseconds;
+    sums.busy = NumberAt(kBusy) * sums.busy_milliseconds;
+    return sums;
+  }
+
+  TopCollector& collector_;
+  std::string path_;
+  std::string array_;
+  bool refused_ = false;
+  Group* group_ = nullptr;
+  TopTotal* total_ = nullptr;
+  const std::vector<Column>* columns_ = nullptr;
+  bool counts_ = false;  // operations
+  bool has_volume_ = false;
+  Counted peak_ = kRate;
+  std::array<double, kCountedColumns> numbers_ = {};  // of the entry at hand
+  RecordPeriod period_;                               // of the record at hand
+  size_t cell_ = 0;
+  size_t place_ = 0;                                // of the next entry in its section
+  std::vector<std::pair<uint64_t, size_t>> order_;  // keys and resources by place
+  TopSums record_;
+  double longest_ = 0;
+};
+
+bool TopCollector::Look(const std::string& path) {
+  PslReader reader(path, PslReader::Reports::kKept);
+  if (!reader.Open()) return true;
+  const DumpWishes& dump = wishes_.dump;
+  FilePeriods periods(path, dump.zone);
+  Part part = {path, {}};
+  while (reader.NextHeader()) {
+    progress_.Show(path, reader.position(), reader.size());
+    if (reader.tag() != "STA") continue;
+    const RecordPeriod period =
+        periods.Of(reader.position(), Load32(reader.record().data() + kAtTime));
+    if (!LiesIn(period, dump.from, dump.to, dump.zone)) continue;
+    Note(period);
+    part.covered.push_back(CoverOf(period));
+  }
+  if (part.covered.empty()) return true;
+  std::vector<CoveredTime>& covered = part.covered;
+  std::sort(covered.begin(), covered.end(),
+            [](const CoveredTime& a, const CoveredTime& b) { return a.first < b.first; });
+  size_t last = 0;
+  for (const CoveredTime& each : covered) {
+    const bool joins = each.first <= covered[last].last || each.first == covered[last].last + 1;
+    if (!joins) covered[++last] = each;
+    covered[last].last = std::max(covered[last].last, each.last);
+  }
+  covered.resize(last + 1);
+  const std::string array = ArrayOf(path, reader.header().level);
+  for (const Part& other : parts_[array]) {
+    if (!Meet(part, other)) continue;
+    progress_.Clear();
+    return Fail(path, fmt::format("holds the same time of array {} as {}: its intervals would "
+                                  "count twice; name one of them, or use --from and --to",
+                                  array, other.path));
+  }
+  parts_[array].push_back(std::move(part));
+  return true;
+}
+
+// One file may end with the second with which the next begins: the interval before midnight.
+bool TopCollector::Meet(const Part& a, const Part& b) {
+  const auto follows = [](const Part& early, const Part& late) {
+    const uint32_t end = early.covered.back().last;
+    return end == late.covered.front().first && early.covered.front().first < end &&
+           late.covered.back().last > end;
+  };
+  const bool in_a_row = follows(a, b) || follows(b, a);
+  auto at = a.covered.begin();
+  auto other = b.covered.begin();
+  while (at != a.covered.end() && other != b.covered.end()) {
+    const uint32_t first = std::max(at->first, other->first);
+    const uint32_t last = std::min(at->last, other->last);
+    if (first < last || (first == last && !in_a_row)) return true;
+    at->last < other->last ? ++at : ++other;
+  }
+  return false;
+}
+
+void TopCollector::Note(const RecordPeriod& period) {
+  const uint32_t begin = period.level == 'L' ? period.stamp : period.begin;
+  if (!span_) span_.emplace(begin, period.end);
+  span_->first = std::min(span_->first, begin);
+  span_->second = std::max(span_->second, period.end);
+  const uint32_t stamp = period.stamp;
+  if (!stamped_) stamped_.emplace(stamp, stamp);
+  stamped_->first = std::min(stamped_->first, stamp);
+  stamped_->second = std::max(stamped_->second, stamp);
+  if (crowded_) return;
+  const auto place = std::lower_bound(stamps_.begin(), stamps_.end(), stamp);
+  if (place != stamps_.end() && *place == stamp) return;
+  stamps_.insert(place, stamp);
+  crowded_ = stamps_.size() > wishes_.width;
+}
+
+size_t TopCollector::cells() const { return crowded_ ? wishes_.width : stamps_.size(); }
+
+// While each stamp has a cell of its own they are numbered, else the span is cut into equal parts.
+size_t TopCollector::CellOf(uint32_t stamp) const {
+  if (!crowded_) {
+    const auto place = std::lower_bound(stamps_.begin(), stamps_.end(), stamp);
+    return std::min(static_cast<size_t>(place - stamps_.begin()), cells() - 1);
+  }
+  const uint64_t length = uint64_t{stamped_->second} - stamped_->first + 1;
+  const uint64_t at = std::clamp(stamp, stamped_->first, stamped_->second) - stamped_->first;
+  return static_cast<size_t>(at * wishes_.width / length);
+}
+
+DumpEnd TopCollector::Take(const std::string& path) {
+  wishes_.dump.path = path;
+  Writer writer(*this, path);
+  const TextOut nowhere(stdout);
+  const DumpEnd end = DumpFile(wishes_.dump, writer, nowhere, progress_);
+  if (writer.failed()) return DumpEnd::kRefused;
+  if (end != DumpEnd::kUnreadable && end != DumpEnd::kRefused) writer.EndRecord();
+  return end;
+}
+
+void TopCollector::Finish() {
+  for (auto& [array, group] : groups_) {
+    for (TopResource& resource : group.resources) {
+      for (const TopSums& cell : resource.cells) resource.all.Add(cell);
+    }
+    totals_[array].resources = group.resources.size();
+  }
+  for (auto& [array, total] : totals_) {
+    for (const TopSums& cell : total.cells) total.all.Add(cell);
+  }
+  std::erase_if(totals_, [](const auto& each) { return each.second.resources == 0; });
+}
+
+std::vector<const TopResource*> TopCollector::Ranked() const {
+  std::vector<const TopResource*> ranked;
+  for (const auto& [array, group] : groups_) {
+    for (const TopResource& resource : group.resources) {
+      if (resource.all.Measure(wishes_.by)) ranked.push_back(&resource);
+    }
+  }
+  const auto value = [this](const TopResource* resource) {
+    // Over the whole span the count itself ranks: a resource that was seen for an hour only did
+    // less.
+    if (wishes_.by == TopMeasure::kOps) return resource->all.operations;
+    return *resource->all.Measure(wishes_.by);
+  };
+  std::sort(ranked.begin(), ranked.end(), [&](const TopResource* a, const TopResource* b) {
+    const double of_a = value(a);
+    const double of_b = value(b);
+    if (of_a != of_b) return wishes_.ascending ? of_a < of_b : of_a > of_b;
+    return std::tie(a->array, a->key) < std::tie(b->array, b->key);
+  });
+  return ranked;
+}
