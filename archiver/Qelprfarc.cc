@@ -12,15 +12,11 @@
 #include <string>
 
 #include "archiver/lock.h"
-#include "archiver/messages.h"
 #include "archiver/options.h"
 #include "archiver/prune.h"
 #include "archiver/removal.h"
-#include "archiver/runinfo.h"
 #include "archiver/segment.h"
 #include "archiver/signals.h"
-#include "archiver/trace.h"
-#include "archiver/usage.h"
 #include "archiver/workdir.h"
 #include "engine/QelprfarcMain.h"
 #include "engine/finfo.h"
@@ -32,6 +28,10 @@
 #include "platform/QelCM.h"
 #include "platform/process.h"
 #include "pmonb/PMONBshareTxt.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
+#include "report/trace.h"
+#include "report/usage.h"
 
 char iopath[1024];
 

@@ -8,7 +8,7 @@
 
 #include <cerrno>
 
-#include "archiver/messages.h"
+#include "report/messages.h"
 
 char lockfile_path[300];
 int32_t lockfile_fd = -1;

@@ -10,11 +10,11 @@
 #include <cstring>
 #include <limits>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
-#include "archiver/trace.h"
-#include "archiver/usage.h"
 #include "engine/finfo.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
+#include "report/trace.h"
+#include "report/usage.h"
 
 namespace {
 

@@ -3,10 +3,10 @@
 
 #include <cstring>
 
-#include "archiver/runinfo.h"
-#include "archiver/trace.h"
 #include "pmonb/PMONBarc_del.h"
 #include "pmonb/PMONBcomDeletePml.h"
+#include "report/runinfo.h"
+#include "report/trace.h"
 
 const PruneWatch* prune_watch = nullptr;
 

@@ -11,15 +11,15 @@
 #include <string>
 #include <vector>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
-#include "archiver/trace.h"
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "logdir/limits.h"
 #include "logdir/listing.h"
 #include "logdir/timespan.h"
 #include "logdir/unread.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
+#include "report/trace.h"
 
 namespace {
 

@@ -11,9 +11,9 @@
 #include <initializer_list>
 #include <iterator>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "archiver/segment_layout.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 
 void* shmptr = nullptr;
 size_t shmsize = 0;

@@ -9,8 +9,8 @@
 #include <cstdio>
 #include <string>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 
 namespace {
 

@@ -9,8 +9,6 @@
 #include <string>
 #include <string_view>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "engine/family.h"
 #include "engine/finfo.h"
 #include "engine/header.h"
@@ -23,6 +21,8 @@
 #include "engine/stream.h"
 #include "engine/unarchived.h"
 #include "platform/process.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 
 namespace {
 

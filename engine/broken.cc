@@ -1,10 +1,10 @@
 // BrokenRecord: see the header.
 #include "engine/broken.h"
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "engine/pmoncommon.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 
 const char* broken_reason = "";
 

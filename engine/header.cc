@@ -10,8 +10,6 @@
 #include <cstring>
 #include <ctime>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "engine/byteorder.h"
 #include "engine/finfo.h"
 #include "engine/layout.h"
@@ -19,6 +17,8 @@
 #include "engine/pmoncommon.h"
 #include "platform/QelCM.h"
 #include "platform/zone.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 
 namespace {
 

@@ -10,8 +10,6 @@
 #include <utility>
 #include <vector>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "engine/header.h"
 #include "engine/outname.h"
@@ -21,6 +19,8 @@
 #include "engine/unarchived.h"
 #include "platform/open.h"
 #include "platform/process.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 
 namespace {
 

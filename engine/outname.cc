@@ -8,12 +8,12 @@
 #include <string>
 #include <string_view>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "engine/header.h"
 #include "engine/layout.h"
 #include "engine/output.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <cstring>
 #include <string>
 
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
+#include "report/runinfo.h"
 
 volatile std::sig_atomic_t temporary_at_wfpath = 0;
 

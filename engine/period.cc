@@ -5,13 +5,13 @@
 #include <cstring>
 #include <ctime>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "engine/broken.h"
 #include "engine/finfo.h"
 #include "engine/header.h"
 #include "engine/layout.h"
 #include "platform/QelHP2Sol.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 
 namespace {
 

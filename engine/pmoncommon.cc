@@ -11,11 +11,11 @@
 #include <cstring>
 #include <string_view>
 
-#include "archiver/messages.h"
 #include "engine/byteorder.h"
 #include "engine/finfo.h"
 #include "engine/output_file.h"
 #include "platform/process.h"
+#include "report/messages.h"
 
 namespace {
 

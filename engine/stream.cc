@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <span>
 
-#include "archiver/messages.h"
 #include "engine/broken.h"
 #include "engine/byteorder.h"
 #include "engine/family.h"
@@ -14,6 +13,7 @@
 #include "engine/framing.h"
 #include "engine/layout.h"
 #include "engine/pmoncommon.h"
+#include "report/messages.h"
 
 namespace {
 

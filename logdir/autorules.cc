@@ -6,9 +6,9 @@
 #include <ctime>
 #include <set>
 
-#include "archiver/runinfo.h"
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
+#include "report/runinfo.h"
 
 namespace {
 

@@ -16,8 +16,6 @@
 #include <utility>
 #include <vector>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "engine/outname.h"
 #include "engine/pmoncommon.h"
@@ -31,6 +29,8 @@
 #include "platform/directory.h"
 #include "platform/open.h"
 #include "platform/process.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <ctime>
 
-#include "archiver/runinfo.h"
 #include "logdir/timespan.h"
+#include "report/runinfo.h"
 
 namespace {
 

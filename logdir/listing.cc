@@ -8,9 +8,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "archiver/messages.h"
 #include "logdir/unread.h"
 #include "platform/process.h"
+#include "report/messages.h"
 
 namespace {
 

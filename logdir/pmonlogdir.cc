@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "archiver/messages.h"
 #include "engine/finfo.h"
 #include "engine/pmoncommon.h"
 #include "logdir/timespan.h"
 #include "platform/process.h"
+#include "report/messages.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <limits>
 #include <string>
 
-#include "archiver/messages.h"
-#include "archiver/usage.h"
+#include "report/messages.h"
+#include "report/usage.h"
 
 int64_t StartTime = 0;
 int64_t EndTime = 0;

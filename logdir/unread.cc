@@ -5,10 +5,10 @@
 #include <map>
 #include <set>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
-#include "archiver/trace.h"
 #include "engine/finfo.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
+#include "report/trace.h"
 
 namespace {
 

@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "engine/input.h"
+#include "report/runinfo.h"
 #include "tests/support/header_file.h"
 #include "tests/support/retention.h"
 #include "tests/support/run_state.h"

@@ -12,11 +12,11 @@
 #include <string>
 #include <vector>
 
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
 #include "platform/QelCM.h"
+#include "report/runinfo.h"
 #include "tests/support/lines.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"

@@ -8,8 +8,8 @@
 #include <initializer_list>
 #include <map>
 
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
+#include "report/runinfo.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/header_fixture.h"
 #include "tests/support/record_bytes.h"

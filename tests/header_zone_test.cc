@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "platform/QelCM.h"
+#include "report/runinfo.h"
 #include "tests/support/header_fixture.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/tempdir.h"

@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "platform/zone.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 #include "tests/support/header_file.h"
 #include "tests/support/lines.h"
 #include "tests/support/messages_fixture.h"

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "archiver/removal.h"
-#include "archiver/runinfo.h"
 #include "logdir/autotarget.h"
 #include "logdir/limits.h"
 #include "logdir/timespan.h"
+#include "report/runinfo.h"
 #include "tests/support/nights.h"
 #include "tests/support/run_state.h"
 #include "tools/running/health.h"

@@ -10,9 +10,9 @@
 #include <cstdio>
 #include <string>
 
-#include "archiver/runinfo.h"
 #include "archiver/signals.h"
 #include "engine/finfo.h"
+#include "report/runinfo.h"
 #include "tests/support/process.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"

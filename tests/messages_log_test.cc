@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 #include "tests/support/lines.h"
 #include "tests/support/messages_fixture.h"
 #include "tests/support/tempdir.h"

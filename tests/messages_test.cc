@@ -1,5 +1,5 @@
 // Messages: console texts, and what goes to the trace instead of them.
-#include "archiver/messages.h"
+#include "report/messages.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "platform/QelCM.h"
+#include "report/runinfo.h"
 #include "tests/support/lines.h"
 #include "tests/support/messages_fixture.h"
 #include "tests/support/process.h"

@@ -8,9 +8,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 #include "tests/support/messages_fixture.h"
 #include "tests/support/run_state.h"
 

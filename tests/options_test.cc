@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "platform/QelCM.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"
 

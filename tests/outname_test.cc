@@ -7,10 +7,10 @@
 #include <cstring>
 #include <string>
 
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "engine/layout.h"
 #include "engine/period.h"
+#include "report/runinfo.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/run_state.h"

@@ -17,8 +17,8 @@
 #include <string>
 #include <vector>
 
-#include "archiver/runinfo.h"
 #include "logdir/autorules.h"
+#include "report/runinfo.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"
 

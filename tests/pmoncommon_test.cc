@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
+#include "report/runinfo.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"

@@ -7,10 +7,10 @@
 #include <cstring>
 #include <string>
 
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "engine/pmoncommon.h"
 #include "platform/process.h"
+#include "report/runinfo.h"
 #include "tests/support/process.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"

@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "archiver/runinfo.h"
-#include "archiver/zero_file.h"
 #include "engine/finfo.h"
 #include "logdir/autotarget.h"
 #include "platform/QelCM.h"
+#include "report/runinfo.h"
+#include "report/zero_file.h"
 #include "tests/support/header_file.h"
 #include "tests/support/retention.h"
 #include "tests/support/run_state.h"

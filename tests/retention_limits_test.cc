@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "archiver/runinfo.h"
 #include "logdir/autotarget.h"
+#include "report/runinfo.h"
 #include "tests/support/retention.h"
 #include "tests/support/run_state.h"
 #include "tests/support/utc.h"

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "archiver/runinfo.h"
+#include "report/runinfo.h"
 #include "tests/support/run_state.h"
 #include "tests/support/server.h"
 

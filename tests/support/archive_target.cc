@@ -9,14 +9,14 @@
 #include <cstring>
 #include <filesystem>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "engine/QelprfarcMain.h"
 #include "engine/finfo.h"
 #include "engine/header.h"
 #include "engine/pmoncommon.h"
 #include "logdir/pmonlogdir.h"
 #include "platform/QelCM.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 #include "revisions/sets/lookup.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"

@@ -10,12 +10,12 @@
 #include <optional>
 #include <sstream>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "engine/QelprfarcMain.h"
 #include "engine/finfo.h"
 #include "engine/pmoncommon.h"
 #include "platform/QelCM.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 #include "tests/support/run_state.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <string>
 
-#include "archiver/messages.h"
 #include "platform/QelCM.h"
+#include "report/messages.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"
 

@@ -8,11 +8,11 @@
 #include <cstdio>
 #include <stdexcept>
 
-#include "archiver/runinfo.h"
 #include "engine/family.h"
 #include "engine/finfo.h"
 #include "engine/layout.h"
 #include "engine/stream.h"
+#include "report/runinfo.h"
 #include "revisions/sets/lookup.h"
 #include "tests/support/revision_facts.h"
 #include "tests/support/run_state.h"

@@ -11,9 +11,7 @@
 #include <stdexcept>
 
 #include "archiver/lock.h"
-#include "archiver/messages.h"
 #include "archiver/removal.h"
-#include "archiver/runinfo.h"
 #include "archiver/segment.h"
 #include "engine/finfo.h"
 #include "engine/output_file.h"
@@ -23,6 +21,8 @@
 #include "logdir/unread.h"
 #include "platform/QelCM.h"
 #include "platform/process.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 
 namespace {
 

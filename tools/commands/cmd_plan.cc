@@ -10,8 +10,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "archiver/runinfo.h"
 #include "platform/process.h"
+#include "report/runinfo.h"
 #include "tools/output/report.h"
 #include "tools/output/shown_text.h"
 #include "tools/output/text_out.h"

@@ -13,11 +13,11 @@
 #include <map>
 #include <set>
 
-#include "archiver/runinfo.h"
 #include "logdir/autotarget.h"
 #include "logdir/limits.h"
 #include "logdir/listing.h"
 #include "logdir/timespan.h"
+#include "report/runinfo.h"
 #include "tools/output/report.h"
 #include "tools/running/health.h"
 

@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "archiver/trace.h"
+#include "report/trace.h"
 #include "tools/output/report.h"
 #include "tools/running/health.h"
 

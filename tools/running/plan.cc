@@ -9,11 +9,11 @@
 #include <cerrno>
 #include <cstring>
 
-#include "archiver/runinfo.h"
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "logdir/listing.h"
 #include "logdir/unread.h"
+#include "report/runinfo.h"
 
 namespace {
 

@@ -10,12 +10,12 @@
 #include <cstring>
 #include <set>
 
-#include "archiver/runinfo.h"
 #include "engine/finfo.h"
 #include "engine/input.h"
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "logdir/listing.h"
+#include "report/runinfo.h"
 #include "tools/reading/time_text.h"
 #include "tools/running/plan.h"
 #include "tools/running/plan_inputs.h"

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <utility>
 
-#include "archiver/runinfo.h"
+#include "report/runinfo.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <map>
 
-#include "archiver/runinfo.h"
 #include "engine/period.h"
+#include "report/runinfo.h"
 #include "tools/running/plan.h"
 
 namespace {

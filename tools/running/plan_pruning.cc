@@ -9,10 +9,10 @@
 #include <set>
 
 #include "archiver/prune.h"
-#include "archiver/runinfo.h"
 #include "logdir/timespan.h"
 #include "pmonb/PMONBcomDeletePml.h"
 #include "pmonb/pml_system.h"
+#include "report/runinfo.h"
 #include "tools/running/plan.h"
 #include "tools/running/plan_dangers.h"
 

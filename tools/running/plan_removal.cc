@@ -5,11 +5,11 @@
 #include <cstring>
 
 #include "archiver/removal.h"
-#include "archiver/runinfo.h"
 #include "logdir/autotarget.h"
 #include "logdir/limits.h"
 #include "logdir/listing.h"
 #include "logdir/timespan.h"
+#include "report/runinfo.h"
 #include "tools/reading/time_text.h"
 #include "tools/running/plan.h"
 

@@ -6,12 +6,12 @@
 #include <iterator>
 #include <utility>
 
-#include "archiver/messages.h"
-#include "archiver/runinfo.h"
 #include "archiver/segment.h"
 #include "engine/finfo.h"
 #include "logdir/autotarget.h"
 #include "logdir/timespan.h"
+#include "report/messages.h"
+#include "report/runinfo.h"
 #include "tools/output/report.h"
 #include "tools/running/plan.h"
 

@@ -1,4 +1,4 @@
 // The automatic-run record: see the header.
-#include "archiver/runinfo.h"
+#include "report/runinfo.h"
 
 ArcDelInfo arcdelinfo;

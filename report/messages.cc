@@ -2,17 +2,17 @@
 // look like; OutputLogMsg decides by the kind of run where they go. Automatic runs have nobody at
 // a console: there the console text goes to the trace file, and standard error is only the last
 // resort, so that no message is lost.
-#include "archiver/messages.h"
+#include "report/messages.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
 
-#include "archiver/runinfo.h"
-#include "archiver/zero_file.h"
 #include "engine/finfo.h"
 #include "platform/QelCM.h"
+#include "report/runinfo.h"
+#include "report/zero_file.h"
 
 ArcErrInfo arcerrinfo;
 int32_t OptVerbose = 0;

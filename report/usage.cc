@@ -1,5 +1,5 @@
 // The usage text: see the header.
-#include "archiver/usage.h"
+#include "report/usage.h"
 
 #include <cstdio>
 

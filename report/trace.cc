@@ -1,5 +1,5 @@
 // Trace lines of the command layer: see the header.
-#include "archiver/trace.h"
+#include "report/trace.h"
 
 #include <cstdarg>
 #include <cstdio>

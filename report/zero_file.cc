@@ -1,6 +1,6 @@
 // CreateZeroFile: an empty archive marks a day as done, so that a day whose log is broken is not
 // archived again by every later run.
-#include "archiver/zero_file.h"
+#include "report/zero_file.h"
 
 #include <fcntl.h>
 #include <unistd.h>
