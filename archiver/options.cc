@@ -10,7 +10,7 @@
 #include <cstring>
 #include <limits>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
 #include "report/trace.h"

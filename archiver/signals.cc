@@ -6,7 +6,7 @@
 #include <csignal>
 
 #include "archiver/lock.h"
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/output_file.h"
 
 namespace {

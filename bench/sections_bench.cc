@@ -5,8 +5,8 @@
 #include <bit>
 #include <vector>
 
+#include "areas/finfo.h"
 #include "engine/byteorder.h"
-#include "engine/finfo.h"
 #include "engine/layout.h"
 #include "engine/pmonfile.h"
 #include "revisions/fold/fold.h"

@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "areas/finfo.h"
 #include "engine/family.h"
-#include "engine/finfo.h"
 #include "engine/header.h"
 #include "engine/input.h"
 #include "engine/layout.h"

@@ -1,7 +1,7 @@
 // BrokenRecord: see the header.
 #include "engine/broken.h"
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/pmoncommon.h"
 #include "report/messages.h"
 #include "report/runinfo.h"

@@ -10,8 +10,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "areas/finfo.h"
 #include "engine/byteorder.h"
-#include "engine/finfo.h"
 #include "engine/layout.h"
 #include "engine/output.h"
 #include "engine/pmoncommon.h"

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/header.h"
 #include "engine/outname.h"
 #include "engine/output.h"

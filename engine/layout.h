@@ -1,14 +1,14 @@
-// The layouts of all format revisions as constexpr tables (engine/layout/): item bitmaps of the file
-// header, lists of the structure record, sections and entry forms of the statistics record, optional
-// items. Readers, writers, converters, accumulators and the tools are loops or templates over these
-// rows. What the rows must satisfy is proved in engine/layout/check.cc.
+// The layouts of all format revisions as constexpr tables (engine/layout/): item bitmaps of the
+// file header, lists of the structure record, sections and entry forms of the statistics record,
+// optional items. Readers, writers, converters, accumulators and the tools are loops or templates
+// over these rows. What the rows must satisfy is proved in engine/layout/check.cc.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 #include "engine/layout/forms.h"
 #include "engine/layout/items.h"
 #include "engine/layout/lists.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/header.h"
 #include "engine/layout.h"
 #include "engine/output.h"

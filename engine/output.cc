@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "areas/finfo.h"
 #include "engine/family.h"
-#include "engine/finfo.h"
 #include "engine/header.h"
 #include "engine/input.h"
 #include "engine/layout.h"

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "report/runinfo.h"
 
 volatile std::sig_atomic_t temporary_at_wfpath = 0;

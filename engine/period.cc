@@ -5,8 +5,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "areas/finfo.h"
 #include "engine/broken.h"
-#include "engine/finfo.h"
 #include "engine/header.h"
 #include "engine/layout.h"
 #include "platform/QelHP2Sol.h"

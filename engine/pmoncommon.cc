@@ -11,8 +11,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "areas/finfo.h"
 #include "engine/byteorder.h"
-#include "engine/finfo.h"
 #include "engine/output_file.h"
 #include "platform/process.h"
 #include "report/messages.h"

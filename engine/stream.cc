@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <span>
 
+#include "areas/finfo.h"
 #include "engine/broken.h"
 #include "engine/byteorder.h"
 #include "engine/family.h"
-#include "engine/finfo.h"
 #include "engine/framing.h"
 #include "engine/layout.h"
 #include "engine/pmoncommon.h"

@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/outname.h"
 #include "engine/pmoncommon.h"
 #include "engine/unarchived.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/pmoncommon.h"
 #include "logdir/timespan.h"
 #include "platform/process.h"

@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
 #include "report/trace.h"

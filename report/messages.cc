@@ -9,7 +9,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "platform/QelCM.h"
 #include "report/runinfo.h"
 #include "report/zero_file.h"

@@ -5,7 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 
 void CreateZeroFile() {
   if (wfd != -1) close(wfd);

@@ -1,7 +1,7 @@
 // Family 0x14 by name; rows in engine/layout.h, loops in revisions/statistics.cc and structure.cc.
 #include "revisions/Qelprfarc0x14.h"
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "revisions/statistics.h"
 #include "revisions/structure.h"
 

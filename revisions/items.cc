@@ -5,10 +5,10 @@
 #include <cstring>
 #include <memory>
 
+#include "areas/finfo.h"
 #include "engine/broken.h"
 #include "engine/byteorder.h"
 #include "engine/family.h"
-#include "engine/finfo.h"
 #include "platform/QelCM.h"
 #include "revisions/fold/quadset.h"
 #include "revisions/sets/lookup.h"

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <array>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "revisions/fold/kernel.h"
 
 namespace {

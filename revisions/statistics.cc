@@ -4,10 +4,10 @@
 #include <array>
 #include <cstring>
 
+#include "areas/finfo.h"
 #include "engine/broken.h"
 #include "engine/byteorder.h"
 #include "engine/family.h"
-#include "engine/finfo.h"
 #include "engine/pmoncommon.h"
 #include "revisions/cache.h"
 #include "revisions/fold/fold.h"

@@ -6,10 +6,10 @@
 #include <array>
 #include <cstring>
 
+#include "areas/finfo.h"
 #include "engine/broken.h"
 #include "engine/byteorder.h"
 #include "engine/family.h"
-#include "engine/finfo.h"
 #include "engine/pmoncommon.h"
 #include "revisions/fold/fold.h"
 #include "revisions/items.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/pmoncommon.h"
 #include "revisions/named/converters.h"
 #include "revisions/named/named.h"

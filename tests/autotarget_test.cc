@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/input.h"
 #include "report/runinfo.h"
 #include "tests/support/header_file.h"

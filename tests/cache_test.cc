@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "revisions/named/converters.h"
 #include "revisions/named/named.h"
 #include "tests/support/record_builder.h"

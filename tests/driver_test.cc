@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "tests/support/driver_fixture.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/record_bytes.h"

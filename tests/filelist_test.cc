@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
 #include "platform/QelCM.h"

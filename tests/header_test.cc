@@ -8,7 +8,7 @@
 #include <initializer_list>
 #include <map>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "report/runinfo.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/header_fixture.h"

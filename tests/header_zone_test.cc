@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "platform/QelCM.h"
 #include "report/runinfo.h"
 #include "tests/support/header_fixture.h"

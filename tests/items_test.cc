@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "revisions/named/named.h"
 #include "tests/support/items_fixture.h"
 #include "tests/support/record_builder.h"

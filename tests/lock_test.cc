@@ -11,7 +11,7 @@
 #include <string>
 
 #include "archiver/signals.h"
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "report/runinfo.h"
 #include "tests/support/process.h"
 #include "tests/support/run_state.h"

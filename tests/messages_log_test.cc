@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
 #include "tests/support/lines.h"

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
 #include "tests/support/messages_fixture.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "platform/QelCM.h"
 #include "report/messages.h"
 #include "report/runinfo.h"

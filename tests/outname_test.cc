@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/layout.h"
 #include "engine/period.h"
 #include "report/runinfo.h"

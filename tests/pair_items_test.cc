@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "areas/finfo.h"
 #include "engine/family.h"
-#include "engine/finfo.h"
 #include "platform/QelCM.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_facts.h"

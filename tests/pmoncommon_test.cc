@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "report/runinfo.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/run_state.h"

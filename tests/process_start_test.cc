@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/pmoncommon.h"
 #include "platform/process.h"
 #include "report/runinfo.h"

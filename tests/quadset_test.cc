@@ -8,7 +8,7 @@
 #include <cstring>
 #include <limits>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/pmoncommon.h"
 #include "revisions/fold/quadset.h"
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "logdir/autotarget.h"
 #include "platform/QelCM.h"
 #include "report/runinfo.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/layout.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_facts.h"

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <string>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/layout.h"
 #include "engine/stream.h"
 #include "report/runinfo.h"

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <span>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 #include "engine/layout/fields.h"
 #include "engine/layout/lists.h"
 #include "engine/layout/revisions.h"

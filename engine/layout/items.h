@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 #include "engine/layout/fields.h"
 #include "engine/layout/revisions.h"
 #include "engine/pmonfile.h"

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 #include "engine/layout/revisions.h"
 
 // --- item bitmaps of the file header --------------------------------------------------------------

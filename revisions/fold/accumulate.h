@@ -4,9 +4,9 @@
 
 #include <cstring>
 
+#include "areas/finfo.h"
 #include "engine/broken.h"
 #include "engine/byteorder.h"
-#include "engine/finfo.h"
 #include "engine/layout.h"
 #include "revisions/fold/quadset.h"
 #include "revisions/sets/lookup.h"

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "revisions/cache.h"
 #include "revisions/fold/accumulate.h"
 #include "revisions/fold/pending.h"

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "areas/finfo.h"
 #include "engine/buffer.h"
-#include "engine/finfo.h"
 #include "engine/layout.h"
 #include "revisions/fold/accumulate.h"
 #include "revisions/fold/fold.h"

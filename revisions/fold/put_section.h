@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "revisions/fold/accumulate.h"
 #include "revisions/fold/kernel.h"
 #include "revisions/fold/settled.h"

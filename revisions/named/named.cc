@@ -5,7 +5,7 @@
 #include <array>
 #include <cstring>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "revisions/cache.h"
 #include "revisions/fold/settled.h"
 #include "revisions/items.h"

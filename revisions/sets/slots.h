@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "areas/kinds.h"
 #include "engine/buffer.h"
-#include "engine/kinds.h"
 #include "engine/layout.h"
 
 // One counter group gathered over a period: sum of counts; sum of count x first average; largest

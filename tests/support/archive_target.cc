@@ -9,8 +9,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include "areas/finfo.h"
 #include "engine/QelprfarcMain.h"
-#include "engine/finfo.h"
 #include "engine/header.h"
 #include "engine/pmoncommon.h"
 #include "logdir/pmonlogdir.h"

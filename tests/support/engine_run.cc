@@ -10,8 +10,8 @@
 #include <optional>
 #include <sstream>
 
+#include "areas/finfo.h"
 #include "engine/QelprfarcMain.h"
-#include "engine/finfo.h"
 #include "engine/pmoncommon.h"
 #include "platform/QelCM.h"
 #include "report/messages.h"

@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/header.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/record_bytes.h"

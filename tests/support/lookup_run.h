@@ -7,7 +7,7 @@
 #include <initializer_list>
 #include <ostream>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_run.h"
 #include "tests/support/run_state.h"

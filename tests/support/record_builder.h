@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 #include "tests/support/entry_bytes.h"
 
 namespace revtest {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 
 namespace revtest {
 

@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "areas/finfo.h"
 #include "engine/family.h"
-#include "engine/finfo.h"
 #include "engine/layout.h"
 #include "engine/stream.h"
 #include "report/runinfo.h"

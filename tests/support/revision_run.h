@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 #include "tests/support/entry_bytes.h"
 #include "tests/support/run_state.h"
 #include "tests/support/tempdir.h"

@@ -13,7 +13,7 @@
 #include "archiver/lock.h"
 #include "archiver/removal.h"
 #include "archiver/segment.h"
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/output_file.h"
 #include "engine/unarchived.h"
 #include "logdir/pmonlogdir.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 #include "engine/layout.h"
 #include "tools/reading/psl_reader.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 #include "tools/making/make_load.h"
 #include "tools/making/make_plan.h"
 

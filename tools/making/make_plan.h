@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 
 enum class Profile : uint8_t {
   kOffice,  // working days with a lunch dip, a nightly batch peak, quiet weekends, one hot disk

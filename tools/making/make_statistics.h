@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 #include "tools/making/make_array.h"
 #include "tools/making/make_plan.h"
 

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 #include "tools/output/progress.h"
 #include "tools/reading/finding.h"
 #include "tools/reading/psl_reader.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 
 struct KindName {
   Kind kind;

@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "areas/kinds.h"
 #include "engine/framing.h"
-#include "engine/kinds.h"
 #include "engine/layout.h"
 #include "tools/reading/finding.h"
 

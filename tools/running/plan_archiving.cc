@@ -10,7 +10,7 @@
 #include <cstring>
 #include <set>
 
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "engine/input.h"
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"

@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "areas/finfo.h"
 #include "engine/byteorder.h"
-#include "engine/finfo.h"
 #include "engine/input.h"
 #include "engine/outname.h"
 #include "engine/pmoncommon.h"

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "archiver/segment.h"
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 #include "logdir/autotarget.h"
 #include "logdir/timespan.h"
 #include "report/messages.h"

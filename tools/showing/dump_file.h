@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 #include "tools/output/progress.h"
 #include "tools/reading/finding.h"
 #include "tools/reading/time_text.h"

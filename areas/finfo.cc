@@ -1,5 +1,5 @@
 // Definitions of the run's work areas.
-#include "engine/finfo.h"
+#include "areas/finfo.h"
 
 #include <cstring>
 

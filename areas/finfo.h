@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "engine/kinds.h"
+#include "areas/kinds.h"
 
 struct RevisionLayout;
 
@@ -50,7 +50,7 @@ struct FileInfo {
   uint8_t* header_read;     // last header read, 256 bytes, from revision 0x1D on; null before
   uint8_t* header_written;  // last header written
   bool utc_in_force;        // TZ was switched to UTC
-  bool traced_utc;  // the last time-zone trace line said "TZ Local to UTC"
+  bool traced_utc;          // the last time-zone trace line said "TZ Local to UTC"
 
   // --- engine/stream.cc ---------------------------------------------------------------------
   int64_t input_size;
