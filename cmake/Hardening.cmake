@@ -2,7 +2,7 @@
 # use to anybody. qelprfarc_harden(<target>...) gives the settings to programs and to what they are
 # made of, qelprfarc_harden_links(<target>...) those of the linker only; the tests' own sources do
 # without. Not under sanitizers and without optimisation, which these settings need or disturb.
-# tests/hardening_test.cc looks at the built programs.
+# tests/runs/hardening_test.cc looks at the built programs.
 include(CheckCXXCompilerFlag)
 
 add_library(qelprfarc_hardened_links INTERFACE)

@@ -15,8 +15,8 @@ if(RUN_CLANG_TIDY_PROGRAM)
   add_custom_target(tidy
     COMMAND "${RUN_CLANG_TIDY_PROGRAM}" -quiet -p "${CMAKE_BINARY_DIR}"
       -extra-arg=-Wno-unknown-warning-option -extra-arg=-Wno-error
-      "-header-filter=^${CMAKE_CURRENT_SOURCE_DIR}/(platform|engine|revisions|logdir|pmonb|archiver|tools|tests|bench)/"
-      "^${CMAKE_CURRENT_SOURCE_DIR}/(platform|engine|revisions|logdir|pmonb|archiver|tools)/"
+      "-header-filter=^${CMAKE_CURRENT_SOURCE_DIR}/(platform|areas|report|engine|revisions|logdir|pmonb|archiver|tools|tests|bench)/"
+      "^${CMAKE_CURRENT_SOURCE_DIR}/(platform|areas|report|engine|revisions|logdir|pmonb|archiver|tools)/"
     WORKING_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}"
     COMMENT "Running clang-tidy"
     USES_TERMINAL VERBATIM)

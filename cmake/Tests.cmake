@@ -16,7 +16,7 @@ endif()
 file(MAKE_DIRECTORY "${test_prefix}")
 
 file(GLOB test_sources CONFIGURE_DEPENDS
-  "${CMAKE_CURRENT_SOURCE_DIR}/tests/*_test.cc"
+  "${CMAKE_CURRENT_SOURCE_DIR}/tests/*/*_test.cc"
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/support/*.cc"
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/model/*.cc"
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/figures/*.cc")

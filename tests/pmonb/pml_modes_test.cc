@@ -2,7 +2,7 @@
 // then what each mode decides and does.
 #include <algorithm>
 
-#include "tests/pml_tree.h"
+#include "tests/pmonb/pml_tree.h"
 
 namespace {
 

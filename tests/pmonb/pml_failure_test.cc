@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "tests/pml_tree.h"
+#include "tests/pmonb/pml_tree.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <random>
 
-#include "tests/pml_tree.h"
+#include "tests/pmonb/pml_tree.h"
 #include "tests/support/pml_model.h"
 
 namespace {

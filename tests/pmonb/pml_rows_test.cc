@@ -1,5 +1,5 @@
 // The switches of every mode of the pruning: range, volume check, staging, counting, creation.
-#include "tests/pml_tree.h"
+#include "tests/pmonb/pml_tree.h"
 
 namespace {
 

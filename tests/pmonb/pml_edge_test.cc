@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "tests/pml_tree.h"
+#include "tests/pmonb/pml_tree.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <exception>
 #include <map>
 
-#include "tests/pml_tree.h"
+#include "tests/pmonb/pml_tree.h"
 
 namespace {
 

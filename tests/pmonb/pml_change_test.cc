@@ -1,5 +1,5 @@
 // Directories that change between the counting and the listing of the pruning.
-#include "tests/pml_tree.h"
+#include "tests/pmonb/pml_tree.h"
 
 namespace {
 

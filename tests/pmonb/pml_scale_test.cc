@@ -1,7 +1,7 @@
 // The pruning of large directories: time must not grow with the square of the number of files.
 #include <chrono>
 
-#include "tests/pml_tree.h"
+#include "tests/pmonb/pml_tree.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <csignal>
 
 #include "pmonb/pml_move.h"
-#include "tests/pml_tree.h"
+#include "tests/pmonb/pml_tree.h"
 
 namespace {
 
