@@ -1,10 +1,6 @@
 // Definitions of the run's work areas.
 #include "areas/finfo.h"
 
-#include <cstring>
-
-#include "engine/pmoncommon.h"
-
 FileInfo finfo;
 int32_t pmonarc_stat = 0;
 
@@ -24,10 +20,3 @@ uint8_t Rev_Kind = 0;
 int32_t auto_break_flg = 0;
 int32_t arcdel_errflg = 0;
 int64_t lastrectime = 0;
-
-void InitWorkArea() {
-  constexpr size_t kNameSize = 1024;
-  finfo = FileInfo{};
-  if (wfname == nullptr) wfname = static_cast<char*>(Malloc(kNameSize));
-  std::memset(wfname, 0, kNameSize);
-}

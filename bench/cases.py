@@ -10,7 +10,7 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 # Counter groups of a resource and how many of them have extremes, as in the entry forms of
-# engine/layout.h. Kinds without groups have heads only.
+# engine/layout/layout.h. Kinds without groups have heads only.
 GROUPS = {"hd": (0, 0), "rd": (0, 0), "dd": (0, 0), "hp": (6, 5), "hpnode": (6, 5), "rp": (6, 6),
           "mp": (2, 2), "dp": (2, 2), "cheseg": (5, 5), "ld": (5, 5), "pd": (2, 2), "rank": (2, 2),
           "pool": (2, 2)}

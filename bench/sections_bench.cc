@@ -7,7 +7,7 @@
 
 #include "areas/finfo.h"
 #include "engine/byteorder.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/pmonfile.h"
 #include "revisions/fold/fold.h"
 #include "revisions/sets/slots.h"

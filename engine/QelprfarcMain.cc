@@ -13,7 +13,7 @@
 #include "engine/family.h"
 #include "engine/header.h"
 #include "engine/input.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/outname.h"
 #include "engine/output.h"
 #include "engine/period.h"
@@ -203,6 +203,13 @@ void ArcMain() {
     LogMessage(107, nullptr);
     if (!Automatic()) EndProcess(1);
   }
+}
+
+void InitWorkArea() {
+  constexpr size_t kNameSize = 1024;
+  finfo = FileInfo{};
+  if (wfname == nullptr) wfname = static_cast<char*>(Malloc(kNameSize));
+  std::memset(wfname, 0, kNameSize);
 }
 
 void MemoryFree() {

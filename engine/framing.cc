@@ -1,6 +1,7 @@
 // Framing of records: see the header.
 #include "engine/framing.h"
 
+#include <algorithm>
 #include <iterator>
 
 #include "engine/byteorder.h"
@@ -34,6 +35,11 @@ RecordTag TagOf(std::string_view text) {
     if (row.text == text) return row.tag;
   }
   return RecordTag::kUnknown;
+}
+
+bool BeginsTag(std::string_view text) {
+  return std::any_of(std::begin(kTags), std::end(kTags),
+                     [text](const TagRow& row) { return row.text.starts_with(text); });
 }
 
 uint32_t FixedSizeOf(RecordTag tag) {

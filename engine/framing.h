@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/pmonfile.h"
 
 enum class RecordTag : uint8_t { kStructure, kStatistics, kNnc, kLdm, kFre, kUnknown };
@@ -36,6 +36,9 @@ Frame FrameOf(std::span<const uint8_t, kRecordHeaderSize> header, uint64_t left,
 
 // The tag of its three characters.
 RecordTag TagOf(std::string_view text);
+
+// Whether a tag begins with these characters, which may be fewer than three.
+bool BeginsTag(std::string_view text);
 
 // Size of all records of a tag that has one ("NNC", "LDM"); 0 otherwise.
 uint32_t FixedSizeOf(RecordTag tag);

@@ -1,4 +1,4 @@
-// File header record: see the header. Offsets and masks come from engine/layout.h.
+// File header record: see the header. Offsets and masks come from engine/layout/layout.h.
 #include "engine/header.h"
 
 #include <sys/stat.h>
@@ -12,7 +12,7 @@
 
 #include "areas/finfo.h"
 #include "engine/byteorder.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/output.h"
 #include "engine/pmoncommon.h"
 #include "platform/QelCM.h"

@@ -10,7 +10,7 @@
 
 #include "areas/finfo.h"
 #include "engine/header.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/output.h"
 #include "report/messages.h"
 #include "report/runinfo.h"

@@ -14,7 +14,7 @@
 #include "engine/family.h"
 #include "engine/header.h"
 #include "engine/input.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/outname.h"
 #include "engine/output_file.h"
 #include "engine/pmoncommon.h"

@@ -8,7 +8,7 @@
 #include "areas/finfo.h"
 #include "engine/broken.h"
 #include "engine/header.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "platform/QelHP2Sol.h"
 #include "report/messages.h"
 #include "report/runinfo.h"

@@ -11,7 +11,7 @@
 #include "engine/byteorder.h"
 #include "engine/family.h"
 #include "engine/framing.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/pmoncommon.h"
 #include "report/messages.h"
 

@@ -1,4 +1,5 @@
-// Family 0x13 by name; rows in engine/layout.h, loops in revisions/statistics.cc and structure.cc.
+// Family 0x13 by name; rows in engine/layout/layout.h, loops in revisions/statistics.cc and
+// structure.cc.
 #include "revisions/Qelprfarc0x13.h"
 
 #include "areas/finfo.h"

@@ -1,4 +1,5 @@
-// Family 0x1D by name; rows in engine/layout.h, loops in revisions/statistics.cc and structure.cc.
+// Family 0x1D by name; rows in engine/layout/layout.h, loops in revisions/statistics.cc and
+// structure.cc.
 #include "revisions/Qelprfarc0x1D.h"
 
 #include "areas/finfo.h"

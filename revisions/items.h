@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "revisions/sets/slots.h"
 
 struct ItemBlock {

@@ -9,7 +9,7 @@
 #include "engine/byteorder.h"
 #include "engine/family.h"
 #include "engine/pmoncommon.h"
-#include "revisions/cache.h"
+#include "revisions/fold/cache.h"
 #include "revisions/fold/fold.h"
 #include "revisions/items.h"
 #include "revisions/record_buffer.h"

@@ -1,7 +1,7 @@
 // Statistics records: one sampling interval of the whole array in, one period out.
 #pragma once
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 // Reads the statistics record at hand in `layout` and folds it into the slots; writes the period
 // before it first when it ends an hour of an hour archive.

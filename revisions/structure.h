@@ -2,7 +2,7 @@
 // sets and passes the record on to the output; the writer lays it out as archives hold it.
 #pragma once
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 // Handles the structure record at hand: skips it when a day archive goes on with the same
 // configuration, else writes the pending period, fills the sets and writes the record.

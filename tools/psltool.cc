@@ -1,4 +1,5 @@
-// psltool: makes and shows files of the performance monitor. Each command is one file commands/cmd_<name>.
+// psltool: makes and shows files of the performance monitor. Each command is one file
+// commands/cmd_<name>.
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -30,11 +31,11 @@ constexpr Program kPsltool = {
     AddCommands};
 
 int Run(int argc, char** argv) {
-  const int status = RunCommandLine(kPsltool, kRefused, argc, argv);
+  const int status = RunCommandLine(kPsltool, kExitRefused, argc, argv);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     // A command that noticed by itself has told.
-    if (status == kDone) static_cast<void>(Fail("standard output", "cannot be written"));
-    return kUnusable;
+    if (status == kExitDone) static_cast<void>(Fail("standard output", "cannot be written"));
+    return kExitUnusable;
   }
   return status;
 }
@@ -50,5 +51,5 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     static_cast<void>(Fail("unexpected", error.what()));
   }
-  return kUnusable;
+  return kExitUnusable;
 }

@@ -1,6 +1,6 @@
 // What the rows of the layout must satisfy, proved by the compiler: a revision that is only half
 // made, a row that stands twice or a field beside its form does not build.
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <span>
 
+#include "engine/layout/records.h"
 #include "engine/layout/revisions.h"
-#include "engine/pmonfile.h"
 
 // clang-format off
 enum class FieldUnit : uint8_t {

@@ -54,7 +54,7 @@ enum FormId : uint8_t {
 
 namespace form_rows {
 using enum Role;
-// The cache section has rules of its own (revisions/cache.cc). Entries with a compact byte are
+// The cache section has rules of its own (revisions/fold/cache.cc). Entries with a compact byte are
 // written compact when idle.
 // clang-format off
 inline constexpr FormRow kRows[kFormCount] = {

@@ -5,8 +5,8 @@
 
 #include "areas/kinds.h"
 #include "engine/layout/fields.h"
+#include "engine/layout/records.h"
 #include "engine/layout/revisions.h"
-#include "engine/pmonfile.h"
 
 // The section header of the optional items.
 inline constexpr uint8_t kItemsSlot = 16;

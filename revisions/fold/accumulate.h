@@ -7,7 +7,7 @@
 #include "areas/finfo.h"
 #include "engine/broken.h"
 #include "engine/byteorder.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "revisions/fold/quadset.h"
 #include "revisions/sets/lookup.h"
 #include "revisions/sets/slots.h"

@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "areas/finfo.h"
-#include "revisions/cache.h"
 #include "revisions/fold/accumulate.h"
+#include "revisions/fold/cache.h"
 #include "revisions/fold/pending.h"
 #include "revisions/fold/put_section.h"
 #include "revisions/fold/tile.h"

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 // A statistics record that is wholly in memory.
 struct RecordView {

@@ -9,7 +9,7 @@
 
 #include "areas/finfo.h"
 #include "engine/buffer.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "revisions/fold/accumulate.h"
 #include "revisions/fold/fold.h"
 #include "revisions/fold/kernel.h"

@@ -7,7 +7,7 @@
 #include <limits>
 
 #include "engine/byteorder.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/pmoncommon.h"
 #include "revisions/sets/slots.h"
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "revisions/fold/pending.h"
 #include "revisions/sets/slots.h"
 

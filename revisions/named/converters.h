@@ -1,8 +1,9 @@
 // Byte-order converters of statistics entries: ntoh_<form> turns an entry as it stands in a file to
-// host order in place, hton_<form> back. The fields come from the form's row in engine/layout.h.
+// host order in place, hton_<form> back. The fields come from the form's row in
+// engine/layout/layout.h.
 #pragma once
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 // Converts every 16-bit and 32-bit field of an entry of `form` in place; bytes and padding stay.
 // The operation is its own inverse, but for cache segments the flags byte decides on one field.

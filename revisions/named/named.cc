@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "areas/finfo.h"
-#include "revisions/cache.h"
+#include "revisions/fold/cache.h"
 #include "revisions/fold/settled.h"
 #include "revisions/items.h"
 #include "revisions/named/converters.h"

@@ -9,7 +9,7 @@
 
 #include "areas/kinds.h"
 #include "engine/buffer.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 // One counter group gathered over a period: sum of counts; sum of count x first average; largest
 // maximum; sum of count (older rule: interval length) x second average.

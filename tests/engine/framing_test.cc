@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 namespace {
 
@@ -66,6 +66,12 @@ TEST(Framing, WhatHasAMeaning) {
   EXPECT_EQ(MeaningfulSize(RecordTag::kLdm, 5000), 64U);
   EXPECT_EQ(MeaningfulSize(RecordTag::kStatistics, 5000), 5000U);
   EXPECT_EQ(MeaningfulSize(RecordTag::kStructure, 5000), 5000U);
+}
+
+TEST(Framing, PiecesOfTags) {
+  for (const char* piece : {"", "C", "ST", "NNC", "LD", "F"})
+    EXPECT_TRUE(BeginsTag(piece)) << piece;
+  for (const char* piece : {"X", "CS", "STAR", "HDR"}) EXPECT_FALSE(BeginsTag(piece)) << piece;
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
-// The layout tables of engine/layout.h against tables written by hand (tests/support/
+// The layout tables of engine/layout/layout.h against tables written by hand (tests/support/
 // revision_facts.cc), for every revision byte 0x10 to 0x21.
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 #include <gtest/gtest.h>
 

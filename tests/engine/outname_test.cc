@@ -8,7 +8,7 @@
 #include <string>
 
 #include "areas/finfo.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/period.h"
 #include "report/runinfo.h"
 #include "tests/support/engine_run.h"

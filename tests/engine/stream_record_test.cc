@@ -10,7 +10,7 @@
 #include <string>
 
 #include "areas/finfo.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/stream.h"
 #include "report/runinfo.h"
 #include "tests/support/engine_run.h"

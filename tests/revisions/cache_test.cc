@@ -1,6 +1,6 @@
 // The cache section: entry sizes, the two slot choices of 0x21, clamps, RW_Cache_Sta and the
 // accumulators by name.
-#include "revisions/cache.h"
+#include "revisions/fold/cache.h"
 
 #include <gtest/gtest.h>
 

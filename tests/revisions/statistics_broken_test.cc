@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "areas/finfo.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_facts.h"
 #include "tests/support/revision_run.h"

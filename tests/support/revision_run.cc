@@ -10,7 +10,7 @@
 
 #include "areas/finfo.h"
 #include "engine/family.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/stream.h"
 #include "report/runinfo.h"
 #include "revisions/sets/lookup.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "tests/model/random_source.h"
 #include "tests/model/time_zone.h"
 #include "tests/support/archived_logs.h"

@@ -1,5 +1,5 @@
 // One resource over one period: what its intervals add up to, and the entry that an archive must
-// hold for it, byte for byte. Everything follows the form rows of engine/layout.h.
+// hold for it, byte for byte. Everything follows the form rows of engine/layout/layout.h.
 #pragma once
 
 #include <array>
@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 // A counter group.
 struct GroupSum {

@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "tools/audit/recompute_entry.h"
 #include "tools/reading/array_tables.h"
 

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 // The counts by which a structure record is told to change nothing.
 struct StructureCounts {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "areas/kinds.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "tools/reading/psl_reader.h"
 
 struct FieldSpan {

@@ -142,7 +142,7 @@ bool RecordChecker::IsAsArchived(const PslReader& reader, RecordReport& report) 
   if (reader.tag() == "STA") {
     return CheckArchivedStatistics(*header_, reader.record(), report, tables_);
   }
-  const uint32_t fixed = MeaningfulSize(reader.tag(), reader.length());
+  const uint32_t fixed = MeaningfulSize(TagOf(reader.tag()), reader.length());
   if (reader.tag() == "FRE" || reader.length() == fixed) return true;
   return report.Error("archive-length", kAtLength, "record length",
                       fmt::format("{} bytes, but archives hold {}", reader.length(), fixed));

@@ -94,11 +94,7 @@ bool CanEndAt(PslReader& reader, uint64_t offset) {
   if (!reader.ReadAt(offset, header.data(), size)) return false;
   const std::string_view tag(reinterpret_cast<const char*>(header.data()),
                              std::min<size_t>(size, kTagSize));
-  if (tag == std::string_view("FRE").substr(0, tag.size())) return true;
-  const bool known = std::any_of(kTags.begin(), kTags.end(), [tag](std::string_view each) {
-    return each.substr(0, tag.size()) == tag;
-  });
-  if (known) return true;
+  if (BeginsTag(tag)) return true;
   const uint32_t length = Load32(header.data() + kAtLength);
   return size == header.size() && length >= kRecordHeaderSize && length < left &&
          IsRecordStart(reader, offset + length);

@@ -129,7 +129,7 @@ std::optional<int> PutFiles(const Wishes& wishes, ExportWishes& what, ExportSink
   // Rows that run over the terminal show by themselves how far it is.
   Progress progress(!wishes.out.empty() || isatty(STDOUT_FILENO) == 0);
   Exporter exporter(what, sink, progress);
-  int status = kDone;
+  int status = kExitDone;
   bool any = false;
   for (const std::string& path : wishes.files) {
     const DumpEnd end = exporter.Take(path);
@@ -137,9 +137,9 @@ std::optional<int> PutFiles(const Wishes& wishes, ExportWishes& what, ExportSink
     if (exporter.failed()) return std::nullopt;
     any = any || end == DumpEnd::kDone || end == DumpEnd::kBroken;
     if (end == DumpEnd::kDone) continue;
-    status = std::max(status, end == DumpEnd::kBroken ? kFailed : kUnusable);
+    status = std::max(status, end == DumpEnd::kBroken ? kExitFailed : kExitUnusable);
   }
-  if (status == kDone && !HasRows(wishes, what, exporter)) status = kNothing;
+  if (status == kExitDone && !HasRows(wishes, what, exporter)) status = kNothing;
   // Of nothing no file is made; a reader of standard output has seen the head already.
   const bool finish = any && (status != kNothing || wishes.out.empty());
   if (finish && !sink.Finish()) return std::nullopt;
@@ -147,23 +147,23 @@ std::optional<int> PutFiles(const Wishes& wishes, ExportWishes& what, ExportSink
 }
 
 int Export(Wishes& wishes) {
-  if (!TakeForm(wishes)) return kRefused;
+  if (!TakeForm(wishes)) return kExitRefused;
   ExportWishes what;
   what.array = wishes.array;
   Labels labels;
   if (!TakeChoice("export", wishes.choice, what.dump) || !TakeMetrics(wishes, what) ||
       !IsOutput(wishes) || !labels.Read(wishes.labels)) {
-    return kRefused;
+    return kExitRefused;
   }
   const bool database = wishes.form == "sqlite";
   if (database && wishes.out.empty()) {
     static_cast<void>(Fail("export --format sqlite", "needs -o with the database's path"));
-    return kRefused;
+    return kExitRefused;
   }
-  if (database && !NamesDiffer(wishes.files)) return kRefused;
+  if (database && !NamesDiffer(wishes.files)) return kExitRefused;
   // Text goes to standard output, or into a file that is renamed when it is whole.
   std::optional<RecordFile> part;
-  if (!database && !wishes.out.empty() && !part.emplace(wishes.out).Create()) return kUnusable;
+  if (!database && !wishes.out.empty() && !part.emplace(wishes.out).Create()) return kExitUnusable;
   std::optional<TextOut> out;
   if (part) {
     out.emplace(*part);
@@ -171,17 +171,17 @@ int Export(Wishes& wishes) {
     out.emplace(stdout);
   }
   const std::unique_ptr<ExportSink> sink = MakeSink(wishes, what, labels, &*out);
-  if (sink == nullptr) return kUnusable;
+  if (sink == nullptr) return kExitUnusable;
   const std::optional<int> status = PutFiles(wishes, what, *sink);
   if (status && out->Flush()) {
-    if (*status == kNothing) return kFailed;
+    if (*status == kNothing) return kExitFailed;
     // What lacks a file is no export of all of them.
-    if (!part || *status == kUnusable) return *status;
-    return part->FinishDurably() ? *status : kUnusable;
+    if (!part || *status == kExitUnusable) return *status;
+    return part->FinishDurably() ? *status : kExitUnusable;
   }
   // The part file and the database tell by themselves.
   if (!part && out->failed()) static_cast<void>(Fail("standard output", "cannot be written"));
-  return kUnusable;
+  return kExitUnusable;
 }
 
 }  // namespace

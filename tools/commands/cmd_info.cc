@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "tools/commands/files_option.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"

@@ -12,7 +12,7 @@
 #include <optional>
 #include <string>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "tools/making/make_days.h"
 #include "tools/making/make_files.h"
 #include "tools/making/make_plan.h"
@@ -251,9 +251,9 @@ void AddMakeCommand(Command& command, int& status) {
   AddCountOptions(command, *wishes);
   command.Does([wishes, &status] {
     if (!Check(*wishes)) {
-      status = kRefused;
+      status = kExitRefused;
     } else {
-      status = MakeFiles(wishes->plan) ? kDone : kUnusable;
+      status = MakeFiles(wishes->plan) ? kExitDone : kExitUnusable;
     }
   });
 }

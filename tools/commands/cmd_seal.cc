@@ -90,7 +90,7 @@ int Run(const Wishes& wishes) {
   SealReport report;
   const bool done = Seal(wishes.seal, progress, report);
   progress.Clear();
-  if (!done) return kUnusable;
+  if (!done) return kExitUnusable;
   TextOut out(stdout);
   if (wishes.json) {
     PrintJson(out, report);
@@ -99,11 +99,11 @@ int Run(const Wishes& wishes) {
   }
   if (!out.Flush()) {
     static_cast<void>(Fail("standard output", "cannot be written"));
-    return kUnusable;
+    return kExitUnusable;
   }
   const bool findings = std::any_of(report.entries.begin(), report.entries.end(),
                                     [](const SealEntry& entry) { return IsFinding(entry.state); });
-  return findings ? kFailed : kDone;
+  return findings ? kExitFailed : kExitDone;
 }
 
 }  // namespace

@@ -83,20 +83,20 @@ bool Prepare(const SegmentConfig& config) {
 }
 
 int Make(Wishes& wishes) {
-  if (!Check(wishes)) return kRefused;
-  if (wishes.prepare && !Prepare(wishes.config)) return kFailed;
+  if (!Check(wishes)) return kExitRefused;
+  if (wishes.prepare && !Prepare(wishes.config)) return kExitFailed;
   const int number = MakeSharedSegment(EncodeSegment(wishes.config));
   if (number == -1) {
     Fail("segment make", strerror(errno));
-    return kFailed;
+    return kExitFailed;
   }
   // A number that nobody got belongs to a segment that nobody would remove.
   TextOut out(stdout);
   out.Print("{}\n", number);
-  if (out.Flush()) return kDone;
+  if (out.Flush()) return kExitDone;
   shmctl(number, IPC_RMID, nullptr);
   static_cast<void>(Fail("standard output", "cannot be written"));
-  return kUnusable;
+  return kExitUnusable;
 }
 
 bool Read(int number, SegmentView& view, size_t& size) {
@@ -151,7 +151,7 @@ void PrintText(TextOut& out, int number, size_t size, const SegmentView& view) {
 int Show(const Wishes& wishes) {
   SegmentView view;
   size_t size = 0;
-  if (!Read(wishes.number, view, size)) return kFailed;
+  if (!Read(wishes.number, view, size)) return kExitFailed;
   TextOut out(stdout);
   if (wishes.json) {
     PrintJson(out, wishes.number, size, view);
@@ -160,9 +160,9 @@ int Show(const Wishes& wishes) {
   }
   if (!out.Flush()) {
     static_cast<void>(Fail("standard output", "cannot be written"));
-    return kUnusable;
+    return kExitUnusable;
   }
-  return view.faults.empty() ? kDone : kFailed;
+  return view.faults.empty() ? kExitDone : kExitFailed;
 }
 
 int Remove(const Wishes& wishes) {
@@ -170,20 +170,20 @@ int Remove(const Wishes& wishes) {
   if (!wishes.force) {
     SegmentView view;
     size_t size = 0;
-    if (!Read(wishes.number, view, size)) return kFailed;
+    if (!Read(wishes.number, view, size)) return kExitFailed;
     // Numbers are easily mistyped, and every segment of the system has one.
     const bool ours = view.is_configuration && view.config.root.starts_with('/') &&
                       view.config.archive.starts_with('/');
     if (!ours) {
       Fail(what, "holds no configuration of the archiver; --force removes it all the same");
-      return kFailed;
+      return kExitFailed;
     }
   }
   if (shmctl(wishes.number, IPC_RMID, nullptr) != 0) {
     FailSegment(wishes.number, errno);
-    return kFailed;
+    return kExitFailed;
   }
-  return kDone;
+  return kExitDone;
 }
 
 void AddMake(Command& command, const std::shared_ptr<Wishes>& wishes, int& status) {

@@ -37,11 +37,13 @@ int ShowFile(const std::string& path, const Wishes& wishes, DumpWishes dump, Tex
   const DumpEnd end =
       DumpFile(dump, writer, out, progress, PslReader::Reports::kPrinted, nullptr, &count);
   progress.Clear();
-  if (writer.refused() || end == DumpEnd::kRefused) return kFailed;
-  int status = end == DumpEnd::kDone ? kDone : end == DumpEnd::kBroken ? kFailed : kUnusable;
+  if (writer.refused() || end == DumpEnd::kRefused) return kExitFailed;
+  int status = end == DumpEnd::kDone     ? kExitDone
+               : end == DumpEnd::kBroken ? kExitFailed
+                                         : kExitUnusable;
   if (!writer.file().rows.empty()) {
     shown.push_back(writer.file());
-  } else if (status == kDone) {
+  } else if (status == kExitDone) {
     // Of the time there is nothing, or none of the resource.
     if (count.records == 0) {
       static_cast<void>(HasWhatWasAsked(path, wishes.choice, dump, count) &&
@@ -51,7 +53,7 @@ int ShowFile(const std::string& path, const Wishes& wishes, DumpWishes dump, Tex
           path, fmt::format("no record{} holds {}{}", dump.from || dump.to ? " of the time" : "",
                             wishes.kind, dump.key ? " " + *dump.key : "")));
     }
-    status = kFailed;
+    status = kExitFailed;
   }
   return status;
 }
@@ -61,11 +63,11 @@ int Show(const Wishes& wishes) {
   ChoiceOptions choice = wishes.choice;
   choice.kinds = {wishes.kind};
   Labels labels;
-  if (!TakeChoice("show", choice, dump) || !labels.Read(wishes.labels)) return kRefused;
+  if (!TakeChoice("show", choice, dump) || !labels.Read(wishes.labels)) return kExitRefused;
   TextOut out(stdout);
   Progress progress;
   const ShowView view = {wishes.kind, wishes.group, choice.zone(), labels};
-  int status = kDone;
+  int status = kExitDone;
   std::vector<ShownFile> shown;
   for (const std::string& path : wishes.files) {
     status = std::max(status, ShowFile(path, wishes, dump, out, progress, shown));
@@ -77,7 +79,7 @@ int Show(const Wishes& wishes) {
   if (wishes.json) PrintShownJson(view, shown, out);
   if (out.Flush()) return status;
   static_cast<void>(Fail("standard output", "cannot be written"));
-  return kUnusable;
+  return kExitUnusable;
 }
 
 }  // namespace

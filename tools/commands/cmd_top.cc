@@ -227,20 +227,20 @@ int Top(Wishes& wishes) {
   constexpr size_t kTableCells = 24;
   if (!wishes.json) what.width = kTableCells;
   if (!TakeChoice("top", wishes.choice, what.dump) || !wishes.names.Read(wishes.labels)) {
-    return kRefused;
+    return kExitRefused;
   }
   what.dump.kinds = {KindOfWord(wishes.kind)};
   Progress progress;
   TopCollector collector(what, progress);
   for (const std::string& path : wishes.files) {
-    if (!collector.Look(path)) return kRefused;
+    if (!collector.Look(path)) return kExitRefused;
   }
-  int status = kDone;
+  int status = kExitDone;
   for (const std::string& path : wishes.files) {
     const DumpEnd end = collector.Take(path);
     progress.Clear();
     if (end == DumpEnd::kDone) continue;
-    status = std::max(status, end == DumpEnd::kBroken ? kFailed : kUnusable);
+    status = std::max(status, end == DumpEnd::kBroken ? kExitFailed : kExitUnusable);
   }
   collector.Finish();
   const bool any = !Chosen(collector, wishes).empty();
@@ -250,15 +250,15 @@ int Top(Wishes& wishes) {
   } else if (any) {
     PrintTable(out, collector, wishes);
   }
-  if (!any && status == kDone) {
+  if (!any && status == kExitDone) {
     static_cast<void>(Fail("top", fmt::format("no {} has a value of \"{}\" in the files and times "
                                               "asked for",
                                               wishes.kind, wishes.by)));
-    status = kFailed;
+    status = kExitFailed;
   }
   if (out.Flush()) return status;
   static_cast<void>(Fail("standard output", "cannot be written"));
-  return kUnusable;
+  return kExitUnusable;
 }
 
 // Kinds whose entries count something or have a busy ratio.

@@ -8,8 +8,8 @@ void AddFilesOption(Command& command, std::vector<std::string>& files) {
   command.AddOption("files", files, kFilesHelp)->Required();
   command.First([&files] {
     std::vector<std::string> found;
-    if (!CollectFiles(files, found)) return kUnusable;
+    if (!CollectFiles(files, found)) return kExitUnusable;
     files = std::move(found);
-    return kDone;
+    return kExitDone;
   });
 }

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "tools/making/make_random.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "tools/making/make_array.h"
 #include "tools/making/make_random.h"
 

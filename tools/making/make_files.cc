@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "engine/byteorder.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/pmonfile.h"
 #include "tools/making/make_array.h"
 #include "tools/making/make_days.h"

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "engine/byteorder.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/pmonfile.h"
 #include "tools/making/make_entries.h"
 

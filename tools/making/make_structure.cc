@@ -8,7 +8,7 @@
 #include <string>
 
 #include "engine/byteorder.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "engine/pmonfile.h"
 
 namespace {

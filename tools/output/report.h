@@ -4,10 +4,10 @@
 #include <string_view>
 
 // Exit statuses.
-inline constexpr int kDone = 0;
-inline constexpr int kFailed = 1;    // findings, or a file that is broken
-inline constexpr int kRefused = 2;   // the command line asks for what cannot be
-inline constexpr int kUnusable = 2;  // a file could not be read or written
+inline constexpr int kExitDone = 0;
+inline constexpr int kExitFailed = 1;    // findings, or a file that is broken
+inline constexpr int kExitRefused = 2;   // the command line asks for what cannot be
+inline constexpr int kExitUnusable = 2;  // a file could not be read or written
 
 // Prints "psltool: <what>: <reason>", both as Shown. Returns false, so that callers can return it.
 bool Fail(std::string_view what, std::string_view reason);

@@ -1,4 +1,4 @@
-// Structure records: see the header. Every list row of engine/layout.h is read the same way.
+// Structure records: see the header. Every list row of engine/layout/layout.h is read the same way.
 #include "tools/reading/array_tables.h"
 
 #include <fmt/format.h>

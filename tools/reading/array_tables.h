@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "tools/reading/finding.h"
 #include "tools/reading/psl_reader.h"
 

@@ -1,4 +1,5 @@
-// Statistics records: see the header. Every section row of engine/layout.h is judged the same way.
+// Statistics records: see the header. Every section row of engine/layout/layout.h is judged the
+// same way.
 #include "tools/reading/check_statistics.h"
 
 #include <fmt/format.h>

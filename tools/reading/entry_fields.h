@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "tools/reading/psl_reader.h"
 
 // Nothing: the entry does not say it.

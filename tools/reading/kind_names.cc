@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "tools/output/report.h"
 #include "tools/reading/file_summary.h"
 #include "tools/reading/kind_names.h"

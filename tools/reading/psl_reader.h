@@ -13,7 +13,7 @@
 
 #include "areas/kinds.h"
 #include "engine/framing.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "tools/reading/finding.h"
 
 struct PslHeader {

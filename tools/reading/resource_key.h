@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "areas/kinds.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 struct ResourceKey {
   std::vector<uint8_t> bytes;  // as in the file

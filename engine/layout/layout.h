@@ -12,8 +12,8 @@
 #include "engine/layout/forms.h"
 #include "engine/layout/items.h"
 #include "engine/layout/lists.h"
+#include "engine/layout/records.h"
 #include "engine/layout/revisions.h"
-#include "engine/pmonfile.h"
 
 // Everything that a revision uses, picked from the tables above; the header reader stores a pointer
 // to it in finfo, so that nobody asks for the revision again.

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 
 inline constexpr uint8_t kCacheWrite = 0x10;
 inline constexpr uint8_t kCacheRead = 0x20;

@@ -1,11 +1,11 @@
 // The cache section: see the header.
-#include "revisions/cache.h"
+#include "revisions/fold/cache.h"
 
 #include <cstring>
 
 #include "areas/finfo.h"
 #include "engine/byteorder.h"
-#include "engine/layout.h"
+#include "engine/layout/layout.h"
 #include "revisions/fold/quadset.h"
 #include "revisions/sets/lookup.h"
 #include "revisions/sets/open_slots.h"
