@@ -14,9 +14,9 @@
 #include "platform/zone.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
+#include "tests/archiver/messages_fixture.h"
 #include "tests/support/header_file.h"
 #include "tests/support/lines.h"
-#include "tests/support/messages_fixture.h"
 #include "tests/support/nights.h"
 
 namespace {

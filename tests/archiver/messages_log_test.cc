@@ -15,8 +15,8 @@
 #include "areas/finfo.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
+#include "tests/archiver/messages_fixture.h"
 #include "tests/support/lines.h"
-#include "tests/support/messages_fixture.h"
 #include "tests/support/tempdir.h"
 
 namespace {

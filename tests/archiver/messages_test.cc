@@ -14,8 +14,8 @@
 #include "areas/finfo.h"
 #include "platform/QelCM.h"
 #include "report/runinfo.h"
+#include "tests/archiver/messages_fixture.h"
 #include "tests/support/lines.h"
-#include "tests/support/messages_fixture.h"
 #include "tests/support/process.h"
 #include "tests/support/run_state.h"
 

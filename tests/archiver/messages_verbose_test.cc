@@ -11,7 +11,7 @@
 #include "areas/finfo.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
-#include "tests/support/messages_fixture.h"
+#include "tests/archiver/messages_fixture.h"
 #include "tests/support/run_state.h"
 
 namespace {

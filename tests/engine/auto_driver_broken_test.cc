@@ -8,7 +8,7 @@
 
 #include <filesystem>
 
-#include "tests/support/auto_driver_fixture.h"
+#include "tests/engine/auto_driver_fixture.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/run_state.h"

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/auto_driver_fixture.h"
+#include "tests/engine/auto_driver_fixture.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"

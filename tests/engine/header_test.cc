@@ -10,8 +10,8 @@
 
 #include "areas/finfo.h"
 #include "report/runinfo.h"
+#include "tests/engine/header_fixture.h"
 #include "tests/support/engine_run.h"
-#include "tests/support/header_fixture.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/run_state.h"
 

@@ -11,7 +11,7 @@
 #include "areas/finfo.h"
 #include "platform/QelCM.h"
 #include "report/runinfo.h"
-#include "tests/support/header_fixture.h"
+#include "tests/engine/header_fixture.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/tempdir.h"
 

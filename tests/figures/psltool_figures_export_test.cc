@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "tests/figures/compare.h"
-#include "tests/support/figure_files.h"
-#include "tests/support/figure_rows.h"
+#include "tests/figures/figure_files.h"
+#include "tests/figures/figure_rows.h"
 #include "tests/support/lines.h"
 #include "tests/support/revision_param.h"
 

@@ -8,10 +8,10 @@
 
 #include "tests/figures/compare.h"
 #include "tests/figures/entries.h"
+#include "tests/figures/figure_files.h"
 #include "tests/figures/periods.h"
 #include "tests/model/random_source.h"
 #include "tests/model/time_zone.h"
-#include "tests/support/figure_files.h"
 #include "tests/support/revision_param.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// The driver of the slow model: order of the inputs, file headers, output names, day and month
+// The driver of the slow model: file headers, outputs, day and month
 // tests, and the stream of records.
 
 #include "tests/model/slow_archiver.h"
@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "tests/model/archive_state.h"
+#include "tests/model/input_names.h"
 #include "tests/model/statistics_record.h"
 #include "tests/model/structure_record.h"
 #include "tests/model/time_zone.h"
@@ -18,46 +19,9 @@
 namespace model {
 namespace {
 
-// Ends the run with status 1; the output in progress stays.
-struct RunEnds : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
 const std::vector<Kind> kBitmapKinds = {
     Kind::kHd, Kind::kRd,     Kind::kDd, Kind::kHp, Kind::kHpNode, Kind::kRp,  Kind::kMp,
     Kind::kDp, Kind::kCheseg, Kind::kLd, Kind::kPd, Kind::kRank,   Kind::kPool};
-
-std::string ArrayName(const std::string& name) {
-  const std::size_t dot = name.find('.');
-  if (dot == std::string::npos) throw RunEnds("no extension");
-  std::string text = name.substr(0, dot);
-  text = text.substr(0, text.find('#'));
-  if (text.size() < 8) throw RunEnds("no array name");
-  return text.substr(8);
-}
-
-std::string DayPrefix(const std::string& name) {
-  const std::size_t hash = name.rfind('#');
-  return name.substr(0, hash != std::string::npos ? hash : name.rfind('.'));
-}
-
-// The array as the order of the inputs sees it.
-std::string SortedArray(const std::string& name) {
-  const std::string prefix = DayPrefix(name);
-  return prefix.size() > 8 ? prefix.substr(8) : std::string();
-}
-
-std::string SequelName(const std::string& name) {
-  const std::size_t hash = name.find('#');
-  if (hash != std::string::npos) {
-    char number[16];
-    std::snprintf(number, sizeof number, "#%03d", std::atoi(name.substr(hash + 1, 5).c_str()) + 1);
-    return name.substr(0, hash) + number + ".psa";
-  }
-  const std::size_t dot = name.rfind('.');
-  if (dot == std::string::npos) return name + "#002";
-  return name.substr(0, dot) + "#002" + name.substr(dot);
-}
 
 class Run {
  public:
@@ -383,18 +347,6 @@ class Run {
 };
 
 }  // namespace
-
-std::string SortKey(const std::string& name) {
-  const std::size_t slash = name.rfind('/');
-  const std::string base = slash == std::string::npos ? name : name.substr(slash + 1);
-  const std::size_t dot = base.rfind('.');
-  const std::size_t hash = base.rfind('#');
-  const std::size_t end = hash != std::string::npos ? hash : dot;
-  std::string key = end > 8 ? base.substr(8, end - 8) : std::string();
-  key += base.substr(0, 8);
-  key += hash != std::string::npos ? base.substr(hash, dot - hash) : std::string("#001");
-  return key;
-}
 
 RunResult RunArchiver(const std::vector<InputFile>& inputs, const RunOptions& options) {
   return Run(inputs, options).Go();

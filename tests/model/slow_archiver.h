@@ -36,9 +36,6 @@ RunResult RunArchiver(const std::vector<InputFile>& inputs, const RunOptions& op
 /// The files alone; `level` 'D' stands for the option "-d", any other for no option.
 std::map<std::string, Bytes> Archive(std::vector<InputFile> inputs, char level);
 
-/// Ordering of input names: array, then date, then sequence number.
-std::string SortKey(const std::string& name);
-
 }  // namespace model
 
 #endif  // TESTS_MODEL_SLOW_ARCHIVER_H_

@@ -1,11 +1,11 @@
-// The pruning against a model of its rules (tests/support/pml_model.h), over random directory
+// The pruning against a model of its rules (tests/pmonb/pml_model.h), over random directory
 // trees.
 #include <algorithm>
 #include <cerrno>
 #include <random>
 
+#include "tests/pmonb/pml_model.h"
 #include "tests/pmonb/pml_tree.h"
-#include "tests/support/pml_model.h"
 
 namespace {
 

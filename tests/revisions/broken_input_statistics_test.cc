@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "tests/support/broken_input_fixture.h"
+#include "tests/revisions/broken_input_fixture.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/revision_param.h"
 #include "tests/support/sample_records.h"

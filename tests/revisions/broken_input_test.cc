@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/broken_input_fixture.h"
+#include "tests/revisions/broken_input_fixture.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/revision_param.h"

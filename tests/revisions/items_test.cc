@@ -9,7 +9,7 @@
 
 #include "areas/finfo.h"
 #include "revisions/named/named.h"
-#include "tests/support/items_fixture.h"
+#include "tests/revisions/items_fixture.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_facts.h"
 #include "tests/support/revision_run.h"

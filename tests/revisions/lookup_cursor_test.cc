@@ -7,7 +7,7 @@
 #include <string>
 
 #include "revisions/pmonfind.h"
-#include "tests/support/lookup_run.h"
+#include "tests/revisions/lookup_run.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_run.h"
 

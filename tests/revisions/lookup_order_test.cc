@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "revisions/pmonfind.h"
-#include "tests/support/lookup_run.h"
-#include "tests/support/many_slots_run.h"
+#include "tests/revisions/lookup_run.h"
+#include "tests/revisions/many_slots_run.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_run.h"
 

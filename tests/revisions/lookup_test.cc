@@ -10,7 +10,7 @@
 
 #include "revisions/named/named.h"
 #include "revisions/pmonfind.h"
-#include "tests/support/lookup_run.h"
+#include "tests/revisions/lookup_run.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_facts.h"
 #include "tests/support/revision_run.h"

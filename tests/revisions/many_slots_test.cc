@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "revisions/fold/kernel.h"
+#include "tests/revisions/many_slots_run.h"
 #include "tests/support/form_fixture.h"
-#include "tests/support/many_slots_run.h"
 
 namespace revtest {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "tests/support/items_fixture.h"
+#include "tests/revisions/items_fixture.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_facts.h"
 

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/model/input_names.h"
 #include "tests/model/program_run.h"
 #include "tests/model/random_logs.h"
 #include "tests/model/slow_archiver.h"

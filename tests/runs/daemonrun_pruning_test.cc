@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "archiver/prune.h"
-#include "tests/support/daemon_run.h"
+#include "tests/runs/daemon_run.h"
 #include "tests/support/nights.h"
 #include "tests/support/process.h"
 #include "tests/support/server.h"

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <string>
 
-#include "tests/support/daemon_run.h"
+#include "tests/runs/daemon_run.h"
 #include "tests/support/header_file.h"
 #include "tests/support/process.h"
 #include "tests/support/server.h"

@@ -1,5 +1,5 @@
 // Files of all levels: see the header.
-#include "tests/support/figure_files.h"
+#include "tests/figures/figure_files.h"
 
 #include <stdlib.h>
 

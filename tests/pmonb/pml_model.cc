@@ -1,5 +1,5 @@
 // A model of the pruning: see the header.
-#include "tests/support/pml_model.h"
+#include "tests/pmonb/pml_model.h"
 
 #include <algorithm>
 #include <chrono>

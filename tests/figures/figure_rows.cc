@@ -1,5 +1,5 @@
 // Rows by the second calculation: see the header.
-#include "tests/support/figure_rows.h"
+#include "tests/figures/figure_rows.h"
 
 #include "tests/figures/entries.h"
 #include "tests/figures/periods.h"
