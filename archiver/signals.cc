@@ -34,6 +34,7 @@ void Catch_sig(int /*number*/) {
   if (wfd != -1) close(wfd);
   // Also a file that is closed and waits for its final name.
   if (wfd != -1 || temporary_at_wfpath != 0) unlink(wfpath);
+  RemoveWaiting();
   DropLock();
   // No flush and no exit handlers: the run may have been interrupted in the middle of them.
   _exit(1);

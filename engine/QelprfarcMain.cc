@@ -81,7 +81,7 @@ bool ProvideOutput(int32_t i) {
   if ((pmonarc_stat & kNewOutput) != 0) {
     provided = OpenNewOutput();
   } else if ((pmonarc_stat & kContinued) != 0 && output.revision != finfo.revision) {
-    FinishOutput(i);
+    FinishOutput(i, Followed::kBySequel);
     pmonarc_stat = kNewOutput;
     provided = OpenSequel();
   }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -36,9 +37,26 @@ constexpr uint32_t kDetRename = 0x03020007;
 
 std::vector<std::string> finished_paths;
 
+// Finished outputs of an automatic run that get their names together.
+struct Finished {
+  std::string name;
+  std::vector<const char*> inputs;
+  bool whole;
+};
+std::vector<Finished> group;
+
+void LeaveGroup() {
+  for (const Finished& finished : group) {
+    for (const char* input : finished.inputs) NoteUnarchived(input, finfo.level);
+  }
+  group.clear();
+  ForgetWaiting();
+}
+
 [[noreturn]] void CannotCreate(int error, uint32_t detail) {
   LogMessage(102, wfpath, "open", error, detail);
   LogMessage(114, "archives");
+  RemoveWaiting();
   EndProcess(1);
 }
 
@@ -65,8 +83,8 @@ bool CreateAtPath(uint32_t detail) {
 }
 
 // A failure while finishing: the automatic run keeps the temporary name and goes on.
-void FinishFailed(const char* call, uint32_t detail) {
-  LogMessage(111, wfname, call, errno, detail);
+void FinishFailed(const char* name, const char* call, uint32_t detail) {
+  LogMessage(111, name, call, errno, detail);
   if (arcdelinfo.auto_flg == 0) {
     DiscardOutputFile();
     EndProcess(1);
@@ -93,10 +111,59 @@ bool CloseOutput() {
   if (failed == nullptr && arcdelinfo.auto_flg != 0 && ::fsync(wfd) != 0) failed = "fsync";
   if (failed == nullptr) failed = CompleteOutputFile();
   if (failed == nullptr) return true;
-  FinishFailed(failed, DetailOf(failed));
+  FinishFailed(wfname, failed, DetailOf(failed));
   if (wfd >= 0) ::close(wfd);
   wfd = -1;
   return false;
+}
+
+struct Names {
+  std::string directory;
+  std::string temporary;
+  std::string final;
+};
+
+Names NamesOf(const char* name) {
+  constexpr size_t kMaxPath = 255;
+  const size_t room = kMaxPath - std::min(kMaxPath, std::strlen(name) + std::strlen("archive/"));
+  const std::string directory = std::string(arcdelinfo.arcdir).substr(0, room) + "archive/";
+  return {directory, directory + name,
+          directory + std::string(name).substr(0, std::string(name).rfind('_'))};
+}
+
+// Takes back the first `count` names of the group: one that stood alone would keep later runs from
+// making the others.
+void TakeBackNames(size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    const Names names = NamesOf(group[i].name.c_str());
+    static_cast<void>(RenameOutputFile(names.final.c_str(), names.temporary.c_str()));
+  }
+}
+
+// All outputs of the group get their names, or none. SIGTERM waits as long.
+void NameGroup() {
+  sigset_t terminate;
+  sigset_t before;
+  sigemptyset(&terminate);
+  sigaddset(&terminate, SIGTERM);
+  sigprocmask(SIG_BLOCK, &terminate, &before);
+  bool named = std::all_of(group.begin(), group.end(), [](const Finished& f) { return f.whole; });
+  bool durable = named;
+  for (size_t i = 0; named && i < group.size(); ++i) {
+    RenameWriteFname(group[i].name.c_str());
+    named = output.named;
+    durable = durable && output.durable;
+    if (!named) TakeBackNames(i);
+  }
+  if (durable && named) {
+    group.clear();
+    ForgetWaiting();
+  } else {
+    LeaveGroup();
+  }
+  // From here on SIGTERM finds none of them.
+  ReleaseOutputFile();
+  sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace
@@ -111,41 +178,43 @@ bool OpenNewOutput() {
 
 bool OpenSequel() {
   SetSequelNames();
-  return CreateAtPath(kDetOpenSequel);
+  const bool created = CreateAtPath(kDetOpenSequel);
+  if (!created) LeaveGroup();
+  return created;
 }
 
 void LeaveOutputAndEnd() {
   if (arcdelinfo.auto_flg == 0 && output.active && wfd >= 0) {
     const char* const failed = CompleteOutputFile();
-    if (failed != nullptr) FinishFailed(failed, DetailOf(failed));
+    if (failed != nullptr) FinishFailed(wfname, failed, DetailOf(failed));
   }
   EndProcess(1);
 }
 
 void RenameWriteFname(const char* name) {
-  if (auto_break_flg != 0 && finfo.level == 'D') return;
+  output.named = false;
   if (arcdelinfo.auto_flg == 0) return;
-  constexpr size_t kMaxPath = 255;
-  const size_t room = kMaxPath - std::min(kMaxPath, std::strlen(name) + std::strlen("archive/"));
-  const std::string directory = std::string(arcdelinfo.arcdir).substr(0, room) + "archive/";
-  const std::string from = directory + name;
-  const std::string to = directory + std::string(name).substr(0, std::string(name).rfind('_'));
-  const char* failed = RenameOutputFile(from.c_str(), to.c_str());
+  const Names names = NamesOf(name);
+  const char* failed = RenameOutputFile(names.temporary.c_str(), names.final.c_str());
   // The new name must survive a power failure too.
-  if (failed == nullptr) failed = SyncDirectory(directory.c_str());
-  if (failed != nullptr) FinishFailed(failed, DetailOf(failed));
-  output.named = failed == nullptr;
+  if (failed == nullptr) {
+    output.named = true;
+    failed = SyncDirectory(names.directory.c_str());
+  }
+  if (failed != nullptr) FinishFailed(name, failed, DetailOf(failed));
+  output.durable = failed == nullptr;
 }
 
-void FinishOutput(int32_t end) {
+void FinishOutput(int32_t end, Followed followed) {
   const bool on_disk = CloseOutput();
-  // Without an input that could not be opened the archive would look complete: a later run makes
-  // it.
-  const bool incomplete = arcdelinfo.auto_flg != 0 && !output.inputs.empty() &&
-                          LacksInputOf(output.inputs.back(), finfo.level);
-  if (on_disk && !incomplete) RenameWriteFname(wfname);
-  if (arcdelinfo.auto_flg != 0 && !output.named) {
-    for (const char* input : output.inputs) NoteUnarchived(input, finfo.level);
+  if (arcdelinfo.auto_flg != 0) {
+    // Without an input that could not be opened the archive would look complete: a later run makes
+    // it.
+    const bool lacking = !output.inputs.empty() && LacksInputOf(output.inputs.back(), finfo.level);
+    const bool abandoned = auto_break_flg != 0 && finfo.level == 'D';
+    group.push_back({wfname, output.inputs, on_disk && !lacking && !abandoned});
+    KeepWaiting();
+    if (followed == Followed::kNo) NameGroup();
   }
   ReleaseOutputFile();
   finished_paths.emplace_back(wfpath);
@@ -155,6 +224,8 @@ void FinishOutput(int32_t end) {
 
 void ForgetOutputs() {
   ReleaseOutputFile();
+  ForgetWaiting();
+  group.clear();
   finished_paths.clear();
   output = Output{};
 }

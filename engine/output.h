@@ -8,6 +8,7 @@
 struct Output {
   bool active = false;              // created and not yet finished
   bool named = false;               // it has its final name
+  bool durable = false;             // and that is on disk
   uint8_t revision = 0;             // of its header
   std::vector<const char*> inputs;  // written to it, as in the target list
 };
@@ -23,12 +24,17 @@ bool OpenSequel();
 // its final name.
 [[noreturn]] void LeaveOutputAndEnd();
 
-// Closes the output, gives it its final name and reports its inputs up to position `end`.
-void FinishOutput(int32_t end);
+// Whether the output in progress is followed by a sequel.
+enum class Followed : uint8_t { kNo, kBySequel };
 
-// Gives a finished output its final name: automatic runs cut "_tmp" off. Nothing is done for a day
-// archive whose last input was abandoned. Failure, and so an archive that has the name already:
-// message 111 ("rename", "fsync"), 1 ORed into arcdel_errflg.
+// Closes the output, gives it its final name and reports its inputs up to position `end`. In an
+// automatic run an output and its sequels get their names together, when the last of them is
+// finished, or none does: the first name stands for the whole day or month, and no later run would
+// make the others.
+void FinishOutput(int32_t end, Followed followed = Followed::kNo);
+
+// Gives a finished output its final name: automatic runs cut "_tmp" off. Failure, and so an archive
+// that has the name already: message 111 ("rename", "fsync"), 1 ORed into arcdel_errflg.
 void RenameWriteFname(const char* name);
 
 // Forgets which paths the last run has finished.

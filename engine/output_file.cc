@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -16,6 +17,14 @@
 volatile std::sig_atomic_t temporary_at_wfpath = 0;
 
 namespace {
+
+// A list that a signal handler can walk at any time.
+struct Waiting {
+  char path[sizeof wfpath];
+  Waiting* before;
+};
+std::atomic<Waiting*> waiting = nullptr;
+static_assert(std::atomic<Waiting*>::is_always_lock_free);
 
 // Where the bytes are until the output is whole.
 enum class Place {
@@ -206,4 +215,23 @@ void DiscardOutputFile() {
 void ReleaseOutputFile() {
   temporary_at_wfpath = 0;
   place = Place::kAtPath;
+}
+
+void KeepWaiting() {
+  auto* const file = new Waiting;
+  std::memcpy(file->path, wfpath, sizeof file->path);
+  file->before = waiting;
+  waiting = file;
+}
+
+void RemoveWaiting() {
+  for (const Waiting* file = waiting; file != nullptr; file = file->before) ::unlink(file->path);
+}
+
+void ForgetWaiting() {
+  for (Waiting* file = waiting.exchange(nullptr); file != nullptr;) {
+    Waiting* const before = file->before;
+    delete file;
+    file = before;
+  }
 }

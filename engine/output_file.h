@@ -28,3 +28,13 @@ void ReleaseOutputFile();
 
 // True while a temporary file of an automatic run stands at wfpath, or may: SIGTERM removes it.
 extern volatile std::sig_atomic_t temporary_at_wfpath;
+
+// Finished temporary files that wait until the archives that belong to them are finished, too.
+// The file at wfpath becomes one of them.
+void KeepWaiting();
+
+// Removes them; safe in a signal handler.
+void RemoveWaiting();
+
+// They have their names, or keep their temporary ones.
+void ForgetWaiting();

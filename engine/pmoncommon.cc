@@ -148,6 +148,7 @@ void WriteRecord(const void* buffer, size_t length) {
 void EndFailedRun() {
   LogTaskFailed();
   if (wfd > 0) RemoveOutputAndEnd();
+  RemoveWaiting();
   EndProcess(1);
 }
 
@@ -160,6 +161,7 @@ int64_t Seek(int fd, int64_t offset, int whence) {
 
 void RemoveOutputAndEnd() {
   if (wfd > 0 || temporary_at_wfpath != 0) DiscardOutputFile();
+  RemoveWaiting();
   EndProcess(1);
 }
 
