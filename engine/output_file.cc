@@ -119,8 +119,15 @@ void LikeBefore(const struct stat& before) {
   struct stat status = {};
   if (::fstat(wfd, &status) != 0) return;
   const bool owned = status.st_uid == before.st_uid && status.st_gid == before.st_gid;
-  if (!owned && ::fchown(wfd, before.st_uid, before.st_gid) != 0) return;
-  if (status.st_mode != before.st_mode) static_cast<void>(::fchmod(wfd, before.st_mode & 07777));
+  mode_t mode = before.st_mode & 07777;
+  if (!owned && ::fchown(wfd, before.st_uid, before.st_gid) != 0) {
+    mode &= 0777;
+    // What one group was allowed is nothing for another.
+    const bool of_group =
+        status.st_gid == before.st_gid || ::fchown(wfd, static_cast<uid_t>(-1), before.st_gid) == 0;
+    if (!of_group) mode &= ~mode_t{070} | ((mode & 07) << 3);
+  }
+  if ((status.st_mode & 07777) != mode) static_cast<void>(::fchmod(wfd, mode));
 }
 
 int OpenManual() {
