@@ -25,7 +25,12 @@ namespace {
 
 constexpr uint32_t kDetUnlink = 0x03080001;
 
-std::vector<std::string> delete_list;
+// Where a file was listed: a name with both extensions does not tell.
+struct Listed {
+  const char* directory;
+  std::string name;
+};
+std::vector<Listed> delete_list;
 bool left_unread = false;  // a file could not be looked at, and this is where it was told
 
 bool Contains(const char* name, const char* part) { return strstr(name, part) != nullptr; }
@@ -93,13 +98,13 @@ Listing ListForRemoval(const char* directory, bool may_be_missing) {
   return listing;
 }
 
-void Judge(const std::string& name, RemovalVerdict verdict) {
+void Judge(const char* directory, const std::string& name, RemovalVerdict verdict) {
   if (verdict == RemovalVerdict::kUnreadable) {
     left_unread = ReportUnread(AutoFilePath(name)) || left_unread;
   } else if (verdict == RemovalVerdict::kUnarchived) {
     TraceLine(__LINE__, "left %s: this run did not make its archive", name.c_str());
   } else if (IsRemoved(verdict)) {
-    delete_list.push_back(name);
+    delete_list.push_back({directory, name});
   }
 }
 
@@ -170,17 +175,17 @@ int32_t CreatDelList() {
   if (limits.before[kClassPsl]) {
     for (const std::string& name : ListForRemoval(arcdelinfo.arcdir, false).names) {
       const RemovalVerdict verdict = JudgeLogRemoval(name.c_str(), isdst, FileProbe(), limits);
-      Judge(name, LeaveUnarchived(name.c_str(), verdict));
+      Judge(arcdelinfo.arcdir, name, LeaveUnarchived(name.c_str(), verdict));
     }
   }
   const Listing archives = ListForRemoval(ArchiveSubdirectory(), true);
   for (const std::string& name : archives.names) {
     const RemovalVerdict verdict = JudgeArchiveRemoval(name.c_str(), FileProbe(), limits);
-    Judge(name, LeaveUnarchived(name.c_str(), verdict));
+    Judge(ArchiveSubdirectory(), name, LeaveUnarchived(name.c_str(), verdict));
   }
   // An archive that is being made has a longer name than its inputs.
   for (const std::string& name : archives.oversized) {
-    if (IsTemporary(name.c_str())) delete_list.push_back(name);
+    if (IsTemporary(name.c_str())) delete_list.push_back({ArchiveSubdirectory(), name});
   }
   return static_cast<int32_t>(delete_list.size());
 }
@@ -191,7 +196,8 @@ int DelFile(int32_t count) {
   int last_error = 0;
   for (int32_t i = 0; i < count; ++i) {
     const char* name = DelListName(i);
-    if (unlink(AutoFilePath(name).c_str()) == 0) {
+    const std::string path = delete_list[static_cast<size_t>(i)].directory + std::string(name);
+    if (unlink(path.c_str()) == 0) {
       ++removed;
       TraceLine(__LINE__, "del %s", name);
     } else {
@@ -205,6 +211,6 @@ int DelFile(int32_t count) {
   return -1;
 }
 
-const char* DelListName(int32_t i) { return delete_list[static_cast<size_t>(i)].c_str(); }
+const char* DelListName(int32_t i) { return delete_list[static_cast<size_t>(i)].name.c_str(); }
 
 void FreeDelList() { delete_list.clear(); }
