@@ -64,9 +64,33 @@ TEST_F(PrefixAutoDriverTest, SequelThatCannotBeCreatedEndsTheRun) {
   PutLog("20240101A#001.psl", LogOf(0x1C, 0));
   PutLog("20240101A#002.psl", LogOf(0x1D, 0));
   EXPECT_EQ(Hour({"20240101A#001.psl", "20240101A#002.psl"}).status, 1);
-  EXPECT_THAT(Outputs(), ElementsAre("20240101A#002.psa_tmp", "20240101A.psa"));
+  // Neither of the two: the first would stand for the day.
+  EXPECT_THAT(Outputs(), ElementsAre("20240101A#002.psa_tmp"));
   EXPECT_THAT(Log(), HasSubstr("func=open errno=21 detcode=03020004"));
   EXPECT_THAT(Log(), HasSubstr(kFailedArchives));
+}
+
+// Once, the first got its name, stood for the whole month, and nobody made the second any more.
+TEST_F(PrefixAutoDriverTest, MonthWhoseSequelEndsBrokenGetsNoNameAtAll) {
+  PutArchive("20240101A.psa", HourArchive(0x1C, 0));
+  PutArchive("20240102A.psa", HourArchive(0x1D, 1));
+  PutArchive("20240103A.psa", Broken(HourArchive(0x1D, 2)));
+  PutArchive("20240101B.psa", HourArchive(0x1D, 0));
+  EXPECT_EQ(Day(inputs_).failed, 1);
+  EXPECT_THAT(Outputs(), ElementsAre("202401A#002.psa_tmp", "202401A.psa_tmp", "202401B.psa"));
+}
+
+TEST_F(PrefixAutoDriverTest, NamesAreTakenBackWhereOneCannotBeGiven) {
+  directory_.MakeDirectory("archive/20240101A#002.psa");
+  PutLog("20240101A#001.psl", LogOf(0x1C, 0));
+  PutLog("20240101A#002.psl", LogOf(0x1D, 0));
+  PutLog("20240102A.psl", LogOf(0x1D, 1));
+  const EngineOutcome outcome = Hour({"20240101A#001.psl", "20240101A#002.psl", "20240102A.psl"});
+  EXPECT_EQ(outcome.failed, 1);
+  EXPECT_THAT(outcome.trace, ElementsAre("Qelprfarc: 111 Write error -- 20240101A#002.psa_tmp  "
+                                         "func=rename errno=17"));
+  EXPECT_THAT(Outputs(), ElementsAre("20240101A#002.psa", "20240101A#002.psa_tmp",
+                                     "20240101A.psa_tmp", "20240102A.psa"));
 }
 
 TEST_F(PrefixAutoDriverTest, UnopenedInputIsLoggedWithItsDetail) {
