@@ -17,6 +17,7 @@
 #include "logdir/listing.h"
 #include "logdir/timespan.h"
 #include "logdir/unread.h"
+#include "platform/directory.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
 #include "report/trace.h"
@@ -24,6 +25,7 @@
 namespace {
 
 constexpr uint32_t kDetUnlink = 0x03080001;
+constexpr uint32_t kDetSync = 0x03080002;
 
 // Where a file was listed: a name with both extensions does not tell.
 struct Listed {
@@ -162,6 +164,16 @@ RemovalVerdict LeaveUnarchived(const char* name, RemovalVerdict verdict) {
 
 int ArcDelete() {
   const int32_t count = CreatDelList();
+  // An earlier run that was killed, or whose sync failed, left names of archives that a power
+  // failure takes away; what they were made of must not go before.
+  if (count > 0) {
+    const char* failed = SyncDirectory(ArchiveSubdirectory());
+    if (failed != nullptr && errno != ENOENT) {
+      LogMessage(113, nullptr, failed, errno, kDetSync);
+      FreeDelList();
+      return -1;
+    }
+  }
   const int result = DelFile(count);
   FreeDelList();
   return left_unread ? -1 : result;

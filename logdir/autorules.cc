@@ -199,3 +199,10 @@ size_t CountTargets(const std::vector<AutoFile>& files) {
     return file.verdict == AutoVerdict::kTarget;
   }));
 }
+
+bool NeedsArchives(char level, const AutoSelection& selection) {
+  return level != 'H' ||
+         std::any_of(selection.logs.begin(), selection.logs.end(), [](const AutoFile& log) {
+           return log.verdict == AutoVerdict::kTarget || log.verdict == AutoVerdict::kUnreadable;
+         });
+}

@@ -86,3 +86,7 @@ void DropArchived(char level, const AutoProbe& probe, AutoSelection* selection);
 std::vector<std::string> InputsHeldUpBy(char level, const std::string& unreadable);
 
 size_t CountTargets(const std::vector<AutoFile>& files);
+
+// Whether a run looks at the archives at all: an hour run does only for logs that it would take, or
+// that it could not look at and whose day may be archived already.
+bool NeedsArchives(char level, const AutoSelection& selection);

@@ -195,7 +195,7 @@ void GetTargetFile() {
   const AutoPeriod period = PeriodOfRun(finfo.level, RunLimits());
   AutoSelection selection = BeginSelection();
   JudgeLogs(period, SortedNames(arcdelinfo.arcdir), &selection);
-  if (finfo.level == 'H' && CountTargets(selection.logs) == 0) {
+  if (!NeedsArchives(finfo.level, selection)) {
     FreeFileList();
     ReportUnreadable(selection);
     return;

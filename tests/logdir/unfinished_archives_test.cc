@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -71,6 +72,32 @@ TEST_F(PrefixUnfinished, UndisturbedNightRemovesThem) {
   EXPECT_TRUE(Archive("20240210a.psa") && Archive("20240210b.psa"));
   EXPECT_FALSE(Archive("20240115a.psa") || Archive("20240116a.psa") || Archive("20240116b.psa"));
   EXPECT_FALSE(Log("20240210a.psl") || Log("20240210b.psl"));
+}
+
+// The names that a night could not sync stand in the next one, which makes nothing and syncs
+// nothing of its own: it removed the logs, and a power failure took the archives.
+TEST_F(PrefixUnfinished, NothingGoesBeforeTheNamesOfArchivesAreSafe) {
+  const std::string every_sync = "fsync:/arc/archive:1:99:28";
+  Night(every_sync);
+  EXPECT_TRUE(Archive("20240210a.psa") && Log("20240210a.psl"));
+  Night(every_sync);
+  EXPECT_THAT(entries, HasSubstr("func=fsync errno=28 detcode=03080002"));
+  EXPECT_TRUE(Log("20240210a.psl") && Log("20240210b.psl"));
+  EXPECT_TRUE(Archive("20240115a.psa") && Archive("20240116b.psa"));
+  Night();
+  EXPECT_EQ(entries, "");
+  EXPECT_FALSE(Log("20240210a.psl") || Archive("20240115a.psa"));
+}
+
+// Alone, without another log in the directory, it held up its month for as long as it was there.
+TEST_F(PrefixUnfinished, PartWithoutStatusOfADayThatIsArchivedHoldsUpNothing) {
+  for (const char* name : {"20240210a.psl", "20240210b.psl"}) {
+    std::filesystem::remove(server.directory.Path(std::string("arc/") + name));
+  }
+  std::filesystem::create_symlink("20240115a#002.psl",
+                                  server.directory.Path("arc/20240115a#002.psl"));
+  Night();
+  EXPECT_TRUE(Archive("202401a.psa"));
 }
 
 class PrefixUnfinishedBy : public PrefixUnfinished,

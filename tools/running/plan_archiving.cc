@@ -126,7 +126,7 @@ class StepPlanner {
     step_.skipped = DescribeOversized("", listing.oversized);
     std::sort(listing.names.begin(), listing.names.end());
     JudgeLogs(step_.period, {listing.names, listing.unread}, &selection_);
-    if (step_.level != 'H' || CountTargets(selection_.logs) != 0) {
+    if (NeedsArchives(step_.level, selection_)) {
       if (!ProvideDirectory()) return false;
       std::vector<std::string> archives = view_.Names();
       std::sort(archives.begin(), archives.end());
