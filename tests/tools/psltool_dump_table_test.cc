@@ -67,6 +67,23 @@ TEST_P(PsltoolDumpTable, FitsIntoItsWidthWithPointsUnderPoints) {
 INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolDumpTable, testing::Values(0x10, 0x12, 0x18, 0x21),
                          RevisionParam<int>);
 
+// The stamp lies in an hour that clocks show twice: its offset makes the column of times wider, and
+// the head with it.
+TEST(PsltoolDump, TableIsAsWideAsItsTimes) {
+  TempDir dir;
+  dir.Write("x.psl", DiskFile());
+  const ProgramResult result =
+      Dump(dir.Path("x.psl"), {"--kind", "ld", "--key", "258"}, "AAA-1BBB-2,J200,J1/3:30");
+  ASSERT_EQ(result.status, 0) << result.err;
+  const std::vector<std::string> lines = Lines(result.out);
+  ASSERT_EQ(lines.size(), 6U) << result.out;
+  EXPECT_TRUE(lines[1].starts_with("2024-01-01 02:59:00+02:00 ld      258 ")) << lines[1];
+  const size_t end = EndOf(lines[0], "ops/s");
+  ASSERT_NE(end, 0U) << lines[0];
+  EXPECT_EQ(lines[1].substr(end - 4, 4), "1.14") << result.out;
+  for (const std::string& line : lines) EXPECT_LE(line.size(), kMostWidth) << line;
+}
+
 TEST(PsltoolDump, TableHasALineForEachGroup) {
   TempDir dir;
   dir.Write("x.psl", DiskFile());

@@ -66,6 +66,7 @@ struct Cell {
 struct Table {
   const char* kind;
   std::vector<Cell> cells;
+  size_t time_width;  // grows with times that need their offset
   size_t groups = 0;
   size_t group_width = kGroupDigits;
   bool dirty = true;  // to be headed again, its columns having changed
@@ -125,6 +126,7 @@ class TableWriter : public DumpWriter {
     constexpr size_t kLeastGroupWidth = 9;
     Table table;
     table.kind = entry.kind;
+    table.time_width = time_width_;
     for (size_t i = 0; i < entry.columns.size(); ++i) {
       const Column& column = entry.columns[i];
       const bool of_groups = column.group != 0;
@@ -160,6 +162,11 @@ class TableWriter : public DumpWriter {
 
   // Makes the columns wide enough for the rows at hand, and chooses those that have room.
   void Fit(Table& table) {
+    for (const Row& row : rows_) {
+      if (row.time.size() <= table.time_width) continue;
+      table.time_width = row.time.size();
+      table.dirty = true;
+    }
     for (Cell& cell : table.cells) {
       size_t width = cell.width;
       for (const Row& row : rows_) {
@@ -170,7 +177,7 @@ class TableWriter : public DumpWriter {
       cell.width = width;
     }
     if (!table.dirty) return;
-    size_t used = time_width_ + 1 + KindWidth(table);
+    size_t used = table.time_width + 1 + KindWidth(table);
     if (table.groups != 0) used += 1 + table.group_width;
     std::vector<Cell*> cells;
     for (Cell& cell : table.cells) cells.push_back(&cell);
@@ -185,7 +192,7 @@ class TableWriter : public DumpWriter {
   void PutHead(const Table& table) {
     if (printed_ != nullptr) out_.Put("\n");
     std::string line =
-        fmt::format("{:<{}} {:<{}}", time_head_, time_width_, "kind", KindWidth(table));
+        fmt::format("{:<{}} {:<{}}", time_head_, table.time_width, "kind", KindWidth(table));
     const auto put = [&](const Cell& cell) {
       if (!cell.shown) return;
       line += cell.at.empty() ? fmt::format(" {:<{}}", cell.head, cell.width)
@@ -200,7 +207,7 @@ class TableWriter : public DumpWriter {
 
   void PutRow(const Table& table, const Row& row) {
     const std::string start =
-        fmt::format("{:<{}} {:<{}}", row.time, time_width_, table.kind, KindWidth(table));
+        fmt::format("{:<{}} {:<{}}", row.time, table.time_width, table.kind, KindWidth(table));
     for (size_t group = table.groups == 0 ? 0 : 1; group <= table.groups; ++group) {
       const bool first = group <= 1;
       std::string line = first ? start : std::string(start.size(), ' ');
