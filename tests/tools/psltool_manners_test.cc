@@ -309,6 +309,12 @@ TEST(PsltoolManners, AMistypedCommandIsNamedWithTheNearestOne) {
   EXPECT_NE(option.err.find(", the nearest one is \"--kind\"; psltool dump --help"),
             std::string::npos)
       << option.err;
+  // In front of a command, too: the library says first that the command is missing.
+  const ProgramResult global = RunProgram(PSLTOOL_PATH, {"--verson"});
+  EXPECT_EQ(global.status, 2);
+  EXPECT_EQ(global.err,
+            "psltool: The following argument was not expected: --verson, the nearest one is "
+            "\"--version\"; psltool --help tells the options\n");
 }
 
 }  // namespace

@@ -61,6 +61,10 @@ std::string Refusal(const CLI::App* app, const CLI::Error& error) {
   std::string why = error.what();
   std::string help = "options";
   if (word.starts_with("-")) {
+    // The library tells first what is missing.
+    if (why.find(word) == std::string::npos) {
+      why = "The following argument was not expected: " + word;
+    }
     why += NearestOf(word, OptionsOf(*asked.app));
   } else if (!word.empty() && !commands.empty()) {
     why = "\"" + word + "\" is no command" + NearestOf(word, commands);
