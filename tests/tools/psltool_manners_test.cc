@@ -289,6 +289,29 @@ TEST_F(PsltoolMannersOverFiles, ATerminalGetsWhatAPipeGets) {
   }
 }
 
+// A shell's unset variable asked for all times, with status 0.
+TEST(PsltoolManners, AnEmptyTimeIsRefused) {
+  for (const char* command : {"dump", "show", "top", "export"}) {
+    for (const char* option : {"--from", "--to"}) {
+      const ProgramResult result = RunProgram(PSLTOOL_PATH, {command, "x.psl", option, ""});
+      EXPECT_EQ(result.status, 2) << command << option;
+      EXPECT_NE(result.err.find("the value is empty"), std::string::npos) << result.err;
+    }
+  }
+}
+
+TEST(PsltoolManners, ADirectoryWhereOneFileIsTakenIsToldAsOne) {
+  TempDir dir;
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"dump", dir.Path()},
+        std::vector<std::string>{"salvage", dir.Path(), "-o", dir.Path("good.psl")}}) {
+    const ProgramResult result = RunProgram(PSLTOOL_PATH, arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_NE(result.err.find("is a directory; name a file in it"), std::string::npos)
+        << result.err;
+  }
+}
+
 TEST(PsltoolManners, AMistypedCommandIsNamedWithTheNearestOne) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
       {{"dmup", "x.psl"}, "\"dmup\" is no command, the nearest one is \"dump\"; psltool --help"},

@@ -194,6 +194,7 @@ void AddExportCommand(Command& command, int& status) {
   command
       .AddOption("--to", wishes->to,
                  "The last time, the day or minute as a whole; also the form, as with --format")
+      ->Must(kNotEmpty)
       ->OneEachTime();
   command.AddOption("-o,--out", wishes->out,
                     "File to write (default: standard output; a database needs it)");

@@ -77,6 +77,7 @@ std::string Refusal(const CLI::App* app, const CLI::Error& error) {
 
 const ValueRule kPositive{ValueRule::Form::kPositive, {}};
 const ValueRule kNotNegative{ValueRule::Form::kNotNegative, {}};
+const ValueRule kNotEmpty{ValueRule::Form::kNotEmpty, {}};
 
 ValueRule OneOf(std::vector<std::string> words) {
   return {ValueRule::Form::kOneOf, std::move(words)};
@@ -105,6 +106,11 @@ Option* Option::Must(const ValueRule& check) {
       break;
     case ValueRule::Form::kNotNegative:
       option_->check(CLI::NonNegativeNumber);
+      break;
+    case ValueRule::Form::kNotEmpty:
+      option_->check([](const std::string& text) {
+        return std::string(text.empty() ? "the value is empty" : "");
+      });
       break;
   }
   return this;

@@ -16,7 +16,7 @@ class Option;
 
 // What the text of an option must be, beside being of its variable's type.
 struct ValueRule {
-  enum class Form { kOneOf, kBetween, kPositive, kNotNegative };
+  enum class Form { kOneOf, kBetween, kPositive, kNotNegative, kNotEmpty };
   Form form;
   std::vector<std::string> words;  // kOneOf
   double least = 0;                // kBetween, ends included
@@ -30,6 +30,8 @@ ValueRule Between(double least, double most);
 // A number above 0; a number of 0 or more.
 extern const ValueRule kPositive;
 extern const ValueRule kNotNegative;
+// A text of at least one character: an unset variable of a shell asks for nothing by it.
+extern const ValueRule kNotEmpty;
 
 // An option as added: each call narrows what is taken, and returns the option for the next.
 class Option {

@@ -33,10 +33,15 @@ Kind KindOfWord(const std::string& word) {
 }
 
 Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to) {
-  command.AddOption("--from", options.from,
-                    "First time: 2024-03-04, \"2024-03-04 10:05\", 10:05, yesterday, -7d, \"last "
-                    "week\" or @seconds");
-  if (with_to) command.AddOption("--to", options.to, "Last time; a day, minute or week as a whole");
+  command
+      .AddOption("--from", options.from,
+                 "First time: 2024-03-04, \"2024-03-04 10:05\", 10:05, yesterday, -7d, \"last "
+                 "week\" or @seconds")
+      ->Must(kNotEmpty);
+  if (with_to) {
+    command.AddOption("--to", options.to, "Last time; a day, minute or week as a whole")
+        ->Must(kNotEmpty);
+  }
   return command.AddFlag("--utc", options.utc, "Times in UTC instead of local time");
 }
 

@@ -64,6 +64,7 @@ bool PslReader::Open() {
   if (fd_ == -1 || fstat(fd_, &status) == -1) {
     return Unreadable(std::string("cannot be opened: ") + std::strerror(errno));
   }
+  if (S_ISDIR(status.st_mode)) return Unreadable("is a directory; name a file in it");
   if (!S_ISREG(status.st_mode)) return Unreadable("not a regular file");
   size_ = static_cast<uint64_t>(status.st_size);
   if (size_ == 0) return Broken("file-empty", 0, "", "the file is empty");
