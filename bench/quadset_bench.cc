@@ -37,8 +37,8 @@ void FoldGroups(benchmark::State& state) {
   Groups groups;
   for (auto _ : state) {
     for (size_t i = 0; i < kGroups; ++i) {
-      FoldQuadset<kRule>(groups.At(i, kTracked), groups.wire.data() + i * kQuadsetSize,
-                                    kLength, false);
+      FoldQuadset<kRule>(groups.At(i, kTracked), groups.wire.data() + i * kQuadsetSize, kLength,
+                         false);
     }
     benchmark::DoNotOptimize(groups.sums.data());
     benchmark::ClobberMemory();
@@ -52,8 +52,7 @@ template <QuadRule kRule>
 void PutGroups(benchmark::State& state) {
   Groups groups;
   for (size_t i = 0; i < kGroups; ++i) {
-    FoldQuadset<kRule>(groups.At(i, false), groups.wire.data() + i * kQuadsetSize,
-                                  kLength, true);
+    FoldQuadset<kRule>(groups.At(i, false), groups.wire.data() + i * kQuadsetSize, kLength, true);
   }
   std::array<uint8_t, kGroups* kQuadsetSize> out = {};
   for (auto _ : state) {
