@@ -77,12 +77,23 @@ int OpenForAppend(const char* path) {
   return fd != -1 || errno != EACCES ? fd : open(path, O_WRONLY | kFlags, 0644);
 }
 
-// A full disk may have cut the last line short.
-bool EndsInsideALine(int fd) {
+bool EndsInsideALineNow(int fd) {
   struct stat status {};
   char last = '\n';
   if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size == 0) return false;
   return pread(fd, &last, 1, status.st_size - 1) == 1 && last != '\n';
+}
+
+// A full disk may have cut the last line short. A line that another process is just writing across
+// the end of a page looks the same for a moment, so that what seems torn is looked at again.
+bool EndsInsideALine(int fd) {
+  constexpr int kLooks = 20;
+  constexpr timespec kBetween = {.tv_sec = 0, .tv_nsec = 1000000};
+  for (int look = 1; EndsInsideALineNow(fd); ++look) {
+    if (look == kLooks) return true;
+    nanosleep(&kBetween, nullptr);
+  }
+  return false;
 }
 
 // Appends `line` to the file `path`, creating its directory when that is what is missing.

@@ -158,12 +158,19 @@ TEST_F(PrefixNightOutputs, FailedWriteEndsTheRunAndRemovesTheTemporary) {
   ExpectNoTemporaries();
 }
 
-// Between the last write and the rename no descriptor is open any more.
+// Between the last write and the rename no descriptor is open any more. A signal that comes when
+// archives are just given their names waits until they all have them.
 TEST_F(PrefixNightOutputs, SigtermRemovesAClosedTemporaryToo) {
   PutLog("20240301A.psl", "2024-03-01");
   EXPECT_EQ(
       Night({{"DISTURB_CALLS", "rename"}, {"DISTURB_SIGNAL", "15"}, {"DISTURB_AT", "1"}}).status,
       1);
+  EXPECT_EQ(spell::Tags(Archive("20240301A.psa")), "HDR CON STA");
+  ExpectNoTemporaries();
+  std::filesystem::remove(server_.directory.Path("arc/archive/20240301A.psa"));
+  // The sync in front of it: the temporary is whole and about to be closed.
+  EXPECT_EQ(
+      Night({{"DISTURB_CALLS", "fsync"}, {"DISTURB_SIGNAL", "15"}, {"DISTURB_AT", "1"}}).status, 1);
   EXPECT_FALSE(Exists("20240301A.psa"));
   ExpectNoTemporaries();
   EXPECT_EQ(Night().status, 0);
