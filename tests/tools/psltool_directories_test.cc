@@ -58,10 +58,42 @@ TEST_F(PsltoolDirectories, EveryCommandThatTakesFilesTakesADirectory) {
   ExpectSame({"show", "--key", "1"});
   ExpectSame({"top"});
   ExpectSame({"export", "--to", "csv"});
+  ExpectSame({"dump", "--kind", "ld"});
   ExpectSame({"export", "--to", "openmetrics"});
 }
 
 // What is named is taken, whatever its name.
+// Rows do not tell their file, and other revisions have other columns.
+TEST_F(PsltoolDirectories, DumpsForProgramsAreOfOneFile) {
+  for (const char* format : {"csv", "ndjson"}) {
+    const ProgramResult several = Psltool({"dump", "--format", format, "d"});
+    EXPECT_EQ(several.status, 2);
+    EXPECT_EQ(several.out, "");
+    EXPECT_EQ(several.err, std::string("psltool: dump: 3 files: ") + format +
+                               " is of one file; psltool export takes any number\n");
+    const ProgramResult one = Psltool({"dump", "--format", format, "d/below"});
+    EXPECT_EQ(one.status, 0) << one.err;
+    EXPECT_EQ(one.out, Psltool({"dump", "--format", format, "d/below/20240304array01.psl"}).out);
+  }
+}
+
+TEST_F(PsltoolDirectories, SalvageSavesEachFileUnderItsName) {
+  const std::string log = dir_.Read("d/20240305array01.psl");
+  dir_.Write("d/20240305array01.psl", log.substr(0, log.size() - 5));
+  const ProgramResult nowhere = Psltool({"salvage", "d", "-o", "saved"});
+  EXPECT_EQ(nowhere.status, 2);
+  EXPECT_NE(nowhere.err.find("saved: is no directory"), std::string::npos) << nowhere.err;
+  dir_.MakeDirectory("saved");
+  const ProgramResult result = Psltool({"salvage", "d", "-o", "saved"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  for (const char* name : {"20240304array01.psl", "20240306array01.psl"}) {
+    const std::string below = std::string(name) == "20240304array01.psl" ? "d/below/" : "d/";
+    EXPECT_EQ(dir_.Read(std::string("saved/") + name), dir_.Read(below + name)) << name;
+  }
+  EXPECT_EQ(Psltool({"check", "saved"}).status, 0);
+  EXPECT_LT(dir_.Read("saved/20240305array01.psl").size(), log.size());
+}
+
 TEST_F(PsltoolDirectories, HiddenNamesAreTakenWhenTheyAreNamed) {
   EXPECT_NE(Psltool({"check", "d/.hidden.psl", "d/.units"}).out.find("2 files, 0 with findings"),
             std::string::npos);
@@ -85,7 +117,7 @@ TEST_F(PsltoolDirectories, ADirectoryWithoutFilesIsTold) {
 }
 
 TEST_F(PsltoolDirectories, HelpSaysSo) {
-  for (const char* name : {"check", "info", "show", "top", "export"}) {
+  for (const char* name : {"check", "info", "show", "top", "dump", "export"}) {
     const std::string help = Psltool({name, "--help"}).out;
     EXPECT_NE(help.find("or directories with .psl and .psa"), std::string::npos) << help;
   }

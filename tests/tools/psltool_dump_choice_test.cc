@@ -76,8 +76,7 @@ TEST(PsltoolDump, WhatCannotBeAskedForIsRefused) {
                                              {"--to", "2024-02-30"},
                                              {"--from", "2024-01-01 25:00"},
                                              {"--from", "1969-12-31 23:00", "--utc"},
-                                             {"--format", "xml"},
-                                             {"second-file.psl"}}) {
+                                             {"--format", "xml"}}) {
     const ProgramResult result = Dump(file, options);
     EXPECT_EQ(result.status, 2) << options[0] << " " << options.back();
     EXPECT_NE(result.err, "");

@@ -300,18 +300,6 @@ TEST(PsltoolManners, AnEmptyTimeIsRefused) {
   }
 }
 
-TEST(PsltoolManners, ADirectoryWhereOneFileIsTakenIsToldAsOne) {
-  TempDir dir;
-  for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{"dump", dir.Path()},
-        std::vector<std::string>{"salvage", dir.Path(), "-o", dir.Path("good.psl")}}) {
-    const ProgramResult result = RunProgram(PSLTOOL_PATH, arguments);
-    EXPECT_EQ(result.status, 2);
-    EXPECT_NE(result.err.find("is a directory; name a file in it"), std::string::npos)
-        << result.err;
-  }
-}
-
 TEST(PsltoolManners, AMistypedCommandIsNamedWithTheNearestOne) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
       {{"dmup", "x.psl"}, "\"dmup\" is no command, the nearest one is \"dump\"; psltool --help"},

@@ -1,12 +1,17 @@
 // Command line and report of `psltool salvage`.
 #include "tools/commands/commands.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "tools/checking/salvage.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
+#include "tools/reading/input_files.h"
 
 namespace {
 
@@ -64,12 +69,43 @@ int Run(const SalvageWishes& wishes) {
   return kTrouble;
 }
 
+// A directory: each of its files into the new directory, under its own name.
+int RunAll(const SalvageWishes& wishes) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(wishes.broken, error)) return Run(wishes);
+  std::vector<std::string> files;
+  if (!CollectFiles({wishes.broken}, files)) return kTrouble;
+  if (!std::filesystem::is_directory(wishes.good, error)) {
+    static_cast<void>(Fail(wishes.good, "is no directory; of a directory only one is made"));
+    return kTrouble;
+  }
+  int status = 0;
+  std::set<std::string> names;
+  for (const std::string& file : files) {
+    SalvageWishes one = wishes;
+    one.broken = file;
+    one.good =
+        (std::filesystem::path(wishes.good) / std::filesystem::path(file).filename()).string();
+    if (!names.insert(one.good).second) {
+      static_cast<void>(Fail(file, "another file of this name is there already"));
+      status = kTrouble;
+      continue;
+    }
+    status = std::max(status, Run(one));
+  }
+  return status;
+}
+
 }  // namespace
 
 void AddSalvageCommand(Command& command, int& status) {
   auto wishes = std::make_shared<SalvageWishes>();
-  command.AddOption("broken", wishes->broken, "The damaged log or archive")->Required();
-  command.AddOption("-o,--out", wishes->good, "The new file")->Required();
+  command.AddOption("broken", wishes->broken, "The damaged log or archive, or a directory of them")
+      ->Required();
+  command
+      .AddOption("-o,--out", wishes->good,
+                 "The new file; of a directory, a directory that is there")
+      ->Required();
   command.AddFlag("--resync", wishes->resync, "Look for sound records behind what is broken");
   command.AddFlag("--keep-suspect", wishes->keep_suspect,
                   "Copy suspect records, too; they are told all the same");
@@ -77,5 +113,5 @@ void AddSalvageCommand(Command& command, int& status) {
                     "A sound file of another day: its structure record stands in for one that "
                     "is lost");
   command.AddFlag("--force", wishes->force, "Replace the new file if it exists");
-  command.Does([wishes, &status] { status = Run(*wishes); });
+  command.Does([wishes, &status] { status = RunAll(*wishes); });
 }
