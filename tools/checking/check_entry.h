@@ -41,7 +41,7 @@ class EntryJudge {
   void NoteExtremes(const Entry& e);
   void NoteRatio(const Entry& e);
 
-  const EntrySection& section_;
+  const EntrySection section_;  // callers hand in a passing one
   const Form& form_;
   RecordReport& report_;
   bool has_ratio_;               // of this form in this revision
