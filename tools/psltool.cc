@@ -9,6 +9,8 @@
 #include "tools/output/report.h"
 #include "tools/output/unfinished.h"
 
+using namespace psltool;
+
 namespace {
 
 void AddCommands(Command& program, int& status) {

@@ -15,6 +15,8 @@
 #include "tests/support/run_state.h"
 #include "tools/running/health.h"
 
+using namespace psltool;
+
 namespace {
 
 constexpr int32_t kDays = 0x10000000;

@@ -6,6 +6,8 @@
 #include "tools/audit/record_fields.h"
 #include "tools/reading/psl_reader.h"
 
+using namespace psltool;
+
 // Calls take(reader, part) for every part that belongs to a kind; the reader stands at its record.
 template <class Take>
 void ForEachPart(const std::string& path, Take take) {

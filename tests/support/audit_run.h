@@ -6,6 +6,8 @@
 
 #include "tools/audit/audit_archive.h"
 
+using namespace psltool;
+
 struct Audited {
   AuditResult result;
   std::vector<AuditFinding> findings;

@@ -10,6 +10,8 @@
 #include "tests/support/process.h"
 #include "tools/reading/kind_names.h"
 
+using namespace psltool;
+
 namespace {
 
 struct Name {

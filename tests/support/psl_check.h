@@ -10,6 +10,8 @@
 #include "tests/support/tempdir.h"
 #include "tools/checking/check_file.h"
 
+using namespace psltool;
+
 struct Checked {
   CheckedFile file;
   std::vector<Finding> findings;

@@ -11,6 +11,8 @@
 #include "tools/reading/file_summary.h"
 #include "tools/showing/dump_file.h"
 
+using namespace psltool;
+
 namespace {
 
 CheckedFile Check(const std::string& path) {

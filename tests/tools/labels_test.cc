@@ -13,6 +13,8 @@
 #include "tests/support/process.h"
 #include "tests/support/tempdir.h"
 
+using namespace psltool;
+
 namespace {
 
 using nlohmann::json;

@@ -13,6 +13,8 @@
 #include "tests/support/revision_param.h"
 #include "tools/audit/audit_directory.h"
 
+using namespace psltool;
+
 namespace {
 
 constexpr const char* kZones[] = {"UTC", "Europe/Berlin", "America/Los_Angeles", "Asia/Kolkata"};

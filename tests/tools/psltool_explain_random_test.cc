@@ -22,6 +22,8 @@
 #include "tools/reading/entry_fields.h"
 #include "tools/reading/kind_names.h"
 
+using namespace psltool;
+
 namespace {
 
 using model::Random;

@@ -19,6 +19,8 @@
 #include "tests/support/tempdir.h"
 #include "tools/exporting/sample_sort.h"
 
+using namespace psltool;
+
 namespace {
 
 ProgramResult Psltool(const std::vector<std::string>& arguments) {

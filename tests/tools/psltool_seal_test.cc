@@ -18,6 +18,8 @@
 #include "tests/support/tempdir.h"
 #include "tools/checking/digest.h"
 
+using namespace psltool;
+
 namespace {
 
 using spell::Bytes;

@@ -16,6 +16,8 @@
 #include "tests/support/tempdir.h"
 #include "tools/showing/spark.h"
 
+using namespace psltool;
+
 namespace {
 
 using nlohmann::json;

@@ -11,6 +11,8 @@
 #include "tests/support/nights.h"
 #include "tools/output/shell_word.h"
 
+using namespace psltool;
+
 namespace {
 
 namespace fs = std::filesystem;

@@ -16,6 +16,8 @@
 #include "tools/audit/recompute_inputs.h"
 #include "tools/audit/recompute_math.h"
 
+using namespace psltool;
+
 namespace {
 
 using spell::Bytes;

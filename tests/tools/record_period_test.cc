@@ -11,6 +11,8 @@
 
 #include "tests/support/utc.h"
 
+using namespace psltool;
+
 namespace {
 
 constexpr int64_t kNow = 0;

@@ -10,6 +10,8 @@
 #include "tests/support/health_fixture.h"
 #include "tests/support/plan_fixture.h"
 
+using namespace psltool;
+
 namespace {
 
 using ::testing::HasSubstr;

@@ -10,6 +10,8 @@
 
 #include "tests/support/utc.h"
 
+using namespace psltool;
+
 namespace {
 
 // The zone of this process, while it lives.

@@ -12,6 +12,8 @@
 #include "tools/reading/input_files.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -135,3 +137,5 @@ bool ResolveInputs(ArchiveInputs& inputs) {
   inputs.inputs = std::move(resolved);
   return true;
 }
+
+}  // namespace psltool

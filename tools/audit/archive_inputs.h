@@ -6,6 +6,8 @@
 
 #include "tools/audit/output_choice.h"
 
+namespace psltool {
+
 struct DayFile {
   std::string path;
   std::string day;  // date and array, of day archives month and array
@@ -43,3 +45,5 @@ std::vector<std::string> LogsOfMonth(const Shelves& shelves, const std::string& 
 // archive. With `any_name` that is all of them. False: a directory cannot be read or has none,
 // reported.
 bool ResolveInputs(ArchiveInputs& inputs);
+
+}  // namespace psltool

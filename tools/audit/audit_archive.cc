@@ -14,6 +14,8 @@
 #include "tools/reading/check_statistics.h"
 #include "tools/showing/dump_file.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kFarAhead = 1024;    // records that are looked at for a counterpart
@@ -334,3 +336,5 @@ AuditResult AuditArchive(const AuditWishes& wishes, const AuditSink& sink, Progr
   for (const AuditFinding& finding : kept) sink(finding);
   return result;
 }
+
+}  // namespace psltool

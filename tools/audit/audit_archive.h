@@ -12,6 +12,8 @@
 #include "tools/audit/recompute_run.h"
 #include "tools/output/progress.h"
 
+namespace psltool {
+
 enum class AuditRun : uint8_t { kManual, kAutomatic, kEither };
 
 struct AuditWishes : ArchiveInputs {
@@ -52,3 +54,5 @@ struct AuditResult {
 
 // Tells each finding to `sink`.
 AuditResult AuditArchive(const AuditWishes& wishes, const AuditSink& sink, Progress& progress);
+
+}  // namespace psltool

@@ -6,6 +6,8 @@
 #include "tools/audit/archive_inputs.h"
 #include "tools/output/report.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kMostKept = 100000;  // findings of one archive
@@ -77,3 +79,5 @@ bool AuditDirectory(const DirectoryWishes& wishes,
   }
   return true;
 }
+
+}  // namespace psltool

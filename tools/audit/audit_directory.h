@@ -7,6 +7,8 @@
 
 #include "tools/audit/audit_archive.h"
 
+namespace psltool {
+
 struct DirectoryWishes {
   std::string archives;
   std::string logs;
@@ -24,3 +26,5 @@ struct AuditedFile {
 // reported.
 bool AuditDirectory(const DirectoryWishes& wishes,
                     const std::function<void(const AuditedFile&)>& visit, Progress& progress);
+
+}  // namespace psltool

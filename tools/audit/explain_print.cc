@@ -12,6 +12,8 @@
 #include "tools/audit/recompute_inputs.h"
 #include "tools/output/report.h"
 
+namespace psltool {
+
 namespace {
 
 using nlohmann::ordered_json;
@@ -304,3 +306,5 @@ bool PrintExplanationJson(const ExplainView& view, const Explanation& explanatio
   out.Put("\n");
   return true;
 }
+
+}  // namespace psltool

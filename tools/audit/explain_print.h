@@ -9,6 +9,8 @@
 #include "tools/reading/labels.h"
 #include "tools/reading/time_text.h"
 
+namespace psltool {
+
 struct ExplainView {
   std::string archive;
   std::string what;   // "ld 42"
@@ -24,3 +26,5 @@ struct ExplainView {
 // False: there is no such field or group, reported.
 bool PrintExplanation(const ExplainView& view, const Explanation& explanation, TextOut& out);
 bool PrintExplanationJson(const ExplainView& view, const Explanation& explanation, TextOut& out);
+
+}  // namespace psltool

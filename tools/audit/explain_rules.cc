@@ -8,6 +8,8 @@
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr uint32_t kTopBit = 0x80000000;
@@ -229,3 +231,5 @@ void ExplainElement(const ItemSum& items, const ItemSum::Element& sum,
     }
   }
 }
+
+}  // namespace psltool

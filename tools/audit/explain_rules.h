@@ -9,6 +9,8 @@
 #include "tools/audit/recompute_entry.h"
 #include "tools/audit/recompute_items.h"
 
+namespace psltool {
+
 // An interval as it was added.
 struct AddedInterval {
   EntryRules rules;
@@ -27,3 +29,5 @@ struct AddedElement {
 };
 void ExplainElement(const ItemSum& items, const ItemSum::Element& sum,
                     const std::vector<AddedElement>& added, std::vector<ExplainedField>& fields);
+
+}  // namespace psltool

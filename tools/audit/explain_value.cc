@@ -17,6 +17,8 @@
 #include "tools/reading/time_text.h"
 #include "tools/showing/dump_file.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kLongestElement = 64;  // bytes; more than any kind has
@@ -378,3 +380,5 @@ ExplainEnd Explain(const ExplainWishes& wishes, Explanation& explanation, Progre
   }
   return explainer.troubled() ? ExplainEnd::kFailed : ExplainEnd::kDone;
 }
+
+}  // namespace psltool

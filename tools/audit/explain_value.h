@@ -13,6 +13,8 @@
 #include "tools/reading/record_period.h"
 #include "tools/reading/time_text.h"
 
+namespace psltool {
+
 struct ExplainWishes : ArchiveInputs {
   RunKind run = RunKind::kManual;
   Kind kind = kLd;
@@ -79,3 +81,5 @@ enum class ExplainEnd : uint8_t {
 };
 
 ExplainEnd Explain(const ExplainWishes& wishes, Explanation& explanation, Progress& progress);
+
+}  // namespace psltool

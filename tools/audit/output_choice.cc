@@ -5,6 +5,8 @@
 
 #include "tools/audit/recompute_inputs.h"
 
+namespace psltool {
+
 InputsAtHand LookAtInputs(const ArchiveInputs& wishes) {
   std::vector<std::string> paths = wishes.inputs;
   if (!wishes.no_period) SortInputs(paths);
@@ -54,3 +56,5 @@ bool OutputChoice::Begins(const OutputStart& start) {
   found_ = found_ || ours_;
   return ours_;
 }
+
+}  // namespace psltool

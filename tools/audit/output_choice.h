@@ -6,6 +6,8 @@
 
 #include "tools/audit/recompute_run.h"
 
+namespace psltool {
+
 // An archive and the inputs that it is said to be made of.
 struct ArchiveInputs {
   std::string archive;
@@ -52,3 +54,5 @@ class OutputChoice {
   bool ours_ = false;
   bool found_ = false;
 };
+
+}  // namespace psltool

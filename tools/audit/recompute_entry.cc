@@ -11,6 +11,8 @@
 #include "tools/reading/array_tables.h"
 #include "tools/reading/entry_fields.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr uint32_t kTopBit = 0x80000000;
@@ -287,3 +289,5 @@ void PutEntry(const EntryRules& rules, const ResourceSum& sum, std::vector<uint8
     Store32(out.data() + out.size() - 4, word);
   }
 }
+
+}  // namespace psltool

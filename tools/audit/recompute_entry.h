@@ -9,6 +9,8 @@
 
 #include "engine/layout/layout.h"
 
+namespace psltool {
+
 // A counter group.
 struct GroupSum {
   double operations = 0;
@@ -78,3 +80,5 @@ void PutGroup(QuadRule rule, const GroupSum& group, uint32_t time, uint8_t* at);
 void AddGroup(QuadRule rule, const uint8_t* quadset, uint32_t length, GroupSum& group);
 
 bool IsCacheForm(const Form& form);
+
+}  // namespace psltool

@@ -10,6 +10,8 @@
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kDateDigits = 8;
@@ -104,3 +106,5 @@ std::vector<std::string> ArchiveStems(const std::string& input, const PslHeader&
   }
   return stems;
 }
+
+}  // namespace psltool

@@ -9,6 +9,8 @@
 
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 // "dir/20240304array01#002.psl" taken apart.
 struct InputName {
   std::string date;  // eight digits (hour archives and logs), six (day archives)
@@ -41,3 +43,5 @@ std::string_view BaseNameOf(std::string_view path);
 std::vector<std::string> ArchiveStems(const std::string& input, const PslHeader& header,
                                       std::span<const uint8_t> header_record, char level,
                                       bool by_date_bytes);
+
+}  // namespace psltool

@@ -9,6 +9,8 @@
 #include "tools/reading/check_statistics.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kConcPresent = 12;
@@ -211,3 +213,5 @@ void ItemSums::Abandon() {
     if (sum) Forget(*sum);
   }
 }
+
+}  // namespace psltool

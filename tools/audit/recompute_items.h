@@ -13,6 +13,8 @@
 #include "tools/audit/recompute_entry.h"
 #include "tools/reading/array_tables.h"
 
+namespace psltool {
+
 // The elements of one kind.
 struct ItemSum {
   const ItemRow* row = nullptr;
@@ -77,3 +79,5 @@ class ItemSums {
   const RevisionLayout* layout_ = nullptr;
   std::array<std::optional<ItemSum>, std::size(kItemRows)> sums_;
 };
+
+}  // namespace psltool

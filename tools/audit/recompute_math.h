@@ -7,6 +7,8 @@
 #include <cmath>
 #include <cstdint>
 
+namespace psltool {
+
 inline constexpr double kRatioUnit = 10000.0;   // ratios are hundredths of a percent
 inline constexpr double kRateUnit = 1000000.0;  // rates of cache modules
 
@@ -41,3 +43,5 @@ inline uint32_t CountWord(double count) {
 
 // Mean of values weighted by interval length, as a ratio word's number.
 inline double MeanRatio(double sum, uint32_t time) { return (sum / time) * kRatioUnit; }
+
+}  // namespace psltool

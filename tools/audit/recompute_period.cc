@@ -8,6 +8,8 @@
 #include "engine/pmonfile.h"
 #include "tools/reading/check_statistics.h"
 
+namespace psltool {
+
 namespace {
 
 EntryRules RulesOf(const RevisionLayout& layout, uint8_t file_revision, const SectionRow& row,
@@ -207,3 +209,5 @@ void PeriodSums::Abandon() {
   EndPeriod();
   items_.Abandon();
 }
+
+}  // namespace psltool

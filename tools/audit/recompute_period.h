@@ -12,6 +12,8 @@
 #include "tools/reading/array_tables.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 // An entry on its way into a sum, for those who watch.
 struct AddedEntry {
   Kind kind;
@@ -90,3 +92,5 @@ class PeriodSums {
 
 // The item bits of a kind in archives of a revision.
 uint32_t FullMaskOf(uint8_t revision, Kind kind);
+
+}  // namespace psltool

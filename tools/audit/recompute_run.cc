@@ -14,6 +14,8 @@
 #include "tools/audit/recompute_structure.h"
 #include "tools/reading/check_statistics.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr uint32_t kSecondsPerHour = 3600;
@@ -350,3 +352,5 @@ std::vector<uint8_t> PutHeader(const PslHeader& header, std::span<const uint8_t>
   }
   return out;
 }
+
+}  // namespace psltool

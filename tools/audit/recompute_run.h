@@ -13,6 +13,8 @@
 #include "tools/reading/finding.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 // Manual and automatic runs judge by different dates which day an input of 0x1D+ is of.
 enum class RunKind : uint8_t { kManual, kAutomatic };
 
@@ -49,3 +51,5 @@ void Recompute(std::vector<std::string> inputs, const RunRules& rules, RunListen
 // The file header of an archive made from an input.
 std::vector<uint8_t> PutHeader(const PslHeader& header, std::span<const uint8_t> record,
                                char level);
+
+}  // namespace psltool

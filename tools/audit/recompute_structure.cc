@@ -8,6 +8,8 @@
 #include "engine/pmonfile.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 namespace {
 
 std::span<const uint8_t> BasicOf(std::span<const uint8_t> record) {
@@ -111,3 +113,5 @@ std::vector<uint8_t> PutStructure(const RevisionLayout& layout, std::span<const 
   Store32(out.data() + kAtLength, static_cast<uint32_t>(out.size()));
   return out;
 }
+
+}  // namespace psltool

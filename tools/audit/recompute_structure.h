@@ -8,6 +8,8 @@
 
 #include "engine/layout/layout.h"
 
+namespace psltool {
+
 // The counts by which a structure record is told to change nothing.
 struct StructureCounts {
   bool held = false;
@@ -33,3 +35,5 @@ std::vector<uint8_t> PutStructure(const RevisionLayout& layout, std::span<const 
 
 // Bytes of a list with its variable parts, empty when the record does not carry it.
 std::span<const uint8_t> ListBytes(std::span<const uint8_t> record, const ListRow& row);
+
+}  // namespace psltool

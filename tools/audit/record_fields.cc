@@ -9,6 +9,8 @@
 #include "engine/pmonfile.h"
 #include "tools/showing/dump_file.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr uint32_t kTopBit = 0x80000000;
@@ -219,3 +221,5 @@ std::vector<FieldSpan> FieldsOf(const FieldContext& context, std::span<const uin
   }
   return Fields(part.size).Finish("bytes");
 }
+
+}  // namespace psltool

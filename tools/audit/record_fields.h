@@ -12,6 +12,8 @@
 #include "engine/layout/layout.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 struct FieldSpan {
   uint64_t at;  // in its part
   uint64_t width;
@@ -60,3 +62,5 @@ void CompareRecords(const FieldContext& context, std::span<const uint8_t> expect
 // The fields of an entry of a kind, its extended words included.
 std::vector<FieldSpan> EntryFieldSpans(const Form& form, QuadRule rule, uint32_t mask,
                                        size_t key_count, size_t size);
+
+}  // namespace psltool

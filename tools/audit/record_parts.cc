@@ -11,6 +11,8 @@
 #include "tools/reading/entry_fields.h"
 #include "tools/showing/dump_file.h"
 
+namespace psltool {
+
 namespace {
 
 using Type = RecordPart::Type;
@@ -216,3 +218,5 @@ void CompareRecords(const FieldContext& context, std::span<const uint8_t> expect
                 stored.subspan(part.at, part.size), part.at, sink);
   }
 }
+
+}  // namespace psltool

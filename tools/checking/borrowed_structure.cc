@@ -8,6 +8,8 @@
 #include "tools/output/report.h"
 #include "tools/reading/array_tables.h"
 
+namespace psltool {
+
 namespace {
 
 bool Fits(const PslReader& file, const PslReader& damaged) {
@@ -47,3 +49,5 @@ bool BorrowStructure(const std::string& path, const PslReader& damaged, Progress
   }
   return !structure.record.empty() || Fail(path, "holds no sound structure record");
 }
+
+}  // namespace psltool

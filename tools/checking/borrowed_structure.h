@@ -8,6 +8,8 @@
 #include "tools/output/progress.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 struct BorrowedStructure {
   std::vector<uint8_t> record;  // empty: none was asked for
   std::string place;            // "20240303array01.psl, record 1": in reports
@@ -18,3 +20,5 @@ struct BorrowedStructure {
 // of another revision or level; reported.
 bool BorrowStructure(const std::string& path, const PslReader& damaged, Progress& progress,
                      BorrowedStructure& structure);
+
+}  // namespace psltool

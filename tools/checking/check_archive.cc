@@ -12,6 +12,8 @@
 #include "tools/checking/check_entry.h"
 #include "tools/reading/kind_names.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kOffsetAt = 4;  // in a section header
@@ -303,3 +305,5 @@ void CheckArchivedHeader(const PslHeader& header, std::span<const uint8_t> recor
     return;
   }
 }
+
+}  // namespace psltool

@@ -8,6 +8,8 @@
 #include "tools/reading/array_tables.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 // Of a structure record that ReadTables found sound. False: the archiver never writes such a one,
 // reported.
 bool CheckArchivedStructure(const PslHeader& header, std::span<const uint8_t> record,
@@ -20,3 +22,5 @@ bool CheckArchivedStatistics(const PslHeader& header, std::span<const uint8_t> r
 // Of the file header: bytes without a meaning. A warning, since all records can be sound.
 void CheckArchivedHeader(const PslHeader& header, std::span<const uint8_t> record,
                          RecordReport& report);
+
+}  // namespace psltool

@@ -11,6 +11,8 @@
 #include "engine/pmonfile.h"
 #include "tools/reading/entry_fields.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr uint32_t kTopBit = 0x80000000;
@@ -291,3 +293,5 @@ bool EntryJudge::Judge(uint32_t index, uint64_t at, std::span<const uint8_t> ent
   if (4 * size_t{form_.tracked} <= words_ && !words.empty()) NoteExtremes(e);
   return sound;
 }
+
+}  // namespace psltool

@@ -10,6 +10,8 @@
 #include "tools/reading/array_tables.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 // The section at hand.
 struct EntrySection {
   const PslHeader& header;
@@ -52,3 +54,5 @@ class EntryJudge {
 // Judges a quadset at `at`. False: reported.
 bool JudgeGroup(QuadRule rule, const uint8_t* group, uint32_t time, uint64_t at,
                 const std::string& field, RecordReport& report);
+
+}  // namespace psltool

@@ -12,6 +12,8 @@
 #include "tools/reading/kind_names.h"
 #include "tools/reading/time_text.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kEndOfDate = 3;
@@ -240,3 +242,5 @@ CheckedFile CheckFile(const std::string& path, const FindingSink& sink, Progress
   if (reader.failed()) counting(reader.trouble());
   return file;
 }
+
+}  // namespace psltool

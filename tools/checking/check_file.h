@@ -11,6 +11,8 @@
 #include "tools/reading/finding.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 enum class Verdict : uint8_t {
   kSound,
   kBroken,     // reported
@@ -74,3 +76,5 @@ struct CheckedFile {
 
 // Passes each finding to `sink`, that the file is unreadable included.
 CheckedFile CheckFile(const std::string& path, const FindingSink& sink, Progress& progress);
+
+}  // namespace psltool

@@ -13,6 +13,8 @@
 #include <memory>
 #include <vector>
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kPiece = 1 << 18;
@@ -100,3 +102,5 @@ Digest DigestOfFile(const std::string& path, Progress& progress) {
   digest.end = SameState(before, after) ? DigestEnd::kDone : DigestEnd::kChanging;
   return digest;
 }
+
+}  // namespace psltool

@@ -6,6 +6,8 @@
 
 #include "tools/output/progress.h"
 
+namespace psltool {
+
 enum class DigestEnd : uint8_t {
   kDone,
   kMissing,     // no such file
@@ -22,3 +24,5 @@ struct Digest {
 
 // Memory does not depend on the file's size.
 Digest DigestOfFile(const std::string& path, Progress& progress);
+
+}  // namespace psltool

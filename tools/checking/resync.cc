@@ -11,6 +11,8 @@
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kFirstPiece = 1 << 12;
@@ -99,3 +101,5 @@ bool CanEndAt(PslReader& reader, uint64_t offset) {
   return size == header.size() && length >= kRecordHeaderSize && length < left &&
          IsRecordStart(reader, offset + length);
 }
+
+}  // namespace psltool

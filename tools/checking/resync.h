@@ -7,6 +7,8 @@
 #include "tools/output/progress.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 // True when a record header that can be one stands at the offset, or the file ends there.
 bool IsRecordStart(PslReader& reader, uint64_t offset);
 
@@ -32,3 +34,5 @@ class RecordSearch {
   // without end.
   uint64_t tries_left_;
 };
+
+}  // namespace psltool

@@ -15,6 +15,8 @@
 #include "tools/output/record_file.h"
 #include "tools/output/report.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kCopyPiece = 1 << 20;
@@ -266,3 +268,5 @@ SalvageEnd Salvage(const SalvageWishes& wishes, Progress& progress, SalvageRepor
   }
   return Salvager(wishes, borrowed, progress, reader, report).Run();
 }
+
+}  // namespace psltool

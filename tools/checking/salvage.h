@@ -10,6 +10,8 @@
 #include "tools/output/progress.h"
 #include "tools/reading/finding.h"
 
+namespace psltool {
+
 struct SalvageWishes {
   std::string broken;
   std::string good;
@@ -60,3 +62,5 @@ enum class SalvageEnd : uint8_t {
 };
 
 SalvageEnd Salvage(const SalvageWishes& wishes, Progress& progress, SalvageReport& report);
+
+}  // namespace psltool

@@ -24,6 +24,8 @@
 #include "tools/output/report.h"
 #include "tools/reading/input_files.h"
 
+namespace psltool {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -226,3 +228,5 @@ bool Seal(const SealWishes& wishes, Progress& progress, SealReport& report) {
   DirectoryLock lock;
   return lock.Take(wishes.directory) && Sealer(wishes, progress, report).Run();
 }
+
+}  // namespace psltool

@@ -8,6 +8,8 @@
 
 #include "tools/output/progress.h"
 
+namespace psltool {
+
 struct SealWishes {
   std::string directory;
   std::vector<std::string> renew;  // names whose present content is meant
@@ -46,3 +48,5 @@ const char* WordOf(SealState state);
 
 // False: something could not be read or written, reported; SHA256SUMS is as it was.
 bool Seal(const SealWishes& wishes, Progress& progress, SealReport& report);
+
+}  // namespace psltool

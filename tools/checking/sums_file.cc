@@ -14,6 +14,8 @@
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kDigits = 64;
@@ -143,3 +145,5 @@ std::vector<std::string> SumsOfDirectories::GoneFrom(const std::string& director
   }
   return gone;
 }
+
+}  // namespace psltool

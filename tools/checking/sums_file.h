@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace psltool {
+
 inline constexpr const char* kSumsName = "SHA256SUMS";
 
 struct SumsLine {
@@ -45,3 +47,5 @@ class SumsOfDirectories {
   std::map<std::string, Digests> directories_;
   bool trouble_ = false;
 };
+
+}  // namespace psltool

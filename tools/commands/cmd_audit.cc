@@ -17,6 +17,8 @@
 #include "tools/reading/labels.h"
 #include "tools/reading/time_text.h"
 
+namespace psltool {
+
 namespace {
 
 using nlohmann::ordered_json;
@@ -320,3 +322,5 @@ void AddAuditCommand(Command& command, int& status) {
   command.AddFlag("--utc", wishes->utc, "Times in UTC instead of local time");
   command.Does([wishes, &status] { status = Audit(*wishes); });
 }
+
+}  // namespace psltool

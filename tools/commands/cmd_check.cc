@@ -16,6 +16,8 @@
 #include "tools/output/text_out.h"
 #include "tools/reading/input_files.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr uint64_t kListed = 10;  // of each class of findings and file
@@ -243,3 +245,5 @@ void AddCheckCommand(Command& command, int& status) {
                   "No text but of what cannot be read, only the exit status");
   command.Does([wishes, &status] { status = Check(*wishes); });
 }
+
+}  // namespace psltool

@@ -13,6 +13,8 @@
 #include "tools/output/report.h"
 #include "tools/showing/dump_file.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr int kBad = 1;
@@ -93,3 +95,5 @@ void AddDumpCommand(Command& command, int& status) {
   AddLabelsOption(command, wishes->labels);
   command.Does([wishes, &status] { status = Dump(*wishes); });
 }
+
+}  // namespace psltool

@@ -17,6 +17,8 @@
 #include "tools/reading/time_text.h"
 #include "tools/showing/dump_file.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr int kAgree = 0;
@@ -116,3 +118,5 @@ void AddExplainCommand(Command& command, int& status) {
   command.AddFlag("--utc", wishes->utc, "Times in UTC instead of local time");
   command.Does([wishes, &status] { status = Explain(*wishes); });
 }
+
+}  // namespace psltool

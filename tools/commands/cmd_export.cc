@@ -17,6 +17,8 @@
 #include "tools/exporting/export_file.h"
 #include "tools/output/report.h"
 
+namespace psltool {
+
 namespace {
 
 struct Wishes {
@@ -213,3 +215,5 @@ void AddExportCommand(Command& command, int& status) {
   AddLabelsOption(command, wishes->labels);
   command.Does([wishes, &status] { status = Export(*wishes); });
 }
+
+}  // namespace psltool

@@ -19,6 +19,8 @@
 #include "tools/reading/time_text.h"
 #include "tools/running/health.h"
 
+namespace psltool {
+
 namespace {
 
 // Exit statuses: monitoring tells "bad" from "could not look".
@@ -162,3 +164,5 @@ void AddHealthCommand(Command& command, int& status) {
   command.AddFlag("--json", wishes->json, "As JSON");
   command.Does([wishes, &status] { status = Report(*wishes); });
 }
+
+}  // namespace psltool

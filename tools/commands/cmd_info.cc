@@ -15,6 +15,8 @@
 #include "tools/reading/kind_names.h"
 #include "tools/reading/time_text.h"
 
+namespace psltool {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -223,3 +225,5 @@ void AddInfoCommand(Command& command, int& status) {
   command.AddFlag("--utc", wishes->utc, "Times in UTC instead of local time");
   command.Does([wishes, &status] { status = Show(*wishes); });
 }
+
+}  // namespace psltool

@@ -20,6 +20,8 @@
 #include "tools/reading/kind_names.h"
 #include "tools/reading/time_text.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kLongestName = 40;  // listings of the archiver cut file names at 63 characters
@@ -257,3 +259,5 @@ void AddMakeCommand(Command& command, int& status) {
     }
   });
 }
+
+}  // namespace psltool

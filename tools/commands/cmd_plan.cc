@@ -18,6 +18,8 @@
 #include "tools/reading/time_text.h"
 #include "tools/running/plan.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr int kPlanned = 0;
@@ -273,3 +275,5 @@ void AddPlanCommand(Command& command, int& status) {
   command.AddFlag("--json", wishes->json, "As JSON");
   command.Does([wishes, archive, &status] { status = Run(*wishes, archive->count() > 0); });
 }
+
+}  // namespace psltool

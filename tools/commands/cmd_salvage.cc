@@ -13,6 +13,8 @@
 #include "tools/output/text_out.h"
 #include "tools/reading/input_files.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr int kNothingSaved = 1;
@@ -115,3 +117,5 @@ void AddSalvageCommand(Command& command, int& status) {
   command.AddFlag("--force", wishes->force, "Replace the new file if it exists");
   command.Does([wishes, &status] { status = RunAll(*wishes); });
 }
+
+}  // namespace psltool

@@ -11,6 +11,8 @@
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 
+namespace psltool {
+
 namespace {
 
 struct Wishes {
@@ -120,3 +122,5 @@ void AddSealCommand(Command& command, int& status) {
   command.AddFlag("--json", wishes->json, "A JSON text for programs");
   command.Does([wishes, &status] { status = Run(*wishes); });
 }
+
+}  // namespace psltool

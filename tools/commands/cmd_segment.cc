@@ -18,6 +18,8 @@
 #include "tools/output/text_out.h"
 #include "tools/running/segment_config.h"
 
+namespace psltool {
+
 namespace {
 
 // Paths of the archiver end at 255 characters; room is left for "/archive/" and the longest name.
@@ -251,3 +253,5 @@ void AddSegmentCommand(Command& command, int& status) {
   remove->AddFlag("--force", wishes->force, "Whatever it holds");
   remove->Does([wishes, &status] { status = Remove(*wishes); });
 }
+
+}  // namespace psltool

@@ -15,6 +15,8 @@
 #include "tools/reading/kind_names.h"
 #include "tools/showing/show_rows.h"
 
+namespace psltool {
+
 namespace {
 
 struct Wishes {
@@ -103,3 +105,5 @@ void AddShowCommand(Command& command, int& status) {
   AddLabelsOption(command, wishes->labels);
   command.Does([wishes, &status] { status = Show(*wishes); });
 }
+
+}  // namespace psltool

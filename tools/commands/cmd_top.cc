@@ -16,6 +16,8 @@
 #include "tools/showing/spark.h"
 #include "tools/showing/top_resources.h"
 
+namespace psltool {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -292,3 +294,5 @@ void AddTopCommand(Command& command, int& status) {
   AddLabelsOption(command, wishes->labels);
   command.Does([wishes, &status] { status = Top(*wishes); });
 }
+
+}  // namespace psltool

@@ -16,6 +16,8 @@
 #include "tools/running/unit_run.h"
 #include "tools/running/units.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr int kGood = 0;
@@ -226,3 +228,5 @@ void AddUnitCommand(Command& command, int& status) {
   command.AddFlag("-q,--quiet", *quiet, "No text when all is well");
   command.Does([wishes, quiet, &status] { status = Work(*wishes, *quiet); });
 }
+
+}  // namespace psltool

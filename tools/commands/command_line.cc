@@ -10,6 +10,8 @@
 #include "tools/commands/nearest.h"
 #include "tools/output/shown.h"
 
+namespace psltool {
+
 namespace {
 
 // Also of the commands, and of theirs.
@@ -212,3 +214,5 @@ int RunCommandLine(const Program& program, int refused, int argc, char** argv) {
   }
   return status;
 }
+
+}  // namespace psltool

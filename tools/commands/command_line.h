@@ -14,6 +14,8 @@ class App;
 class Option;
 }  // namespace CLI
 
+namespace psltool {
+
 // What the text of an option must be, beside being of its variable's type.
 struct ValueRule {
   enum class Form { kOneOf, kBetween, kPositive, kNotNegative, kNotEmpty };
@@ -102,3 +104,5 @@ struct Program {
 // after help or version; `refused` for a wrong command line, told in one line on standard error
 // with the nearest command or option that there is.
 int RunCommandLine(const Program& program, int refused, int argc, char** argv);
+
+}  // namespace psltool

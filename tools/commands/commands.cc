@@ -1,6 +1,8 @@
 // The table of commands: see the header.
 #include "tools/commands/commands.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr CommandRow kCommands[] = {
@@ -218,3 +220,5 @@ constexpr CommandRow kCommands[] = {
 }  // namespace
 
 std::span<const CommandRow> Commands() { return kCommands; }
+
+}  // namespace psltool

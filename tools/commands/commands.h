@@ -6,6 +6,8 @@
 
 #include "tools/commands/command_line.h"
 
+namespace psltool {
+
 struct CommandRow {
   const char* name;
   const char* summary;  // one line, in the list of commands
@@ -33,3 +35,5 @@ void AddPlanCommand(Command& command, int& status);
 void AddUnitsCommand(Command& command, int& status);
 void AddUnitCommand(Command& command, int& status);
 void AddMakeCommand(Command& command, int& status);
+
+}  // namespace psltool

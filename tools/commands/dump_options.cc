@@ -8,6 +8,8 @@
 #include "tools/output/report.h"
 #include "tools/reading/kind_names.h"
 
+namespace psltool {
+
 namespace {
 
 bool TakeTime(const std::string& what, const std::string& text, Zone zone, bool last,
@@ -94,3 +96,5 @@ bool HasWhatWasAsked(const std::string& what, const ChoiceOptions& options,
   }
   return true;
 }
+
+}  // namespace psltool

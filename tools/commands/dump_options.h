@@ -8,6 +8,8 @@
 #include "tools/reading/time_text.h"
 #include "tools/showing/dump_file.h"
 
+namespace psltool {
+
 struct ChoiceOptions {
   std::vector<std::string> kinds;
   std::string key;
@@ -37,3 +39,5 @@ bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& w
 // False: nothing was there of a time or key that was asked for, reported of `what`.
 bool HasWhatWasAsked(const std::string& what, const ChoiceOptions& options,
                      const DumpWishes& wishes, const DumpCount& count);
+
+}  // namespace psltool

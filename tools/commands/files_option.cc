@@ -4,6 +4,8 @@
 #include "tools/output/report.h"
 #include "tools/reading/input_files.h"
 
+namespace psltool {
+
 void AddFilesOption(Command& command, std::vector<std::string>& files) {
   command.AddOption("files", files, kFilesHelp)->Required();
   command.First([&files] {
@@ -13,3 +15,5 @@ void AddFilesOption(Command& command, std::vector<std::string>& files) {
     return kExitDone;
   });
 }
+
+}  // namespace psltool

@@ -5,7 +5,11 @@
 #include <vector>
 #include "tools/commands/command_line.h"
 
+namespace psltool {
+
 // Adds the arguments FILE... . When the command runs, `files` holds files only: in the place of a
 // directory those in and below it (CollectFiles). Ends the command with status 2 where a directory
 // cannot be read or there is no file at all, which is reported.
 void AddFilesOption(Command& command, std::vector<std::string>& files);
+
+}  // namespace psltool

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+namespace psltool {
+
 namespace {
 
 // Letters left out, put in, mistaken or swapped that lie between two words.
@@ -42,3 +44,5 @@ std::string Nearest(std::string_view word, const std::vector<std::string>& words
   });
   return begins == words.end() ? "" : *begins;
 }
+
+}  // namespace psltool

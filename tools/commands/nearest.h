@@ -5,5 +5,9 @@
 #include <string_view>
 #include <vector>
 
+namespace psltool {
+
 // Empty when no word is near. Between words of the same distance the first one is taken.
 std::string Nearest(std::string_view word, const std::vector<std::string>& words);
+
+}  // namespace psltool

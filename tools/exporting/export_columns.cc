@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <array>
 
+namespace psltool {
+
 namespace {
 
 constexpr std::string_view kCarried = "word_at_";
@@ -135,3 +137,5 @@ std::vector<std::string> MetricNames() {
   }
   return names;
 }
+
+}  // namespace psltool

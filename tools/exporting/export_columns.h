@@ -7,6 +7,8 @@
 
 #include "tools/reading/entry_fields.h"
 
+namespace psltool {
+
 struct MetricRow {
   std::string_view column;     // of a dump, without "g1_"
   std::string_view metric;     // "ops_rate"
@@ -40,3 +42,5 @@ bool IsCalled(const ExportColumn& column, std::string_view name);
 
 // The columns that make rows, in their order.
 std::vector<ExportColumn> ExportColumnsOf(const std::vector<Column>& columns);
+
+}  // namespace psltool

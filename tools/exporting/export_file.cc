@@ -6,6 +6,8 @@
 
 #include "tools/reading/file_summary.h"
 
+namespace psltool {
+
 namespace {
 
 const char* LevelWord(char level) {
@@ -152,3 +154,5 @@ DumpEnd Exporter::Take(const std::string& path) {
   failed_ = !sink_.EndFile(file_end, end == DumpEnd::kDone ? "" : Describe(trouble));
   return end;
 }
+
+}  // namespace psltool

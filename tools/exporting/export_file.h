@@ -7,6 +7,8 @@
 #include "tools/exporting/export_sink.h"
 #include "tools/showing/dump_file.h"
 
+namespace psltool {
+
 struct ExportWishes {
   DumpWishes dump;    // what of the files is wanted; its path is set for each
   std::string array;  // name of the array where names of files do not tell; empty: none
@@ -47,3 +49,5 @@ class Exporter {
   uint64_t rows_ = 0;
   std::unordered_map<std::string, uint32_t> resources_;  // by array, level, kind and key
 };
+
+}  // namespace psltool

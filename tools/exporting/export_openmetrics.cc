@@ -8,6 +8,8 @@
 #include "tools/exporting/export_sink.h"
 #include "tools/exporting/sample_sort.h"
 
+namespace psltool {
+
 namespace {
 
 std::string Escaped(const std::string& text) {
@@ -145,3 +147,5 @@ std::unique_ptr<ExportSink> MakeOpenMetricsSink(TextOut& out, const std::string&
                                                 const Labels& labels) {
   return std::make_unique<OpenMetricsSink>(out, scratch, labels);
 }
+
+}  // namespace psltool

@@ -13,6 +13,8 @@
 #include "tools/reading/record_period.h"
 #include "tools/reading/time_text.h"
 
+namespace psltool {
+
 // A file whose rows come next.
 struct ExportFile {
   std::string path;
@@ -79,3 +81,5 @@ std::string NumberText(const Value& value);
 double NumberOf(const Value& value);
 // Text as UTF-8: bytes that are none become the replacement character.
 std::string Utf8Text(const std::string& text);
+
+}  // namespace psltool

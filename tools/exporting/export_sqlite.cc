@@ -18,6 +18,8 @@
 #include "tools/output/report.h"
 #include "tools/output/unfinished.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr int kApplication = 0x50534C31;  // "PSL1"; tells our databases from others
@@ -338,3 +340,5 @@ std::unique_ptr<ExportSink> MakeSqliteSink(const std::string& path, const Labels
   if (!sink->Open()) return nullptr;
   return sink;
 }
+
+}  // namespace psltool

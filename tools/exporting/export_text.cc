@@ -6,6 +6,8 @@
 #include "tools/exporting/export_sink.h"
 #include "tools/showing/dump_writers.h"
 
+namespace psltool {
+
 namespace {
 
 // What both have in common: the time as text is made once per record.
@@ -196,3 +198,5 @@ double NumberOf(const Value& value) {
 std::string Utf8Text(const std::string& text) {
   return nlohmann::json::parse(JsonText(text)).get<std::string>();
 }
+
+}  // namespace psltool

@@ -14,6 +14,8 @@
 
 #include "tools/output/report.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kLeastRoom = 16;  // samples of a run in memory, however many runs there are
@@ -126,3 +128,5 @@ bool SampleSort::MergeOne(const std::function<bool(const Sample&)>& take) {
   }
   return true;
 }
+
+}  // namespace psltool

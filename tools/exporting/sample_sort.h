@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace psltool {
+
 struct Sample {
   uint64_t series;
   uint32_t stamp;
@@ -54,3 +56,5 @@ class SampleSort {
   std::vector<Sample> samples_;
   std::vector<Run> runs_;
 };
+
+}  // namespace psltool

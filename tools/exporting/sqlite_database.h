@@ -10,6 +10,8 @@
 
 #include "tools/output/report.h"
 
+namespace psltool {
+
 class Database {
  public:
   Database() = default;
@@ -89,3 +91,5 @@ inline bool ReadNumber(const Database& database, const char* text, int64_t& numb
   Statement statement;
   return statement.Prepare(database, text) && statement.Run(&number);
 }
+
+}  // namespace psltool

@@ -7,6 +7,8 @@
 #include "engine/layout/layout.h"
 #include "tools/making/make_random.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr double kRatePerLd = 40;   // operations per second at full load, on the average
@@ -126,3 +128,5 @@ ArrayModel MakeArray(const MakePlan& plan, size_t position) {
   MakeHot(model.resources[kLd], plan.hot_ld);
   return model;
 }
+
+}  // namespace psltool

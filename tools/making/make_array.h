@@ -10,6 +10,8 @@
 #include "tools/making/make_load.h"
 #include "tools/making/make_plan.h"
 
+namespace psltool {
+
 struct Resource {
   std::array<uint8_t, 3> key;  // as in the file
   Group group;
@@ -32,3 +34,5 @@ struct ArrayModel {
 uint8_t KeyCountOf(const MakePlan& plan, Kind kind);
 
 ArrayModel MakeArray(const MakePlan& plan, size_t position);
+
+}  // namespace psltool

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <ctime>
 
+namespace psltool {
+
 namespace {
 
 using std::chrono::sys_days;
@@ -50,3 +52,5 @@ std::string PathOf(const MakePlan& plan, const std::string& array, const Day& da
                      static_cast<unsigned>(day.date.month()), static_cast<unsigned>(day.date.day()),
                      array, suffix);
 }
+
+}  // namespace psltool

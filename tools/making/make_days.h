@@ -7,6 +7,8 @@
 
 #include "tools/making/make_plan.h"
 
+namespace psltool {
+
 // One day of a plan: the intervals that begin in it.
 struct Day {
   std::chrono::year_month_day date;
@@ -27,3 +29,5 @@ Slice SliceOf(const MakePlan& plan, const Day& day, uint32_t part);
 
 // Path of a file: date, array name and, where a day has several files, "#001" and so on.
 std::string PathOf(const MakePlan& plan, const std::string& array, const Day& day, uint32_t part);
+
+}  // namespace psltool

@@ -10,6 +10,8 @@
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr uint32_t kTopBit = 0x80000000;
@@ -198,3 +200,5 @@ uint8_t* PutEntry(uint8_t* out, const EntryContext& context, const Resource& res
   }
   return PutWords(out + form.size, context, out, ratio);
 }
+
+}  // namespace psltool

@@ -8,6 +8,8 @@
 #include "tools/making/make_array.h"
 #include "tools/making/make_random.h"
 
+namespace psltool {
+
 // What is the same for all entries of a section in one record.
 struct EntryContext {
   const Form* form;
@@ -32,3 +34,5 @@ void PutQuadset(uint8_t* out, double count, uint32_t first, uint32_t largest, ui
 
 // A count word: above 31 bits in units of 256, with the top bit set.
 uint32_t CountWord(double count);
+
+}  // namespace psltool

@@ -20,6 +20,8 @@
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 
+namespace psltool {
+
 namespace {
 
 using Bytes = std::vector<uint8_t>;
@@ -151,3 +153,5 @@ bool MakeFiles(const MakePlan& plan) {
   }
   return out.Flush() || Fail("standard output", "cannot be written");
 }
+
+}  // namespace psltool

@@ -8,6 +8,8 @@
 #include "engine/pmonfile.h"
 #include "tools/making/make_entries.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr uint32_t kHour = 3600;
@@ -92,3 +94,5 @@ uint8_t* PutItems(uint8_t* out, const MakePlan& plan, const ArrayModel& model,
   }
   return out;
 }
+
+}  // namespace psltool

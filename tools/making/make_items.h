@@ -10,9 +10,13 @@
 #include "tools/making/make_random.h"
 #include "tools/making/make_statistics.h"
 
+namespace psltool {
+
 // Bytes that the items of a record need at most.
 size_t LargestItems(const MakePlan& plan);
 
 // Puts the items and adds their number to `items`; returns the first byte behind them.
 uint8_t* PutItems(uint8_t* out, const MakePlan& plan, const ArrayModel& model,
                   const Interval& interval, Random& random, uint32_t& items);
+
+}  // namespace psltool

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstddef>
 
+namespace psltool {
+
 namespace {
 
 using Curve = std::array<double, 25>;  // a point for each full hour, straight lines between them
@@ -56,3 +58,5 @@ double Demand(Group group, const Load& load) {
   }
   return 0;
 }
+
+}  // namespace psltool

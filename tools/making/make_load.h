@@ -5,6 +5,8 @@
 
 #include "tools/making/make_plan.h"
 
+namespace psltool {
+
 // Which part of the day's work a resource takes part in.
 enum class Group : uint8_t {
   kAlways,  // never wholly quiet
@@ -25,3 +27,5 @@ Load LoadAt(Profile profile, uint32_t weekday, int64_t second);
 
 // Share of its full rate that a resource of the group works at; 0: idle.
 double Demand(Group group, const Load& load);
+
+}  // namespace psltool

@@ -9,6 +9,8 @@
 
 #include "areas/kinds.h"
 
+namespace psltool {
+
 enum class Profile : uint8_t {
   kOffice,  // working days with a lunch dip, a nightly batch peak, quiet weekends, one hot disk
   kFlat,    // the same load at every hour on every resource, all entries full and valid
@@ -47,3 +49,5 @@ struct MakePlan {
 
 // More than 256 cache segments need the second byte of their key.
 inline bool HasSecondChesegKey(const MakePlan& plan) { return plan.counts[kCheseg] > 256; }
+
+}  // namespace psltool

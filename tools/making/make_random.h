@@ -5,6 +5,8 @@
 #include <bit>
 #include <cstdint>
 
+namespace psltool {
+
 inline constexpr uint64_t SplitMix(uint64_t& state) {
   uint64_t z = (state += 0x9E3779B97F4A7C15U);
   z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9U;
@@ -49,3 +51,5 @@ class Random {
 inline double FractionOf(uint64_t word, unsigned shift) {
   return static_cast<double>((word >> shift) & 0xFFFF) * 0x1p-16;
 }
+
+}  // namespace psltool

@@ -10,6 +10,8 @@
 #include "tools/making/make_items.h"
 #include "tools/making/make_random.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr uint32_t kMaxima = 0xAAAAAAAA;  // largest and smallest values take turns from bit 31 down
@@ -94,3 +96,5 @@ size_t BuildStatistics(const MakePlan& plan, const ArrayModel& model, const Inte
   }
   return size;
 }
+
+}  // namespace psltool

@@ -9,6 +9,8 @@
 #include "tools/making/make_array.h"
 #include "tools/making/make_plan.h"
 
+namespace psltool {
+
 // One sampling interval.
 struct Interval {
   uint32_t stamp;
@@ -23,3 +25,5 @@ std::array<uint32_t, kSectionKinds> ItemMasksOf(const MakePlan& plan);
 // at the largest size so that it is not cleared for each record).
 size_t BuildStatistics(const MakePlan& plan, const ArrayModel& model, const Interval& interval,
                        std::vector<uint8_t>& record);
+
+}  // namespace psltool

@@ -11,6 +11,8 @@
 #include "engine/layout/layout.h"
 #include "engine/pmonfile.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr uint16_t kPoolEntry = 64;  // where the list says its entry size itself
@@ -132,3 +134,5 @@ void BuildStructure(const MakePlan& plan, const ArrayModel& model, uint32_t stam
     Store16(record.data() + kAtIntervalValue, static_cast<uint16_t>(plan.interval));
   }
 }
+
+}  // namespace psltool

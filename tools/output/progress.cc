@@ -8,6 +8,8 @@
 
 #include "tools/output/shown.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr auto kQuietTime = std::chrono::seconds(2);
@@ -40,3 +42,5 @@ void Progress::Clear() {
   if (line_) Put("\r\x1b[K");
   line_ = false;
 }
+
+}  // namespace psltool

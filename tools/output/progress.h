@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+namespace psltool {
+
 class Progress {
  public:
   // `wanted` false: never shown.
@@ -23,3 +25,5 @@ class Progress {
   bool line_ = false;
   std::chrono::steady_clock::time_point due_;
 };
+
+}  // namespace psltool

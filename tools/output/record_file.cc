@@ -14,6 +14,8 @@
 #include "tools/output/report.h"
 #include "tools/output/unfinished.h"
 
+namespace psltool {
+
 namespace {
 
 bool FailWithError(const std::string& path, const char* what) {
@@ -104,3 +106,5 @@ std::string DirectoryOf(const std::string& path) {
   if (slash == std::string::npos) return ".";
   return slash == 0 ? "/" : path.substr(0, slash);
 }
+
+}  // namespace psltool

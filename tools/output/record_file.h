@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+namespace psltool {
+
 class RecordFile {
  public:
   explicit RecordFile(std::string path) : path_(std::move(path)) {}
@@ -38,3 +40,5 @@ int CreatePart(const std::string& path, std::string& part);
 
 // The directory part of a path, "." when it has none.
 std::string DirectoryOf(const std::string& path);
+
+}  // namespace psltool

@@ -3,6 +3,8 @@
 
 #include <string_view>
 
+namespace psltool {
+
 // Exit statuses.
 inline constexpr int kExitDone = 0;
 inline constexpr int kExitFailed = 1;    // findings, or a file that is broken
@@ -11,3 +13,5 @@ inline constexpr int kExitUnusable = 2;  // a file could not be read or written
 
 // Prints "psltool: <what>: <reason>", both as Shown. Returns false, so that callers can return it.
 bool Fail(std::string_view what, std::string_view reason);
+
+}  // namespace psltool

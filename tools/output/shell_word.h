@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+namespace psltool {
+
 // As it stands when no shell would see more in it than the text, else in single quotes.
 inline std::string ShellWord(std::string_view text) {
   constexpr std::string_view kPlain =
@@ -21,3 +23,5 @@ inline std::string ShellWord(std::string_view text) {
   }
   return word + "'";
 }
+
+}  // namespace psltool

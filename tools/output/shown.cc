@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+namespace psltool {
+
 namespace {
 
 // Number of bytes behind the first one of a character in UTF-8; 0 for bytes that begin none.
@@ -58,3 +60,5 @@ std::string WithoutControls(std::string_view text, std::string_view allowed) {
 std::string Shown(std::string_view text) { return WithoutControls(text, ""); }
 
 std::string ShownLines(std::string_view text) { return WithoutControls(text, "\n\t"); }
+
+}  // namespace psltool

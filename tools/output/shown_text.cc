@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <iterator>
 
+namespace psltool {
+
 namespace {
 
 uint8_t ByteAt(std::string_view text, size_t at) {
@@ -43,3 +45,5 @@ std::string ShownText(std::string_view text) {
   }
   return shown;
 }
+
+}  // namespace psltool

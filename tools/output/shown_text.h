@@ -9,6 +9,8 @@
 
 #include "tools/output/text_out.h"
 
+namespace psltool {
+
 // The text with every control character, and every byte that is no part of UTF-8, as \xNN: what a
 // file is called must not move the cursor, nor do worse.
 std::string ShownText(std::string_view text);
@@ -19,3 +21,5 @@ void PrintLine(TextOut& out, fmt::format_string<Arguments...> format, Arguments&
   out.Put(ShownText(fmt::format(format, std::forward<Arguments>(arguments)...)));
   out.Put("\n");
 }
+
+}  // namespace psltool

@@ -15,6 +15,8 @@
 #include "tools/output/record_file.h"
 #include "tools/output/shown.h"
 
+namespace psltool {
+
 class TextOut {
  public:
   explicit TextOut(std::FILE* file) : file_(file), terminal_(isatty(fileno(file)) == 1) {}
@@ -81,3 +83,5 @@ class TextOut {
   std::string text_;
   bool failed_ = false;
 };
+
+}  // namespace psltool

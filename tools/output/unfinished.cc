@@ -10,6 +10,8 @@
 #include <climits>
 #include <cstring>
 
+namespace psltool {
+
 namespace {
 
 struct Place {
@@ -53,3 +55,5 @@ void SetSignals() {
     if (signal(number, RemoveAndEnd) == SIG_IGN) signal(number, SIG_IGN);
   }
 }
+
+}  // namespace psltool

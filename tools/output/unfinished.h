@@ -4,6 +4,8 @@
 
 #include <string>
 
+namespace psltool {
+
 // A file that is to be removed when a signal ends the tool. A few at a time; what finds no room is
 // only removed by its owner.
 void RememberUnfinished(const std::string& path);
@@ -13,3 +15,5 @@ void ForgetUnfinished(const std::string& path);
 // caller ignores SIGPIPE; a file that would exceed the size limit is a failed write, not an end
 // with a core file; an interruption removes what is unfinished.
 void SetSignals();
+
+}  // namespace psltool

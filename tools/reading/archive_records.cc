@@ -6,6 +6,8 @@
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
 
+namespace psltool {
+
 const ArchiveRecords::Head* ArchiveRecords::Ahead(size_t distance) {
   while (ahead_.size() <= distance) {
     if (!reader_.NextHeader()) return nullptr;
@@ -47,3 +49,5 @@ bool ArchiveRecords::CanBegin(uint64_t offset) {
   const RecordTag known = TagOf(tag);
   return known != RecordTag::kUnknown && known != RecordTag::kFre;
 }
+
+}  // namespace psltool

@@ -9,6 +9,8 @@
 
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 class ArchiveRecords {
  public:
   explicit ArchiveRecords(PslReader& reader) : reader_(reader) {}
@@ -43,3 +45,5 @@ class ArchiveRecords {
   std::deque<Head> ahead_;
   uint64_t passed_ = 0;
 };
+
+}  // namespace psltool

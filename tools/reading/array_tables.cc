@@ -10,6 +10,8 @@
 #include "tools/reading/extents.h"
 #include "tools/reading/kind_names.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kOffsetAt = 4;  // in a descriptor
@@ -219,3 +221,5 @@ bool ReadTables(const PslHeader& header, std::span<const uint8_t> record, Record
   tables.known = true;
   return true;
 }
+
+}  // namespace psltool

@@ -12,6 +12,8 @@
 #include "tools/reading/finding.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 struct KeyTable {
   uint32_t count = 0;  // as announced: sections of statistics records must agree
   Lookup lookup = Lookup::kScan;
@@ -66,3 +68,5 @@ class RecordReport {
 // `tables` holds nothing of use.
 bool ReadTables(const PslHeader& header, std::span<const uint8_t> record, RecordReport& report,
                 ArrayTables& tables);
+
+}  // namespace psltool

@@ -9,6 +9,8 @@
 #include "engine/pmonfile.h"
 #include "tools/reading/check_statistics.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr KeyBytes kDiskNumber = {2, {0, 1}, true};
@@ -126,3 +128,5 @@ bool CheckItems(const RevisionLayout& layout, std::span<const uint8_t> record, R
   extents.Add(place.offset, at - place.offset, "the optional items", kItemsSlot + 4);
   return true;
 }
+
+}  // namespace psltool

@@ -10,6 +10,8 @@
 #include "tools/reading/extents.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 struct ItemFault {
   const char* code;
   uint64_t at;  // in the record, of the field at fault
@@ -28,3 +30,5 @@ std::optional<ItemFault> ElementsFault(const ItemRow& row, std::span<const uint8
 // False: an item breaks the record, reported.
 bool CheckItems(const RevisionLayout& layout, std::span<const uint8_t> record, RecordReport& report,
                 const ArrayTables& tables, Extents& extents);
+
+}  // namespace psltool

@@ -10,6 +10,8 @@
 #include "tools/reading/extents.h"
 #include "tools/reading/kind_names.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kCountAt = 2;  // in a section header
@@ -174,3 +176,5 @@ bool CheckStatistics(const PslHeader& header, std::span<const uint8_t> record, R
   extents.Warn(report);
   return true;
 }
+
+}  // namespace psltool

@@ -8,6 +8,8 @@
 #include "tools/reading/array_tables.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 // Sets that only statistics records name: host port nodes, and host ports of archives. Those that
 // the record at hand adds have `from_statistics` set.
 using FoundTables = std::array<KeyTable, kSectionKinds>;
@@ -26,3 +28,5 @@ bool IsRead(const SectionRow& row, const SectionPlace& place, const ArrayTables&
 
 // True when the archiver takes the item's elements.
 bool TakesElements(const RevisionLayout& layout, const ItemRow& row, std::span<const uint8_t> item);
+
+}  // namespace psltool

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <ctime>
 
+namespace psltool {
+
 namespace {
 
 using std::chrono::sys_days;
@@ -94,3 +96,5 @@ int64_t LastMomentOf(Civil civil, Zone zone) {
   const std::vector<int64_t> moments = MomentsOf(civil, zone);
   return moments.empty() ? FirstMomentOf(civil, zone) : moments.back();
 }
+
+}  // namespace psltool

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace psltool {
+
 enum class Zone : uint8_t { kLocal, kUtc };
 
 // A reading of calendar and clock, as seconds: what its moment would be if it were UTC.
@@ -38,3 +40,5 @@ std::vector<int64_t> MomentsOf(Civil civil, Zone zone);
 // The first and the last of them; of a reading that clocks skip the moment of the change.
 int64_t FirstMomentOf(Civil civil, Zone zone);
 int64_t LastMomentOf(Civil civil, Zone zone);
+
+}  // namespace psltool

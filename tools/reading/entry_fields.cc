@@ -12,6 +12,8 @@
 #include "tools/reading/array_tables.h"
 #include "tools/reading/entry_walk.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr uint32_t kTopBit = 0x80000000;
@@ -363,3 +365,5 @@ void ElementFields::Walk(const Element& element, Put put) const {
   }
   if (raw_) put("bytes", "bytes", 0, [&]() -> Value { return HexText(bytes); });
 }
+
+}  // namespace psltool

@@ -12,6 +12,8 @@
 #include "engine/layout/layout.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 // Nothing: the entry does not say it.
 using Value = std::variant<std::monostate, uint64_t, double, bool, std::string>;
 
@@ -121,3 +123,5 @@ class ElementFields {
 
 // Operations that a count word stands for.
 double DecodeCountWord(uint32_t word);
+
+}  // namespace psltool

@@ -8,6 +8,8 @@
 
 #include "tools/reading/entry_fields.h"
 
+namespace psltool {
+
 inline double AsNumber(const Value& value, double otherwise) {
   if (const auto* number = std::get_if<uint64_t>(&value)) return static_cast<double>(*number);
   if (const auto* real = std::get_if<double>(&value)) return *real;
@@ -69,3 +71,5 @@ struct Picker : Chooser {
     if (place != ColumnChoice::kNowhere) numbers[place] = AsNumber(make(), kNoNumber);
   }
 };
+
+}  // namespace psltool

@@ -8,6 +8,8 @@
 
 #include "tools/reading/array_tables.h"
 
+namespace psltool {
+
 class Extents {
  public:
   void Add(uint64_t from, uint64_t size, std::string name, uint64_t field_at) {
@@ -34,3 +36,5 @@ class Extents {
   };
   std::vector<Part> parts_;
 };
+
+}  // namespace psltool

@@ -11,6 +11,8 @@
 #include "tools/reading/array_tables.h"
 #include "tools/reading/check_statistics.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kMostDifferences = 4096;  // kept apart; a hostile file could have any number
@@ -172,3 +174,5 @@ bool Summarize(const std::string& path, Zone zone, Progress& progress, FileSumma
   gatherer.Finish();
   return true;
 }
+
+}  // namespace psltool

@@ -13,6 +13,8 @@
 #include "tools/reading/psl_reader.h"
 #include "tools/reading/record_period.h"
 
+namespace psltool {
+
 struct CountRange {
   uint32_t least = 0;
   uint32_t most = 0;
@@ -59,3 +61,5 @@ NameParts PartsOfName(const std::string& path, char level);
 // Reads the file. False: it has no readable file header; `trouble` tells why.
 // `zone`: that of times told.
 bool Summarize(const std::string& path, Zone zone, Progress& progress, FileSummary& summary);
+
+}  // namespace psltool

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+namespace psltool {
+
 std::string Describe(const Finding& finding) {
   if (finding.severity == Severity::kUnreadable) return finding.text;
   const std::string record = finding.tag.empty()
@@ -31,3 +33,5 @@ std::string TagText(std::string_view tag) {
   }
   return text;
 }
+
+}  // namespace psltool

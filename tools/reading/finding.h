@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace psltool {
+
 enum class Severity : uint8_t {
   kNote,        // of an archive: unlikely, unless the collector's own words say so
   kWarning,     // odd, but the archiver takes the file
@@ -35,3 +37,5 @@ std::string DescribeWithAdvice(const Finding& finding);
 
 // Three characters of a tag as they can be printed: bytes that are none become "\x00".
 std::string TagText(std::string_view tag);
+
+}  // namespace psltool

@@ -7,6 +7,8 @@
 
 #include "tools/output/report.h"
 
+namespace psltool {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -80,3 +82,5 @@ std::vector<std::string> DirectoriesWith(const std::vector<std::string>& paths,
   std::sort(directories.begin(), directories.end());
   return directories;
 }
+
+}  // namespace psltool

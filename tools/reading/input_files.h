@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace psltool {
+
 // The help text of arguments that go through CollectFiles.
 inline constexpr const char* kFilesHelp =
     "Logs or archives, or directories with .psl and .psa files in or below them";
@@ -22,3 +24,5 @@ bool IsFileOfDirectory(const std::string& name);
 // ones are left out.
 std::vector<std::string> DirectoriesWith(const std::vector<std::string>& paths,
                                          const std::string& name);
+
+}  // namespace psltool

@@ -6,6 +6,8 @@
 
 #include "engine/layout/layout.h"
 
+namespace psltool {
+
 namespace {
 
 // One-byte keys allow 256 resources; a count of an optional kind has 15 bits.
@@ -55,3 +57,5 @@ bool HasKind(uint8_t revision, Kind kind) {
     return row.kind == kind && row.span.Holds(revision);
   });
 }
+
+}  // namespace psltool

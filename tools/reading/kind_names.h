@@ -9,6 +9,8 @@
 
 #include "areas/kinds.h"
 
+namespace psltool {
+
 struct KindName {
   Kind kind;
   const char* word;   // "ld"
@@ -25,3 +27,5 @@ std::optional<Kind> KindOf(std::string_view word);
 
 // True when files of the revision can hold the kind.
 bool HasKind(uint8_t revision, Kind kind);
+
+}  // namespace psltool

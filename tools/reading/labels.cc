@@ -15,6 +15,8 @@
 #include "tools/reading/file_summary.h"
 #include "tools/reading/kind_names.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kMostBytes = 64;  // of a name: tables are to stay readable
@@ -224,3 +226,5 @@ std::string ArrayOfArchive(const std::string& path) {
   const std::string of_day = PartsOfName(path, 'H').array;
   return of_day.empty() ? PartsOfName(path, 'D').array : of_day;
 }
+
+}  // namespace psltool

@@ -13,6 +13,8 @@
 #include <tuple>
 #include <utility>
 
+namespace psltool {
+
 class Labels {
  public:
   // Reads a file; an empty path stands for none. False: it cannot be read, or a line of it is
@@ -77,3 +79,5 @@ class FileLabels {
 
 // The array in the name of an archive of either level: behind the digits of a day or a month.
 std::string ArrayOfArchive(const std::string& path);
+
+}  // namespace psltool

@@ -15,6 +15,8 @@
 #include "engine/pmonfile.h"
 #include "tools/output/report.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kRankSlotOf0x11 = 56;
@@ -187,3 +189,5 @@ SectionPlace PlaceAt(std::span<const uint8_t> record, size_t slot) {
   if (at.empty()) return {0, 0};
   return {Load16(at.data() + 2), Load32(at.data() + 4)};
 }
+
+}  // namespace psltool

@@ -16,6 +16,8 @@
 #include "engine/layout/layout.h"
 #include "tools/reading/finding.h"
 
+namespace psltool {
+
 struct PslHeader {
   uint8_t revision;
   char level;  // 'L', 'H' or 'D'
@@ -130,3 +132,5 @@ bool VisitSection(const PslHeader& header, std::span<const uint8_t> record, cons
   }
   return true;
 }
+
+}  // namespace psltool

@@ -10,6 +10,8 @@
 
 #include "tools/reading/time_text.h"
 
+namespace psltool {
+
 namespace {
 
 // Readings, the last one included.
@@ -397,3 +399,5 @@ class Reader {
 TimeReading ReadTime(const std::string& text, int64_t now, Zone zone) {
   return Reader(text, now, zone).Read();
 }
+
+}  // namespace psltool

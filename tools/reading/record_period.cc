@@ -10,6 +10,8 @@
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
 
+namespace psltool {
+
 namespace {
 
 uint32_t Stamp(int64_t moment) {
@@ -192,3 +194,5 @@ Zone DayZoneOf(const PslHeader& header, std::span<const uint8_t> file_header, ui
   if (fits(Zone::kLocal)) return Zone::kLocal;
   return fits(Zone::kUtc) ? Zone::kUtc : otherwise;
 }
+
+}  // namespace psltool

@@ -25,6 +25,8 @@
 #include "tools/reading/psl_reader.h"
 #include "tools/reading/time_text.h"
 
+namespace psltool {
+
 struct RecordPeriod {
   char level = 'L';    // of the file: 'L', 'H' or 'D'
   uint32_t stamp = 0;  // of the record
@@ -98,3 +100,5 @@ class FilePeriods {
 // record; `otherwise` when neither zone fits.
 Zone DayZoneOf(const PslHeader& header, std::span<const uint8_t> file_header, uint32_t first,
                Zone otherwise);
+
+}  // namespace psltool

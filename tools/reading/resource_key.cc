@@ -3,6 +3,8 @@
 
 #include <charconv>
 
+namespace psltool {
+
 std::optional<ResourceKey> ParseKey(const KeyBytes& key, const std::string& text) {
   std::vector<uint32_t> parts;
   const char* at = text.data();
@@ -37,3 +39,5 @@ const SectionRow* SectionOf(const RevisionLayout& layout, Kind kind) {
   }
   return nullptr;
 }
+
+}  // namespace psltool

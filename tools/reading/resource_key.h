@@ -9,6 +9,8 @@
 #include "areas/kinds.h"
 #include "engine/layout/layout.h"
 
+namespace psltool {
+
 struct ResourceKey {
   std::vector<uint8_t> bytes;  // as in the file
 };
@@ -19,3 +21,5 @@ std::optional<ResourceKey> ParseKey(const KeyBytes& key, const std::string& text
 
 // The section row of a kind in a revision, or null.
 const SectionRow* SectionOf(const RevisionLayout& layout, Kind kind);
+
+}  // namespace psltool

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+namespace psltool {
+
 namespace {
 
 std::string OffsetText(int64_t seconds) {
@@ -29,3 +31,5 @@ std::string IsoTimeText(uint32_t stamp, Zone zone) {
   const Civil civil = CivilAt(stamp, zone);
   return Reading(civil, 'T') + (zone == Zone::kUtc ? "Z" : OffsetText(civil - stamp));
 }
+
+}  // namespace psltool

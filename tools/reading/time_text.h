@@ -8,6 +8,8 @@
 
 #include "tools/reading/civil_time.h"
 
+namespace psltool {
+
 // "2024-03-04 10:05:00"; in an hour that exists twice with the offset behind it, so that the text
 // says which: "2024-10-27 02:30:00+02:00".
 std::string TimeText(uint32_t stamp, Zone zone);
@@ -39,3 +41,5 @@ struct TimeReading {
 // Units: s, min, h, d, w, m (months) and y, also as words. A clock time that exists twice is both
 // unless its zone is told; one that is skipped is the moment of the change.
 TimeReading ReadTime(const std::string& text, int64_t now, Zone zone);
+
+}  // namespace psltool

@@ -12,6 +12,8 @@
 #include "tools/reading/time_text.h"
 #include "tools/running/segment_config.h"
 
+namespace psltool {
+
 enum class HealthKind : uint8_t {
   kRun,       // no run, too long ago, ended badly, or hanging
   kFailure,   // an entry of the operation log
@@ -61,3 +63,5 @@ std::string TimeWithZone(int64_t time, Zone zone);
 
 // Word of the finding's kind.
 const char* WordOf(HealthKind kind);
+
+}  // namespace psltool

@@ -21,6 +21,8 @@
 #include "tools/output/report.h"
 #include "tools/running/health.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr uint8_t kLowestRevision = 0x17;  // of automatic archiving
@@ -316,3 +318,5 @@ bool LookAtFiles(const HealthRequest& request, Health& health) {
   JudgeGaps(found, due, health);
   return true;
 }
+
+}  // namespace psltool

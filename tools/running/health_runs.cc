@@ -17,6 +17,8 @@
 #include "tools/output/report.h"
 #include "tools/running/health.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr const char* kStartTexts[] = {kTraceStart, kTraceForceStart, kTraceUpdateStart};
@@ -278,3 +280,5 @@ std::string TimeWithZone(int64_t time, Zone zone) {
   std::string result = text;
   return result.insert(result.size() - 2, ":");
 }
+
+}  // namespace psltool

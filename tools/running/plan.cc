@@ -15,6 +15,8 @@
 #include "logdir/unread.h"
 #include "report/runinfo.h"
 
+namespace psltool {
+
 namespace {
 
 bool IsDirectory(const std::string& path) {
@@ -127,3 +129,5 @@ Plan MakePlan(const PlanRequest& request) {
   }
   return plan;
 }
+
+}  // namespace psltool

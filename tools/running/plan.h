@@ -13,6 +13,8 @@
 #include "logdir/autorules.h"
 #include "tools/running/segment_config.h"
 
+namespace psltool {
+
 // What is to be planned. The configuration is in arcdelinfo (see SetUpPlan).
 struct PlanRequest {
   int segment = -1;      // -1: `config` is used
@@ -138,3 +140,5 @@ class MessageCatcher {
   // The messages since the last call.
   static std::vector<CaughtMessage> Take();
 };
+
+}  // namespace psltool

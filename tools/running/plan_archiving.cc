@@ -20,6 +20,8 @@
 #include "tools/running/plan.h"
 #include "tools/running/plan_inputs.h"
 
+namespace psltool {
+
 namespace {
 
 std::string Day(int64_t time) {
@@ -261,3 +263,5 @@ AutoProbe ArchiveView::Probe() const {
 bool PlanArchiving(const PlanRequest& request, ArchiveView& view, Plan& plan) {
   return StepPlanner('H', request, view, plan).Run() && StepPlanner('D', request, view, plan).Run();
 }
+
+}  // namespace psltool

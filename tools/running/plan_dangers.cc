@@ -12,6 +12,8 @@
 
 #include "report/runinfo.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr int8_t kByAge = 3;
@@ -175,3 +177,5 @@ void NoteSurroundings(Plan& plan) {
         "whatever is there");
   }
 }
+
+}  // namespace psltool

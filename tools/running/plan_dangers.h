@@ -8,6 +8,8 @@
 #include "pmonb/pml_work.h"
 #include "tools/running/plan.h"
 
+namespace psltool {
+
 // Warnings about the choice of one task, `today` being the date of the run (YYMMDD).
 void NoteDangers(const PmlWork& work, uint32_t today, Plan& plan);
 
@@ -16,3 +18,5 @@ std::string ForeignNameText(const std::string& name);
 
 // Warnings that do not depend on a task: the override in the environment, and the directory.
 void NoteSurroundings(Plan& plan);
+
+}  // namespace psltool

@@ -10,6 +10,8 @@
 #include "report/runinfo.h"
 #include "tools/running/plan.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr char kArchivePart[] = "archive/";
@@ -122,3 +124,5 @@ std::string SizeText(int64_t bytes) {
   for (; unit < 2 && size >= 1024; ++unit) size /= 1024;
   return fmt::format("{:.1f} {}", size, kUnits[unit]);
 }
+
+}  // namespace psltool

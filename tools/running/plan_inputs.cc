@@ -18,6 +18,8 @@
 #include "tools/output/progress.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 namespace {
 
 // What the header check says, by the number of its message.
@@ -130,3 +132,5 @@ CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets,
 std::string PlanPath(const std::string& name) {
   return (LiesInArchive(name.c_str()) ? "archive/" : "") + name;
 }
+
+}  // namespace psltool

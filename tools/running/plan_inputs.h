@@ -8,6 +8,8 @@
 #include "tools/running/plan.h"
 #include "tools/running/plan_outputs.h"
 
+namespace psltool {
+
 struct CheckedInputs {
   std::vector<PlannedInput> accepted;  // in the order of the run
   std::vector<PlanFile> dropped;       // by the check of the headers
@@ -19,3 +21,5 @@ CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets,
 
 // "20240304a.psl", "archive/20240304a.psa".
 std::string PlanPath(const std::string& name);
+
+}  // namespace psltool

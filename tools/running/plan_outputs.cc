@@ -11,6 +11,8 @@
 #include "engine/period.h"
 #include "logdir/timespan.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr char kTemporary[] = "_tmp";
@@ -187,3 +189,5 @@ OutputPlan PlanOutputs(char level, const std::vector<PlannedInput>& inputs,
                        const OutputRules& rules) {
   return Driver(level, rules).Run(inputs);
 }
+
+}  // namespace psltool

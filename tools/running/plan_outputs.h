@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace psltool {
+
 struct PlannedInput {
   std::string name;
   uint8_t revision = 0;
@@ -51,3 +53,5 @@ struct OutputRules {
 // `level`: "H" or "D", of the outputs.
 OutputPlan PlanOutputs(char level, const std::vector<PlannedInput>& inputs,
                        const OutputRules& rules);
+
+}  // namespace psltool

@@ -16,6 +16,8 @@
 #include "tools/running/plan.h"
 #include "tools/running/plan_dangers.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr int8_t kByAge = 3;
@@ -165,3 +167,5 @@ void PlanPruning(const PlanRequest& request, Plan& plan) {
   pml_system = system;
   current = nullptr;
 }
+
+}  // namespace psltool

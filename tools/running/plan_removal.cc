@@ -13,6 +13,8 @@
 #include "tools/reading/time_text.h"
 #include "tools/running/plan.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr const char* kMarkers[] = {"Qelprf.A", "Qelprf.B"};
@@ -102,3 +104,5 @@ void PlanRemoval(const ArchiveView& view, Plan& plan) {
     }
   }
 }
+
+}  // namespace psltool

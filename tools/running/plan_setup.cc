@@ -15,6 +15,8 @@
 #include "tools/output/report.h"
 #include "tools/running/plan.h"
 
+namespace psltool {
+
 namespace {
 
 std::vector<CaughtMessage> caught;
@@ -93,3 +95,5 @@ MessageCatcher::MessageCatcher() {
 MessageCatcher::~MessageCatcher() { message_hook = nullptr; }
 
 std::vector<CaughtMessage> MessageCatcher::Take() { return std::exchange(caught, {}); }
+
+}  // namespace psltool

@@ -12,6 +12,8 @@
 
 #include "tools/output/report.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr const char* kClassNames[] = {"logs", "hour archives", "day archives"};
@@ -158,3 +160,5 @@ bool FailSegment(int number, int error) {
                                 "`psltool segment make` makes one",
                                 number));
 }
+
+}  // namespace psltool

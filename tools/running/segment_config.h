@@ -10,6 +10,8 @@
 
 #include "archiver/segment_layout.h"
 
+namespace psltool {
+
 struct Retention {
   uint16_t count = 0;  // 0: kept for ever
   uint16_t unit = 0;   // position in kRetentionUnits
@@ -52,3 +54,5 @@ bool ReadSharedSegment(int number, std::vector<char>& bytes);
 
 // Why a segment could not be had, by errno, and what to do about it. Returns false, as Fail.
 bool FailSegment(int number, int error);
+
+}  // namespace psltool

@@ -24,6 +24,8 @@
 
 #include "tools/output/report.h"
 
+namespace psltool {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -296,3 +298,5 @@ UnitEnd RunUnit(const UnitRequest& request, Unit& unit) {
   rmdir(own.c_str());
   return end;
 }
+
+}  // namespace psltool

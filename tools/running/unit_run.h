@@ -8,6 +8,8 @@
 
 #include "tools/running/units.h"
 
+namespace psltool {
+
 enum class UnitEnd : uint8_t {
   kMade,
   kWasDone,  // found done; nothing was changed
@@ -23,3 +25,5 @@ struct UnitRequest {
 };
 
 UnitEnd RunUnit(const UnitRequest& request, Unit& unit);
+
+}  // namespace psltool

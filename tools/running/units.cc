@@ -19,6 +19,8 @@
 #include "tools/output/report.h"
 #include "tools/reading/psl_reader.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kDayDigits = 8;
@@ -190,3 +192,5 @@ bool IsSoundArchive(const std::string& path, UnitLevel level, bool whole, std::s
   const CheckedFile checked = CheckFile(path, take, progress);
   return checked.errors == 0 && !checked.unreadable;
 }
+
+}  // namespace psltool

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace psltool {
+
 enum class UnitLevel : uint8_t { kHour, kDay };
 
 enum class UnitState : uint8_t {
@@ -57,3 +59,5 @@ bool IsSoundArchive(const std::string& path, UnitLevel level, bool whole, std::s
 
 // "hour", "day".
 const char* WordOf(UnitLevel level);
+
+}  // namespace psltool

@@ -17,6 +17,8 @@
 #include "tools/reading/record_period.h"
 #include "tools/reading/resource_key.h"
 
+namespace psltool {
+
 namespace {
 
 // How the entries of one layout are read.
@@ -224,7 +226,7 @@ class Dumper {
     const RevisionLayout& layout = LayoutOf(reader_.header().revision);
     const ItemRow* const row = ItemRowOfType(item[kItemType], layout.revision);
     if (row == nullptr || items_[row->kind] == nullptr) return true;
-    if (!::TakesElements(layout, *row, item)) return true;
+    if (!psltool::TakesElements(layout, *row, item)) return true;
     const uint32_t count = Load16(item.data() + kItemCount);
     const uint32_t first = Load32(item.data() + kItemFirst);
     if (count == 0) return true;
@@ -306,3 +308,5 @@ void LookAtColumns(const DumpWishes& wishes, DumpWriter& writer) {
   if (!reader.Open()) return;
   static_cast<void>(Dumper(wishes, reader, writer).Prepare(false));
 }
+
+}  // namespace psltool

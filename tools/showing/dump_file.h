@@ -12,6 +12,8 @@
 #include "tools/reading/time_text.h"
 #include "tools/showing/dump_writers.h"
 
+namespace psltool {
+
 struct DumpWishes {
   std::string path;
   std::vector<Kind> kinds;         // empty: all that the file's revision has
@@ -48,3 +50,5 @@ void LookAtColumns(const DumpWishes& wishes, DumpWriter& writer);
 
 // "ld", "wait-time".
 const char* WordOfKind(Kind kind);
+
+}  // namespace psltool

@@ -9,6 +9,8 @@
 
 #include "tools/showing/dump_writers.h"
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kMostWidth = 120;
@@ -269,3 +271,5 @@ class TableWriter : public DumpWriter {
 std::unique_ptr<DumpWriter> MakeTableWriter(TextOut& out, Zone zone, FileLabels labels, bool wide) {
   return std::make_unique<TableWriter>(out, zone, std::move(labels), wide);
 }
+
+}  // namespace psltool

@@ -6,6 +6,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+namespace psltool {
+
 namespace {
 
 // Text of values: keys and hexadecimal digits, nothing that needs quotes or escapes.
@@ -153,3 +155,5 @@ std::string CsvText(const std::string& text) {
 std::string JsonText(const std::string& text) {
   return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
+
+}  // namespace psltool

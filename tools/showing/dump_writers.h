@@ -13,6 +13,8 @@
 #include "tools/reading/record_period.h"
 #include "tools/reading/time_text.h"
 
+namespace psltool {
+
 struct DumpedEntry {
   const RecordPeriod& period;  // of its record
   const char* kind;
@@ -74,3 +76,5 @@ std::unique_ptr<DumpWriter> MakeJsonLinesWriter(TextOut& out, Zone zone, FileLab
 std::string CsvText(const std::string& text);
 // A string of JSON with its quotes; bytes that are no UTF-8 become the replacement character.
 std::string JsonText(const std::string& text);
+
+}  // namespace psltool

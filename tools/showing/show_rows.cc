@@ -9,6 +9,8 @@
 #include "tools/output/report.h"
 #include "tools/reading/file_summary.h"
 
+namespace psltool {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -245,3 +247,5 @@ void PrintShownJson(const ShowView& view, const std::vector<ShownFile>& files, T
   out.Put(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
   out.Put("\n");
 }
+
+}  // namespace psltool

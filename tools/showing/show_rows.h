@@ -7,6 +7,8 @@
 
 #include "tools/showing/dump_writers.h"
 
+namespace psltool {
+
 struct ShownRow {
   RecordPeriod period;
   std::vector<Value> values;  // of the columns of its file
@@ -56,3 +58,5 @@ struct ShowView {
 
 void PrintShown(const ShowView& view, const ShownFile& file, TextOut& out);
 void PrintShownJson(const ShowView& view, const std::vector<ShownFile>& files, TextOut& out);
+
+}  // namespace psltool

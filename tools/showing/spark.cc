@@ -9,6 +9,8 @@
 #include <cmath>
 #include <cstring>
 
+namespace psltool {
+
 namespace {
 
 constexpr size_t kLevels = 8;
@@ -40,3 +42,5 @@ bool LocaleIsUtf8() {
   freelocale(locale);
   return utf8;
 }
+
+}  // namespace psltool

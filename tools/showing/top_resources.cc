@@ -16,6 +16,8 @@
 #include "tools/reading/array_tables.h"
 #include "tools/reading/file_summary.h"
 
+namespace psltool {
+
 namespace {
 
 // What stands for the array of a file whose name tells none.
@@ -355,3 +357,5 @@ std::vector<const TopResource*> TopCollector::Ranked() const {
   });
   return ranked;
 }
+
+}  // namespace psltool

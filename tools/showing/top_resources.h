@@ -12,6 +12,8 @@
 
 #include "tools/showing/dump_file.h"
 
+namespace psltool {
+
 enum class TopMeasure : uint8_t { kOps, kBusy, kMean, kMax, kVolume };
 
 // Sums over intervals. Averages are those of all operations, busy ratios those of all the time.
@@ -138,3 +140,5 @@ class TopCollector {
   std::map<std::string, Group> groups_;                   // by array
   std::map<std::string, TopTotal> totals_;
 };
+
+}  // namespace psltool

@@ -1,6 +1,8 @@
 // Sums of `top`: see top_resources.h.
 #include "tools/showing/top_resources.h"
 
+namespace psltool {
+
 std::optional<double> TopSums::Rate() const {
   if (!(milliseconds > 0)) return std::nullopt;
   return operations * 1000.0 / milliseconds;
@@ -41,3 +43,5 @@ std::optional<double> TopSums::Measure(TopMeasure measure) const {
   }
   return Maximum();
 }
+
+}  // namespace psltool
