@@ -12,7 +12,7 @@ file(GLOB fuzz_sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/tests/fuzz
 foreach(source IN LISTS fuzz_sources)
   get_filename_component(name "${source}" NAME_WE)
   add_executable(${name} "${source}"
-    tests/support/archive_target.cc tests/support/psltool_target.cc
+    tests/support/archive_target.cc tests/support/tools/psltool_target.cc
     tests/support/run_state.cc)
   target_link_libraries(${name} PRIVATE qelprfarc_prefix_test qelprfarc_core)
   if(TARGET psltool_core)

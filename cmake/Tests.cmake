@@ -17,8 +17,10 @@ file(MAKE_DIRECTORY "${test_prefix}")
 
 file(GLOB test_sources CONFIGURE_DEPENDS
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/*/*_test.cc"
+  "${CMAKE_CURRENT_SOURCE_DIR}/tests/*/*/*_test.cc"
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/pmonb/*.cc"
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/support/*.cc"
+  "${CMAKE_CURRENT_SOURCE_DIR}/tests/support/*/*.cc"
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/model/*.cc"
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/figures/*.cc")
 if(NOT test_sources)

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "tests/support/process.h"
-#include "tests/support/product_run.h"
+#include "tests/support/runs/product_run.h"
 #include "tests/support/tempdir.h"
 #include "tests/support/usage_text.h"
 

@@ -17,7 +17,7 @@
 #include "tests/archiver/messages_fixture.h"
 #include "tests/support/header_file.h"
 #include "tests/support/lines.h"
-#include "tests/support/nights.h"
+#include "tests/support/runs/nights.h"
 
 namespace {
 

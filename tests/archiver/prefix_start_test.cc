@@ -6,8 +6,8 @@
 #include <fstream>
 #include <string>
 
-#include "tests/support/prefix.h"
 #include "tests/support/process.h"
+#include "tests/support/runs/prefix.h"
 
 namespace {
 

@@ -15,8 +15,8 @@
 #include "report/runinfo.h"
 #include "report/zero_file.h"
 #include "tests/support/header_file.h"
-#include "tests/support/retention.h"
 #include "tests/support/run_state.h"
+#include "tests/support/runs/retention.h"
 #include "tests/support/tempdir.h"
 
 namespace {

@@ -10,7 +10,7 @@
 
 #include "report/runinfo.h"
 #include "tests/support/run_state.h"
-#include "tests/support/server.h"
+#include "tests/support/runs/server.h"
 
 namespace {
 

@@ -6,11 +6,11 @@
 
 #include <string>
 
-#include "tests/support/audit_run.h"
 #include "tests/support/driver_fixture.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/revision_param.h"
+#include "tests/support/tools/audit_run.h"
 
 namespace {
 

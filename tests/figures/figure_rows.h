@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/export_rows.h"
+#include "tests/support/tools/export_rows.h"
 
 // Those of each entry, in the order of the file; times in UTC.
 std::vector<std::vector<TidyRow>> FigureRowsByEntry(const std::string& path);

@@ -11,8 +11,8 @@
 #include "tests/figures/figure_files.h"
 #include "tests/figures/figure_rows.h"
 #include "tests/support/lines.h"
-#include "tests/support/openmetrics_text.h"
 #include "tests/support/revision_param.h"
+#include "tests/support/tools/openmetrics_text.h"
 
 namespace {
 

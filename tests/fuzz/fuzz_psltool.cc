@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "tests/support/psltool_target.h"
+#include "tests/support/tools/psltool_target.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const PsltoolTargetResult result = RunPsltool({data, size});

@@ -17,8 +17,8 @@
 #include "engine/input.h"
 #include "report/runinfo.h"
 #include "tests/support/header_file.h"
-#include "tests/support/retention.h"
 #include "tests/support/run_state.h"
+#include "tests/support/runs/retention.h"
 #include "tests/support/tempdir.h"
 
 namespace {

@@ -11,8 +11,8 @@
 #include "logdir/limits.h"
 #include "logdir/timespan.h"
 #include "report/runinfo.h"
-#include "tests/support/nights.h"
 #include "tests/support/run_state.h"
+#include "tests/support/runs/nights.h"
 #include "tools/running/health.h"
 
 using namespace psltool;

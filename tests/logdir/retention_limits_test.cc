@@ -5,8 +5,8 @@
 
 #include "logdir/autotarget.h"
 #include "report/runinfo.h"
-#include "tests/support/retention.h"
 #include "tests/support/run_state.h"
+#include "tests/support/runs/retention.h"
 #include "tests/support/utc.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/nights.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/runs/nights.h"
 #include "tests/support/sample_records.h"
 
 namespace {

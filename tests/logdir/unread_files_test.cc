@@ -9,7 +9,7 @@
 
 #include "tests/support/header_file.h"
 #include "tests/support/lines.h"
-#include "tests/support/nights.h"
+#include "tests/support/runs/nights.h"
 
 namespace {
 

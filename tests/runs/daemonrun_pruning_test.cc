@@ -10,9 +10,9 @@
 
 #include "archiver/prune.h"
 #include "tests/runs/daemon_run.h"
-#include "tests/support/nights.h"
 #include "tests/support/process.h"
-#include "tests/support/server.h"
+#include "tests/support/runs/nights.h"
+#include "tests/support/runs/server.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "tests/runs/daemon_run.h"
 #include "tests/support/header_file.h"
 #include "tests/support/process.h"
-#include "tests/support/server.h"
+#include "tests/support/runs/server.h"
 
 namespace {
 

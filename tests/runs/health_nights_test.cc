@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-#include "tests/support/nights.h"
+#include "tests/support/runs/nights.h"
 
 namespace {
 

@@ -15,9 +15,9 @@
 #include <string>
 
 #include "tests/support/driver_fixture.h"
-#include "tests/support/nights.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/runs/nights.h"
 
 namespace {
 

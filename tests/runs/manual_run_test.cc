@@ -8,8 +8,8 @@
 #include "tests/support/header_file.h"
 #include "tests/support/lines.h"
 #include "tests/support/process.h"
-#include "tests/support/product_run.h"
-#include "tests/support/server.h"
+#include "tests/support/runs/product_run.h"
+#include "tests/support/runs/server.h"
 #include "tests/support/tempdir.h"
 #include "tests/support/usage_text.h"
 

@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "tests/support/header_file.h"
-#include "tests/support/nights.h"
+#include "tests/support/runs/nights.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "tests/support/header_file.h"
-#include "tests/support/nights.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/runs/nights.h"
 #include "tests/support/sample_records.h"
 
 namespace {

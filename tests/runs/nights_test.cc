@@ -14,8 +14,8 @@
 
 #include "tests/model/nights.h"
 #include "tests/model/slow_archiver.h"
-#include "tests/support/nights.h"
 #include "tests/support/run_state.h"
+#include "tests/support/runs/nights.h"
 
 namespace {
 
