@@ -266,7 +266,7 @@ bool IsOfOldClass(const Finding& finding) {
 }
 
 // Of so many single bytes of an archive, each changed to another value, findings tell at least a
-// third, and with the notes more: docs/psltool.md says how many.
+// third, and with the notes more: docs/psltool/prove.md says how many.
 TEST_P(PsltoolCheckNotices, ChangedBytes) {
   const int revision = GetParam();
   const MadeArchives made(revision);
