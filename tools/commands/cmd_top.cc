@@ -10,6 +10,7 @@
 
 #include "tools/commands/dump_options.h"
 #include "tools/commands/files_option.h"
+#include "tools/measures/measures.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/kind_names.h"
@@ -37,19 +38,20 @@ struct Wishes {
 };
 
 struct MeasureName {
-  const char* word;
+  const char* word;  // in the table of measures
   TopMeasure measure;
   const char* head;  // of the sparkline's column
-  int digits;
+
+  int digits() const { return psltool::MeasureOf(word)->digits; }
 };
 
-constexpr MeasureName kMeasures[] = {{"ops", TopMeasure::kOps, "ops/s", 2},
-                                     {"busy", TopMeasure::kBusy, "busy %", 2},
-                                     {"mean", TopMeasure::kMean, "1st mean/op", 0},
-                                     {"max", TopMeasure::kMax, "max", 0},
-                                     {"volume", TopMeasure::kVolume, "volume/1024/s", 2}};
+constexpr MeasureName kMeasures[] = {{"ops", TopMeasure::kOps, "ops/s"},
+                                     {"busy", TopMeasure::kBusy, "busy %"},
+                                     {"mean", TopMeasure::kMean, "1st mean/op"},
+                                     {"max", TopMeasure::kMax, "max"},
+                                     {"volume", TopMeasure::kVolume, "volume/1024/s"}};
 
-const MeasureName& MeasureOf(const std::string& word) {
+const MeasureName& NameOfMeasure(const std::string& word) {
   return *std::find_if(std::begin(kMeasures), std::end(kMeasures),
                        [&word](const MeasureName& name) { return word == name.word; });
 }
@@ -87,7 +89,7 @@ class Table {
  public:
   Table(TextOut& out, const Wishes& wishes)
       : out_(out),
-        by_(MeasureOf(wishes.by)),
+        by_(NameOfMeasure(wishes.by)),
         zone_(wishes.choice.zone()),
         ascii_(wishes.ascii || !LocaleIsUtf8()),
         named_(wishes.names.NameResourcesOf(wishes.kind)) {}
@@ -106,12 +108,12 @@ class Table {
                fmt::format("{} over time", by_.head));
     for (const Line& line : lines) {
       const TopSums& all = line.all;
-      const auto third = volume ? Text(all.Volume(), by_.digits) : Text(all.Mean(), 0);
+      const auto third = volume ? Text(all.Volume(), by_.digits()) : Text(all.Mean(), 0);
       const auto peak = line.peak.known() ? std::optional(line.peak.value) : std::nullopt;
       out_.Print("{:>4} {:<{}} {:>{}}{} {:>12.0f} {:>9} {:>13} {:>9} {:>6} {:>9} {:<{}}  {}\n",
                  line.rank, line.array, array_width_, line.key, key_width_, NameCell(line.name),
                  all.operations, Text(all.Rate(), 2), third, Text(all.Maximum(), 0),
-                 Text(all.Busy(), 2), Text(peak, by_.digits), AtOf(line), at_width_,
+                 Text(all.Busy(), 2), Text(peak, by_.digits()), AtOf(line), at_width_,
                  Sparkline(CellsOf(line.cells, by_.measure), ascii_));
     }
   }
@@ -186,7 +188,7 @@ void AddMeasures(const Sums& from, const Wishes& wishes, Json& json) {
                     {"end", IsoTimeText(at.end, zone)}};
   }
   json["cells"] = Json::array();
-  for (const auto& cell : CellsOf(from.cells, MeasureOf(wishes.by).measure)) {
+  for (const auto& cell : CellsOf(from.cells, NameOfMeasure(wishes.by).measure)) {
     json["cells"].push_back(OrNull(cell));
   }
 }
@@ -224,7 +226,7 @@ void PrintJson(TextOut& out, const TopCollector& collector, const Wishes& wishes
 int Top(Wishes& wishes) {
   TopWishes what;
   what.group = wishes.group;
-  what.by = MeasureOf(wishes.by).measure;
+  what.by = NameOfMeasure(wishes.by).measure;
   what.ascending = wishes.ascending;
   constexpr size_t kTableCells = 24;
   if (!wishes.json) what.width = kTableCells;

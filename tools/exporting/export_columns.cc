@@ -88,6 +88,13 @@ const MetricRow* FindMetric(std::string_view column) {
   return row == kMetrics.end() ? nullptr : row;
 }
 
+std::string_view ColumnOf(std::string_view metric, std::string_view statistic) {
+  const auto* const row = std::find_if(kMetrics.begin(), kMetrics.end(), [&](const MetricRow& r) {
+    return r.metric == metric && r.statistic == statistic;
+  });
+  return row == kMetrics.end() ? std::string_view() : row->column;
+}
+
 std::vector<ExportColumn> ExportColumnsOf(const std::vector<Column>& columns) {
   std::vector<ExportColumn> found;
   for (size_t i = 0; i < columns.size(); ++i) {

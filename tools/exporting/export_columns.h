@@ -20,6 +20,8 @@ struct MetricRow {
 
 // The row of a column's name, or null: "key" is none, nor are the raw words.
 const MetricRow* FindMetric(std::string_view column);
+// The column of a metric's statistic; empty: there is none.
+std::string_view ColumnOf(std::string_view metric, std::string_view statistic);
 
 // True for the metric of a row, with the group in front or without: "g1_ops_rate", "ops_rate", and
 // "word_at_16".

@@ -10,21 +10,12 @@
 #include <cmath>
 #include <tuple>
 
-#include "engine/byteorder.h"
-#include "engine/pmonfile.h"
 #include "tools/output/report.h"
 #include "tools/reading/array_tables.h"
-#include "tools/reading/file_summary.h"
 
 namespace psltool {
 
 namespace {
-
-// What stands for the array of a file whose name tells none.
-std::string ArrayOf(const std::string& path, char level) {
-  const std::string array = PartsOfName(path, level).array;
-  return array.empty() ? "-" : array;
-}
 
 // The columns that count, in the places of their numbers.
 enum Counted : uint8_t {
@@ -97,7 +88,7 @@ class TopCollector::Writer : public DumpWriter {
       : collector_(collector), path_(std::move(path)) {}
 
   void Open(const PslHeader& header) override {
-    array_ = ArrayOf(path_, header.level);
+    array_ = ArrayOrDash(path_, header.level);
     group_ = &collector_.groups_[array_];
     total_ = &collector_.totals_[array_];
     total_->array = array_;
@@ -228,60 +219,20 @@ class TopCollector::Writer : public DumpWriter {
 };
 
 bool TopCollector::Look(const std::string& path) {
-  PslReader reader(path, PslReader::Reports::kKept);
-  if (!reader.Open()) return true;
   const DumpWishes& dump = wishes_.dump;
-  FilePeriods periods(path, dump.zone);
-  Part part = {path, {}};
-  while (reader.NextHeader()) {
-    progress_.Show(path, reader.position(), reader.size());
-    if (reader.tag() != "STA") continue;
-    const RecordPeriod period =
-        periods.Of(reader.position(), Load32(reader.record().data() + kAtTime));
-    if (!LiesIn(period, dump.from, dump.to, dump.zone)) continue;
-    Note(period);
-    part.covered.push_back(CoverOf(period));
-  }
-  if (part.covered.empty()) return true;
-  std::vector<CoveredTime>& covered = part.covered;
-  std::sort(covered.begin(), covered.end(),
-            [](const CoveredTime& a, const CoveredTime& b) { return a.first < b.first; });
-  size_t last = 0;
-  for (const CoveredTime& each : covered) {
-    const bool joins = each.first <= covered[last].last || each.first == covered[last].last + 1;
-    if (!joins) covered[++last] = each;
-    covered[last].last = std::max(covered[last].last, each.last);
-  }
-  covered.resize(last + 1);
-  const std::string array = ArrayOf(path, reader.header().level);
-  for (const Part& other : parts_[array]) {
-    if (!Meet(part, other)) continue;
+  const auto note = [this](const RecordPeriod& period) { Note(period); };
+  FileCover cover;
+  if (!Cover(path, {dump.from, dump.to, dump.zone}, progress_, note, cover)) return true;
+  if (cover.covered.empty()) return true;
+  for (const FileCover& other : parts_[cover.array]) {
+    if (!Meet(cover, other)) continue;
     progress_.Clear();
     return Fail(path, fmt::format("holds the same time of array {} as {}: its intervals would "
                                   "count twice; name one of them, or use --from and --to",
-                                  array, other.path));
+                                  cover.array, other.path));
   }
-  parts_[array].push_back(std::move(part));
+  parts_[cover.array].push_back(std::move(cover));
   return true;
-}
-
-// One file may end with the second with which the next begins: the interval before midnight.
-bool TopCollector::Meet(const Part& a, const Part& b) {
-  const auto follows = [](const Part& early, const Part& late) {
-    const uint32_t end = early.covered.back().last;
-    return end == late.covered.front().first && early.covered.front().first < end &&
-           late.covered.back().last > end;
-  };
-  const bool in_a_row = follows(a, b) || follows(b, a);
-  auto at = a.covered.begin();
-  auto other = b.covered.begin();
-  while (at != a.covered.end() && other != b.covered.end()) {
-    const uint32_t first = std::max(at->first, other->first);
-    const uint32_t last = std::min(at->last, other->last);
-    if (first < last || (first == last && !in_a_row)) return true;
-    at->last < other->last ? ++at : ++other;
-  }
-  return false;
 }
 
 void TopCollector::Note(const RecordPeriod& period) {

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/reading/coverage.h"
 #include "tools/showing/dump_file.h"
 
 namespace psltool {
@@ -116,10 +117,6 @@ class TopCollector {
 
  private:
   class Writer;
-  struct Part {
-    std::string path;
-    std::vector<CoveredTime> covered;  // apart from each other, in order
-  };
   // The resources of an array, in the order in which they came.
   struct Group {
     std::vector<TopResource> resources;
@@ -127,12 +124,11 @@ class TopCollector {
     std::unordered_map<std::string, size_t> by_text;
   };
 
-  static bool Meet(const Part& a, const Part& b);
   void Note(const RecordPeriod& period);
 
   TopWishes wishes_;
   Progress& progress_;
-  std::map<std::string, std::vector<Part>> parts_;  // by array
+  std::map<std::string, std::vector<FileCover>> parts_;  // by array
   std::optional<std::pair<uint32_t, uint32_t>> span_;
   std::optional<std::pair<uint32_t, uint32_t>> stamped_;  // first and last stamp
   std::vector<uint32_t> stamps_;                          // while they fit into a line

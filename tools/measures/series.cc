@@ -1,0 +1,267 @@
+// Series: see the header. Millions of entries pass here, so that of each only the columns are
+// decoded that measures need, and its resource is looked for first where it stood in the record
+// before.
+#include "tools/measures/series.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <tuple>
+
+#include "tools/output/report.h"
+#include "tools/reading/array_tables.h"
+#include "tools/reading/kind_names.h"
+
+namespace psltool {
+
+namespace {
+
+Kind KindOfEntry(const char* word) {
+  const auto kind = KindOf(word);
+  return kind ? *kind : kWaittm;
+}
+
+// Logs tell more than hour archives, those more than day archives.
+int Coarseness(char level) { return level == 'D' ? 2 : level == 'H' ? 1 : 0; }
+
+constexpr size_t kMostGroups = 6;
+
+// Places of the numbers that are decoded: first those that all measures share, then three for each
+// measure.
+constexpr uint8_t kLengthAt = 0;
+constexpr uint8_t kOperationsAt = 1;  // of group 1, the others behind
+constexpr uint8_t kFirstMeasureAt = kOperationsAt + kMostGroups;
+
+}  // namespace
+
+std::vector<MeasureAt> MeasuresOf(const std::vector<Kind>& kinds,
+                                  const std::vector<std::string>& names, unsigned group) {
+  std::vector<MeasureAt> all;
+  for (const Kind kind : kinds) {
+    for (const MeasureAt& at : MeasuresOfKind(kind)) {
+      const bool named = names.empty() || std::any_of(names.begin(), names.end(), [&](auto& name) {
+                           return MeasureOf(name) == at.measure;
+                         });
+      const bool grouped = group == 0 || at.group == 0 || at.group == group;
+      const bool there = std::find(all.begin(), all.end(), at) != all.end();
+      if (named && grouped && !there) all.push_back(at);
+    }
+  }
+  std::stable_sort(all.begin(), all.end(), [](const MeasureAt& a, const MeasureAt& b) {
+    return std::tie(a.measure, a.group) < std::tie(b.measure, b.group);
+  });
+  return all;
+}
+
+// Passes the entries of one file on.
+class SeriesReader::Writer : public DumpWriter {
+ public:
+  Writer(SeriesReader& reader, const FileCover& file, SeriesSink& sink,
+         const std::function<bool(size_t)>& wanted)
+      : reader_(reader),
+        file_(file),
+        sink_(sink),
+        wanted_(wanted),
+        groups_(reader.groups_[file.array]),
+        points_(reader.request_.measures.size()) {}
+
+  void Start(const std::vector<const std::vector<Column>*>&) override {}
+
+  std::vector<uint8_t> WantsNumbers(const std::vector<Column>& columns) const override {
+    return PartsOf(columns).places;
+  }
+
+  void StartRecord(const RecordPeriod& period) override {
+    place_.fill(0);
+    counts_ = !reader_.IsToldFiner(file_, period);
+    if (counts_) {
+      sink_.StartRecord(file_, period);
+    } else {
+      ++reader_.left_out_;
+    }
+  }
+
+  void Put(const DumpedEntry& entry) override {
+    if (!counts_) return;
+    if (columns_ != &entry.columns) {
+      columns_ = &entry.columns;
+      parts_ = &PartsOf(entry.columns);
+      kind_ = KindOfEntry(entry.kind);
+    }
+    const size_t resource = ResourceOf(entry);
+    if (wanted_ && !wanted_(resource)) return;
+    const double length = entry.numbers[kLengthAt];
+    for (size_t i = 0; i < points_.size(); ++i) TakePoint(entry.numbers, length, i);
+    sink_.Put({resource, kind_, entry.period, length, points_});
+  }
+
+ private:
+  // What is taken of one list of columns.
+  struct Parts {
+    std::vector<uint8_t> places;
+    bool older = false;  // the second average is one over time
+  };
+
+  const Parts& PartsOf(const std::vector<Column>& columns) const {
+    const auto [found, is_new] = parts_of_.try_emplace(&columns);
+    if (is_new) MakeParts(columns, found->second);
+    return found->second;
+  }
+
+  void MakeParts(const std::vector<Column>& columns, Parts& parts) const {
+    std::map<std::string, uint8_t> names = {{"interval_ms", kLengthAt}};
+    for (unsigned i = 0; i < kMostGroups; ++i) {
+      names[fmt::format("g{}_ops", i + 1)] = static_cast<uint8_t>(kOperationsAt + i);
+    }
+    uint8_t at = kFirstMeasureAt;
+    for (const MeasureAt& each : reader_.request_.measures) {
+      for (const std::string_view column :
+           {each.measure->value_column(), each.measure->most_column(),
+            each.measure->least_column()}) {
+        const std::string prefix = each.group == 0 ? "" : fmt::format("g{}_", each.group);
+        if (!column.empty()) names[prefix + std::string(column)] = at;
+        ++at;
+      }
+    }
+    bool volume = false;
+    bool valid = false;
+    for (const Column& column : columns) {
+      const auto found = names.find(column.name);
+      parts.places.push_back(found == names.end() ? ColumnChoice::kNowhere : found->second);
+      volume = volume || column.name == "g1_kvolume_per_s";
+      valid = valid || column.name == "valid";
+    }
+    // Of wait times the second average is one of operations, too, though no volume is made of it.
+    parts.older = valid && !volume;
+  }
+
+  void TakePoint(const std::vector<double>& numbers, double length, size_t i) {
+    const MeasureAt& each = reader_.request_.measures[i];
+    const auto number = [&](size_t place) {
+      return place < numbers.size() ? numbers[place] : kNoNumber;
+    };
+    const size_t at = kFirstMeasureAt + 3 * i;
+    Point& point = points_[i];
+    point = {number(at), number(at + 1), number(at + 2), length};
+    if (std::isnan(point.most)) point.most = point.value;
+    if (std::isnan(point.least)) point.least = point.value;
+    const bool by_time =
+        each.measure->weight == Weight::kTime || (parts_->older && each.measure->name == "second");
+    if (!by_time) point.weight = number(kOperationsAt + each.group - 1U);
+    if (std::isnan(point.weight)) point.weight = 0;
+  }
+
+  size_t ResourceOf(const DumpedEntry& entry) {
+    Group& group = groups_[kind_];
+    if (entry.form == nullptr) {
+      const auto& key = std::get<std::string>(entry.values.front());
+      const auto [found, is_new] = group.by_text.try_emplace(key, 0);
+      if (is_new) found->second = reader_.AddResource(file_.array, kind_, key);
+      return found->second;
+    }
+    const uint64_t key = uint64_t{entry.key_count} << 32 | entry.key;
+    std::vector<std::pair<uint64_t, size_t>>& order = order_[kind_];
+    const size_t place = place_[kind_]++;
+    if (place < order.size() && order[place].first == key) return order[place].second;
+    const auto [found, is_new] = group.by_key.try_emplace(key, 0);
+    if (is_new) {
+      found->second = reader_.AddResource(file_.array, kind_,
+                                          KeyText(entry.form->key, entry.key_count, entry.key));
+    }
+    if (place >= order.size()) order.resize(place + 1);
+    order[place] = {key, found->second};
+    return found->second;
+  }
+
+  SeriesReader& reader_;
+  const FileCover& file_;
+  SeriesSink& sink_;
+  const std::function<bool(size_t)>& wanted_;
+  std::array<Group, kKinds>& groups_;
+  mutable std::map<const std::vector<Column>*, Parts> parts_of_;
+  const std::vector<Column>* columns_ = nullptr;
+  const Parts* parts_ = nullptr;
+  Kind kind_ = kNoKind;
+  bool counts_ = true;  // the record at hand
+  std::array<size_t, kKinds> place_ = {};
+  std::array<std::vector<std::pair<uint64_t, size_t>>, kKinds> order_;  // keys and resources
+  std::vector<Point> points_;
+};
+
+bool SeriesReader::Look(const std::vector<std::string>& paths) {
+  const DumpWishes& dump = request_.dump;
+  for (const std::string& path : paths) {
+    FileCover cover;
+    if (!Cover(
+            path, {dump.from, dump.to, dump.zone}, progress_, [](const RecordPeriod&) {}, cover)) {
+      unreadable_.push_back(path);
+      continue;
+    }
+    for (const FileCover& other : files_) {
+      if (other.array != cover.array || other.header.level != cover.header.level) continue;
+      if (!Meet(cover, other)) continue;
+      progress_.Clear();
+      return Fail(path, fmt::format("holds the same time of array {} as {}: its intervals would "
+                                    "count twice; name one of them, or use --from and --to",
+                                    cover.array, other.path));
+    }
+    files_.push_back(std::move(cover));
+  }
+  progress_.Clear();
+  const auto first = [](const FileCover& file) {
+    return file.covered.empty() ? 0 : file.covered.front().first;
+  };
+  std::stable_sort(files_.begin(), files_.end(), [&](const FileCover& a, const FileCover& b) {
+    return std::tuple(a.array, first(a), Coarseness(a.header.level)) <
+           std::tuple(b.array, first(b), Coarseness(b.header.level));
+  });
+  return true;
+}
+
+bool SeriesReader::IsToldFiner(const FileCover& file, const RecordPeriod& period) const {
+  const int own = Coarseness(file.header.level);
+  if (own == 0) return false;
+  const CoveredTime time = CoverOf(period);
+  return std::any_of(files_.begin(), files_.end(), [&](const FileCover& other) {
+    return other.array == file.array && Coarseness(other.header.level) < own && Tells(other, time);
+  });
+}
+
+size_t SeriesReader::AddResource(const std::string& array, Kind kind, std::string key) {
+  resources_.push_back({array, kind, std::move(key)});
+  return resources_.size() - 1;
+}
+
+int SeriesReader::Walk(SeriesSink& sink) { return Walk(sink, nullptr); }
+
+int SeriesReader::Walk(SeriesSink& sink, std::function<bool(size_t)> wanted) {
+  const auto reports = walked_ ? PslReader::Reports::kKept : PslReader::Reports::kPrinted;
+  walked_ = true;
+  count_ = {};
+  left_out_ = 0;
+  int status = kExitDone;
+  const TextOut nowhere(stdout);
+  const std::vector<Kind> kinds = request_.dump.kinds;
+  for (const std::string& path : unreadable_) {
+    PslReader reader(path, reports);
+    const bool broken = !reader.Open() && reader.trouble().severity != Severity::kUnreadable;
+    status = std::max(status, broken ? kExitFailed : kExitUnusable);
+  }
+  for (const FileCover& file : files_) {
+    DumpWishes dump = request_.dump;
+    dump.path = file.path;
+    std::erase_if(dump.kinds, [&](Kind kind) { return !HasKind(file.header.revision, kind); });
+    if (!kinds.empty() && dump.kinds.empty()) continue;
+    sink.StartFile(file);
+    Writer writer(*this, file, sink, wanted);
+    const DumpEnd end = DumpFile(dump, writer, nowhere, progress_, reports, nullptr, &count_);
+    progress_.Clear();
+    if (end == DumpEnd::kBroken) status = std::max(status, kExitFailed);
+    if (end == DumpEnd::kUnreadable || end == DumpEnd::kRefused) status = kExitUnusable;
+  }
+  return status;
+}
+
+}  // namespace psltool

@@ -1,0 +1,58 @@
+// What values of many intervals amount to. The intervals are the records of the span: those of
+// logs, and the hours and days of archives.
+//
+// Median and 95th percentile are weighted like the mean: the smallest value of an interval such
+// that intervals of at least a half (95 %) of all the weight have no larger one. So they are always
+// values that `dump` prints, and long intervals count for more than short ones. With weights of
+// time it reads "for 95 % of the time it was at most", with those of operations "95 % of the
+// operations fell into intervals with at most". Intervals without weight have no part in them.
+#pragma once
+
+#include <cstddef>
+#include <limits>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "tools/measures/series.h"
+
+namespace psltool {
+
+struct Extreme {
+  double value = 0;
+  RecordPeriod period;  // in which it was
+};
+
+// Grows interval by interval, with a fixed amount of memory.
+struct Sums {
+  size_t intervals = 0;  // that say something
+  double weight = 0;
+  double sum = 0;  // of values times weights
+  double largest_value = 0;
+  std::optional<Extreme> most;  // of single intervals, where files carry them
+  std::optional<Extreme> least;
+
+  void Add(const Point& point, const RecordPeriod& period);
+  // The value of all intervals together; nothing where they have no weight.
+  std::optional<double> Value(const Measure& measure) const;
+};
+
+// The values themselves.
+class Distribution {
+ public:
+  void Add(double value, double weight) {
+    if (weight > 0) values_.emplace_back(value, weight);
+  }
+  size_t size() const { return values_.size(); }
+  // Of weights that are whole numbers the result is exact. Nothing: no value was added.
+  std::optional<double> Percentile(double percent);
+
+ private:
+  std::vector<std::pair<double, double>> values_;  // with their weights
+  bool sorted_ = false;
+};
+
+inline constexpr double kMedian = 50;
+inline constexpr double kHigh = 95;
+
+}  // namespace psltool

@@ -1,0 +1,89 @@
+// Covered time: see the header.
+#include "tools/reading/coverage.h"
+
+#include <algorithm>
+
+#include "engine/byteorder.h"
+#include "engine/pmonfile.h"
+#include "tools/reading/file_summary.h"
+
+namespace psltool {
+
+namespace {
+
+// Puts pieces of time into order and joins those that touch.
+void Join(std::vector<CoveredTime>& covered) {
+  std::sort(covered.begin(), covered.end(),
+            [](const CoveredTime& a, const CoveredTime& b) { return a.first < b.first; });
+  size_t last = 0;
+  for (const CoveredTime& each : covered) {
+    const bool joins = each.first <= covered[last].last || each.first == covered[last].last + 1;
+    if (!joins) covered[++last] = each;
+    covered[last].last = std::max(covered[last].last, each.last);
+  }
+  covered.resize(last + 1);
+}
+
+}  // namespace
+
+std::string ArrayOrDash(const std::string& path, char level) {
+  const std::string array = PartsOfName(path, level).array;
+  return array.empty() ? "-" : array;
+}
+
+bool Cover(const std::string& path, const CoverChoice& choice, Progress& progress,
+           const std::function<void(const RecordPeriod&)>& note, FileCover& cover) {
+  PslReader reader(path, PslReader::Reports::kKept);
+  if (!reader.Open()) return false;
+  FilePeriods periods(path, choice.zone);
+  cover.path = path;
+  cover.header = reader.header();
+  cover.array = ArrayOrDash(path, cover.header.level);
+  while (reader.NextHeader()) {
+    progress.Show(path, reader.position(), reader.size());
+    if (reader.tag() != "STA") continue;
+    const RecordPeriod period =
+        periods.Of(reader.position(), Load32(reader.record().data() + kAtTime));
+    if (!LiesIn(period, choice.from, choice.to, choice.zone)) continue;
+    note(period);
+    ++cover.records;
+    cover.covered.push_back(CoverOf(period));
+  }
+  if (!cover.covered.empty()) Join(cover.covered);
+  return true;
+}
+
+bool Meet(const FileCover& a, const FileCover& b) {
+  if (a.covered.empty() || b.covered.empty()) return false;
+  const auto follows = [](const FileCover& early, const FileCover& late) {
+    const uint32_t end = early.covered.back().last;
+    return end == late.covered.front().first && early.covered.front().first < end &&
+           late.covered.back().last > end;
+  };
+  const bool in_a_row = follows(a, b) || follows(b, a);
+  auto at = a.covered.begin();
+  auto other = b.covered.begin();
+  while (at != a.covered.end() && other != b.covered.end()) {
+    const uint32_t first = std::max(at->first, other->first);
+    const uint32_t last = std::min(at->last, other->last);
+    if (first < last || (first == last && !in_a_row)) return true;
+    at->last < other->last ? ++at : ++other;
+  }
+  return false;
+}
+
+bool Tells(const FileCover& cover, const CoveredTime& time) {
+  const auto at =
+      std::lower_bound(cover.covered.begin(), cover.covered.end(), time.first,
+                       [](const CoveredTime& each, uint32_t first) { return each.last < first; });
+  for (auto each = at; each != cover.covered.end() && each->first <= time.last; ++each) {
+    const uint32_t first = std::max(each->first, time.first);
+    const uint32_t last = std::min(each->last, time.last);
+    if (first < last) return true;
+    // One second in common: that of a file's only record, unless the other begins with it.
+    if (each->first == each->last && (first > time.first || time.first == time.last)) return true;
+  }
+  return false;
+}
+
+}  // namespace psltool
