@@ -15,7 +15,7 @@ namespace {
 
 void AddCommands(Command& program, int& status) {
   for (const CommandRow& row : Commands()) {
-    Command* command = program.AddCommand(row.name, row.summary);
+    Command* command = program.AddCommand(row.name, row.summary)->Under(row.purpose);
     command->Footer(row.help);
     row.add(*command, status);
   }
@@ -23,11 +23,13 @@ void AddCommands(Command& program, int& status) {
 
 constexpr Program kPsltool = {
     "psltool", "psltool     Version 7.4.003",
-    "psltool makes and shows logs (.psl) and archives (.psa) of the performance monitor.",
+    "psltool shows, proves, mends and makes logs (.psl) and archives (.psa) of the performance\n"
+    "monitor, and looks after automatic archiving.",
     "Examples:\n"
     "  psltool make --arrays 2 --days 3 -o logs\n"
-    "  psltool show archive/20240304array01.psa --kind ld --key 21\n"
-    "  psltool make --help\n\n"
+    "  psltool info logs\n"
+    "  psltool show logs/20240304array01.psl --kind ld --key 1\n"
+    "  psltool show --help\n\n"
     "Exit status of all commands: 0 done, 1 findings or a broken file, 2 a file could not be\n"
     "read or written, or the command line is wrong. COMMAND --help tells it in detail.",
     AddCommands};

@@ -62,7 +62,10 @@ std::string Refusal(const CLI::App* app, const CLI::Error& error) {
   const std::vector<std::string> commands = CommandsOf(*asked.app);
   std::string why = error.what();
   std::string help = "options";
-  if (word.starts_with("-")) {
+  if (word.empty() && !commands.empty()) {
+    why = "A command is required";
+    help = "commands";
+  } else if (word.starts_with("-")) {
     // The library tells first what is missing.
     if (why.find(word) == std::string::npos) {
       why = "The following argument was not expected: " + word;
@@ -151,8 +154,15 @@ Option* Option::ValueName(const std::string& name) {
 size_t Option::count() const { return option_->count(); }
 
 Command* Command::AddCommand(const std::string& name, const std::string& summary) {
-  commands_.push_back(std::make_unique<Command>(app_->add_subcommand(name, summary)));
+  CLI::App* command = app_->add_subcommand(name, summary);
+  command->group("Commands");  // not the heading of the command that it belongs to
+  commands_.push_back(std::make_unique<Command>(command));
   return commands_.back().get();
+}
+
+Command* Command::Under(const std::string& heading) {
+  app_->group(heading);
+  return this;
 }
 
 template <class Value>
@@ -202,6 +212,7 @@ int RunCommandLine(const Program& program, int refused, int argc, char** argv) {
   CLI::App app(program.summary);
   app.name(program.name);
   app.require_subcommand(1);
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
   app.failure_message(Refusal);
   app.footer(program.help);
   Command root(&app);

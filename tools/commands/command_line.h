@@ -76,6 +76,8 @@ class Command {
   template <class Value>
   Option* AddOption(const std::string& names, Value& value, const std::string& text);
   Option* AddFlag(const std::string& names, bool& value, const std::string& text);
+  // Heading of the list of commands under which it stands.
+  Command* Under(const std::string& heading);
   // The text behind the options: exit statuses and examples.
   void Footer(const std::string& text);
   // One of its commands must be named.

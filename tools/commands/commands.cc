@@ -5,8 +5,16 @@ namespace psltool {
 
 namespace {
 
+// Headings of the list, in its order; the pages of docs/psltool/ are called the same.
+constexpr const char* kLook = "Look";
+constexpr const char* kProve = "Prove";
+constexpr const char* kMend = "Mend";
+constexpr const char* kTakeOut = "Take out";
+constexpr const char* kRun = "Run";
+constexpr const char* kMake = "Make";
+
 constexpr CommandRow kCommands[] = {
-    {"info", "Tell what files are and hold",
+    {kLook, "info", "Tell what files are and hold",
      "\"words\" are the extended words that each full entry of the kind carries, \"of\" those "
      "that\n"
      "the revision knows. A count like \"3 to 4\" is that of several structure records.\n\n"
@@ -17,7 +25,7 @@ constexpr CommandRow kCommands[] = {
      "  psltool info --utc archive/*.psa\n"
      "  psltool info --json 20240304array01.psl | jq '.[0].records'",
      AddInfoCommand},
-    {"show", "Show the history of one resource as a table",
+    {kLook, "show", "Show the history of one resource as a table",
      "A bar of # shows the mean rate of the period, a | behind it the highest rate in it; of "
      "kinds\n"
      "that count nothing the busy ratio. Without --key it is the first resource of the kind.\n\n"
@@ -28,7 +36,7 @@ constexpr CommandRow kCommands[] = {
      "  psltool show archive/20240304array01.psa --key 21 --from \"2024-03-04 08:00\" --json\n"
      "  psltool show archive/202403array01.psa --kind pd --key 1.4 --group 2",
      AddShowCommand},
-    {"top", "The busiest resources over a span of time",
+    {kLook, "top", "The busiest resources over a span of time",
      "Files of one array are added up, several arrays stay apart. Means are weighted by "
      "operations,\n"
      "busy ratios by time; \"ops\" are ranked by their number in the whole span. \"peak\" is the "
@@ -45,7 +53,7 @@ constexpr CommandRow kCommands[] = {
      "  psltool top --by busy -n 5 --kind pd 20240304array01.psl --from \"2024-03-04 09:00\"\n"
      "  psltool top --by max --json archive/*.psa | jq -r '.resources[0].key'",
      AddTopCommand},
-    {"dump", "Print the entries of a file, field by field",
+    {kLook, "dump", "Print the entries of a file, field by field",
      "Rates and percentages are computed from the words; \"ops\" are operations, the means are "
      "per\n"
      "operation and in the unit of the file. In tables each counter group has a line of its own, "
@@ -61,7 +69,7 @@ constexpr CommandRow kCommands[] = {
      "  psltool dump 20240304array01.psl --kind pd --from \"2024-03-04 09:00\" --format csv\n"
      "  psltool dump archive/20240304array01.psa --utc --format ndjson | jq .g1_ops_per_s",
      AddDumpCommand},
-    {"check", "Tell whether files are what the archiver takes",
+    {kProve, "check", "Tell whether files are what the archiver takes",
      "An error is what the archiver refuses or breaks off at, a warning what it takes although "
      "it\n"
      "is odd. One line per finding: file, offset in bytes, severity, record, field, class.\n"
@@ -75,7 +83,7 @@ constexpr CommandRow kCommands[] = {
      "  psltool check --strict /var/opt/pmon/log\n"
      "  psltool check --json archive | jq '.files[] | select(.errors > 0) | .path'",
      AddCheckCommand},
-    {"audit", "Prove that archives hold what their inputs held",
+    {kProve, "audit", "Prove that archives hold what their inputs held",
      "The archive is computed anew from its inputs, with arithmetic of its own, and compared "
      "byte\n"
      "for byte. One line per difference: file, offset, record, resource, field, both values as\n"
@@ -90,7 +98,7 @@ constexpr CommandRow kCommands[] = {
      "  psltool audit --archive 202403array01.psa archive/202403??array01.psa\n"
      "  psltool audit --all /var/opt/pmon/archive --logs /var/opt/pmon --json",
      AddAuditCommand},
-    {"explain", "Tell how one stored number of an archive came about",
+    {kProve, "explain", "Tell how one stored number of an archive came about",
      "Shows the intervals that went into a record of an archive, what they add up to and which "
      "of\n"
      "them held a peak (\"^\" the largest, \"v\" the smallest value). The numbers are computed "
@@ -106,7 +114,7 @@ constexpr CommandRow kCommands[] = {
      "  psltool explain --archive 202403osaka01.psa --kind ld --key 42 --at 2024-03-08 \\\n"
      "      --field g1_max hour/202403??osaka01.psa",
      AddExplainCommand},
-    {"seal", "Keep the digests of a directory's files in SHA256SUMS",
+    {kProve, "seal", "Keep the digests of a directory's files in SHA256SUMS",
      "New archives (.psa) and logs (.psl) of days that are over are added when `check` finds no\n"
      "error in them. What is sealed already keeps its line; a digest that differs is a finding, "
      "never sealed anew in passing. The file\n"
@@ -120,7 +128,7 @@ constexpr CommandRow kCommands[] = {
      "  psltool seal archive --forget            nightly, where archives expire\n"
      "  psltool seal archive --renew 20240304array01.psa",
      AddSealCommand},
-    {"salvage", "Copy the sound records of a damaged file into a new one",
+    {kMend, "salvage", "Copy the sound records of a damaged file into a new one",
      "Without --resync the copy ends in front of the first record that the archiver would not\n"
      "take. With it, later records that are sound are looked for and copied as well; statistics\n"
      "behind a broken structure record are left out up to the next sound one, unless --structure\n"
@@ -134,7 +142,7 @@ constexpr CommandRow kCommands[] = {
      "  psltool salvage --resync 20240304array01.psl -o saved/20240304array01.psl\n"
      "  psltool salvage --structure 20240303array01.psl 20240304array01.psl -o saved.psl",
      AddSalvageCommand},
-    {"export", "Rows for spreadsheets, databases and time-series engines",
+    {kTakeOut, "export", "Rows for spreadsheets, databases and time-series engines",
      "One row per value: time, array, kind, key, metric, statistic, value, unit, level, begin and "
      "end\n"
      "of the period. Values are those of `dump`; what an entry does not say has no row. \"wide\" "
@@ -161,18 +169,18 @@ constexpr CommandRow kCommands[] = {
      "  psltool export --format wide --kind ld --metric ops_rate --stat mean archive/*.psa\n"
      "  psltool export --format openmetrics -o history.om archive/*.psa",
      AddExportCommand},
-    {"segment", "The configuration segment of automatic archiving",
+    {kRun, "segment", "The configuration segment of automatic archiving",
      "Exit status: 0 done, 1 the segment is missing or refused, 2 the command line is wrong.\n\n"
      "Examples:\n"
      "  psltool segment make --help\n"
      "  psltool segment show 7",
      AddSegmentCommand},
-    {"health", "Tell whether the last night of automatic archiving went well",
+    {kRun, "health", "Tell whether the last night of automatic archiving went well",
      "Exit status: 0 healthy, 1 not healthy, 2 not found out.\n\n"
      "Example:\n"
      "  psltool health --segment 7 --json",
      AddHealthCommand},
-    {"plan", "What the next automatic run would archive, skip and remove",
+    {kRun, "plan", "What the next automatic run would archive, skip and remove",
      "Nothing is changed: no lock is taken, no line is written to a trace or log. The rules are\n"
      "those of the run itself. The inputs are read to their end, so that broken ones are known;\n"
      "with --no-read the plan trusts their headers. What goes without an archive of its day or\n"
@@ -185,7 +193,7 @@ constexpr CommandRow kCommands[] = {
      "  psltool plan --root /srv/monitor --archive /srv/monitor/psl --keep-psl 30d --all\n"
      "  psltool plan --segment 7 --auto2 0 14 0",
      AddPlanCommand},
-    {"units", "List the units of archiving work, for any scheduler",
+    {kRun, "units", "List the units of archiving work, for any scheduler",
      "A unit is one array and day (--level hour) or one array and month (--level day). One line\n"
      "per unit that is due: the command that does it. Units whose archive is there and newer "
      "than\n"
@@ -197,7 +205,7 @@ constexpr CommandRow kCommands[] = {
      "  psltool units logs -o archive | parallel -j 4 --joblog jobs.log\n"
      "  psltool units --level day archive --tsv",
      AddUnitsCommand},
-    {"unit", "Do one unit of archiving work",
+    {kRun, "unit", "Do one unit of archiving work",
      "The archiver works in a directory of its own; the archive is checked as by psltool check,\n"
      "brought to the disk and renamed. A unit that is done is left alone. It may be started any\n"
      "number of times, also twice at once: the second start waits for the first.\n\n"
@@ -206,7 +214,7 @@ constexpr CommandRow kCommands[] = {
      "Example:\n"
      "  psltool unit -o archive logs 20240304array01",
      AddUnitCommand},
-    {"make", "Make logs of arrays that do not exist",
+    {kMake, "make", "Make logs of arrays that do not exist",
      "Kinds that the revision lacks are left out. The same options make the same bytes.\n\n"
      "Exit status: 0 done, 2 a file could not be written or the command line is wrong; the files\n"
      "in front of it are whole.\n\n"

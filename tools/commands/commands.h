@@ -9,6 +9,7 @@
 namespace psltool {
 
 struct CommandRow {
+  const char* purpose;  // heading under which it is listed
   const char* name;
   const char* summary;  // one line, in the list of commands
   const char* help;     // behind its options: what it prints, exit statuses, examples
@@ -16,7 +17,7 @@ struct CommandRow {
   void (*add)(Command& command, int& status);
 };
 
-// In the order of the list.
+// In the order of the list: rows of one purpose stand together.
 std::span<const CommandRow> Commands();
 
 void AddInfoCommand(Command& command, int& status);
