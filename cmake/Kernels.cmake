@@ -20,3 +20,6 @@ else()
 endif()
 set_source_files_properties("${CMAKE_CURRENT_SOURCE_DIR}/revisions/fold/kernel.cc"
   PROPERTIES COMPILE_DEFINITIONS "${kernels_there}")
+# Kernels include no inline functions (kernel_impl.h), so they do without the precompiled ones.
+set_source_files_properties("${kernel_avx2}" "${kernel_avx512}" "${kernel_pairs}"
+  PROPERTIES SKIP_PRECOMPILE_HEADERS ON)

@@ -40,7 +40,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   # The same GCC bug as in Flags.cmake, by another name at -O1.
   target_compile_options(qelprfarc_tests PRIVATE -Wno-array-bounds -Wno-stringop-overflow)
 endif()
-target_precompile_headers(qelprfarc_tests PRIVATE
+qelprfarc_precompile(qelprfarc_tests
   <gmock/gmock.h> <gtest/gtest.h> <algorithm> <filesystem> <fstream> <map> <string> <vector>)
 target_compile_definitions(qelprfarc_tests PRIVATE
   "TEST_SOURCE_DIR=\"${CMAKE_CURRENT_SOURCE_DIR}/tests\""

@@ -5,18 +5,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <string_view>
 #include <vector>
 
 #include "tools/audit/recompute_inputs.h"
+#include "tools/output/json.h"
 #include "tools/output/report.h"
 
 namespace psltool {
 
 namespace {
-
-using nlohmann::ordered_json;
 
 constexpr size_t kLeastWidth = 10;
 constexpr std::string_view kByItems = "items";
@@ -32,7 +30,7 @@ std::string ValueText(const Value& value) {
   return "-";
 }
 
-ordered_json ValueJson(const Value& value) {
+Json ValueJson(const Value& value) {
   if (const auto* number = std::get_if<uint64_t>(&value)) return *number;
   if (const auto* real = std::get_if<double>(&value)) return *real;
   if (const auto* flag = std::get_if<bool>(&value)) return *flag;
@@ -253,56 +251,56 @@ bool PrintExplanationJson(const ExplainView& view, const Explanation& explanatio
   static constexpr const char* kRules[] = {"key", "sum",  "mean", "max",
                                            "min", "last", "any",  "derived"};
   if (!Check(view, explanation)) return false;
-  ordered_json intervals = ordered_json::array();
+  Json intervals = Json::Array();
   for (const ExplainedInterval& interval : explanation.intervals) {
-    ordered_json each = {{"path", interval.path},
-                         {"record", interval.record},
-                         {"offset", interval.offset},
-                         {"stamp", interval.period.stamp},
-                         {"time", IsoTimeText(interval.period.stamp, view.zone)},
-                         {"begin", IsoTimeText(interval.period.begin, view.zone)},
-                         {"end", IsoTimeText(interval.period.end, view.zone)},
-                         {"interval_ms", interval.length},
-                         {"valid", interval.valid}};
+    Json each = {{"path", interval.path},
+                 {"record", interval.record},
+                 {"offset", interval.offset},
+                 {"stamp", interval.period.stamp},
+                 {"time", IsoTimeText(interval.period.stamp, view.zone)},
+                 {"begin", IsoTimeText(interval.period.begin, view.zone)},
+                 {"end", IsoTimeText(interval.period.end, view.zone)},
+                 {"interval_ms", interval.length},
+                 {"valid", interval.valid}};
     if (explanation.of_items) each["named"] = interval.named;
     for (size_t i = 0; i < interval.columns.size(); ++i) {
       const std::string& name = interval.columns[i].name;
-      if (!each.contains(name)) each[name] = ValueJson(interval.values[i]);
+      if (!each.Has(name)) each[name] = ValueJson(interval.values[i]);
     }
-    intervals.push_back(std::move(each));
+    intervals.Append(std::move(each));
   }
-  ordered_json fields = ordered_json::array();
+  Json fields = Json::Array();
   for (const ExplainedField& field : explanation.fields) {
     if (!IsShown(view, field)) continue;
-    ordered_json each = {{"field", field.column.name},
-                         {"value", ValueJson(field.expected)},
-                         {"stored", ValueJson(field.stored)},
-                         {"rule", kRules[static_cast<size_t>(field.rule)]}};
+    Json each = {{"field", field.column.name},
+                 {"value", ValueJson(field.expected)},
+                 {"stored", ValueJson(field.stored)},
+                 {"rule", kRules[static_cast<size_t>(field.rule)]}};
     if (field.rule == Rule::kMean) {
       each["sum"] = field.sum;
       each["weight"] = field.weight;
       each["weighted_by"] = field.by;
     }
     if (field.held_by) each["interval"] = *field.held_by;
-    fields.push_back(std::move(each));
+    fields.Append(std::move(each));
   }
-  ordered_json report = {{"archive", view.archive},
-                         {"record", explanation.record},
-                         {"offset", explanation.offset},
-                         {"stamp", explanation.period.stamp},
-                         {"time", IsoTimeText(explanation.period.stamp, view.zone)},
-                         {"begin", IsoTimeText(explanation.period.begin, view.zone)},
-                         {"end", IsoTimeText(explanation.period.end, view.zone)},
-                         {"resource", view.what},
-                         {"differences", explanation.differences},
-                         {"intervals", std::move(intervals)},
-                         {"fields", std::move(fields)}};
+  Json report = {{"archive", view.archive},
+                 {"record", explanation.record},
+                 {"offset", explanation.offset},
+                 {"stamp", explanation.period.stamp},
+                 {"time", IsoTimeText(explanation.period.stamp, view.zone)},
+                 {"begin", IsoTimeText(explanation.period.begin, view.zone)},
+                 {"end", IsoTimeText(explanation.period.end, view.zone)},
+                 {"resource", view.what},
+                 {"differences", explanation.differences},
+                 {"intervals", std::move(intervals)},
+                 {"fields", std::move(fields)}};
   if (!view.labels.empty()) {
     report["name"] = view.name;
     report["group_name"] = view.labels.OfGroup(view.kind, view.group);
   }
   // Names of files are bytes, JSON is UTF-8.
-  out.Put(report.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+  out.Put(report.Text());
   out.Put("\n");
   return true;
 }

@@ -1,7 +1,6 @@
 // Explanations as text for people and as JSON for programs.
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "tools/audit/explain_value.h"

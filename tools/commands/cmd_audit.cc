@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <map>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -12,6 +11,7 @@
 #include "tools/audit/audit_archive.h"
 #include "tools/audit/audit_directory.h"
 #include "tools/commands/dump_options.h"
+#include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/labels.h"
@@ -20,8 +20,6 @@
 namespace psltool {
 
 namespace {
-
-using nlohmann::ordered_json;
 
 constexpr uint64_t kListed = 10;  // of each class of findings and archive
 constexpr int kAgree = 0;
@@ -74,7 +72,7 @@ class Report {
     const uint64_t number = ++seen_[finding.code];
     if (!wishes_.full && number > kListed) return;
     if (wishes_.json) {
-      findings_.push_back(JsonOf(finding));
+      findings_.Append(JsonOf(finding));
       return;
     }
     progress_.Clear();
@@ -96,22 +94,22 @@ class Report {
     (file.no_inputs         ? totals_.no_inputs
      : result.findings == 0 ? totals_.agree
                             : totals_.with_findings) += 1;
-    ordered_json more = ordered_json::array();
+    Json more = Json::Array();
     uint64_t beyond = result.findings;  // what not even the audit kept
     for (const auto& [code, count] : seen_) {
       beyond -= std::min(beyond, count);
       if (wishes_.full || count <= kListed) continue;
-      more.push_back({{"class", code}, {"count", count - kListed}});
+      more.Append({{"class", code}, {"count", count - kListed}});
       if (!wishes_.json) {
         out_.Print("{}: {} of class {}\n", file.path, Count(count - kListed, "more finding"), code);
       }
     }
     if (beyond != 0) {
-      more.push_back({{"class", nullptr}, {"count", beyond}});
+      more.Append({{"class", nullptr}, {"count", beyond}});
       if (!wishes_.json) out_.Print("{}: {}\n", file.path, Count(beyond, "more finding"));
     }
     if (wishes_.json) {
-      files_.push_back(JsonOf(file, std::move(more)));
+      files_.Append(JsonOf(file, std::move(more)));
     } else if (file.no_inputs) {
       out_.Print("{}: no inputs left\n", file.path);
     } else {
@@ -121,21 +119,21 @@ class Report {
                  result.used.size() == 1 ? "" : "s");
     }
     seen_.clear();
-    findings_ = ordered_json::array();
+    findings_ = Json::Array();
   }
 
   int Close() {
     if (wishes_.json) {
-      const ordered_json report = {{"archives", files_},
-                                   {"agree", totals_.agree},
-                                   {"with_findings", totals_.with_findings},
-                                   {"no_inputs", totals_.no_inputs},
-                                   {"records", totals_.records},
-                                   {"entries", totals_.entries},
-                                   {"bytes", totals_.bytes},
-                                   {"findings", totals_.findings}};
+      const Json report = {{"archives", files_},
+                           {"agree", totals_.agree},
+                           {"with_findings", totals_.with_findings},
+                           {"no_inputs", totals_.no_inputs},
+                           {"records", totals_.records},
+                           {"entries", totals_.entries},
+                           {"bytes", totals_.bytes},
+                           {"findings", totals_.findings}};
       // Names of files are bytes, JSON is UTF-8.
-      out_.Put(report.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+      out_.Put(report.Text());
       out_.Put("\n");
     } else if (!wishes_.directory.empty()) {
       out_.Print("{}: {} agree{}, {} with findings, {} without inputs left; {} entries, {} bytes\n",
@@ -181,8 +179,8 @@ class Report {
     return text + fmt::format(" [{}]", finding.code);
   }
 
-  ordered_json JsonOf(const AuditFinding& finding) const {
-    ordered_json object = {
+  Json JsonOf(const AuditFinding& finding) const {
+    Json object = {
         {"path", finding.path},         {"class", finding.code},  {"record", finding.record},
         {"tag", finding.tag},           {"stamp", nullptr},       {"time", nullptr},
         {"offset", finding.offset},     {"width", finding.width}, {"kind", finding.kind},
@@ -200,24 +198,23 @@ class Report {
     return object;
   }
 
-  ordered_json JsonOf(const AuditedFile& file, ordered_json more) {
+  Json JsonOf(const AuditedFile& file, Json more) {
     const AuditResult& result = file.result;
     const char* const verdict = file.no_inputs         ? "no-inputs"
                                 : result.findings == 0 ? "agrees"
                                                        : "findings";
-    return {
-        {"path", file.path},
-        {"verdict", verdict},
-        {"revision", result.revision == 0 ? ordered_json(nullptr)
-                                          : ordered_json(fmt::format("0x{:02X}", result.revision))},
-        {"inputs", result.used},
-        {"rules", result.run == RunKind::kManual ? "manual" : "automatic"},
-        {"records", result.records},
-        {"entries", result.entries},
-        {"bytes", result.bytes},
-        {"count", result.findings},
-        {"findings", std::move(findings_)},
-        {"not_listed", std::move(more)}};
+    return {{"path", file.path},
+            {"verdict", verdict},
+            {"revision",
+             result.revision == 0 ? Json(nullptr) : Json(fmt::format("0x{:02X}", result.revision))},
+            {"inputs", result.used},
+            {"rules", result.run == RunKind::kManual ? "manual" : "automatic"},
+            {"records", result.records},
+            {"entries", result.entries},
+            {"bytes", result.bytes},
+            {"count", result.findings},
+            {"findings", std::move(findings_)},
+            {"not_listed", std::move(more)}};
   }
 
   // Of "g1_max" 1, of fields of no group 0.
@@ -233,8 +230,8 @@ class Report {
   Progress& progress_;
   Totals totals_;
   std::map<std::string, uint64_t> seen_;
-  ordered_json findings_ = ordered_json::array();
-  ordered_json files_ = ordered_json::array();
+  Json findings_ = Json::Array();
+  Json files_ = Json::Array();
 };
 
 int Refuse(const char* what, const char* why) {

@@ -5,13 +5,13 @@
 
 #include <map>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "tools/checking/check_file.h"
 #include "tools/checking/digest.h"
 #include "tools/checking/sums_file.h"
+#include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/input_files.h"
@@ -66,14 +66,13 @@ class Listing {
     const uint64_t number = ++seen_[{finding.severity, finding.code}];
     if (!wishes_.all && number > kListed) return;
     if (wishes_.json) {
-      using Json = nlohmann::ordered_json;
-      findings_.push_back({{"severity", WordOf(finding.severity)},
-                           {"class", finding.code},
-                           {"record", finding.placed ? Json(finding.record) : Json()},
-                           {"tag", finding.tag},
-                           {"offset", finding.placed ? Json(finding.offset) : Json()},
-                           {"field", finding.field},
-                           {"text", finding.text}});
+      findings_.Append({{"severity", WordOf(finding.severity)},
+                        {"class", finding.code},
+                        {"record", finding.placed ? Json(finding.record) : Json()},
+                        {"tag", finding.tag},
+                        {"offset", finding.placed ? Json(finding.offset) : Json()},
+                        {"field", finding.field},
+                        {"text", finding.text}});
       return;
     }
     progress_.Clear();
@@ -96,40 +95,40 @@ class Listing {
 
   // Tells of what was not listed, and starts anew.
   void Finish(const CheckedFile& file) {
-    nlohmann::ordered_json more = nlohmann::ordered_json::array();
+    Json more = Json::Array();
     for (const auto& [key, count] : seen_) {
       if (wishes_.all || count <= kListed) continue;
-      more.push_back({{"class", key.second}, {"count", count - kListed}});
+      more.Append({{"class", key.second}, {"count", count - kListed}});
       if (wishes_.json || wishes_.quiet) continue;
       out_.Print("{}: {} more finding{} of class {}\n", file.path, count - kListed,
                  count - kListed == 1 ? "" : "s", key.second);
     }
     if (wishes_.json) {
-      nlohmann::ordered_json object = {{"path", file.path},         {"size", file.size},
-                                       {"revision", nullptr},       {"level", nullptr},
-                                       {"records", file.records},   {"errors", file.errors},
-                                       {"warnings", file.warnings}, {"notes", file.notes}};
+      Json object = {{"path", file.path},         {"size", file.size},
+                     {"revision", nullptr},       {"level", nullptr},
+                     {"records", file.records},   {"errors", file.errors},
+                     {"warnings", file.warnings}, {"notes", file.notes}};
       if (file.revision != 0) {
         object["revision"] = fmt::format("0x{:02X}", file.revision);
         object["level"] = TagText({&file.level, 1});
       }
       object["findings"] = std::move(findings_);
       object["not_listed"] = std::move(more);
-      files_.push_back(std::move(object));
+      files_.Append(std::move(object));
     }
-    findings_ = nlohmann::ordered_json::array();
+    findings_ = Json::Array();
     seen_.clear();
   }
 
   void Close(const Totals& totals) {
     if (wishes_.json) {
-      const nlohmann::ordered_json report = {{"files", files_},
-                                             {"errors", totals.errors},
-                                             {"warnings", totals.warnings},
-                                             {"notes", totals.notes},
-                                             {"unreadable", totals.unreadable}};
+      const Json report = {{"files", files_},
+                           {"errors", totals.errors},
+                           {"warnings", totals.warnings},
+                           {"notes", totals.notes},
+                           {"unreadable", totals.unreadable}};
       // Names of files are bytes, JSON is UTF-8.
-      out_.Put(report.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+      out_.Put(report.Text());
       out_.Put("\n");
     } else if (!wishes_.quiet) {
       out_.Print(
@@ -148,8 +147,8 @@ class Listing {
   TextOut& out_;
   Progress& progress_;
   std::map<std::pair<Severity, std::string>, uint64_t> seen_;
-  nlohmann::ordered_json findings_ = nlohmann::ordered_json::array();
-  nlohmann::ordered_json files_ = nlohmann::ordered_json::array();
+  Json findings_ = Json::Array();
+  Json files_ = Json::Array();
 };
 
 // Compares a file with the digest under which it was sealed. Which byte differs a digest does not

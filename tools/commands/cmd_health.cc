@@ -9,10 +9,10 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "platform/prefix.h"
+#include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/shown_text.h"
 #include "tools/output/text_out.h"
@@ -75,8 +75,7 @@ bool Prepare(const Wishes& wishes, HealthRequest& request) {
 }
 
 void PrintJson(TextOut& out, const HealthRequest& request, const Health& health, bool healthy) {
-  nlohmann::ordered_json json = {{"healthy", healthy},
-                                 {"now", TimeWithZone(request.now, request.zone)}};
+  Json json = {{"healthy", healthy}, {"now", TimeWithZone(request.now, request.zone)}};
   if (health.last_run) {
     json["last_run"] = {{"start", TimeWithZone(health.last_run->start, request.zone)},
                         {"age_seconds", request.now - health.last_run->start},
@@ -85,13 +84,13 @@ void PrintJson(TextOut& out, const HealthRequest& request, const Health& health,
   } else {
     json["last_run"] = nullptr;
   }
-  json["running"] = health.running ? nlohmann::ordered_json(*health.running) : nullptr;
-  json["findings"] = nlohmann::ordered_json::array();
+  json["running"] = health.running ? Json(*health.running) : nullptr;
+  json["findings"] = Json::Array();
   for (const HealthFinding& finding : health.findings) {
-    json["findings"].push_back(
+    json["findings"].Append(
         {{"problem", finding.problem}, {"kind", WordOf(finding.kind)}, {"text", finding.text}});
   }
-  out.Put(json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+  out.Put(json.Text());
   out.Put("\n");
 }
 

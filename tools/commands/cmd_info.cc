@@ -3,12 +3,12 @@
 
 #include <bit>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "engine/layout/layout.h"
 #include "tools/commands/files_option.h"
+#include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/file_summary.h"
@@ -18,8 +18,6 @@
 namespace psltool {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr int kBad = 1;
 constexpr int kTrouble = 2;
@@ -143,7 +141,7 @@ Json JsonOf(const FileSummary& summary, Zone zone) {
                {"header_date", or_null(summary.header_date)},
                {"header_time", IsoTimeText(summary.header_stamp, zone)},
                {"size", summary.size}};
-  json["records"] = Json::object();
+  json["records"] = Json::Object();
   for (const auto& [tag, count] : summary.records) json["records"][tag] = count;
   json["first"] = stamp(summary.first);
   json["last"] = stamp(summary.last);
@@ -157,7 +155,7 @@ Json JsonOf(const FileSummary& summary, Zone zone) {
                                                   {"pairs", interval.pairs},
                                                   {"shortest", interval.shortest},
                                                   {"longest", interval.longest}};
-  json["kinds"] = Json::array();
+  json["kinds"] = Json::Array();
   for (const KindLine& kind : KindsOf(header.revision)) {
     const CountRange& range = summary.counts[kind.kind];
     Json each = {{"kind", kind.word}, {"title", kind.title}};
@@ -167,7 +165,7 @@ Json JsonOf(const FileSummary& summary, Zone zone) {
       each["mask"] = fmt::format("{:08X}", header.masks[kind.kind]);
       each["words"] = std::popcount(header.masks[kind.kind]);
     }
-    json["kinds"].push_back(std::move(each));
+    json["kinds"].Append(std::move(each));
   }
   return json;
 }
@@ -183,7 +181,7 @@ Json JsonOf(const Finding& finding) {
 int Show(const Wishes& wishes) {
   TextOut out(stdout);
   Progress progress;
-  Json all = Json::array();
+  Json all = Json::Array();
   const Zone zone = wishes.utc ? Zone::kUtc : Zone::kLocal;
   int status = 0;
   bool first = true;
@@ -194,7 +192,7 @@ int Show(const Wishes& wishes) {
     if (wishes.json) {
       Json json = readable ? JsonOf(summary, zone) : Json{{"path", path}, {"size", summary.size}};
       json["trouble"] = summary.trouble ? JsonOf(*summary.trouble) : Json();
-      all.push_back(std::move(json));
+      all.Append(std::move(json));
     } else if (readable) {
       if (!first) out.Put("\n");
       first = false;
@@ -208,7 +206,7 @@ int Show(const Wishes& wishes) {
   }
   if (wishes.json) {
     // Names of files are bytes, JSON is UTF-8.
-    out.Put(all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+    out.Put(all.Text());
     out.Put("\n");
   }
   if (out.Flush()) return status;

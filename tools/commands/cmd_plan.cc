@@ -7,11 +7,11 @@
 #include <ctime>
 #include <map>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "platform/process.h"
 #include "report/runinfo.h"
+#include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/shown_text.h"
 #include "tools/output/text_out.h"
@@ -46,54 +46,49 @@ struct Wishes {
   bool json = false;
 };
 
-nlohmann::ordered_json Json(const std::vector<PlanFile>& files) {
-  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+Json JsonOf(const std::vector<PlanFile>& files) {
+  Json list = Json::Array();
   for (const PlanFile& file : files) {
-    nlohmann::ordered_json entry = {
-        {"path", file.path}, {"class", file.code}, {"reason", file.reason}};
+    Json entry = {{"path", file.path}, {"class", file.code}, {"reason", file.reason}};
     if (file.bytes) entry["bytes"] = *file.bytes;
     if (file.archive) {
-      entry["archive"] =
-          file.archive->empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(*file.archive);
+      entry["archive"] = file.archive->empty() ? Json() : Json(*file.archive);
     }
-    list.push_back(std::move(entry));
+    list.Append(std::move(entry));
   }
   return list;
 }
 
 std::string When(int64_t time) { return IsoTimeText(static_cast<uint32_t>(time), Zone::kLocal); }
 
-nlohmann::ordered_json Json(const PlanStep& step) {
-  nlohmann::ordered_json outputs = nlohmann::ordered_json::array();
+Json JsonOf(const PlanStep& step) {
+  Json outputs = Json::Array();
   for (const PlanOutput& output : step.outputs) {
-    outputs.push_back(
-        {{"path", output.path}, {"inputs", output.inputs}, {"trouble", output.trouble}});
+    outputs.Append({{"path", output.path}, {"inputs", output.inputs}, {"trouble", output.trouble}});
   }
-  return {
-      {"level", step.level == 'H' ? "hour" : "day"},
-      {"up_to", When(step.period.end)},
-      {"from", step.period.has_limit ? nlohmann::ordered_json(When(step.period.limit)) : nullptr},
-      {"archive", Json(step.archived)},
-      {"outputs", outputs},
-      {"skip", Json(step.skipped)}};
+  return {{"level", step.level == 'H' ? "hour" : "day"},
+          {"up_to", When(step.period.end)},
+          {"from", step.period.has_limit ? Json(When(step.period.limit)) : nullptr},
+          {"archive", JsonOf(step.archived)},
+          {"outputs", outputs},
+          {"skip", JsonOf(step.skipped)}};
 }
 
 void PrintJson(const Wishes& wishes, const Plan& plan, TextOut& out) {
-  nlohmann::ordered_json json = {
-      {"at", When(wishes.request.now)}, {"directory", arcdelinfo.arcdir},
-      {"ends_early", plan.end},         {"notes", plan.notes},
-      {"warnings", plan.warnings},      {"runs", nlohmann::ordered_json::array()},
-      {"remove", Json(plan.removed)},   {"bytes_freed", BytesFreed(plan.removed)},
-      {"keep", Json(plan.kept)},        {"prune", nlohmann::ordered_json::array()}};
-  for (const PlanStep& step : plan.steps) json["runs"].push_back(Json(step));
+  Json json = {{"at", When(wishes.request.now)}, {"directory", arcdelinfo.arcdir},
+               {"ends_early", plan.end},         {"notes", plan.notes},
+               {"warnings", plan.warnings},      {"runs", Json::Array()},
+               {"remove", JsonOf(plan.removed)}, {"bytes_freed", BytesFreed(plan.removed)},
+               {"keep", JsonOf(plan.kept)},      {"prune", Json::Array()}};
+  for (const PlanStep& step : plan.steps) json["runs"].Append(JsonOf(step));
   for (const PruneStep& step : plan.pruning) {
-    json["prune"].push_back({{"mode", step.mode},
-                             {"result", step.result},
-                             {"trouble", step.failure},
-                             {"bytes_freed", BytesFreed(step.files)},
-                             {"files", Json(step.files)}});
+    json["prune"].Append({{"mode", step.mode},
+                          {"result", step.result},
+                          {"trouble", step.failure},
+                          {"bytes_freed", BytesFreed(step.files)},
+                          {"files", JsonOf(step.files)}});
   }
-  out.Put(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  out.Put(json.Text());
   out.Put("\n");
 }
 

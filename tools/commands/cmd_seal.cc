@@ -3,11 +3,11 @@
 
 #include <algorithm>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "tools/checking/seal.h"
 #include "tools/checking/sums_file.h"
+#include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 
@@ -74,16 +74,16 @@ void PrintText(TextOut& out, const SealReport& report) {
 }
 
 void PrintJson(TextOut& out, const SealReport& report) {
-  nlohmann::ordered_json files = nlohmann::ordered_json::array();
+  Json files = Json::Array();
   for (const SealEntry& entry : report.entries) {
-    files.push_back({{"name", entry.name},
-                     {"state", WordOf(entry.state)},
-                     {"finding", IsFinding(entry.state)},
-                     {"text", TextOf(entry)}});
+    files.Append({{"name", entry.name},
+                  {"state", WordOf(entry.state)},
+                  {"finding", IsFinding(entry.state)},
+                  {"text", TextOf(entry)}});
   }
-  const nlohmann::ordered_json json = {{"files", std::move(files)}, {"written", report.written}};
+  const Json json = {{"files", std::move(files)}, {"written", report.written}};
   // Names of files are bytes, JSON is UTF-8.
-  out.Put(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  out.Put(json.Text());
   out.Put("\n");
 }
 

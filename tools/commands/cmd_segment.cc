@@ -10,10 +10,10 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 #include "tools/running/segment_config.h"
@@ -113,7 +113,7 @@ bool Read(int number, SegmentView& view, size_t& size) {
 
 void PrintJson(TextOut& out, int number, size_t size, const SegmentView& view) {
   const SegmentConfig& config = view.config;
-  const nlohmann::ordered_json json = {
+  const Json json = {
       {"segment", number},
       {"size", size},
       {"root", config.root},
@@ -128,7 +128,7 @@ void PrintJson(TextOut& out, int number, size_t size, const SegmentView& view) {
       {"valid", view.faults.empty()},
       {"faults", view.faults},
   };
-  out.Put(json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+  out.Put(json.Text());
   out.Put("\n");
 }
 

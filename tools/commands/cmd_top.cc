@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <map>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "tools/commands/dump_options.h"
 #include "tools/commands/files_option.h"
 #include "tools/measures/measures.h"
+#include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/kind_names.h"
@@ -20,8 +20,6 @@
 namespace psltool {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 struct Wishes {
   std::vector<std::string> files;
@@ -187,9 +185,9 @@ void AddMeasures(const Sums& from, const Wishes& wishes, Json& json) {
                     {"begin", IsoTimeText(at.begin, zone)},
                     {"end", IsoTimeText(at.end, zone)}};
   }
-  json["cells"] = Json::array();
+  json["cells"] = Json::Array();
   for (const auto& cell : CellsOf(from.cells, NameOfMeasure(wishes.by).measure)) {
-    json["cells"].push_back(OrNull(cell));
+    json["cells"].Append(OrNull(cell));
   }
 }
 
@@ -202,24 +200,24 @@ void PrintJson(TextOut& out, const TopCollector& collector, const Wishes& wishes
   const auto& span = collector.span();
   json["from"] = span ? Json(IsoTimeText(span->first, zone)) : Json();
   json["to"] = span ? Json(IsoTimeText(span->second, zone)) : Json();
-  json["resources"] = Json::array();
+  json["resources"] = Json::Array();
   for (const TopResource* resource : Chosen(collector, wishes)) {
     Json each = {
-        {"rank", json["resources"].size() + 1}, {"array", resource->array}, {"key", resource->key}};
+        {"rank", json["resources"].Size() + 1}, {"array", resource->array}, {"key", resource->key}};
     if (!names.empty()) {
       each["name"] = names.OfResource(resource->array, wishes.kind, resource->key);
     }
     AddMeasures(*resource, wishes, each);
-    json["resources"].push_back(std::move(each));
+    json["resources"].Append(std::move(each));
   }
-  json["totals"] = Json::array();
+  json["totals"] = Json::Array();
   for (const auto& [array, total] : collector.totals()) {
     Json each = {{"array", array}, {"resources", total.resources}};
     AddMeasures(total, wishes, each);
-    json["totals"].push_back(std::move(each));
+    json["totals"].Append(std::move(each));
   }
   // Names of files are bytes, JSON is UTF-8.
-  out.Put(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  out.Put(json.Text());
   out.Put("\n");
 }
 

@@ -6,10 +6,10 @@
 
 #include <filesystem>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/shell_word.h"
 #include "tools/output/text_out.h"
@@ -84,9 +84,9 @@ const char* WordOf(UnitState state) {
   return "due";
 }
 
-nlohmann::ordered_json JsonOf(const Wishes& wishes, const Unit& unit) {
-  nlohmann::ordered_json inputs = nlohmann::ordered_json::array();
-  for (const UnitInput& input : unit.inputs) inputs.push_back(input.name);
+Json JsonOf(const Wishes& wishes, const Unit& unit) {
+  Json inputs = Json::Array();
+  for (const UnitInput& input : unit.inputs) inputs.Append(input.name);
   return {{"unit", unit.name},
           {"array", unit.array},
           {"day", unit.date},
@@ -143,20 +143,20 @@ int List(Wishes& wishes) {
     static_cast<void>(Fail(name, "is empty, its log was broken; no unit takes it"));
   }
   TextOut out(stdout);
-  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  Json list = Json::Array();
   bool complete = true;
   if (wishes.tsv) out.Put("array\tday\tinputs\tbytes\toutput\tcommand\n");
   for (const Unit& unit : units) {
     if (unit.state == UnitState::kPresent && !wishes.all) continue;
     if (unit.state == UnitState::kNotOver && !wishes.not_over) continue;
     if (wishes.json) {
-      list.push_back(JsonOf(wishes, unit));
+      list.Append(JsonOf(wishes, unit));
     } else {
       complete = Print(wishes, unit, out) && complete;
     }
   }
   if (wishes.json) {
-    out.Put(list.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+    out.Put(list.Text());
     out.Put("\n");
   }
   if (!out.Flush()) {

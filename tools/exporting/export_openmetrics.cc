@@ -7,6 +7,7 @@
 
 #include "tools/exporting/export_sink.h"
 #include "tools/exporting/sample_sort.h"
+#include "tools/output/json.h"
 
 namespace psltool {
 

@@ -79,7 +79,5 @@ std::unique_ptr<ExportSink> MakeOpenMetricsSink(TextOut& out, const std::string&
 // A value as text: exact, the shortest digits that read back as the same number; flags are 1 and 0.
 std::string NumberText(const Value& value);
 double NumberOf(const Value& value);
-// Text as UTF-8: bytes that are none become the replacement character.
-std::string Utf8Text(const std::string& text);
 
 }  // namespace psltool

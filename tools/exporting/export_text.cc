@@ -1,9 +1,9 @@
 // Rows of an export as CSV, one value or one resource a line, and as one JSON object per line.
 #include <array>
-#include <nlohmann/json.hpp>
 #include <unordered_map>
 
 #include "tools/exporting/export_sink.h"
+#include "tools/output/json.h"
 #include "tools/showing/dump_writers.h"
 
 namespace psltool {
@@ -193,10 +193,6 @@ double NumberOf(const Value& value) {
   if (const auto* number = std::get_if<uint64_t>(&value)) return static_cast<double>(*number);
   if (const auto* real = std::get_if<double>(&value)) return *real;
   return std::get<bool>(value) ? 1 : 0;
-}
-
-std::string Utf8Text(const std::string& text) {
-  return nlohmann::json::parse(JsonText(text)).get<std::string>();
 }
 
 }  // namespace psltool

@@ -3,11 +3,9 @@
 // pipes and files get every byte.
 #pragma once
 
-#include <fmt/format.h>
-#include <unistd.h>
+#include <fmt/core.h>
 
 #include <cstdio>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -17,9 +15,10 @@
 
 namespace psltool {
 
+// Formatting itself is not inline: compiled for each call, it was a third of the build.
 class TextOut {
  public:
-  explicit TextOut(std::FILE* file) : file_(file), terminal_(isatty(fileno(file)) == 1) {}
+  explicit TextOut(std::FILE* file);
   explicit TextOut(RecordFile& part) : part_(&part) {}  // which reports what fails
   ~TextOut() { Flush(); }
   TextOut(const TextOut&) = delete;
@@ -30,30 +29,19 @@ class TextOut {
   template <class... Arguments>
   void Print(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
     if (terminal_) {
-      const fmt::string_view text = format;
-      PutArguments(text, ForTerminal(arguments)...);
+      PutForTerminal(format, ForTerminal(arguments)...);
     } else {
-      fmt::format_to(std::back_inserter(text_), format, std::forward<Arguments>(arguments)...);
+      PutFormatted(format, fmt::make_format_args(arguments...));
     }
-    if (text_.size() >= kPiece) Flush();
   }
   // Text as it stands, with its lines.
-  void Put(std::string_view text) {
-    text_ += text;
-    if (text_.size() >= kPiece) Flush();
-  }
+  void Put(std::string_view text);
 
   // Hands everything to the operating system. False: something could not be written.
-  bool Flush() {
-    if (!failed_ && !(part_ != nullptr ? FlushToPart() : FlushToFile())) failed_ = true;
-    text_.clear();
-    return !failed_;
-  }
+  bool Flush();
   bool failed() const { return failed_; }
 
  private:
-  static constexpr size_t kPiece = 1 << 16;
-
   template <class Argument>
   static decltype(auto) ForTerminal(const Argument& argument) {
     if constexpr (std::is_convertible_v<const Argument&, std::string_view>) {
@@ -63,19 +51,13 @@ class TextOut {
     }
   }
   template <class... Arguments>
-  void PutArguments(fmt::string_view format, const Arguments&... arguments) {
-    fmt::vformat_to(std::back_inserter(text_), format, fmt::make_format_args(arguments...));
+  void PutForTerminal(fmt::string_view format, const Arguments&... arguments) {
+    PutFormatted(format, fmt::make_format_args(arguments...));
   }
 
-  bool FlushToPart() {
-    return part_->Write(reinterpret_cast<const uint8_t*>(text_.data()), text_.size());
-  }
-  bool FlushToFile() {
-    if (terminal_) text_ = ShownLines(text_);
-    const bool whole =
-        text_.empty() || std::fwrite(text_.data(), 1, text_.size(), file_) == text_.size();
-    return std::fflush(file_) == 0 && whole;
-  }
+  void PutFormatted(fmt::string_view format, fmt::format_args arguments);
+  bool FlushToPart();
+  bool FlushToFile();
 
   std::FILE* file_ = nullptr;
   RecordFile* part_ = nullptr;

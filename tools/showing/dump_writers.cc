@@ -1,9 +1,9 @@
 // Forms of a dump: see the header.
 #include "tools/showing/dump_writers.h"
+#include "tools/output/json.h"
 
 #include <algorithm>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <string>
 
 namespace psltool {
@@ -150,10 +150,6 @@ std::string CsvText(const std::string& text) {
   std::string quoted = "\"";
   for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
   return quoted + '"';
-}
-
-std::string JsonText(const std::string& text) {
-  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 }  // namespace psltool

@@ -74,7 +74,5 @@ std::unique_ptr<DumpWriter> MakeJsonLinesWriter(TextOut& out, Zone zone, FileLab
 
 // A cell of CSV, in quotes where it needs them.
 std::string CsvText(const std::string& text);
-// A string of JSON with its quotes; bytes that are no UTF-8 become the replacement character.
-std::string JsonText(const std::string& text);
 
 }  // namespace psltool

@@ -3,17 +3,15 @@
 
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <optional>
 
+#include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/reading/file_summary.h"
 
 namespace psltool {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr size_t kBarWidth = 40;
 
@@ -221,7 +219,7 @@ void PrintShown(const ShowView& view, const ShownFile& file, TextOut& out) {
 void PrintShownJson(const ShowView& view, const std::vector<ShownFile>& files, TextOut& out) {
   Json json = {{"kind", view.kind}, {"group", view.group}};
   if (!view.labels.empty()) json["group_name"] = view.labels.OfGroup(view.kind, view.group);
-  json["files"] = Json::array();
+  json["files"] = Json::Array();
   for (const ShownFile& file : files) {
     const std::string array = PartsOfName(file.path, file.header.level).array;
     Json each = {{"path", file.path},
@@ -230,7 +228,7 @@ void PrintShownJson(const ShowView& view, const std::vector<ShownFile>& files, T
                  {"revision", fmt::format("0x{:02X}", file.header.revision)},
                  {"key", file.key}};
     if (!view.labels.empty()) each["name"] = view.labels.OfResource(array, view.kind, file.key);
-    each["records"] = Json::array();
+    each["records"] = Json::Array();
     for (const ShownRow& row : file.rows) {
       Json record = {{"time", IsoTimeText(row.period.stamp, view.zone)},
                      {"stamp", row.period.stamp},
@@ -239,12 +237,12 @@ void PrintShownJson(const ShowView& view, const std::vector<ShownFile>& files, T
       for (size_t i = 0; i < row.values.size(); ++i) {
         record[file.columns[i].name] = JsonOf(row.values[i]);
       }
-      each["records"].push_back(std::move(record));
+      each["records"].Append(std::move(record));
     }
-    json["files"].push_back(std::move(each));
+    json["files"].Append(std::move(each));
   }
   // Names of files are bytes, JSON is UTF-8.
-  out.Put(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  out.Put(json.Text());
   out.Put("\n");
 }
 
