@@ -28,12 +28,12 @@ class ConfigurationInForce : public DriverTest {
   // The audit computes the archive by rules of its own.
   void ExpectAuditAgrees(const std::string& archive, const std::vector<std::string>& inputs,
                          bool no_period = false) {
-    const AuditWishes wishes = {{.archive = directory_.Path("out/" + archive),
-                                 .inputs = inputs,
-                                 .no_period = no_period,
-                                 .whole_run = true},
-                                AuditRun::kManual};
-    const Audited audited = RunAudit(wishes);
+    const AuditRequest request = {{.archive = directory_.Path("out/" + archive),
+                                   .inputs = inputs,
+                                   .no_period = no_period,
+                                   .whole_run = true},
+                                  AuditRun::kManual};
+    const Audited audited = RunAudit(request);
     EXPECT_EQ(audited.result.findings, 0U) << audited.Text();
   }
 

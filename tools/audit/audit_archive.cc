@@ -41,12 +41,12 @@ uint64_t EntriesOf(const FieldContext& context, std::span<const uint8_t> record)
 
 class Auditor : public RunListener {
  public:
-  Auditor(const AuditWishes& wishes, const InputsAtHand& inputs, PslReader& archive,
+  Auditor(const AuditRequest& request, const InputsAtHand& inputs, PslReader& archive,
           const AuditSink& sink, AuditResult& result)
-      : wishes_(wishes),
+      : request_(request),
         archive_(archive),
         records_(archive),
-        choice_(wishes, inputs, result.level, result.run),
+        choice_(request, inputs, result.level, result.run),
         sink_(sink),
         result_(result) {
     context_.header = archive.header();
@@ -75,7 +75,7 @@ class Auditor : public RunListener {
 
   void InputJoins(const PslReader& input) override {
     if (choice_.ours()) result_.used.push_back(input.path());
-    if (choice_.named() || wishes_.whole_run) return;
+    if (choice_.named() || request_.whole_run) return;
     AuditFinding finding;
     finding.path = input.path();
     finding.code = "input-foreign";
@@ -106,7 +106,7 @@ class Auditor : public RunListener {
     if (other_revision_) return;
     if (!choice_.found()) {
       AuditFinding finding;
-      finding.path = wishes_.archive;
+      finding.path = request_.archive;
       finding.code = "inputs-none";
       finding.text = "none of the inputs goes into this archive";
       Put(finding);
@@ -125,7 +125,7 @@ class Auditor : public RunListener {
   void Tell(const char* code, uint64_t start, uint64_t at, uint64_t width, std::string field,
             std::string stored, std::string expected) {
     AuditFinding finding;
-    finding.path = wishes_.archive;
+    finding.path = request_.archive;
     finding.code = code;
     finding.tag = start == 0 ? "HDR" : "";
     finding.offset = start + at;
@@ -139,7 +139,7 @@ class Auditor : public RunListener {
   AuditFinding RecordFinding(const char* code, uint64_t number, std::string tag, uint32_t stamp,
                              uint64_t offset, std::string text) const {
     AuditFinding finding;
-    finding.path = wishes_.archive;
+    finding.path = request_.archive;
     finding.code = code;
     finding.record = number;
     finding.tag = std::move(tag);
@@ -167,7 +167,7 @@ class Auditor : public RunListener {
     if (!archive_.failed() || told_broken_) return;
     told_broken_ = true;
     const Finding& trouble = archive_.trouble();
-    PutTrouble(wishes_.archive, trouble, records_.number(), trouble.code);
+    PutTrouble(request_.archive, trouble, records_.number(), trouble.code);
   }
 
   // What a reader reported of a file.
@@ -256,7 +256,7 @@ class Auditor : public RunListener {
     }
   }
 
-  const AuditWishes& wishes_;
+  const AuditRequest& request_;
   PslReader& archive_;
   ArchiveRecords records_;
   OutputChoice choice_;
@@ -268,14 +268,14 @@ class Auditor : public RunListener {
   bool told_broken_ = false;
 };
 
-AuditResult AuditOnce(const AuditWishes& wishes, const InputsAtHand& inputs, RunKind run,
+AuditResult AuditOnce(const AuditRequest& request, const InputsAtHand& inputs, RunKind run,
                       const AuditSink& sink, Progress& progress) {
   AuditResult result;
   result.run = run;
-  PslReader archive(wishes.archive, PslReader::Reports::kKept);
+  PslReader archive(request.archive, PslReader::Reports::kKept);
   const auto refuse = [&](const Finding& trouble) {
     AuditFinding finding;
-    finding.path = wishes.archive;
+    finding.path = request.archive;
     finding.code = trouble.code;
     finding.tag = trouble.tag;
     finding.offset = trouble.offset;
@@ -301,32 +301,32 @@ AuditResult AuditOnce(const AuditWishes& wishes, const InputsAtHand& inputs, Run
     return refuse({Severity::kError, "header-level", 0, "HDR", kAtLevel, "archive level",
                    fmt::format("\"{}\" is no archive's", TagText({&result.level, 1}))});
   }
-  Auditor auditor(wishes, inputs, archive, sink, result);
-  const RunRules rules = {result.level, run, wishes.no_period};
-  Recompute(wishes.inputs, rules, auditor, false, progress);
+  Auditor auditor(request, inputs, archive, sink, result);
+  const RunRules rules = {result.level, run, request.no_period};
+  Recompute(request.inputs, rules, auditor, false, progress);
   auditor.Finish();
   return result;
 }
 
 }  // namespace
 
-AuditResult AuditArchive(const AuditWishes& wishes, const AuditSink& sink, Progress& progress) {
-  const InputsAtHand inputs = LookAtInputs(wishes);
+AuditResult AuditArchive(const AuditRequest& request, const AuditSink& sink, Progress& progress) {
+  const InputsAtHand inputs = LookAtInputs(request);
   const RunKind wanted =
-      wishes.run == AuditRun::kAutomatic ? RunKind::kAutomatic : RunKind::kManual;
-  if (wishes.run != AuditRun::kEither || !inputs.dates_in_headers) {
-    return AuditOnce(wishes, inputs, wanted, sink, progress);
+      request.run == AuditRun::kAutomatic ? RunKind::kAutomatic : RunKind::kManual;
+  if (request.run != AuditRun::kEither || !inputs.dates_in_headers) {
+    return AuditOnce(request, inputs, wanted, sink, progress);
   }
   // Nothing in an archive tells what kind of run made it.
   std::vector<AuditFinding> kept;
   const auto keep = [&](const AuditFinding& finding) {
     if (kept.size() < kMostKept) kept.push_back(finding);
   };
-  AuditResult result = AuditOnce(wishes, inputs, RunKind::kManual, keep, progress);
+  AuditResult result = AuditOnce(request, inputs, RunKind::kManual, keep, progress);
   if (result.findings != 0 && result.level == 'D') {
     std::vector<AuditFinding> manual;
     manual.swap(kept);
-    const AuditResult other = AuditOnce(wishes, inputs, RunKind::kAutomatic, keep, progress);
+    const AuditResult other = AuditOnce(request, inputs, RunKind::kAutomatic, keep, progress);
     if (other.findings < result.findings) {
       result = other;
     } else {

@@ -16,7 +16,7 @@ namespace psltool {
 
 enum class AuditRun : uint8_t { kManual, kAutomatic, kEither };
 
-struct AuditWishes : ArchiveInputs {
+struct AuditRequest : ArchiveInputs {
   AuditRun run = AuditRun::kEither;
 };
 
@@ -53,6 +53,6 @@ struct AuditResult {
 };
 
 // Tells each finding to `sink`.
-AuditResult AuditArchive(const AuditWishes& wishes, const AuditSink& sink, Progress& progress);
+AuditResult AuditArchive(const AuditRequest& request, const AuditSink& sink, Progress& progress);
 
 }  // namespace psltool

@@ -17,14 +17,14 @@ AuditedFile AuditWith(const std::string& archive, std::vector<std::string> input
   AuditedFile file;
   file.path = archive;
   file.no_inputs = inputs.empty();
-  AuditWishes wishes;
-  wishes.archive = archive;
-  wishes.inputs = std::move(inputs);
-  wishes.run = run;
+  AuditRequest request;
+  request.archive = archive;
+  request.inputs = std::move(inputs);
+  request.run = run;
   const auto keep = [&](const AuditFinding& finding) {
     if (file.findings.size() < kMostKept) file.findings.push_back(finding);
   };
-  if (!file.no_inputs) file.result = AuditArchive(wishes, keep, progress);
+  if (!file.no_inputs) file.result = AuditArchive(request, keep, progress);
   return file;
 }
 
@@ -55,15 +55,15 @@ AuditedFile AuditMonth(const DayFile& archive, const Shelves& shelves, AuditRun 
 
 }  // namespace
 
-bool AuditDirectory(const DirectoryWishes& wishes,
+bool AuditDirectory(const DirectoryRequest& request,
                     const std::function<void(const AuditedFile&)>& visit, Progress& progress) {
   std::vector<DayFile> archives;
   Shelves shelves;
-  if (!ListDayFiles(wishes.archives, ".psa", kMonthDigits, archives)) return false;
+  if (!ListDayFiles(request.archives, ".psa", kMonthDigits, archives)) return false;
   if (archives.empty()) {
-    return Fail(wishes.archives, "holds no archive (.psa): nothing to audit");
+    return Fail(request.archives, "holds no archive (.psa): nothing to audit");
   }
-  if (!ListDayFiles(wishes.logs, ".psl", kDateDigits, shelves.logs)) return false;
+  if (!ListDayFiles(request.logs, ".psl", kDateDigits, shelves.logs)) return false;
   std::set<std::string> day_level;
   for (const DayFile& file : archives) {
     const char level = LevelOf(file.path);
@@ -72,10 +72,10 @@ bool AuditDirectory(const DirectoryWishes& wishes,
   }
   for (const DayFile& file : archives) {
     if (!day_level.contains(file.path)) {
-      visit(AuditWith(file.path, LogsOfDay(shelves, file.day), wishes.run, progress));
+      visit(AuditWith(file.path, LogsOfDay(shelves, file.day), request.run, progress));
       continue;
     }
-    visit(AuditMonth(file, shelves, wishes.run, progress));
+    visit(AuditMonth(file, shelves, request.run, progress));
   }
   return true;
 }

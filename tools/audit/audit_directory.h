@@ -9,7 +9,7 @@
 
 namespace psltool {
 
-struct DirectoryWishes {
+struct DirectoryRequest {
   std::string archives;
   std::string logs;
   AuditRun run = AuditRun::kEither;
@@ -24,7 +24,7 @@ struct AuditedFile {
 
 // Calls `visit` for each archive of the directory, by name. False: a directory cannot be read,
 // reported.
-bool AuditDirectory(const DirectoryWishes& wishes,
+bool AuditDirectory(const DirectoryRequest& request,
                     const std::function<void(const AuditedFile&)>& visit, Progress& progress);
 
 }  // namespace psltool

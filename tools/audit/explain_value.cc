@@ -86,12 +86,12 @@ struct SeenItem {
 
 class Explainer : public RunListener {
  public:
-  Explainer(const ExplainWishes& wishes, const Wanted& wanted, const PslReader& archive,
+  Explainer(const ExplainRequest& request, const Wanted& wanted, const PslReader& archive,
             uint32_t stamp, Explanation& explanation)
       : wanted_(wanted),
-        choice_(wishes, LookAtInputs(wishes), archive.header().level, wishes.run),
+        choice_(request, LookAtInputs(request), archive.header().level, request.run),
         stamp_(stamp),
-        zone_(wishes.zone),
+        zone_(request.zone),
         explanation_(explanation) {
     context_.header = archive.header();
     for (size_t kind = 0; kind < kSectionKinds; ++kind) {
@@ -281,84 +281,84 @@ struct Asked {
 };
 
 // The first record whose period lies in the span, else the one whose period the span begins in.
-std::optional<Asked> FindRecord(const ExplainWishes& wishes, std::optional<RecordPeriod>& last) {
-  PslReader reader(wishes.archive, PslReader::Reports::kKept);
+std::optional<Asked> FindRecord(const ExplainRequest& request, std::optional<RecordPeriod>& last) {
+  PslReader reader(request.archive, PslReader::Reports::kKept);
   if (!reader.Open()) return std::nullopt;
-  FilePeriods periods(wishes.archive, wishes.zone);
+  FilePeriods periods(request.archive, request.zone);
   std::optional<Asked> holder;
   while (reader.NextHeader()) {
     if (reader.tag() != "STA") continue;
     last = periods.Of(reader.position(), Load32(reader.record().data() + kAtTime));
     const Asked asked = {reader.position(), *last};
-    if (LiesIn(*last, wishes.at.first, wishes.at.last, wishes.zone)) return asked;
-    if (!holder && Holds(*last, wishes.at.first)) holder = asked;
+    if (LiesIn(*last, request.at.first, request.at.last, request.zone)) return asked;
+    if (!holder && Holds(*last, request.at.first)) holder = asked;
   }
   return holder;
 }
 
 // Goes to the record asked for. False: there is none, or the archive is broken; reported.
-bool GoToRecord(PslReader& archive, const ExplainWishes& wishes, RecordPeriod& period) {
+bool GoToRecord(PslReader& archive, const ExplainRequest& request, RecordPeriod& period) {
   std::optional<RecordPeriod> last;
-  const std::optional<Asked> asked = FindRecord(wishes, last);
+  const std::optional<Asked> asked = FindRecord(request, last);
   while (archive.NextHeader()) {
     if (!asked || archive.position() != asked->position) continue;
     period = asked->period;
     return archive.Load();
   }
   if (archive.failed()) return false;
-  const std::string text = TimeText(wishes.at.first, wishes.zone);
+  const std::string text = TimeText(request.at.first, request.zone);
   return Fail(archive.path(), last ? fmt::format("no record stands for {}; the last one is of {}",
-                                                 text, PeriodText(*last, wishes.zone))
+                                                 text, PeriodText(*last, request.zone))
                                    : std::string("no statistics records"));
 }
 
 }  // namespace
 
-ExplainEnd Explain(const ExplainWishes& wishes, Explanation& explanation, Progress& progress) {
-  PslReader archive(wishes.archive);
+ExplainEnd Explain(const ExplainRequest& request, Explanation& explanation, Progress& progress) {
+  PslReader archive(request.archive);
   const auto failure = [&] {
     return archive.trouble().severity == Severity::kUnreadable ? ExplainEnd::kUnreadable
                                                                : ExplainEnd::kFailed;
   };
   if (!archive.Open()) return failure();
   const uint8_t revision = archive.header().revision;
-  if (!HasKind(revision, wishes.kind)) {
-    static_cast<void>(Fail(wishes.archive, fmt::format("files of revision 0x{:02X} hold no {}",
-                                                       revision, WordOfKind(wishes.kind))));
+  if (!HasKind(revision, request.kind)) {
+    static_cast<void>(Fail(request.archive, fmt::format("files of revision 0x{:02X} hold no {}",
+                                                        revision, WordOfKind(request.kind))));
     return ExplainEnd::kRefused;
   }
-  Wanted wanted = {wishes.kind, std::nullopt, 0, wishes.key};
-  if (const SectionRow* const row = SectionOf(LayoutOf(revision), wishes.kind)) {
-    const auto key = ParseKey(kForms[row->form].key, wishes.key);
+  Wanted wanted = {request.kind, std::nullopt, 0, request.key};
+  if (const SectionRow* const row = SectionOf(LayoutOf(revision), request.kind)) {
+    const auto key = ParseKey(kForms[row->form].key, request.key);
     if (!key) {
-      static_cast<void>(Fail(wishes.archive, fmt::format("'{}' is not a key of {}", wishes.key,
-                                                         WordOfKind(wishes.kind))));
+      static_cast<void>(Fail(request.archive, fmt::format("'{}' is not a key of {}", request.key,
+                                                          WordOfKind(request.kind))));
       return ExplainEnd::kRefused;
     }
     wanted.key = PackKey(key->bytes.data(), key->bytes.size());
     wanted.key_size = key->bytes.size();
   }
   explanation = Explanation();
-  if (!GoToRecord(archive, wishes, explanation.period)) {
+  if (!GoToRecord(archive, request, explanation.period)) {
     return archive.failed() ? failure() : ExplainEnd::kFailed;
   }
   explanation.record = archive.number();
   explanation.revision = revision;
-  Explainer explainer(wishes, wanted, archive, explanation.period.stamp, explanation);
-  const RunRules rules = {archive.header().level, wishes.run, wishes.no_period};
-  Recompute(wishes.inputs, rules, explainer, true, progress);
+  Explainer explainer(request, wanted, archive, explanation.period.stamp, explanation);
+  const RunRules rules = {archive.header().level, request.run, request.no_period};
+  Recompute(request.inputs, rules, explainer, true, progress);
   progress.Clear();
-  const std::string what = fmt::format("{} {}", WordOfKind(wishes.kind), wishes.key);
+  const std::string what = fmt::format("{} {}", WordOfKind(request.kind), request.key);
   if (!explainer.done()) {
     static_cast<void>(Fail(
-        wishes.archive, fmt::format("the inputs make no record of {}: `psltool audit` tells more",
-                                    PeriodText(explanation.period, wishes.zone))));
+        request.archive, fmt::format("the inputs make no record of {}: `psltool audit` tells more",
+                                     PeriodText(explanation.period, request.zone))));
     return ExplainEnd::kFailed;
   }
   if (!explainer.found()) {
     static_cast<void>(
-        Fail(wishes.archive, fmt::format("the inputs have no {} in the record of {}", what,
-                                         PeriodText(explanation.period, wishes.zone))));
+        Fail(request.archive, fmt::format("the inputs have no {} in the record of {}", what,
+                                          PeriodText(explanation.period, request.zone))));
     return ExplainEnd::kFailed;
   }
   FieldContext context;
@@ -367,8 +367,8 @@ ExplainEnd Explain(const ExplainWishes& wishes, Explanation& explanation, Progre
   const std::optional<Decoded> stored = Find(context, archive.record(), wanted);
   if (!stored) {
     static_cast<void>(
-        Fail(wishes.archive, fmt::format("record {} at offset {} holds no {}, but the inputs do",
-                                         archive.number(), archive.position(), what)));
+        Fail(request.archive, fmt::format("record {} at offset {} holds no {}, but the inputs do",
+                                          archive.number(), archive.position(), what)));
     return ExplainEnd::kFailed;
   }
   explanation.offset = archive.position() + stored->at;

@@ -15,7 +15,7 @@
 
 namespace psltool {
 
-struct ExplainWishes : ArchiveInputs {
+struct ExplainRequest : ArchiveInputs {
   RunKind run = RunKind::kManual;
   Kind kind = kLd;
   std::string key;
@@ -80,6 +80,6 @@ enum class ExplainEnd : uint8_t {
   kRefused,     // reported: the file cannot hold what is asked for
 };
 
-ExplainEnd Explain(const ExplainWishes& wishes, Explanation& explanation, Progress& progress);
+ExplainEnd Explain(const ExplainRequest& request, Explanation& explanation, Progress& progress);
 
 }  // namespace psltool

@@ -7,9 +7,9 @@
 
 namespace psltool {
 
-InputsAtHand LookAtInputs(const ArchiveInputs& wishes) {
-  std::vector<std::string> paths = wishes.inputs;
-  if (!wishes.no_period) SortInputs(paths);
+InputsAtHand LookAtInputs(const ArchiveInputs& request) {
+  std::vector<std::string> paths = request.inputs;
+  if (!request.no_period) SortInputs(paths);
   InputsAtHand inputs;
   uint8_t revision = 0;
   for (const std::string& path : paths) {
@@ -22,26 +22,26 @@ InputsAtHand LookAtInputs(const ArchiveInputs& wishes) {
   return inputs;
 }
 
-OutputChoice::OutputChoice(const ArchiveInputs& wishes, const InputsAtHand& inputs, char level,
+OutputChoice::OutputChoice(const ArchiveInputs& request, const InputsAtHand& inputs, char level,
                            RunKind run)
-    : wishes_(wishes), level_(level), run_(run) {
+    : request_(request), level_(level), run_(run) {
   // Sequels are counted from the first revision of the inputs; inputs of one revision alone are
   // those of the sequel itself.
-  const bool alone = inputs.stretches <= 1 && !wishes.whole_run;
-  sequel_ = alone || wishes.any_name ? 1 : SequelOf(wishes.archive);
-  const std::string_view base = BaseNameOf(wishes.archive);
+  const bool alone = inputs.stretches <= 1 && !request.whole_run;
+  sequel_ = alone || request.any_name ? 1 : SequelOf(request.archive);
+  const std::string_view base = BaseNameOf(request.archive);
   stem_ = base.substr(0, std::min(base.find('#'), base.rfind('.')));
 }
 
 bool OutputChoice::IsNamedAs(const OutputStart& start,
                              const std::vector<std::string>& stems) const {
-  if (wishes_.any_name) return true;
+  if (request_.any_name) return true;
   // Of a whole run two archives can be of days that are easily mistaken for each other.
-  if (wishes_.whole_run) return !stems.empty() && stems.front() == stem_;
+  if (request_.whole_run) return !stems.empty() && stems.front() == stem_;
   if (std::find(stems.begin(), stems.end(), stem_) != stems.end()) return true;
   // A sequel whose own inputs alone are there: only the array can be told.
   const auto name = NameOfInput(start.input.path());
-  return sequel_ != SequelOf(wishes_.archive) && name && stem_.ends_with(name->array);
+  return sequel_ != SequelOf(request_.archive) && name && stem_.ends_with(name->array);
 }
 
 bool OutputChoice::Begins(const OutputStart& start) {

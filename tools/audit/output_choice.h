@@ -24,11 +24,11 @@ struct InputsAtHand {
   unsigned stretches = 0;         // of inputs of one revision, one behind the other
   bool dates_in_headers = false;  // of any input
 };
-InputsAtHand LookAtInputs(const ArchiveInputs& wishes);
+InputsAtHand LookAtInputs(const ArchiveInputs& request);
 
 class OutputChoice {
  public:
-  OutputChoice(const ArchiveInputs& wishes, const InputsAtHand& inputs, char level, RunKind run);
+  OutputChoice(const ArchiveInputs& request, const InputsAtHand& inputs, char level, RunKind run);
 
   // An output begins. True when it is the archive.
   bool Begins(const OutputStart& start);
@@ -44,7 +44,7 @@ class OutputChoice {
  private:
   bool IsNamedAs(const OutputStart& start, const std::vector<std::string>& stems) const;
 
-  const ArchiveInputs& wishes_;
+  const ArchiveInputs& request_;
   char level_;
   RunKind run_;
   unsigned sequel_;

@@ -23,16 +23,16 @@ constexpr size_t kCopyPiece = 1 << 20;
 
 class Salvager {
  public:
-  Salvager(const SalvageWishes& wishes, const BorrowedStructure& borrowed, Progress& progress,
+  Salvager(const SalvageRequest& request, const BorrowedStructure& borrowed, Progress& progress,
            PslReader& reader, SalvageReport& report)
-      : wishes_(wishes),
+      : request_(request),
         borrowed_(borrowed),
         progress_(progress),
         reader_(reader),
         report_(report),
         checker_(reader.header()),
         search_(reader, progress),
-        file_(wishes.good) {}
+        file_(request.good) {}
 
   SalvageEnd Run() {
     if (!file_.Create() || !CopyHeader()) return SalvageEnd::kStopped;
@@ -69,7 +69,7 @@ class Salvager {
   // Deals with what stands next. False: nothing more to do.
   bool TakeNext() {
     const uint64_t at = reader_.next();
-    progress_.Show(wishes_.broken, at, reader_.size());
+    progress_.Show(request_.broken, at, reader_.size());
     if (!reader_.NextHeader()) {
       if (!reader_.failed()) return false;
       if (Unreadable()) return false;
@@ -88,7 +88,7 @@ class Salvager {
     if (!shifted && !implausible_) return Keep();
     report_.suspect.push_back({reader_.number(), TagText(reader_.tag()), at, reader_.next(),
                                shifted ? "no record follows it" : "no archive holds such a one"});
-    if (wishes_.keep_suspect) return Keep();
+    if (request_.keep_suspect) return Keep();
     // What it says of the array is not in force either.
     if (reader_.tag() == "CON") checker_.LoseStructure();
     return Drop(at, shifted ? Suspected() : *error);
@@ -202,7 +202,7 @@ class Salvager {
     if (!report_.trouble) report_.trouble = why;
     uint64_t to = reader_.size();
     Borrow();
-    if (wishes_.resync || !borrowed_.record.empty()) {
+    if (request_.resync || !borrowed_.record.empty()) {
       // A record whose content is wrong ends where it says, when another one follows there.
       const bool framed = !reader_.failed() && IsRecordStart(reader_, reader_.next());
       if (framed) {
@@ -221,7 +221,7 @@ class Salvager {
     return to != reader_.size();
   }
 
-  const SalvageWishes& wishes_;
+  const SalvageRequest& request_;
   const BorrowedStructure& borrowed_;
   Progress& progress_;
   PslReader& reader_;
@@ -236,20 +236,20 @@ class Salvager {
   uint32_t last_stamp_ = 0;
 };
 
-bool MayWrite(const SalvageWishes& wishes) {
+bool MayWrite(const SalvageRequest& request) {
   std::error_code error;
-  if (!std::filesystem::exists(wishes.good, error)) return true;
-  if (std::filesystem::equivalent(wishes.broken, wishes.good, error)) {
-    return Fail(wishes.good, "is the damaged file itself");
+  if (!std::filesystem::exists(request.good, error)) return true;
+  if (std::filesystem::equivalent(request.broken, request.good, error)) {
+    return Fail(request.good, "is the damaged file itself");
   }
-  return wishes.force || Fail(wishes.good, "exists; --force replaces it");
+  return request.force || Fail(request.good, "exists; --force replaces it");
 }
 
 }  // namespace
 
-SalvageEnd Salvage(const SalvageWishes& wishes, Progress& progress, SalvageReport& report) {
+SalvageEnd Salvage(const SalvageRequest& request, Progress& progress, SalvageReport& report) {
   report = SalvageReport();
-  PslReader reader(wishes.broken, PslReader::Reports::kKept);
+  PslReader reader(request.broken, PslReader::Reports::kKept);
   const bool opened = reader.Open();
   report.size = reader.size();
   if (!opened) {
@@ -257,16 +257,17 @@ SalvageEnd Salvage(const SalvageWishes& wishes, Progress& progress, SalvageRepor
     return reader.trouble().severity == Severity::kUnreadable ? SalvageEnd::kStopped
                                                               : SalvageEnd::kNothing;
   }
-  if (!MayWrite(wishes)) return SalvageEnd::kStopped;
+  if (!MayWrite(request)) return SalvageEnd::kStopped;
   CheckFileHeader(reader, [&](const Finding& finding) {
     if (finding.severity == Severity::kError) report.trouble = finding;
   });
   if (report.trouble) return SalvageEnd::kNothing;
   BorrowedStructure borrowed;
-  if (!wishes.structure.empty() && !BorrowStructure(wishes.structure, reader, progress, borrowed)) {
+  if (!request.structure.empty() &&
+      !BorrowStructure(request.structure, reader, progress, borrowed)) {
     return SalvageEnd::kStopped;
   }
-  return Salvager(wishes, borrowed, progress, reader, report).Run();
+  return Salvager(request, borrowed, progress, reader, report).Run();
 }
 
 }  // namespace psltool

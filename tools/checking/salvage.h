@@ -12,7 +12,7 @@
 
 namespace psltool {
 
-struct SalvageWishes {
+struct SalvageRequest {
   std::string broken;
   std::string good;
   bool resync = false;  // go on behind what is broken
@@ -61,6 +61,6 @@ enum class SalvageEnd : uint8_t {
   kStopped,  // a file could not be read or written, reported or in `trouble`
 };
 
-SalvageEnd Salvage(const SalvageWishes& wishes, Progress& progress, SalvageReport& report);
+SalvageEnd Salvage(const SalvageRequest& request, Progress& progress, SalvageReport& report);
 
 }  // namespace psltool

@@ -84,11 +84,11 @@ bool IsOfToday(const std::string& name) {
 
 class Sealer {
  public:
-  Sealer(const SealWishes& wishes, Progress& progress, SealReport& report)
-      : wishes_(wishes), progress_(progress), report_(report) {}
+  Sealer(const SealRequest& request, Progress& progress, SealReport& report)
+      : request_(request), progress_(progress), report_(report) {}
 
   bool Run() {
-    if (!ReadSums(wishes_.directory, old_) || !ListFiles(wishes_.directory, files_) ||
+    if (!ReadSums(request_.directory, old_) || !ListFiles(request_.directory, files_) ||
         !TakeRenewals()) {
       return false;
     }
@@ -101,13 +101,13 @@ class Sealer {
     }
     progress_.Clear();
     if (!changed_) return true;
-    report_.written = WriteSums(wishes_.directory, new_);
+    report_.written = WriteSums(request_.directory, new_);
     return report_.written;
   }
 
  private:
   std::string PathOf(const std::string& name) const {
-    return wishes_.directory + (wishes_.directory.ends_with('/') ? "" : "/") + name;
+    return request_.directory + (request_.directory.ends_with('/') ? "" : "/") + name;
   }
 
   void Tell(const std::string& name, SealState state, std::string text = "") {
@@ -116,15 +116,17 @@ class Sealer {
 
   // Takes a name, or a path of a file in the directory.
   bool TakeRenewals() {
-    for (const std::string& wish : wishes_.renew) {
-      const fs::path path(wish);
+    for (const std::string& asked : request_.renew) {
+      const fs::path path(asked);
       const std::string name = path.filename().string();
       std::error_code error;
-      if (path.has_parent_path() && !fs::equivalent(path.parent_path(), wishes_.directory, error)) {
-        return Fail("seal --renew", fmt::format("{} does not lie in {}", wish, wishes_.directory));
+      if (path.has_parent_path() &&
+          !fs::equivalent(path.parent_path(), request_.directory, error)) {
+        return Fail("seal --renew",
+                    fmt::format("{} does not lie in {}", asked, request_.directory));
       }
       if (!fs::is_regular_file(PathOf(name), error)) {
-        return Fail("seal --renew", fmt::format("{} is no file of {}", name, wishes_.directory));
+        return Fail("seal --renew", fmt::format("{} is no file of {}", name, request_.directory));
       }
       renew_.insert(name);
       if (IsFileOfDirectory(name)) files_.insert(name);
@@ -139,14 +141,14 @@ class Sealer {
       return true;
     }
     const bool renew = renew_.count(line.name) != 0;
-    if (wishes_.only_new && !renew) return Keep(line, SealState::kUnread);
+    if (request_.only_new && !renew) return Keep(line, SealState::kUnread);
     const Digest digest = DigestOfFile(PathOf(line.name), progress_);
     switch (digest.end) {
       case DigestEnd::kUnreadable:
         progress_.Clear();
         return Fail(PathOf(line.name), digest.why);
       case DigestEnd::kMissing:
-        if (!wishes_.forget) return Keep(line, SealState::kGone);
+        if (!request_.forget) return Keep(line, SealState::kGone);
         changed_ = true;
         Tell(line.name, SealState::kForgotten);
         return true;
@@ -200,7 +202,7 @@ class Sealer {
     return true;
   }
 
-  const SealWishes& wishes_;
+  const SealRequest& request_;
   Progress& progress_;
   SealReport& report_;
   SumsFile old_;
@@ -223,10 +225,10 @@ const char* WordOf(SealState state) {
   return kWords[static_cast<size_t>(state)];
 }
 
-bool Seal(const SealWishes& wishes, Progress& progress, SealReport& report) {
+bool Seal(const SealRequest& request, Progress& progress, SealReport& report) {
   report = SealReport();
   DirectoryLock lock;
-  return lock.Take(wishes.directory) && Sealer(wishes, progress, report).Run();
+  return lock.Take(request.directory) && Sealer(request, progress, report).Run();
 }
 
 }  // namespace psltool

@@ -10,7 +10,7 @@
 
 namespace psltool {
 
-struct SealWishes {
+struct SealRequest {
   std::string directory;
   std::vector<std::string> renew;  // names whose present content is meant
   bool forget = false;             // drop the lines of files that are gone
@@ -47,6 +47,6 @@ bool IsFinding(SealState state);
 const char* WordOf(SealState state);
 
 // False: something could not be read or written, reported; SHA256SUMS is as it was.
-bool Seal(const SealWishes& wishes, Progress& progress, SealReport& report);
+bool Seal(const SealRequest& request, Progress& progress, SealReport& report);
 
 }  // namespace psltool

@@ -26,7 +26,7 @@ constexpr int kAgree = 0;
 constexpr int kFindings = 1;
 constexpr int kTrouble = 2;
 
-struct Wishes {
+struct Options {
   std::string archive;
   std::string directory;
   std::string logs_directory;
@@ -61,17 +61,17 @@ AuditRun RunOf(const std::string& word) {
 
 class Report {
  public:
-  Report(const Wishes& wishes, const Labels& labels, TextOut& out, Progress& progress)
-      : wishes_(wishes),
+  Report(const Options& options, const Labels& labels, TextOut& out, Progress& progress)
+      : options_(options),
         labels_(labels),
-        zone_(wishes.utc ? Zone::kUtc : Zone::kLocal),
+        zone_(options.utc ? Zone::kUtc : Zone::kLocal),
         out_(out),
         progress_(progress) {}
 
   void Take(const AuditFinding& finding) {
     const uint64_t number = ++seen_[finding.code];
-    if (!wishes_.full && number > kListed) return;
-    if (wishes_.json) {
+    if (!options_.full && number > kListed) return;
+    if (options_.json) {
       findings_.Append(JsonOf(finding));
       return;
     }
@@ -98,17 +98,17 @@ class Report {
     uint64_t beyond = result.findings;  // what not even the audit kept
     for (const auto& [code, count] : seen_) {
       beyond -= std::min(beyond, count);
-      if (wishes_.full || count <= kListed) continue;
+      if (options_.full || count <= kListed) continue;
       more.Append({{"class", code}, {"count", count - kListed}});
-      if (!wishes_.json) {
+      if (!options_.json) {
         out_.Print("{}: {} of class {}\n", file.path, Count(count - kListed, "more finding"), code);
       }
     }
     if (beyond != 0) {
       more.Append({{"class", nullptr}, {"count", beyond}});
-      if (!wishes_.json) out_.Print("{}: {}\n", file.path, Count(beyond, "more finding"));
+      if (!options_.json) out_.Print("{}: {}\n", file.path, Count(beyond, "more finding"));
     }
-    if (wishes_.json) {
+    if (options_.json) {
       files_.Append(JsonOf(file, std::move(more)));
     } else if (file.no_inputs) {
       out_.Print("{}: no inputs left\n", file.path);
@@ -123,7 +123,7 @@ class Report {
   }
 
   int Close() {
-    if (wishes_.json) {
+    if (options_.json) {
       const Json report = {{"archives", files_},
                            {"agree", totals_.agree},
                            {"with_findings", totals_.with_findings},
@@ -135,7 +135,7 @@ class Report {
       // Names of files are bytes, JSON is UTF-8.
       out_.Put(report.Text());
       out_.Put("\n");
-    } else if (!wishes_.directory.empty()) {
+    } else if (!options_.directory.empty()) {
       out_.Print("{}: {} agree{}, {} with findings, {} without inputs left; {} entries, {} bytes\n",
                  Count(totals_.archives, "archive"), totals_.agree, totals_.agree == 1 ? "s" : "",
                  totals_.with_findings, totals_.no_inputs, totals_.entries, totals_.bytes);
@@ -145,7 +145,7 @@ class Report {
       return kTrouble;
     }
     if (totals_.unreadable) return kTrouble;
-    const bool bad = totals_.findings != 0 || (wishes_.strict && totals_.no_inputs != 0);
+    const bool bad = totals_.findings != 0 || (options_.strict && totals_.no_inputs != 0);
     return bad ? kFindings : kAgree;
   }
 
@@ -223,7 +223,7 @@ class Report {
     return group && field[1] >= '1' && field[1] <= '9' ? static_cast<size_t>(field[1] - '0') : 0;
   }
 
-  const Wishes& wishes_;
+  const Options& options_;
   const Labels& labels_;
   Zone zone_;
   TextOut& out_;
@@ -239,36 +239,36 @@ int Refuse(const char* what, const char* why) {
   return kTrouble;
 }
 
-int Audit(const Wishes& wishes) {
-  const bool single = !wishes.archive.empty();
-  if (single == !wishes.directory.empty()) {
+int Audit(const Options& options) {
+  const bool single = !options.archive.empty();
+  if (single == !options.directory.empty()) {
     return Refuse("audit", "needs either --archive with its inputs or --all with a directory");
   }
-  if (single && wishes.logs.empty()) {
+  if (single && options.logs.empty()) {
     return Refuse("audit --archive", "needs the logs or hour archives that it was made of");
   }
   if (!single &&
-      (!wishes.logs.empty() || wishes.no_period || wishes.any_name || wishes.whole_run)) {
+      (!options.logs.empty() || options.no_period || options.any_name || options.whole_run)) {
     return Refuse("audit --all",
                   "finds the inputs by their names: name none, and use neither "
                   "--noperiod nor --any-name");
   }
-  if (single && !wishes.logs_directory.empty()) return Refuse("audit --logs", "goes with --all");
+  if (single && !options.logs_directory.empty()) return Refuse("audit --logs", "goes with --all");
   Labels labels;
-  if (!labels.Read(wishes.labels)) return kTrouble;
+  if (!labels.Read(options.labels)) return kTrouble;
   TextOut out(stdout);
   Progress progress;
-  Report report(wishes, labels, out, progress);
+  Report report(options, labels, out, progress);
   if (single) {
     AuditedFile file;
-    file.path = wishes.archive;
-    AuditWishes audit;
-    audit.archive = wishes.archive;
-    audit.inputs = wishes.logs;
-    audit.no_period = wishes.no_period;
-    audit.any_name = wishes.any_name;
-    audit.whole_run = wishes.whole_run;
-    audit.run = RunOf(wishes.run);
+    file.path = options.archive;
+    AuditRequest audit;
+    audit.archive = options.archive;
+    audit.inputs = options.logs;
+    audit.no_period = options.no_period;
+    audit.any_name = options.any_name;
+    audit.whole_run = options.whole_run;
+    audit.run = RunOf(options.run);
     if (!ResolveInputs(audit)) return kTrouble;
     file.result = AuditArchive(
         audit, [&](const AuditFinding& finding) { report.Take(finding); }, progress);
@@ -277,9 +277,9 @@ int Audit(const Wishes& wishes) {
     return report.Close();
   }
   const std::string& logs =
-      wishes.logs_directory.empty() ? wishes.directory : wishes.logs_directory;
+      options.logs_directory.empty() ? options.directory : options.logs_directory;
   const bool read = AuditDirectory(
-      {wishes.directory, logs, RunOf(wishes.run)},
+      {options.directory, logs, RunOf(options.run)},
       [&](const AuditedFile& file) {
         progress.Clear();
         for (const AuditFinding& finding : file.findings) report.Take(finding);
@@ -294,30 +294,30 @@ int Audit(const Wishes& wishes) {
 }  // namespace
 
 void AddAuditCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  command.AddOption("--archive", wishes->archive, "Archive to be proved");
-  command.AddOption("inputs", wishes->logs,
+  auto options = std::make_shared<Options>();
+  command.AddOption("--archive", options->archive, "Archive to be proved");
+  command.AddOption("inputs", options->logs,
                     "Logs, or hour archives, that it was made of; of a directory those that go "
                     "into it");
-  command.AddOption("--all", wishes->directory, "All archives of a directory");
-  command.AddOption("--logs", wishes->logs_directory,
+  command.AddOption("--all", options->directory, "All archives of a directory");
+  command.AddOption("--logs", options->logs_directory,
                     "Directory of the logs (default: that of --all)");
   command
-      .AddOption("--run", wishes->run,
+      .AddOption("--run", options->run,
                  "Whose rules join days: manual, automatic or either (default: what fits)")
       ->Must(OneOf({"manual", "automatic", "either"}));
-  command.AddFlag("--noperiod", wishes->no_period,
+  command.AddFlag("--noperiod", options->no_period,
                   "Made with -noperiod: inputs in the order given, in one archive");
-  command.AddFlag("--any-name", wishes->any_name, "Made with -out: the name tells nothing");
-  command.AddFlag("--whole-run", wishes->whole_run,
+  command.AddFlag("--any-name", options->any_name, "Made with -out: the name tells nothing");
+  command.AddFlag("--whole-run", options->whole_run,
                   "The inputs are those of a whole run: some may go into other archives");
-  command.AddFlag("--strict", wishes->strict, "With --all: archives without inputs count, too");
-  command.AddFlag("--full", wishes->full,
+  command.AddFlag("--strict", options->strict, "With --all: archives without inputs count, too");
+  command.AddFlag("--full", options->full,
                   "List every finding, not only the first 10 of a class of an archive");
-  command.AddFlag("--json", wishes->json, "A JSON text for programs");
-  AddLabelsOption(command, wishes->labels);
-  command.AddFlag("--utc", wishes->utc, "Times in UTC instead of local time");
-  command.Does([wishes, &status] { status = Audit(*wishes); });
+  command.AddFlag("--json", options->json, "A JSON text for programs");
+  AddLabelsOption(command, options->labels);
+  command.AddFlag("--utc", options->utc, "Times in UTC instead of local time");
+  command.Does([options, &status] { status = Audit(*options); });
 }
 
 }  // namespace psltool

@@ -25,7 +25,7 @@ constexpr int kClean = 0;
 constexpr int kFindings = 1;
 constexpr int kTrouble = 2;
 
-struct Wishes {
+struct Options {
   std::vector<std::string> paths;
   bool json = false;
   bool strict = false;
@@ -59,13 +59,13 @@ const char* WordOf(Severity severity) {
 // Prints findings, or gathers them for the JSON text.
 class Listing {
  public:
-  Listing(const Wishes& wishes, TextOut& out, Progress& progress)
-      : wishes_(wishes), out_(out), progress_(progress) {}
+  Listing(const Options& options, TextOut& out, Progress& progress)
+      : options_(options), out_(out), progress_(progress) {}
 
   void Take(const std::string& path, const Finding& finding) {
     const uint64_t number = ++seen_[{finding.severity, finding.code}];
-    if (!wishes_.all && number > kListed) return;
-    if (wishes_.json) {
+    if (!options_.all && number > kListed) return;
+    if (options_.json) {
       findings_.Append({{"severity", WordOf(finding.severity)},
                         {"class", finding.code},
                         {"record", finding.placed ? Json(finding.record) : Json()},
@@ -80,7 +80,7 @@ class Listing {
       static_cast<void>(Fail(path, finding.text));
       return;
     }
-    if (wishes_.quiet) return;
+    if (options_.quiet) return;
     if (!finding.placed) {
       out_.Print("{}: {}: {} [{}]\n", path, WordOf(finding.severity), finding.text, finding.code);
       return;
@@ -97,13 +97,13 @@ class Listing {
   void Finish(const CheckedFile& file) {
     Json more = Json::Array();
     for (const auto& [key, count] : seen_) {
-      if (wishes_.all || count <= kListed) continue;
+      if (options_.all || count <= kListed) continue;
       more.Append({{"class", key.second}, {"count", count - kListed}});
-      if (wishes_.json || wishes_.quiet) continue;
+      if (options_.json || options_.quiet) continue;
       out_.Print("{}: {} more finding{} of class {}\n", file.path, count - kListed,
                  count - kListed == 1 ? "" : "s", key.second);
     }
-    if (wishes_.json) {
+    if (options_.json) {
       Json object = {{"path", file.path},         {"size", file.size},
                      {"revision", nullptr},       {"level", nullptr},
                      {"records", file.records},   {"errors", file.errors},
@@ -121,7 +121,7 @@ class Listing {
   }
 
   void Close(const Totals& totals) {
-    if (wishes_.json) {
+    if (options_.json) {
       const Json report = {{"files", files_},
                            {"errors", totals.errors},
                            {"warnings", totals.warnings},
@@ -130,7 +130,7 @@ class Listing {
       // Names of files are bytes, JSON is UTF-8.
       out_.Put(report.Text());
       out_.Put("\n");
-    } else if (!wishes_.quiet) {
+    } else if (!options_.quiet) {
       out_.Print(
           "{} file{}, {} with findings: {} error{}, {} warning{}{}{}\n", totals.files,
           totals.files == 1 ? "" : "s", totals.bad_files, totals.errors,
@@ -143,7 +143,7 @@ class Listing {
   }
 
  private:
-  const Wishes& wishes_;
+  const Options& options_;
   TextOut& out_;
   Progress& progress_;
   std::map<std::pair<Severity, std::string>, uint64_t> seen_;
@@ -174,8 +174,8 @@ void CheckSeal(const std::string& sealed, const FindingSink& sink, Progress& pro
 }
 
 // Tells of files of the directories named that were sealed and are gone.
-void CheckGone(const Wishes& wishes, SumsOfDirectories& sums, Listing& listing, Totals& totals) {
-  for (std::string directory : DirectoriesWith(wishes.paths, kSumsName)) {
+void CheckGone(const Options& options, SumsOfDirectories& sums, Listing& listing, Totals& totals) {
+  for (std::string directory : DirectoriesWith(options.paths, kSumsName)) {
     while (directory.size() > 1 && directory.ends_with('/')) directory.pop_back();
     for (const std::string& name : sums.GoneFrom(directory)) {
       CheckedFile file;
@@ -194,17 +194,17 @@ void CheckGone(const Wishes& wishes, SumsOfDirectories& sums, Listing& listing, 
   }
 }
 
-int Check(const Wishes& wishes) {
+int Check(const Options& options) {
   TextOut out(stdout);
-  Progress progress(!wishes.quiet);
-  Listing listing(wishes, out, progress);
+  Progress progress(!options.quiet);
+  Listing listing(options, out, progress);
   Totals totals;
   SumsOfDirectories sums;
   std::vector<std::string> files;
   // What can be read is checked also where a directory cannot.
-  const bool trouble = !CollectFiles(wishes.paths, files);
+  const bool trouble = !CollectFiles(options.paths, files);
   if (files.empty()) return kTrouble;
-  CheckGone(wishes, sums, listing, totals);
+  CheckGone(options, sums, listing, totals);
   for (const std::string& path : files) {
     const auto take = [&](const Finding& finding) { listing.Take(path, finding); };
     CheckedFile file = CheckFile(path, take, progress);
@@ -228,21 +228,21 @@ int Check(const Wishes& wishes) {
     return kTrouble;
   }
   if (trouble || sums.trouble() || totals.unreadable != 0) return kTrouble;
-  return totals.errors != 0 || (wishes.strict && totals.warnings != 0) ? kFindings : kClean;
+  return totals.errors != 0 || (options.strict && totals.warnings != 0) ? kFindings : kClean;
 }
 
 }  // namespace
 
 void AddCheckCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  command.AddOption("files", wishes->paths, kFilesHelp)->Required();
-  command.AddFlag("--strict", wishes->strict, "Warnings count for the exit status, too");
-  command.AddFlag("--all", wishes->all,
+  auto options = std::make_shared<Options>();
+  command.AddOption("files", options->paths, kFilesHelp)->Required();
+  command.AddFlag("--strict", options->strict, "Warnings count for the exit status, too");
+  command.AddFlag("--all", options->all,
                   "List every finding, not only the first 10 of a class in a file");
-  command.AddFlag("--json", wishes->json, "A JSON text for programs");
-  command.AddFlag("-q,--quiet", wishes->quiet,
+  command.AddFlag("--json", options->json, "A JSON text for programs");
+  command.AddFlag("-q,--quiet", options->quiet,
                   "No text but of what cannot be read, only the exit status");
-  command.Does([wishes, &status] { status = Check(*wishes); });
+  command.Does([options, &status] { status = Check(*options); });
 }
 
 }  // namespace psltool

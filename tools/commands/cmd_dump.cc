@@ -20,7 +20,7 @@ namespace {
 constexpr int kBad = 1;
 constexpr int kTrouble = 2;
 
-struct Wishes {
+struct Options {
   std::vector<std::string> files;
   ChoiceOptions choice;
   std::string format = "table";
@@ -29,20 +29,20 @@ struct Wishes {
   bool wide = false;
 };
 
-std::unique_ptr<DumpWriter> MakeWriter(const Wishes& wishes, const std::string& file, TextOut& out,
-                                       const Labels& labels) {
-  const Zone zone = wishes.choice.zone();
+std::unique_ptr<DumpWriter> MakeWriter(const Options& options, const std::string& file,
+                                       TextOut& out, const Labels& labels) {
+  const Zone zone = options.choice.zone();
   FileLabels names(labels, file);
-  if (wishes.format == "csv") return MakeCsvWriter(out, zone, std::move(names));
-  if (wishes.format == "ndjson") return MakeJsonLinesWriter(out, zone, std::move(names));
+  if (options.format == "csv") return MakeCsvWriter(out, zone, std::move(names));
+  if (options.format == "ndjson") return MakeJsonLinesWriter(out, zone, std::move(names));
   // The words themselves are asked for to be seen.
-  return MakeTableWriter(out, zone, std::move(names), wishes.wide || wishes.raw);
+  return MakeTableWriter(out, zone, std::move(names), options.wide || options.raw);
 }
 
 // One file; returns the exit status.
-int DumpOne(const Wishes& wishes, const DumpWishes& dump, TextOut& out, const Labels& labels,
+int DumpOne(const Options& options, const DumpRequest& dump, TextOut& out, const Labels& labels,
             Progress& progress) {
-  const std::unique_ptr<DumpWriter> writer = MakeWriter(wishes, dump.path, out, labels);
+  const std::unique_ptr<DumpWriter> writer = MakeWriter(options, dump.path, out, labels);
   DumpCount count;
   const DumpEnd end =
       DumpFile(dump, *writer, out, progress, PslReader::Reports::kPrinted, nullptr, &count);
@@ -52,32 +52,32 @@ int DumpOne(const Wishes& wishes, const DumpWishes& dump, TextOut& out, const La
     return kTrouble;
   }
   if (end == DumpEnd::kDone) {
-    return HasWhatWasAsked(dump.path, wishes.choice, dump, count) ? 0 : kBad;
+    return HasWhatWasAsked(dump.path, options.choice, dump, count) ? 0 : kBad;
   }
   return end == DumpEnd::kBroken ? kBad : kTrouble;
 }
 
-int Dump(const Wishes& wishes) {
-  DumpWishes dump;
-  dump.raw = wishes.raw;
+int Dump(const Options& options) {
+  DumpRequest dump;
+  dump.raw = options.raw;
   Labels labels;
-  if (!TakeChoice("dump", wishes.choice, dump) || !labels.Read(wishes.labels)) return kTrouble;
-  const bool several = wishes.files.size() > 1;
-  if (several && wishes.format != "table") {
+  if (!TakeChoice("dump", options.choice, dump) || !labels.Read(options.labels)) return kTrouble;
+  const bool several = options.files.size() > 1;
+  if (several && options.format != "table") {
     // Files of other revisions have other columns, and rows do not tell their file.
     static_cast<void>(Fail("dump", fmt::format("{} files: {} is of one file; psltool export takes "
                                                "any number",
-                                               wishes.files.size(), wishes.format)));
+                                               options.files.size(), options.format)));
     return kTrouble;
   }
   TextOut out(stdout);
   // A table that runs over the terminal shows by itself how far it is.
   Progress progress(isatty(STDOUT_FILENO) == 0);
   int status = 0;
-  for (const std::string& file : wishes.files) {
-    if (several) out.Print("{}{}\n", file == wishes.files.front() ? "" : "\n", file);
+  for (const std::string& file : options.files) {
+    if (several) out.Print("{}{}\n", file == options.files.front() ? "" : "\n", file);
     dump.path = file;
-    status = std::max(status, DumpOne(wishes, dump, out, labels, progress));
+    status = std::max(status, DumpOne(options, dump, out, labels, progress));
   }
   return status;
 }
@@ -85,15 +85,15 @@ int Dump(const Wishes& wishes) {
 }  // namespace
 
 void AddDumpCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  AddFilesOption(command, wishes->files);
-  AddChoiceOptions(command, wishes->choice);
-  command.AddOption("--format", wishes->format, "table, csv or ndjson (default table)")
+  auto options = std::make_shared<Options>();
+  AddFilesOption(command, options->files);
+  AddChoiceOptions(command, options->choice);
+  command.AddOption("--format", options->format, "table, csv or ndjson (default table)")
       ->Must(OneOf({"table", "csv", "ndjson"}));
-  command.AddFlag("--wide", wishes->wide, "All columns in tables, however long the lines get");
-  command.AddFlag("--raw", wishes->raw, "Also the words as they stand in the file");
-  AddLabelsOption(command, wishes->labels);
-  command.Does([wishes, &status] { status = Dump(*wishes); });
+  command.AddFlag("--wide", options->wide, "All columns in tables, however long the lines get");
+  command.AddFlag("--raw", options->raw, "Also the words as they stand in the file");
+  AddLabelsOption(command, options->labels);
+  command.Does([options, &status] { status = Dump(*options); });
 }
 
 }  // namespace psltool

@@ -25,7 +25,7 @@ constexpr int kAgree = 0;
 constexpr int kBad = 1;
 constexpr int kTrouble = 2;
 
-struct Wishes {
+struct Options {
   std::string archive;
   std::vector<std::string> inputs;
   std::string kind;
@@ -43,30 +43,30 @@ struct Wishes {
   bool utc = false;
 };
 
-int Explain(const Wishes& wishes) {
-  const Zone zone = wishes.utc ? Zone::kUtc : Zone::kLocal;
-  const TimeReading at = ReadTime(wishes.at, std::time(nullptr), zone);
+int Explain(const Options& options) {
+  const Zone zone = options.utc ? Zone::kUtc : Zone::kLocal;
+  const TimeReading at = ReadTime(options.at, std::time(nullptr), zone);
   if (!at.span) {
     static_cast<void>(Fail("explain --at", at.why));
     return kTrouble;
   }
-  ExplainWishes explain;
-  explain.archive = wishes.archive;
-  explain.inputs = wishes.inputs;
-  explain.no_period = wishes.no_period;
-  explain.any_name = wishes.any_name;
-  explain.whole_run = wishes.whole_run;
-  explain.run = wishes.run == "automatic" ? RunKind::kAutomatic : RunKind::kManual;
-  explain.kind = wishes.kind == WordOfKind(kWaittm) ? kWaittm : *KindOf(wishes.kind);
-  explain.key = wishes.key;
+  ExplainRequest explain;
+  explain.archive = options.archive;
+  explain.inputs = options.inputs;
+  explain.no_period = options.no_period;
+  explain.any_name = options.any_name;
+  explain.whole_run = options.whole_run;
+  explain.run = options.run == "automatic" ? RunKind::kAutomatic : RunKind::kManual;
+  explain.kind = options.kind == WordOfKind(kWaittm) ? kWaittm : *KindOf(options.kind);
+  explain.key = options.key;
   explain.at = *at.span;
   explain.zone = zone;
-  ExplainView view = {wishes.archive, fmt::format("{} {}", wishes.kind, wishes.key),
-                      wishes.field,   wishes.all,
-                      wishes.group,   zone};
-  if (!view.labels.Read(wishes.labels)) return kTrouble;
-  view.kind = wishes.kind;
-  view.name = view.labels.OfResource(ArrayOfArchive(wishes.archive), wishes.kind, wishes.key);
+  ExplainView view = {options.archive, fmt::format("{} {}", options.kind, options.key),
+                      options.field,   options.all,
+                      options.group,   zone};
+  if (!view.labels.Read(options.labels)) return kTrouble;
+  view.kind = options.kind;
+  view.name = view.labels.OfResource(ArrayOfArchive(options.archive), options.kind, options.key);
   if (!ResolveInputs(explain)) return kTrouble;
   Progress progress;
   Explanation explanation;
@@ -75,8 +75,8 @@ int Explain(const Wishes& wishes) {
   if (end == ExplainEnd::kRefused || end == ExplainEnd::kUnreadable) return kTrouble;
   if (explanation.fields.empty()) return kBad;
   TextOut out(stdout);
-  const bool printed = wishes.json ? PrintExplanationJson(view, explanation, out)
-                                   : PrintExplanation(view, explanation, out);
+  const bool printed = options.json ? PrintExplanationJson(view, explanation, out)
+                                    : PrintExplanation(view, explanation, out);
   if (!printed) return kTrouble;
   if (!out.Flush()) {
     static_cast<void>(Fail("standard output", "cannot be written"));
@@ -88,35 +88,36 @@ int Explain(const Wishes& wishes) {
 }  // namespace
 
 void AddExplainCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  command.AddOption("--archive", wishes->archive, "Archive")->Required();
+  auto options = std::make_shared<Options>();
+  command.AddOption("--archive", options->archive, "Archive")->Required();
   command
-      .AddOption("inputs", wishes->inputs,
+      .AddOption("inputs", options->inputs,
                  "Logs, or hour archives, that it was made of; of a directory those that go "
                  "into it")
       ->Required();
-  command.AddOption("-k,--kind", wishes->kind, "Kind of resource")
+  command.AddOption("-k,--kind", options->kind, "Kind of resource")
       ->Required()
       ->Must(OneOf(KindWords()));
-  command.AddOption("--key", wishes->key, "A number, or key bytes with points between")->Required();
-  command
-      .AddOption("--at", wishes->at, "Time: of the record whose hour or day it is, or lies in it")
+  command.AddOption("--key", options->key, "A number, or key bytes with points between")
       ->Required();
-  command.AddOption("--field", wishes->field,
+  command
+      .AddOption("--at", options->at, "Time: of the record whose hour or day it is, or lies in it")
+      ->Required();
+  command.AddOption("--field", options->field,
                     "One field, as `dump --format csv` names it (default: the main ones)");
-  command.AddOption("--group", wishes->group, "Counter group (default: 1)")->Must(kPositive);
-  command.AddFlag("--all", wishes->all, "All fields of all counter groups");
-  command.AddOption("--run", wishes->run, "Whose rules join days: manual (default) or automatic")
+  command.AddOption("--group", options->group, "Counter group (default: 1)")->Must(kPositive);
+  command.AddFlag("--all", options->all, "All fields of all counter groups");
+  command.AddOption("--run", options->run, "Whose rules join days: manual (default) or automatic")
       ->Must(OneOf({"manual", "automatic"}));
-  command.AddFlag("--noperiod", wishes->no_period,
+  command.AddFlag("--noperiod", options->no_period,
                   "Made with -noperiod: inputs in the order given, in one archive");
-  command.AddFlag("--any-name", wishes->any_name, "Made with -out: the name tells nothing");
-  command.AddFlag("--whole-run", wishes->whole_run,
+  command.AddFlag("--any-name", options->any_name, "Made with -out: the name tells nothing");
+  command.AddFlag("--whole-run", options->whole_run,
                   "The inputs are those of a whole run: some may go into other archives");
-  command.AddFlag("--json", wishes->json, "A JSON text for programs");
-  AddLabelsOption(command, wishes->labels);
-  command.AddFlag("--utc", wishes->utc, "Times in UTC instead of local time");
-  command.Does([wishes, &status] { status = Explain(*wishes); });
+  command.AddFlag("--json", options->json, "A JSON text for programs");
+  AddLabelsOption(command, options->labels);
+  command.AddFlag("--utc", options->utc, "Times in UTC instead of local time");
+  command.Does([options, &status] { status = Explain(*options); });
 }
 
 }  // namespace psltool

@@ -21,7 +21,7 @@ namespace psltool {
 
 namespace {
 
-struct Wishes {
+struct Options {
   std::vector<std::string> files;
   std::vector<std::string> to;  // a form or the last time: words and times cannot be mixed up
   std::string form;
@@ -43,33 +43,33 @@ bool IsForm(const std::string& text) {
 }
 
 // Sorts out what stands behind --to.
-bool TakeForm(Wishes& wishes) {
-  for (const std::string& text : wishes.to) {
-    std::string& place = IsForm(text) ? wishes.form : wishes.choice.to;
+bool TakeForm(Options& options) {
+  for (const std::string& text : options.to) {
+    std::string& place = IsForm(text) ? options.form : options.choice.to;
     if (!place.empty() && place != text) {
       return Fail("export --to", fmt::format("'{}' and '{}' exclude each other", place, text));
     }
     place = text;
   }
-  return !wishes.form.empty() ||
+  return !options.form.empty() ||
          Fail("export", "--format csv, wide, ndjson, sqlite or openmetrics is needed");
 }
 
-bool TakeMetrics(const Wishes& wishes, ExportWishes& what) {
-  for (const std::string& name : wishes.metrics) {
+bool TakeMetrics(const Options& options, ExportRequest& what) {
+  for (const std::string& name : options.metrics) {
     if (IsMetric(name)) continue;
     return Fail("export --metric", fmt::format("'{}' is no metric; there are {}, of counter groups "
                                                "also with the group, as in g1_ops",
                                                name, fmt::join(MetricNames(), ", ")));
   }
-  for (const std::string& name : wishes.statistics) {
+  for (const std::string& name : options.statistics) {
     if (IsStatistic(name)) continue;
     return Fail(
         "export --stat",
         fmt::format("'{}' is no statistic; there are sum, mean, max, min, last, state", name));
   }
-  what.metrics = wishes.metrics;
-  what.statistics = wishes.statistics;
+  what.metrics = options.metrics;
+  what.statistics = options.statistics;
   return true;
 }
 
@@ -87,38 +87,38 @@ bool NamesDiffer(const std::vector<std::string>& files) {
 }
 
 // "-o archive/*.psa" would make an output of the first archive.
-bool IsOutput(const Wishes& wishes) {
+bool IsOutput(const Options& options) {
   std::error_code error;
-  const bool log = wishes.out.ends_with(".psl") || wishes.out.ends_with(".psa");
-  const bool input = std::any_of(wishes.files.begin(), wishes.files.end(), [&](const auto& file) {
-    return !wishes.out.empty() && std::filesystem::equivalent(file, wishes.out, error);
+  const bool log = options.out.ends_with(".psl") || options.out.ends_with(".psa");
+  const bool input = std::any_of(options.files.begin(), options.files.end(), [&](const auto& file) {
+    return !options.out.empty() && std::filesystem::equivalent(file, options.out, error);
   });
   return (!log && !input) ||
-         Fail("export -o", wishes.out + " is a log or archive, which is never overwritten");
+         Fail("export -o", options.out + " is a log or archive, which is never overwritten");
 }
 
 // Beside the output there is room for much; without one where the system keeps such files.
-std::string ScratchOf(const Wishes& wishes) {
-  if (!wishes.out.empty()) return DirectoryOf(wishes.out);
+std::string ScratchOf(const Options& options) {
+  if (!options.out.empty()) return DirectoryOf(options.out);
   const char* const directory = std::getenv("TMPDIR");
   return directory != nullptr && *directory != '\0' ? directory : "/tmp";
 }
 
-std::unique_ptr<ExportSink> MakeSink(const Wishes& wishes, const ExportWishes& what,
+std::unique_ptr<ExportSink> MakeSink(const Options& options, const ExportRequest& what,
                                      const Labels& labels, TextOut* out) {
-  const Zone zone = wishes.choice.zone();
-  if (wishes.form == "sqlite") return MakeSqliteSink(wishes.out, labels);
-  if (wishes.form == "openmetrics") return MakeOpenMetricsSink(*out, ScratchOf(wishes), labels);
-  if (wishes.form == "wide") {
-    return MakeWideSink(*out, zone, labels, ColumnsOfFiles(what, wishes.files));
+  const Zone zone = options.choice.zone();
+  if (options.form == "sqlite") return MakeSqliteSink(options.out, labels);
+  if (options.form == "openmetrics") return MakeOpenMetricsSink(*out, ScratchOf(options), labels);
+  if (options.form == "wide") {
+    return MakeWideSink(*out, zone, labels, ColumnsOfFiles(what, options.files));
   }
-  return wishes.form == "csv" ? MakeCsvSink(*out, zone, labels)
-                              : MakeJsonLinesSink(*out, zone, labels);
+  return options.form == "csv" ? MakeCsvSink(*out, zone, labels)
+                               : MakeJsonLinesSink(*out, zone, labels);
 }
 
 // False: the files hold nothing of what was asked for, reported.
-bool HasRows(const Wishes& wishes, const ExportWishes& what, const Exporter& exporter) {
-  if (!HasWhatWasAsked("export", wishes.choice, what.dump, exporter.count())) return false;
+bool HasRows(const Options& options, const ExportRequest& what, const Exporter& exporter) {
+  if (!HasWhatWasAsked("export", options.choice, what.dump, exporter.count())) return false;
   if (exporter.rows() != 0 || (what.metrics.empty() && what.statistics.empty())) return true;
   return Fail("export", fmt::format("no entry has the metric{}{}{}{}",
                                     what.metrics.empty() ? "" : " ", fmt::join(what.metrics, ", "),
@@ -127,13 +127,13 @@ bool HasRows(const Wishes& wishes, const ExportWishes& what, const Exporter& exp
 }
 
 // Puts all files. The status is that of the worst; nothing: the output failed.
-std::optional<int> PutFiles(const Wishes& wishes, ExportWishes& what, ExportSink& sink) {
+std::optional<int> PutFiles(const Options& options, ExportRequest& what, ExportSink& sink) {
   // Rows that run over the terminal show by themselves how far it is.
-  Progress progress(!wishes.out.empty() || isatty(STDOUT_FILENO) == 0);
+  Progress progress(!options.out.empty() || isatty(STDOUT_FILENO) == 0);
   Exporter exporter(what, sink, progress);
   int status = kExitDone;
   bool any = false;
-  for (const std::string& path : wishes.files) {
+  for (const std::string& path : options.files) {
     const DumpEnd end = exporter.Take(path);
     progress.Clear();
     if (exporter.failed()) return std::nullopt;
@@ -141,40 +141,41 @@ std::optional<int> PutFiles(const Wishes& wishes, ExportWishes& what, ExportSink
     if (end == DumpEnd::kDone) continue;
     status = std::max(status, end == DumpEnd::kBroken ? kExitFailed : kExitUnusable);
   }
-  if (status == kExitDone && !HasRows(wishes, what, exporter)) status = kNothing;
+  if (status == kExitDone && !HasRows(options, what, exporter)) status = kNothing;
   // Of nothing no file is made; a reader of standard output has seen the head already.
-  const bool finish = any && (status != kNothing || wishes.out.empty());
+  const bool finish = any && (status != kNothing || options.out.empty());
   if (finish && !sink.Finish()) return std::nullopt;
   return status;
 }
 
-int Export(Wishes& wishes) {
-  if (!TakeForm(wishes)) return kExitRefused;
-  ExportWishes what;
-  what.array = wishes.array;
+int Export(Options& options) {
+  if (!TakeForm(options)) return kExitRefused;
+  ExportRequest what;
+  what.array = options.array;
   Labels labels;
-  if (!TakeChoice("export", wishes.choice, what.dump) || !TakeMetrics(wishes, what) ||
-      !IsOutput(wishes) || !labels.Read(wishes.labels)) {
+  if (!TakeChoice("export", options.choice, what.dump) || !TakeMetrics(options, what) ||
+      !IsOutput(options) || !labels.Read(options.labels)) {
     return kExitRefused;
   }
-  const bool database = wishes.form == "sqlite";
-  if (database && wishes.out.empty()) {
+  const bool database = options.form == "sqlite";
+  if (database && options.out.empty()) {
     static_cast<void>(Fail("export --format sqlite", "needs -o with the database's path"));
     return kExitRefused;
   }
-  if (database && !NamesDiffer(wishes.files)) return kExitRefused;
+  if (database && !NamesDiffer(options.files)) return kExitRefused;
   // Text goes to standard output, or into a file that is renamed when it is whole.
   std::optional<RecordFile> part;
-  if (!database && !wishes.out.empty() && !part.emplace(wishes.out).Create()) return kExitUnusable;
+  if (!database && !options.out.empty() && !part.emplace(options.out).Create())
+    return kExitUnusable;
   std::optional<TextOut> out;
   if (part) {
     out.emplace(*part);
   } else {
     out.emplace(stdout);
   }
-  const std::unique_ptr<ExportSink> sink = MakeSink(wishes, what, labels, &*out);
+  const std::unique_ptr<ExportSink> sink = MakeSink(options, what, labels, &*out);
   if (sink == nullptr) return kExitUnusable;
-  const std::optional<int> status = PutFiles(wishes, what, *sink);
+  const std::optional<int> status = PutFiles(options, what, *sink);
   if (status && out->Flush()) {
     if (*status == kNothing) return kExitFailed;
     // What lacks a file is no export of all of them.
@@ -189,31 +190,31 @@ int Export(Wishes& wishes) {
 }  // namespace
 
 void AddExportCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  AddFilesOption(command, wishes->files);
-  command.AddOption("--format", wishes->form, "csv, wide, ndjson, sqlite or openmetrics")
+  auto options = std::make_shared<Options>();
+  AddFilesOption(command, options->files);
+  command.AddOption("--format", options->form, "csv, wide, ndjson, sqlite or openmetrics")
       ->Must(OneOf(std::vector<std::string>(std::begin(kFormats), std::end(kFormats))));
   command
-      .AddOption("--to", wishes->to,
+      .AddOption("--to", options->to,
                  "The last time, the day or minute as a whole; also the form, as with --format")
       ->Must(kNotEmpty)
       ->OneEachTime();
-  command.AddOption("-o,--out", wishes->out,
+  command.AddOption("-o,--out", options->out,
                     "File to write (default: standard output; a database needs it)");
-  command.AddOption("--array", wishes->array,
+  command.AddOption("--array", options->array,
                     "Name of the array of files whose names do not tell it");
-  AddChoiceOptions(command, wishes->choice, false);
+  AddChoiceOptions(command, options->choice, false);
   command
-      .AddOption("--metric", wishes->metrics,
+      .AddOption("--metric", options->metrics,
                  "Metric, as in ops_rate, or of one counter group, g1_ops_rate (several times; "
                  "default all)")
       ->OneEachTime();
   command
-      .AddOption("--stat", wishes->statistics,
+      .AddOption("--stat", options->statistics,
                  "Statistic: sum, mean, max, min, last or state (several times; default all)")
       ->OneEachTime();
-  AddLabelsOption(command, wishes->labels);
-  command.Does([wishes, &status] { status = Export(*wishes); });
+  AddLabelsOption(command, options->labels);
+  command.Does([options, &status] { status = Export(*options); });
 }
 
 }  // namespace psltool

@@ -28,7 +28,7 @@ constexpr int kHealthy = 0;
 constexpr int kUnhealthy = 1;
 constexpr int kUnknown = 2;
 
-struct Wishes {
+struct Options {
   int segment = -1;
   std::string root;
   std::string archive;
@@ -41,36 +41,36 @@ struct Wishes {
   bool utc = false;
 };
 
-bool ReadConfiguration(const Wishes& wishes, SegmentConfig& config) {
-  if (wishes.segment >= 0) {
-    const std::string what = fmt::format("segment {}", wishes.segment);
+bool ReadConfiguration(const Options& options, SegmentConfig& config) {
+  if (options.segment >= 0) {
+    const std::string what = fmt::format("segment {}", options.segment);
     std::vector<char> bytes;
-    if (!ReadSharedSegment(wishes.segment, bytes)) return FailSegment(wishes.segment, errno);
+    if (!ReadSharedSegment(options.segment, bytes)) return FailSegment(options.segment, errno);
     const SegmentView view = DecodeSegment(bytes);
     if (!view.faults.empty()) return Fail(what, view.faults.front());
     config = view.config;
     return true;
   }
-  config.root = wishes.root;
-  config.archive = wishes.archive;
+  config.root = options.root;
+  config.archive = options.archive;
   return !config.root.empty() && !config.archive.empty()
              ? true
              : Fail("health", "--segment, or --root and --archive, is needed");
 }
 
-bool Prepare(const Wishes& wishes, HealthRequest& request) {
-  if (!ReadConfiguration(wishes, request.config)) return false;
-  request.prefix = wishes.prefix.ends_with('/') ? wishes.prefix : wishes.prefix + '/';
+bool Prepare(const Options& options, HealthRequest& request) {
+  if (!ReadConfiguration(options, request.config)) return false;
+  request.prefix = options.prefix.ends_with('/') ? options.prefix : options.prefix + '/';
   request.now = time(nullptr);
-  if (!wishes.now.empty()) {
-    const TimeReading now = ReadTime(wishes.now, request.now, Zone::kLocal);
+  if (!options.now.empty()) {
+    const TimeReading now = ReadTime(options.now, request.now, Zone::kLocal);
     if (!now.span) return Fail("health --now", now.why);
     request.now = now.span->first;
   }
-  request.max_age = int64_t{3600} * wishes.max_age;
-  request.max_run = int64_t{3600} * wishes.max_run;
-  request.days = wishes.days;
-  request.zone = wishes.utc ? Zone::kUtc : Zone::kLocal;
+  request.max_age = int64_t{3600} * options.max_age;
+  request.max_run = int64_t{3600} * options.max_run;
+  request.days = options.days;
+  request.zone = options.utc ? Zone::kUtc : Zone::kLocal;
   return true;
 }
 
@@ -107,15 +107,15 @@ void PrintText(TextOut& out, const HealthRequest& request, const Health& health,
   }
 }
 
-int Report(const Wishes& wishes) {
+int Report(const Options& options) {
   HealthRequest request{};
   Health health;
-  if (!Prepare(wishes, request)) return kUnknown;
+  if (!Prepare(options, request)) return kUnknown;
   if (!LookAtRuns(request, health) || !LookAtFiles(request, health)) return kUnknown;
   const bool healthy = std::none_of(health.findings.begin(), health.findings.end(),
                                     [](const HealthFinding& finding) { return finding.problem; });
   TextOut out(stdout);
-  if (wishes.json) {
+  if (options.json) {
     PrintJson(out, request, health, healthy);
   } else {
     PrintText(out, request, health, healthy);
@@ -136,32 +136,33 @@ const char* WordOf(HealthKind kind) {
 }
 
 void AddHealthCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  auto* segment = command.AddOption("--segment", wishes->segment,
+  auto options = std::make_shared<Options>();
+  auto* segment = command.AddOption("--segment", options->segment,
                                     "Number of the configuration segment of the runs");
   segment->Must(kNotNegative);
-  auto* root = command.AddOption("--root", wishes->root, "Root directory, without a segment");
+  auto* root = command.AddOption("--root", options->root, "Root directory, without a segment");
   auto* archive =
-      command.AddOption("--archive", wishes->archive, "Archive directory, without a segment");
+      command.AddOption("--archive", options->archive, "Archive directory, without a segment");
   root->Excludes(segment);
   archive->Excludes(segment);
   command.AddOption(
-      "--prefix", wishes->prefix,
+      "--prefix", options->prefix,
       fmt::format("Installation prefix, above etc/log and etc/trace (default {})", kInstallPrefix));
   command
-      .AddOption("--max-age", wishes->max_age,
+      .AddOption("--max-age", options->max_age,
                  "Hours since the last run that are still well (default 26)")
       ->Must(Between(1, 100000));
-  command.AddOption("--max-run", wishes->max_run, "Hours that a run may take (default 6)")
+  command.AddOption("--max-run", options->max_run, "Hours that a run may take (default 6)")
       ->Must(Between(1, 100000));
   command
-      .AddOption("--days", wishes->days,
+      .AddOption("--days", options->days,
                  "How many days back a day without any data is a problem (default 7)")
       ->Must(Between(0, 3660));
-  command.AddOption("--now", wishes->now, "Judge as of this local time, like \"2024-03-04 06:00\"");
-  command.AddFlag("--utc", wishes->utc, "Print times in UTC instead of local time");
-  command.AddFlag("--json", wishes->json, "As JSON");
-  command.Does([wishes, &status] { status = Report(*wishes); });
+  command.AddOption("--now", options->now,
+                    "Judge as of this local time, like \"2024-03-04 06:00\"");
+  command.AddFlag("--utc", options->utc, "Print times in UTC instead of local time");
+  command.AddFlag("--json", options->json, "As JSON");
+  command.Does([options, &status] { status = Report(*options); });
 }
 
 }  // namespace psltool

@@ -22,7 +22,7 @@ namespace {
 constexpr int kBad = 1;
 constexpr int kTrouble = 2;
 
-struct Wishes {
+struct Options {
   std::vector<std::string> files;
   bool json = false;
   bool utc = false;
@@ -178,18 +178,18 @@ Json JsonOf(const Finding& finding) {
           {"text", finding.text}};
 }
 
-int Show(const Wishes& wishes) {
+int Show(const Options& options) {
   TextOut out(stdout);
   Progress progress;
   Json all = Json::Array();
-  const Zone zone = wishes.utc ? Zone::kUtc : Zone::kLocal;
+  const Zone zone = options.utc ? Zone::kUtc : Zone::kLocal;
   int status = 0;
   bool first = true;
-  for (const std::string& path : wishes.files) {
+  for (const std::string& path : options.files) {
     FileSummary summary;
     const bool readable = Summarize(path, zone, progress, summary);
     progress.Clear();
-    if (wishes.json) {
+    if (options.json) {
       Json json = readable ? JsonOf(summary, zone) : Json{{"path", path}, {"size", summary.size}};
       json["trouble"] = summary.trouble ? JsonOf(*summary.trouble) : Json();
       all.Append(std::move(json));
@@ -204,7 +204,7 @@ int Show(const Wishes& wishes) {
     const bool unreadable = summary.trouble->severity == Severity::kUnreadable;
     status = std::max(status, unreadable ? kTrouble : kBad);
   }
-  if (wishes.json) {
+  if (options.json) {
     // Names of files are bytes, JSON is UTF-8.
     out.Put(all.Text());
     out.Put("\n");
@@ -217,11 +217,11 @@ int Show(const Wishes& wishes) {
 }  // namespace
 
 void AddInfoCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  AddFilesOption(command, wishes->files);
-  command.AddFlag("--json", wishes->json, "A JSON text for programs");
-  command.AddFlag("--utc", wishes->utc, "Times in UTC instead of local time");
-  command.Does([wishes, &status] { status = Show(*wishes); });
+  auto options = std::make_shared<Options>();
+  AddFilesOption(command, options->files);
+  command.AddFlag("--json", options->json, "A JSON text for programs");
+  command.AddFlag("--utc", options->utc, "Times in UTC instead of local time");
+  command.Does([options, &status] { status = Show(*options); });
 }
 
 }  // namespace psltool

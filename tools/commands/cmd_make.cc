@@ -33,7 +33,7 @@ constexpr uint8_t kOneOfRankAndPool = 0x19;  // from here on files hold ranks or
 constexpr uint8_t kUtcDays = 0x1D;  // from here on manual runs of the archiver cut UTC days
 
 // What the command line says, before it is checked.
-struct Wishes {
+struct Options {
   uint32_t arrays = 1;
   std::string name;
   std::string start = "2024-03-04";
@@ -54,23 +54,23 @@ bool Refuse(const std::string& option, const std::string& reason) {
   return Fail("make " + option, reason);
 }
 
-bool CheckCounts(Wishes& wishes) {
-  MakePlan& plan = wishes.plan;
+bool CheckCounts(Options& options) {
+  MakePlan& plan = options.plan;
   for (const KindName& name : KindNames()) {
-    const std::optional<int64_t> wish = wishes.counts[name.kind];
+    const std::optional<int64_t> asked = options.counts[name.kind];
     const std::string option = fmt::format("--{}", name.word);
-    if (wish && (*wish < 0 || *wish > name.most)) {
-      return Refuse(option, fmt::format("{} is not a number from 0 to {}", *wish, name.most));
+    if (asked && (*asked < 0 || *asked > name.most)) {
+      return Refuse(option, fmt::format("{} is not a number from 0 to {}", *asked, name.most));
     }
     if (!HasKind(plan.revision, name.kind)) {
-      if (wish && *wish != 0) {
+      if (asked && *asked != 0) {
         return Refuse(option, fmt::format("files of revision 0x{:02X} hold no {}", plan.revision,
                                           name.title));
       }
       continue;
     }
-    const uint32_t usual = wishes.none ? 0 : name.usual;
-    plan.counts[name.kind] = wish ? static_cast<uint32_t>(*wish) : usual;
+    const uint32_t usual = options.none ? 0 : name.usual;
+    plan.counts[name.kind] = asked ? static_cast<uint32_t>(*asked) : usual;
   }
   if (HasSecondChesegKey(plan) && !LayoutOf(plan.revision).row.second_cheseg_key) {
     return Refuse("--cheseg", fmt::format("files of revision 0x{:02X} hold at most 256 cache "
@@ -84,12 +84,12 @@ bool CheckCounts(Wishes& wishes) {
   return true;
 }
 
-bool CheckNames(Wishes& wishes) {
-  if (wishes.arrays < 1 || wishes.arrays > kMostArrays) {
+bool CheckNames(Options& options) {
+  if (options.arrays < 1 || options.arrays > kMostArrays) {
     return Refuse("--arrays", fmt::format("not a number from 1 to {}", kMostArrays));
   }
-  const bool numbered = wishes.arrays > 1 || wishes.name.empty();
-  const std::string base = wishes.name.empty() ? "array" : wishes.name;
+  const bool numbered = options.arrays > 1 || options.name.empty();
+  const std::string base = options.name.empty() ? "array" : options.name;
   const bool plain = std::all_of(base.begin(), base.end(), [](unsigned char c) {
     return std::isalnum(c) != 0 || c == '-' || c == '_';
   });
@@ -97,19 +97,19 @@ bool CheckNames(Wishes& wishes) {
     return Refuse("--name", fmt::format("'{}' is not up to {} letters, digits, '-' and '_'", base,
                                         kLongestName));
   }
-  for (uint32_t i = 1; i <= wishes.arrays; ++i) {
-    wishes.plan.arrays.push_back(numbered ? fmt::format("{}{:02}", base, i) : base);
+  for (uint32_t i = 1; i <= options.arrays; ++i) {
+    options.plan.arrays.push_back(numbered ? fmt::format("{}{:02}", base, i) : base);
   }
   return true;
 }
 
-bool CheckDays(Wishes& wishes) {
-  MakePlan& plan = wishes.plan;
-  const TimeReading start = ReadTime(wishes.start, std::time(nullptr), Zone::kUtc);
+bool CheckDays(Options& options) {
+  MakePlan& plan = options.plan;
+  const TimeReading start = ReadTime(options.start, std::time(nullptr), Zone::kUtc);
   if (!start.span) return Refuse("--start", start.why);
   const CivilDate date = DateOf(start.span->first);
   if (CivilOf(date) != start.span->first) {
-    return Refuse("--start", fmt::format("'{}' is not a date like 2024-03-04", wishes.start));
+    return Refuse("--start", fmt::format("'{}' is not a date like 2024-03-04", options.start));
   }
   plan.start = std::chrono::year(static_cast<int>(date.year)) / std::chrono::month(date.month) /
                std::chrono::day(date.day);
@@ -119,7 +119,7 @@ bool CheckDays(Wishes& wishes) {
   if (plan.interval < 1 || plan.interval > kDaySeconds) {
     return Refuse("--interval", fmt::format("not a number from 1 to {}", kDaySeconds));
   }
-  plan.local_days = wishes.local || (!wishes.utc && plan.revision < kUtcDays);
+  plan.local_days = options.local || (!options.utc && plan.revision < kUtcDays);
   const int64_t last = DayOf(plan, plan.days).start;
   if (DayOf(plan, 0).start < 0 || last > UINT32_MAX) {
     return Refuse("--start", "the days do not lie between 1970 and 2106");
@@ -139,44 +139,44 @@ bool CheckDays(Wishes& wishes) {
   return true;
 }
 
-bool Check(Wishes& wishes) {
-  MakePlan& plan = wishes.plan;
-  if (wishes.revision < kFirstRevision || wishes.revision > kLastRevision) {
-    return Refuse("--revision", fmt::format("0x{:X} is not from 0x{:X} to 0x{:X}", wishes.revision,
+bool Check(Options& options) {
+  MakePlan& plan = options.plan;
+  if (options.revision < kFirstRevision || options.revision > kLastRevision) {
+    return Refuse("--revision", fmt::format("0x{:X} is not from 0x{:X} to 0x{:X}", options.revision,
                                             kFirstRevision, kLastRevision));
   }
-  plan.revision = static_cast<uint8_t>(wishes.revision);
-  if ((wishes.pools || wishes.ranks) && plan.revision < kOneOfRankAndPool) {
+  plan.revision = static_cast<uint8_t>(options.revision);
+  if ((options.pools || options.ranks) && plan.revision < kOneOfRankAndPool) {
     return Refuse(
-        wishes.pools ? "--pools" : "--ranks",
+        options.pools ? "--pools" : "--ranks",
         fmt::format("files of revision 0x{:02X} hold whatever has a count", plan.revision));
   }
-  plan.pools = !wishes.ranks;
-  plan.profile = wishes.profile == "flat"   ? Profile::kFlat
-                 : wishes.profile == "idle" ? Profile::kIdle
-                                            : Profile::kOffice;
-  plan.extended = wishes.extended == "full"      ? Extended::kAllWords
-                  : wishes.extended == "partial" ? Extended::kMaxima
-                                                 : Extended::kNoWords;
-  if (!CheckCounts(wishes) || !CheckNames(wishes) || !CheckDays(wishes)) return false;
-  if (wishes.hot && *wishes.hot >= plan.counts[kLd]) {
+  plan.pools = !options.ranks;
+  plan.profile = options.profile == "flat"   ? Profile::kFlat
+                 : options.profile == "idle" ? Profile::kIdle
+                                             : Profile::kOffice;
+  plan.extended = options.extended == "full"      ? Extended::kAllWords
+                  : options.extended == "partial" ? Extended::kMaxima
+                                                  : Extended::kNoWords;
+  if (!CheckCounts(options) || !CheckNames(options) || !CheckDays(options)) return false;
+  if (options.hot && *options.hot >= plan.counts[kLd]) {
     return Refuse("--hot-ld",
                   fmt::format("there are {} logical disks, numbered from 0", plan.counts[kLd]));
   }
-  plan.hot_ld = wishes.hot ? *wishes.hot : plan.counts[kLd] / 3;
+  plan.hot_ld = options.hot ? *options.hot : plan.counts[kLd] / 3;
   return true;
 }
 
-void AddTimeOptions(Command& command, Wishes& wishes) {
-  MakePlan& plan = wishes.plan;
-  command.AddOption("--arrays", wishes.arrays, "How many arrays (default 1)")->Under("What");
+void AddTimeOptions(Command& command, Options& options) {
+  MakePlan& plan = options.plan;
+  command.AddOption("--arrays", options.arrays, "How many arrays (default 1)")->Under("What");
   command
-      .AddOption("--name", wishes.name,
+      .AddOption("--name", options.name,
                  "Array name; several arrays get 01, 02 behind it (default array01)")
       ->Under("What");
-  command.AddOption("--revision", wishes.revision, "Format revision, 0x10 to 0x21 (default 0x21)")
+  command.AddOption("--revision", options.revision, "Format revision, 0x10 to 0x21 (default 0x21)")
       ->Under("What");
-  command.AddOption("--start", wishes.start, "First day (default 2024-03-04, a Monday)")
+  command.AddOption("--start", options.start, "First day (default 2024-03-04, a Monday)")
       ->Under("What");
   command.AddOption("--days", plan.days, "How many days (default 1)")->Under("What");
   command.AddOption("--interval", plan.interval, "Seconds between records (default 300)")
@@ -187,9 +187,9 @@ void AddTimeOptions(Command& command, Wishes& wishes) {
       ->Must(kPositive)
       ->Under("What");
   auto* utc =
-      command.AddFlag("--utc", wishes.utc, "Days begin at midnight UTC (default from 0x1D)");
-  auto* local =
-      command.AddFlag("--local", wishes.local, "Days begin at local midnight (default below 0x1D)");
+      command.AddFlag("--utc", options.utc, "Days begin at midnight UTC (default from 0x1D)");
+  auto* local = command.AddFlag("--local", options.local,
+                                "Days begin at local midnight (default below 0x1D)");
   utc->Under("What");
   local->Under("What")->Excludes(utc);
   command.AddOption("-o,--out", plan.out, "Directory for the files, made if missing (default .)")
@@ -197,21 +197,21 @@ void AddTimeOptions(Command& command, Wishes& wishes) {
   command.AddFlag("-q,--quiet", plan.quiet, "Print nothing but errors")->Under("What");
 }
 
-void AddContentOptions(Command& command, Wishes& wishes) {
-  MakePlan& plan = wishes.plan;
+void AddContentOptions(Command& command, Options& options) {
+  MakePlan& plan = options.plan;
   command
-      .AddOption("--profile", wishes.profile,
+      .AddOption("--profile", options.profile,
                  "office: working days, nights and weekends; flat; idle (default office)")
       ->Must(OneOf({"office", "flat", "idle"}))
       ->Under("Content");
   command.AddOption("--seed", plan.seed, "Another number, other counters (default 1)")
       ->Under("Content");
   command
-      .AddOption("--hot-ld", wishes.hot,
+      .AddOption("--hot-ld", options.hot,
                  "Position of the busiest logical disk (default: at a third)")
       ->Under("Content");
   command
-      .AddOption("--extended", wishes.extended,
+      .AddOption("--extended", options.extended,
                  "Extended words behind entries: none, full, partial (default none)")
       ->Must(OneOf({"none", "full", "partial"}))
       ->Under("Content");
@@ -226,20 +226,20 @@ void AddContentOptions(Command& command, Wishes& wishes) {
       ->Under("Content");
 }
 
-void AddCountOptions(Command& command, Wishes& wishes) {
+void AddCountOptions(Command& command, Options& options) {
   for (const KindName& name : KindNames()) {
     command
-        .AddOption(fmt::format("--{}", name.word), wishes.counts[name.kind],
+        .AddOption(fmt::format("--{}", name.word), options.counts[name.kind],
                    fmt::format("{} (default {})", name.title, name.usual))
         ->Under("Resources");
   }
-  command.AddFlag("--none", wishes.none, "Only the resources that are named: the others are 0")
+  command.AddFlag("--none", options.none, "Only the resources that are named: the others are 0")
       ->Under("Resources");
-  command.AddFlag("--wait-times", wishes.plan.wait_times, "Wait times of the logical disks")
+  command.AddFlag("--wait-times", options.plan.wait_times, "Wait times of the logical disks")
       ->Under("Resources");
   auto* pools =
-      command.AddFlag("--pools", wishes.pools, "Carry pools, not ranks (default from 0x19)");
-  auto* ranks = command.AddFlag("--ranks", wishes.ranks, "Carry ranks, not pools");
+      command.AddFlag("--pools", options.pools, "Carry pools, not ranks (default from 0x19)");
+  auto* ranks = command.AddFlag("--ranks", options.ranks, "Carry ranks, not pools");
   pools->Under("Resources");
   ranks->Under("Resources")->Excludes(pools);
 }
@@ -247,15 +247,15 @@ void AddCountOptions(Command& command, Wishes& wishes) {
 }  // namespace
 
 void AddMakeCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  AddTimeOptions(command, *wishes);
-  AddContentOptions(command, *wishes);
-  AddCountOptions(command, *wishes);
-  command.Does([wishes, &status] {
-    if (!Check(*wishes)) {
+  auto options = std::make_shared<Options>();
+  AddTimeOptions(command, *options);
+  AddContentOptions(command, *options);
+  AddCountOptions(command, *options);
+  command.Does([options, &status] {
+    if (!Check(*options)) {
       status = kExitRefused;
     } else {
-      status = MakeFiles(wishes->plan) ? kExitDone : kExitUnusable;
+      status = MakeFiles(options->plan) ? kExitDone : kExitUnusable;
     }
   });
 }

@@ -35,7 +35,7 @@ const std::map<std::string, const char*> kUsual = {
     {"day-archive", "day archives"},
 };
 
-struct Wishes {
+struct Options {
   PlanRequest request;
   std::array<std::string, kSegRetentionClasses> keep = {"none", "none", "none"};
   std::string archiving = "on";
@@ -74,12 +74,12 @@ Json JsonOf(const PlanStep& step) {
           {"skip", JsonOf(step.skipped)}};
 }
 
-void PrintJson(const Wishes& wishes, const Plan& plan, TextOut& out) {
-  Json json = {{"at", When(wishes.request.now)}, {"directory", arcdelinfo.arcdir},
-               {"ends_early", plan.end},         {"notes", plan.notes},
-               {"warnings", plan.warnings},      {"runs", Json::Array()},
-               {"remove", JsonOf(plan.removed)}, {"bytes_freed", BytesFreed(plan.removed)},
-               {"keep", JsonOf(plan.kept)},      {"prune", Json::Array()}};
+void PrintJson(const Options& options, const Plan& plan, TextOut& out) {
+  Json json = {{"at", When(options.request.now)}, {"directory", arcdelinfo.arcdir},
+               {"ends_early", plan.end},          {"notes", plan.notes},
+               {"warnings", plan.warnings},       {"runs", Json::Array()},
+               {"remove", JsonOf(plan.removed)},  {"bytes_freed", BytesFreed(plan.removed)},
+               {"keep", JsonOf(plan.kept)},       {"prune", Json::Array()}};
   for (const PlanStep& step : plan.steps) json["runs"].Append(JsonOf(step));
   for (const PruneStep& step : plan.pruning) {
     json["prune"].Append({{"mode", step.mode},
@@ -138,12 +138,12 @@ void PrintStep(const PlanStep& step, bool all, TextOut& out) {
   PrintFiles("skip", step.skipped, all, out);
 }
 
-void PrintText(const Wishes& wishes, const Plan& plan, TextOut& out) {
-  PrintLine(out, "plan for {} (local), {}", Moment(wishes.request.now),
-            wishes.request.prune ? arcdelinfo.pmldir : arcdelinfo.arcdir);
+void PrintText(const Options& options, const Plan& plan, TextOut& out) {
+  PrintLine(out, "plan for {} (local), {}", Moment(options.request.now),
+            options.request.prune ? arcdelinfo.pmldir : arcdelinfo.arcdir);
   for (const std::string& note : plan.notes) PrintLine(out, "note: {}", note);
   for (const std::string& warning : plan.warnings) PrintLine(out, "WARNING: {}", warning);
-  for (const PlanStep& step : plan.steps) PrintStep(step, wishes.all, out);
+  for (const PlanStep& step : plan.steps) PrintStep(step, options.all, out);
   for (const PruneStep& step : plan.pruning) {
     PrintLine(out, "pruning, mode {}: {}, {} freed{}", step.mode, Files(step.files.size()),
               SizeText(BytesFreed(step.files)), step.failure.empty() ? "" : "; " + step.failure);
@@ -153,16 +153,16 @@ void PrintText(const Wishes& wishes, const Plan& plan, TextOut& out) {
   }
   if (!plan.end.empty()) {
     PrintLine(out, "the run would end here: {}", plan.end);
-  } else if (!wishes.request.prune) {
+  } else if (!options.request.prune) {
     PrintLine(out, "removal: {}, {} freed", Files(plan.removed.size()),
               SizeText(BytesFreed(plan.removed)));
     PrintFiles("remove", plan.removed, true, out);
-    if (wishes.all) PrintFiles("keep", plan.kept, true, out);
+    if (options.all) PrintFiles("keep", plan.kept, true, out);
   }
 }
 
-bool CheckWishes(Wishes& wishes, bool archive_given) {
-  PlanRequest& request = wishes.request;
+bool CheckOptions(Options& options, bool archive_given) {
+  PlanRequest& request = options.request;
   SegmentConfig& config = request.config;
   if (request.segment < 0 && config.root.empty()) {
     return Fail("plan", "--segment, or --root, is needed");
@@ -170,54 +170,54 @@ bool CheckWishes(Wishes& wishes, bool archive_given) {
   if (request.segment < 0) {
     if (!archive_given) config.archive = config.root + "/psl";
     if (config.pml.empty()) config.pml = config.root + "/pml";
-    config.archiving = wishes.archiving == "on" ? 1 : 0;
+    config.archiving = options.archiving == "on" ? 1 : 0;
     for (std::string* path : {&config.root, &config.archive, &config.pml}) {
       if (path->size() >= kSegArchiveRoom) return Fail(*path, "the path is too long");
       if (!path->starts_with('/')) return Fail(*path, "is not an absolute path");
     }
     constexpr const char* kOptions[] = {"--keep-psl", "--keep-hour", "--keep-day"};
-    for (size_t i = 0; i < wishes.keep.size(); ++i) {
-      const auto keep = ParseRetention(wishes.keep[i]);
+    for (size_t i = 0; i < options.keep.size(); ++i) {
+      const auto keep = ParseRetention(options.keep[i]);
       if (!keep || !ValidRetention(*keep, i)) {
         return Fail(fmt::format("plan {}", kOptions[i]),
-                    fmt::format("'{}' is not none, {}1m to 24m, or 1y to 2y", wishes.keep[i],
+                    fmt::format("'{}' is not none, {}1m to 24m, or 1y to 2y", options.keep[i],
                                 i == 0 ? "1d to 366d, " : ""));
       }
       config.keep[i] = *keep;
     }
   }
-  request.array_update = wishes.mode == "arrayupdate";
+  request.array_update = options.mode == "arrayupdate";
   request.now = time(nullptr);
-  if (!wishes.at.empty()) {
-    const TimeReading at = ReadTime(wishes.at, request.now, Zone::kLocal);
+  if (!options.at.empty()) {
+    const TimeReading at = ReadTime(options.at, request.now, Zone::kLocal);
     if (!at.span) return Fail("plan --at", at.why);
     request.now = at.span->first;
   }
-  request.prune = !wishes.auto2.empty();
-  for (size_t i = 0; i < wishes.auto2.size(); ++i) {
+  request.prune = !options.auto2.empty();
+  for (size_t i = 0; i < options.auto2.size(); ++i) {
     // The run refuses what does not fit its fields, too.
-    if (i != 1 && wishes.auto2[i] > UINT8_MAX) {
-      return Fail("plan --auto2", fmt::format("{} is more than 255", wishes.auto2[i]));
+    if (i != 1 && options.auto2[i] > UINT8_MAX) {
+      return Fail("plan --auto2", fmt::format("{} is more than 255", options.auto2[i]));
     }
-    request.numbers[i] = wishes.auto2[i];
+    request.numbers[i] = options.auto2[i];
   }
   return true;
 }
 
-int Run(Wishes& wishes, bool archive_given) {
-  if (!CheckWishes(wishes, archive_given) || !SetUpPlan(wishes.request)) return kTrouble;
+int Run(Options& options, bool archive_given) {
+  if (!CheckOptions(options, archive_given) || !SetUpPlan(options.request)) return kTrouble;
   // Where the rules give up, so would the run; nothing has been changed by then.
   end_process_hook = [](int) {
     static_cast<void>(Fail("plan", "a file could not be read, and the run would end there"));
     _exit(kTrouble);
   };
-  const Plan plan = MakePlan(wishes.request);
+  const Plan plan = MakePlan(options.request);
   end_process_hook = nullptr;
   TextOut out(stdout);
-  if (wishes.json) {
-    PrintJson(wishes, plan, out);
+  if (options.json) {
+    PrintJson(options, plan, out);
   } else {
-    PrintText(wishes, plan, out);
+    PrintText(options, plan, out);
   }
   if (!out.Flush()) {
     static_cast<void>(Fail("standard output", "cannot be written"));
@@ -229,8 +229,8 @@ int Run(Wishes& wishes, bool archive_given) {
 }  // namespace
 
 void AddPlanCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  PlanRequest& request = wishes->request;
+  auto options = std::make_shared<Options>();
+  PlanRequest& request = options->request;
   auto* segment = command.AddOption("--segment", request.segment,
                                     "Number of the configuration segment, as the run gets it");
   auto* root = command.AddOption("--root", request.config.root,
@@ -245,30 +245,30 @@ void AddPlanCommand(Command& command, int& status) {
   of_root(
       command.AddOption("--pml", request.config.pml,
                         "Directory of the raw monitor logs (default: pml in the root directory)"));
-  of_root(command.AddOption("--keep-psl", wishes->keep[0],
+  of_root(command.AddOption("--keep-psl", options->keep[0],
                             "How long logs are kept: 30d, 12m, 2y or none (default none)"));
-  of_root(command.AddOption("--keep-hour", wishes->keep[1], "How long hour archives are kept"));
-  of_root(command.AddOption("--keep-day", wishes->keep[2], "How long day archives are kept"));
-  of_root(command.AddOption("--archiving", wishes->archiving, "on, or off (default on)")
+  of_root(command.AddOption("--keep-hour", options->keep[1], "How long hour archives are kept"));
+  of_root(command.AddOption("--keep-day", options->keep[2], "How long day archives are kept"));
+  of_root(command.AddOption("--archiving", options->archiving, "on, or off (default on)")
               ->Must(OneOf({"on", "off"})));
   of_root(command.AddOption("--capacity", request.config.capacity,
                             "Size of the system volume in MB, for --auto2 1"));
   of_root(command.AddOption("--capacity-override", request.config.capacity_override,
                             "Goes before --capacity when it is 1 or more"));
-  command.AddOption("--mode", wishes->mode, "svr or arrayupdate (default svr)")
+  command.AddOption("--mode", options->mode, "svr or arrayupdate (default svr)")
       ->Must(OneOf({"svr", "arrayupdate"}));
   command.AddFlag("--force", request.force, "As -force: archive whatever the segment says");
-  command.AddOption("--at", wishes->at,
+  command.AddOption("--at", options->at,
                     "Plan for this local time, like '2024-04-01 00:30' (default: now)");
-  command.AddOption("--auto2", wishes->auto2, "Plan the pruning with these numbers")
+  command.AddOption("--auto2", options->auto2, "Plan the pruning with these numbers")
       ->Takes(3)
       ->ValueName("EMB DAYS COUNT")
       ->Must(kNotNegative);
   command.AddFlag("--read,!--no-read", request.read_through,
                   "Read the inputs to their end, to know the broken ones (default), or do not");
-  command.AddFlag("--all", wishes->all, "List every file, with the date on which it expires");
-  command.AddFlag("--json", wishes->json, "As JSON");
-  command.Does([wishes, archive, &status] { status = Run(*wishes, archive->count() > 0); });
+  command.AddFlag("--all", options->all, "List every file, with the date on which it expires");
+  command.AddFlag("--json", options->json, "As JSON");
+  command.Does([options, archive, &status] { status = Run(*options, archive->count() > 0); });
 }
 
 }  // namespace psltool

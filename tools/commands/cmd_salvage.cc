@@ -20,14 +20,14 @@ namespace {
 constexpr int kNothingSaved = 1;
 constexpr int kTrouble = 2;
 
-void Print(TextOut& out, const SalvageWishes& wishes, const SalvageReport& report) {
+void Print(TextOut& out, const SalvageRequest& options, const SalvageReport& report) {
   uint64_t records = 0;
   std::string tags;
   for (const auto& [tag, count] : report.kept) {
     records += count;
     tags += fmt::format("{}{} {}", tags.empty() ? "" : ", ", count, tag);
   }
-  out.Print("{}\n  kept     {} records ({}), {} of {} bytes\n", wishes.good, records, tags,
+  out.Print("{}\n  kept     {} records ({}), {} of {} bytes\n", options.good, records, tags,
             report.kept_bytes, report.size);
   for (const std::string& field : report.mended) out.Print("  mended   {}\n", field);
   if (report.structures_taken != 0) {
@@ -38,7 +38,7 @@ void Print(TextOut& out, const SalvageWishes& wishes, const SalvageReport& repor
   for (const SuspectRecord& record : report.suspect) {
     out.Print("  suspect  record {} ({}), {} bytes from offset {} on, {}: {}\n", record.number,
               record.tag, record.to - record.from, record.from,
-              wishes.keep_suspect ? "kept" : "left out", record.why);
+              options.keep_suspect ? "kept" : "left out", record.why);
   }
   for (const DroppedPart& part : report.dropped) {
     out.Print("  dropped  {} bytes from offset {} on: {}\n", part.to - part.from, part.from,
@@ -51,43 +51,43 @@ void Print(TextOut& out, const SalvageWishes& wishes, const SalvageReport& repor
   if (report.dropped_parts == 0) out.Put("  dropped  nothing\n");
 }
 
-int Run(const SalvageWishes& wishes) {
+int Run(const SalvageRequest& options) {
   Progress progress;
   SalvageReport report;
-  const SalvageEnd end = Salvage(wishes, progress, report);
+  const SalvageEnd end = Salvage(options, progress, report);
   progress.Clear();
   if (end != SalvageEnd::kWritten) {
     if (report.trouble) {
       const std::string why = Describe(*report.trouble);
       static_cast<void>(
-          Fail(wishes.broken, end == SalvageEnd::kNothing ? "nothing can be saved: " + why : why));
+          Fail(options.broken, end == SalvageEnd::kNothing ? "nothing can be saved: " + why : why));
     }
     return end == SalvageEnd::kNothing ? kNothingSaved : kTrouble;
   }
   TextOut out(stdout);
-  Print(out, wishes, report);
+  Print(out, options, report);
   if (out.Flush()) return 0;
   static_cast<void>(Fail("standard output", "cannot be written"));
   return kTrouble;
 }
 
 // A directory: each of its files into the new directory, under its own name.
-int RunAll(const SalvageWishes& wishes) {
+int RunAll(const SalvageRequest& options) {
   std::error_code error;
-  if (!std::filesystem::is_directory(wishes.broken, error)) return Run(wishes);
+  if (!std::filesystem::is_directory(options.broken, error)) return Run(options);
   std::vector<std::string> files;
-  if (!CollectFiles({wishes.broken}, files)) return kTrouble;
-  if (!std::filesystem::is_directory(wishes.good, error)) {
-    static_cast<void>(Fail(wishes.good, "is no directory; of a directory only one is made"));
+  if (!CollectFiles({options.broken}, files)) return kTrouble;
+  if (!std::filesystem::is_directory(options.good, error)) {
+    static_cast<void>(Fail(options.good, "is no directory; of a directory only one is made"));
     return kTrouble;
   }
   int status = 0;
   std::set<std::string> names;
   for (const std::string& file : files) {
-    SalvageWishes one = wishes;
+    SalvageRequest one = options;
     one.broken = file;
     one.good =
-        (std::filesystem::path(wishes.good) / std::filesystem::path(file).filename()).string();
+        (std::filesystem::path(options.good) / std::filesystem::path(file).filename()).string();
     if (!names.insert(one.good).second) {
       static_cast<void>(Fail(file, "another file of this name is there already"));
       status = kTrouble;
@@ -101,21 +101,22 @@ int RunAll(const SalvageWishes& wishes) {
 }  // namespace
 
 void AddSalvageCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<SalvageWishes>();
-  command.AddOption("broken", wishes->broken, "The damaged log or archive, or a directory of them")
+  auto options = std::make_shared<SalvageRequest>();
+  command
+      .AddOption("broken", options->broken, "The damaged log or archive, or a directory of them")
       ->Required();
   command
-      .AddOption("-o,--out", wishes->good,
+      .AddOption("-o,--out", options->good,
                  "The new file; of a directory, a directory that is there")
       ->Required();
-  command.AddFlag("--resync", wishes->resync, "Look for sound records behind what is broken");
-  command.AddFlag("--keep-suspect", wishes->keep_suspect,
+  command.AddFlag("--resync", options->resync, "Look for sound records behind what is broken");
+  command.AddFlag("--keep-suspect", options->keep_suspect,
                   "Copy suspect records, too; they are told all the same");
-  command.AddOption("--structure", wishes->structure,
+  command.AddOption("--structure", options->structure,
                     "A sound file of another day: its structure record stands in for one that "
                     "is lost");
-  command.AddFlag("--force", wishes->force, "Replace the new file if it exists");
-  command.Does([wishes, &status] { status = RunAll(*wishes); });
+  command.AddFlag("--force", options->force, "Replace the new file if it exists");
+  command.Does([options, &status] { status = RunAll(*options); });
 }
 
 }  // namespace psltool

@@ -15,8 +15,8 @@ namespace psltool {
 
 namespace {
 
-struct Wishes {
-  SealWishes seal;
+struct Options {
+  SealRequest seal;
   bool json = false;
 };
 
@@ -87,14 +87,14 @@ void PrintJson(TextOut& out, const SealReport& report) {
   out.Put("\n");
 }
 
-int Run(const Wishes& wishes) {
+int Run(const Options& options) {
   Progress progress;
   SealReport report;
-  const bool done = Seal(wishes.seal, progress, report);
+  const bool done = Seal(options.seal, progress, report);
   progress.Clear();
   if (!done) return kExitUnusable;
   TextOut out(stdout);
-  if (wishes.json) {
+  if (options.json) {
     PrintJson(out, report);
   } else {
     PrintText(out, report);
@@ -111,16 +111,16 @@ int Run(const Wishes& wishes) {
 }  // namespace
 
 void AddSealCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  command.AddOption("directory", wishes->seal.directory, "Directory of the archives or logs")
+  auto options = std::make_shared<Options>();
+  command.AddOption("directory", options->seal.directory, "Directory of the archives or logs")
       ->Required();
-  command.AddOption("--renew", wishes->seal.renew,
+  command.AddOption("--renew", options->seal.renew,
                     "Files whose present content is meant: their lines are replaced");
-  command.AddFlag("--forget", wishes->seal.forget, "Drop the lines of files that are gone");
-  command.AddFlag("--new", wishes->seal.only_new,
+  command.AddFlag("--forget", options->seal.forget, "Drop the lines of files that are gone");
+  command.AddFlag("--new", options->seal.only_new,
                   "Only add new files, do not read the sealed ones");
-  command.AddFlag("--json", wishes->json, "A JSON text for programs");
-  command.Does([wishes, &status] { status = Run(*wishes); });
+  command.AddFlag("--json", options->json, "A JSON text for programs");
+  command.Does([options, &status] { status = Run(*options); });
 }
 
 }  // namespace psltool

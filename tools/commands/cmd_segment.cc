@@ -30,7 +30,7 @@ constexpr std::array<const char*, kSegRetentionClasses> kKeepOptions = {"--keep-
                                                                         "--keep-day"};
 
 // What the command line says, before it is checked.
-struct Wishes {
+struct Options {
   SegmentConfig config;
   std::array<std::string, kSegRetentionClasses> keep = {"none", "none", "none"};
   std::string archiving = "on";
@@ -52,26 +52,26 @@ bool CheckDirectory(const char* option, const std::string& path, size_t longest)
   return true;
 }
 
-bool CheckKeep(Wishes& wishes) {
-  for (size_t i = 0; i < wishes.keep.size(); ++i) {
-    const auto keep = ParseRetention(wishes.keep[i]);
+bool CheckKeep(Options& options) {
+  for (size_t i = 0; i < options.keep.size(); ++i) {
+    const auto keep = ParseRetention(options.keep[i]);
     if (!keep || !ValidRetention(*keep, i)) {
       return Fail(fmt::format("segment make {}", kKeepOptions[i]),
-                  fmt::format("'{}' is not none, {}1m to 24m, or 1y to 2y", wishes.keep[i],
+                  fmt::format("'{}' is not none, {}1m to 24m, or 1y to 2y", options.keep[i],
                               i == 0 ? "1d to 366d, " : ""));
     }
-    wishes.config.keep[i] = *keep;
+    options.config.keep[i] = *keep;
   }
   return true;
 }
 
-bool Check(Wishes& wishes) {
-  SegmentConfig& config = wishes.config;
+bool Check(Options& options) {
+  SegmentConfig& config = options.config;
   if (config.pml.empty()) config.pml = config.root + (config.root.ends_with('/') ? "pml" : "/pml");
-  config.archiving = wishes.archiving == "on" ? 1 : 0;
+  config.archiving = options.archiving == "on" ? 1 : 0;
   return CheckDirectory("--root", config.root, kLongestDirectory - strlen("/pmon/arclock")) &&
          CheckDirectory("--archive", config.archive, kLongestArchiveDirectory) &&
-         CheckDirectory("--pml", config.pml, kLongestDirectory) && CheckKeep(wishes);
+         CheckDirectory("--pml", config.pml, kLongestDirectory) && CheckKeep(options);
 }
 
 bool Prepare(const SegmentConfig& config) {
@@ -84,10 +84,10 @@ bool Prepare(const SegmentConfig& config) {
   return true;
 }
 
-int Make(Wishes& wishes) {
-  if (!Check(wishes)) return kExitRefused;
-  if (wishes.prepare && !Prepare(wishes.config)) return kExitFailed;
-  const int number = MakeSharedSegment(EncodeSegment(wishes.config));
+int Make(Options& options) {
+  if (!Check(options)) return kExitRefused;
+  if (options.prepare && !Prepare(options.config)) return kExitFailed;
+  const int number = MakeSharedSegment(EncodeSegment(options.config));
   if (number == -1) {
     Fail("segment make", strerror(errno));
     return kExitFailed;
@@ -150,15 +150,15 @@ void PrintText(TextOut& out, int number, size_t size, const SegmentView& view) {
   for (const std::string& fault : view.faults) out.Print("refused            {}\n", fault);
 }
 
-int Show(const Wishes& wishes) {
+int Show(const Options& options) {
   SegmentView view;
   size_t size = 0;
-  if (!Read(wishes.number, view, size)) return kExitFailed;
+  if (!Read(options.number, view, size)) return kExitFailed;
   TextOut out(stdout);
-  if (wishes.json) {
-    PrintJson(out, wishes.number, size, view);
+  if (options.json) {
+    PrintJson(out, options.number, size, view);
   } else {
-    PrintText(out, wishes.number, size, view);
+    PrintText(out, options.number, size, view);
   }
   if (!out.Flush()) {
     static_cast<void>(Fail("standard output", "cannot be written"));
@@ -167,12 +167,12 @@ int Show(const Wishes& wishes) {
   return view.faults.empty() ? kExitDone : kExitFailed;
 }
 
-int Remove(const Wishes& wishes) {
-  const std::string what = fmt::format("segment {}", wishes.number);
-  if (!wishes.force) {
+int Remove(const Options& options) {
+  const std::string what = fmt::format("segment {}", options.number);
+  if (!options.force) {
     SegmentView view;
     size_t size = 0;
-    if (!Read(wishes.number, view, size)) return kExitFailed;
+    if (!Read(options.number, view, size)) return kExitFailed;
     // Numbers are easily mistyped, and every segment of the system has one.
     const bool ours = view.is_configuration && view.config.root.starts_with('/') &&
                       view.config.archive.starts_with('/');
@@ -181,14 +181,14 @@ int Remove(const Wishes& wishes) {
       return kExitFailed;
     }
   }
-  if (shmctl(wishes.number, IPC_RMID, nullptr) != 0) {
-    FailSegment(wishes.number, errno);
+  if (shmctl(options.number, IPC_RMID, nullptr) != 0) {
+    FailSegment(options.number, errno);
     return kExitFailed;
   }
   return kExitDone;
 }
 
-void AddMake(Command& command, const std::shared_ptr<Wishes>& wishes, int& status) {
+void AddMake(Command& command, const std::shared_ptr<Options>& options, int& status) {
   Command* make = command.AddCommand("make", "Make a segment and print its number");
   make->Footer(
       "Exit status: 0 done, 1 the system gives no segment, or a directory cannot be made, 2 the\n"
@@ -196,41 +196,41 @@ void AddMake(Command& command, const std::shared_ptr<Wishes>& wishes, int& statu
       "Example:\n"
       "  psltool segment make --prepare --root /srv/monitor --archive /srv/monitor/psl \\\n"
       "    --keep-psl 30d --keep-hour 12m --keep-day 2y");
-  make->AddOption("--root", wishes->config.root, "Root directory: lock, working directory")
+  make->AddOption("--root", options->config.root, "Root directory: lock, working directory")
       ->Required();
-  make->AddOption("--archive", wishes->config.archive,
+  make->AddOption("--archive", options->config.archive,
                   "Directory of the logs; the archives go to \"archive\" in it")
       ->Required();
-  make->AddOption("--pml", wishes->config.pml,
+  make->AddOption("--pml", options->config.pml,
                   "Directory of the raw monitor logs (default: pml in the root directory)");
   const char* const kept[] = {"logs are", "hour archives are", "day archives are"};
   for (size_t i = 0; i < kKeepOptions.size(); ++i) {
-    make->AddOption(kKeepOptions[i], wishes->keep[i],
+    make->AddOption(kKeepOptions[i], options->keep[i],
                     fmt::format("How long {} kept: {}months like 12m, years like 2y, none = for "
                                 "ever (default none)",
                                 kept[i], i == 0 ? "days like 30d, " : ""));
   }
-  make->AddOption("--archiving", wishes->archiving,
+  make->AddOption("--archiving", options->archiving,
                   "on: make archives; off: only delete what has expired (default on)")
       ->Must(OneOf({"on", "off"}));
-  make->AddOption("--capacity", wishes->config.capacity,
+  make->AddOption("--capacity", options->config.capacity,
                   "Size of the system volume in MB, for pruning of embedded systems")
       ->Must(kNotNegative);
-  make->AddOption("--capacity-override", wishes->config.capacity_override,
+  make->AddOption("--capacity-override", options->config.capacity_override,
                   "Goes before --capacity when it is 1 or more")
       ->Must(kNotNegative);
-  make->AddFlag("--prepare", wishes->prepare,
+  make->AddFlag("--prepare", options->prepare,
                 "Also make the directories that a run expects: pmon and core/Qelprfd in the root "
                 "directory, the archive and the PML directory");
-  make->Does([wishes, &status] { status = Make(*wishes); });
+  make->Does([options, &status] { status = Make(*options); });
 }
 
 }  // namespace
 
 void AddSegmentCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
+  auto options = std::make_shared<Options>();
   command.NeedsCommand();
-  AddMake(command, wishes, status);
+  AddMake(command, options, status);
 
   Command* show =
       command.AddCommand("show", "Show what a segment says; status 1 when the archiver refuses it");
@@ -239,9 +239,9 @@ void AddSegmentCommand(Command& command, int& status) {
       "command line is wrong.\n\n"
       "Example:\n"
       "  psltool segment show 7 --json");
-  show->AddOption("number", wishes->number, "Number of the segment")->Required();
-  show->AddFlag("--json", wishes->json, "As JSON");
-  show->Does([wishes, &status] { status = Show(*wishes); });
+  show->AddOption("number", options->number, "Number of the segment")->Required();
+  show->AddFlag("--json", options->json, "As JSON");
+  show->Does([options, &status] { status = Show(*options); });
 
   Command* remove = command.AddCommand("remove", "Remove a segment");
   remove->Footer(
@@ -249,9 +249,9 @@ void AddSegmentCommand(Command& command, int& status) {
       "is wrong.\n\n"
       "Example:\n"
       "  psltool segment remove 7");
-  remove->AddOption("number", wishes->number, "Number of the segment")->Required();
-  remove->AddFlag("--force", wishes->force, "Whatever it holds");
-  remove->Does([wishes, &status] { status = Remove(*wishes); });
+  remove->AddOption("number", options->number, "Number of the segment")->Required();
+  remove->AddFlag("--force", options->force, "Whatever it holds");
+  remove->Does([options, &status] { status = Remove(*options); });
 }
 
 }  // namespace psltool

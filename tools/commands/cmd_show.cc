@@ -19,7 +19,7 @@ namespace psltool {
 
 namespace {
 
-struct Wishes {
+struct Options {
   std::vector<std::string> files;
   std::string kind = "ld";
   uint32_t group = 1;
@@ -30,10 +30,10 @@ struct Wishes {
 };
 
 // What stands in front of the entries asked for is shown of a broken file, too.
-int ShowFile(const std::string& path, const Wishes& wishes, DumpWishes dump, TextOut& out,
+int ShowFile(const std::string& path, const Options& options, DumpRequest dump, TextOut& out,
              Progress& progress, std::vector<ShownFile>& shown) {
   dump.path = path;
-  ShowWriter writer(path, wishes.kind, wishes.group);
+  ShowWriter writer(path, options.kind, options.group);
   if (dump.key) writer.AskForKey();
   DumpCount count;
   const DumpEnd end =
@@ -48,37 +48,37 @@ int ShowFile(const std::string& path, const Wishes& wishes, DumpWishes dump, Tex
   } else if (status == kExitDone) {
     // Of the time there is nothing, or none of the resource.
     if (count.records == 0) {
-      static_cast<void>(HasWhatWasAsked(path, wishes.choice, dump, count) &&
+      static_cast<void>(HasWhatWasAsked(path, options.choice, dump, count) &&
                         Fail(path, "holds no statistics records"));
     } else {
       static_cast<void>(Fail(
           path, fmt::format("no record{} holds {}{}", dump.from || dump.to ? " of the time" : "",
-                            wishes.kind, dump.key ? " " + *dump.key : "")));
+                            options.kind, dump.key ? " " + *dump.key : "")));
     }
     status = kExitFailed;
   }
   return status;
 }
 
-int Show(const Wishes& wishes) {
-  DumpWishes dump;
-  ChoiceOptions choice = wishes.choice;
-  choice.kinds = {wishes.kind};
+int Show(const Options& options) {
+  DumpRequest dump;
+  ChoiceOptions choice = options.choice;
+  choice.kinds = {options.kind};
   Labels labels;
-  if (!TakeChoice("show", choice, dump) || !labels.Read(wishes.labels)) return kExitRefused;
+  if (!TakeChoice("show", choice, dump) || !labels.Read(options.labels)) return kExitRefused;
   TextOut out(stdout);
   Progress progress;
-  const ShowView view = {wishes.kind, wishes.group, choice.zone(), labels};
+  const ShowView view = {options.kind, options.group, choice.zone(), labels};
   int status = kExitDone;
   std::vector<ShownFile> shown;
-  for (const std::string& path : wishes.files) {
-    status = std::max(status, ShowFile(path, wishes, dump, out, progress, shown));
-    if (wishes.json) continue;
+  for (const std::string& path : options.files) {
+    status = std::max(status, ShowFile(path, options, dump, out, progress, shown));
+    if (options.json) continue;
     for (const ShownFile& file : shown) PrintShown(view, file, out);
     shown.clear();
     if (out.failed()) break;
   }
-  if (wishes.json) PrintShownJson(view, shown, out);
+  if (options.json) PrintShownJson(view, shown, out);
   if (out.Flush()) return status;
   static_cast<void>(Fail("standard output", "cannot be written"));
   return kExitUnusable;
@@ -87,23 +87,23 @@ int Show(const Wishes& wishes) {
 }  // namespace
 
 void AddShowCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
+  auto options = std::make_shared<Options>();
   std::vector<std::string> words;
   for (const KindName& name : KindNames()) {
     if (name.kind < kSectionKinds) words.emplace_back(name.word);
   }
   words.emplace_back(WordOfKind(kWaittm));
-  AddFilesOption(command, wishes->files);
-  command.AddOption("-k,--kind", wishes->kind, "Kind of the resource (default ld)")
+  AddFilesOption(command, options->files);
+  command.AddOption("-k,--kind", options->kind, "Kind of the resource (default ld)")
       ->Must(OneOf(words));
-  command.AddOption("--key", wishes->choice.key,
+  command.AddOption("--key", options->choice.key,
                     "Its key: a number, or key bytes with points between (default: the first)");
-  command.AddOption("-g,--group", wishes->group, "Counter group, from 1 (default 1)");
-  const Option* utc = AddSpanOptions(command, wishes->choice);
-  command.AddFlag("--local", wishes->local, "Times in local time, as without it")->Excludes(utc);
-  command.AddFlag("--json", wishes->json, "A JSON text for programs");
-  AddLabelsOption(command, wishes->labels);
-  command.Does([wishes, &status] { status = Show(*wishes); });
+  command.AddOption("-g,--group", options->group, "Counter group, from 1 (default 1)");
+  const Option* utc = AddSpanOptions(command, options->choice);
+  command.AddFlag("--local", options->local, "Times in local time, as without it")->Excludes(utc);
+  command.AddFlag("--json", options->json, "A JSON text for programs");
+  AddLabelsOption(command, options->labels);
+  command.Does([options, &status] { status = Show(*options); });
 }
 
 }  // namespace psltool

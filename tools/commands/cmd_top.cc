@@ -21,7 +21,7 @@ namespace psltool {
 
 namespace {
 
-struct Wishes {
+struct Options {
   std::vector<std::string> files;
   std::string by = "ops";
   std::string kind = "ld";
@@ -85,12 +85,12 @@ struct Line {
 
 class Table {
  public:
-  Table(TextOut& out, const Wishes& wishes)
+  Table(TextOut& out, const Options& options)
       : out_(out),
-        by_(NameOfMeasure(wishes.by)),
-        zone_(wishes.choice.zone()),
-        ascii_(wishes.ascii || !LocaleIsUtf8()),
-        named_(wishes.names.NameResourcesOf(wishes.kind)) {}
+        by_(NameOfMeasure(options.by)),
+        zone_(options.choice.zone()),
+        ascii_(options.ascii || !LocaleIsUtf8()),
+        named_(options.names.NameResourcesOf(options.kind)) {}
 
   void Put(const std::vector<Line>& lines) {
     for (const Line& line : lines) {
@@ -137,38 +137,38 @@ class Table {
   size_t at_width_ = 7;
 };
 
-std::vector<const TopResource*> Chosen(const TopCollector& collector, const Wishes& wishes) {
+std::vector<const TopResource*> Chosen(const TopCollector& collector, const Options& options) {
   std::vector<const TopResource*> ranked = collector.Ranked();
-  if (ranked.size() > wishes.number) ranked.resize(wishes.number);
+  if (ranked.size() > options.number) ranked.resize(options.number);
   return ranked;
 }
 
-void PrintTable(TextOut& out, const TopCollector& collector, const Wishes& wishes) {
-  const Zone zone = wishes.choice.zone();
-  out.Print("{} by {}{}, counter group {}{}, from {} to {} ({})\n", wishes.kind, wishes.by,
-            wishes.ascending ? ", ascending" : "", wishes.group,
-            wishes.names.BehindGroup(wishes.kind, wishes.group),
+void PrintTable(TextOut& out, const TopCollector& collector, const Options& options) {
+  const Zone zone = options.choice.zone();
+  out.Print("{} by {}{}, counter group {}{}, from {} to {} ({})\n", options.kind, options.by,
+            options.ascending ? ", ascending" : "", options.group,
+            options.names.BehindGroup(options.kind, options.group),
             TimeText(collector.span()->first, zone), TimeText(collector.span()->second, zone),
             zone == Zone::kUtc ? "UTC" : "local");
   std::vector<Line> lines;
-  for (const TopResource* each : Chosen(collector, wishes)) {
+  for (const TopResource* each : Chosen(collector, options)) {
     lines.push_back({std::to_string(lines.size() + 1), each->array, each->key,
-                     wishes.names.OfResource(each->array, wishes.kind, each->key), each->all,
+                     options.names.OfResource(each->array, options.kind, each->key), each->all,
                      each->peak, each->cells});
   }
   for (const auto& [array, total] : collector.totals()) {
     lines.push_back({"", array, fmt::format("all {}", total.resources), "", total.all, total.peak,
                      total.cells});
   }
-  Table(out, wishes).Put(lines);
+  Table(out, options).Put(lines);
 }
 
 Json OrNull(std::optional<double> value) { return value ? Json(*value) : Json(); }
 
 // What resources and sums have in common.
 template <class Sums>
-void AddMeasures(const Sums& from, const Wishes& wishes, Json& json) {
-  const Zone zone = wishes.choice.zone();
+void AddMeasures(const Sums& from, const Options& options, Json& json) {
+  const Zone zone = options.choice.zone();
   const TopSums& all = from.all;
   json["ops"] = all.operations;
   json["ops_per_s"] = OrNull(all.Rate());
@@ -186,34 +186,34 @@ void AddMeasures(const Sums& from, const Wishes& wishes, Json& json) {
                     {"end", IsoTimeText(at.end, zone)}};
   }
   json["cells"] = Json::Array();
-  for (const auto& cell : CellsOf(from.cells, NameOfMeasure(wishes.by).measure)) {
+  for (const auto& cell : CellsOf(from.cells, NameOfMeasure(options.by).measure)) {
     json["cells"].Append(OrNull(cell));
   }
 }
 
-void PrintJson(TextOut& out, const TopCollector& collector, const Wishes& wishes) {
-  const Zone zone = wishes.choice.zone();
-  Json json = {{"kind", wishes.kind}, {"by", wishes.by}, {"group", wishes.group}};
-  const Labels& names = wishes.names;
-  if (!names.empty()) json["group_name"] = names.OfGroup(wishes.kind, wishes.group);
-  json["order"] = wishes.ascending ? "ascending" : "descending";
+void PrintJson(TextOut& out, const TopCollector& collector, const Options& options) {
+  const Zone zone = options.choice.zone();
+  Json json = {{"kind", options.kind}, {"by", options.by}, {"group", options.group}};
+  const Labels& names = options.names;
+  if (!names.empty()) json["group_name"] = names.OfGroup(options.kind, options.group);
+  json["order"] = options.ascending ? "ascending" : "descending";
   const auto& span = collector.span();
   json["from"] = span ? Json(IsoTimeText(span->first, zone)) : Json();
   json["to"] = span ? Json(IsoTimeText(span->second, zone)) : Json();
   json["resources"] = Json::Array();
-  for (const TopResource* resource : Chosen(collector, wishes)) {
+  for (const TopResource* resource : Chosen(collector, options)) {
     Json each = {
         {"rank", json["resources"].Size() + 1}, {"array", resource->array}, {"key", resource->key}};
     if (!names.empty()) {
-      each["name"] = names.OfResource(resource->array, wishes.kind, resource->key);
+      each["name"] = names.OfResource(resource->array, options.kind, resource->key);
     }
-    AddMeasures(*resource, wishes, each);
+    AddMeasures(*resource, options, each);
     json["resources"].Append(std::move(each));
   }
   json["totals"] = Json::Array();
   for (const auto& [array, total] : collector.totals()) {
     Json each = {{"array", array}, {"resources", total.resources}};
-    AddMeasures(total, wishes, each);
+    AddMeasures(total, options, each);
     json["totals"].Append(std::move(each));
   }
   // Names of files are bytes, JSON is UTF-8.
@@ -221,41 +221,41 @@ void PrintJson(TextOut& out, const TopCollector& collector, const Wishes& wishes
   out.Put("\n");
 }
 
-int Top(Wishes& wishes) {
-  TopWishes what;
-  what.group = wishes.group;
-  what.by = NameOfMeasure(wishes.by).measure;
-  what.ascending = wishes.ascending;
+int Top(Options& options) {
+  TopRequest what;
+  what.group = options.group;
+  what.by = NameOfMeasure(options.by).measure;
+  what.ascending = options.ascending;
   constexpr size_t kTableCells = 24;
-  if (!wishes.json) what.width = kTableCells;
-  if (!TakeChoice("top", wishes.choice, what.dump) || !wishes.names.Read(wishes.labels)) {
+  if (!options.json) what.width = kTableCells;
+  if (!TakeChoice("top", options.choice, what.dump) || !options.names.Read(options.labels)) {
     return kExitRefused;
   }
-  what.dump.kinds = {KindOfWord(wishes.kind)};
+  what.dump.kinds = {KindOfWord(options.kind)};
   Progress progress;
   TopCollector collector(what, progress);
-  for (const std::string& path : wishes.files) {
+  for (const std::string& path : options.files) {
     if (!collector.Look(path)) return kExitRefused;
   }
   int status = kExitDone;
-  for (const std::string& path : wishes.files) {
+  for (const std::string& path : options.files) {
     const DumpEnd end = collector.Take(path);
     progress.Clear();
     if (end == DumpEnd::kDone) continue;
     status = std::max(status, end == DumpEnd::kBroken ? kExitFailed : kExitUnusable);
   }
   collector.Finish();
-  const bool any = !Chosen(collector, wishes).empty();
+  const bool any = !Chosen(collector, options).empty();
   TextOut out(stdout);
-  if (wishes.json) {
-    PrintJson(out, collector, wishes);
+  if (options.json) {
+    PrintJson(out, collector, options);
   } else if (any) {
-    PrintTable(out, collector, wishes);
+    PrintTable(out, collector, options);
   }
   if (!any && status == kExitDone) {
     static_cast<void>(Fail("top", fmt::format("no {} has a value of \"{}\" in the files and times "
                                               "asked for",
-                                              wishes.kind, wishes.by)));
+                                              options.kind, options.by)));
     status = kExitFailed;
   }
   if (out.Flush()) return status;
@@ -276,23 +276,23 @@ std::vector<std::string> KindsWithMeasures() {
 }  // namespace
 
 void AddTopCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  AddFilesOption(command, wishes->files);
-  command.AddOption("--by", wishes->by, "ops, busy, mean, max or volume (default ops)")
+  auto options = std::make_shared<Options>();
+  AddFilesOption(command, options->files);
+  command.AddOption("--by", options->by, "ops, busy, mean, max or volume (default ops)")
       ->Must(OneOf(MeasureWords()));
-  command.AddFlag("--ascending", wishes->ascending, "The least busy first");
-  command.AddOption("-n", wishes->number, "How many resources (default 10)")
+  command.AddFlag("--ascending", options->ascending, "The least busy first");
+  command.AddOption("-n", options->number, "How many resources (default 10)")
       ->Must(Between(1, 1000000));
-  command.AddOption("-k,--kind", wishes->kind, "Kind of the resources (default ld)")
+  command.AddOption("-k,--kind", options->kind, "Kind of the resources (default ld)")
       ->Must(OneOf(KindsWithMeasures()));
-  command.AddOption("-g,--group", wishes->group, "Counter group, from 1 (default 1)")
+  command.AddOption("-g,--group", options->group, "Counter group, from 1 (default 1)")
       ->Must(Between(1, 6));
-  AddSpanOptions(command, wishes->choice);
-  command.AddFlag("--ascii", wishes->ascii,
+  AddSpanOptions(command, options->choice);
+  command.AddFlag("--ascii", options->ascii,
                   "Bars of plain characters, as in a locale without UTF-8");
-  command.AddFlag("--json", wishes->json, "A JSON text for programs");
-  AddLabelsOption(command, wishes->labels);
-  command.Does([wishes, &status] { status = Top(*wishes); });
+  command.AddFlag("--json", options->json, "A JSON text for programs");
+  AddLabelsOption(command, options->labels);
+  command.Does([options, &status] { status = Top(*options); });
 }
 
 }  // namespace psltool

@@ -26,7 +26,7 @@ constexpr int kTrouble = 2;
 
 enum class Form : uint8_t { kCommands, kNames, kTsv, kJson };
 
-struct Wishes {
+struct Options {
   UnitRequest request;
   std::string level = "hour";
   std::string directory;
@@ -46,14 +46,14 @@ std::string Absolute(const std::string& path) {
   return text;
 }
 
-void SetPlace(Wishes& wishes) {
-  UnitPlace& place = wishes.request.place;
-  place.level = wishes.level == "hour" ? UnitLevel::kHour : UnitLevel::kDay;
-  place.inputs = Absolute(wishes.directory);
+void SetPlace(Options& options) {
+  UnitPlace& place = options.request.place;
+  place.level = options.level == "hour" ? UnitLevel::kHour : UnitLevel::kDay;
+  place.inputs = Absolute(options.directory);
   // As automatic archiving has it: archives of both levels in "archive" below the logs.
   const bool beside = place.level == UnitLevel::kHour;
-  place.outputs =
-      !wishes.output.empty() ? Absolute(wishes.output) : place.inputs + (beside ? "/archive" : "");
+  place.outputs = !options.output.empty() ? Absolute(options.output)
+                                          : place.inputs + (beside ? "/archive" : "");
 }
 
 // psltool as it was called: by its name when PATH finds it, else by its path.
@@ -62,9 +62,9 @@ std::string OwnName() {
   return called.find('/') == std::string::npos ? called : Absolute(called);
 }
 
-std::string CommandOf(const Wishes& wishes, const Unit& unit) {
-  const UnitRequest& request = wishes.request;
-  std::string command = fmt::format("{} unit --level {}", ShellWord(OwnName()), wishes.level);
+std::string CommandOf(const Options& options, const Unit& unit) {
+  const UnitRequest& request = options.request;
+  std::string command = fmt::format("{} unit --level {}", ShellWord(OwnName()), options.level);
   if (!request.archiver.empty()) command += " --archiver " + ShellWord(request.archiver);
   if (request.again) command += " --again";
   if (request.place.verify) command += " --verify";
@@ -84,7 +84,7 @@ const char* WordOf(UnitState state) {
   return "due";
 }
 
-Json JsonOf(const Wishes& wishes, const Unit& unit) {
+Json JsonOf(const Options& options, const Unit& unit) {
   Json inputs = Json::Array();
   for (const UnitInput& input : unit.inputs) inputs.Append(input.name);
   return {{"unit", unit.name},
@@ -93,8 +93,8 @@ Json JsonOf(const Wishes& wishes, const Unit& unit) {
           {"state", WordOf(unit.state)},
           {"inputs", inputs},
           {"bytes", unit.bytes},
-          {"output", OutputOf(wishes.request.place, unit)},
-          {"command", CommandOf(wishes, unit)}};
+          {"output", OutputOf(options.request.place, unit)},
+          {"command", CommandOf(options, unit)}};
 }
 
 bool HasLineBreak(const std::string& text) { return text.find('\n') != std::string::npos; }
@@ -117,45 +117,45 @@ std::string Field(const std::string& text) {
 }
 
 // False: the unit cannot be told in this form, reported.
-bool Print(const Wishes& wishes, const Unit& unit, TextOut& out) {
-  if (wishes.tsv) {
+bool Print(const Options& options, const Unit& unit, TextOut& out) {
+  if (options.tsv) {
     out.Print("{}\t{}\t{}\t{}\t{}\t{}\n", Field(unit.array), unit.date, unit.inputs.size(),
-              unit.bytes, Field(OutputOf(wishes.request.place, unit)),
-              Field(CommandOf(wishes, unit)));
+              unit.bytes, Field(OutputOf(options.request.place, unit)),
+              Field(CommandOf(options, unit)));
     return true;
   }
-  const std::string text = wishes.names ? unit.name : CommandOf(wishes, unit);
-  if (!wishes.zero && HasLineBreak(text)) {
+  const std::string text = options.names ? unit.name : CommandOf(options, unit);
+  if (!options.zero && HasLineBreak(text)) {
     return Fail("unit " + unit.name, "its name or directory holds a line break; use -0");
   }
   out.Put(text);
-  out.Put(wishes.zero ? std::string_view("\0", 1) : std::string_view("\n"));
+  out.Put(options.zero ? std::string_view("\0", 1) : std::string_view("\n"));
   return true;
 }
 
-int List(Wishes& wishes) {
-  SetPlace(wishes);
-  wishes.request.again = wishes.all;
+int List(Options& options) {
+  SetPlace(options);
+  options.request.again = options.all;
   std::vector<Unit> units;
   std::vector<std::string> left_out;
-  if (!FindUnits(wishes.request.place, units, left_out)) return kTrouble;
+  if (!FindUnits(options.request.place, units, left_out)) return kTrouble;
   for (const std::string& name : left_out) {
     static_cast<void>(Fail(name, "is empty, its log was broken; no unit takes it"));
   }
   TextOut out(stdout);
   Json list = Json::Array();
   bool complete = true;
-  if (wishes.tsv) out.Put("array\tday\tinputs\tbytes\toutput\tcommand\n");
+  if (options.tsv) out.Put("array\tday\tinputs\tbytes\toutput\tcommand\n");
   for (const Unit& unit : units) {
-    if (unit.state == UnitState::kPresent && !wishes.all) continue;
-    if (unit.state == UnitState::kNotOver && !wishes.not_over) continue;
-    if (wishes.json) {
-      list.Append(JsonOf(wishes, unit));
+    if (unit.state == UnitState::kPresent && !options.all) continue;
+    if (unit.state == UnitState::kNotOver && !options.not_over) continue;
+    if (options.json) {
+      list.Append(JsonOf(options, unit));
     } else {
-      complete = Print(wishes, unit, out) && complete;
+      complete = Print(options, unit, out) && complete;
     }
   }
-  if (wishes.json) {
+  if (options.json) {
     out.Put(list.Text());
     out.Put("\n");
   }
@@ -166,15 +166,15 @@ int List(Wishes& wishes) {
   return complete ? kGood : kBad;
 }
 
-int Work(Wishes& wishes, bool quiet) {
-  SetPlace(wishes);
+int Work(Options& options, bool quiet) {
+  SetPlace(options);
   Unit unit;
-  const UnitEnd end = RunUnit(wishes.request, unit);
+  const UnitEnd end = RunUnit(options.request, unit);
   if (end == UnitEnd::kTrouble) return kTrouble;
   if (end == UnitEnd::kNotMade) return kBad;
   if (!quiet) {
     TextOut out(stdout);
-    out.Print("{}: {}\n", OutputOf(wishes.request.place, unit),
+    out.Print("{}: {}\n", OutputOf(options.request.place, unit),
               end == UnitEnd::kMade
                   ? fmt::format("made from {} input{}, {} bytes", unit.inputs.size(),
                                 unit.inputs.size() == 1 ? "" : "s", unit.bytes)
@@ -183,50 +183,50 @@ int Work(Wishes& wishes, bool quiet) {
   return kGood;
 }
 
-void AddCommonOptions(Command& command, const std::shared_ptr<Wishes>& wishes) {
-  command.AddOption("directory", wishes->directory, "Directory of the logs (or hour archives)")
+void AddCommonOptions(Command& command, const std::shared_ptr<Options>& options) {
+  command.AddOption("directory", options->directory, "Directory of the logs (or hour archives)")
       ->Required();
   command
-      .AddOption("--level", wishes->level,
+      .AddOption("--level", options->level,
                  "hour: hour archives from logs; day: day archives from hour archives "
                  "(default hour)")
       ->Must(OneOf({"hour", "day"}));
-  command.AddOption("-o,--output", wishes->output,
+  command.AddOption("-o,--output", options->output,
                     "Directory of the archives (default: for hour \"archive\" in the directory, "
                     "for day the directory itself)");
-  command.AddOption("--archiver", wishes->request.archiver,
+  command.AddOption("--archiver", options->request.archiver,
                     "The archiver (default: Qelprfarc beside psltool, else that in PATH)");
-  command.AddFlag("--verify", wishes->request.place.verify,
+  command.AddFlag("--verify", options->request.place.verify,
                   "A unit is done only when every record of its archive is sound");
 }
 
 }  // namespace
 
 void AddUnitsCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  AddCommonOptions(command, wishes);
-  command.AddFlag("--all", wishes->all, "Also what is done; the commands then do it again");
-  command.AddFlag("--not-over", wishes->not_over, "Also what is not over");
+  auto options = std::make_shared<Options>();
+  AddCommonOptions(command, options);
+  command.AddFlag("--all", options->all, "Also what is done; the commands then do it again");
+  command.AddFlag("--not-over", options->not_over, "Also what is not over");
   auto* zero =
-      command.AddFlag("-0,--null", wishes->zero, "A zero byte behind each, not a new line");
-  auto* names = command.AddFlag("--names", wishes->names, "The units' names only");
-  auto* tsv = command.AddFlag("--tsv", wishes->tsv,
+      command.AddFlag("-0,--null", options->zero, "A zero byte behind each, not a new line");
+  auto* names = command.AddFlag("--names", options->names, "The units' names only");
+  auto* tsv = command.AddFlag("--tsv", options->tsv,
                               "A table with tabs: array, day, inputs, bytes, output, command");
-  auto* json = command.AddFlag("--json", wishes->json, "As JSON");
+  auto* json = command.AddFlag("--json", options->json, "As JSON");
   tsv->Excludes(zero)->Excludes(names)->Excludes(json);
   json->Excludes(zero)->Excludes(names);
-  command.Does([wishes, &status] { status = List(*wishes); });
+  command.Does([options, &status] { status = List(*options); });
 }
 
 void AddUnitCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
+  auto options = std::make_shared<Options>();
   auto quiet = std::make_shared<bool>(false);
-  AddCommonOptions(command, wishes);
-  command.AddOption("name", wishes->request.name, "Name of the unit: date digits and array")
+  AddCommonOptions(command, options);
+  command.AddOption("name", options->request.name, "Name of the unit: date digits and array")
       ->Required();
-  command.AddFlag("--again", wishes->request.again, "Even if it is done");
+  command.AddFlag("--again", options->request.again, "Even if it is done");
   command.AddFlag("-q,--quiet", *quiet, "No text when all is well");
-  command.Does([wishes, quiet, &status] { status = Work(*wishes, *quiet); });
+  command.Does([options, quiet, &status] { status = Work(*options, *quiet); });
 }
 
 }  // namespace psltool

@@ -63,36 +63,36 @@ void AddLabelsOption(Command& command, std::string& path) {
       ->OrFrom("PSLTOOL_LABELS");
 }
 
-bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& wishes) {
+bool TakeChoice(const char* command, const ChoiceOptions& options, DumpRequest& request) {
   const std::string name = command;
-  wishes.zone = options.zone();
-  for (const std::string& word : options.kinds) wishes.kinds.push_back(KindOfWord(word));
-  if (!TakeTime(name + " --from", options.from, options.zone(), false, wishes.from) ||
-      !TakeTime(name + " --to", options.to, options.zone(), true, wishes.to)) {
+  request.zone = options.zone();
+  for (const std::string& word : options.kinds) request.kinds.push_back(KindOfWord(word));
+  if (!TakeTime(name + " --from", options.from, options.zone(), false, request.from) ||
+      !TakeTime(name + " --to", options.to, options.zone(), true, request.to)) {
     return false;
   }
-  if (wishes.from && wishes.to && *wishes.from > *wishes.to) {
+  if (request.from && request.to && *request.from > *request.to) {
     return Fail(name + " --from", fmt::format("'{}' is after --to '{}'", options.from, options.to));
   }
   if (options.key.empty()) return true;
-  wishes.key = options.key;
-  return wishes.kinds.size() == 1 || Fail(name + " --key", "needs one --kind");
+  request.key = options.key;
+  return request.kinds.size() == 1 || Fail(name + " --key", "needs one --kind");
 }
 
 bool HasWhatWasAsked(const std::string& what, const ChoiceOptions& options,
-                     const DumpWishes& wishes, const DumpCount& count) {
-  if ((wishes.from || wishes.to) && count.records == 0) {
+                     const DumpRequest& request, const DumpCount& count) {
+  if ((request.from || request.to) && count.records == 0) {
     const std::string from = options.from.empty() ? "" : fmt::format(" from {}", options.from);
     const std::string to = options.to.empty() ? "" : fmt::format(" to {}", options.to);
     return Fail(what, fmt::format("no record lies in the time{}{} ({}); psltool info tells what "
                                   "time a file spans",
                                   from, to, options.utc ? "UTC" : "local"));
   }
-  if (wishes.key && count.entries == 0) {
+  if (request.key && count.entries == 0) {
     return Fail(what, fmt::format("no record{} holds {} {}; without --key all of the kind are put "
                                   "out",
-                                  wishes.from || wishes.to ? " of the time" : "",
-                                  WordOfKind(wishes.kinds.front()), *wishes.key));
+                                  request.from || request.to ? " of the time" : "",
+                                  WordOfKind(request.kinds.front()), *request.key));
   }
   return true;
 }

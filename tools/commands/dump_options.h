@@ -34,10 +34,10 @@ void AddLabelsOption(Command& command, std::string& path);
 
 // Puts the options into what a dump is asked for. False: one is wrong, reported under the command's
 // name.
-bool TakeChoice(const char* command, const ChoiceOptions& options, DumpWishes& wishes);
+bool TakeChoice(const char* command, const ChoiceOptions& options, DumpRequest& request);
 
 // False: nothing was there of a time or key that was asked for, reported of `what`.
 bool HasWhatWasAsked(const std::string& what, const ChoiceOptions& options,
-                     const DumpWishes& wishes, const DumpCount& count);
+                     const DumpRequest& request, const DumpCount& count);
 
 }  // namespace psltool

@@ -29,22 +29,22 @@ class Exporter::Writer : public DumpWriter {
     file_.header = header;
     file_.level = LevelWord(header.level);
     file_.array = PartsOfName(file_.path, header.level).array;
-    if (file_.array.empty()) file_.array = exporter_.wishes_.array;
+    if (file_.array.empty()) file_.array = exporter_.request_.array;
   }
 
   // Besides the key, which stands first.
   std::vector<bool> Wants(const std::vector<Column>& columns) const override {
-    const ExportWishes& wishes = exporter_.wishes_;
-    if (wishes.metrics.empty() && wishes.statistics.empty()) return {};
+    const ExportRequest& request = exporter_.request_;
+    if (request.metrics.empty() && request.statistics.empty()) return {};
     std::vector<bool> wanted(columns.size(), false);
     wanted.front() = true;
-    for (const ExportColumn& column : wishes.ColumnsOf(columns)) wanted[column.at] = true;
+    for (const ExportColumn& column : request.ColumnsOf(columns)) wanted[column.at] = true;
     return wanted;
   }
 
   void Start(const std::vector<const std::vector<Column>*>& all) override {
     for (const std::vector<Column>* columns : all) {
-      columns_[columns] = exporter_.wishes_.ColumnsOf(*columns);
+      columns_[columns] = exporter_.request_.ColumnsOf(*columns);
     }
     started_ = exporter_.sink_.StartFile(file_);
     exporter_.failed_ = !started_;
@@ -92,7 +92,7 @@ class Exporter::Writer : public DumpWriter {
   bool started_ = false;
 };
 
-std::vector<ExportColumn> ExportWishes::ColumnsOf(const std::vector<Column>& columns) const {
+std::vector<ExportColumn> ExportRequest::ColumnsOf(const std::vector<Column>& columns) const {
   std::vector<ExportColumn> found = ExportColumnsOf(columns);
   std::erase_if(found, [this](const ExportColumn& column) {
     const bool metric = std::any_of(metrics.begin(), metrics.end(), [&](const std::string& name) {
@@ -109,11 +109,11 @@ namespace {
 // Gathers columns.
 class Gatherer : public DumpWriter {
  public:
-  explicit Gatherer(const ExportWishes& wishes) : wishes_(wishes) {}
+  explicit Gatherer(const ExportRequest& request) : request_(request) {}
 
   void Start(const std::vector<const std::vector<Column>*>& all) override {
     for (const std::vector<Column>* columns : all) {
-      for (ExportColumn& column : wishes_.ColumnsOf(*columns)) {
+      for (ExportColumn& column : request_.ColumnsOf(*columns)) {
         if (seen_.insert(column.number).second) found_.push_back(std::move(column));
       }
     }
@@ -123,30 +123,30 @@ class Gatherer : public DumpWriter {
   const std::vector<ExportColumn>& found() const { return found_; }
 
  private:
-  const ExportWishes& wishes_;
+  const ExportRequest& request_;
   std::set<uint16_t> seen_;
   std::vector<ExportColumn> found_;
 };
 
 }  // namespace
 
-std::vector<ExportColumn> ColumnsOfFiles(ExportWishes wishes,
+std::vector<ExportColumn> ColumnsOfFiles(ExportRequest request,
                                          const std::vector<std::string>& paths) {
-  Gatherer gatherer(wishes);
+  Gatherer gatherer(request);
   for (const std::string& path : paths) {
-    wishes.dump.path = path;
-    LookAtColumns(wishes.dump, gatherer);
+    request.dump.path = path;
+    LookAtColumns(request.dump, gatherer);
   }
   return gatherer.found();
 }
 
 DumpEnd Exporter::Take(const std::string& path) {
-  wishes_.dump.path = path;
+  request_.dump.path = path;
   Writer writer(*this, path);
   const TextOut nowhere(stdout);  // what fails is told by the writer
   Finding trouble;
   const DumpEnd end =
-      DumpFile(wishes_.dump, writer, nowhere, progress_, reports_, &trouble, &count_);
+      DumpFile(request_.dump, writer, nowhere, progress_, reports_, &trouble, &count_);
   if (failed_ || !writer.started()) return end;
   const ExportFileEnd file_end = end == DumpEnd::kDone     ? ExportFileEnd::kWhole
                                  : end == DumpEnd::kBroken ? ExportFileEnd::kBroken

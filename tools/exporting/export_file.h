@@ -9,8 +9,8 @@
 
 namespace psltool {
 
-struct ExportWishes {
-  DumpWishes dump;    // what of the files is wanted; its path is set for each
+struct ExportRequest {
+  DumpRequest dump;   // what of the files is wanted; its path is set for each
   std::string array;  // name of the array where names of files do not tell; empty: none
   std::vector<std::string> metrics;     // as `IsMetric` takes them; empty: all
   std::vector<std::string> statistics;  // likewise
@@ -20,14 +20,14 @@ struct ExportWishes {
 };
 
 // All columns that rows of the files can have, in the order in which they are first met.
-std::vector<ExportColumn> ColumnsOfFiles(ExportWishes wishes,
+std::vector<ExportColumn> ColumnsOfFiles(ExportRequest request,
                                          const std::vector<std::string>& paths);
 
 class Exporter {
  public:
-  Exporter(ExportWishes wishes, ExportSink& sink, Progress& progress,
+  Exporter(ExportRequest request, ExportSink& sink, Progress& progress,
            PslReader::Reports reports = PslReader::Reports::kPrinted)
-      : wishes_(std::move(wishes)), sink_(sink), progress_(progress), reports_(reports) {}
+      : request_(std::move(request)), sink_(sink), progress_(progress), reports_(reports) {}
 
   // Every failure is reported. Behind a failure of the sink, which `failed` tells, there is no
   // use in going on.
@@ -40,7 +40,7 @@ class Exporter {
  private:
   class Writer;
 
-  ExportWishes wishes_;
+  ExportRequest request_;
   ExportSink& sink_;
   Progress& progress_;
   PslReader::Reports reports_;

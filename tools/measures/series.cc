@@ -191,7 +191,7 @@ class SeriesReader::Writer : public DumpWriter {
 };
 
 bool SeriesReader::Look(const std::vector<std::string>& paths) {
-  const DumpWishes& dump = request_.dump;
+  const DumpRequest& dump = request_.dump;
   for (const std::string& path : paths) {
     FileCover cover;
     if (!Cover(
@@ -250,7 +250,7 @@ int SeriesReader::Walk(SeriesSink& sink, std::function<bool(size_t)> wanted) {
     status = std::max(status, broken ? kExitFailed : kExitUnusable);
   }
   for (const FileCover& file : files_) {
-    DumpWishes dump = request_.dump;
+    DumpRequest dump = request_.dump;
     dump.path = file.path;
     std::erase_if(dump.kinds, [&](Kind kind) { return !HasKind(file.header.revision, kind); });
     if (!kinds.empty() && dump.kinds.empty()) continue;

@@ -23,7 +23,7 @@
 namespace psltool {
 
 struct SeriesRequest {
-  DumpWishes dump;                  // kinds (none: all), key, span and zone; the path is set here
+  DumpRequest dump;                 // kinds (none: all), key, span and zone; the path is set here
   std::vector<MeasureAt> measures;  // as `MeasuresOfKind` gives them
 };
 

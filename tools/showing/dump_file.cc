@@ -31,22 +31,22 @@ struct Plan {
 
 class Dumper {
  public:
-  Dumper(const DumpWishes& wishes, PslReader& reader, DumpWriter& writer)
-      : wishes_(wishes), reader_(reader), writer_(writer), periods_(wishes.path, wishes.zone) {}
+  Dumper(const DumpRequest& request, PslReader& reader, DumpWriter& writer)
+      : request_(request), reader_(reader), writer_(writer), periods_(request.path, request.zone) {}
 
   bool IsWanted(Kind kind) const {
-    return wishes_.kinds.empty() ||
-           std::find(wishes_.kinds.begin(), wishes_.kinds.end(), kind) != wishes_.kinds.end();
+    return request_.kinds.empty() ||
+           std::find(request_.kinds.begin(), request_.kinds.end(), kind) != request_.kinds.end();
   }
 
   // Makes ready for the file's revision. False: it cannot hold what is asked for, reported.
   bool Prepare(bool printed) {
     const uint8_t revision = reader_.header().revision;
-    for (const Kind kind : wishes_.kinds) {
+    for (const Kind kind : request_.kinds) {
       if (HasKind(revision, kind)) continue;
       if (printed) {
-        static_cast<void>(Fail(wishes_.path, fmt::format("files of revision 0x{:02X} hold no {}",
-                                                         revision, WordOfKind(kind))));
+        static_cast<void>(Fail(request_.path, fmt::format("files of revision 0x{:02X} hold no {}",
+                                                          revision, WordOfKind(kind))));
       }
       return false;
     }
@@ -55,7 +55,7 @@ class Dumper {
     if (revision == 0x10) AddPlan(0x11);
     for (const ItemRow& row : kItemRows) {
       if (row.span.Holds(revision) && IsWanted(row.kind)) {
-        items_[row.kind] = std::make_unique<ElementFields>(row.kind, wishes_.raw);
+        items_[row.kind] = std::make_unique<ElementFields>(row.kind, request_.raw);
       }
     }
     if (!TakeKey(printed)) return false;
@@ -78,7 +78,7 @@ class Dumper {
     if (reader_.tag() != "STA") return true;
     const uint32_t stamp = Load32(reader_.record().data() + kAtTime);
     period_ = periods_.Of(reader_.position(), stamp);
-    if (!LiesIn(period_, wishes_.from, wishes_.to, wishes_.zone)) return true;
+    if (!LiesIn(period_, request_.from, request_.to, request_.zone)) return true;
     ++count_.records;
     writer_.StartRecord(period_);
     return reader_.Load() && TakeStatistics();
@@ -95,7 +95,7 @@ class Dumper {
       const SectionRow& row = layout.sections[i];
       if (!IsWanted(row.kind)) continue;
       plan.sections[row.kind] =
-          std::make_unique<EntryFields>(reader_.header(), row, layout.row.rule, wishes_.raw);
+          std::make_unique<EntryFields>(reader_.header(), row, layout.row.rule, request_.raw);
       const std::vector<Column>& columns = plan.sections[row.kind]->columns();
       const std::vector<bool> wanted = writer_.Wants(columns);
       if (!wanted.empty()) plan.choices[row.kind].emplace(columns, wanted);
@@ -106,15 +106,15 @@ class Dumper {
   }
 
   bool TakeKey(bool printed) {
-    if (!wishes_.key || wishes_.kinds.empty()) return true;
-    const Kind kind = wishes_.kinds.front();
+    if (!request_.key || request_.kinds.empty()) return true;
+    const Kind kind = request_.kinds.front();
     const SectionRow* const row = SectionOf(LayoutOf(reader_.header().revision), kind);
     if (row == nullptr) return true;  // keys of optional items are compared as text
-    key_ = ParseKey(kForms[row->form].key, *wishes_.key);
+    key_ = ParseKey(kForms[row->form].key, *request_.key);
     if (key_) return true;
     if (printed) {
       static_cast<void>(Fail(
-          wishes_.path, fmt::format("'{}' is not a key of {}", *wishes_.key, WordOfKind(kind))));
+          request_.path, fmt::format("'{}' is not a key of {}", *request_.key, WordOfKind(kind))));
     }
     return false;
   }
@@ -236,7 +236,7 @@ class Dumper {
     const ElementFields& fields = *items_[row->kind];
     for (size_t from = 0; from < elements.size(); from += row->element) {
       const auto element = elements.subspan(from, row->element);
-      if (wishes_.key && fields.KeyOf(element) != *wishes_.key) continue;
+      if (request_.key && fields.KeyOf(element) != *request_.key) continue;
       ++count_.entries;
       fields.Decode({item, element, reader_.position() + at + first + from}, values_);
       TakeNumbers(fields.columns());
@@ -260,7 +260,7 @@ class Dumper {
     }
   }
 
-  const DumpWishes& wishes_;
+  const DumpRequest& request_;
   PslReader& reader_;
   DumpWriter& writer_;
   std::vector<Plan> plans_;
@@ -278,10 +278,10 @@ class Dumper {
 
 const char* WordOfKind(Kind kind) { return kind == kWaittm ? "wait-time" : NameOf(kind).word; }
 
-DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& out,
+DumpEnd DumpFile(const DumpRequest& request, DumpWriter& writer, const TextOut& out,
                  Progress& progress, PslReader::Reports reports, Finding* trouble,
                  DumpCount* count) {
-  PslReader reader(wishes.path, reports);
+  PslReader reader(request.path, reports);
   const auto failure = [&] {
     if (trouble != nullptr) *trouble = reader.trouble();
     return reader.trouble().severity == Severity::kUnreadable ? DumpEnd::kUnreadable
@@ -289,10 +289,10 @@ DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& ou
   };
   if (!reader.Open()) return failure();
   writer.Open(reader.header());
-  Dumper dumper(wishes, reader, writer);
+  Dumper dumper(request, reader, writer);
   if (!dumper.Prepare(reports == PslReader::Reports::kPrinted)) return DumpEnd::kRefused;
   while (!out.failed() && !writer.failed() && reader.NextHeader()) {
-    progress.Show(wishes.path, reader.position(), reader.size());
+    progress.Show(request.path, reader.position(), reader.size());
     if (!dumper.Take()) break;
   }
   writer.Finish();
@@ -303,10 +303,10 @@ DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& ou
   return reader.failed() ? failure() : DumpEnd::kDone;
 }
 
-void LookAtColumns(const DumpWishes& wishes, DumpWriter& writer) {
-  PslReader reader(wishes.path, PslReader::Reports::kKept);
+void LookAtColumns(const DumpRequest& request, DumpWriter& writer) {
+  PslReader reader(request.path, PslReader::Reports::kKept);
   if (!reader.Open()) return;
-  static_cast<void>(Dumper(wishes, reader, writer).Prepare(false));
+  static_cast<void>(Dumper(request, reader, writer).Prepare(false));
 }
 
 }  // namespace psltool

@@ -14,7 +14,7 @@
 
 namespace psltool {
 
-struct DumpWishes {
+struct DumpRequest {
   std::string path;
   std::vector<Kind> kinds;         // empty: all that the file's revision has
   std::optional<std::string> key;  // only with one kind
@@ -40,13 +40,13 @@ struct DumpCount {
 
 // Ends early when `out` or the writer has failed. `trouble`: gets what was found.
 // `count`: what the file has is added.
-DumpEnd DumpFile(const DumpWishes& wishes, DumpWriter& writer, const TextOut& out,
+DumpEnd DumpFile(const DumpRequest& request, DumpWriter& writer, const TextOut& out,
                  Progress& progress, PslReader::Reports reports = PslReader::Reports::kPrinted,
                  Finding* trouble = nullptr, DumpCount* count = nullptr);
 
 // Tells the writer which columns entries of the file can have, and nothing else. A file that cannot
 // be read has none; what is wrong with it is left to the dump to report.
-void LookAtColumns(const DumpWishes& wishes, DumpWriter& writer);
+void LookAtColumns(const DumpRequest& request, DumpWriter& writer);
 
 // "ld", "wait-time".
 const char* WordOfKind(Kind kind);

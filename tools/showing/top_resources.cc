@@ -99,7 +99,7 @@ class TopCollector::Writer : public DumpWriter {
     for (const std::vector<Column>* columns : all) {
       for (const Column& column : *columns) groups = std::max<uint32_t>(groups, column.group);
     }
-    const uint32_t group = collector_.wishes_.group;
+    const uint32_t group = collector_.request_.group;
     refused_ = group > std::max(groups, 1U);
     if (refused_) {
       static_cast<void>(
@@ -107,7 +107,7 @@ class TopCollector::Writer : public DumpWriter {
     }
   }
   std::vector<uint8_t> WantsNumbers(const std::vector<Column>& columns) const override {
-    return PlacesOf(columns, collector_.wishes_.group, collector_.wishes_.by);
+    return PlacesOf(columns, collector_.request_.group, collector_.request_.by);
   }
   bool failed() const override { return refused_; }
 
@@ -140,7 +140,7 @@ class TopCollector::Writer : public DumpWriter {
     record_.milliseconds = longest_;
     if (collector_.cells() != 0) {
       total_->cells[cell_].Add(record_);
-      const auto measure = record_.Measure(collector_.wishes_.by);
+      const auto measure = record_.Measure(collector_.request_.by);
       if (measure) total_->peak.Take(*measure, period_);
     }
     record_ = {};
@@ -179,7 +179,7 @@ class TopCollector::Writer : public DumpWriter {
     };
     counts_ = has(kOps);
     has_volume_ = has(kSecond);
-    peak_ = ColumnsOf(collector_.wishes_.by).record;
+    peak_ = ColumnsOf(collector_.request_.by).record;
   }
 
   double NumberAt(Counted which) const { return std::isnan(numbers_[which]) ? 0 : numbers_[which]; }
@@ -219,7 +219,7 @@ class TopCollector::Writer : public DumpWriter {
 };
 
 bool TopCollector::Look(const std::string& path) {
-  const DumpWishes& dump = wishes_.dump;
+  const DumpRequest& dump = request_.dump;
   const auto note = [this](const RecordPeriod& period) { Note(period); };
   FileCover cover;
   if (!Cover(path, {dump.from, dump.to, dump.zone}, progress_, note, cover)) return true;
@@ -248,10 +248,10 @@ void TopCollector::Note(const RecordPeriod& period) {
   const auto place = std::lower_bound(stamps_.begin(), stamps_.end(), stamp);
   if (place != stamps_.end() && *place == stamp) return;
   stamps_.insert(place, stamp);
-  crowded_ = stamps_.size() > wishes_.width;
+  crowded_ = stamps_.size() > request_.width;
 }
 
-size_t TopCollector::cells() const { return crowded_ ? wishes_.width : stamps_.size(); }
+size_t TopCollector::cells() const { return crowded_ ? request_.width : stamps_.size(); }
 
 // While each stamp has a cell of its own they are numbered, else the span is cut into equal parts.
 size_t TopCollector::CellOf(uint32_t stamp) const {
@@ -261,14 +261,14 @@ size_t TopCollector::CellOf(uint32_t stamp) const {
   }
   const uint64_t length = uint64_t{stamped_->second} - stamped_->first + 1;
   const uint64_t at = std::clamp(stamp, stamped_->first, stamped_->second) - stamped_->first;
-  return static_cast<size_t>(at * wishes_.width / length);
+  return static_cast<size_t>(at * request_.width / length);
 }
 
 DumpEnd TopCollector::Take(const std::string& path) {
-  wishes_.dump.path = path;
+  request_.dump.path = path;
   Writer writer(*this, path);
   const TextOut nowhere(stdout);
-  const DumpEnd end = DumpFile(wishes_.dump, writer, nowhere, progress_);
+  const DumpEnd end = DumpFile(request_.dump, writer, nowhere, progress_);
   if (writer.failed()) return DumpEnd::kRefused;
   if (end != DumpEnd::kUnreadable && end != DumpEnd::kRefused) writer.EndRecord();
   return end;
@@ -291,19 +291,19 @@ std::vector<const TopResource*> TopCollector::Ranked() const {
   std::vector<const TopResource*> ranked;
   for (const auto& [array, group] : groups_) {
     for (const TopResource& resource : group.resources) {
-      if (resource.all.Measure(wishes_.by)) ranked.push_back(&resource);
+      if (resource.all.Measure(request_.by)) ranked.push_back(&resource);
     }
   }
   const auto value = [this](const TopResource* resource) {
     // Over the whole span the count itself ranks: a resource that was seen for an hour only did
     // less.
-    if (wishes_.by == TopMeasure::kOps) return resource->all.operations;
-    return *resource->all.Measure(wishes_.by);
+    if (request_.by == TopMeasure::kOps) return resource->all.operations;
+    return *resource->all.Measure(request_.by);
   };
   std::sort(ranked.begin(), ranked.end(), [&](const TopResource* a, const TopResource* b) {
     const double of_a = value(a);
     const double of_b = value(b);
-    if (of_a != of_b) return wishes_.ascending ? of_a < of_b : of_a > of_b;
+    if (of_a != of_b) return request_.ascending ? of_a < of_b : of_a > of_b;
     return std::tie(a->array, a->key) < std::tie(b->array, b->key);
   });
   return ranked;

@@ -83,8 +83,8 @@ struct TopTotal {
   std::vector<TopSums> cells;
 };
 
-struct TopWishes {
-  DumpWishes dump;  // one kind; the path is set for each file
+struct TopRequest {
+  DumpRequest dump;  // one kind; the path is set for each file
   uint32_t group = 1;
   TopMeasure by = TopMeasure::kOps;
   bool ascending = false;
@@ -94,8 +94,8 @@ struct TopWishes {
 // Collects in two passes: the first finds the span of time, the second adds up.
 class TopCollector {
  public:
-  TopCollector(TopWishes wishes, Progress& progress)
-      : wishes_(std::move(wishes)), progress_(progress) {}
+  TopCollector(TopRequest request, Progress& progress)
+      : request_(std::move(request)), progress_(progress) {}
 
   // First pass over a file. What it cannot tell is left to the second. False: the file and one
   // before it hold the same time of an array, which would count twice; reported.
@@ -126,7 +126,7 @@ class TopCollector {
 
   void Note(const RecordPeriod& period);
 
-  TopWishes wishes_;
+  TopRequest request_;
   Progress& progress_;
   std::map<std::string, std::vector<FileCover>> parts_;  // by array
   std::optional<std::pair<uint32_t, uint32_t>> span_;

@@ -32,10 +32,10 @@ struct Audited {
   }
 };
 
-inline Audited RunAudit(const AuditWishes& wishes) {
+inline Audited RunAudit(const AuditRequest& request) {
   Audited audited;
   Progress progress(false);
   audited.result = AuditArchive(
-      wishes, [&](const AuditFinding& finding) { audited.findings.push_back(finding); }, progress);
+      request, [&](const AuditFinding& finding) { audited.findings.push_back(finding); }, progress);
   return audited;
 }

@@ -25,15 +25,15 @@ DumpEnd Dump(const std::string& path, const std::string& format, bool raw) {
   static std::FILE* const nowhere = std::fopen("/dev/null", "w");
   TextOut out(nowhere);
   Progress progress(false);
-  DumpWishes wishes;
-  wishes.path = path;
-  wishes.raw = raw;
+  DumpRequest request;
+  request.path = path;
+  request.raw = raw;
   static const Labels none;
   const FileLabels labels(none, path);
   const auto writer = format == "csv"      ? MakeCsvWriter(out, Zone::kLocal, labels)
                       : format == "ndjson" ? MakeJsonLinesWriter(out, Zone::kUtc, labels)
                                            : MakeTableWriter(out, Zone::kUtc, labels, false);
-  return DumpFile(wishes, *writer, out, progress, PslReader::Reports::kKept);
+  return DumpFile(request, *writer, out, progress, PslReader::Reports::kKept);
 }
 
 // Exports in one of the text forms. What is exported in an orderly way ends as a dump does.
@@ -55,11 +55,11 @@ DumpEnd Export(const std::string& path, const std::string& form, const std::stri
 SalvageReport Save(const std::string& from, const std::string& to, bool resync, SalvageEnd& end) {
   Progress progress(false);
   SalvageReport report;
-  SalvageWishes wishes;
-  wishes.broken = from;
-  wishes.good = to;
-  wishes.resync = resync;
-  end = Salvage(wishes, progress, report);
+  SalvageRequest request;
+  request.broken = from;
+  request.good = to;
+  request.resync = resync;
+  end = Salvage(request, progress, report);
   return report;
 }
 

@@ -51,15 +51,15 @@ TEST_P(PrefixPsltoolAuditAutomatic, RulesOfAutomaticRunsAreFound) {
   Store32(log.data() + last + kAtTime, Load32(log.data() + last + kAtTime) + 1800);
   server.directory.Write("arc/20240304array01.psl", log);
   ASSERT_EQ(server.RunAuto().status, 0);
-  AuditWishes wishes;
-  wishes.archive = arc + "/archive/202403array01.psa";
-  wishes.inputs = {arc + "/archive/20240304array01.psa", arc + "/archive/20240305array01.psa"};
-  const Audited found = RunAudit(wishes);
+  AuditRequest request;
+  request.archive = arc + "/archive/202403array01.psa";
+  request.inputs = {arc + "/archive/20240304array01.psa", arc + "/archive/20240305array01.psa"};
+  const Audited found = RunAudit(request);
   EXPECT_EQ(found.result.findings, 0U) << found.Text();
-  wishes.run = AuditRun::kAutomatic;
-  EXPECT_EQ(RunAudit(wishes).result.findings, 0U);
-  wishes.run = AuditRun::kManual;
-  const Audited manual = RunAudit(wishes);
+  request.run = AuditRun::kAutomatic;
+  EXPECT_EQ(RunAudit(request).result.findings, 0U);
+  request.run = AuditRun::kManual;
+  const Audited manual = RunAudit(request);
   if (LayoutOf(static_cast<uint8_t>(GetParam())).row.keeps_header) {
     EXPECT_EQ(found.result.run, RunKind::kAutomatic);
     EXPECT_NE(manual.result.findings, 0U);
@@ -147,15 +147,15 @@ TEST_P(PrefixBrokenFirstInput, ItsPairsAreToldByTheNextDay) {
         << "type " << spell::GetU8(record, item + kItemType);
     item += spell::GetU32(record, item + kItemLength);
   }
-  AuditWishes wishes;
-  wishes.archive = directory.Path("archive/202401A.psa");
-  wishes.inputs = {directory.Path("archive/20240101A.psa"),
-                   directory.Path("archive/20240102A.psa")};
-  wishes.run = AuditRun::kAutomatic;
-  const Audited audit = RunAudit(wishes);
+  AuditRequest request;
+  request.archive = directory.Path("archive/202401A.psa");
+  request.inputs = {directory.Path("archive/20240101A.psa"),
+                    directory.Path("archive/20240102A.psa")};
+  request.run = AuditRun::kAutomatic;
+  const Audited audit = RunAudit(request);
   EXPECT_FALSE(audit.findings.empty());  // the input is broken
   for (const AuditFinding& finding : audit.findings) {
-    EXPECT_EQ(finding.path, wishes.inputs[0]) << audit.Text();
+    EXPECT_EQ(finding.path, request.inputs[0]) << audit.Text();
   }
 }
 

@@ -54,8 +54,8 @@ TEST_P(PsltoolAuditBytes, EveryByteCounts) {
   int changed = 0;
   for (const ArchivedFile& archive : Archives(logs)) {
     const std::string whole = TempDir::ReadFile(archive.path);
-    const AuditWishes wishes = {{.archive = archive.path, .inputs = archive.inputs},
-                                AuditRun::kManual};
+    const AuditRequest request = {{.archive = archive.path, .inputs = archive.inputs},
+                                  AuditRun::kManual};
     for (int i = 0; i < 60; ++i) {
       // The places in front, where the heads stand, as often as all others.
       const size_t at =
@@ -63,7 +63,7 @@ TEST_P(PsltoolAuditBytes, EveryByteCounts) {
       std::string bytes = whole;
       bytes[at] = static_cast<char>(bytes[at] ^ (1 << random.Range(0, 7)));
       Put(logs, archive.path, bytes);
-      const Audited audited = RunAudit(wishes);
+      const Audited audited = RunAudit(request);
       ASSERT_FALSE(audited.findings.empty()) << archive.path << " at " << at;
       ++changed;
       for (const AuditFinding& each : audited.findings) {
@@ -86,7 +86,7 @@ TEST_P(PsltoolAuditBytes, DamagedFilesEndInFindings) {
   Random random(revision() + 500U);
   const ArchivedLogs logs(52, revision(), {}, kZone);
   for (const ArchivedFile& archive : Archives(logs)) {
-    const AuditWishes wishes = {{.archive = archive.path, .inputs = archive.inputs}};
+    const AuditRequest request = {{.archive = archive.path, .inputs = archive.inputs}};
     for (const std::string& path : {archive.path, archive.inputs.front()}) {
       const std::string whole = TempDir::ReadFile(path);
       for (int i = 0; i < 25; ++i) {
@@ -108,7 +108,7 @@ TEST_P(PsltoolAuditBytes, DamagedFilesEndInFindings) {
             break;
         }
         Put(logs, path, bytes);
-        const Audited audited = RunAudit(wishes);
+        const Audited audited = RunAudit(request);
         // Damage of an input can stay without effect: free space, maxima below others.
         if (path == archive.path && bytes != whole) {
           EXPECT_FALSE(audited.findings.empty()) << path << ", " << i;

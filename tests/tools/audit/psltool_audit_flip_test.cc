@@ -80,9 +80,9 @@ class PsltoolAuditFlip : public testing::TestWithParam<int> {
     std::map<Kind, std::vector<Place>> by_kind;
     for (const Place& place : PlacesOf(archive.path)) by_kind[place.kind].push_back(place);
     if (by_kind.empty()) return true;
-    const AuditWishes wishes = {{.archive = archive.path, .inputs = archive.inputs},
-                                AuditRun::kManual};
-    if (!RunAudit(wishes).findings.empty()) return true;  // told by other tests
+    const AuditRequest request = {{.archive = archive.path, .inputs = archive.inputs},
+                                  AuditRun::kManual};
+    if (!RunAudit(request).findings.empty()) return true;  // told by other tests
     FlippedFile file(archive.path);
     for (int i = 0; i < flips; ++i) {
       auto kind = by_kind.begin();
@@ -92,7 +92,7 @@ class PsltoolAuditFlip : public testing::TestWithParam<int> {
       const uint32_t bits =
           random.Percent(50) ? 1U << random.Below(32) : random.Word() | 1U << random.Below(32);
       file.Flip(at, bits);
-      const Audited audited = RunAudit(wishes);
+      const Audited audited = RunAudit(request);
       file.Restore(at);
       if (!Names(audited, place, at, bits, file.bytes())) return false;
       ++flips_;

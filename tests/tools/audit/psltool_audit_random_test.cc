@@ -27,18 +27,18 @@ class PsltoolAuditRandom : public testing::TestWithParam<int> {
   void ExpectAgreement(const std::vector<std::string>& run, const std::vector<ArchivedFile>& files,
                        bool no_period = false) {
     for (const ArchivedFile& file : files) {
-      AuditWishes wishes = {
+      AuditRequest request = {
           {.archive = file.path, .inputs = run, .no_period = no_period, .whole_run = true},
           AuditRun::kManual};
-      const Audited whole = RunAudit(wishes);
+      const Audited whole = RunAudit(request);
       EXPECT_EQ(whole.result.findings, 0U) << whole.Text();
       EXPECT_EQ(whole.result.used.size(), file.inputs.size());
       EXPECT_EQ(whole.result.bytes, std::filesystem::file_size(file.path));
       ++archives_;
       entries_ += whole.result.entries;
-      wishes.inputs = file.inputs;
-      wishes.whole_run = false;
-      const Audited own = RunAudit(wishes);
+      request.inputs = file.inputs;
+      request.whole_run = false;
+      const Audited own = RunAudit(request);
       // A disk that is not configured, first in the archive, goes to the disk that was found last
       // in the one before: only the whole run tells which.
       if (own.result.findings != 0 && AnyUnknownDisk(file.inputs)) {

@@ -124,14 +124,14 @@ TEST_P(PsltoolExplainRandom, StoredNumbersAreExplained) {
         const std::vector<Place>& from =
             i >= 25 && !elements_there.empty() ? elements_there : places;
         const Place& place = from[random.Below(from.size())];
-        ExplainWishes wishes;
-        static_cast<ArchiveInputs&>(wishes) = files;
-        wishes.kind = place.kind;
-        wishes.key = place.key;
-        wishes.at = {place.stamp, place.stamp};
+        ExplainRequest request;
+        static_cast<ArchiveInputs&>(request) = files;
+        request.kind = place.kind;
+        request.key = place.key;
+        request.at = {place.stamp, place.stamp};
         Explanation explanation;
         Progress progress(false);
-        const ExplainEnd end = Explain(wishes, explanation, progress);
+        const ExplainEnd end = Explain(request, explanation, progress);
         // Stamps can go back: then the record explained may be an earlier one without the element.
         if (explanation.period.stamp != place.stamp || end != ExplainEnd::kDone) continue;
         EXPECT_EQ(explanation.differences, 0U) << place.kind << " " << place.key;

@@ -289,7 +289,7 @@ TEST(PsltoolMake, OldRevisionsCutLocalDaysAndNewOnesUtcDays) {
   EXPECT_EQ(stamp({"--revision", "0x1D", "--local"}), kMonday - 9 * 3600);
 }
 
-// ---- refusals: the reason is told, the status is 2 for wishes that cannot be, nothing is written ----
+// ---- refusals: the reason is told, the status is 2 for what cannot be, nothing is written ----
 
 struct Refusal {
   const char* name;

@@ -1,5 +1,5 @@
 // `psltool dump`: the entries asked for by time, kind and key, what is told when there are none,
-// and wishes that are refused.
+// and what is refused.
 #include <gtest/gtest.h>
 
 #include <string>
