@@ -62,3 +62,11 @@ inline constexpr std::array<RevisionLayout, kRevisionCount> kLayouts = MakeLayou
 constexpr const RevisionLayout& LayoutOf(uint8_t revision) {
   return kLayouts[static_cast<size_t>(revision - kFirstRevision)];
 }
+
+// True of revisions whose files hold either ranks or pools, not both.
+constexpr bool HasOneOfRankAndPool(const RevisionLayout& layout) {
+  for (size_t i = 0; i < layout.section_count; ++i) {
+    if (layout.sections[i].carried != Carried::kAlways) return true;
+  }
+  return false;
+}

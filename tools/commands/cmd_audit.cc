@@ -10,7 +10,7 @@
 #include "tools/audit/archive_inputs.h"
 #include "tools/audit/audit_archive.h"
 #include "tools/audit/audit_directory.h"
-#include "tools/commands/dump_options.h"
+#include "tools/commands/archive_options.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
@@ -27,19 +27,13 @@ constexpr int kFindings = 1;
 constexpr int kTrouble = 2;
 
 struct Options {
-  std::string archive;
+  ArchiveInputs made;
   std::string directory;
   std::string logs_directory;
-  std::vector<std::string> logs;
   std::string run = "either";
-  std::string labels;
-  bool no_period = false;
-  bool any_name = false;
-  bool whole_run = false;
   bool strict = false;
   bool full = false;
-  bool json = false;
-  bool utc = false;
+  AnswerOptions answer;
 };
 
 struct Totals {
@@ -64,14 +58,14 @@ class Report {
   Report(const Options& options, const Labels& labels, TextOut& out, Progress& progress)
       : options_(options),
         labels_(labels),
-        zone_(options.utc ? Zone::kUtc : Zone::kLocal),
+        zone_(options.answer.utc ? Zone::kUtc : Zone::kLocal),
         out_(out),
         progress_(progress) {}
 
   void Take(const AuditFinding& finding) {
     const uint64_t number = ++seen_[finding.code];
     if (!options_.full && number > kListed) return;
-    if (options_.json) {
+    if (options_.answer.json) {
       findings_.Append(JsonOf(finding));
       return;
     }
@@ -100,15 +94,15 @@ class Report {
       beyond -= std::min(beyond, count);
       if (options_.full || count <= kListed) continue;
       more.Append({{"class", code}, {"count", count - kListed}});
-      if (!options_.json) {
+      if (!options_.answer.json) {
         out_.Print("{}: {} of class {}\n", file.path, Count(count - kListed, "more finding"), code);
       }
     }
     if (beyond != 0) {
       more.Append({{"class", nullptr}, {"count", beyond}});
-      if (!options_.json) out_.Print("{}: {}\n", file.path, Count(beyond, "more finding"));
+      if (!options_.answer.json) out_.Print("{}: {}\n", file.path, Count(beyond, "more finding"));
     }
-    if (options_.json) {
+    if (options_.answer.json) {
       files_.Append(JsonOf(file, std::move(more)));
     } else if (file.no_inputs) {
       out_.Print("{}: no inputs left\n", file.path);
@@ -123,7 +117,7 @@ class Report {
   }
 
   int Close() {
-    if (options_.json) {
+    if (options_.answer.json) {
       const Json report = {{"archives", files_},
                            {"agree", totals_.agree},
                            {"with_findings", totals_.with_findings},
@@ -240,35 +234,29 @@ int Refuse(const char* what, const char* why) {
 }
 
 int Audit(const Options& options) {
-  const bool single = !options.archive.empty();
+  const bool single = !options.made.archive.empty();
   if (single == !options.directory.empty()) {
     return Refuse("audit", "needs either --archive with its inputs or --all with a directory");
   }
-  if (single && options.logs.empty()) {
+  if (single && options.made.inputs.empty()) {
     return Refuse("audit --archive", "needs the logs or hour archives that it was made of");
   }
-  if (!single &&
-      (!options.logs.empty() || options.no_period || options.any_name || options.whole_run)) {
+  if (!single && (!options.made.inputs.empty() || options.made.no_period || options.made.any_name ||
+                  options.made.whole_run)) {
     return Refuse("audit --all",
                   "finds the inputs by their names: name none, and use neither "
                   "--noperiod nor --any-name");
   }
   if (single && !options.logs_directory.empty()) return Refuse("audit --logs", "goes with --all");
   Labels labels;
-  if (!labels.Read(options.labels)) return kTrouble;
+  if (!labels.Read(options.answer.labels)) return kTrouble;
   TextOut out(stdout);
   Progress progress;
   Report report(options, labels, out, progress);
   if (single) {
     AuditedFile file;
-    file.path = options.archive;
-    AuditRequest audit;
-    audit.archive = options.archive;
-    audit.inputs = options.logs;
-    audit.no_period = options.no_period;
-    audit.any_name = options.any_name;
-    audit.whole_run = options.whole_run;
-    audit.run = RunOf(options.run);
+    file.path = options.made.archive;
+    AuditRequest audit = {options.made, RunOf(options.run)};
     if (!ResolveInputs(audit)) return kTrouble;
     file.result = AuditArchive(
         audit, [&](const AuditFinding& finding) { report.Take(finding); }, progress);
@@ -295,10 +283,8 @@ int Audit(const Options& options) {
 
 void AddAuditCommand(Command& command, int& status) {
   auto options = std::make_shared<Options>();
-  command.AddOption("--archive", options->archive, "Archive to be proved");
-  command.AddOption("inputs", options->logs,
-                    "Logs, or hour archives, that it was made of; of a directory those that go "
-                    "into it");
+  command.AddOption("--archive", options->made.archive, "Archive to be proved");
+  AddInputsArgument(command, options->made);
   command.AddOption("--all", options->directory, "All archives of a directory");
   command.AddOption("--logs", options->logs_directory,
                     "Directory of the logs (default: that of --all)");
@@ -306,17 +292,11 @@ void AddAuditCommand(Command& command, int& status) {
       .AddOption("--run", options->run,
                  "Whose rules join days: manual, automatic or either (default: what fits)")
       ->Must(OneOf({"manual", "automatic", "either"}));
-  command.AddFlag("--noperiod", options->no_period,
-                  "Made with -noperiod: inputs in the order given, in one archive");
-  command.AddFlag("--any-name", options->any_name, "Made with -out: the name tells nothing");
-  command.AddFlag("--whole-run", options->whole_run,
-                  "The inputs are those of a whole run: some may go into other archives");
+  AddMakingOptions(command, options->made);
   command.AddFlag("--strict", options->strict, "With --all: archives without inputs count, too");
   command.AddFlag("--full", options->full,
                   "List every finding, not only the first 10 of a class of an archive");
-  command.AddFlag("--json", options->json, "A JSON text for programs");
-  AddLabelsOption(command, options->labels);
-  command.AddFlag("--utc", options->utc, "Times in UTC instead of local time");
+  AddAnswerOptions(command, options->answer);
   command.Does([options, &status] { status = Audit(*options); });
 }
 

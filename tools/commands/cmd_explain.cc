@@ -10,6 +10,7 @@
 
 #include "tools/audit/archive_inputs.h"
 #include "tools/audit/explain_print.h"
+#include "tools/commands/archive_options.h"
 #include "tools/commands/dump_options.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
@@ -26,8 +27,7 @@ constexpr int kBad = 1;
 constexpr int kTrouble = 2;
 
 struct Options {
-  std::string archive;
-  std::vector<std::string> inputs;
+  ArchiveInputs made;
   std::string kind;
   std::string key;
   std::string at;
@@ -35,38 +35,29 @@ struct Options {
   size_t group = 1;
   bool all = false;
   std::string run = "manual";
-  std::string labels;
-  bool no_period = false;
-  bool any_name = false;
-  bool whole_run = false;
-  bool json = false;
-  bool utc = false;
+  AnswerOptions answer;
 };
 
 int Explain(const Options& options) {
-  const Zone zone = options.utc ? Zone::kUtc : Zone::kLocal;
+  const Zone zone = options.answer.zone();
   const TimeReading at = ReadTime(options.at, std::time(nullptr), zone);
   if (!at.span) {
     static_cast<void>(Fail("explain --at", at.why));
     return kTrouble;
   }
-  ExplainRequest explain;
-  explain.archive = options.archive;
-  explain.inputs = options.inputs;
-  explain.no_period = options.no_period;
-  explain.any_name = options.any_name;
-  explain.whole_run = options.whole_run;
+  ExplainRequest explain = {options.made};
   explain.run = options.run == "automatic" ? RunKind::kAutomatic : RunKind::kManual;
-  explain.kind = options.kind == WordOfKind(kWaittm) ? kWaittm : *KindOf(options.kind);
+  explain.kind = KindOfWord(options.kind);
   explain.key = options.key;
   explain.at = *at.span;
   explain.zone = zone;
-  ExplainView view = {options.archive, fmt::format("{} {}", options.kind, options.key),
-                      options.field,   options.all,
-                      options.group,   zone};
-  if (!view.labels.Read(options.labels)) return kTrouble;
+  ExplainView view = {options.made.archive, fmt::format("{} {}", options.kind, options.key),
+                      options.field,        options.all,
+                      options.group,        zone};
+  if (!view.labels.Read(options.answer.labels)) return kTrouble;
   view.kind = options.kind;
-  view.name = view.labels.OfResource(ArrayOfArchive(options.archive), options.kind, options.key);
+  view.name =
+      view.labels.OfResource(ArrayOfArchive(options.made.archive), options.kind, options.key);
   if (!ResolveInputs(explain)) return kTrouble;
   Progress progress;
   Explanation explanation;
@@ -75,8 +66,8 @@ int Explain(const Options& options) {
   if (end == ExplainEnd::kRefused || end == ExplainEnd::kUnreadable) return kTrouble;
   if (explanation.fields.empty()) return kBad;
   TextOut out(stdout);
-  const bool printed = options.json ? PrintExplanationJson(view, explanation, out)
-                                    : PrintExplanation(view, explanation, out);
+  const bool printed = options.answer.json ? PrintExplanationJson(view, explanation, out)
+                                           : PrintExplanation(view, explanation, out);
   if (!printed) return kTrouble;
   if (!out.Flush()) {
     static_cast<void>(Fail("standard output", "cannot be written"));
@@ -89,12 +80,8 @@ int Explain(const Options& options) {
 
 void AddExplainCommand(Command& command, int& status) {
   auto options = std::make_shared<Options>();
-  command.AddOption("--archive", options->archive, "Archive")->Required();
-  command
-      .AddOption("inputs", options->inputs,
-                 "Logs, or hour archives, that it was made of; of a directory those that go "
-                 "into it")
-      ->Required();
+  command.AddOption("--archive", options->made.archive, "Archive")->Required();
+  AddInputsArgument(command, options->made)->Required();
   command.AddOption("-k,--kind", options->kind, "Kind of resource")
       ->Required()
       ->Must(OneOf(KindWords()));
@@ -109,14 +96,8 @@ void AddExplainCommand(Command& command, int& status) {
   command.AddFlag("--all", options->all, "All fields of all counter groups");
   command.AddOption("--run", options->run, "Whose rules join days: manual (default) or automatic")
       ->Must(OneOf({"manual", "automatic"}));
-  command.AddFlag("--noperiod", options->no_period,
-                  "Made with -noperiod: inputs in the order given, in one archive");
-  command.AddFlag("--any-name", options->any_name, "Made with -out: the name tells nothing");
-  command.AddFlag("--whole-run", options->whole_run,
-                  "The inputs are those of a whole run: some may go into other archives");
-  command.AddFlag("--json", options->json, "A JSON text for programs");
-  AddLabelsOption(command, options->labels);
-  command.AddFlag("--utc", options->utc, "Times in UTC instead of local time");
+  AddMakingOptions(command, options->made);
+  AddAnswerOptions(command, options->answer);
   command.Does([options, &status] { status = Explain(*options); });
 }
 

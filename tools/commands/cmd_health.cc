@@ -14,7 +14,6 @@
 #include "platform/prefix.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
-#include "tools/output/shown_text.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/time_text.h"
 #include "tools/running/health.h"

@@ -29,8 +29,6 @@ constexpr uint32_t kMostArrays = 99;
 constexpr uint32_t kMostDays = 3660;
 constexpr uint32_t kDaySeconds = 86400;
 constexpr uint32_t kMostFilesPerDay = 999;
-constexpr uint8_t kOneOfRankAndPool = 0x19;  // from here on files hold ranks or pools, not both
-constexpr uint8_t kUtcDays = 0x1D;  // from here on manual runs of the archiver cut UTC days
 
 // What the command line says, before it is checked.
 struct Options {
@@ -119,7 +117,9 @@ bool CheckDays(Options& options) {
   if (plan.interval < 1 || plan.interval > kDaySeconds) {
     return Refuse("--interval", fmt::format("not a number from 1 to {}", kDaySeconds));
   }
-  plan.local_days = options.local || (!options.utc && plan.revision < kUtcDays);
+  // As manual runs of the archiver cut days.
+  const bool utc_days = LayoutOf(plan.revision).row.keeps_header;
+  plan.local_days = options.local || (!options.utc && !utc_days);
   const int64_t last = DayOf(plan, plan.days).start;
   if (DayOf(plan, 0).start < 0 || last > UINT32_MAX) {
     return Refuse("--start", "the days do not lie between 1970 and 2106");
@@ -146,7 +146,7 @@ bool Check(Options& options) {
                                             kFirstRevision, kLastRevision));
   }
   plan.revision = static_cast<uint8_t>(options.revision);
-  if ((options.pools || options.ranks) && plan.revision < kOneOfRankAndPool) {
+  if ((options.pools || options.ranks) && !HasOneOfRankAndPool(LayoutOf(plan.revision))) {
     return Refuse(
         options.pools ? "--pools" : "--ranks",
         fmt::format("files of revision 0x{:02X} hold whatever has a count", plan.revision));

@@ -13,7 +13,6 @@
 #include "report/runinfo.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
-#include "tools/output/shown_text.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/time_text.h"
 #include "tools/running/plan.h"

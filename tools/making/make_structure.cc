@@ -85,7 +85,7 @@ void AppendList(const MakePlan& plan, const ArrayModel& model, const ListRow& ro
 
 void FillBasic(const MakePlan& plan, const ArrayModel& model, uint8_t* basic) {
   PutText(basic, 64, model.name);
-  if (LayoutOf(plan.revision).row.record_head == kLongHeader) basic[kBasicCarried] = plan.pools;
+  if (HasOneOfRankAndPool(LayoutOf(plan.revision))) basic[kBasicCarried] = plan.pools;
   if (HasSecondChesegKey(plan)) basic[kBasicFlags] |= kBasicSecondChesegKey;
   if (plan.wait_times) basic[kBasicFlags] |= kBasicWaitTimes;
   for (const ItemRow& row : kItemRows) {

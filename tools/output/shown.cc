@@ -4,61 +4,75 @@
 #include <fmt/format.h>
 
 #include <cstdint>
+#include <iterator>
 
 namespace psltool {
 
 namespace {
 
-// Number of bytes behind the first one of a character in UTF-8; 0 for bytes that begin none.
-size_t Followers(uint8_t byte) {
-  if (byte >= 0xC2 && byte <= 0xDF) return 1;
-  if (byte >= 0xE0 && byte <= 0xEF) return 2;
-  return byte >= 0xF0 && byte <= 0xF4 ? 3 : 0;
+struct Style {
+  std::string_view allowed;  // controls that stay
+  bool strays;               // bytes that are no part of UTF-8 are told, too
+  bool capitals;             // "\x1B" rather than "\x1b"
+};
+
+uint8_t ByteAt(std::string_view text, size_t at) {
+  return at < text.size() ? static_cast<uint8_t>(text[at]) : 0;
 }
 
-// Size of the character beyond ASCII that stands at the beginning; 0 when there is none.
-size_t WideCharacter(std::string_view text) {
-  const size_t size = 1 + Followers(static_cast<uint8_t>(text[0]));
-  if (size == 1 || size > text.size()) return 0;
-  for (size_t i = 1; i < size; ++i) {
-    if ((static_cast<uint8_t>(text[i]) & 0xC0) != 0x80) return 0;
+// Length of the character that begins at `at`, 0 when none does. Controls beyond ASCII (U+0080 to
+// U+009F) count as none.
+size_t CharacterAt(std::string_view text, size_t at) {
+  const uint8_t first = ByteAt(text, at);
+  if (first < 0x80) return first >= 0x20 && first != 0x7F ? 1 : 0;
+  const size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  const uint8_t second = ByteAt(text, at + 1);
+  if (first < 0xC2 || first > 0xF4 || (first == 0xC2 && second < 0xA0)) return 0;
+  // Forms that are longer than needed, surrogates, and what lies behind the last code point.
+  if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second >= 0xA0) ||
+      (first == 0xF0 && second < 0x90) || (first == 0xF4 && second >= 0x90)) {
+    return 0;
   }
-  return size;
+  for (size_t i = 1; i < length; ++i) {
+    if ((ByteAt(text, at + i) & 0xC0) != 0x80) return 0;
+  }
+  return length;
 }
 
 // Terminals also obey the control characters from 0x80 to 0x9F, in UTF-8 and, some of them, as
 // single bytes.
-bool IsControl(uint8_t byte) { return byte < 0x20 || (byte >= 0x7F && byte <= 0x9F); }
+bool IsControl(uint8_t byte, uint8_t next) {
+  return byte < 0x20 || (byte >= 0x7F && byte <= 0x9F) ||
+         (byte == 0xC2 && next >= 0x80 && next <= 0x9F);
+}
 
-std::string WithoutControls(std::string_view text, std::string_view allowed) {
-  std::string shown;
-  shown.reserve(text.size());
-  for (size_t i = 0; i < text.size();) {
-    const auto byte = static_cast<uint8_t>(text[i]);
-    const size_t wide = WideCharacter(text.substr(i));
-    const bool wide_control =
-        wide == 2 && byte == 0xC2 && IsControl(static_cast<uint8_t>(text[i + 1]));
-    if (wide != 0 && !wide_control) {
-      shown += text.substr(i, wide);
-      i += wide;
-      continue;
-    }
-    if (IsControl(byte) && allowed.find(text[i]) == std::string_view::npos) {
-      shown += fmt::format("\\x{:02x}", byte);
-    } else if (wide_control) {
-      shown += fmt::format("\\x{:02x}\\x{:02x}", byte, static_cast<uint8_t>(text[++i]));
+std::string Told(std::string_view text, const Style& style) {
+  std::string told;
+  told.reserve(text.size());
+  for (size_t at = 0; at < text.size();) {
+    const size_t length = CharacterAt(text, at);
+    const uint8_t byte = ByteAt(text, at);
+    if (length != 0) {
+      told += text.substr(at, length);
+    } else if (style.allowed.find(text[at]) != std::string_view::npos ||
+               !(style.strays || IsControl(byte, ByteAt(text, at + 1)))) {
+      told += text[at];
+    } else if (style.capitals) {
+      fmt::format_to(std::back_inserter(told), "\\x{:02X}", byte);
     } else {
-      shown += text[i];
+      fmt::format_to(std::back_inserter(told), "\\x{:02x}", byte);
     }
-    ++i;
+    at += length == 0 ? 1 : length;
   }
-  return shown;
+  return told;
 }
 
 }  // namespace
 
-std::string Shown(std::string_view text) { return WithoutControls(text, ""); }
+std::string Shown(std::string_view text) { return Told(text, {"", false, false}); }
 
-std::string ShownLines(std::string_view text) { return WithoutControls(text, "\n\t"); }
+std::string ShownLines(std::string_view text) { return Told(text, {"\n\t", false, false}); }
+
+std::string ShownText(std::string_view text) { return Told(text, {"", true, true}); }
 
 }  // namespace psltool

@@ -1,4 +1,5 @@
-// Bytes of names and logs as people may see them.
+// Bytes of names and logs as people may see them: no file takes over the terminal that it is shown
+// on.
 #pragma once
 
 #include <string>
@@ -6,10 +7,12 @@
 
 namespace psltool {
 
-// Text that may hold bytes of names and logs, for people to read: control characters become "\x1b",
-// so that no file takes over the terminal that it is shown on. What is not ASCII stays.
+// Of messages: control characters become "\x1b". What is not ASCII stays, also where it is no
+// UTF-8.
 std::string Shown(std::string_view text);
 // The same of lines of our own: line breaks and tabs stay.
 std::string ShownLines(std::string_view text);
+// Of listings: control characters, and bytes that are no part of UTF-8, become "\x1B".
+std::string ShownText(std::string_view text);
 
 }  // namespace psltool

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "tools/output/record_file.h"
 #include "tools/output/shown.h"
@@ -65,5 +66,12 @@ class TextOut {
   std::string text_;
   bool failed_ = false;
 };
+
+// A line whose arguments may come from anywhere: no control character of theirs reaches a reader.
+template <class... Arguments>
+void PrintLine(TextOut& out, fmt::format_string<Arguments...> format, Arguments&&... arguments) {
+  out.Put(ShownText(fmt::format(format, std::forward<Arguments>(arguments)...)));
+  out.Put("\n");
+}
 
 }  // namespace psltool

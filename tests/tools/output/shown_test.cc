@@ -1,5 +1,5 @@
 // Texts of others on their way to a terminal: no control character gets there.
-#include "tools/output/shown_text.h"
+#include "tools/output/shown.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
