@@ -18,7 +18,7 @@ namespace psltool {
 struct ExplainRequest : ArchiveInputs {
   RunKind run = RunKind::kManual;
   Kind kind = kLd;
-  std::string key;
+  std::string key = {};
   TimeSpan at = {0, 0};      // explained is the first record whose period lies in it, else the one
                              // whose period it begins in
   Zone zone = Zone::kLocal;  // of times in messages
