@@ -209,19 +209,16 @@ def other_lists(every, tool):
 
 
 def lost_pages(every):
-    """Pages to which docs/README.md does not lead."""
-    way_in = next((page for page in every if page.name == "docs/README.md"), None)
-    if way_in is None:
-        yield "no page docs/README.md"
-        return
-    led_to = set()
-    for name in ("docs/README.md", "docs/psltool/README.md"):
-        for page in every:
-            if page.name == name:
-                led_to |= {(page.path.parent / target.partition("#")[0]).resolve() for _, target in page.links()}
-    for page in every:
-        if page.name.startswith("docs/") and page is not way_in and page.path.resolve() not in led_to:
-            yield f"{page.name}: docs/README.md does not lead there"
+    """Pages to which no links lead from docs/README.md, over pages of docs/."""
+    at = {page.path.resolve(): page for page in every if page.name.startswith("docs/")}
+    led_to, open_ = set(), [path for path, page in at.items() if page.name == "docs/README.md"]
+    while open_:
+        path = open_.pop()
+        if path in at and path not in led_to:
+            led_to.add(path)
+            open_ += [(path.parent / target.partition("#")[0]).resolve() for _, target in at[path].links()]
+    for path in at.keys() - led_to:
+        yield f"{at[path].name}: docs/README.md does not lead there"
 
 
 def options_of_archiver(root):
