@@ -169,9 +169,11 @@ def dead_commands(every, tool):
             text = re.split(r"\s[|>&#;]|\s&&", text)[0]
             words = re.findall(r"[^\s\[\]|()]+", re.sub(r"\"[^\"]*\"|'[^']*'", "TEXT", text))[1:]
             # A placeholder, as in `psltool COMMAND --help`.
-            if not words or words[0].isupper() or words[0].startswith("-"):
+            if not words or words[0].isupper() or words[0].startswith("-") or words == ["help"]:
                 continue
             command = [words[0]]
+            if words[0] == "help":
+                words = words[1:]
             if words[0] not in tool.commands():
                 yield f"{page.name}:{line}: psltool has no command {words[0]}"
                 continue

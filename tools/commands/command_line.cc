@@ -2,6 +2,7 @@
 #include "tools/commands/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -76,6 +77,18 @@ std::string Refusal(const CLI::App* app, const CLI::Error& error) {
     help = "commands";
   }
   return "psltool: " + Shown(why) + "; " + asked.words + " --help tells the " + help + "\n";
+}
+
+// The command line, last word first, as the library takes it. "help show" is "show --help": people
+// come from other tools.
+std::vector<std::string> WordsOf(int argc, char** argv) {
+  std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+  if (!words.empty() && words.front() == "help") {
+    words.erase(words.begin());
+    words.emplace_back("--help");
+  }
+  std::reverse(words.begin(), words.end());
+  return words;
 }
 
 }  // namespace
@@ -219,7 +232,7 @@ int RunCommandLine(const Program& program, int refused, int argc, char** argv) {
   program.add(root, status);
   AddVersion(app, program.version);
   try {
-    app.parse(argc, argv);
+    app.parse(WordsOf(argc, argv));
   } catch (const CLI::ParseError& error) {
     status = app.exit(error) == 0 ? 0 : refused;
   }

@@ -306,6 +306,24 @@ TEST(PsltoolManners, AnEmptyTimeIsRefused) {
   }
 }
 
+TEST(PsltoolManners, HelpInFrontIsHelpBehind) {
+  const std::vector<std::vector<std::string>> commands = {{}, {"show"}, {"segment", "make"}};
+  for (std::vector<std::string> command : commands) {
+    std::vector<std::string> asked = command;
+    asked.insert(asked.begin(), "help");
+    command.emplace_back("--help");
+    const ProgramResult behind = RunProgram(PSLTOOL_PATH, command);
+    const ProgramResult in_front = RunProgram(PSLTOOL_PATH, asked);
+    EXPECT_EQ(in_front.status, 0);
+    EXPECT_EQ(in_front.out, behind.out);
+    EXPECT_EQ(in_front.err, "");
+    EXPECT_GT(behind.out.size(), 100U);
+  }
+  // Of a command that there is none of, the list of those that there are.
+  EXPECT_EQ(RunProgram(PSLTOOL_PATH, {"help", "sohw"}).out,
+            RunProgram(PSLTOOL_PATH, {"--help"}).out);
+}
+
 TEST(PsltoolManners, AMistypedCommandIsNamedWithTheNearestOne) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
       {{"dmup", "x.psl"}, "\"dmup\" is no command, the nearest one is \"dump\"; psltool --help"},
