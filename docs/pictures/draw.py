@@ -1,13 +1,16 @@
 #!/usr/bin/env python3
 """Draws the pictures of the documentation: archives.svg from numbers of real files, retention.svg.
 
-Usage: docs/pictures/draw.py --programs DIRECTORY     (where psltool and Qelprfarc are: build/bin)
+Usage: docs/pictures/draw.py --programs DIRECTORY [--check]
+  --programs  where psltool and Qelprfarc are: build/bin
+  --check     draws nothing; fails when the pictures are not those that would be drawn
 """
 import argparse
 import csv
 import io
 import os
 import subprocess
+import sys
 import tempfile
 from html import escape
 from pathlib import Path
@@ -45,8 +48,8 @@ class Svg:
         self.line([(x, y), (x, y + length - 6)], color, 2)
         self.parts.append(f'<path d="M{x - 6:g},{y + length - 9:g} h12 l-6,9 z" fill="{color}"/>')
 
-    def write(self, name):
-        (HERE / name).write_text("\n".join([*self.parts, "</svg>", ""]), encoding="utf-8")
+    def whole(self):
+        return "\n".join([*self.parts, "</svg>", ""])
 
 
 def rows(psltool, files, kind_and_key):
@@ -130,7 +133,7 @@ def archives(programs):
     svg.text(left + 40, 623, "mean rate of operations of one disk", 12, SOFT)
     svg.line([(left + 320, 618), (left + 345, 618)], PEAK, 2.5)
     svg.text(left + 353, 623, "largest rate of an interval", 12, SOFT)
-    svg.write("archives.svg")
+    return svg.whole()
 
 
 def retention():
@@ -170,15 +173,25 @@ def retention():
             "The hour archive must be there on the first of the next month: keep hour archives for two months or more.",
             "A log that expires before a night has archived it is gone: keep logs for longer than a failure may stay unnoticed.")):
         svg.text(24, 384 + 22 * number, line, 13)
-    svg.write("retention.svg")
+    return svg.whole()
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--programs", required=True)
-    archives(parser.parse_args().programs)
-    retention()
+    parser.add_argument("--check", action="store_true")
+    options = parser.parse_args()
+    stale = []
+    for name, drawn in (("archives.svg", archives(options.programs)), ("retention.svg", retention())):
+        path = HERE / name
+        if not options.check:
+            path.write_text(drawn, encoding="utf-8")
+        elif path.read_text(encoding="utf-8") != drawn:
+            stale.append(name)
+    for name in stale:
+        print(f"docs/pictures/{name} is not what docs/pictures/draw.py draws")
+    return 1 if stale else 0
 
 
 if __name__ == "__main__":
-    main()
+    sys.exit(main())
