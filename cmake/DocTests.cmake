@@ -18,6 +18,7 @@ foreach(page IN LISTS doc_pages)
   if(NOT page MATCHES "^(docs|packaging)/|^[A-Z]+\\.md$")
     continue()
   endif()
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${page}")
   # Without a command a page is read all the same: code in no fence, commands in no console block.
   file(STRINGS "${CMAKE_CURRENT_SOURCE_DIR}/${page}" of_runs REGEX "^\\$ .*(psltool (segment|health)|-auto)")
   set(prefix_option)
