@@ -152,6 +152,13 @@ class Transcripts(Planted):
                 except ValueError as error:
                     self.assertIn("before any command", str(error))
 
+    def test_a_command_without_an_end_is_one(self):
+        seconds, transcripts.SECONDS = transcripts.SECONDS, 1
+        self.addCleanup(setattr, transcripts, "SECONDS", seconds)
+        wrong = self.tried("```console\n$ sleep 30\n$ true\n```\n")[2]
+        self.assertEqual(len(wrong), 2)
+        self.assertIn("was not run", wrong[1])
+
     def test_commands_share_a_shell(self):
         self.assertEqual(self.tried("```console\n$ cd /srv/monitor\n$ mkdir a && cd a\n```\nText\n"
                                     "```console\n$ pwd\n/srv/monitor/a\n```\n"), (3, [], []))

@@ -14,6 +14,7 @@ PAGE is a path from the root of the checkout; all pages without one.
 import argparse
 import os
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -92,7 +93,7 @@ class Session:
 
     def run(self, commands):
         """Runs them; returns (lines printed, status) of each, None of those that were not reached."""
-        script = ["exec < /dev/null", "last=0",
+        script = ["exec < /dev/null", "last=0", "trap 'exit 143' TERM",
                   "trap 'test -z \"${segment-}\" || psltool segment remove \"$segment\" 2> /dev/null' EXIT"]
         for number, command in enumerate(commands):
             step = self.steps / str(number)
@@ -102,8 +103,18 @@ class Session:
                        if name in ("LD_LIBRARY_PATH", "LD_PRELOAD") or name.startswith("FAKETIME")}
         environment |= {"PATH": self.path, "HOME": str(self.work), "TZ": "UTC", "LC_ALL": "C.UTF-8",
                         "TERM": "dumb", "TMPDIR": self.folder.name}
-        subprocess.run(["bash", "-c", "\n".join(script)], cwd=self.work, env=environment, check=False,
-                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, timeout=SECONDS)
+        shell = subprocess.Popen(["bash", "-c", "\n".join(script)], cwd=self.work, env=environment,
+                                 stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, start_new_session=True)
+        try:
+            shell.wait(SECONDS)
+        except subprocess.TimeoutExpired:
+            # The shell still removes its segment.
+            os.killpg(shell.pid, signal.SIGTERM)
+            try:
+                shell.wait(10)
+            except subprocess.TimeoutExpired:
+                os.killpg(shell.pid, signal.SIGKILL)
+                shell.wait()
         return [self._result(number) for number in range(len(commands))]
 
     def _result(self, number):
