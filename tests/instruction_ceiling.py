@@ -23,15 +23,19 @@ SKIPPED = 77
 DISKS = 256
 # All records lie in one hour: both logs write the same number of records.
 SHORT, LONG = 60, 300
-MAKE = ["--none", "--ld", str(DISKS), "--interval", "10", "--profile", "flat", "--seed", "1"]
+MAKE = ["--none", "--ld", str(DISKS), "--interval", "10", "--seed", "1"]
+FLAT, IDLE, OFFICE = ["--profile", "flat"], ["--profile", "idle"], ["--profile", "office"]
 
 VECTOR, SCALAR = "vector", "scalar"
 CEILINGS = [
     # path, what, options of psltool make, most instructions per logical-disk entry
-    (VECTOR, "rates computed", ["--revision", "0x21"], 210),
-    (VECTOR, "extended words", ["--revision", "0x21", "--extended", "full"], 400),
-    (VECTOR, "older arithmetic", ["--revision", "0x12"], 210),
-    (SCALAR, "rates computed", ["--revision", "0x21"], 820),
+    (VECTOR, "full entries", FLAT, 210),
+    (VECTOR, "mostly idle", IDLE, 185),
+    (VECTOR, "a working week", OFFICE, 345),
+    (VECTOR, "extended words", FLAT + ["--extended", "full"], 400),
+    (VECTOR, "some extended words", FLAT + ["--extended", "partial"], 350),
+    (VECTOR, "older arithmetic", FLAT + ["--revision", "0x12"], 210),
+    (SCALAR, "full entries", FLAT, 820),
 ]
 
 

@@ -21,13 +21,9 @@ constexpr bool IsCacheForm(FormId id) {
   return id == kCacheSta_0x19 || id == kCacheSta_0x1F || id == kCacheSta_0x21;
 }
 
-template <FormId kId>
 SectionContext ContextOfSection(Kind kind) {
   const ItemMasks masks = finfo.items[kind];
-  constexpr uint32_t kPositions = 4 * kForms[kId].tracked + 2;
-  const bool inside = (masks.in_mask & (0xFFFFFFFFU >> kPositions)) == 0;
-  return {ContextOf(kind), masks, size_t{masks.in_count} * 4,
-          masks.in_mask == masks.out_mask && inside && masks.in_count >= 4 * kForms[kId].tracked};
+  return {ContextOf(kind), masks, size_t{masks.in_count} * 4};
 }
 
 // Readies the pending entries of a kind for its slots as they are now.
@@ -67,16 +63,10 @@ bool ReadEntries(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
   if (offset > record.size) return BrokenRecord("section leaves its record");
   const ResourceSet& set = resource_sets[kind];
   PendingKind& pending = ReadyPending<kId, kRule>(kind);
-  pending.context = ContextOfSection<kId>(kind);
+  pending.context = ContextOfSection(kind);
   // The slot with the key is the right one when no other has the key, or when the position decides.
   const bool in_step = set.unique || set.lookup == Lookup::kPosition;
-  uint64_t mask = 0;
-  {
-    constexpr uint8_t kAll[3] = {0xFF, 0xFF, 0xFF};
-    uint8_t marks[8];
-    PutMarks<kId>(marks, kAll, set.key_count, 0xFF);
-    std::memcpy(&mask, marks, 8);
-  }
+  const Marks<kId> marks(set.key_count);
   const size_t full = kForm.size + pending.context.words_size;
   const uint8_t* entry = record.data + offset;
   const uint8_t* const end = record.data + record.size;
@@ -84,21 +74,32 @@ bool ReadEntries(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
   for (uint32_t i = 0; i < count;) {
     constexpr auto kStep = static_cast<int32_t>(kLanes);
     if (in_step && expected % kStep == 0 && expected + kStep <= set.entries &&
-        count - i >= kLanes && static_cast<size_t>(end - entry) >= kLanes * full &&
-        AreTile(entry, full, pending.expected.data() + static_cast<size_t>(expected) * 8, mask)) {
+        count - i >= kLanes) {
       const size_t tile = static_cast<size_t>(expected) / kLanes;
-      const size_t at = pending.Add(kind, tile);
-      pending.PlainOf(tile)[at] = entry;
-      if (at + 1 == pending_limit) FoldTile<kId, kRule>(pending, kind, tile);
-      entry += kLanes * full;
-      i += kLanes;
-      expected += kStep;
-      if (set.lookup == Lookup::kCursor) CursorOf(kind) = static_cast<uint16_t>(expected - 1);
-      continue;
+      const uint8_t* const wanted = pending.expected.data() + static_cast<size_t>(expected) * 8;
+      const size_t at = pending.Next(kind, tile);
+      const uint8_t* behind = nullptr;
+      if (static_cast<size_t>(end - entry) >= kLanes * full &&
+          AreTile(entry, full, wanted, marks.All())) {
+        pending.PlainOf(tile)[at] = entry;
+        behind = entry + kLanes * full;
+      } else {
+        pending.PlainOf(tile)[at] = nullptr;
+        behind = TakeTile<kId>(pending.MixedOf(tile)[at], entry, end, full, wanted, marks);
+      }
+      if (behind != nullptr) {
+        pending.Add(kind, tile);
+        entry = behind;
+        i += kLanes;
+        expected += kStep;
+        if (set.lookup == Lookup::kCursor) CursorOf(kind) = static_cast<uint16_t>(expected - 1);
+        continue;
+      }
     }
     Batch batch;
     batch.count = 0;
     batch.compact = 0;
+    batch.valid = 0;
     while (batch.count < kLanes && i < count) {
       const auto left = static_cast<size_t>(end - entry);
       if (left < kLeast) return BrokenRecord("section leaves its record");
@@ -115,16 +116,13 @@ bool ReadEntries(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
       batch.entry[lane] = entry;
       batch.slot[lane] = index;
       if (compact) batch.compact = static_cast<uint8_t>(batch.compact | 1U << lane);
+      if (entry[kForm.not_valid] == 0) batch.valid = static_cast<uint8_t>(batch.valid | 1U << lane);
       entry += size;
       ++i;
       // Back in step with the tiles.
       if (expected % kStep == 0) break;
     }
-    if (IsTile(batch, set)) {
-      AddTile(pending, kind, batch);
-    } else {
-      AddOneByOne(pending, kind, batch);
-    }
+    AddBatch(pending, kind, batch, IsTile(batch, set));
   }
   return true;
 }

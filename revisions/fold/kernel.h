@@ -10,23 +10,23 @@
 // Intervals that are folded at a time at most.
 inline constexpr size_t kMostIntervals = 16;
 
-// The entries of eight slots over several intervals, oldest first. The entry of a lane that is to
-// stay as it is has zeros.
+// The entries of eight slots over several intervals, oldest first: as they follow each other in the
+// file, or scattered, each lane's for itself. Lanes that are to stay as they are have zeros there.
 struct TileIntervals {
   size_t count;
-  const uint8_t* first[kMostIntervals];  // of an interval's eight entries, as in the file
-  size_t step;                           // from one entry to the next
-};
-
-// Interval lengths in milliseconds.
-struct TileLengths {
-  double of[kMostIntervals][8];
-  bool equal;  // each lane's length is the same in all intervals
+  bool scattered;
+  const uint8_t* const* first;  // of each interval's eight entries
+  size_t step;                  // from one entry to the next
+  const uint8_t* const* const* lanes;
 };
 
 struct FoldRun {
   TileIntervals intervals;
-  const TileLengths* lengths;  // null: not known
+  // Of scattered intervals those in which a lane has counter groups; in the others all that have a
+  // length stand still, which is a rate of 0.
+  const uint8_t* busy;
+  size_t busy_count;
+  const double (*lengths)[8];  // of all intervals, milliseconds; 0: the lane does not count
   size_t groups_at;            // of the first counter group in an entry
   size_t quadsets;
   size_t tracked;  // groups that have extremes
@@ -39,8 +39,10 @@ struct FoldRun {
 struct MergeRun {
   TileIntervals intervals;
   uint8_t take[kMostIntervals];  // bit n: lane n has words
-  size_t words_at;               // in an entry, four words for each tracked group
-  size_t tracked;
+  size_t words_at;               // in an entry
+  size_t words;                  // so many follow each other
+  double* extremes[32];          // of each word: eight lanes; null: it is passed over
+  uint32_t minima;               // bit n: word n is a minimum, else a maximum
   bool first;
 };
 
@@ -54,15 +56,15 @@ struct HeadBit {
   uint32_t bit;
 };
 
-// The heads of eight slots whose entries are all valid: what of them is summed up.
+// The heads of eight slots: what of them is summed up.
 struct HeadRun {
   TileIntervals intervals;
+  const uint8_t* valid;  // of scattered intervals; bit n: lane n counts
   RatioPlace ratio;
   bool always;        // ratios are always present, else where the bit `there` is set
   bool track;         // ratios have extremes,
   bool track_always;  // whether they are present or not
   bool first;         // as in FoldRun
-  size_t words_at;    // of the ratio's extended words in an entry, 0: they are not merged here
   HeadBit there;
   HeadBit counted;
   HeadBit sticky;
@@ -75,7 +77,7 @@ struct HeadRun {
   uint64_t ratios[8];
   uint64_t counted_in[8];
   uint64_t sticky_in[8];
-  TileLengths lengths;
+  double lengths[kMostIntervals][8];
 };
 
 // The words of eight slots: of each lane four for each group and four for each tracked group.
@@ -94,8 +96,7 @@ struct FoldKernels {
   // extremes are to be divided by, eight lanes each (slots.h).
   void (*fold_current)(double* fields, const FoldRun& run);
   void (*fold_older)(double* fields, const FoldRun& run);
-  // Merges the words into the extremes at `extremes`.
-  void (*merge)(double* extremes, const MergeRun& run);
+  void (*merge)(const MergeRun& run);
   // Turns a tile into words. Extremes become rates before.
   void (*put_current)(double* fields, PutRun& run);
   void (*put_older)(double* fields, PutRun& run);

@@ -2,36 +2,84 @@
 // with the options of its processor. Written with the compiler's vector extensions. It includes
 // nothing that holds inline functions: those would be compiled for the wrong processor and might be
 // chosen for the whole program. Everything is therefore in an unnamed namespace.
+#pragma once
+
 #include "revisions/fold/kernel.h"
 #include "revisions/fold/vectors.h"
 
 namespace {
 
-// Lanes in `take` keep the larger or smaller value, or just the value when it is the first one.
-QELPRF_INLINE void TrackMaximum(double* field, Doubles value, Masks take, bool first) {
+// Lanes in `take` keep the larger or smaller value.
+QELPRF_INLINE void TrackMaximum(double* field, Doubles value, Masks take) {
   const Doubles old = Load(field);
-  const Masks replace = first ? take : take & ~reinterpret_cast<Masks>(value < old);
-  Store(field, Choose(replace, value, old));
+  Store(field, Choose(take, Larger(value, old), old));
 }
-QELPRF_INLINE void TrackMinimum(double* field, Doubles value, Masks take, bool first) {
+QELPRF_INLINE void TrackMinimum(double* field, Doubles value, Masks take) {
   const Doubles old = Load(field);
-  const Masks replace = first ? take : take & ~reinterpret_cast<Masks>(old < value);
-  Store(field, Choose(replace, value, old));
+  Store(field, Choose(take, Smaller(value, old), old));
+}
+// Lanes in `begins` have the value before others come.
+QELPRF_INLINE void Begin(double* field, Doubles value, Masks begins) {
+  Store(field, Choose(begins, value, Load(field)));
+}
+QELPRF_INLINE Doubles ZeroIn(Masks lanes, Doubles value) {
+  return reinterpret_cast<Doubles>(reinterpret_cast<Masks>(value) & ~lanes);
+}
+// Is never smaller than anything.
+QELPRF_INLINE Doubles NoNumberIn(Masks lanes, Doubles value) {
+  return reinterpret_cast<Doubles>(reinterpret_cast<Masks>(value) | lanes);
+}
+QELPRF_INLINE Masks AllIf(bool condition) { return condition ? ~Masks{} : Masks{}; }
+
+// The intervals in which lanes have counter groups.
+template <bool kScattered>
+QELPRF_INLINE size_t BusyCount(const FoldRun& run) {
+  return kScattered ? run.busy_count : run.intervals.count;
+}
+template <bool kScattered>
+QELPRF_INLINE size_t BusyInterval(const FoldRun& run, size_t n) {
+  return kScattered ? run.busy[n] : n;
 }
 
-void FindLengths(const TileIntervals& intervals, TileLengths& lengths) {
-  lengths.equal = true;
-  for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
-    Masks differ = {};
-    Doubles oldest = {};
-    for (size_t i = 0; i < intervals.count; ++i) {
-      const Doubles length = ToDoubles(LoadFrom(intervals, i, lane, 0).word[1]);
-      if (i == 0) oldest = length;
-      differ |= reinterpret_cast<Masks>(length != oldest);
-      Store(lengths.of[i] + lane, length);
-    }
-    lengths.equal = lengths.equal && !AnyOf(differ);
+// What the intervals' lengths say of kWidth lanes.
+struct Lengths {
+  Doubles length;  // the largest, when `equal` the only one
+  bool equal;      // no lane has two lengths beside 0
+  Masks timed;     // lanes with a length
+  Masks begins;    // lanes whose period begins with the oldest interval
+  Masks still;     // lanes that have a length in an interval that is not busy
+  Masks begins_still;
+};
+
+template <bool kScattered>
+QELPRF_INLINE Lengths LengthsOf(const FoldRun& run, size_t lane) {
+  Lengths found = {};
+  const Doubles oldest = Load(run.lengths[0] + lane);
+  found.length = oldest;
+  for (size_t i = 1; kScattered && i < run.intervals.count; ++i) {
+    found.length = Larger(found.length, Load(run.lengths[i] + lane));
   }
+  Masks differ = {};
+  for (size_t i = 0, busy = 0; i < run.intervals.count; ++i) {
+    const Doubles length = Load(run.lengths[i] + lane);
+    const Masks other = reinterpret_cast<Masks>(length != found.length);
+    if constexpr (!kScattered) {
+      differ |= other;
+      continue;
+    }
+    const Masks timed = reinterpret_cast<Masks>(length != 0.0);
+    differ |= other & timed;
+    if (busy < run.busy_count && run.busy[busy] == i) {
+      ++busy;
+    } else {
+      found.still |= timed;
+      if (i == 0 && run.first) found.begins_still = timed;
+    }
+  }
+  found.equal = !AnyOf(differ);
+  found.timed = reinterpret_cast<Masks>(found.length != 0.0);
+  if (run.first) found.begins = reinterpret_cast<Masks>(oldest != 0.0);
+  return found;
 }
 
 // What an interval says of a group.
@@ -100,35 +148,48 @@ QELPRF_INLINE Doubles Volume(Doubles figure, const Divisor& by) {
 // products) until something else needs them.
 // Without kScaled it does nothing and returns false when a count has its top bit set, which is
 // rare.
-template <bool kCurrent, bool kScaled>
+template <bool kCurrent, bool kScaled, bool kScattered>
 QELPRF_INLINE bool FoldCounts(double* fields, double* extremes, size_t offset, const FoldRun& run,
-                              size_t lane, Doubles length) {
+                              size_t lane, const Lengths& lengths) {
+  const Doubles begin = ZeroIn(lengths.still, Doubles{} + __builtin_huge_val());
   Sums sums = LoadSums(fields);
-  Group group = LoadFrom(run.intervals, 0, lane, offset);
-  Wide counts = group.word[0];
-  Figures now = Add<kCurrent, kScaled>(sums, group, length);
-  Doubles volume = kCurrent ? now.product : now.q3;
-  Doubles most = now.count;
-  Doubles least = now.count;
-  Doubles most_volume = volume;
-  Doubles least_volume = volume;
-  for (size_t i = 1; i < run.intervals.count; ++i) {
-    group = LoadFrom(run.intervals, i, lane, offset);
+  Wide counts = {};
+  Doubles most = {};
+  Doubles least = begin;
+  Doubles most_volume = {};
+  Doubles least_volume = begin;
+  for (size_t n = 0; n < BusyCount<kScattered>(run); ++n) {
+    const size_t i = BusyInterval<kScattered>(run, n);
+    const Group group = LoadFrom<kScattered>(run.intervals, i, lane, offset);
     counts |= group.word[0];
-    now = Add<kCurrent, kScaled>(sums, group, length);
-    volume = kCurrent ? now.product : now.q3;
-    most = Larger(most, now.count);
-    least = Smaller(least, now.count);
-    most_volume = Larger(most_volume, volume);
-    least_volume = Smaller(least_volume, volume);
+    const Doubles length = kScattered ? Load(run.lengths[i] + lane) : lengths.length;
+    const Figures now = Add<kCurrent, kScaled>(sums, group, length);
+    const Doubles volume = kCurrent ? now.product : now.q3;
+    if constexpr (kScattered) {
+      const Masks timed = reinterpret_cast<Masks>(length != 0.0);
+      most = Larger(most, ZeroIn(~timed, now.count));
+      least = Smaller(least, NoNumberIn(~timed, now.count));
+      most_volume = Larger(most_volume, ZeroIn(~timed, volume));
+      least_volume = Smaller(least_volume, NoNumberIn(~timed, volume));
+    } else {
+      most = Larger(most, now.count);
+      least = Smaller(least, now.count);
+      most_volume = Larger(most_volume, volume);
+      least_volume = Smaller(least_volume, volume);
+    }
   }
   if (!kScaled && AnyOf(reinterpret_cast<Masks>(counts & 0x80000000))) return false;
   StoreSums(fields, sums);
-  const Masks timed = reinterpret_cast<Masks>(length != 0.0);
-  TrackMaximum(extremes, most, timed, run.first);
-  TrackMinimum(extremes + kTileLanes, least, timed, run.first);
-  TrackMaximum(extremes + 2 * kTileLanes, most_volume, timed, run.first);
-  TrackMinimum(extremes + 3 * kTileLanes, least_volume, timed, run.first);
+  if (run.first) {
+    Begin(extremes, most, lengths.begins);
+    Begin(extremes + kTileLanes, least, lengths.begins);
+    Begin(extremes + 2 * kTileLanes, most_volume, lengths.begins);
+    Begin(extremes + 3 * kTileLanes, least_volume, lengths.begins);
+  }
+  TrackMaximum(extremes, most, lengths.timed);
+  TrackMinimum(extremes + kTileLanes, least, lengths.timed);
+  TrackMaximum(extremes + 2 * kTileLanes, most_volume, lengths.timed);
+  TrackMinimum(extremes + 3 * kTileLanes, least_volume, lengths.timed);
   return true;
 }
 
@@ -149,24 +210,49 @@ QELPRF_INLINE void SettleRates(double* extremes, size_t tracked, double* lengths
 }
 
 // Intervals of any lengths.
-template <bool kCurrent>
+template <bool kCurrent, bool kScattered>
 QELPRF_INLINE void FoldAny(double* fields, double* extremes, size_t offset, const FoldRun& run,
-                           size_t lane, const TileLengths& lengths, bool tracked) {
+                           size_t lane, const Lengths& lengths, bool tracked) {
+  if (kScattered && tracked) {
+    for (size_t n = 0; n < 4; ++n) {
+      double* const field = extremes + n * kTileLanes;
+      Store(field, ZeroIn(lengths.begins_still, Load(field)));
+    }
+  }
   Sums sums = LoadSums(fields);
-  for (size_t i = 0; i < run.intervals.count; ++i) {
-    const Doubles length = Load(lengths.of[i] + lane);
-    const Figures now = Add<kCurrent, true>(sums, LoadFrom(run.intervals, i, lane, offset), length);
+  for (size_t n = 0; n < BusyCount<kScattered>(run); ++n) {
+    const size_t i = BusyInterval<kScattered>(run, n);
+    const Doubles length = Load(run.lengths[i] + lane);
+    const Group group = LoadFrom<kScattered>(run.intervals, i, lane, offset);
+    const Figures now = Add<kCurrent, true>(sums, group, length);
     if (!tracked) continue;
     const Divisor by = DivisorOf(length);
-    const bool first = run.first && i == 0;
     const Doubles rate = Rate(now.count, by);
     const Doubles volume = Volume<kCurrent>(kCurrent ? now.product : now.q3, by);
-    TrackMaximum(extremes, rate, by.timed, first);
-    TrackMinimum(extremes + kTileLanes, rate, by.timed, first);
-    TrackMaximum(extremes + 2 * kTileLanes, volume, by.timed, first);
-    TrackMinimum(extremes + 3 * kTileLanes, volume, by.timed, first);
+    if (run.first && i == 0) {
+      Begin(extremes, rate, by.timed);
+      Begin(extremes + kTileLanes, rate, by.timed);
+      Begin(extremes + 2 * kTileLanes, volume, by.timed);
+      Begin(extremes + 3 * kTileLanes, volume, by.timed);
+      continue;
+    }
+    TrackMaximum(extremes, rate, by.timed);
+    TrackMinimum(extremes + kTileLanes, rate, by.timed);
+    TrackMaximum(extremes + 2 * kTileLanes, volume, by.timed);
+    TrackMinimum(extremes + 3 * kTileLanes, volume, by.timed);
   }
   StoreSums(fields, sums);
+  if (kScattered && tracked) {
+    TrackMinimum(extremes + kTileLanes, Doubles{}, lengths.still);
+    TrackMinimum(extremes + 3 * kTileLanes, Doubles{}, lengths.still);
+  }
+}
+
+// Lanes whose extremes are all 0, which is so as counts and as rates.
+QELPRF_INLINE Masks Untouched(const double* extremes, size_t tracked, const double* counted) {
+  Doubles most = Load(counted);
+  for (size_t i = 0; i < 4 * tracked; ++i) most = Larger(most, Load(extremes + i * kTileLanes));
+  return reinterpret_cast<Masks>(most == 0.0);
 }
 
 // Has the four fields of a group on their way.
@@ -174,24 +260,25 @@ QELPRF_INLINE void Fetch(const double* fields) {
   for (size_t i = 0; i < 4; ++i) __builtin_prefetch(fields + i * kTileLanes, 1);
 }
 
-template <bool kCurrent>
-void Fold(double* fields, const FoldRun& run) {
-  TileLengths found;
-  if (run.lengths == nullptr) FindLengths(run.intervals, found);
-  const TileLengths& lengths = run.lengths != nullptr ? *run.lengths : found;
+template <bool kCurrent, bool kScattered>
+void FoldIntervals(double* fields, const FoldRun& run) {
   const size_t tracked = run.compute ? run.tracked : 0;
   for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
     double* sums = fields + lane;
     double* extremes = sums + run.quadsets * 4 * kTileLanes;
     double* const counted = extremes + run.tracked * 4 * kTileLanes;
-    const Doubles length = Load(lengths.of[0] + lane);
+    const Lengths lengths = LengthsOf<kScattered>(run, lane);
+    if (run.first) SettleRates<kCurrent>(extremes, run.tracked, counted);
     // A lane without a length has no extremes; one that begins a period or goes on with its length
     // keeps counts.
-    const Masks goes_on = reinterpret_cast<Masks>(Load(counted) == length);
-    const Masks begins = run.first ? ~Masks{} : Masks{};
-    const bool counts = lengths.equal && !AnyOf(~(goes_on | begins));
-    if (run.first || !counts) SettleRates<kCurrent>(extremes, run.tracked, counted);
-    if (counts && tracked != 0) Store(counted, length);
+    const Doubles old = Load(counted);
+    const Masks goes_on = reinterpret_cast<Masks>(old == lengths.length);
+    const Masks agree = goes_on | lengths.begins | ~lengths.timed;
+    const bool counts =
+        lengths.equal &&
+        (!AnyOf(~agree) || !AnyOf(~(agree | Untouched(extremes, run.tracked, counted))));
+    if (!counts) SettleRates<kCurrent>(extremes, run.tracked, counted);
+    if (counts && tracked != 0) Store(counted, Choose(lengths.timed, lengths.length, old));
     size_t offset = run.groups_at;
     for (size_t i = 0; i < run.quadsets; ++i, offset += kGroupBytes) {
       if (run.next != 0 && lane == 0) {
@@ -199,9 +286,10 @@ void Fold(double* fields, const FoldRun& run) {
         if (i < run.tracked) Fetch(extremes + run.next);
       }
       if (!counts || i >= tracked) {
-        FoldAny<kCurrent>(sums, extremes, offset, run, lane, lengths, i < tracked);
-      } else if (!FoldCounts<kCurrent, false>(sums, extremes, offset, run, lane, length)) {
-        FoldCounts<kCurrent, true>(sums, extremes, offset, run, lane, length);
+        FoldAny<kCurrent, kScattered>(sums, extremes, offset, run, lane, lengths, i < tracked);
+      } else if (!FoldCounts<kCurrent, false, kScattered>(sums, extremes, offset, run, lane,
+                                                          lengths)) {
+        FoldCounts<kCurrent, true, kScattered>(sums, extremes, offset, run, lane, lengths);
       }
       sums += 4 * kTileLanes;
       extremes += 4 * kTileLanes;
@@ -209,55 +297,65 @@ void Fold(double* fields, const FoldRun& run) {
   }
 }
 
-QELPRF_INLINE Wide TakeOf(uint8_t bits, size_t lane) {
-  Wide take = {};
-  for (size_t i = 0; i < kWidth; ++i) take[i] = (bits >> (lane + i) & 1) != 0 ? 0xFFFFFFFF : 0;
-  return take;
+template <bool kCurrent>
+void Fold(double* fields, const FoldRun& run) {
+  if (!run.intervals.scattered) {
+    FoldIntervals<kCurrent, false>(fields, run);
+  } else if (run.busy_count != 0 || run.compute) {
+    FoldIntervals<kCurrent, true>(fields, run);
+  }
 }
 
-// Lanes that do not take part in an interval stand for 0 among maxima and for the largest word
-// among minima, which change nothing.
-struct WordExtremes {
-  Wide most[2];
-  Wide least[2];
-};
-
-void Merge(double* extremes, const MergeRun& run) {
+// Minima are maxima of the complement. Lanes that do not take part in an interval stand for 0,
+// which changes nothing.
+template <bool kScattered>
+void MergeIntervals(const MergeRun& run) {
+  constexpr uint64_t kWord = 0xFFFFFFFF;
   for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
     Wide takes[kMostIntervals];
-    Wide any = {};
+    Masks merged = {};
     for (size_t n = 0; n < run.intervals.count; ++n) {
-      takes[n] = TakeOf(run.take[n], lane);
-      any |= takes[n];
+      const Masks take = LanesOf(run.take[n], lane);
+      takes[n] = reinterpret_cast<Wide>(take) & kWord;
+      merged |= take;
     }
-    const Masks merged = reinterpret_cast<Masks>(any != 0);
-    const Masks begun = run.first ? reinterpret_cast<Masks>(takes[0] != 0) : Masks{};
-    double* field = extremes + lane;
-    for (size_t i = 0; i < run.tracked; ++i, field += 4 * kTileLanes) {
-      WordExtremes found = {{Wide{}, Wide{}}, {Wide{} + 0xFFFFFFFF, Wide{} + 0xFFFFFFFF}};
+    const Masks begun = LanesOf(run.take[0], lane);
+    // Four words at a time; the last four end with the last word, so none is beyond the entry.
+    for (size_t last = run.words < 4 ? run.words : 4;; last += 4) {
+      if (last > run.words) last = run.words;
+      const size_t offset = run.words_at + 4 * last - kGroupBytes;
+      const size_t skipped = last < 4 ? 4 - last : 0;
+      uint64_t flips[4];
+      for (size_t k = 0; k < 4; ++k) {
+        const bool minimum = k >= skipped && (run.minima >> (last + k - 4) & 1) != 0;
+        flips[k] = minimum ? kWord : 0;
+      }
+      Wide found[4] = {};
       for (size_t n = 0; n < run.intervals.count; ++n) {
-        const Group group = LoadFrom(run.intervals, n, lane, run.words_at + i * kGroupBytes);
-        const Wide left_out = ~takes[n] & 0xFFFFFFFF;
-        found.most[0] = Larger(found.most[0], group.word[0] & takes[n]);
-        found.least[0] = Smaller(found.least[0], group.word[1] | left_out);
-        found.most[1] = Larger(found.most[1], group.word[2] & takes[n]);
-        found.least[1] = Smaller(found.least[1], group.word[3] | left_out);
+        const Group group = LoadFrom<kScattered>(run.intervals, n, lane, offset);
+        for (size_t k = 0; k < 4; ++k) {
+          const Wide word = group.word[k] ^ flips[k];
+          found[k] = Larger(found[k], kScattered ? word & takes[n] : word);
+        }
       }
-      for (size_t side = 0; side < 2; ++side) {
-        double* const most = field + 2 * side * kTileLanes;
-        double* const least = most + kTileLanes;
-        // What was there counts unless the lane's oldest words begin a period.
-        const Doubles most_found = ToDoubles(found.most[side]);
-        const Doubles least_found = ToDoubles(found.least[side]);
-        const Doubles most_old = Load(most);
-        const Doubles least_old = Load(least);
-        const Doubles most_new = Choose(begun, most_found, Larger(most_old, most_found));
-        const Doubles least_new = Choose(begun, least_found, Smaller(least_old, least_found));
-        Store(most, Choose(merged, most_new, most_old));
-        Store(least, Choose(merged, least_new, least_old));
+      for (size_t k = skipped; k < 4; ++k) {
+        double* const extreme = run.extremes[last + k - 4];
+        if (extreme == nullptr) continue;
+        const Doubles value = ToDoubles(found[k] ^ flips[k]);
+        if (run.first) Begin(extreme + lane, value, begun);
+        if (flips[k] != 0) {
+          TrackMinimum(extreme + lane, value, merged);
+        } else {
+          TrackMaximum(extreme + lane, value, merged);
+        }
       }
+      if (last == run.words) break;
     }
   }
+}
+
+void Merge(const MergeRun& run) {
+  (run.intervals.scattered ? MergeIntervals<true> : MergeIntervals<false>)(run);
 }
 
 QELPRF_INLINE void Store(uint64_t* p, Wide v) { *reinterpret_cast<LooseWide*>(p) = v; }
@@ -269,111 +367,53 @@ QELPRF_INLINE Wide OneFor(Wide bits) {
   return reinterpret_cast<Wide>(-reinterpret_cast<Masks>(bits != 0));
 }
 
-void FoldHeadsOf(HeadRun& run) {
-  run.lengths.equal = true;
+template <bool kScattered>
+void FoldHeadIntervals(HeadRun& run) {
   for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
     Wide time = {};
     Wide ratios = {};
     Wide counted = {};
     Wide sticky = {};
-    Masks differ = {};
-    Doubles oldest_length = {};
     Doubles busy = Load(run.busy + lane);
     for (size_t i = 0; i < run.intervals.count; ++i) {
-      const Group head = LoadFrom(run.intervals, i, lane, 0);
+      const Group head = LoadFrom<kScattered>(run.intervals, i, lane, 0);
       time += head.word[1];
       const Doubles length = ToDoubles(head.word[1]);
-      if (i == 0) oldest_length = length;
-      differ |= reinterpret_cast<Masks>(length != oldest_length);
-      Store(run.lengths.of[i] + lane, length);
+      Store(run.lengths[i] + lane, length);
       sticky |= BitsOf(head, run.sticky);
-      if (run.words_at != 0) {
-        // With the two words in front of them, which are always there.
-        const Group words = LoadFrom(run.intervals, i, lane, run.words_at - kGroupBytes / 2);
-        const bool oldest = run.first && i == 0;
-        TrackMaximum(run.maximum + lane, ToDoubles(words.word[2]), ~Masks{}, oldest);
-        TrackMinimum(run.minimum + lane, ToDoubles(words.word[3]), ~Masks{}, oldest);
-      }
       if (run.counted.bit != 0) counted += OneFor(BitsOf(head, run.counted));
       if (run.ratio == RatioPlace::kNowhere) continue;
       Wide word = head.word[3];
       if (run.ratio != RatioPlace::kAt14) {
-        const Group next = LoadFrom(run.intervals, i, lane, kGroupBytes);
+        const Group next = LoadFrom<kScattered>(run.intervals, i, lane, kGroupBytes);
         word = (run.ratio == RatioPlace::kAt16 ? next.word[0] : next.word[1]) >> 16;
       }
       const Doubles ratio = ToDoubles(word & 0xFFFF);
+      const Masks valid = kScattered ? LanesOf(run.valid[i], lane) : AllIf(true);
       const Masks present =
-          run.always ? ~Masks{} : reinterpret_cast<Masks>(BitsOf(head, run.there) != 0);
+          run.always ? valid : reinterpret_cast<Masks>(BitsOf(head, run.there) != 0);
       busy = Choose(present, busy + (ratio * length) / 10000.0, busy);
       ratios -= reinterpret_cast<Wide>(present);
       if (!run.track) continue;
-      const Masks take = run.track_always ? ~Masks{} : present;
-      const bool oldest = run.first && i == 0;
-      TrackMaximum(run.maximum + lane, ratio, take, oldest);
-      TrackMinimum(run.minimum + lane, ratio, take, oldest);
+      const Masks take = run.track_always ? valid : present;
+      if (run.first && i == 0) {
+        Begin(run.maximum + lane, ratio, take);
+        Begin(run.minimum + lane, ratio, take);
+        continue;
+      }
+      TrackMaximum(run.maximum + lane, ratio, take);
+      TrackMinimum(run.minimum + lane, ratio, take);
     }
     Store(run.time + lane, time);
     Store(run.ratios + lane, ratios);
     Store(run.counted_in + lane, counted);
     Store(run.sticky_in + lane, sticky);
     Store(run.busy + lane, busy);
-    run.lengths.equal = run.lengths.equal && !AnyOf(differ);
   }
 }
 
-// Truncation toward zero of what is not negative; too large values saturate.
-QELPRF_INLINE Wide ToWords(Doubles v) {
-  constexpr double kWhole = 4503599627370496.0;  // 2^52: sums with it have no fraction
-  const Doubles most = v - v + 4294967295.0;
-  const Doubles bounded = Smaller(v, most);
-  const Doubles rounded = (bounded + kWhole) - kWhole;
-  const Doubles whole = Choose(reinterpret_cast<Masks>(bounded < rounded), rounded - 1.0, rounded);
-  return reinterpret_cast<Wide>(whole + kWhole) & 0xFFFFFFFF;
-}
-
-QELPRF_INLINE Wide EncodeCounts(Doubles count) {
-  const Masks large = reinterpret_cast<Masks>(count > 2147483647.0);
-  const Doubles most = count - count + 2147483647.0;
-  return ToWords(Choose(large, Smaller(count / 256.0, most), count)) |
-         (reinterpret_cast<Wide>(large) & 0x80000000);
-}
-
-QELPRF_INLINE Wide Quotients(Doubles sum, Doubles by, Masks there) {
-  return ToWords(Choose(there, sum, sum - sum) / Choose(there, by, by - by + 1.0));
-}
-
-// Two words that follow each other in the file.
-QELPRF_INLINE void PutPair(uint64_t* pair, Wide first, Wide second) {
-  Wide both = first << 32 | second;
-  for (size_t i = 0; i < kWidth; ++i) both[i] = __builtin_bswap64(both[i]);
-  Store(pair, both);
-}
-
-template <bool kCurrent>
-void Put(double* fields, PutRun& run) {
-  for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
-    const double* sums = fields + lane;
-    double* const extremes = fields + lane + run.quadsets * 4 * kTileLanes;
-    SettleRates<kCurrent>(extremes, run.tracked, extremes + run.tracked * 4 * kTileLanes);
-    const Doubles time = Load(run.time + lane);
-    uint64_t pairs[kMostWords / 2][kWidth];
-    size_t at = 0;
-    for (size_t i = 0; i < run.quadsets; ++i, sums += 4 * kTileLanes) {
-      const Doubles count = Load(sums);
-      const Doubles by = kCurrent ? count : time;
-      PutPair(pairs[at++], EncodeCounts(count),
-              Quotients(Load(sums + kTileLanes), count, reinterpret_cast<Masks>(count >= 1.0)));
-      PutPair(pairs[at++], ToWords(Load(sums + 2 * kTileLanes)),
-              Quotients(Load(sums + 3 * kTileLanes), by, reinterpret_cast<Masks>(by != 0.0)));
-    }
-    for (size_t i = 0; i < 2 * run.tracked; ++i) {
-      const double* field = extremes + 2 * i * kTileLanes;
-      PutPair(pairs[at++], ToWords(Load(field)), ToWords(Load(field + kTileLanes)));
-    }
-    for (size_t i = 0; i < kWidth; ++i) {
-      for (size_t pair = 0; pair < at; ++pair) run.words[lane + i][pair] = pairs[pair][i];
-    }
-  }
+void FoldHeadsOf(HeadRun& run) {
+  (run.intervals.scattered ? FoldHeadIntervals<true> : FoldHeadIntervals<false>)(run);
 }
 
 }  // namespace

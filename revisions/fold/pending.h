@@ -3,6 +3,7 @@
 // for all of them. Records stay in memory meanwhile (record_buffer.h).
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -15,20 +16,41 @@
 #include "revisions/fold/kernel.h"
 #include "revisions/sets/slots.h"
 
+// Stands for entries, and for counter groups, of lanes that have none: everything is 0 in it.
+inline constexpr size_t kMostEntryBytes = 256;
+alignas(64) inline constexpr std::array<uint8_t, kMostEntryBytes> kNoEntry = {};
+
 // What is the same for all entries of the section being read.
 struct SectionContext {
   FoldContext fold;
   ItemMasks masks;
   size_t words_size;  // bytes of the extended words behind a full entry
-  bool all_words;     // the input carries just the words that the output does
 };
 
 // One interval of a tile whose entries do not simply follow each other, full and valid. Of the last
 // tile of a set fewer lanes may be in use.
 struct MixedEntries {
-  const uint8_t* entry[kLanes];  // in a record; null in lanes that are not in use
-  uint8_t compact;               // bit n: the entry of lane n has no counter groups
+  std::array<const uint8_t*, kLanes> entry;   // in a record; null in lanes that are not in use
+  std::array<const uint8_t*, kLanes> groups;  // the same where the lane has counter groups, else
+                                              // kNoEntry
+  uint8_t compact;                            // bit n: the entry of lane n has no counter groups
+  uint8_t valid;                              // bit n: lane n counts
+
+  void Put(size_t lane, const uint8_t* at, bool is_compact, bool is_valid) {
+    entry[lane] = at;
+    groups[lane] = is_compact || !is_valid ? kNoEntry.data() : at;
+    compact = static_cast<uint8_t>(compact | unsigned{is_compact} << lane);
+    valid = static_cast<uint8_t>(valid | unsigned{is_valid} << lane);
+  }
 };
+
+// No lane is in use.
+inline constexpr MixedEntries kNoEntries = {
+    {},
+    {kNoEntry.data(), kNoEntry.data(), kNoEntry.data(), kNoEntry.data(), kNoEntry.data(),
+     kNoEntry.data(), kNoEntry.data(), kNoEntry.data()},
+    0,
+    0};
 
 // The pending entries of one kind.
 struct PendingKind {
@@ -62,14 +84,20 @@ struct PendingKind {
     }
   }
 
-  // Place of another interval of a tile.
-  size_t Add(Kind kind, size_t tile) {
-    uint8_t& count = counts.data()[tile];
+  // Makes room for another interval of a tile, whose place this is.
+  size_t Next(Kind kind, size_t tile) {
+    const uint8_t& count = counts.data()[tile];
     // Only the oldest can be a first one; entries out of order make several of one record.
     if (count == room || (count != 0 && context.fold.first)) fold(*this, kind, tile);
+    return count;
+  }
+  // The interval at that place is there. Folds the tile while its entries are at hand if it is the
+  // last that is waited for.
+  void Add(Kind kind, size_t tile) {
+    uint8_t& count = counts.data()[tile];
     if (count == 0) firsts.data()[tile] = context.fold.first ? 1 : 0;
     any = true;
-    return count++;
+    if (++count == pending_limit) fold(*this, kind, tile);
   }
 };
 

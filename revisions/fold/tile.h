@@ -11,44 +11,14 @@
 #include "revisions/fold/pending.h"
 #include "revisions/sets/open_slots.h"
 
-// Counter groups of compact entries.
-inline constexpr std::array<uint8_t, 6 * kQuadsetSize> kNoGroups = {};
-
-// A run as the kernels take it: mixed intervals become eight full entries with their words, of
-// zeros where a lane does not count.
-template <FormId kId>
-struct FullEntries {
-  static constexpr const Form& kForm = kForms[kId];
-  static constexpr size_t kMostBytes = kForm.size + 32 * 4;
-  uint8_t filled[kMostIntervals][kLanes * kMostBytes];
-
-  void Fill(const TileRun& run, TileIntervals& intervals) {
-    intervals.count = run.Count();
-    intervals.step = run.step;
-    for (size_t i = 0; i < run.Count(); ++i) {
-      intervals.first[i] = run.plain[i] != nullptr ? run.plain[i] : FillMixed(run, i);
-    }
-  }
-
-  const uint8_t* FillMixed(const TileRun& run, size_t i) {
-    uint8_t* to = filled[i];
-    std::memset(to, 0, kLanes * run.step);
-    for (size_t lane = 0; lane < kLanes; ++lane, to += run.step) {
-      if ((run.valid[i] >> lane & 1) == 0) continue;
-      const bool compact = (run.mixed[i].compact >> lane & 1) != 0;
-      std::memcpy(to, run.mixed[i].entry[lane], compact ? kForm.head : run.step);
-    }
-    return filled[i];
-  }
-};
-
 template <FormId kId, QuadRule kRule>
-void FoldGroupsOfRun(const TileRun& run, const TileLengths* lengths, double* fields, size_t next,
-                     const SectionContext& context) {
+void FoldGroupsByKernel(const TileRun& run, const TileLengths& lengths, double* fields, size_t next,
+                        const SectionContext& context) {
   constexpr const Form& kForm = kForms[kId];
-  FullEntries<kId> full;
   FoldRun fold;
-  full.Fill(run, fold.intervals);
+  fold.intervals = run.With(run.groups);
+  fold.busy = run.busy;
+  fold.busy_count = run.busy_count;
   fold.lengths = lengths;
   fold.groups_at = kForm.quadsets_at;
   fold.quadsets = kForm.quadsets;
@@ -58,16 +28,47 @@ void FoldGroupsOfRun(const TileRun& run, const TileLengths* lengths, double* fie
   fold.next = next;
   (kRule == QuadRule::kCurrent ? fold_kernels->fold_current : fold_kernels->fold_older)(fields,
                                                                                         fold);
-  if (context.fold.compute) return;
+}
+
+// Merges the extended words that stand behind the entries: of the groups' extremes, which are
+// fields, and of the ratio's, which stand in the heads.
+template <FormId kId>
+void MergeByKernel(const TileRun& run, double* fields, SlotHead* heads,
+                   const SectionContext& context) {
+  constexpr const Form& kForm = kForms[kId];
+  constexpr size_t kRatioAt = 4 * size_t{kForm.tracked};
+  static_assert(kForm.size + 32 * 4 <= kMostEntryBytes);
+  double ratios[2][kLanes] = {};
   MergeRun merge;
-  merge.intervals = fold.intervals;
+  merge.minima = 0;
+  merge.words = 0;
+  for (size_t position = 0; position < 32; ++position) {
+    const uint32_t bit = kCountTopBit >> position;
+    if ((context.masks.in_mask & bit) == 0) continue;
+    double* extremes = nullptr;
+    if (position < kRatioAt) {
+      extremes = fields + (size_t{kForm.quadsets} * 4 + position) * kLanes;
+    } else if (position < kRatioAt + 2) {
+      extremes = ratios[position - kRatioAt];
+    }
+    if (position % 2 != 0) merge.minima |= 1U << merge.words;
+    merge.extremes[merge.words++] = (context.masks.out_mask & bit) != 0 ? extremes : nullptr;
+  }
+  merge.intervals = run.With(run.groups);
   for (size_t i = 0; i < run.Count(); ++i) {
     merge.take[i] = static_cast<uint8_t>(run.valid[i] & ~run.CompactOf(i));
   }
   merge.words_at = kForm.size;
-  merge.tracked = kForm.tracked;
   merge.first = run.first;
-  fold_kernels->merge(fields + kForm.quadsets * 4 * kLanes, merge);
+  for (size_t lane = 0; lane < run.lanes; ++lane) {
+    ratios[0][lane] = heads[lane].ratio_maximum;
+    ratios[1][lane] = heads[lane].ratio_minimum;
+  }
+  fold_kernels->merge(merge);
+  for (size_t lane = 0; lane < run.lanes; ++lane) {
+    heads[lane].ratio_maximum = ratios[0][lane];
+    heads[lane].ratio_minimum = ratios[1][lane];
+  }
 }
 
 // The same without kernels.
@@ -84,7 +85,7 @@ void FoldGroupsOneByOne(const TileRun& run, Kind kind, size_t tile, const Sectio
       const bool compact = (run.CompactOf(i) >> lane & 1) != 0;
       FoldContext fold = context.fold;
       fold.first = run.first && i == 0;
-      FoldGroups<kId, kRule>(slot, entry, compact ? kNoGroups.data() : entry + kForm.quadsets_at,
+      FoldGroups<kId, kRule>(slot, entry, compact ? kNoEntry.data() : entry + kForm.quadsets_at,
                              fold);
       if (compact || context.words_size == 0) continue;
       MergeWords<kId>(slot, entry + kForm.size, context.masks, fold.first);
@@ -108,6 +109,8 @@ void FoldTile(PendingKind& pending, Kind kind, size_t tile) {
   run.step = kForm.size + pending.context.words_size;
   run.count = pending.counts.data()[tile];
   run.first = pending.firsts.data()[tile] != 0;
+  run.lanes = std::min(static_cast<size_t>(set.entries) - tile * kLanes, kLanes);
+  run.Look();
   pending.counts.data()[tile] = 0;
   auto* const heads = OpenSlots::Heads(set) + tile * kLanes;
   double* const fields = OpenSlots::Fields(set, static_cast<int32_t>(tile * kLanes));
@@ -117,22 +120,18 @@ void FoldTile(PendingKind& pending, Kind kind, size_t tile) {
     FetchHeads(heads + kLanes, std::min(heads_left, kLanes));
   }
   const SectionContext& context = pending.context;
-  const bool by_kernel =
-      kForm.quadsets != 0 && fold_kernels != nullptr && (context.fold.compute || context.all_words);
-  const bool words = by_kernel && !context.fold.compute;
-  bool plain = fold_kernels != nullptr && HasPlainHead<kId>(context.fold);
-  for (size_t i = 0; i < run.Count(); ++i) plain = plain && run.plain[i] != nullptr;
   HeadRun folded;
-  if (plain) {
-    FoldPlainHeads<kId>(run, folded, heads, context, words);
+  if (fold_kernels != nullptr && KernelsKnowHead<kId>(context.fold)) {
+    FoldHeadsByKernel<kId>(run, folded, heads, context);
   } else {
-    FoldHeads<kId>(run, heads, context, words);
+    FoldHeads<kId>(run, folded.lengths, heads, context);
+  }
+  if (fold_kernels == nullptr) {
+    FoldGroupsOneByOne<kId, kRule>(run, kind, tile, context);
+    return;
   }
   if constexpr (kForm.quadsets != 0) {
-    if (by_kernel) {
-      FoldGroupsOfRun<kId, kRule>(run, plain ? &folded.lengths : nullptr, fields, next, context);
-      return;
-    }
+    FoldGroupsByKernel<kId, kRule>(run, folded.lengths, fields, next, context);
   }
-  FoldGroupsOneByOne<kId, kRule>(run, kind, tile, pending.context);
+  if (!context.fold.compute) MergeByKernel<kId>(run, fields, heads, context);
 }

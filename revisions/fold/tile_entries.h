@@ -52,6 +52,7 @@ struct Batch {
   const uint8_t* entry[kLanes];
   int32_t slot[kLanes];
   uint8_t compact;
+  uint8_t valid;
   size_t count;
 };
 
@@ -67,26 +68,76 @@ inline bool IsTile(const Batch& batch, const ResourceSet& set) {
 }
 
 inline void AddMixed(PendingKind& pending, Kind kind, size_t tile, const MixedEntries& entries) {
-  const size_t at = pending.Add(kind, tile);
+  const size_t at = pending.Next(kind, tile);
   pending.PlainOf(tile)[at] = nullptr;
   pending.MixedOf(tile)[at] = entries;
+  pending.Add(kind, tile);
 }
 
-inline void AddTile(PendingKind& pending, Kind kind, const Batch& batch) {
-  MixedEntries entries = {};
-  for (size_t i = 0; i < batch.count; ++i) entries.entry[i] = batch.entry[i];
-  entries.compact = batch.compact;
-  AddMixed(pending, kind, static_cast<size_t>(batch.slot[0]) / kLanes, entries);
-}
-
-// Entries in another order than the slots: one after the other.
-inline void AddOneByOne(PendingKind& pending, Kind kind, const Batch& batch) {
+// Adds a batch whose slots are those of a tile as one interval, else its entries one by one.
+inline void AddBatch(PendingKind& pending, Kind kind, const Batch& batch, bool is_tile) {
+  MixedEntries entries = kNoEntries;
   for (size_t i = 0; i < batch.count; ++i) {
     const auto slot = static_cast<size_t>(batch.slot[i]);
-    const size_t lane = slot % kLanes;
-    MixedEntries entries = {};
-    entries.entry[lane] = batch.entry[i];
-    entries.compact = (batch.compact >> i & 1) != 0 ? static_cast<uint8_t>(1U << lane) : uint8_t{0};
+    entries.Put(slot % kLanes, batch.entry[i], (batch.compact >> i & 1) != 0,
+                (batch.valid >> i & 1) != 0);
+    if (is_tile && i + 1 != batch.count) continue;
     AddMixed(pending, kind, slot / kLanes, entries);
+    entries = kNoEntries;
   }
+}
+
+// The marks of compact and of not-valid entries among the eight bytes.
+template <FormId kId>
+struct Marks {
+  uint64_t key;
+  uint64_t compact;
+  uint64_t not_valid;
+
+  explicit Marks(size_t key_count) {
+    constexpr const Form& kForm = kForms[kId];
+    constexpr uint8_t kAll[3] = {0xFF, 0xFF, 0xFF};
+    uint8_t marks[8];
+    PutMarks<kId>(marks, kAll, key_count, 0);
+    std::memcpy(&key, marks, 8);
+    compact = kForm.compact == kNone ? 0 : ByteAt(kForm.compact - static_cast<int>(kAtMarks));
+    not_valid = ByteAt(kForm.not_valid - static_cast<int>(kAtMarks));
+  }
+  uint64_t All() const { return key | compact | not_valid; }
+
+ private:
+  static uint64_t ByteAt(int at) {
+    uint8_t bytes[8] = {};
+    bytes[at] = 0xFF;
+    uint64_t word;
+    std::memcpy(&word, bytes, 8);
+    return word;
+  }
+};
+
+// Takes the next eight entries if they are those of a tile, whatever they are; returns the first
+// byte behind them, else null.
+template <FormId kId>
+const uint8_t* TakeTile(MixedEntries& tile, const uint8_t* entry, const uint8_t* end, size_t full,
+                        const uint8_t* expected, const Marks<kId>& marks) {
+  constexpr const Form& kForm = kForms[kId];
+  constexpr size_t kHead = kForm.compact == kNone ? kForm.size : kForm.head;
+  static_assert(kHead >= kAtMarks + 8);
+  tile.compact = 0;
+  tile.valid = 0;
+  for (size_t lane = 0; lane < kLanes; ++lane, expected += 8) {
+    if (static_cast<size_t>(end - entry) < kHead) return nullptr;
+    uint64_t have;
+    uint64_t want;
+    std::memcpy(&have, entry + kAtMarks, 8);
+    std::memcpy(&want, expected, 8);
+    const uint64_t differ = have ^ want;
+    if ((differ & marks.key) != 0) return nullptr;
+    const bool compact = (differ & marks.compact) != 0;
+    const size_t size = compact ? kHead : full;
+    if (static_cast<size_t>(end - entry) < size) return nullptr;
+    tile.Put(lane, entry, compact, (differ & marks.not_valid) == 0);
+    entry += size;
+  }
+  return entry;
 }

@@ -46,20 +46,32 @@ struct Group {
   Wide word[4];
 };
 
+// Where the groups of kWidth lanes lie: in entries that follow each other, or in scattered ones.
+struct InLine {
+  const uint8_t* first;
+  size_t step;
+  QELPRF_INLINE const uint8_t* operator[](size_t lane) const { return first + lane * step; }
+};
+struct Scattered {
+  const uint8_t* const* entries;
+  size_t offset;
+  QELPRF_INLINE const uint8_t* operator[](size_t lane) const { return entries[lane] + offset; }
+};
+
 #if QELPRF_WIDTH == 8
 
-QELPRF_INLINE Words16 LoadFourGroups(const uint8_t* entry, size_t step) {
+template <class Places>
+QELPRF_INLINE Words16 LoadFourGroups(const Places& at, size_t n) {
 #define QELPRF_TURNED(n) n + 3, n + 2, n + 1, n
 #define QELPRF_TURNED16(n) \
   QELPRF_TURNED(n), QELPRF_TURNED(n + 4), QELPRF_TURNED(n + 8), QELPRF_TURNED(n + 12)
 #define QELPRF_NEXT16(n)                                                                    \
   n, n + 1, n + 2, n + 3, n + 4, n + 5, n + 6, n + 7, n + 8, n + 9, n + 10, n + 11, n + 12, \
       n + 13, n + 14, n + 15
-  const Bytes32 low = __builtin_shufflevector(LoadGroup(entry), LoadGroup(entry + step),
+  const Bytes32 low = __builtin_shufflevector(LoadGroup(at[n]), LoadGroup(at[n + 1]),
                                               QELPRF_NEXT16(0), QELPRF_NEXT16(16));
-  const Bytes32 high =
-      __builtin_shufflevector(LoadGroup(entry + 2 * step), LoadGroup(entry + 3 * step),
-                              QELPRF_NEXT16(0), QELPRF_NEXT16(16));
+  const Bytes32 high = __builtin_shufflevector(LoadGroup(at[n + 2]), LoadGroup(at[n + 3]),
+                                               QELPRF_NEXT16(0), QELPRF_NEXT16(16));
   const Bytes64 all = __builtin_shufflevector(low, high, QELPRF_NEXT16(0), QELPRF_NEXT16(16),
                                               QELPRF_NEXT16(32), QELPRF_NEXT16(48));
   return reinterpret_cast<Words16>(__builtin_shufflevector(
@@ -76,9 +88,10 @@ QELPRF_INLINE Wide LowHalves(Words16 words) {
   return reinterpret_cast<Wide>(low ? words : none);
 }
 
-QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
-  const Words16 a = LoadFourGroups(entry, step);
-  const Words16 b = LoadFourGroups(entry + 4 * step, step);
+template <class Places>
+QELPRF_INLINE Group LoadGroups(const Places& at) {
+  const Words16 a = LoadFourGroups(at, 0);
+  const Words16 b = LoadFourGroups(at, 4);
 #define QELPRF_WORD(n)                                                                      \
   LowHalves(__builtin_shufflevector(a, b, n, n, n + 4, n + 4, n + 8, n + 8, n + 12, n + 12, \
                                     n + 16, n + 16, n + 20, n + 20, n + 24, n + 24, n + 28, \
@@ -88,7 +101,6 @@ QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
 }
 
 QELPRF_INLINE Wide Larger(Wide a, Wide b) { return a < b ? b : a; }
-QELPRF_INLINE Wide Smaller(Wide a, Wide b) { return b < a ? b : a; }
 
 QELPRF_INLINE Doubles ToDoubles(Wide w) {
   return __builtin_convertvector(reinterpret_cast<Masks>(w), Doubles);
@@ -110,11 +122,12 @@ QELPRF_INLINE Words Turned(Bytes16 b) {
 
 #if QELPRF_WIDTH == 4
 
-QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
-  const Words r0 = Turned(LoadGroup(entry));
-  const Words r1 = Turned(LoadGroup(entry + step));
-  const Words r2 = Turned(LoadGroup(entry + 2 * step));
-  const Words r3 = Turned(LoadGroup(entry + 3 * step));
+template <class Places>
+QELPRF_INLINE Group LoadGroups(const Places& at) {
+  const Words r0 = Turned(LoadGroup(at[0]));
+  const Words r1 = Turned(LoadGroup(at[1]));
+  const Words r2 = Turned(LoadGroup(at[2]));
+  const Words r3 = Turned(LoadGroup(at[3]));
   const Words low01 = __builtin_shufflevector(r0, r1, 0, 4, 1, 5);
   const Words low23 = __builtin_shufflevector(r2, r3, 0, 4, 1, 5);
   const Words high01 = __builtin_shufflevector(r0, r1, 2, 6, 3, 7);
@@ -127,9 +140,10 @@ QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
 
 #else
 
-QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
-  const Words r0 = Turned(LoadGroup(entry));
-  const Words r1 = Turned(LoadGroup(entry + step));
+template <class Places>
+QELPRF_INLINE Group LoadGroups(const Places& at) {
+  const Words r0 = Turned(LoadGroup(at[0]));
+  const Words r1 = Turned(LoadGroup(at[1]));
   const Words low = __builtin_shufflevector(r0, r1, 0, 4, 1, 5);
   const Words high = __builtin_shufflevector(r0, r1, 2, 6, 3, 7);
   const Words none = {};
@@ -146,15 +160,30 @@ QELPRF_INLINE Group LoadGroups(const uint8_t* entry, size_t step) {
 QELPRF_INLINE Doubles Whole(Wide w) { return reinterpret_cast<Doubles>(w | 0x4330000000000000); }
 QELPRF_INLINE Doubles ToDoubles(Wide w) { return Whole(w) - 4503599627370496.0; }
 
+#if QELPRF_WIDTH == 4
+QELPRF_INLINE Wide Larger(Wide a, Wide b) {
+  return reinterpret_cast<Masks>(a) < reinterpret_cast<Masks>(b) ? b : a;
+}
+#else
 QELPRF_INLINE Wide Larger(Wide a, Wide b) { return Whole(a) < Whole(b) ? b : a; }
-QELPRF_INLINE Wide Smaller(Wide a, Wide b) { return Whole(b) < Whole(a) ? b : a; }
+#endif
 
 #endif
 
 // The groups at `offset` of the entries of kWidth lanes from `lane` on.
+template <bool kScattered>
 QELPRF_INLINE Group LoadFrom(const TileIntervals& intervals, size_t interval, size_t lane,
                              size_t offset) {
-  return LoadGroups(intervals.first[interval] + lane * intervals.step + offset, intervals.step);
+  if constexpr (kScattered) return LoadGroups(Scattered{intervals.lanes[interval] + lane, offset});
+  return LoadGroups(
+      InLine{intervals.first[interval] + lane * intervals.step + offset, intervals.step});
+}
+
+// The lanes of a byte's bits.
+QELPRF_INLINE Masks LanesOf(uint8_t bits, size_t lane) {
+  Wide bit = {};
+  for (size_t i = 0; i < kWidth; ++i) bit[i] = uint64_t{1} << i;
+  return reinterpret_cast<Masks>((bit & (uint64_t{bits} >> lane)) != 0);
 }
 
 QELPRF_INLINE Doubles Choose(Masks mask, Doubles yes, Doubles no) { return mask ? yes : no; }
