@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -27,7 +28,7 @@ namespace {
 constexpr unsigned kDetFirstOpen = 0x03020001;
 constexpr size_t kMaxArchiveDirectory = 247;
 
-std::vector<std::pair<dev_t, ino_t>> input_files;
+std::set<std::pair<dev_t, ino_t>> input_files;  // manual runs
 std::vector<std::string> unopened;  // automatic runs
 
 bool SameMonthAndArray(const char* left, const char* right) {
@@ -74,7 +75,9 @@ void CheckInputs() {
   for (int32_t i = 0; i < Ntarget; ++i) {
     if (!OpenInput(TargetList[i], kDetFirstOpen)) continue;
     struct stat status = {};
-    if (::fstat(rfd, &status) == 0) input_files.emplace_back(status.st_dev, status.st_ino);
+    if (!automatic && ::fstat(rfd, &status) == 0) {
+      input_files.emplace(status.st_dev, status.st_ino);
+    }
     const int verdict = PreReadHeaderRec();
     CloseInput();
     if (verdict == -1) {
@@ -99,10 +102,7 @@ void CheckInputs() {
 bool IsInputFile(const char* path) {
   struct stat status = {};
   if (::stat(path, &status) != 0) return false;
-  for (const auto& [device, inode] : input_files) {
-    if (device == status.st_dev && inode == status.st_ino) return true;
-  }
-  return false;
+  return input_files.contains({status.st_dev, status.st_ino});
 }
 
 bool LacksInputOf(const char* name, char level) {

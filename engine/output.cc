@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstring>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "areas/finfo.h"
@@ -35,7 +36,8 @@ constexpr uint32_t kDetSync = 0x03020005;
 constexpr uint32_t kDetClose = 0x03020006;
 constexpr uint32_t kDetRename = 0x03020007;
 
-std::vector<std::string> finished_paths;
+// As many as a night has archives, and asked for each of them.
+std::unordered_set<std::string> finished_paths;
 
 // Finished outputs of an automatic run that get their names together.
 struct Finished {
@@ -65,8 +67,7 @@ bool CreateAtPath(uint32_t detail) {
   // A path that fills its buffer may have been cut, and would then be that of another file.
   if (std::strlen(wfpath) + 1 == sizeof wfpath) CannotCreate(ENAMETOOLONG, detail);
   const bool automatic = arcdelinfo.auto_flg != 0;
-  const bool finished =
-      std::find(finished_paths.begin(), finished_paths.end(), wfpath) != finished_paths.end();
+  const bool finished = finished_paths.contains(wfpath);
   if (finished && automatic) {
     // Two names lead to one archive; that is no reason to leave all arrays behind this one alone.
     LogMessage(102, wfpath, "open", EEXIST, detail);
@@ -217,7 +218,7 @@ void FinishOutput(int32_t end, Followed followed) {
     if (followed == Followed::kNo) NameGroup();
   }
   ReleaseOutputFile();
-  finished_paths.emplace_back(wfpath);
+  finished_paths.emplace(wfpath);
   OutMsg(end);
   output = Output{};
 }
