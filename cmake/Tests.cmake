@@ -102,3 +102,14 @@ if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANIT
   set_tests_properties(InstructionCeiling PROPERTIES
     LABELS "long;instructions" TIMEOUT 300 SKIP_RETURN_CODE 77)
 endif()
+
+# Real schedulers and databases: long, and only on request. Skipped with a word otherwise.
+if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool)
+  foreach(engine IN ITEMS slurm ssh prometheus postgres)
+    add_test(NAME "LongTry.${engine}"
+      COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/scripts/try-${engine}" --test)
+    set_tests_properties("LongTry.${engine}" PROPERTIES
+      LABELS "long;engines" TIMEOUT 1200 SKIP_RETURN_CODE 77
+      ENVIRONMENT "QELPRFARC_PROGRAMS=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+  endforeach()
+endif()
