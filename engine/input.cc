@@ -29,7 +29,7 @@ constexpr unsigned kDetFirstOpen = 0x03020001;
 constexpr size_t kMaxArchiveDirectory = 247;
 
 std::set<std::pair<dev_t, ino_t>> input_files;  // manual runs
-std::vector<std::string> unopened;  // automatic runs
+std::vector<std::string> unopened;              // automatic runs
 
 bool SameMonthAndArray(const char* left, const char* right) {
   constexpr size_t kMonthDigits = 6;

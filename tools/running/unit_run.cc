@@ -19,6 +19,7 @@
 #include <climits>
 #include <cstring>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -139,13 +140,20 @@ bool IsArchiveOf(const std::string& unit, const std::string& name) {
          std::all_of(middle.begin() + 1, middle.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-bool NamesIn(const std::string& directory, std::vector<std::string>& names) {
-  std::error_code error;
-  for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
-       entry.increment(error)) {
-    names.push_back(entry->path().filename().string());
+// Names of a directory that begin with `begin`.
+bool NamesIn(const std::string& directory, const std::string& begin,
+             std::vector<std::string>& names) {
+  DIR* stream = opendir(directory.c_str());
+  if (stream == nullptr) return FailWithError(directory);
+  errno = 0;
+  while (const dirent* entry = readdir(stream)) {
+    const std::string_view name = entry->d_name;
+    if (name.starts_with(begin) && name != "." && name != "..") names.emplace_back(name);
+    errno = 0;
   }
-  if (error) return Fail(directory, error.message());
+  const int error = errno;
+  closedir(stream);
+  if (error != 0) return Fail(directory, strerror(error));
   // Sequels first, the unit's own name last: where that is, all are.
   std::sort(names.begin(), names.end());
   std::stable_partition(names.begin(), names.end(), [](const std::string& name) {
@@ -210,7 +218,7 @@ class UnitRunner {
   // Checks, syncs and renames.
   UnitEnd Deliver() const {
     std::vector<std::string> made;
-    if (!NamesIn(scratch_, made)) return UnitEnd::kTrouble;
+    if (!NamesIn(scratch_, "", made)) return UnitEnd::kTrouble;
     const UnitEnd checked = Check(made);
     if (checked != UnitEnd::kMade) return checked;
     for (const std::string& name : made) {
@@ -250,7 +258,7 @@ class UnitRunner {
   // A sequel of an earlier start, from other inputs, would be taken for a part of this archive.
   UnitEnd CheckSequels(const std::vector<std::string>& made) const {
     std::vector<std::string> there;
-    if (!NamesIn(place_.outputs, there)) return UnitEnd::kTrouble;
+    if (!NamesIn(place_.outputs, unit_.name, there)) return UnitEnd::kTrouble;
     for (const std::string& name : there) {
       if (IsArchiveOf(unit_.name, name) && name != unit_.name + ".psa" &&
           std::find(made.begin(), made.end(), name) == made.end()) {

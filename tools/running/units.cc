@@ -93,8 +93,12 @@ class Finder {
   bool Read(const std::string& only) {
     DIR* stream = opendir(place_.inputs.c_str());
     if (stream == nullptr) return Fail(place_.inputs, strerror(errno));
+    // Of the many files of a directory nearly none are of one unit: they are passed over by how
+    // they begin.
+    const std::string begin = place_.level == UnitLevel::kDay ? only.substr(0, kMonthDigits) : only;
     errno = 0;
     while (const dirent* entry = readdir(stream)) {
+      if (strncmp(entry->d_name, begin.c_str(), begin.size()) != 0) continue;
       const std::string unit = UnitNameOf(place_.level, entry->d_name);
       if (!unit.empty() && (only.empty() || unit == only)) Take(unit, entry->d_name);
       errno = 0;
