@@ -114,6 +114,13 @@ def commands(place):
     }
 
 
+def made_by(place, case):
+    """How many hour archives a run has made."""
+    where = place.archive / ("archive" if case == "night" else "")
+    return sum(entry.name.startswith(DAY) and entry.name.endswith(".psa")
+               for entry in os.scandir(where))
+
+
 def measure(programs, sizes, cases, directory, count_calls):
     environment = {**os.environ, "TZ": "UTC", "LC_ALL": "C"}
     print(f"{'case':8} {'files':>9} {'seconds':>9} {'CPU s':>9} {'us/log':>8} {'MiB':>8} {'B/log':>8}")
@@ -127,9 +134,7 @@ def measure(programs, sizes, cases, directory, count_calls):
                 place.fill(size, archived)
                 seconds, cpu, mib = run(command, environment)
                 if name in ("night", "manual"):
-                    where = place.archive / ("archive" if name == "night" else "")
-                    made = sum(entry.name.startswith(DAY) and entry.name.endswith(".psa")
-                               for entry in os.scandir(where))
+                    made = made_by(place, name)
                     if made != size:
                         raise SystemExit(f"scale: {name}: {made} archives of {size} logs")
                 first = first or mib

@@ -101,6 +101,11 @@ if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANIT
       $<TARGET_FILE:Qelprfarc> $<TARGET_FILE:Qelprfarc_scalar> $<TARGET_FILE:psltool>)
   set_tests_properties(InstructionCeiling PROPERTIES
     LABELS "long;instructions" TIMEOUT 300 SKIP_RETURN_CODE 77)
+  add_test(NAME SelectionGrowth
+    COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tests/selection_growth.py"
+      $<TARGET_FILE:Qelprfarc_test> $<TARGET_FILE:psltool>)
+  set_tests_properties(SelectionGrowth PROPERTIES
+    LABELS "long;instructions" TIMEOUT 300 SKIP_RETURN_CODE 77 RESOURCE_LOCK test_prefix)
 endif()
 
 # Real schedulers and databases: long, and only on request. Skipped with a word otherwise.

@@ -95,6 +95,8 @@ def install(packages):
 def enter():
     """Goes on in namespaces of its own: this program is started once more inside of them."""
     if os.environ.get(INSIDE):
+        # Shared memory that is killed with its owner must not stay behind.
+        run(["mount", "-t", "tmpfs", "none", "/dev/shm"])
         run(["ip", "link", "set", "lo", "up"])
         # Resolvers that leave out loopback addresses want another one; and hosts are joined here.
         run(["ip", "link", "add", BRIDGE, "type", "bridge"])
