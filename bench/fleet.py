@@ -58,6 +58,9 @@ def ways(programs, processes):
     for count in processes:
         if count > 1:
             found[f"xargs -P {count}"] = f"{units} | xargs -0 -r -n 1 -P {count} sh -c > /dev/null"
+    names = f"'{psltool}' units -0 --names -o \"$OUT\" \"$LOGS\""
+    found[f"-n 50 -P {max(processes)}"] = (
+        f"{names} | xargs -0 -r -n 50 -P {max(processes)} '{psltool}' unit -q -o \"$OUT\" \"$LOGS\"")
     if shutil.which("parallel"):
         found[f"parallel -j {max(processes)}"] = (
             f"{units} | parallel --will-cite -0 -j {max(processes)} > /dev/null")

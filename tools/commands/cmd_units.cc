@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -166,8 +167,8 @@ int List(Options& options) {
   return complete ? kGood : kBad;
 }
 
-int Work(Options& options, bool quiet) {
-  SetPlace(options);
+// One unit; its status.
+int WorkOn(Options& options, bool quiet) {
   Unit unit;
   const UnitEnd end = RunUnit(options.request, unit);
   if (end == UnitEnd::kTrouble) return kTrouble;
@@ -181,6 +182,17 @@ int Work(Options& options, bool quiet) {
                   : "done already");
   }
   return kGood;
+}
+
+// All units named, whatever becomes of each; the worst status.
+int Work(Options& options, const std::vector<std::string>& names, bool quiet) {
+  SetPlace(options);
+  int status = kGood;
+  for (const std::string& name : names) {
+    options.request.name = name;
+    status = std::max(status, WorkOn(options, quiet));
+  }
+  return status;
 }
 
 void AddCommonOptions(Command& command, const std::shared_ptr<Options>& options) {
@@ -220,13 +232,13 @@ void AddUnitsCommand(Command& command, int& status) {
 
 void AddUnitCommand(Command& command, int& status) {
   auto options = std::make_shared<Options>();
+  auto names = std::make_shared<std::vector<std::string>>();
   auto quiet = std::make_shared<bool>(false);
   AddCommonOptions(command, options);
-  command.AddOption("name", options->request.name, "Name of the unit: date digits and array")
-      ->Required();
+  command.AddOption("name", *names, "Names of units: date digits and array")->Required();
   command.AddFlag("--again", options->request.again, "Even if it is done");
   command.AddFlag("-q,--quiet", *quiet, "No text when all is well");
-  command.Does([options, quiet, &status] { status = Work(*options, *quiet); });
+  command.Does([options, names, quiet, &status] { status = Work(*options, *names, *quiet); });
 }
 
 }  // namespace psltool

@@ -204,6 +204,33 @@ TEST_F(PsltoolUnits, SequelsOfADayBelongToItsUnit) {
   EXPECT_THAT(again.err, HasSubstr("20240305b#002.psa is left from other inputs"));
 }
 
+// A process for each unit is a third of what a small one costs.
+TEST_F(PsltoolUnits, SeveralAtOnceAreDoneWhateverBecomesOfEach) {
+  const std::string path = directory.Path("logs/20240229a.psl");
+  fs::resize_file(path, fs::file_size(path) - 10);
+  const ProgramResult result =
+      Psltool({"unit", "-o", "out", "logs", "20240228a", "20240229a", "20240229b", "20240301a"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.err, HasSubstr("unit 20240229a: the archiver failed"));
+  EXPECT_THAT(result.out, HasSubstr("20240228a.psa: made from 1 input"));
+  EXPECT_THAT(Made(), ElementsAre("20240228a.psa", "20240229b.psa", "20240301a.psa"));
+  const ProgramResult worse =
+      Psltool({"unit", "-o", "out", "logs", "20240227a", "20240229a", "20240228a"});
+  EXPECT_EQ(worse.status, 2);
+  EXPECT_THAT(worse.out, HasSubstr("20240228a.psa: done already"));
+}
+
+// Names are compared with how a unit's files begin, before they are taken apart.
+TEST_F(PsltoolUnits, ArraysWhoseNamesBeginAlikeAreToldApart) {
+  MakeLogs(directory.Path("logs"), {"--name", "ab", "--start", "2024-02-28", "--days", "2"});
+  EXPECT_EQ(Unit("20240228a").status, 0);
+  EXPECT_THAT(Made(), ElementsAre("20240228a.psa"));
+  EXPECT_EQ(Psltool({"unit", "-o", "out", "logs", "20240228ab", "20240229ab"}).status, 0);
+  EXPECT_EQ(Psltool({"unit", "--level", "day", "out", "202402a"}).status, 0);
+  EXPECT_THAT(Made(),
+              ElementsAre("20240228a.psa", "20240228ab.psa", "20240229ab.psa", "202402a.psa"));
+}
+
 TEST_F(PsltoolUnits, TroubleIsToldFromFailure) {
   EXPECT_EQ(Unit("20240227a").status, 2);
   EXPECT_EQ(Psltool({"unit", "-o", "out", "nowhere", "20240228a"}).status, 2);
