@@ -53,6 +53,21 @@ constexpr CommandRow kCommands[] = {
      "  psltool top --by busy -n 5 --kind pd 20240304array01.psl --from \"2024-03-04 09:00\"\n"
      "  psltool top --by max --json archive/*.psa | jq -r '.resources[0].key'",
      AddTopCommand},
+    {kLook, "report", "A page to look at in a browser, in one file",
+     "One file with everything in it: what was busy when, of every array and resource, with the\n"
+     "largest and smallest interval beside each mean. It is opened from disk, asks no server, and\n"
+     "can be mailed. Where logs, hour and day archives tell of the same time the finest counts.\n"
+     "The busiest resources are told in full as far as --size reaches, the others in steps of "
+     "time.\n\n"
+     "Exit status: 0 done, 1 a file is broken (what stands in front of the place is in the page), "
+     "or\n"
+     "no file has a record of the time or of the key, 2 a file could not be read or the page not\n"
+     "written, or the command line is wrong.\n\n"
+     "Examples:\n"
+     "  psltool report archive/202403*.psa -o march.html\n"
+     "  psltool report logs archive --from -7d -o week.html\n"
+     "  psltool report --kind ld --size 30 archive/*.psa",
+     AddReportCommand},
     {kLook, "dump", "Print the entries of a file, field by field",
      "Rates and percentages are computed from the words; \"ops\" are operations, the means are "
      "per\n"

@@ -30,6 +30,7 @@ void AddExplainCommand(Command& command, int& status);
 void AddSealCommand(Command& command, int& status);
 void AddSalvageCommand(Command& command, int& status);
 void AddExportCommand(Command& command, int& status);
+void AddReportCommand(Command& command, int& status);
 void AddSegmentCommand(Command& command, int& status);
 void AddHealthCommand(Command& command, int& status);
 void AddPlanCommand(Command& command, int& status);

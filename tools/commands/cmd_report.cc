@@ -1,0 +1,118 @@
+// Command line of `psltool report`.
+#include "tools/commands/commands.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/commands/dump_options.h"
+#include "tools/commands/files_option.h"
+#include "tools/output/record_file.h"
+#include "tools/output/report.h"
+#include "tools/page/gather.h"
+#include "tools/page/look_files.h"
+#include "tools/page/page_choice.h"
+#include "tools/page/page_text.h"
+#include "tools/reading/labels.h"
+
+namespace psltool {
+
+namespace {
+
+constexpr double kMegabyte = 1e6;
+constexpr size_t kUsualSize = 9;  // megabytes
+constexpr double kSmallest = 1;
+constexpr double kLargest = 400;
+
+struct Wishes {
+  std::vector<std::string> files;
+  std::string out = "report.html";
+  std::string labels;
+  size_t size = kUsualSize;
+  ChoiceOptions choice;
+};
+
+// "-o archive/*.psa" would make a page of the first archive.
+bool IsOutput(const Wishes& wishes) {
+  std::error_code error;
+  const bool log = wishes.out.ends_with(".psl") || wishes.out.ends_with(".psa");
+  const bool input = std::any_of(wishes.files.begin(), wishes.files.end(), [&](const auto& file) {
+    return std::filesystem::equivalent(file, wishes.out, error);
+  });
+  return (!log && !input) ||
+         Fail("report -o", wishes.out + " is a log or archive, which is never overwritten");
+}
+
+int StatusOf(DumpEnd end) {
+  if (end == DumpEnd::kDone) return kExitDone;
+  return end == DumpEnd::kBroken ? kExitFailed : kExitUnusable;
+}
+
+DumpCount CountOf(const PageData& page) {
+  DumpCount count;
+  for (const auto& [name, array] : page.arrays) {
+    count.records += array.intervals.size();
+    for (const auto& [word, kind] : array.kinds) count.entries += kind.resources.size();
+  }
+  return count;
+}
+
+// Data takes what the page may have; a third of it ranks resources over parts of the span. Of the
+// numbers of resources in full more is kept than has room when it is packed.
+PageLimits LimitsOf(double bytes) {
+  constexpr double kRankShare = 0.33;
+  constexpr double kMemoryOfDetail = 40;
+  constexpr double kMostMemory = 1.5e9;
+  return {static_cast<size_t>(bytes * kRankShare),
+          static_cast<size_t>(std::min(bytes * kMemoryOfDetail, kMostMemory))};
+}
+
+bool WritePage(const std::string& path, const std::string& text) {
+  RecordFile file(path);
+  return file.Create() && file.Write(reinterpret_cast<const uint8_t*>(text.data()), text.size()) &&
+         file.Finish();
+}
+
+int Report(Wishes& wishes) {
+  DumpWishes what;
+  Labels labels;
+  if (!TakeChoice("report", wishes.choice, what) || !IsOutput(wishes) ||
+      !labels.Read(wishes.labels)) {
+    return kExitRefused;
+  }
+  Progress progress;
+  PageData page;
+  if (!LookAtFiles(wishes.files, what, progress, page)) return kExitRefused;
+  const int status = StatusOf(GatherSums(what, progress, page));
+  const DumpCount count = CountOf(page);
+  if (!HasWhatWasAsked("report", wishes.choice, what, count)) return std::max(status, kExitFailed);
+  if (count.records == 0) {
+    static_cast<void>(Fail("report", "the files hold no statistics records; no page is made"));
+    return std::max(status, kExitFailed);
+  }
+  const double bytes = static_cast<double>(wishes.size) * kMegabyte;
+  ChooseContent(LimitsOf(bytes), what.zone, page);
+  GatherDetail(what, progress, page);
+  const PagePieces pieces = PackPage({what.zone, static_cast<size_t>(bytes), &labels}, page);
+  return WritePage(wishes.out, PageText(pieces)) ? status : kExitUnusable;
+}
+
+}  // namespace
+
+void AddReportCommand(Command& command, int& status) {
+  auto wishes = std::make_shared<Wishes>();
+  AddFilesOption(command, wishes->files);
+  command.AddOption("-o,--out", wishes->out, "The page to write (default: report.html)")
+      ->Must(kNotEmpty);
+  command
+      .AddOption("--size", wishes->size,
+                 "Megabytes that the data may take (default 9): more tells more resources in full")
+      ->Must(Between(kSmallest, kLargest));
+  AddChoiceOptions(command, wishes->choice);
+  AddLabelsOption(command, wishes->labels);
+  command.Does([wishes, &status] { status = Report(*wishes); });
+}
+
+}  // namespace psltool

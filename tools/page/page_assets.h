@@ -1,0 +1,13 @@
+// What shows a report page: the files of web/ and the chart library, as the build has put them into
+// the program (cmake/PageAssets.cmake).
+#pragma once
+
+#include <string_view>
+
+namespace psltool {
+
+extern const std::string_view kPageTemplate;
+extern const std::string_view kPageStyle;
+extern const std::string_view kPageScript;
+
+}  // namespace psltool

@@ -1,0 +1,152 @@
+// From entries to resources: see the header.
+#include "tools/page/page_writer.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "tools/reading/array_tables.h"
+
+namespace psltool {
+
+namespace {
+
+constexpr const char* kIntervalColumn = "interval_ms";
+constexpr size_t kMostColumns = ColumnChoice::kNowhere;  // places of numbers are bytes
+
+Kind KindOfEntry(std::string_view word) {
+  return word == WordOfKind(kWaittm) ? kWaittm : *KindOf(word);
+}
+
+PageKind MakeKind(Kind kind, PageData& page, size_t intervals) {
+  PageKind made;
+  made.kind = kind;
+  made.groups = GroupsOfKind(kind);
+  for (const MeasureAt& at : MeasuresOfKind(kind)) {
+    PageMeasure measure;
+    measure.at = at;
+    measure.value = PlaceOf(page, at.measure->value_column(), at.group);
+    measure.most = PlaceOf(page, at.measure->most_column(), at.group);
+    measure.least = PlaceOf(page, at.measure->least_column(), at.group);
+    measure.weight = at.measure->weight == Weight::kOperations ? PlaceOf(page, "ops", at.group)
+                                                               : PlaceOf(page, kIntervalColumn, 0);
+    made.measures.push_back(measure);
+  }
+  made.totals.resize(made.measures.size());
+  for (MeasureTotals& each : made.totals) {
+    each.sums.assign(intervals, 0);
+    each.weights.assign(intervals, 0);
+    each.most.assign(intervals, kNoNumber);
+    each.least.assign(intervals, kNoNumber);
+  }
+  made.operations.assign(made.groups, std::vector<double>(intervals, 0));
+  made.counted.assign(intervals, 0);
+  return made;
+}
+
+}  // namespace
+
+uint16_t PlaceOf(PageData& page, std::string_view column, unsigned group) {
+  if (column.empty()) return PageMeasure::kNowhere;
+  std::string name(column);
+  if (group != 0) name = "g" + std::to_string(group) + "_" + name;
+  return page.NumberOf(name, static_cast<uint8_t>(group));
+}
+
+std::vector<uint8_t> PageWriter::WantsNumbers(const std::vector<Column>& columns) const {
+  std::vector<uint8_t> places(columns.size(), ColumnChoice::kNowhere);
+  for (size_t i = 0; i < columns.size(); ++i) {
+    if (columns[i].name == "key") continue;
+    const uint16_t number = page_.NumberOf(columns[i].name, columns[i].group);
+    if (number < kMostColumns) places[i] = static_cast<uint8_t>(number);
+  }
+  return places;
+}
+
+void PageWriter::StartRecord(const RecordPeriod&) {
+  interval_ = record_ < file_.intervals.size() ? file_.intervals[record_] : PageFile::kPassedOver;
+  ++record_;
+  columns_ = nullptr;
+}
+
+void PageWriter::Put(const DumpedEntry& entry) {
+  if (interval_ == PageFile::kPassedOver) return;
+  if (columns_ != &entry.columns) LookAt(entry);
+  numbers_ = &entry.numbers;
+  const uint32_t resource = ResourceOf(entry);
+  Take(*kind_, resource);
+}
+
+double PageWriter::MostOf(const PageMeasure& measure, double value) const {
+  const double most = At(measure.most);
+  if (!std::isnan(most)) return most;
+  const bool own = array_.intervals[interval_].level == 'L' ||
+                   measure.at.measure->together == Together::kLargest;
+  return own ? value : kNoNumber;
+}
+
+double PageWriter::LeastOf(const PageMeasure& measure, double value) const {
+  const double least = At(measure.least);
+  if (!std::isnan(least)) return least;
+  return array_.intervals[interval_].level == 'L' ? value : kNoNumber;
+}
+
+void PageWriter::LookAt(const DumpedEntry& entry) {
+  columns_ = &entry.columns;
+  const Kind kind = KindOfEntry(entry.kind);
+  auto found = array_.kinds.find(kind);
+  if (found == array_.kinds.end()) {
+    found = array_.kinds.emplace(kind, MakeKind(kind, page_, array_.intervals.size())).first;
+  }
+  kind_ = &found->second;
+  order_ = &orders_[kind];
+  order_->place = 0;
+  if (!known_.insert({kind, columns_}).second) return;
+  for (const Column& column : entry.columns) {
+    if (column.name == "key") continue;
+    const uint16_t number = page_.NumberOf(column.name, column.group);
+    const auto at = std::find(kind_->columns.begin(), kind_->columns.end(), number);
+    if (at == kind_->columns.end()) kind_->columns.push_back(number);
+  }
+  LookAtOlder(entry.columns);
+}
+
+// Up to 0x12 the second average is one over time, and no volume is made of it.
+void PageWriter::LookAtOlder(const std::vector<Column>& columns) {
+  const auto has = [&](std::string_view name) {
+    return std::any_of(columns.begin(), columns.end(),
+                       [name](const Column& column) { return column.name == name; });
+  };
+  if (!has("valid") || has("g1_kvolume_per_s")) return;
+  for (PageMeasure& measure : kind_->measures) {
+    if (measure.at.measure->name == "second") measure.weight = PlaceOf(page_, kIntervalColumn, 0);
+  }
+}
+
+uint32_t PageWriter::ResourceOf(const DumpedEntry& entry) {
+  if (entry.form == nullptr) {
+    const auto& key = std::get<std::string>(entry.values.front());
+    const auto [found, is_new] = kind_->by_text.try_emplace(key, Count());
+    if (is_new) AddResource(key);
+    return found->second;
+  }
+  const uint64_t key = uint64_t{entry.key_count} << 32 | entry.key;
+  const size_t place = order_->place++;
+  if (place < order_->resources.size() && order_->resources[place].first == key) {
+    return order_->resources[place].second;
+  }
+  const auto [found, is_new] = kind_->by_key.try_emplace(key, Count());
+  if (is_new) AddResource(KeyText(entry.form->key, entry.key_count, entry.key));
+  if (place >= order_->resources.size()) order_->resources.resize(place + 1);
+  order_->resources[place] = {key, found->second};
+  return found->second;
+}
+
+void PageWriter::AddResource(std::string key) {
+  PageResource resource;
+  resource.key = std::move(key);
+  resource.tallies.resize(kind_->measures.size());
+  resource.operations.resize(kind_->groups);
+  kind_->resources.push_back(std::move(resource));
+}
+
+}  // namespace psltool
