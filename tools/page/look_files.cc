@@ -36,6 +36,15 @@ struct Taken {
   size_t record;
 };
 
+// The first record of a log begins with its hour, wherever the one before it ended; one that is
+// stamped with the hour itself begins where the log before it ended, if that was just before.
+uint32_t BeginOf(const PageInterval& interval, uint32_t before) {
+  constexpr uint32_t kHour = 3600;
+  const bool stamped_with_hour = interval.level == 'L' && interval.begin == interval.end;
+  if (stamped_with_hour && interval.end - before <= kHour) return before;
+  return std::min(std::max(interval.begin, before), interval.end);
+}
+
 void TakeRecords(const std::vector<Looked>& files, PageArray& array, PageData& page) {
   std::vector<Taken> taken;
   for (size_t i = 0; i < files.size(); ++i) {
@@ -56,10 +65,8 @@ void TakeRecords(const std::vector<Looked>& files, PageArray& array, PageData& p
     return std::tie(a.interval.end, a.interval.begin) < std::tie(b.interval.end, b.interval.begin);
   });
   for (Taken& each : taken) {
-    // The first record of a log begins with its hour, wherever the one before it ended.
     if (!array.intervals.empty()) {
-      const uint32_t before = array.intervals.back().end;
-      each.interval.begin = std::min(std::max(each.interval.begin, before), each.interval.end);
+      each.interval.begin = BeginOf(each.interval, array.intervals.back().end);
     }
     array.files[each.file].intervals[each.record] = static_cast<uint32_t>(array.intervals.size());
     array.intervals.push_back(each.interval);

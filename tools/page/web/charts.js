@@ -3,6 +3,9 @@
 
 const shownCharts = new Set();
 
+// The page has legends of its own; the library's would set styles that the content policy forbids.
+Dygraph.PLUGINS = Dygraph.PLUGINS.filter((plugin) => !/Legend/.test(plugin.prototype.toString()));
+
 function colour(name) {
   return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
 }
@@ -48,6 +51,9 @@ function windowOf(array) {
   return [from * 1000, Math.max(to, from + 1) * 1000];
 }
 
+const valueAxis = () => ({ axisLabelWidth: 48, independentTicks: true,
+  ticker: (low, high, pixels) => valueTicks(low, high, Math.max(2, pixels / 36)) });
+
 // What a chart tells in a sentence.
 function chartSummary(chart) {
   const [first, behind] = intervalsIn(chart.array, span());
@@ -85,14 +91,14 @@ function makeChart({ array, title, meaning, lines, bandText, name }) {
   const reading = make("p", { class: "reading" });
   const legend = make("ul", { class: "legend" });
   lines.forEach((line, i) => legend.append(
-    make("li", {}, make("span", { class: `key line-${i + 1}` }), line.label)));
+    make("li", {}, make("span", { class: `key line-${i + 1}` }), i === 0 ? line.label : `${line.label} (right axis)`)));
   if (banded) {
     legend.append(make("li", {}, make("span", { class: "key band" }),
       bandText || "from the smallest to the largest single interval"));
   }
   const chart = { array, lines, banded, plot, reading, title, name, at: -1 };
   const more = make("div", { class: "table-place" });
-  const figure = make("figure", { class: "chart" },
+  const figure = make("figure", { class: lines.length > 1 ? "chart two-axes" : "chart" },
     make("figcaption", {}, make("h4", {}, title), meaning ? make("p", { class: "meaning" }, meaning) : null),
     plot, make("p", { class: "axis" }), legend, reading,
     make("div", { class: "tools" }, ...chartTools(chart, more)), more);
@@ -118,13 +124,12 @@ function drawChart(chart) {
   plot.dataset.unit = unit;
   chart.graph = new Dygraph(plot, chartRows(array, lines, chart.banded), {
     labels: ["time", ...lines.map((line, i) => `line ${i + 1}`)],
+    series: lines.length > 1 ? { "line 2": { axis: "y2" } } : {},
     customBars: chart.banded,
     stepPlot: true,
     colors: lines.map((line, i) => colour(`--line-${i + 1}`)),
     strokeWidth: 1.5,
     fillAlpha: 0.25,
-    legend: "never",
-    legendFormatter: () => "",
     dateWindow: windowOf(array),
     includeZero: true,
     axisLineColor: colour("--axis"),
@@ -134,13 +139,24 @@ function drawChart(chart) {
     axes: {
       x: { ticker: (a, b, pixels) => timeTicks(a / 1000, b / 1000, pixels / 75, zone)
         .map((tick) => ({ v: tick.moment * 1000, label: tick.label })) },
-      y: { axisLabelWidth: 48, ticker: (a, b, pixels) => valueTicks(a, b, Math.max(2, pixels / 36)) },
+      y: valueAxis(),
+      y2: { ...valueAxis(), drawGrid: false },
     },
     interactionModel: chartHands(chart),
-    highlightCallback: (event, x) => showMoment(array, x / 1000),
-    unhighlightCallback: () => showMoment(array, null),
+    highlightCallback: (event, x) => mouseMoved(event) && showMoment(array, x / 1000),
+    unhighlightCallback: (event) => mouseMoved(event) && showMoment(array, null),
   });
   describeChart(chart);
+}
+
+let mouseAt = "";
+
+// False for what the browser tells of a mouse that rests while the page moves beneath it.
+function mouseMoved(event) {
+  const place = `${event.screenX} ${event.screenY}`;
+  const moved = place !== mouseAt;
+  mouseAt = place;
+  return moved;
 }
 
 function describeChart(chart) {

@@ -34,7 +34,7 @@ function measureOf(kind, name, group) {
     kind.measures.find((m) => m.g === 0 || m.g === group) || kind.measures[0];
 }
 
-const LEVEL_WORDS = ["log", "hour archive", "day archive"];
+const LEVEL_WORDS = ["log", "hour archive", "day archive", "step of time"];
 
 // "lazily", once: a property that is a promise of what `make` reads.
 function once(object, name, make) {

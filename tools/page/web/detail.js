@@ -8,7 +8,7 @@ function detailCharts(kind, detail, key) {
   for (const measure of kind.measures) {
     const series = seriesOfDetail(detail, measure, kind.array.level);
     if (!series.value || !series.value.some((each) => !Number.isNaN(each))) continue;
-    if (measure.about.name === "max" || /^(first|second)-max$/.test(measure.about.name)) continue;
+    if (isLargestOf(kind, measure)) continue;
     const lines = [{ label: measure.about.title, ...series, measure }];
     const largest = largestOf(kind, measure);
     if (largest) {
@@ -21,10 +21,14 @@ function detailCharts(kind, detail, key) {
   return charts;
 }
 
-// The measure that holds the maxima of an average.
+// The measure that holds the largest single operations of an average.
 function largestOf(kind, measure) {
-  const name = { mean: "max" }[measure.about.name];
-  return name ? kind.measures.find((m) => m.about.name === name && m.g === measure.g) : null;
+  if (measure.about.name !== "mean") return null;
+  return kind.measures.find((m) => m.about.name === "max" && m.g === measure.g) || null;
+}
+
+function isLargestOf(kind, measure) {
+  return kind.measures.some((m) => largestOf(kind, m) === measure);
 }
 
 // Of a resource that is not told in full: what ranks it.
@@ -35,8 +39,7 @@ async function roughCharts(kind, resource, key) {
     if (!rank) continue;
     const steps = rank.grid.begin.length;
     const numbers = (of) => Float64Array.from({ length: steps }, (_, step) => of(resource, step));
-    const array = { ...kind.array, begin: rank.grid.begin, end: rank.grid.end, stamp: rank.grid.end,
-      count: steps, level: new Float64Array(steps) };
+    const array = stepArray(kind.array, rank.grid);
     charts.push(makeChart({ array, name: `rough/${kind.word}/${key}/${measure.id}`,
       title: `${measureTitle(kind, measure)} (≈, in steps of time)`, meaning: measure.about.meaning,
       bandText: "up to the largest single interval",

@@ -30,7 +30,7 @@ function arrayCard(array, number) {
         state.zone)}, ${zoneText(state.zone, array.begin[0])}`),
       stripOf(array),
       make("p", {}, `${array.count} intervals of ${array.files.length} files, ` +
-        (gaps.length === 0 ? "no gaps" : `${gaps.length} gaps, ${durationText(lost)} (` +
+        (gaps.length === 0 ? "no gaps" : `${gaps.length} ${gaps.length === 1 ? "gap" : "gaps"}, ${durationText(lost)} (` +
           `${(100 * lost / all).toFixed(1)} %) missing`)),
       detailsOf("Gaps", gaps.slice(0, 200).map(([from, to]) =>
         `${periodText(from, to, state.zone)} (${durationText(to - from)})`)) || "");
@@ -65,12 +65,12 @@ function stripOf(array) {
     const x = (array.begin[i] - first) * scale;
     pen.fillRect(x, 0, (array.end[i] - first) * scale - x + 0.3, 14);
   }
-  const words = LEVEL_WORDS.map((word, i) => counts[i] && `${counts[i]} records of ${word}s`).filter(Boolean);
+  const words = LEVEL_WORDS.slice(0, 3).map((word, i) => counts[i] && `${counts[i]} records of ${word}s`).filter(Boolean);
   canvas.setAttribute("aria-label", `Time told by ${words.join(", ")}`);
   const legend = make("ul", { class: "legend" });
-  LEVEL_WORDS.forEach((word, i) => counts[i] &&
+  LEVEL_WORDS.slice(0, 3).forEach((word, i) => counts[i] &&
     legend.append(make("li", {}, make("span", { class: `key level-${i}` }), `${word}s`)));
-  legend.append(make("li", {}, make("span", { class: "key missing" }), "nothing"));
+  if (gapsOf(array).length) legend.append(make("li", {}, make("span", { class: "key missing" }), "nothing"));
   return make("div", {}, canvas, legend);
 }
 
@@ -131,33 +131,51 @@ async function fillTotals() {
   if (mark === shownTotals) return;
   shownTotals = mark;
   const wanted = kind.measures.filter((m) => (m.g === 0 || m.g === state.group) &&
-    m.about.name !== "second").slice(0, 6);
+    m.about.name !== "second" && !isLargestOf(kind, m)).slice(0, 6);
   const charts = [];
   for (const measure of wanted) charts.push(await totalChart(kind, measure, found));
   at("totals").replaceChildren(...charts.filter(Boolean));
 }
 
+// The values of all resources together, or of those found.
+async function togetherOf(kind, measure, found) {
+  if (found) return found.length ? sumOfSearched(kind, measure, found) : null;
+  const totals = await totalsOf(kind);
+  return { value: totals.value.get(measure.id), most: totals.most.get(measure.id),
+    least: totals.least.get(measure.id) };
+}
+
+const BAND_OF_SUM = "smallest and largest intervals of all, added up: the sum was never outside";
+
 async function totalChart(kind, measure, found) {
   const of = found ? `${found.length} ${kind.title} found by “${state.find}”` : `all ${kind.count} ${kind.title}`;
-  const totals = await totalsOf(kind);
-  let series = { value: totals.value.get(measure.id), most: totals.most.get(measure.id),
-    least: totals.least.get(measure.id) };
-  if (found) series = found.length ? await sumOfSearched(kind, measure, found) : null;
+  const series = await togetherOf(kind, measure, found);
   if (!series) return null;
-  const array = series.begin ? { ...kind.array, begin: series.begin, end: series.end, stamp: series.end,
-    level: new Float64Array(series.begin.length).fill(0), count: series.begin.length } : kind.array;
+  const array = series.begin ? stepArray(kind.array, series) : kind.array;
   const known = (numbers) => (numbers && numbers.some((each) => !Number.isNaN(each)) ? numbers : null);
-  const sum = measure.about.together === "sum";
+  const { together } = measure.about;
+  const lines = [{ label: together, value: series.value, most: known(series.most), least: known(series.least),
+    measure }];
+  const largest = largestOf(kind, measure);
+  const other = largest && await togetherOf(kind, largest, found);
+  if (other && other.value.length === series.value.length) {
+    Object.assign(lines[0], { most: null, least: null });
+    lines.push({ label: largest.about.title, value: other.value, most: null, least: null, measure: largest });
+  }
   return makeChart({
     array,
+    lines,
     name: `total/${kind.word}/${measure.id}`,
     title: `${measureTitle(kind, measure)} of ${of}${series.rough ? " (≈, in steps of time)" : ""}`,
     meaning: measure.about.meaning,
-    bandText: sum ? "smallest and largest intervals of all, added up: the sum was never outside"
-      : "smallest and largest single interval of any",
-    lines: [{ label: sum ? "sum" : measure.about.together, value: series.value, most: known(series.most),
-      least: known(series.least), measure }],
+    bandText: together === "sum" ? BAND_OF_SUM : "smallest and largest single interval of any",
   });
+}
+
+// An array whose intervals are the steps of a ranking.
+function stepArray(array, steps) {
+  return { ...array, begin: steps.begin, end: steps.end, stamp: steps.end, count: steps.begin.length,
+    level: new Float64Array(steps.begin.length).fill(3) };
 }
 
 // The figures in front: of the span and the resources chosen.

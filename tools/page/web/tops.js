@@ -99,7 +99,13 @@ function topHead(kind, measure) {
 function topRow(kind, measure, row, rank) {
   const key = kind.keyList[row.resource];
   const name = nameOf(kind, row.resource);
-  const open = () => change({ open: state.open === key ? "" : key, heat: state.open === key ? "all" : state.heat });
+  const open = async () => {
+    const closes = state.open === key;
+    change({ open: closes ? "" : key, heat: closes ? "all" : state.heat });
+    await tell();
+    const title = at("detail-title");
+    if (title) title.focus();
+  };
   const digits = measure.about.digits;
   const cells = headMeasures(kind).map((other) => {
     const own = other === measure;
