@@ -118,3 +118,17 @@ if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool)
       ENVIRONMENT "QELPRFARC_PROGRAMS=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
   endforeach()
 endif()
+
+# Report pages in a real browser; skipped where there is none. Under the sanitizers the programs are
+# asked the same by the suites of psltool.
+if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANITIZE)
+  foreach(name charts_are_dumps top_of_a_span hands hostile_names old_browsers
+      days_of_23_and_25_hours gaps_and_broken_files)
+    add_test(NAME ReportPage.${name}
+      COMMAND "${Python3_EXECUTABLE}" -B
+        "${CMAKE_CURRENT_SOURCE_DIR}/tests/tools/page/report_page.py"
+        $<TARGET_FILE:psltool> $<TARGET_FILE:Qelprfarc> ${name})
+    set_tests_properties(ReportPage.${name} PROPERTIES
+      LABELS "browser" TIMEOUT 300 SKIP_RETURN_CODE 77)
+  endforeach()
+endif()

@@ -26,7 +26,7 @@ constexpr size_t kUsualSize = 9;  // megabytes
 constexpr double kSmallest = 1;
 constexpr double kLargest = 400;
 
-struct Wishes {
+struct Options {
   std::vector<std::string> files;
   std::string out = "report.html";
   std::string labels;
@@ -35,14 +35,14 @@ struct Wishes {
 };
 
 // "-o archive/*.psa" would make a page of the first archive.
-bool IsOutput(const Wishes& wishes) {
+bool IsOutput(const Options& options) {
   std::error_code error;
-  const bool log = wishes.out.ends_with(".psl") || wishes.out.ends_with(".psa");
-  const bool input = std::any_of(wishes.files.begin(), wishes.files.end(), [&](const auto& file) {
-    return std::filesystem::equivalent(file, wishes.out, error);
+  const bool log = options.out.ends_with(".psl") || options.out.ends_with(".psa");
+  const bool input = std::any_of(options.files.begin(), options.files.end(), [&](const auto& file) {
+    return std::filesystem::equivalent(file, options.out, error);
   });
   return (!log && !input) ||
-         Fail("report -o", wishes.out + " is a log or archive, which is never overwritten");
+         Fail("report -o", options.out + " is a log or archive, which is never overwritten");
 }
 
 int StatusOf(DumpEnd end) {
@@ -75,44 +75,44 @@ bool WritePage(const std::string& path, const std::string& text) {
          file.Finish();
 }
 
-int Report(Wishes& wishes) {
-  DumpWishes what;
+int Report(Options& options) {
+  DumpRequest what;
   Labels labels;
-  if (!TakeChoice("report", wishes.choice, what) || !IsOutput(wishes) ||
-      !labels.Read(wishes.labels)) {
+  if (!TakeChoice("report", options.choice, what) || !IsOutput(options) ||
+      !labels.Read(options.labels)) {
     return kExitRefused;
   }
   Progress progress;
   PageData page;
-  if (!LookAtFiles(wishes.files, what, progress, page)) return kExitRefused;
+  if (!LookAtFiles(options.files, what, progress, page)) return kExitRefused;
   const int status = StatusOf(GatherSums(what, progress, page));
   const DumpCount count = CountOf(page);
-  if (!HasWhatWasAsked("report", wishes.choice, what, count)) return std::max(status, kExitFailed);
+  if (!HasWhatWasAsked("report", options.choice, what, count)) return std::max(status, kExitFailed);
   if (count.records == 0) {
     static_cast<void>(Fail("report", "the files hold no statistics records; no page is made"));
     return std::max(status, kExitFailed);
   }
-  const double bytes = static_cast<double>(wishes.size) * kMegabyte;
+  const double bytes = static_cast<double>(options.size) * kMegabyte;
   ChooseContent(LimitsOf(bytes), what.zone, page);
   GatherDetail(what, progress, page);
   const PagePieces pieces = PackPage({what.zone, static_cast<size_t>(bytes), &labels}, page);
-  return WritePage(wishes.out, PageText(pieces)) ? status : kExitUnusable;
+  return WritePage(options.out, PageText(pieces)) ? status : kExitUnusable;
 }
 
 }  // namespace
 
 void AddReportCommand(Command& command, int& status) {
-  auto wishes = std::make_shared<Wishes>();
-  AddFilesOption(command, wishes->files);
-  command.AddOption("-o,--out", wishes->out, "The page to write (default: report.html)")
+  auto options = std::make_shared<Options>();
+  AddFilesOption(command, options->files);
+  command.AddOption("-o,--out", options->out, "The page to write (default: report.html)")
       ->Must(kNotEmpty);
   command
-      .AddOption("--size", wishes->size,
+      .AddOption("--size", options->size,
                  "Megabytes that the data may take (default 9): more tells more resources in full")
       ->Must(Between(kSmallest, kLargest));
-  AddChoiceOptions(command, wishes->choice);
-  AddLabelsOption(command, wishes->labels);
-  command.Does([wishes, &status] { status = Report(*wishes); });
+  AddChoiceOptions(command, options->choice);
+  AddLabelsOption(command, options->labels);
+  command.Does([options, &status] { status = Report(*options); });
 }
 
 }  // namespace psltool

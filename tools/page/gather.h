@@ -10,9 +10,9 @@ namespace psltool {
 
 // The first pass. The files have been looked at (look_files.h). The worst that happened to a file;
 // it is reported, and stands in the page.
-DumpEnd GatherSums(const DumpWishes& wishes, Progress& progress, PageData& page);
+DumpEnd GatherSums(const DumpRequest& request, Progress& progress, PageData& page);
 
 // The second one. What is to be kept has been chosen (page_choice.h).
-void GatherDetail(const DumpWishes& wishes, Progress& progress, PageData& page);
+void GatherDetail(const DumpRequest& request, Progress& progress, PageData& page);
 
 }  // namespace psltool

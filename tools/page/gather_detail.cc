@@ -45,9 +45,9 @@ class DetailWriter : public PageWriter {
 
 }  // namespace
 
-void GatherDetail(const DumpWishes& wishes, Progress& progress, PageData& page) {
+void GatherDetail(const DumpRequest& request, Progress& progress, PageData& page) {
   const auto kept = PslReader::Reports::kKept;
-  static_cast<void>(ReadFiles(wishes, kept, progress, page, [&](auto& array, auto& file) {
+  static_cast<void>(ReadFiles(request, kept, progress, page, [&](auto& array, auto& file) {
     return std::make_unique<DetailWriter>(page, array, file);
   }));
 }

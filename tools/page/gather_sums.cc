@@ -98,9 +98,9 @@ class SumsWriter : public PageWriter {
 
 }  // namespace
 
-DumpEnd GatherSums(const DumpWishes& wishes, Progress& progress, PageData& page) {
+DumpEnd GatherSums(const DumpRequest& request, Progress& progress, PageData& page) {
   const auto printed = PslReader::Reports::kPrinted;
-  const DumpEnd worst = ReadFiles(wishes, printed, progress, page, [&](auto& array, auto& file) {
+  const DumpEnd worst = ReadFiles(request, printed, progress, page, [&](auto& array, auto& file) {
     return std::make_unique<SumsWriter>(page, array, file);
   });
   for (auto& [name, array] : page.arrays) {

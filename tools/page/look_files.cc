@@ -75,14 +75,14 @@ void TakeRecords(const std::vector<Looked>& files, PageArray& array, PageData& p
 
 }  // namespace
 
-bool LookAtFiles(const std::vector<std::string>& paths, const DumpWishes& wishes,
+bool LookAtFiles(const std::vector<std::string>& paths, const DumpRequest& request,
                  Progress& progress, PageData& page) {
   std::map<std::string, std::vector<Looked>> arrays;
   for (const std::string& path : paths) {
     Looked looked;
     looked.cover.path = path;
     const bool open = Cover(
-        path, {wishes.from, wishes.to, wishes.zone}, progress,
+        path, {request.from, request.to, request.zone}, progress,
         [&](const RecordPeriod& period) { looked.periods.push_back(period); }, looked.cover);
     progress.Clear();
     if (!open) looked.cover.array = ArrayOrDash(path, 'L');

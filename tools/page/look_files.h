@@ -13,7 +13,7 @@ namespace psltool {
 // Fills in arrays, files and intervals. False: two files of one level tell the same time of an
 // array, reported. A file that cannot be opened is in the page with nothing in it; what is wrong
 // with files is told when they are read (gather.h).
-bool LookAtFiles(const std::vector<std::string>& paths, const DumpWishes& wishes,
+bool LookAtFiles(const std::vector<std::string>& paths, const DumpRequest& request,
                  Progress& progress, PageData& page);
 
 }  // namespace psltool

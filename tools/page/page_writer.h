@@ -70,16 +70,16 @@ class PageWriter : public DumpWriter {
 // Passes the entries of all files of the page to a writer of each, which `make` makes of the page's
 // array and file. The worst that happened; it is reported when `reports` says so.
 template <class Make>
-DumpEnd ReadFiles(const DumpWishes& wishes, PslReader::Reports reports, Progress& progress,
+DumpEnd ReadFiles(const DumpRequest& request, PslReader::Reports reports, Progress& progress,
                   PageData& page, Make make) {
   const TextOut nowhere(stdout);
   DumpEnd worst = DumpEnd::kDone;
   for (auto& [name, array] : page.arrays) {
     for (PageFile& file : array.files) {
-      DumpWishes of_file = wishes;
+      DumpRequest of_file = request;
       of_file.path = file.path;
       std::erase_if(of_file.kinds, [&](Kind kind) { return !HasKind(file.revision, kind); });
-      if (!wishes.kinds.empty() && of_file.kinds.empty() && file.level != '?') continue;
+      if (!request.kinds.empty() && of_file.kinds.empty() && file.level != '?') continue;
       auto writer = make(array, file);
       Finding trouble;
       const DumpEnd end = DumpFile(of_file, *writer, nowhere, progress, reports, &trouble);

