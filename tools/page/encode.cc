@@ -103,6 +103,14 @@ bool Follows(std::span<const double> numbers, const ColumnSources& from, Formula
 
 }  // namespace
 
+double Rounded(double number) {
+  // Of the 23 bits of a float 19 are kept.
+  constexpr uint32_t kLost = 4;
+  if (std::isnan(number)) return number;
+  const auto bits = std::bit_cast<uint32_t>(static_cast<float>(number));
+  return std::bit_cast<float>((bits + (1U << (kLost - 1))) >> kLost << kLost);
+}
+
 void PutColumn(std::span<const double> numbers, PageBytes& bytes) {
   const auto form = [&](ColumnForm of) { PutByte(static_cast<uint8_t>(of), bytes); };
   if (std::all_of(numbers.begin(), numbers.end(), [](double each) { return std::isnan(each); })) {

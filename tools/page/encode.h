@@ -25,6 +25,9 @@ enum class ColumnForm : uint8_t {
   kVolume,    // second average * operations / (milliseconds / 1000) / 1024
 };
 
+// A number to six digits, which packs into less than half of what it took.
+double Rounded(double number);
+
 void PutColumn(std::span<const double> numbers, PageBytes& bytes);
 
 // What a column might follow from; empty: not there.

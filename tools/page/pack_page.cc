@@ -2,10 +2,11 @@
 // kinds, measures and files there are and in which pieces their numbers stand.
 #include <nlohmann/json.hpp>
 
-#include <cmath>
+#include <algorithm>
 
 #include "tools/measures/measures.h"
 #include "tools/page/encode.h"
+#include "tools/page/page_choice.h"
 #include "tools/page/page_text.h"
 #include "tools/showing/dump_file.h"
 
@@ -212,11 +213,12 @@ class Packer {
   // Of the whole span: value and largest single value of each measure, then operations.
   size_t Sums(const PageKind& kind) {
     PageBytes bytes;
+    const bool rounded = kind.resources.size() > kSomeResources;
     const auto put = [&](auto number) {
       std::vector<double> numbers;
       for (const PageResource& each : kind.resources) {
         const double exact = number(each);
-        numbers.push_back(kind.many ? static_cast<float>(exact) : exact);
+        numbers.push_back(rounded ? Rounded(exact) : exact);
       }
       PutColumn(numbers, bytes);
     };
@@ -246,15 +248,21 @@ class Packer {
       const MeasureTotals& totals = kind.totals[i];
       std::vector<double> values;
       for (size_t at = 0; at < intervals; ++at) {
-        values.push_back(totals.weights[at] > 0 ? totals.sums[at] / totals.weights[at] : kNoNumber);
+        values.push_back(totals.weights[at] > 0 ? Rounded(totals.sums[at] / totals.weights[at])
+                                                : kNoNumber);
       }
       PutColumn(values, bytes);
-      PutColumn(totals.most, bytes);
-      PutColumn(totals.least, bytes);
+      PutRounded(totals.most, bytes);
+      PutRounded(totals.least, bytes);
     }
     for (const auto& operations : kind.operations) PutColumn(operations, bytes);
     PutColumn(kind.counted, bytes);
     return Add(bytes);
+  }
+
+  static void PutRounded(std::vector<double> numbers, PageBytes& bytes) {
+    std::transform(numbers.begin(), numbers.end(), numbers.begin(), Rounded);
+    PutColumn(numbers, bytes);
   }
 
   PageBytes InFull(const PageKind& kind, const PageResource& resource) const {

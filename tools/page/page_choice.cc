@@ -32,7 +32,7 @@ bool IsFirst(const MeasureAt& at) { return at.group <= 1; }
 void ChooseMeasures(PageKind& kind) {
   for (size_t i = 0; i < kind.measures.size(); ++i) {
     const PageMeasure& measure = kind.measures[i];
-    if (!measure.seen || (kind.many && !IsFirst(measure.at))) continue;
+    if (!measure.seen || (kind.resources.size() > kSomeResources && !IsFirst(measure.at))) continue;
     const bool fine =
         measure.at.group == 0 || (measure.at.group == 1 && measure.at.measure->name == "ops");
     (fine ? kind.fine_ranks : kind.coarse_ranks).measures.push_back(i);

@@ -7,8 +7,10 @@
 
 namespace psltool {
 
-// Kinds with more resources than these keep of most of them only the first counter group and what
-// is said of the entry as a whole.
+// Kinds with more resources than these are ranked over parts of the span by the first counter group
+// and by what is said of the entry as a whole.
+inline constexpr size_t kSomeResources = 1024;
+// Kinds with more than these keep even sums over the whole span of nothing else.
 inline constexpr size_t kManyResources = 8192;
 // Of each kind and array at most these are told in full.
 inline constexpr size_t kMostInFull = 1000;

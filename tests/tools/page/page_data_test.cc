@@ -29,14 +29,26 @@ double PlanesAt(const PageBytes& bytes, size_t at, size_t width, size_t count, s
   return width == 8 ? std::bit_cast<double>(word) : static_cast<double>(word);
 }
 
+double FloatAt(const PageBytes& bytes, size_t at, size_t count, size_t place) {
+  uint32_t word = 0;
+  for (size_t plane = 0; plane < 4; ++plane) {
+    word |= uint32_t{bytes[at + plane * count + place]} << (8 * plane);
+  }
+  return std::bit_cast<float>(word);
+}
+
 double DoubleAt(const PageBytes& bytes, size_t at) { return PlanesAt(bytes, at, 8, 1, 0); }
 
-// Of columns that are put as integers or doubles.
+// Of columns that are put as integers, doubles or floats.
 std::vector<double> ReadBack(const PageBytes& bytes, size_t count) {
   std::vector<double> numbers;
   for (size_t i = 0; i < count; ++i) {
     if (bytes[0] == 3) {
       numbers.push_back(PlanesAt(bytes, 1, 8, count, i));
+      continue;
+    }
+    if (bytes[0] == 4) {
+      numbers.push_back(FloatAt(bytes, 1, count, i));
       continue;
     }
     const double scale = std::pow(10, bytes[2] == 0 ? 0 : bytes[2] + 1);
@@ -129,6 +141,18 @@ TEST(PageEncode, RankedValuesAreWithinAPartOfTheLargest) {
   }
 }
 
+TEST(PageEncode, RoundedNumbersKeepSixDigits) {
+  EXPECT_NEAR(Rounded(1234567.89), 1234567.89, 1.3);
+  EXPECT_NEAR(Rounded(1e-5 / 3), 1e-5 / 3, 1e-11);
+  EXPECT_EQ(Rounded(16.25), 16.25);
+  EXPECT_EQ(Rounded(0), 0);
+  EXPECT_TRUE(std::isnan(Rounded(kNone)));
+  // A sixth of the bytes of a double.
+  PageBytes bytes;
+  PutColumn(std::vector<double>{Rounded(1.0 / 3), Rounded(2.0 / 3)}, bytes);
+  EXPECT_EQ(bytes[0], 4);
+}
+
 TEST(PageEncode, PackedIsRawDeflateInBase64) {
   const std::string text(1000, 'x');
   const std::string packed = Packed({reinterpret_cast<const uint8_t*>(text.data()), text.size()});
@@ -202,7 +226,9 @@ TEST(PageText, NothingIsAllowedButItsOwnScriptAndStyle) {
   EXPECT_EQ(text.find("unsafe"), text.npos);
   EXPECT_NE(text.find("id=\"piece-0\">Zmlyc3Q=</script>"), text.npos);
   EXPECT_NE(text.find("id=\"piece-1\">c2Vjb25k</script>"), text.npos);
-  EXPECT_EQ(text.find("{{"), text.npos) << "a mark of the template is left";
+  for (const char* mark : {"{{policy}}", "{{style}}", "{{pieces}}", "{{script}}"}) {
+    EXPECT_EQ(text.find(mark), text.npos) << mark;
+  }
   for (const char* outside : {"src=\"http", "href=\"http", "url(", "@import"}) {
     EXPECT_EQ(text.find(outside), text.npos) << outside;
   }

@@ -129,7 +129,7 @@ function drawChart(chart) {
     stepPlot: true,
     colors: lines.map((line, i) => colour(`--line-${i + 1}`)),
     strokeWidth: 1.5,
-    fillAlpha: 0.25,
+    fillAlpha: 0.35,
     dateWindow: windowOf(array),
     includeZero: true,
     axisLineColor: colour("--axis"),

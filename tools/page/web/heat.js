@@ -153,7 +153,7 @@ function drawHeatAxes(pen, { first, days, left, top, tall, wide }) {
     pen.fillText(`${two(hour)}:00`, left - 6, top + hour * tall + tall / 2);
   }
   pen.textAlign = "left";
-  const every = Math.ceil(46 / wide);
+  const every = Math.ceil(54 / wide);
   for (let day = 0; day < days; day += every) {
     const date = new Date((first + day) * DAY * 1000);
     const text = wide >= 74 ? `${WEEKDAYS[date.getUTCDay()]} ` : "";
