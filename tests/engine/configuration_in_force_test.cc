@@ -166,7 +166,6 @@ TEST_P(BasicInformation, MayLieAnywhereInItsRecord) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, BasicInformation, ::testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, BasicInformation, AllRevisions(), RevisionParam<int>);
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "tests/engine/header_fixture.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_param.h"
 #include "tests/support/run_state.h"
 
 namespace {
@@ -25,7 +26,7 @@ using Revisions = std::initializer_list<uint8_t>;
 // ---- judging ----
 
 TEST_F(HeaderTest, RevisionsFrom10To21AreAccepted) {
-  for (int revision = 0x10; revision <= 0x21; ++revision) {
+  for (int revision = kOldestRevision; revision <= kNewestRevision; ++revision) {
     EXPECT_EQ(Judge({.revision = static_cast<uint8_t>(revision)}), 0) << revision;
     EXPECT_EQ(Rev_Kind, revision);
     EXPECT_EQ(err_, "");
@@ -180,7 +181,7 @@ Masks FullMasks(uint8_t revision) {
 }
 
 TEST_F(HeaderTest, OutputsClaimTheFullItemSetOfTheirRevision) {
-  for (int revision = 0x10; revision <= 0x21; ++revision) {
+  for (int revision = kOldestRevision; revision <= kNewestRevision; ++revision) {
     ResetEngine();
     const auto byte = static_cast<uint8_t>(revision);
     spell::Header input = {.revision = byte,

@@ -11,6 +11,7 @@
 #include "revisions/named/converters.h"
 #include "tests/support/entry_bytes.h"
 #include "tests/support/revision_facts.h"
+#include "tests/support/revision_param.h"
 
 namespace revtest {
 namespace {
@@ -188,7 +189,8 @@ TEST(LayoutItems, OrderElementsAndCountsOfTheBasicInformation) {
 
 TEST(LayoutRange, OnlyRevisions0x10To0x21AreKnown) {
   for (int revision = 0; revision < 256; ++revision) {
-    EXPECT_EQ(KnownRevision(static_cast<uint8_t>(revision)), revision >= 0x10 && revision <= 0x21);
+    EXPECT_EQ(KnownRevision(static_cast<uint8_t>(revision)),
+              revision >= kOldestRevision && revision <= kNewestRevision);
   }
 }
 

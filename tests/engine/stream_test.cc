@@ -9,6 +9,7 @@
 
 #include "tests/support/engine_run.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_param.h"
 #include "tests/support/run_state.h"
 #include "tests/support/sample_records.h"
 #include "tests/support/tempdir.h"
@@ -75,7 +76,7 @@ TEST_F(StreamTest, FreeSpaceIsSkippedAndNeverCopied) {
 }
 
 TEST_F(StreamTest, CopiedRecordsKeepTheirBytes) {
-  for (int revision = 0x10; revision <= 0x21; ++revision) {
+  for (int revision = kOldestRevision; revision <= kNewestRevision; ++revision) {
     const auto byte = static_cast<uint8_t>(revision);
     ASSERT_EQ(ArchiveRecords(byte, FixedRecord("NNC", 80) + FixedRecord("LDM", 64)).status,
               kReturned);
@@ -87,7 +88,7 @@ TEST_F(StreamTest, CopiedRecordsKeepTheirBytes) {
 }
 
 TEST_F(StreamTest, LongCopiedRecordsAreCutFrom1BOn) {
-  for (int revision = 0x1B; revision <= 0x21; ++revision) {
+  for (int revision = 0x1B; revision <= kNewestRevision; ++revision) {
     const auto byte = static_cast<uint8_t>(revision);
     ASSERT_EQ(ArchiveRecords(
                   byte, FixedRecord("NNC", 100) + FixedRecord("LDM", 99) + FixedRecord("NNC", 80))
@@ -124,7 +125,7 @@ TEST_F(StreamTest, TailOfAnOlderCopiedRecordIsTheNextRecord) {
 // ---- flushes ----
 
 TEST_F(StreamTest, LdmFlushesThePeriodInProgress) {
-  for (int revision = 0x10; revision <= 0x21; ++revision) {
+  for (int revision = kOldestRevision; revision <= kNewestRevision; ++revision) {
     const auto byte = static_cast<uint8_t>(revision);
     ASSERT_EQ(ArchiveRecords(byte, Sta(byte, 60) + Sta(byte, 120) + FixedRecord("LDM", 64) +
                                        FixedRecord("LDM", 64) + Sta(byte, 180))
@@ -146,7 +147,7 @@ TEST_F(StreamTest, NncDoesNotFlush) {
 }
 
 TEST_F(StreamTest, StructureRecordFlushesThePeriodAndComesAfterIt) {
-  for (int revision = 0x10; revision <= 0x21; ++revision) {
+  for (int revision = kOldestRevision; revision <= kNewestRevision; ++revision) {
     const auto byte = static_cast<uint8_t>(revision);
     ASSERT_EQ(
         ArchiveRecords(byte, Sta(byte, 60) + Structure(byte) + Structure(byte) + Sta(byte, 120))
@@ -263,7 +264,7 @@ TEST_F(StreamTest, CopiedRecordsBelowTheirFixedSizeBreakTheFile) {
 }
 
 TEST_F(StreamTest, RecordsShorterThanTheirHeadBreakTheFile) {
-  for (int revision = 0x10; revision <= 0x21; ++revision) {
+  for (int revision = kOldestRevision; revision <= kNewestRevision; ++revision) {
     const auto byte = static_cast<uint8_t>(revision);
     const size_t head = spell::HeadSize(byte);
     for (const size_t size : {size_t{12}, head - 1}) {
@@ -275,7 +276,7 @@ TEST_F(StreamTest, RecordsShorterThanTheirHeadBreakTheFile) {
 }
 
 TEST_F(StreamTest, StatisticsBeforeAnyStructureRecordBreakTheFileWhenTheyCarryEntries) {
-  for (int revision = 0x10; revision <= 0x21; ++revision) {
+  for (int revision = kOldestRevision; revision <= kNewestRevision; ++revision) {
     const auto byte = static_cast<uint8_t>(revision);
     ExpectBroken(Archive(HeaderRecord({.revision = byte}) + Sta(byte, 0)));
     const Bytes empty = spell::Record("STA", 5, kNewYear, Bytes(spell::HeadSize(byte) - 12, '\0'));

@@ -201,7 +201,6 @@ TEST_P(PsltoolFiguresDump, SpansChooseWhatTheCalculationChooses) {
   RecordProperty("values", std::to_string(comparison_.compared()));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresDump, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresDump, AllRevisions(), RevisionParam<int>);
 
 }  // namespace

@@ -170,7 +170,6 @@ TEST_P(PsltoolFiguresForms, EveryValueIsTheCalculations) {
   RecordProperty("values", std::to_string(comparison_.compared()));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresForms, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresForms, AllRevisions(), RevisionParam<int>);
 
 }  // namespace

@@ -113,7 +113,6 @@ TEST_P(PsltoolFiguresShow, HistoriesAreTheCalculations) {
   RecordProperty("values", std::to_string(comparison_.compared()));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresShow, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresShow, AllRevisions(), RevisionParam<int>);
 
 }  // namespace

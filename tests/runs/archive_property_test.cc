@@ -218,9 +218,7 @@ TEST_P(PrefixArchiveProperty, RunsWithoutPeriodsAreTheModels) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, ArchiveProperty, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PrefixArchiveProperty, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, ArchiveProperty, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PrefixArchiveProperty, AllRevisions(), RevisionParam<int>);
 
 }  // namespace

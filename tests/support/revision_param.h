@@ -1,10 +1,17 @@
-// Names of tests that run once for each revision.
+// Tests that run once for each revision: which there are, and names.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <string>
+
+// The revisions that there are, told apart from the tables under test.
+inline constexpr int kOldestRevision = 0x10;
+inline constexpr int kNewestRevision = 0x21;
+
+// All of them, for INSTANTIATE_TEST_SUITE_P.
+inline auto AllRevisions() { return testing::Range(kOldestRevision, kNewestRevision + 1); }
 
 // "Revision0x1D"; for INSTANTIATE_TEST_SUITE_P.
 template <class Number>

@@ -35,7 +35,7 @@ struct Options {
   uint32_t arrays = 1;
   std::string name;
   std::string start = "2024-03-04";
-  int64_t revision = 0x21;
+  int64_t revision = kLastRevision;
   std::map<Kind, std::optional<int64_t>> counts;
   bool none = false;
   bool pools = false;
@@ -174,7 +174,10 @@ void AddTimeOptions(Command& command, Options& options) {
       .AddOption("--name", options.name,
                  "Array name; several arrays get 01, 02 behind it (default array01)")
       ->Under("What");
-  command.AddOption("--revision", options.revision, "Format revision, 0x10 to 0x21 (default 0x21)")
+  command
+      .AddOption("--revision", options.revision,
+                 fmt::format("Format revision, 0x{0:02X} to 0x{1:02X} (default 0x{1:02X})",
+                             kFirstRevision, kLastRevision))
       ->Under("What");
   command.AddOption("--start", options.start, "First day (default 2024-03-04, a Monday)")
       ->Under("What");

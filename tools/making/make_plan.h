@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "areas/kinds.h"
+#include "engine/layout/revisions.h"
 
 namespace psltool {
 
@@ -24,7 +25,7 @@ enum class Extended : uint8_t {
 };
 
 struct MakePlan {
-  uint8_t revision = 0x21;
+  uint8_t revision = kLastRevision;
   std::vector<std::string> arrays;
   std::chrono::year_month_day start = {};
   uint32_t days = 1;

@@ -151,7 +151,6 @@ TEST_P(PsltoolAuditFlip, NamesTheWord) {
   RecordProperty("kinds", static_cast<int>(kinds_.size()));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditFlip, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditFlip, AllRevisions(), RevisionParam<int>);
 
 }  // namespace

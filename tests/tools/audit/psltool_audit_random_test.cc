@@ -114,7 +114,6 @@ TEST_P(PsltoolAuditRandom, SequelsOfMixedRevisionsAgree) {
   EXPECT_GT(archives_, 5U);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditRandom, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditRandom, AllRevisions(), RevisionParam<int>);
 
 }  // namespace

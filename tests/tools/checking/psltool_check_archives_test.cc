@@ -79,8 +79,7 @@ TEST_P(PsltoolCheckArchives, SoundOnesHaveNoErrors) {
   EXPECT_GT(archives, 10);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolCheckArchives, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolCheckArchives, AllRevisions(), RevisionParam<int>);
 
 TEST(PsltoolCheckGolden, ReviewedArchivesHaveNoFindings) {
   int archives = 0;

@@ -128,8 +128,7 @@ TEST_P(PsltoolSalvageRevision, RecordsBehindAHoleComeBack) {
   EXPECT_TRUE(IsArchived(salvaging.Saved()));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolSalvageRevision, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolSalvageRevision, AllRevisions(), RevisionParam<int>);
 
 // ---- what only a whole file tells ----
 

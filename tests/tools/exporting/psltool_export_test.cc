@@ -147,8 +147,7 @@ TEST_P(PsltoolExportRevision, AllFormsHoldWhatDumpPrints) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolExportRevision, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolExportRevision, AllRevisions(), RevisionParam<int>);
 
 class PsltoolExport : public testing::Test {
  protected:

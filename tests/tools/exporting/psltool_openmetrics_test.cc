@@ -152,7 +152,7 @@ TEST_P(PsltoolOpenMetricsRevision, HoldsWhatDumpPrints) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolOpenMetricsRevision, testing::Range(0x10, 0x22),
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolOpenMetricsRevision, AllRevisions(),
                          RevisionParam<int>);
 
 // The path of the engine's tool; "": there is none.

@@ -95,7 +95,6 @@ TEST_P(PsltoolMakeArchives, LogsWithAllRecordKinds) {
 
 TEST_P(PsltoolMakeArchives, SeveralFilesPerDay) { Check({"--files-per-day", "4"}, 24); }
 
-INSTANTIATE_TEST_SUITE_P(AllRevisions, PsltoolMakeArchives, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(AllRevisions, PsltoolMakeArchives, AllRevisions(), RevisionParam<int>);
 
 }  // namespace

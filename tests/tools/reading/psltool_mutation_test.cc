@@ -112,7 +112,6 @@ TEST_P(PsltoolMutation, WhatIsSavedIsArchived) {
   EXPECT_GT(archived, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolMutation, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolMutation, AllRevisions(), RevisionParam<int>);
 
 }  // namespace

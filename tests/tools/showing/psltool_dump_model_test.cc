@@ -121,7 +121,6 @@ TEST_P(PsltoolDumpRevision, EntriesAreTheModels) {
   EXPECT_GT(entries, 50U);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolDumpRevision, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolDumpRevision, AllRevisions(), RevisionParam<int>);
 
 }  // namespace
