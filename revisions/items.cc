@@ -43,7 +43,9 @@ ItemBlock*& BlockOf(Kind kind) {
   }
 }
 
-bool IsPair(const ItemRow& row) { return row.kind == kLdCp || row.kind == kPoolCp; }
+bool HasField(const ItemRow& row, Role role) { return FieldOfElement(row, role) != nullptr; }
+
+bool ByCount() { return finfo.layout->row.pair_flag_by_count; }
 
 void MakeBlock(const ItemRow& row, int32_t capacity) {
   auto block = std::make_unique<ItemBlock>();
@@ -52,8 +54,8 @@ void MakeBlock(const ItemRow& row, int32_t capacity) {
   const auto n = static_cast<size_t>(capacity);
   block->bytes.assign(n * row.element, 0);
   block->present.assign(n, 0);
-  if (row.kind == kCab) block->sums.assign(n, 0.0);
-  if (row.kind == kWaittm) block->gathered.assign(n, Accumulated{});
+  if (HasField(row, Role::kValue)) block->sums.assign(n, 0.0);
+  if (HasField(row, Role::kGroups)) block->gathered.assign(n, Accumulated{});
   BlockOf(row.kind) = block.release();
 }
 
@@ -137,17 +139,11 @@ void AddCabinetValues(ItemBlock& block) {
   }
 }
 
-bool IsTaken(const ItemRow& row, uint8_t flag) {
-  if (IsPair(row)) return !finfo.layout->row.pair_flag_by_count || (flag & kItemTaken) != 0;
-  if (row.kind == kCab) return (flag & kItemTaken) != 0;
-  return true;
-}
-
 bool IsDue(ItemBlock& block, int32_t i) {
-  switch (block.row->kind) {
-    case kConc:
+  switch (block.row->written) {
+    case Written::kPresent:
       return i < block.held && block.Element(i)[kConcPresent] == 1;
-    case kCab:
+    case Written::kAll:
       return i < block.held && block.items > 0;
     default:
       return block.present[static_cast<size_t>(i)] != 0;
@@ -155,29 +151,26 @@ bool IsDue(ItemBlock& block, int32_t i) {
 }
 
 bool IsWritten(const ItemBlock* block) {
-  return block != nullptr && (block->row->kind != kConc || block->taken == 1);
+  return block != nullptr && (block->row->written != Written::kPresent || block->taken == 1);
 }
 
 void PutElement(uint8_t* out, ItemBlock& block, int32_t i) {
   const size_t at = static_cast<size_t>(i);
-  if (block.row->kind == kWaittm) {
+  if (!block.gathered.empty()) {
     std::memset(out, 0, block.row->element);
     std::memcpy(out, block.Element(i), 2);
     PutQuadset<QuadRule::kCurrent>(out + kWaitGroup, RefTo(block.gathered[at]), 0);
     return;
   }
   std::memcpy(out, block.Element(i), block.row->element);
-  if (block.row->kind == kCab) Store32(out + kCabValue, ToU32(block.sums[at] / block.items));
+  if (!block.sums.empty()) Store32(out + kCabValue, ToU32(block.sums[at] / block.items));
 }
 
 uint8_t FlagToWrite(const ItemBlock& block, uint32_t count) {
-  if (IsPair(*block.row) && finfo.layout->row.pair_flag_by_count) {
-    return count != 0 ? kItemTaken : 0;
-  }
-  if (block.row->kind == kCab) {
-    return count != 0 ? static_cast<uint8_t>(block.flag | kItemTaken) : 0;
-  }
-  return block.flag;
+  const Taken taken = block.row->taken;
+  if (taken == Taken::kAlways || (taken == Taken::kByLaterFlag && !ByCount())) return block.flag;
+  const uint8_t others = taken == Taken::kByFlag ? block.flag : 0;
+  return count != 0 ? static_cast<uint8_t>(others | kItemTaken) : 0;
 }
 
 uint8_t* PutItem(uint8_t* out, ItemBlock& block) {
@@ -218,9 +211,7 @@ void ClearBlock(ItemBlock& block) {
   std::fill(block.present.begin(), block.present.end(), uint8_t{0});
   std::fill(block.sums.begin(), block.sums.end(), 0.0);
   std::fill(block.gathered.begin(), block.gathered.end(), Accumulated{});
-  if (block.row->kind != kConc && block.row->kind != kWaittm) return;
-  // These kinds hold nothing beyond their period.
-  ForgetElements(block);
+  if (!block.row->held) ForgetElements(block);
 }
 
 }  // namespace
@@ -255,7 +246,7 @@ bool TakeItem(const ItemRow& row, const uint8_t* item, size_t size) {
   const uint32_t interval = Load32(item + kAtInterval);
   const uint32_t count = Load16(item + kItemCount);
   const uint8_t* elements = nullptr;
-  const bool taken = IsTaken(row, flag);
+  const bool taken = TakesElements(row, ByCount(), flag);
   if (taken && count != 0) {
     const uint32_t first = Load32(item + kItemFirst);
     if (first < kItemHead || first > size || uint64_t{count} * row.element > size - first) {
@@ -271,12 +262,12 @@ bool TakeItem(const ItemRow& row, const uint8_t* item, size_t size) {
   block->flag |= flag;
   block->carried = Load16(item + kItemCarried);
   block->taken = 1;
-  if (row.kind == kWaittm) {
+  if (row.written == Written::kNamed) {
     return elements == nullptr || FoldWaitTimes(*block, elements, count, interval);
   }
   if (elements != nullptr) StoreElements(*block, elements, count);
-  if (IsPair(row)) MarkPairs(*block, !finfo.layout->row.pair_flag_by_count);
-  if (row.kind == kCab) AddCabinetValues(*block);
+  if (row.written == Written::kChanged) MarkPairs(*block, !ByCount());
+  if (row.written == Written::kAll) AddCabinetValues(*block);
   return true;
 }
 
@@ -320,15 +311,16 @@ void ForgetItems() {
 }
 
 int NoteStructureWritten() {
-  for (ItemBlock* block : {sta_ld_cp_arc, sta_pool_cp_arc, sta_cab_arc}) {
-    if (block != nullptr) block->written = 1;
+  for (const ItemRow& row : kItemRows) {
+    if (row.held && BlockOf(row.kind) != nullptr) BlockOf(row.kind)->written = 1;
   }
   return sta_cab_arc != nullptr ? 1 : 0;
 }
 
 void MarkPairsDue() {
-  for (const Kind kind : {kLdCp, kPoolCp, kCab}) {
-    if (configured[kind] > 0 && BlockOf(kind) != nullptr) BlockOf(kind)->due = 1;
+  for (const ItemRow& row : kItemRows) {
+    ItemBlock* const block = BlockOf(row.kind);
+    if (row.held && configured[row.kind] > 0 && block != nullptr) block->due = 1;
   }
 }
 

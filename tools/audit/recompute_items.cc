@@ -6,7 +6,7 @@
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
 #include "tools/audit/recompute_math.h"
-#include "tools/reading/check_statistics.h"
+#include "tools/reading/check_items.h"
 #include "tools/reading/psl_reader.h"
 
 namespace psltool {

@@ -13,49 +13,52 @@ namespace psltool {
 namespace {
 
 constexpr uint32_t kHour = 3600;
-constexpr size_t kConcPresent = 12;
-constexpr size_t kWaitQuadset = 16;
-constexpr size_t kCabValue = 8;
 
 uint32_t ElementsOf(const MakePlan& plan, const ItemRow& row) {
   if (!row.span.Holds(plan.revision)) return 0;
-  return row.kind == kWaittm ? (plan.wait_times ? plan.counts[kLd] : 0) : plan.counts[row.kind];
+  return row.basic_at == 0 ? (plan.wait_times ? plan.counts[kLd] : 0) : plan.counts[row.kind];
 }
 
 // Pairs are listed when the configuration is new and once an hour; cabinets in every record.
 bool ListsElements(const ItemRow& row, const MakePlan& plan, const Interval& interval) {
-  if (row.kind != kLdCp && row.kind != kPoolCp) return true;
+  if (row.written != Written::kChanged) return true;
   return interval.first || interval.stamp % kHour < plan.interval;
+}
+
+// Of numbered elements.
+void PutKey(uint8_t* out, const ItemRow& row, uint32_t i) {
+  for (const Field& field : FieldsOfList(row.fields)) {
+    if (field.role == Role::kKey) out[field.at] = static_cast<uint8_t>(i >> 8);
+    if (field.role == Role::kKeyNumber) Store16(out + field.at, static_cast<uint16_t>(i));
+    if (field.role == Role::kKeyBytes) Store32(out + field.at, i);
+  }
+}
+
+void PutWaits(uint8_t* out, const Field& group, const Resource& disk, const Interval& interval,
+              Random& random) {
+  std::memcpy(out + PlaceInElement(kWaittm, Role::kKeyNumber), disk.key.data(), 2);
+  const double count = static_cast<double>(
+      static_cast<uint64_t>(disk.full_rate * Demand(disk.group, interval.load) * 10));
+  if (count == 0) return;
+  const uint32_t wait = 50 + random.Below(200);
+  PutQuadset(out + group.at, count, wait, wait * (2 + random.Below(8)), 0);
 }
 
 void PutElement(uint8_t* out, const ItemRow& row, const ArrayModel& model, const Interval& interval,
                 uint32_t i, Random& random) {
-  switch (row.kind) {
-    case kConc:
-      Store16(out, static_cast<uint16_t>(i));
-      Store32(out + 4, random.Below(1000));  // copies made
-      out[kConcPresent] = 1;
-      break;
-    case kWaittm: {
-      const Resource& disk = model.resources[kLd][i];
-      std::memcpy(out, disk.key.data(), 2);
-      const double count = static_cast<double>(
-          static_cast<uint64_t>(disk.full_rate * Demand(disk.group, interval.load) * 10));
-      if (count == 0) break;
-      const uint32_t wait = 50 + random.Below(200);
-      PutQuadset(out + kWaitQuadset, count, wait, wait * (2 + random.Below(8)), 0);
-      break;
-    }
-    case kCab:
-      out[0] = static_cast<uint8_t>(i >> 8);
-      Store16(out + 2, static_cast<uint16_t>(i));
-      Store32(out + kCabValue, 1800 + random.Below(400));  // power in watts
-      break;
-    default:  // copy pairs: four key bytes, then what the collector knows of the pair
-      Store32(out, i);
-      Store16(out + 4, static_cast<uint16_t>(i + 0x1000));
-      out[6] = 1;
-      break;
+  if (const Field* const group = FieldOfElement(row, Role::kGroups)) {
+    PutWaits(out, *group, model.resources[kLd][i], interval, random);
+    return;
+  }
+  PutKey(out, row, i);
+  if (const Field* const present = FieldOfElement(row, Role::kPresent)) {
+    Store32(out + 4, random.Below(1000));  // copies made
+    out[present->at] = 1;
+  } else if (const Field* const value = FieldOfElement(row, Role::kValue)) {
+    Store32(out + value->at, 1800 + random.Below(400));  // power in watts
+  } else {                                               // what the collector knows of a pair
+    Store16(out + 4, static_cast<uint16_t>(i + 0x1000));
+    out[6] = 1;
   }
 }
 

@@ -6,9 +6,9 @@
 #include <cstdint>
 
 #include "tools/making/make_array.h"
+#include "tools/making/make_load.h"
 #include "tools/making/make_plan.h"
 #include "tools/making/make_random.h"
-#include "tools/making/make_statistics.h"
 
 namespace psltool {
 

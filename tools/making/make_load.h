@@ -22,6 +22,13 @@ struct Load {
   bool idle;
 };
 
+// One sampling interval.
+struct Interval {
+  uint32_t stamp;
+  Load load;
+  bool first;  // first one behind a structure record
+};
+
 // `weekday`: 0 is Sunday; `second` counts from the day's midnight.
 Load LoadAt(Profile profile, uint32_t weekday, int64_t second);
 

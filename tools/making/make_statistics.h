@@ -11,13 +11,6 @@
 
 namespace psltool {
 
-// One sampling interval.
-struct Interval {
-  uint32_t stamp;
-  Load load;
-  bool first;  // first one behind a structure record
-};
-
 // Item bitmaps of the files of a plan.
 std::array<uint32_t, kSectionKinds> ItemMasksOf(const MakePlan& plan);
 

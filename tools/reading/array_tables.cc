@@ -157,21 +157,6 @@ std::string KeyText(const KeyBytes& key, size_t key_count, uint32_t packed) {
   return text;
 }
 
-bool RecordReport::Error(const char* code, uint64_t at, std::string field, std::string text) {
-  sound_ = false;
-  sink_({Severity::kError, code, number_, tag_, position_ + at, std::move(field), std::move(text)});
-  return false;
-}
-
-void RecordReport::Warn(const char* code, uint64_t at, std::string field, std::string text) {
-  sink_(
-      {Severity::kWarning, code, number_, tag_, position_ + at, std::move(field), std::move(text)});
-}
-
-void RecordReport::Note(const char* code, uint64_t at, std::string field, std::string text) {
-  sink_({Severity::kNote, code, number_, tag_, position_ + at, std::move(field), std::move(text)});
-}
-
 bool ReadTables(const PslHeader& header, std::span<const uint8_t> record, RecordReport& report,
                 ArrayTables& tables) {
   tables = ArrayTables();

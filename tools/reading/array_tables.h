@@ -44,26 +44,6 @@ uint32_t EntryKey(const KeyBytes& key, size_t key_count, std::span<const uint8_t
 // As `--key` takes it: "258" for kinds with a number, "1.4" for others.
 std::string KeyText(const KeyBytes& key, size_t key_count, uint32_t packed);
 
-// Passes findings about one record on and remembers whether one was an error.
-class RecordReport {
- public:
-  RecordReport(const FindingSink& sink, uint64_t number, uint64_t position, std::string_view tag)
-      : sink_(sink), number_(number), position_(position), tag_(TagText(tag)) {}
-
-  // `at`: offset of the field in the record. Error returns false.
-  bool Error(const char* code, uint64_t at, std::string field, std::string text);
-  void Warn(const char* code, uint64_t at, std::string field, std::string text);
-  void Note(const char* code, uint64_t at, std::string field, std::string text);
-  bool sound() const { return sound_; }
-
- private:
-  const FindingSink& sink_;
-  uint64_t number_;
-  uint64_t position_;
-  std::string tag_;
-  bool sound_ = true;
-};
-
 // Reads a structure record by the archiver's rules. False: it breaks the file, reported; then
 // `tables` holds nothing of use.
 bool ReadTables(const PslHeader& header, std::span<const uint8_t> record, RecordReport& report,

@@ -7,13 +7,12 @@
 
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
-#include "tools/reading/check_statistics.h"
 
 namespace psltool {
 
 namespace {
 
-constexpr KeyBytes kDiskNumber = {2, {0, 1}, true};
+constexpr size_t kDiskNumber = PlaceInElement(kWaittm, Role::kKeyNumber);
 
 struct Item {
   std::span<const uint8_t> bytes;
@@ -33,7 +32,7 @@ void CheckDisks(const Item& item, uint32_t first, uint32_t count, const ItemRow&
   uint64_t where = 0;
   for (uint32_t i = 0; i < count; ++i) {
     const uint64_t at = first + uint64_t{i} * row.element;
-    if (disks.Finds(EntryKey(kDiskNumber, 2, item.bytes.subspan(at, row.element)), i)) continue;
+    if (disks.Finds(Load16(item.bytes.data() + at + kDiskNumber), i)) continue;
     if (unknown++ == 0) where = item.at + at;
   }
   if (unknown == 0) return;
@@ -98,10 +97,7 @@ std::optional<ItemFault> ElementsFault(const ItemRow& row, std::span<const uint8
 
 bool TakesElements(const RevisionLayout& layout, const ItemRow& row,
                    std::span<const uint8_t> item) {
-  const bool marked = (item[kItemFlag] & kItemTaken) != 0;
-  if (row.kind == kCab) return marked;
-  const bool pair = row.kind == kLdCp || row.kind == kPoolCp;
-  return !pair || !layout.row.pair_flag_by_count || marked;
+  return ::TakesElements(row, layout.row.pair_flag_by_count, item[kItemFlag]);
 }
 
 bool CheckItems(const RevisionLayout& layout, std::span<const uint8_t> record, RecordReport& report,

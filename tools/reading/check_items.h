@@ -27,6 +27,9 @@ std::optional<ItemFault> CarveItem(std::span<const uint8_t> record, uint64_t at,
 std::optional<ItemFault> ElementsFault(const ItemRow& row, std::span<const uint8_t> item,
                                        uint64_t at, const std::string& name);
 
+// True when the archiver takes the item's elements.
+bool TakesElements(const RevisionLayout& layout, const ItemRow& row, std::span<const uint8_t> item);
+
 // False: an item breaks the record, reported.
 bool CheckItems(const RevisionLayout& layout, std::span<const uint8_t> record, RecordReport& report,
                 const ArrayTables& tables, Extents& extents);

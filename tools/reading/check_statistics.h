@@ -26,7 +26,4 @@ bool TakesHostPortsFromStatistics(const PslHeader& header, const ArrayTables& ta
 // disk ports a section whose count differs from the structure record's is passed over.
 bool IsRead(const SectionRow& row, const SectionPlace& place, const ArrayTables& tables);
 
-// True when the archiver takes the item's elements.
-bool TakesElements(const RevisionLayout& layout, const ItemRow& row, std::span<const uint8_t> item);
-
 }  // namespace psltool

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/reading/array_tables.h"
+#include "tools/reading/finding.h"
 
 namespace psltool {
 

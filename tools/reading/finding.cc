@@ -34,4 +34,19 @@ std::string TagText(std::string_view tag) {
   return text;
 }
 
+bool RecordReport::Error(const char* code, uint64_t at, std::string field, std::string text) {
+  sound_ = false;
+  sink_({Severity::kError, code, number_, tag_, position_ + at, std::move(field), std::move(text)});
+  return false;
+}
+
+void RecordReport::Warn(const char* code, uint64_t at, std::string field, std::string text) {
+  sink_(
+      {Severity::kWarning, code, number_, tag_, position_ + at, std::move(field), std::move(text)});
+}
+
+void RecordReport::Note(const char* code, uint64_t at, std::string field, std::string text) {
+  sink_({Severity::kNote, code, number_, tag_, position_ + at, std::move(field), std::move(text)});
+}
+
 }  // namespace psltool

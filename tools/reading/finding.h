@@ -38,4 +38,24 @@ std::string DescribeWithAdvice(const Finding& finding);
 // Three characters of a tag as they can be printed: bytes that are none become "\x00".
 std::string TagText(std::string_view tag);
 
+// Passes findings about one record on and remembers whether one was an error.
+class RecordReport {
+ public:
+  RecordReport(const FindingSink& sink, uint64_t number, uint64_t position, std::string_view tag)
+      : sink_(sink), number_(number), position_(position), tag_(TagText(tag)) {}
+
+  // `at`: offset of the field in the record. Error returns false.
+  bool Error(const char* code, uint64_t at, std::string field, std::string text);
+  void Warn(const char* code, uint64_t at, std::string field, std::string text);
+  void Note(const char* code, uint64_t at, std::string field, std::string text);
+  bool sound() const { return sound_; }
+
+ private:
+  const FindingSink& sink_;
+  uint64_t number_;
+  uint64_t position_;
+  std::string tag_;
+  bool sound_ = true;
+};
+
 }  // namespace psltool
