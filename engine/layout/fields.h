@@ -1,6 +1,7 @@
 // The fields of statistics entries and of the elements of optional items: what each sort of field
-// is called and how wide it is. Which form has which of them, and where, stands with the forms and
-// items. Converters, the names of bytes and the accumulators' places all come from these rows.
+// is called, how wide it is, what it is counted in and how a period's value follows. Which form has
+// which of them, and where, stands with the forms and items. Converters, the columns of psltool,
+// the names of bytes and the accumulators' places all come from these rows.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +14,7 @@
 // clang-format off
 enum class FieldUnit : uint8_t {
   kCode,          // means something to the array alone
-  kCount,         // a plain number
+  kCount,         // a number, in a unit that the file does not tell
   kPercent,       // hundredths of a percent
   kMilliseconds,
   kSet,           // a byte that is 0 or not
@@ -23,38 +24,50 @@ enum class FieldUnit : uint8_t {
   kQuadset,       // four words: kGroupWordNames
 };
 
-// What a field means to those who read or write it: role, bytes, name in `psltool dump`, unit.
-#define QELPRF_ROLES(X) \
-  X(kNothing,           0, "",             kBytes)        /* no field: ends a list */ \
-  X(kStatus,            4, "status",       kCode)         \
-  X(kInterval,          4, "interval_ms",  kMilliseconds) \
-  X(kKey,               1, "key",          kBytes)        /* a byte of the key */ \
-  X(kKeyNumber,         2, "key",          kCount)        /* two of its bytes that are one number */ \
-  X(kKeyBytes,          4, "key",          kBytes)        \
-  X(kNotValid,          1, "valid",        kSet)          /* not 0: the interval does not count */ \
-  X(kCompact,           1, "compact",      kSet)          /* not 0: the entry ends behind its head */ \
-  X(kRatio,             2, "busy_pct",     kPercent)      \
-  X(kRatioFlag,         1, "busy",         kBit)          /* the ratio is there; without the flag always */ \
-  X(kSecondRatio,       2, "second_pct",   kPercent)      /* while bit 7 of kSecondFlags is clear */ \
-  X(kSecondFlags,       1, "second_flags", kBits)         \
-  X(kCounted,           1, "counted",      kBit)          /* the interval is counted */ \
-  X(kSticky,            1, "sticky",       kBit)          /* once set, set for the period */ \
-  X(kKept,              1, "mark",         kBit)          /* as in the last valid entry of the period */ \
-  X(kMark,              1, "mark",         kBit)          /* as in the last entry, valid or not */ \
-  X(kCarried,           4, "word_at_",     kCode)         /* from the last valid entry */ \
-  X(kCacheRatio1,       2, "first_pct",    kPercent)      \
-  X(kCacheMaximum1,     2, "first_max",    kCount)        \
-  X(kCacheRatio2,       2, "second_pct",   kPercent)      \
-  X(kCacheMaximum2,     2, "second_max",   kCount)        \
-  X(kCacheRate1,        4, "first_rate",   kCount)        \
-  X(kCacheRate2,        4, "second_rate",  kCount)        \
-  X(kCacheFlags,        1, "flags",        kBits)         \
-  X(kGroups,           16, "g",            kQuadset)      /* counter groups */ \
-  X(kPositionedGroups, 16, "g",            kQuadset)      /* of caches: the entry's position picks the slot */ \
-  X(kPresent,           1, "present",      kSet)          /* 1: the element is there */ \
-  X(kValue,             4, "value",        kCount)        /* averaged over the items of the period */
+// How the value of a period follows from those of its intervals.
+enum class Gathered : uint8_t {
+  kDerived,  // from other fields of the entry
+  kKey,      // it is the same in all
+  kSum,
+  kMean,     // weighted by what the value is told of: time, operations or items
+  kMax,
+  kMin,
+  kLast,     // of the last valid interval
+  kAny,      // set where any valid interval has it
+};
 
-#define QELPRF_ROLE(role, width, name, unit) role,
+// What a field means to those who read or write it: role, bytes, name in `psltool dump`, unit, gathering.
+#define QELPRF_ROLES(X) \
+  X(kNothing,           0, "",             kBytes,        kDerived) /* no field: ends a list */ \
+  X(kStatus,            4, "status",       kCode,         kLast)    \
+  X(kInterval,          4, "interval_ms",  kMilliseconds, kSum)     \
+  X(kKey,               1, "key",          kBytes,        kKey)     /* a byte of the key */ \
+  X(kKeyNumber,         2, "key",          kCount,        kKey)     /* two of its bytes that are one number */ \
+  X(kKeyBytes,          4, "key",          kBytes,        kKey)     \
+  X(kNotValid,          1, "valid",        kSet,          kDerived) /* not 0: the interval does not count */ \
+  X(kCompact,           1, "compact",      kSet,          kDerived) /* not 0: the entry ends behind its head */ \
+  X(kRatio,             2, "busy_pct",     kPercent,      kMean)    \
+  X(kRatioFlag,         1, "busy",         kBit,          kAny)     /* the ratio is there; without the flag always */ \
+  X(kSecondRatio,       2, "second_pct",   kPercent,      kMean)    /* while bit 7 of kSecondFlags is clear */ \
+  X(kSecondFlags,       1, "second_flags", kBits,         kLast)    \
+  X(kCounted,           1, "counted",      kBit,          kAny)     /* the interval is counted */ \
+  X(kSticky,            1, "sticky",       kBit,          kAny)     \
+  X(kKept,              1, "mark",         kBit,          kLast)    \
+  X(kMark,              1, "mark",         kBit,          kLast)    /* of the last interval, valid or not */ \
+  X(kCarried,           4, "word_at_",     kCount,        kLast)    \
+  X(kCacheRatio1,       2, "first_pct",    kPercent,      kMean)    \
+  X(kCacheMaximum1,     2, "first_max",    kCount,        kMax)     \
+  X(kCacheRatio2,       2, "second_pct",   kPercent,      kMean)    \
+  X(kCacheMaximum2,     2, "second_max",   kCount,        kMax)     \
+  X(kCacheRate1,        4, "first_rate",   kCount,        kMean)    \
+  X(kCacheRate2,        4, "second_rate",  kCount,        kMean)    \
+  X(kCacheFlags,        1, "flags",        kBits,         kAny)     \
+  X(kGroups,           16, "g",            kQuadset,      kDerived) /* counter groups */ \
+  X(kPositionedGroups, 16, "g",            kQuadset,      kDerived) /* of caches: the entry's position picks the slot */ \
+  X(kPresent,           1, "present",      kSet,          kLast)    /* 1: the element is there */ \
+  X(kValue,             4, "value",        kCount,        kMean)    /* over the items of the period */
+
+#define QELPRF_ROLE(role, width, name, unit, gathered) role,
 enum class Role : uint8_t { QELPRF_ROLES(QELPRF_ROLE) };
 #undef QELPRF_ROLE
 
@@ -62,8 +75,10 @@ struct RoleRow {
   uint8_t width;
   const char* name;
   FieldUnit unit;
+  Gathered gathered;
 };
-#define QELPRF_ROLE(role, width, name, unit) {width, name, FieldUnit::unit},
+#define QELPRF_ROLE(role, width, name, unit, gathered) \
+  {width, name, FieldUnit::unit, Gathered::gathered},
 inline constexpr RoleRow kRoleRows[] = {QELPRF_ROLES(QELPRF_ROLE)};
 #undef QELPRF_ROLE
 // clang-format on

@@ -178,6 +178,13 @@ constexpr Form MakeForm(const FormRow& row) {
   return form;
 }
 
+// Whether files of a revision hold the field.
+constexpr bool HoldsField(const Form& form, const Field& field, uint8_t revision) {
+  const bool ever = field.IsKey() || field.role == Role::kStatus || field.role == Role::kInterval ||
+                    field.unit() == FieldUnit::kSet || field.unit() == FieldUnit::kQuadset;
+  return revision >= field.from && (ever || revision >= form.filled_from);
+}
+
 constexpr std::array<Form, kFormCount> MakeForms() {
   std::array<Form, kFormCount> forms;
   for (size_t i = 0; i < kFormCount; ++i) forms[i] = MakeForm(form_rows::kRows[i]);

@@ -54,13 +54,13 @@ std::string SourceOf(const ExplainedInterval& interval, const std::string& name)
 
 // Fields that are more than a mark or a carried word.
 bool IsMain(const ExplainedField& field) {
-  return field.column.group != 0 || field.rule == Rule::kSum || field.rule == Rule::kMean ||
-         field.rule == Rule::kMax || field.rule == Rule::kMin;
+  return field.column.group != 0 || field.rule == Gathered::kSum || field.rule == Gathered::kMean ||
+         field.rule == Gathered::kMax || field.rule == Gathered::kMin;
 }
 
 bool IsShown(const ExplainView& view, const ExplainedField& field) {
   if (!view.field.empty()) return field.column.name == view.field;
-  if (field.rule == Rule::kKey) return false;
+  if (field.rule == Gathered::kKey) return false;
   if (view.all) return true;
   return IsMain(field) && (field.column.group == 0 || field.column.group == view.group);
 }
@@ -68,7 +68,7 @@ bool IsShown(const ExplainView& view, const ExplainedField& field) {
 // The table shows what follows from other columns; a sentence about it would say nothing.
 bool IsTold(const ExplainView& view, const ExplainedField& field) {
   const bool asked = view.all || !view.field.empty();
-  return IsShown(view, field) && (asked || field.rule != Rule::kDerived);
+  return IsShown(view, field) && (asked || field.rule != Gathered::kDerived);
 }
 
 struct Shown {
@@ -96,9 +96,11 @@ std::vector<Shown> ColumnsOf(const ExplainView& view, const Explanation& explana
   std::vector<Shown> shown;
   for (const ExplainedField& field : explanation.fields) {
     const std::string& name = field.column.name;
-    if (!IsShown(view, field) || name == "interval_ms" || name == "valid") continue;
+    const Role role = field.column.role;
+    const bool shown_anyway = role == Role::kInterval || role == Role::kNotValid;
+    if (!IsShown(view, field) || shown_anyway) continue;
     if (field.column.group != 0 && field.column.group != group) continue;
-    if (!view.field.empty() && field.rule == Rule::kMean && field.column.group != 0) {
+    if (!view.field.empty() && field.rule == Gathered::kMean && field.column.group != 0) {
       Show(explanation, fmt::format("g{}_ops", field.column.group), shown);
     }
     Show(explanation, name, shown);
@@ -115,8 +117,8 @@ char MarkOf(const Explanation& explanation, size_t interval, const std::string& 
   for (const ExplainedField& field : explanation.fields) {
     if (field.held_by != interval) continue;
     if (SourceOf(explanation.intervals[interval], field.column.name) != column) continue;
-    if (field.rule == Rule::kMax) return '^';
-    if (field.rule == Rule::kMin) mark = 'v';
+    if (field.rule == Gathered::kMax) return '^';
+    if (field.rule == Gathered::kMin) mark = 'v';
   }
   return mark;
 }
@@ -165,12 +167,12 @@ std::string HowOf(const ExplainView& view, const Explanation& explanation,
                   const ExplainedField& field) {
   const size_t count = explanation.intervals.size();
   switch (field.rule) {
-    case Rule::kSum:
+    case Gathered::kSum:
       return fmt::format("the sum of {} {}{}", count, explanation.of_items ? "item" : "interval",
                          count == 1 ? "" : "s");
-    case Rule::kMean:
+    case Gathered::kMean:
       if (field.weight == 0) return fmt::format("no {}", field.by);
-      if (field.column.name.ends_with("_pct")) {
+      if (field.column.row().unit == UnitName(FieldUnit::kPercent)) {
         return fmt::format("{:.1f} of {:.0f} {}", field.sum, field.weight, field.by);
       }
       if (field.by == kByItems) {
@@ -179,16 +181,16 @@ std::string HowOf(const ExplainView& view, const Explanation& explanation,
       }
       return fmt::format("value x {} adds up to {:.1f}, over {:.0f} {}", field.by, field.sum,
                          field.weight, field.by);
-    case Rule::kMax:
-    case Rule::kMin:
+    case Gathered::kMax:
+    case Gathered::kMin:
       return "held by " + Holder(view, explanation, field);
-    case Rule::kLast:
+    case Gathered::kLast:
       return (explanation.of_items ? "of the last item, " : "of the last valid one, ") +
              Holder(view, explanation, field);
-    case Rule::kAny:
+    case Gathered::kAny:
       return "set when any valid interval has it";
-    case Rule::kKey:
-    case Rule::kDerived:
+    case Gathered::kKey:
+    case Gathered::kDerived:
       break;
   }
   return "follows from the other fields";
@@ -248,8 +250,8 @@ bool PrintExplanation(const ExplainView& view, const Explanation& explanation, T
 }
 
 bool PrintExplanationJson(const ExplainView& view, const Explanation& explanation, TextOut& out) {
-  static constexpr const char* kRules[] = {"key", "sum",  "mean", "max",
-                                           "min", "last", "any",  "derived"};
+  static constexpr const char* kRules[] = {"derived", "key", "sum",  "mean",
+                                           "max",     "min", "last", "any"};
   if (!Check(view, explanation)) return false;
   Json intervals = Json::Array();
   for (const ExplainedInterval& interval : explanation.intervals) {
@@ -276,7 +278,7 @@ bool PrintExplanationJson(const ExplainView& view, const Explanation& explanatio
                  {"value", ValueJson(field.expected)},
                  {"stored", ValueJson(field.stored)},
                  {"rule", kRules[static_cast<size_t>(field.rule)]}};
-    if (field.rule == Rule::kMean) {
+    if (field.rule == Gathered::kMean) {
       each["sum"] = field.sum;
       each["weight"] = field.weight;
       each["weighted_by"] = field.by;

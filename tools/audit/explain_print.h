@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tools/audit/explain_value.h"
+#include "tools/audit/explained.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/labels.h"
 #include "tools/reading/time_text.h"

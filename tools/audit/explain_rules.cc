@@ -3,7 +3,6 @@
 
 #include <bit>
 #include <functional>
-#include <string_view>
 
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
@@ -80,107 +79,94 @@ std::optional<size_t> LastValid(const std::vector<AddedInterval>& added) {
 }
 
 void SetMean(ExplainedField& field, double sum, double weight, const char* by) {
-  field.rule = Rule::kMean;
   field.sum = sum;
   field.weight = weight;
   field.by = by;
 }
 
-// Words of a counter group, by their name without the group's number. False: none of them.
-bool ExplainGroup(QuadRule rule, const GroupSum& sum, uint32_t time, std::string_view name,
-                  ExplainedField& field) {
+// What the words of a counter group were made of.
+void ExplainGroup(QuadRule rule, const GroupSum& sum, uint32_t time, ExplainedField& field) {
   const bool current = rule == QuadRule::kCurrent;
-  if (name == "ops") {
-    field.rule = Rule::kSum;
-    field.sum = sum.operations;
-  } else if (name == "first_mean") {
-    SetMean(field, sum.first, sum.operations, kByOperations);
-  } else if (name == "second_mean") {
-    SetMean(field, sum.second, current ? sum.operations : time, current ? kByOperations : kByTime);
-  } else if (name == "max") {
-    field.rule = Rule::kMax;
-  } else {
-    return false;
+  switch (field.column.content) {
+    case Content::kOps:
+      field.sum = sum.operations;
+      break;
+    case Content::kFirstMean:
+      SetMean(field, sum.first, sum.operations, kByOperations);
+      break;
+    case Content::kSecondMean:
+      SetMean(field, sum.second, current ? sum.operations : time,
+              current ? kByOperations : kByTime);
+      break;
+    default:
+      break;
   }
-  return true;
 }
 
 void ExplainGroupField(const EntryRules& rules, const ResourceSum& sum,
-                       const std::vector<AddedInterval>& added, std::string_view name,
-                       ExplainedField& field) {
+                       const std::vector<AddedInterval>& added, ExplainedField& field) {
   const size_t group = size_t{field.column.group} - 1;
-  if (ExplainGroup(rules.rule, sum.groups[group], sum.time, name, field)) {
-    if (field.rule != Rule::kMax) return;
+  ExplainGroup(rules.rule, sum.groups[group], sum.time, field);
+  if (field.column.content == Content::kMaximum) {
     const ValueOf value_of = [group](const AddedInterval& each) -> std::optional<double> {
       if (!IsValid(each)) return std::nullopt;
       return GroupOf(each, group).largest;
     };
     field.held_by = HolderOf(added, value_of, sum.groups[group].largest);
-    return;
   }
-  for (size_t i = 0; i < std::size(kExtremeNames); ++i) {
-    if (name != ExtremeName(rules.rule, i)) continue;
+  for (size_t i = 0; i < 4; ++i) {
+    if (field.column.content != ExtremeContent(rules.rule, i)) continue;
     const size_t position = 4 * group + i;
-    field.rule = i % 2 == 0 ? Rule::kMax : Rule::kMin;
     field.held_by = HolderOf(
         added, [position](const AddedInterval& each) { return ExtremeOf(each, position); },
         sum.extremes[position]);
   }
 }
 
-// Fields of cache modules. False: none of them.
-bool ExplainCache(const ResourceSum& sum, const std::vector<AddedInterval>& added,
-                  std::string_view name, ExplainedField& field) {
-  if (name == "first_pct" || name == "second_pct") {
-    SetMean(field, name == "first_pct" ? sum.busy : sum.second_busy, sum.time, kByTime);
-  } else if (name == "first_rate" || name == "second_rate") {
-    SetMean(field, sum.cache_rates[name == "first_rate" ? 0 : 1], sum.time, kByTime);
-  } else if (name == "first_max" || name == "second_max") {
-    const size_t which = name == "first_max" ? 0 : 1;
-    field.rule = Rule::kMax;
-    field.held_by = HolderOf(
-        added,
-        [which](const AddedInterval& each) -> std::optional<double> {
-          if (which == 0 && !IsValid(each)) return std::nullopt;
-          return Load16(each.entry.data() + each.rules.form->more16[which == 0 ? 1 : 3]);
-        },
-        sum.cache_maxima[which]);
-  } else if (name == "flags") {
-    field.rule = Rule::kAny;
-  } else {
-    return false;
-  }
-  return true;
+// The interval that held the largest value of a field of cache modules. `always`: it counts in
+// modules that are not valid, too.
+std::optional<size_t> HolderOfField(const std::vector<AddedInterval>& added, Role role, bool always,
+                                    double value) {
+  return HolderOf(
+      added,
+      [role, always](const AddedInterval& each) -> std::optional<double> {
+        if (!always && !IsValid(each)) return std::nullopt;
+        return Load16(each.entry.data() + FindField(each.rules.form->Fields(), role)->at);
+      },
+      value);
 }
 
-void ExplainEntryField(const EntryRules& rules, const ResourceSum& sum,
-                       const std::vector<AddedInterval>& added, ExplainedField& field) {
-  const std::string& name = field.column.name;
-  const Form& form = *rules.form;
-  if (IsCacheForm(form) && ExplainCache(sum, added, name, field)) return;
-  if (name == "key") {
-    field.rule = Rule::kKey;
-  } else if (name == "interval_ms") {
-    field.rule = Rule::kSum;
-    field.sum = sum.time;
-  } else if (name == "busy_pct") {
-    SetMean(field, sum.busy, sum.time, kByTime);
-  } else if (name == "second_pct") {
-    SetMean(field, sum.second_busy, sum.time, kByTime);
-  } else if (name == "busy_pct_max" || name == "busy_pct_min") {
-    const bool largest = name == "busy_pct_max";
-    const size_t position = 4 * size_t{form.tracked} + (largest ? 0 : 1);
-    field.rule = largest ? Rule::kMax : Rule::kMin;
-    field.held_by = HolderOf(
-        added, [position](const AddedInterval& each) { return ExtremeOf(each, position); },
-        sum.extremes[position]);
-  } else if (name == "counted" || name == "sticky") {
-    field.rule = Rule::kAny;
-  } else if (name != "valid" && name != "compact") {
-    field.rule = Rule::kLast;
-    field.held_by = form.kept_always && name == "mark" && !added.empty()
-                        ? std::optional<size_t>(added.size() - 1)
-                        : LastValid(added);
+void ExplainField(const ResourceSum& sum, const std::vector<AddedInterval>& added,
+                  ExplainedField& field) {
+  const Role role = field.column.role;
+  if (field.rule == Gathered::kLast) field.held_by = LastValid(added);
+  switch (role) {
+    case Role::kInterval:
+      field.sum = sum.time;
+      break;
+    case Role::kRatio:
+    case Role::kCacheRatio1:
+      SetMean(field, sum.busy, sum.time, kByTime);
+      break;
+    case Role::kSecondRatio:
+    case Role::kCacheRatio2:
+      SetMean(field, sum.second_busy, sum.time, kByTime);
+      break;
+    case Role::kCacheRate1:
+    case Role::kCacheRate2:
+      SetMean(field, sum.cache_rates[role == Role::kCacheRate1 ? 0 : 1], sum.time, kByTime);
+      break;
+    case Role::kCacheMaximum1:
+      field.held_by = HolderOfField(added, role, false, sum.cache_maxima[0]);
+      break;
+    case Role::kCacheMaximum2:
+      field.held_by = HolderOfField(added, role, true, sum.cache_maxima[1]);
+      break;
+    case Role::kMark:
+      if (!added.empty()) field.held_by = added.size() - 1;
+      break;
+    default:
+      break;
   }
 }
 
@@ -189,45 +175,38 @@ void ExplainEntryField(const EntryRules& rules, const ResourceSum& sum,
 void ExplainEntry(const EntryRules& rules, const ResourceSum& sum,
                   const std::vector<AddedInterval>& added, std::vector<ExplainedField>& fields) {
   for (ExplainedField& field : fields) {
-    const std::string_view name = field.column.name;
-    if (field.column.group == 0) {
-      ExplainEntryField(rules, sum, added, field);
-    } else {
-      ExplainGroupField(rules, sum, added, name.substr(name.find('_') + 1), field);
+    const Content content = field.column.content;
+    field.rule = field.column.row().gathered;
+    if (field.column.group != 0) {
+      ExplainGroupField(rules, sum, added, field);
+    } else if (content == Content::kField) {
+      ExplainField(sum, added, field);
+    } else if (content == Content::kFieldMax || content == Content::kFieldMin) {
+      const size_t position =
+          4 * size_t{rules.form->tracked} + (content == Content::kFieldMax ? 0 : 1);
+      field.held_by = HolderOf(
+          added, [position](const AddedInterval& each) { return ExtremeOf(each, position); },
+          sum.extremes[position]);
     }
   }
 }
 
 void ExplainElement(const ItemSum& items, const ItemSum::Element& sum,
                     const std::vector<AddedElement>& added, std::vector<ExplainedField>& fields) {
-  const auto last = added.empty() ? std::nullopt : std::optional<size_t>(added.size() - 1);
   for (ExplainedField& field : fields) {
-    const std::string_view name = field.column.name;
-    if (field.column.group != 0) {
-      if (!ExplainGroup(QuadRule::kCurrent, sum.waits, items.time, name.substr(name.find('_') + 1),
-                        field) ||
-          field.rule != Rule::kMax) {
-        continue;
-      }
-      for (size_t i = added.size(); i > 0; --i) {
-        const double largest = Load32(added[i - 1].bytes.data() + kQuadsetSize + 8);
-        if (added[i - 1].named && largest == sum.waits.largest) field.held_by = i - 1;
-      }
-    } else if (name == "key") {
-      field.rule = Rule::kKey;
-    } else if (name == "interval_ms") {
-      field.rule = Rule::kSum;
-      field.sum = items.time;
-    } else if (name == "value") {
-      SetMean(field, sum.sum, items.items, "items");
-    } else if (name == "status") {
-      field.rule = Rule::kLast;
-      field.held_by = last;
-    } else if (name == "present") {
-      field.rule = Rule::kLast;
-      for (size_t i = 0; i < added.size(); ++i) {
-        if (added[i].named) field.held_by = i;
-      }
+    field.rule = field.column.row().gathered;
+    ExplainGroup(QuadRule::kCurrent, sum.waits, items.time, field);
+    const bool largest_wait = field.column.content == Content::kMaximum;
+    const Role role = field.column.role;
+    if (role == Role::kInterval) field.sum = items.time;
+    if (role == Role::kValue) SetMean(field, sum.sum, items.items, "items");
+    if (role == Role::kStatus && !added.empty()) field.held_by = added.size() - 1;
+    for (size_t i = 0; i < added.size(); ++i) {
+      if (role == Role::kPresent && added[i].named) field.held_by = i;
+    }
+    for (size_t i = added.size(); largest_wait && i > 0; --i) {
+      const double largest = Load32(added[i - 1].bytes.data() + kQuadsetSize + 8);
+      if (added[i - 1].named && largest == sum.waits.largest) field.held_by = i - 1;
     }
   }
 }

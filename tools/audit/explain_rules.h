@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/audit/explain_value.h"
+#include "tools/audit/explained.h"
 #include "tools/audit/recompute_entry.h"
 #include "tools/audit/recompute_items.h"
 

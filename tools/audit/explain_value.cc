@@ -51,10 +51,11 @@ std::optional<Decoded> Find(const FieldContext& context, std::span<const uint8_t
     Decoded decoded;
     decoded.at = part.at;
     if (part.type == RecordPart::Type::kElement) {
-      const ElementFields fields(part.kind, false);
-      if (fields.KeyOf(bytes) != wanted.text) continue;
+      const ItemRow& row = ItemRowOf(part.kind);
+      if (ElementKey(row, bytes) != wanted.text) continue;
+      const EntryFields fields(row, false);
       decoded.columns = fields.columns();
-      fields.Decode({item, bytes, 0}, decoded.values);
+      fields.Decode({bytes, {}, 0, 0, item}, decoded.values);
       return decoded;
     }
     if (part.type != RecordPart::Type::kEntry) continue;
@@ -188,9 +189,10 @@ class Explainer : public RunListener {
   }
 
   const ItemSum::Element* FindElement(const ItemSum& sum) const {
-    const ElementFields fields(wanted_.kind, false);
     for (const ItemSum::Element& element : sum.elements) {
-      if (!element.bytes.empty() && fields.KeyOf(element.bytes) == wanted_.text) return &element;
+      if (!element.bytes.empty() && ElementKey(*sum.row, element.bytes) == wanted_.text) {
+        return &element;
+      }
     }
     return nullptr;
   }
@@ -198,13 +200,13 @@ class Explainer : public RunListener {
   // Lists what an item says of the element in a place: all that it adds, so that the sums told are
   // those of the list.
   void ListItem(const SeenItem& seen, size_t place, std::vector<AddedElement>& added) {
-    const ElementFields fields(wanted_.kind, false);
+    const EntryFields fields(ItemRowOf(wanted_.kind), false);
     const auto list = [&](std::span<const uint8_t> bytes, uint64_t offset, bool named) {
       ExplainedInterval interval = seen.interval;
       if (offset != 0) interval.offset = offset;
       interval.named = named;
       interval.columns = fields.columns();
-      fields.Decode({seen.head, bytes, interval.offset}, interval.values);
+      fields.Decode({bytes, {}, 0, interval.offset, seen.head}, interval.values);
       intervals_.push_back(std::move(interval));
       added.push_back({{bytes.begin(), bytes.end()}, named});
     };
@@ -229,10 +231,10 @@ class Explainer : public RunListener {
     const std::vector<uint8_t> none(kLongestElement, 0);
     list(none, 0, false);
     for (size_t i = 0; i < intervals_.back().columns.size(); ++i) {
-      const std::string& name = intervals_.back().columns[i].name;
-      if (name != "status" && name != "interval_ms" && name != "item_flag") {
-        intervals_.back().values[i] = Value();
-      }
+      const Column& column = intervals_.back().columns[i];
+      const bool of_head = column.role == Role::kStatus || column.role == Role::kInterval ||
+                           column.content == Content::kItemFlag;
+      if (!of_head) intervals_.back().values[i] = Value();
     }
   }
 

@@ -149,10 +149,9 @@ std::vector<FieldSpan> BasicFields(uint64_t size) {
   Fields fields(size);
   fields.Add(kBasicCarried, 1, "ranks or pools");
   fields.Add(kBasicFlags, 1, "flags");
-  fields.Add(kBasicConc, 2, "conc");
-  fields.Add(kBasicLdCp, 2, "ld-cp");
-  fields.Add(kBasicPoolCp, 2, "pool-cp");
-  fields.Add(kBasicCab, 2, "cab");
+  for (const ItemRow& row : kItemRows) {
+    if (row.basic_at != 0) fields.Add(row.basic_at, 2, WordOfKind(row.kind));
+  }
   return fields.Finish("bytes");
 }
 

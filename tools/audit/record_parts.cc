@@ -128,7 +128,7 @@ std::string KeyOf(const FieldContext& context, const RecordPart& part,
     const size_t keys = part.kind == kCheseg ? context.cheseg_key_count : form.key.count;
     return KeyText(form.key, keys, EntryKey(form.key, keys, bytes));
   }
-  if (part.type == Type::kElement) return ElementFields(part.kind, false).KeyOf(bytes);
+  if (part.type == Type::kElement) return ElementKey(ItemRowOf(part.kind), bytes);
   if (part.type == Type::kList) return fmt::format("entry {}", part.index);
   return {};
 }

@@ -19,49 +19,23 @@ constexpr uint32_t kTopBit = 0x80000000;
 constexpr uint32_t kLeastLargeCount = 0x800000;  // above 2147483647 divided by 256
 constexpr uint8_t kNoSecondRatio = 0x80;         // in the flags byte of cache segments
 constexpr uint16_t kWhole = 10000;               // a ratio of 100 %
-constexpr size_t kCacheFlags = 10;
 constexpr double kMilli = 1000.0;
-
-void Use(std::vector<uint8_t>& unused, int at, size_t width) {
-  if (at < 0) return;
-  std::fill_n(unused.begin() + at, width, uint8_t{0});
-}
-
-void Use(std::vector<uint8_t>& unused, const FlagBit& flag) {
-  if (flag.at != kNone) unused[static_cast<size_t>(flag.at)] &= static_cast<uint8_t>(~flag.bit);
-}
 
 // The bits of an entry that no field has.
 std::vector<uint8_t> UnusedBits(const Form& form, uint8_t revision, size_t key_count) {
   std::vector<uint8_t> unused(form.size, 0xFF);
-  Use(unused, kAtStatus, 4);
-  Use(unused, kAtInterval, 4);
-  for (size_t i = 0; i < key_count; ++i) Use(unused, form.key.at[i], 1);
-  if (form.compact != kNone) Use(unused, {form.compact, 1});
-  Use(unused, {form.not_valid, 1});
-  for (size_t i = 0; i < form.quadsets; ++i) {
-    Use(unused, static_cast<int>(form.quadsets_at + i * kQuadsetSize), kQuadsetSize);
+  size_t keys = 0;
+  for (const Field& field : form.Fields()) {
+    if (field.role == Role::kKey && keys++ >= key_count) continue;
+    if (!HoldsField(form, field, revision)) continue;
+    if (field.unit() == FieldUnit::kSet) {
+      unused[field.at] &= 0xFE;
+    } else if (field.unit() == FieldUnit::kBit) {
+      unused[field.at] &= static_cast<uint8_t>(~field.detail);
+    } else {
+      std::fill_n(unused.begin() + field.at, field.width(), uint8_t{0});
+    }
   }
-  for (const uint8_t at : form.more_quadsets) {
-    if (at != 0) Use(unused, at, kQuadsetSize);
-  }
-  for (const uint8_t at : form.more16) {
-    if (at != 0) Use(unused, at, 2);
-  }
-  for (const uint8_t at : form.more32) {
-    if (at != 0) Use(unused, at, 4);
-  }
-  if (form.more_quadsets[0] != 0) Use(unused, kCacheFlags, 1);
-  // Older files hold the form without ratio, flags and carried words.
-  if (revision < form.filled_from) return unused;
-  Use(unused, form.ratio, 2);
-  Use(unused, form.ratio_flag);
-  Use(unused, form.counted);
-  Use(unused, form.sticky);
-  if (revision >= form.kept_from) Use(unused, form.kept);
-  for (const int8_t at : form.carried) Use(unused, at, 4);
-  Use(unused, form.second_ratio, 2);
-  Use(unused, form.second_flags, 1);
   return unused;
 }
 

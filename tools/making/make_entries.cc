@@ -74,19 +74,21 @@ void PutGroup(uint8_t* out, const Resource& resource, const Work& work, size_t i
 }
 
 // The fields of cache modules that the other kinds do not have: pairs of a ratio and its maximum,
-// and two rates.
-void PutCacheFields(uint8_t* entry, const EntryContext& context, const Work& work) {
-  const Form& form = *context.form;
-  const std::array<double, 4> ratios = {0.55 + 0.3 * work.usage, 0.65 + 0.3 * work.usage,
-                                        0.35 * work.usage, 0.50 * work.usage};
-  for (size_t i = 0; i < form.more16.size(); ++i) {
-    if (form.more16[i] != 0) Store16(entry + form.more16[i], Ratio(ratios[i] * kFullRatio));
+// two rates and a byte of flags.
+void PutCacheFields(uint8_t* entry, const Form& form, const Work& work) {
+  const auto put = [&](const Field& field, double share) {
+    Store16(entry + field.at, Ratio(share * kFullRatio));
+  };
+  for (const Field& field : form.Fields()) {
+    uint8_t* const at = entry + field.at;
+    if (field.role == Role::kCacheRatio1) put(field, 0.55 + 0.3 * work.usage);
+    if (field.role == Role::kCacheMaximum1) put(field, 0.65 + 0.3 * work.usage);
+    if (field.role == Role::kCacheRatio2) put(field, 0.35 * work.usage);
+    if (field.role == Role::kCacheMaximum2) put(field, 0.50 * work.usage);
+    if (field.role == Role::kCacheRate1) Store32(at, Word(work.operations * 0.3));
+    if (field.role == Role::kCacheRate2) Store32(at, Word(work.operations * 0.2));
+    if (field.role == Role::kCacheFlags) *at = work.usage > 0.7 ? 1 : 0;
   }
-  if (form.more32[0] == 0) return;
-  Store32(entry + form.more32[0], Word(work.operations * 0.3));
-  Store32(entry + form.more32[1], Word(work.operations * 0.2));
-  constexpr size_t kFlagAt = 10;
-  entry[kFlagAt] = work.usage > 0.7 ? 1 : 0;
 }
 
 // Puts the words of the mask's bits: what a collector saw at a finer grain than the interval.
@@ -192,7 +194,7 @@ uint8_t* PutEntry(uint8_t* out, const EntryContext& context, const Resource& res
   for (size_t i = 0; i < form.quadsets; ++i) {
     PutGroup(out + form.quadsets_at + i * kQuadsetSize, resource, work, i, random);
   }
-  if (form.more16[0] != 0) PutCacheFields(out, context, work);
+  PutCacheFields(out, form, work);
   for (size_t i = 0; i < form.more_quadsets.size(); ++i) {
     if (form.more_quadsets[i] != 0) {
       PutGroup(out + form.more_quadsets[i], resource, work, form.quadsets + i, random);

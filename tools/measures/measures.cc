@@ -93,7 +93,7 @@ std::set<std::string> MakeColumns(Kind kind) {
     for (const Column& column : columns) names.insert(column.name);
   };
   if (kind >= kSectionKinds) {
-    take(ElementFields(kind, false).columns());
+    take(EntryFields(ItemRowOf(kind), false).columns());
     return names;
   }
   for (int revision = kFirstRevision; revision <= kLastRevision; ++revision) {

@@ -6,10 +6,12 @@
 #include <limits>
 #include <span>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
 #include "engine/layout/layout.h"
+#include "tools/reading/contents.h"
 #include "tools/reading/psl_reader.h"
 
 namespace psltool {
@@ -21,23 +23,24 @@ struct Column {
   std::string name;   // "g1_ops_per_s"
   std::string head;   // in tables: "ops/s"
   uint8_t group = 0;  // counter group, from 1; 0: of the entry as a whole
+  Content content = Content::kField;
+  Role role = Role::kNothing;  // of fields
+
+  // Without the group: "ops_per_s".
+  std::string_view base() const { return std::string_view(name).substr(group == 0 ? 0 : 3); }
+  ContentRow row() const { return content == Content::kField ? RowOf(role) : RowOf(content); }
 };
 
 // Columns that are wanted of very many entries; nothing is made of the others.
 struct ColumnChoice {
   // `places`: for each column the place of its number, or kNowhere.
-  ColumnChoice(const std::vector<Column>& columns, std::vector<uint8_t> places);
+  explicit ColumnChoice(const std::vector<uint8_t>& places);
   // The columns marked.
-  ColumnChoice(const std::vector<Column>& columns, const std::vector<bool>& wanted);
+  explicit ColumnChoice(const std::vector<bool>& wanted);
 
   static constexpr uint8_t kNowhere = 0xFF;
-  std::vector<uint8_t> places;
-  size_t count = 0;  // of places
-  struct Group {
-    size_t columns = 0;
-    bool wanted = false;  // any column of it
-  };
-  std::vector<Group> groups;  // by number
+  std::vector<std::pair<size_t, uint8_t>> columns;  // with their places
+  size_t count = 0;                                 // of places
 };
 
 // What stands for a number that the entry does not say.
@@ -49,12 +52,15 @@ class EntryFields {
  public:
   // The fields of a kind's entries, laid out as the row says. `rule`: of the layout.
   EntryFields(const PslHeader& header, const SectionRow& row, QuadRule rule, bool raw);
+  // Those of the elements of an optional item.
+  EntryFields(const ItemRow& row, bool raw);
 
   struct Entry {
     std::span<const uint8_t> bytes;  // as stored, its head only when compact
     std::span<const uint8_t> words;
-    size_t key_count;  // key bytes in use
-    uint64_t offset;   // in the file
+    size_t key_count;                    // key bytes in use
+    uint64_t offset;                     // in the file
+    std::span<const uint8_t> item = {};  // of an element: the item, its head at least
   };
 
   const std::vector<Column>& columns() const { return columns_; }
@@ -67,59 +73,46 @@ class EntryFields {
                      std::vector<double>& numbers) const;
 
  private:
-  template <class Put>
-  void Walk(const Entry& entry, Put put) const;
-  template <class Put>
-  void WalkFlags(const Entry& entry, Put put) const;
-  template <class Put>
-  void WalkRatio(const Entry& entry, Put put) const;
-  template <class Put>
-  void WalkCache(const Entry& entry, Put put) const;
-  struct Group {
-    size_t number;  // from 1
-    size_t at;      // of its words in the entry
-    bool valid;     // it counts
+  // A value that is no text.
+  using Figure = std::variant<std::monostate, uint64_t, double, bool>;
+  // How the value of a column is made.
+  struct Step {
+    Content content = Content::kField;
+    Field field = {0, Role::kNothing};  // of contents of a counter group: where the group stands
+    uint8_t position = 0;  // of an extended word its item bit, from bit 31 down; of other words
+                           // their number
+    bool always = false;   // the group counts in entries that are not valid, too
   };
-  template <class Put>
-  void WalkGroup(const Entry& entry, const Group& group, Put put) const;
-  template <class Put>
-  void WalkExtremes(const Entry& entry, size_t group, Put put) const;
-  Value WordAt(const Entry& entry, size_t position) const;
+
+  void Add(const Step& step, size_t group = 0);
+  void Add(const Step& step, std::string name, std::string head, size_t group);
+  void AddField(const Field& field, size_t& groups);
+  void AddRatio(const Field& field);
+  void AddGroup(size_t number, const Field& field);
+  void AddExtremes(size_t number, const Field& field);
+
+  Value ValueOf(const Step& step, const Entry& entry) const;
+  Figure FigureOf(const Step& step, const Entry& entry) const;
+  Figure FieldFigure(const Field& field, const Entry& entry) const;
+  Figure GroupFigure(const Step& step, const Entry& entry) const;
+  Figure ExtremeFigure(const Step& step, const Entry& entry) const;
+  Figure RatioExtreme(const Step& step, const Entry& entry) const;
+  Figure WordAt(const Entry& entry, size_t position) const;
+  std::string KeyOf(const Entry& entry) const;
 
   const Form& form_;
-  uint32_t mask_;
-  uint32_t full_mask_;
-  uint8_t revision_;
-  bool filled_;  // ratio, marks and carried words stand in files of the revision
-  QuadRule rule_;
+  const ItemRow* item_ = nullptr;
+  uint32_t mask_ = 0;
+  uint32_t full_mask_ = 0;
+  uint8_t revision_ = 0;
+  QuadRule rule_ = QuadRule::kCurrent;
   bool raw_;
   std::vector<Column> columns_;
+  std::vector<Step> steps_;  // of the columns
 };
 
-// The elements of an optional item kind.
-class ElementFields {
- public:
-  ElementFields(Kind kind, bool raw);
-
-  struct Element {
-    std::span<const uint8_t> item;  // its head at least
-    std::span<const uint8_t> bytes;
-    uint64_t offset;  // in the file
-  };
-
-  const std::vector<Column>& columns() const { return columns_; }
-  void Decode(const Element& element, std::vector<Value>& values) const;
-  // "7", "1.2.3.4".
-  std::string KeyOf(std::span<const uint8_t> element) const;
-
- private:
-  template <class Put>
-  void Walk(const Element& element, Put put) const;
-
-  Kind kind_;
-  bool raw_;
-  std::vector<Column> columns_;
-};
+// The key of an optional item's element: "7", "1.2.3.4".
+std::string ElementKey(const ItemRow& row, std::span<const uint8_t> element);
 
 // Operations that a count word stands for.
 double DecodeCountWord(uint32_t word);

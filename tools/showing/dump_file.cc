@@ -55,7 +55,7 @@ class Dumper {
     if (revision == 0x10) AddPlan(0x11);
     for (const ItemRow& row : kItemRows) {
       if (row.span.Holds(revision) && IsWanted(row.kind)) {
-        items_[row.kind] = std::make_unique<ElementFields>(row.kind, request_.raw);
+        items_[row.kind] = std::make_unique<EntryFields>(row, request_.raw);
       }
     }
     if (!TakeKey(printed)) return false;
@@ -98,9 +98,9 @@ class Dumper {
           std::make_unique<EntryFields>(reader_.header(), row, layout.row.rule, request_.raw);
       const std::vector<Column>& columns = plan.sections[row.kind]->columns();
       const std::vector<bool> wanted = writer_.Wants(columns);
-      if (!wanted.empty()) plan.choices[row.kind].emplace(columns, wanted);
-      std::vector<uint8_t> places = writer_.WantsNumbers(columns);
-      if (!places.empty()) plan.numbers[row.kind].emplace(columns, std::move(places));
+      if (!wanted.empty()) plan.choices[row.kind].emplace(wanted);
+      const std::vector<uint8_t> places = writer_.WantsNumbers(columns);
+      if (!places.empty()) plan.numbers[row.kind].emplace(places);
     }
     plans_.push_back(std::move(plan));
   }
@@ -233,12 +233,12 @@ class Dumper {
     const std::string name = fmt::format("optional item {}", number);
     if (auto fault = ElementsFault(*row, item, at, name)) return BrokenAt(std::move(*fault));
     const auto elements = item.subspan(first, size_t{count} * row->element);
-    const ElementFields& fields = *items_[row->kind];
+    const EntryFields& fields = *items_[row->kind];
     for (size_t from = 0; from < elements.size(); from += row->element) {
       const auto element = elements.subspan(from, row->element);
-      if (request_.key && fields.KeyOf(element) != *request_.key) continue;
+      if (request_.key && ElementKey(*row, element) != *request_.key) continue;
       ++count_.entries;
-      fields.Decode({item, element, reader_.position() + at + first + from}, values_);
+      fields.Decode({element, {}, 0, reader_.position() + at + first + from, item}, values_);
       TakeNumbers(fields.columns());
       writer_.Put({.period = period_,
                    .kind = WordOfKind(row->kind),
@@ -264,7 +264,7 @@ class Dumper {
   PslReader& reader_;
   DumpWriter& writer_;
   std::vector<Plan> plans_;
-  std::array<std::unique_ptr<ElementFields>, kKinds> items_;
+  std::array<std::unique_ptr<EntryFields>, kKinds> items_;
   std::optional<ResourceKey> key_;
   ArrayTables tables_;
   FilePeriods periods_;

@@ -28,10 +28,6 @@ constexpr std::string_view kTelling[] = {
     "first_max",    "second_max",  "first_rate",    "second_rate",
     "interval_ms"};
 
-std::string_view NameWithoutGroup(const Column& column) {
-  return std::string_view(column.name).substr(column.group == 0 ? 0 : 3);
-}
-
 size_t RankOf(std::string_view name) {
   const auto* const found = std::find(std::begin(kTelling), std::end(kTelling), name);
   return static_cast<size_t>(found - std::begin(kTelling));
@@ -40,7 +36,7 @@ size_t RankOf(std::string_view name) {
 std::string CellText(const Column& column, const Value& value) {
   if (const auto* real = std::get_if<double>(&value)) {
     // Operations are counted, everything else that is no integer is a rate or a percentage.
-    return fmt::format("{:.{}f}", *real, NameWithoutGroup(column) == "ops" ? 0 : 2);
+    return fmt::format("{:.{}f}", *real, column.content == Content::kOps ? 0 : 2);
   }
   if (const auto* number = std::get_if<uint64_t>(&value)) return fmt::format("{}", *number);
   if (const auto* flag = std::get_if<bool>(&value)) return *flag ? "yes" : "no";
@@ -139,7 +135,7 @@ class TableWriter : public DumpWriter {
       if (cell == table.cells.end()) {
         const size_t least = of_groups ? kLeastGroupWidth : kLeastWidth;
         table.cells.push_back(
-            {column.head, RankOf(NameWithoutGroup(column)), std::max(column.head.size(), least)});
+            {column.head, RankOf(column.base()), std::max(column.head.size(), least)});
         cell = table.cells.end() - 1;
         cell->of_groups = of_groups;
       }

@@ -58,9 +58,7 @@ class Fields {
  private:
   std::optional<size_t> PlaceOf(std::string_view name) const {
     for (size_t i = 0; i < file_.columns.size(); ++i) {
-      const Column& column = file_.columns[i];
-      const std::string_view own = column.name;
-      if ((column.group == 0 ? own : own.substr(own.find('_') + 1)) == name) return i;
+      if (file_.columns[i].base() == name) return i;
     }
     return std::nullopt;
   }

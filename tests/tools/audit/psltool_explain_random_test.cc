@@ -42,7 +42,7 @@ std::vector<Place> PlacesOf(const std::string& path) {
     const uint32_t stamp = Load32(reader.record().data() + kAtTime);
     const auto bytes = reader.record().subspan(part.at, part.size);
     if (part.type == RecordPart::Type::kElement) {
-      places.push_back({part.kind, ElementFields(part.kind, false).KeyOf(bytes), stamp});
+      places.push_back({part.kind, ElementKey(ItemRowOf(part.kind), bytes), stamp});
     } else if (part.type == RecordPart::Type::kEntry && part.kind != kCheseg) {
       const KeyBytes& key = kForms[part.form].key;
       places.push_back(
@@ -157,7 +157,6 @@ TEST_P(PsltoolExplainRandom, StoredNumbersAreExplained) {
   EXPECT_GT(kinds.size(), 3U);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolExplainRandom, testing::Range(0x10, 0x22),
-                         RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolExplainRandom, AllRevisions(), RevisionParam<int>);
 
 }  // namespace
