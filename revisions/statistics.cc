@@ -24,7 +24,7 @@ constexpr size_t kRankSlotOf0x11 = 56;
 std::array<stahdr, kSectionKinds> sections;
 stahdr items_section;
 
-bool IsCarried(const SectionRow& row) { return IsCarriedBy(row.carried, carried_choice); }
+bool Includes(const SectionRow& row) { return IsIncluded(row.included, included_choice); }
 
 bool HasEntries(const stahdr& header) { return header.count != 0 && header.offset != 0; }
 
@@ -33,9 +33,9 @@ void DecodeSections(const RecordView& record, const RevisionLayout& layout) {
   items_section = {};
   for (size_t i = 0; i < layout.section_count; ++i) {
     const SectionRow& row = layout.sections[i];
-    ntoh_stahdr(&sections[row.kind], record.data + row.slot);
+    ntoh_stahdr(&sections[row.kind], record.data + row.header_at);
   }
-  if (layout.has_items) ntoh_stahdr(&items_section, record.data + kItemsSlot);
+  if (layout.has_items) ntoh_stahdr(&items_section, record.data + kItemsHeader);
 }
 
 // Host ports of archives are not in their structure record: the set is built from the first section
@@ -146,7 +146,7 @@ bool ReadSections(const RecordView& record, const RevisionLayout& layout) {
     const SectionRow& row = layout.sections[i];
     if (!BuildMissingSets(record, layout, row)) return false;
     const stahdr& header = sections[row.kind];
-    if (!HasEntries(header) || !IsCarried(row)) continue;
+    if (!HasEntries(header) || !Includes(row)) continue;
     // A differing disk-port section is passed over without a word.
     if (row.kind == kDp && header.count != resource_sets[kDp].count) continue;
     if (!ReadSection(record, row, layout.row.rule, header.offset, header.count)) return false;
@@ -161,8 +161,8 @@ uint8_t* PutSections(uint8_t* record, const RevisionLayout& layout) {
     const ResourceSet& set = resource_sets[row.kind];
     stahdr header = {sections[row.kind].first, static_cast<uint16_t>(set.count),
                      static_cast<uint32_t>(out - record)};
-    if (!IsCarried(row)) header.offset = 0;
-    hton_stahdr(record + row.slot, &header);
+    if (!Includes(row)) header.offset = 0;
+    hton_stahdr(record + row.header_at, &header);
     if (set.entries > 0) out = PutSection(out, row, layout.row.rule);
   }
   return out;
@@ -173,7 +173,7 @@ uint8_t* PutItemsSection(uint8_t* record, uint8_t* out, const RevisionLayout& la
   if (count == 0) return out;
   const stahdr header = {items_section.first, static_cast<uint16_t>(count),
                          static_cast<uint32_t>(out - record)};
-  hton_stahdr(record + kItemsSlot, &header);
+  hton_stahdr(record + kItemsHeader, &header);
   return PutItems(out);
 }
 

@@ -50,7 +50,7 @@ HeldCounts held;
 
 const RevisionLayout& Layout() { return *finfo.layout; }
 
-bool IsCarried(Carried carried) { return IsCarriedBy(carried, structure.basic[kBasicCarried]); }
+bool Includes(Included included) { return IsIncluded(included, structure.basic[kBasicIncluded]); }
 
 size_t EntrySize(const ListRow& row, const conhdr& descriptor) {
   return row.entry == kSizeFromDescriptor ? descriptor.first : row.entry;
@@ -61,11 +61,11 @@ bool DecodeHeader() {
   const RecordView& record = structure.record;
   if (record.size < Layout().row.record_head) return BrokenRecord("structure record too short");
   conhdr basic;
-  ntoh_conhdr(&basic, record.data + kAtFirstSlot);
+  ntoh_conhdr(&basic, record.data + kAtFirstHeader);
   structure.basic = Carve(record, basic.offset, kBasicSize);
   if (structure.basic == nullptr) return BrokenRecord("basic information leaves its record");
   for (size_t i = 0; i < Layout().list_count; ++i) {
-    ntoh_conhdr(&structure.descriptors[i], record.data + Layout().lists[i].slot);
+    ntoh_conhdr(&structure.descriptors[i], record.data + Layout().lists[i].header_at);
   }
   structure.continuation = record.data[kAtContinuation] != 0;
   return true;
@@ -126,7 +126,7 @@ bool LocateList(size_t i) {
   const conhdr& descriptor = structure.descriptors[i];
   structure.lists[i] = nullptr;
   structure.sizes[i] = 0;
-  if (descriptor.count == 0 || !IsCarried(row.carried)) return true;
+  if (descriptor.count == 0 || !Includes(row.included)) return true;
   const size_t entry = EntrySize(row, descriptor);
   if (entry < 2) return BrokenRecord("list entries too small for their key");
   if (descriptor.offset == 0) return BrokenRecord("list without an offset");
@@ -234,7 +234,7 @@ bool TakeStructure() {
   NoteVariableParts();
   MakeItemBlocks(structure.basic, finfo.revision, logical_disks);
   structure_revision = finfo.revision;
-  carried_choice = structure.basic[kBasicCarried];
+  included_choice = structure.basic[kBasicIncluded];
   HoldCounts();
   return true;
 }
@@ -282,9 +282,9 @@ int WriteStructure() {
   if (layout.row.carries_pair) std::memcpy(out + kAtIntervalValue, in + kAtIntervalValue, 2);
 
   conhdr descriptor;
-  ntoh_conhdr(&descriptor, in + kAtFirstSlot);
+  ntoh_conhdr(&descriptor, in + kAtFirstHeader);
   descriptor.offset = static_cast<uint32_t>(head);
-  hton_conhdr(out + kAtFirstSlot, &descriptor);
+  hton_conhdr(out + kAtFirstHeader, &descriptor);
   std::memcpy(out + head, structure.basic, kBasicSize);
 
   // The list that a pair excludes carries the offset of the other, so both are put where they
@@ -299,15 +299,15 @@ int WriteStructure() {
     } else if (!row.written) {
       continue;
     } else {
-      if (row.carried != Carried::kAlways && pair_at == 0) pair_at = at;
-      const size_t start = row.carried != Carried::kAlways ? pair_at : at;
+      if (row.included != Included::kAlways && pair_at == 0) pair_at = at;
+      const size_t start = row.included != Included::kAlways ? pair_at : at;
       descriptor.offset = static_cast<uint32_t>(start);
       if (structure.lists[i] != nullptr) {
         std::memcpy(out + at, structure.lists[i], structure.sizes[i]);
         at += structure.sizes[i];
       }
     }
-    hton_conhdr(out + row.slot, &descriptor);
+    hton_conhdr(out + row.header_at, &descriptor);
   }
   if (layout.row.trailing_at != 0) {
     uint8_t* const trailing = out + layout.row.trailing_at;

@@ -41,12 +41,12 @@ constexpr bool AllRevisions(bool (*holds)(const RevisionLayout&)) {
 
 constexpr bool SectionsStandApart(const RevisionLayout& layout) {
   for (size_t i = 0; i < layout.section_count; ++i) {
-    const size_t slot = layout.sections[i].slot;
-    if (slot < kAtFirstSlot || slot + kSlotStep > layout.row.record_head) return false;
-    if (layout.has_items && Overlap(slot, kSlotStep, kItemsSlot, kSlotStep)) return false;
+    const size_t slot = layout.sections[i].header_at;
+    if (slot < kAtFirstHeader || slot + kHeaderStep > layout.row.record_head) return false;
+    if (layout.has_items && Overlap(slot, kHeaderStep, kItemsHeader, kHeaderStep)) return false;
   }
   return AllPairs(layout.sections, layout.section_count, [](const auto& a, const auto& b) {
-    return a.kind != b.kind && !Overlap(a.slot, kSlotStep, b.slot, kSlotStep);
+    return a.kind != b.kind && !Overlap(a.header_at, kHeaderStep, b.header_at, kHeaderStep);
   });
 }
 static_assert(AllRevisions(SectionsStandApart), "a section stands twice, on another or outside");
@@ -54,16 +54,17 @@ static_assert(AllRevisions(SectionsStandApart), "a section stands twice, on anot
 constexpr bool ListsStandApart(const RevisionLayout& layout) {
   for (size_t i = 0; i < layout.list_count; ++i) {
     const ListRow& row = layout.lists[i];
-    if (row.slot <= kAtFirstSlot || row.slot + kSlotStep > layout.row.record_head) return false;
+    if (row.header_at <= kAtFirstHeader || row.header_at + kHeaderStep > layout.row.record_head)
+      return false;
     const size_t trailing = layout.row.trailing_at;
-    if (trailing != 0 && Overlap(row.slot, kSlotStep, trailing, kSlotStep)) return false;
+    if (trailing != 0 && Overlap(row.header_at, kHeaderStep, trailing, kHeaderStep)) return false;
     if (row.entry == kSizeFromDescriptor) continue;
     if (row.key_at >= row.entry || row.total_length_at + 4 > row.entry) return false;
   }
-  return layout.row.trailing_at + kSlotStep <= layout.row.record_head &&
+  return layout.row.trailing_at + kHeaderStep <= layout.row.record_head &&
          AllPairs(layout.lists, layout.list_count, [](const auto& a, const auto& b) {
            return (a.kind != b.kind || a.kind == kNoKind) &&
-                  !Overlap(a.slot, kSlotStep, b.slot, kSlotStep);
+                  !Overlap(a.header_at, kHeaderStep, b.header_at, kHeaderStep);
          });
 }
 static_assert(AllRevisions(ListsStandApart), "a list stands twice, on another or outside");
@@ -91,7 +92,7 @@ constexpr bool SectionIsWhole(const RevisionLayout& layout, const SectionRow& se
   for (size_t i = 0; i < layout.list_count; ++i) {
     const ListRow& row = layout.lists[i];
     if (row.kind != section.kind) continue;
-    list = row.slot == section.slot && row.carried == section.carried &&
+    list = row.header_at == section.header_at && row.included == section.included &&
            (row.entry == kSizeFromDescriptor || row.key_at + form.key.count <= row.entry);
   }
   bool bitmap = section.kind == kCache;
@@ -138,7 +139,7 @@ constexpr bool GoesOn(const Rows& rows, size_t count, const Rows& next, size_t n
 constexpr bool NothingIsLost() {
   const auto kind = [](const auto& a, const auto& b) { return a.kind == b.kind; };
   const auto list = [](const ListRow& a, const ListRow& b) {
-    return a.kind == b.kind && (a.kind != kNoKind || a.slot == b.slot);
+    return a.kind == b.kind && (a.kind != kNoKind || a.header_at == b.header_at);
   };
   for (size_t i = 0; i + 1 < kRevisionCount; ++i) {
     const RevisionLayout& a = kLayouts[i];

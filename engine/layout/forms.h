@@ -194,10 +194,10 @@ inline constexpr std::array<Form, kFormCount> kForms = MakeForms();
 
 struct SectionRow {
   Kind kind;
-  uint8_t slot;  // offset of the section header in the record's head
+  uint8_t header_at;  // offset of the section header in the record's head
   FormId form;
   Span span;
-  Carried carried = Carried::kAlways;
+  Included included = Included::kAlways;
 };
 
 // In file order, which is the same for all revisions; optional items follow.
@@ -236,8 +236,8 @@ inline constexpr SectionRow kSectionRows[] = {
     {kRank,    56, kRankSta_0x12,   {0x12, 0x12}},
     {kRank,    64, kRankSta_0x12,   {0x13, 0x13}},
     {kRank,    72, kRankSta_0x12,   {0x14, 0x18}},
-    {kRank,   112, kRankSta_0x12,   {0x19, kOn}, Carried::kWhenRanks},
+    {kRank,   112, kRankSta_0x12,   {0x19, kOn}, Included::kWhenRanks},
     {kPool,    80, kPoolSta_0x14,   {0x14, 0x18}},
-    {kPool,   120, kPoolSta_0x14,   {0x19, kOn}, Carried::kWhenPools},
+    {kPool,   120, kPoolSta_0x14,   {0x19, kOn}, Included::kWhenPools},
 };
 // clang-format on

@@ -9,7 +9,7 @@
 #include "engine/layout/revisions.h"
 
 // The section header of the optional items.
-inline constexpr uint8_t kItemsSlot = 16;
+inline constexpr uint8_t kItemsHeader = 16;
 inline constexpr Span kItemsSpan = {0x14, kOn};
 
 // Which elements of an item count.

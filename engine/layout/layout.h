@@ -66,7 +66,7 @@ constexpr const RevisionLayout& LayoutOf(uint8_t revision) {
 // True of revisions whose files hold either ranks or pools, not both.
 constexpr bool HasOneOfRankAndPool(const RevisionLayout& layout) {
   for (size_t i = 0; i < layout.section_count; ++i) {
-    if (layout.sections[i].carried != Carried::kAlways) return true;
+    if (layout.sections[i].included != Included::kAlways) return true;
   }
   return false;
 }

@@ -66,25 +66,25 @@ enum class Lookup : uint8_t {
   kPosition,  // the entry's position in its section; the key there must agree
 };
 
-// Which of rank and pool list a record carries, by byte 95 of the basic information.
-enum class Carried : uint8_t { kAlways, kWhenRanks, kWhenPools };
+// Which of the rank and the pool list a record holds, by byte 95 of the basic information.
+enum class Included : uint8_t { kAlways, kWhenRanks, kWhenPools };
 
-constexpr bool IsCarriedBy(Carried carried, uint8_t choice) {
-  return carried == Carried::kAlways || (choice == 0) == (carried == Carried::kWhenRanks);
+constexpr bool IsIncluded(Included included, uint8_t choice) {
+  return included == Included::kAlways || (choice == 0) == (included == Included::kWhenRanks);
 }
 
 inline constexpr uint16_t kSizeFromDescriptor = 0;
 inline constexpr int8_t kNone = -1;
 
 struct ListRow {
-  Kind kind;       // kNoKind: carried through unread
-  uint8_t slot;    // offset of the descriptor in the record's header
-  uint16_t entry;  // bytes of an entry, or kSizeFromDescriptor (the descriptor's first field)
+  Kind kind;          // kNoKind: carried through unread
+  uint8_t header_at;  // offset of the descriptor in the record's header
+  uint16_t entry;     // bytes of an entry, or kSizeFromDescriptor (the descriptor's first field)
   Span span;
   Lookup lookup = Lookup::kScan;
   uint8_t key_at = 0;              // where the key stands in an entry
   int8_t total_length_at = kNone;  // u32: bytes of the entry with its variable part
-  Carried carried = Carried::kAlways;
+  Included included = Included::kAlways;
   bool written = true;            // false: archives do not hold the list
   bool fixed_descriptor = false;  // archives hold the descriptor 4, 0, 0 instead
 };
@@ -92,14 +92,14 @@ struct ListRow {
 // In file order, which is the same for all revisions.
 // clang-format off
 inline constexpr ListRow kListRows[] = {
-//   kind     slot  entry                revisions                           key  length  carried           written  fixed
+//   kind    header entry                revisions                           key  length  included          written  fixed
     {kNoKind,  128,                   4, {0x1A, kOn}},
     {kHd,       24,                   4, {0x19, kOn}},
     {kRd,       32,                   4, {0x1A, kOn}},
     {kDd,       40,                   4, {0x1A, kOn}},
     {kHp,       24,                   4, {0x10, 0x18}},
     {kHp,       48,                   4, {0x19, 0x1C}},
-    {kHp,       48,                  48, {0x1D, kOn}, Lookup::kPosition, 0, kNone, Carried::kAlways,   false, true},
+    {kHp,       48,                  48, {0x1D, kOn}, Lookup::kPosition, 0, kNone, Included::kAlways,   false, true},
     {kRp,       32,                   4, {0x14, 0x18}},
     {kRp,       56,                   4, {0x19, 0x1C}},
     {kRp,       56,                   8, {0x1D, kOn}, Lookup::kPosition},
@@ -121,14 +121,14 @@ inline constexpr ListRow kListRows[] = {
     {kPd,       64,                  48, {0x14, 0x18}, Lookup::kCursor},
     {kPd,       96,                  48, {0x19, kOn}, Lookup::kCursor},
     // Logs only: stands between the physical disks and the ranks or pools.
-    {kNoKind,  104,                  16, {0x19, kOn}, Lookup::kScan,     0, kNone, Carried::kAlways,   false},
+    {kNoKind,  104,                  16, {0x19, kOn}, Lookup::kScan,     0, kNone, Included::kAlways,   false},
     {kRank,     56,                  32, {0x11, 0x12}, Lookup::kScan,     4, 0},
     {kRank,     64,                  32, {0x13, 0x13}, Lookup::kScan,     4, 0},
     {kRank,     72,                  32, {0x14, 0x18}, Lookup::kScan,     4, 0},
-    {kRank,    112,                  32, {0x19, kOn}, Lookup::kScan,     4, 0,     Carried::kWhenRanks},
+    {kRank,    112,                  32, {0x19, kOn}, Lookup::kScan,     4, 0,     Included::kWhenRanks},
     {kPool,     80,                  48, {0x14, 0x18}},
-    {kPool,    120,                  48, {0x19, 0x1B}, Lookup::kScan,     0, kNone, Carried::kWhenPools},
-    {kPool,    120, kSizeFromDescriptor, {0x1C, kOn}, Lookup::kScan,     0, kNone, Carried::kWhenPools},
+    {kPool,    120,                  48, {0x19, 0x1B}, Lookup::kScan,     0, kNone, Included::kWhenPools},
+    {kPool,    120, kSizeFromDescriptor, {0x1C, kOn}, Lookup::kScan,     0, kNone, Included::kWhenPools},
     {kNoKind,  144,                  16, {0x1E, kOn}},
 };
 // clang-format on

@@ -29,12 +29,13 @@ inline constexpr size_t kAtDay = 134;           // u8, from 1
 // --- structure record "CON" --------------------------------------------------------------------------
 inline constexpr size_t kAtContinuation = 12;   // u8
 inline constexpr size_t kAtIntervalValue = 14;  // two bytes carried as they stand, from 0x1D on
-inline constexpr size_t kAtFirstSlot = 16;      // descriptors and section headers, 8 bytes each
-inline constexpr size_t kSlotStep = 8;
+inline constexpr size_t kAtFirstHeader = 16;    // descriptors and section headers, 8 bytes each
+inline constexpr size_t kHeaderStep = 8;
 
-inline constexpr size_t kBasicSize = 112;    // basic information
-inline constexpr size_t kBasicCarried = 95;  // u8: 0 = ranks are carried, else pools (from 0x19 on)
-inline constexpr size_t kBasicFlags = 97;    // u8
+inline constexpr size_t kBasicSize = 112;  // basic information
+inline constexpr size_t kBasicIncluded =
+    95;                                    // u8: 0 = ranks are included, else pools (from 0x19 on)
+inline constexpr size_t kBasicFlags = 97;  // u8
 inline constexpr uint8_t kBasicSecondChesegKey = 0x80;
 inline constexpr uint8_t kBasicWaitTimes = 0x20;
 inline constexpr size_t kBasicConc = 98;  // u16 each: bit 15 present, bits 0 to 14 the count

@@ -49,7 +49,7 @@ PendingKind& ReadyPending(Kind kind) {
   pending.firsts.Zeroed(pending.tiles);
   uint8_t* expected = pending.expected.Reserve(pending.tiles * kLanes * 8);
   for (int32_t i = 0; i < set.entries; ++i, expected += 8) {
-    PutMarks<kId>(expected, set.KeyOf(i), set.key_count, 0);
+    PutSignature<kId>(expected, set.KeyOf(i), set.key_count, 0);
   }
   return pending;
 }
@@ -59,14 +59,14 @@ bool ReadEntries(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
   constexpr const Form& kForm = kForms[kId];
   constexpr bool kCompacts = kForm.compact != kNone;
   constexpr size_t kLeast = kCompacts ? kForm.head : kForm.size;
-  static_assert(MarksLieTogether<kId>());
+  static_assert(SignatureLiesTogether<kId>());
   if (offset > record.size) return BrokenRecord("section leaves its record");
   const ResourceSet& set = resource_sets[kind];
   PendingKind& pending = ReadyPending<kId, kRule>(kind);
   pending.context = ContextOfSection(kind);
   // The slot with the key is the right one when no other has the key, or when the position decides.
   const bool in_step = set.unique || set.lookup == Lookup::kPosition;
-  const Marks<kId> marks(set.key_count);
+  const SignatureBits<kId> signature(set.key_count);
   const size_t full = kForm.size + pending.context.words_size;
   const uint8_t* entry = record.data + offset;
   const uint8_t* const end = record.data + record.size;
@@ -80,12 +80,12 @@ bool ReadEntries(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
       const size_t at = pending.Next(kind, tile);
       const uint8_t* behind = nullptr;
       if (static_cast<size_t>(end - entry) >= kLanes * full &&
-          AreTile(entry, full, wanted, marks.All())) {
+          AreTile(entry, full, wanted, signature.All())) {
         pending.PlainOf(tile)[at] = entry;
         behind = entry + kLanes * full;
       } else {
         pending.PlainOf(tile)[at] = nullptr;
-        behind = TakeTile<kId>(pending.MixedOf(tile)[at], entry, end, full, wanted, marks);
+        behind = TakeTile<kId>(pending.MixedOf(tile)[at], entry, end, full, wanted, signature);
       }
       if (behind != nullptr) {
         pending.Add(kind, tile);

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "engine/layout/layout.h"
+#include "revisions/fold/settle.h"
 
 // A statistics record that is wholly in memory.
 struct RecordView {
@@ -24,15 +25,3 @@ uint8_t* PutSection(uint8_t* out, const SectionRow& row, QuadRule rule);
 
 // Bytes of a kind's section when no entry is compact.
 size_t LargestSection(const SectionRow& row);
-
-// Folds what is pending: from now on nobody looks at the records read before.
-void Settle();
-
-// Whether anything is pending.
-bool AnyPending();
-
-// Intervals of a tile after which it is folded while the last of them is still at hand.
-extern size_t pending_limit;
-
-// Forgets what is pending and frees the memory.
-void DropPending();

@@ -12,8 +12,8 @@
 #include "engine/buffer.h"
 #include "engine/layout/layout.h"
 #include "revisions/fold/accumulate.h"
-#include "revisions/fold/fold.h"
 #include "revisions/fold/kernel.h"
+#include "revisions/fold/settle.h"
 #include "revisions/sets/slots.h"
 
 // Stands for entries, and for counter groups, of lanes that have none: everything is 0 in it.

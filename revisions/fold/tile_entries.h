@@ -9,13 +9,14 @@
 #include "revisions/fold/pending.h"
 #include "revisions/sets/slots.h"
 
-// Key, compact and not-valid bytes of all forms lie in the same eight bytes of an entry.
-inline constexpr size_t kAtMarks = 8;
+// Key, compact and not-valid bytes of all forms lie in the same eight bytes of an entry: its
+// signature.
+inline constexpr size_t kAtSignature = 8;
 
 template <FormId kId>
-constexpr bool MarksLieTogether() {
+constexpr bool SignatureLiesTogether() {
   constexpr const Form& kForm = kForms[kId];
-  const auto inside = [](int at) { return at >= static_cast<int>(kAtMarks) && at < 16; };
+  const auto inside = [](int at) { return at >= static_cast<int>(kAtSignature) && at < 16; };
   for (size_t i = 0; i < kForm.key.count; ++i) {
     if (!inside(kForm.key.at[i])) return false;
   }
@@ -23,14 +24,14 @@ constexpr bool MarksLieTogether() {
 }
 
 template <FormId kId>
-void PutMarks(uint8_t* marks, const uint8_t* key, size_t key_count, uint8_t flag) {
+void PutSignature(uint8_t* signature, const uint8_t* key, size_t key_count, uint8_t flag) {
   constexpr const Form& kForm = kForms[kId];
-  std::memset(marks, 0, 8);
-  if constexpr (kForm.compact != kNone) marks[kForm.compact - kAtMarks] = flag;
-  marks[kForm.not_valid - kAtMarks] = flag;
+  std::memset(signature, 0, 8);
+  if constexpr (kForm.compact != kNone) signature[kForm.compact - kAtSignature] = flag;
+  signature[kForm.not_valid - kAtSignature] = flag;
   for (size_t i = 0; i < kForm.key.count; ++i) {
     const size_t at = kForm.key.number ? size_t{kForm.key.at[0]} + i : size_t{kForm.key.at[i]};
-    if (i < key_count) marks[at - kAtMarks] = key[i];
+    if (i < key_count) signature[at - kAtSignature] = key[i];
   }
 }
 
@@ -38,11 +39,11 @@ void PutMarks(uint8_t* marks, const uint8_t* key, size_t key_count, uint8_t flag
 inline bool AreTile(const uint8_t* entry, size_t size, const uint8_t* expected, uint64_t mask) {
   uint64_t differ = 0;
   for (size_t i = 0; i < kLanes; ++i, entry += size, expected += 8) {
-    uint64_t marks;
+    uint64_t signature;
     uint64_t want;
-    std::memcpy(&marks, entry + kAtMarks, 8);
+    std::memcpy(&signature, entry + kAtSignature, 8);
     std::memcpy(&want, expected, 8);
-    differ |= (marks ^ want) & mask;
+    differ |= (signature ^ want) & mask;
   }
   return differ == 0;
 }
@@ -87,21 +88,21 @@ inline void AddBatch(PendingKind& pending, Kind kind, const Batch& batch, bool i
   }
 }
 
-// The marks of compact and of not-valid entries among the eight bytes.
+// The bits of the key, of compact and of not-valid entries in a signature.
 template <FormId kId>
-struct Marks {
+struct SignatureBits {
   uint64_t key;
   uint64_t compact;
   uint64_t not_valid;
 
-  explicit Marks(size_t key_count) {
+  explicit SignatureBits(size_t key_count) {
     constexpr const Form& kForm = kForms[kId];
     constexpr uint8_t kAll[3] = {0xFF, 0xFF, 0xFF};
-    uint8_t marks[8];
-    PutMarks<kId>(marks, kAll, key_count, 0);
-    std::memcpy(&key, marks, 8);
-    compact = kForm.compact == kNone ? 0 : ByteAt(kForm.compact - static_cast<int>(kAtMarks));
-    not_valid = ByteAt(kForm.not_valid - static_cast<int>(kAtMarks));
+    uint8_t signature[8];
+    PutSignature<kId>(signature, kAll, key_count, 0);
+    std::memcpy(&key, signature, 8);
+    compact = kForm.compact == kNone ? 0 : ByteAt(kForm.compact - static_cast<int>(kAtSignature));
+    not_valid = ByteAt(kForm.not_valid - static_cast<int>(kAtSignature));
   }
   uint64_t All() const { return key | compact | not_valid; }
 
@@ -119,24 +120,24 @@ struct Marks {
 // byte behind them, else null.
 template <FormId kId>
 const uint8_t* TakeTile(MixedEntries& tile, const uint8_t* entry, const uint8_t* end, size_t full,
-                        const uint8_t* expected, const Marks<kId>& marks) {
+                        const uint8_t* expected, const SignatureBits<kId>& signature) {
   constexpr const Form& kForm = kForms[kId];
   constexpr size_t kHead = kForm.compact == kNone ? kForm.size : kForm.head;
-  static_assert(kHead >= kAtMarks + 8);
+  static_assert(kHead >= kAtSignature + 8);
   tile.compact = 0;
   tile.valid = 0;
   for (size_t lane = 0; lane < kLanes; ++lane, expected += 8) {
     if (static_cast<size_t>(end - entry) < kHead) return nullptr;
     uint64_t have;
     uint64_t want;
-    std::memcpy(&have, entry + kAtMarks, 8);
+    std::memcpy(&have, entry + kAtSignature, 8);
     std::memcpy(&want, expected, 8);
     const uint64_t differ = have ^ want;
-    if ((differ & marks.key) != 0) return nullptr;
-    const bool compact = (differ & marks.compact) != 0;
+    if ((differ & signature.key) != 0) return nullptr;
+    const bool compact = (differ & signature.compact) != 0;
     const size_t size = compact ? kHead : full;
     if (static_cast<size_t>(end - entry) < size) return nullptr;
-    tile.Put(lane, entry, compact, (differ & marks.not_valid) == 0);
+    tile.Put(lane, entry, compact, (differ & signature.not_valid) == 0);
     entry += size;
   }
   return entry;

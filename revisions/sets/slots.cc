@@ -9,7 +9,7 @@
 
 std::array<ResourceSet, kSectionKinds> resource_sets;
 uint8_t structure_revision = 0;
-uint8_t carried_choice = 0;
+uint8_t included_choice = 0;
 
 #define QELPRF_DEFINE(name, kind) uint8_t* name = nullptr;
 QELPRF_SLOT_ARRAYS(QELPRF_DEFINE)
@@ -92,7 +92,7 @@ void OpenSlots::Free(ResourceSet& set) {
 void DropSets() {
   for (uint8_t kind = 0; kind < kSectionKinds; ++kind) DropSet(static_cast<Kind>(kind));
   structure_revision = 0;
-  carried_choice = 0;
+  included_choice = 0;
 }
 
 void DropSetsFromStatistics() {

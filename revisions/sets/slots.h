@@ -114,8 +114,8 @@ extern std::array<ResourceSet, kSectionKinds> resource_sets;
 // Revision whose structure record filled the sets; 0 when none is held.
 extern uint8_t structure_revision;
 
-// Byte 95 of its basic information: 0 = ranks are carried, else pools.
-extern uint8_t carried_choice;
+// Byte 95 of its basic information: 0 = ranks are included, else pools.
+extern uint8_t included_choice;
 
 // The slot arrays by name; null while the kind has no resources.
 // clang-format off

@@ -29,7 +29,7 @@ class Layout : public ::testing::TestWithParam<int> {
   }
   const ListRow* ListAt(int slot) const {
     for (size_t i = 0; i < layout.list_count; ++i) {
-      if (layout.lists[i].slot == slot) return &layout.lists[i];
+      if (layout.lists[i].header_at == slot) return &layout.lists[i];
     }
     return nullptr;
   }
@@ -69,7 +69,7 @@ TEST_P(Layout, SectionHeadersAndEntrySizes) {
     SCOPED_TRACE(NameOf(facts.kind));
     const SectionRow* row = Section(facts.kind);
     ASSERT_NE(row, nullptr);
-    EXPECT_EQ(row->slot, facts.slot);
+    EXPECT_EQ(row->header_at, facts.slot);
     EXPECT_EQ(kForms[row->form].size, facts.entry);
     if (facts.head != 0) {
       EXPECT_EQ(kForms[row->form].head, facts.head);
@@ -83,7 +83,7 @@ TEST_P(Layout, ListsFollowTheOrderOfTheFile) {
   for (size_t i = 0; i < expected.size(); ++i) {
     SCOPED_TRACE(expected[i].slot);
     const ListRow& row = layout.lists[i];
-    EXPECT_EQ(row.slot, expected[i].slot);
+    EXPECT_EQ(row.header_at, expected[i].slot);
     EXPECT_EQ(row.entry, expected[i].entry == kFromDescriptor ? 0 : expected[i].entry);
     EXPECT_EQ(row.total_length_at, expected[i].length_at);
     EXPECT_EQ(row.written, expected[i].output == ListFacts::kWritten);
@@ -150,12 +150,12 @@ TEST_P(Layout, RankOrPoolByTheBasicInformationFrom0x19On) {
   const SectionRow* rank = Section(kRank);
   const SectionRow* pool = Section(kPool);
   if (rank != nullptr) {
-    EXPECT_EQ(rank->carried, revision >= 0x19 ? Carried::kWhenRanks : Carried::kAlways);
-    EXPECT_EQ(ListAt(rank->slot)->carried, rank->carried);
+    EXPECT_EQ(rank->included, revision >= 0x19 ? Included::kWhenRanks : Included::kAlways);
+    EXPECT_EQ(ListAt(rank->slot)->carried, rank->included);
   }
   if (pool != nullptr) {
-    EXPECT_EQ(pool->carried, revision >= 0x19 ? Carried::kWhenPools : Carried::kAlways);
-    EXPECT_EQ(ListAt(pool->slot)->carried, pool->carried);
+    EXPECT_EQ(pool->included, revision >= 0x19 ? Included::kWhenPools : Included::kAlways);
+    EXPECT_EQ(ListAt(pool->slot)->carried, pool->included);
   }
 }
 

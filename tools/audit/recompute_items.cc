@@ -79,7 +79,7 @@ void ItemSums::Start(const RevisionLayout& layout, const ArrayTables& tables) {
 }
 
 void ItemSums::Add(std::span<const uint8_t> record, const FindDisk& find_disk, const Watch& watch) {
-  const SectionPlace place = PlaceAt(record, kItemsSlot);
+  const SectionPlace place = PlaceAt(record, kItemsHeader);
   if (layout_ == nullptr || place.count == 0 || place.offset == 0) return;
   uint64_t at = place.offset;
   for (uint32_t i = 0; i < place.count; ++i) {

@@ -76,9 +76,9 @@ void PeriodSums::Note(const RevisionLayout& layout, std::span<const uint8_t> rec
   firsts_.fill(0);
   items_first_ = 0;
   for (size_t i = 0; i < layout.section_count; ++i) {
-    firsts_[layout.sections[i].kind] = Load16(record.data() + layout.sections[i].slot);
+    firsts_[layout.sections[i].kind] = Load16(record.data() + layout.sections[i].header_at);
   }
-  if (layout.has_items) items_first_ = Load16(record.data() + kItemsSlot);
+  if (layout.has_items) items_first_ = Load16(record.data() + kItemsHeader);
 }
 
 // The place of the resource that takes an entry. Disks that are not listed go to the one found
@@ -177,15 +177,15 @@ std::vector<uint8_t> PeriodSums::Put(const RevisionLayout& layout, uint8_t file_
   for (size_t i = 0; i < layout.section_count; ++i) {
     const SectionRow& row = layout.sections[i];
     const KeyTable& table = tables_.kinds[row.kind];
-    const bool carried = IsCarriedBy(row.carried, tables_.choice);
-    put_header(row.slot, firsts_[row.kind], table.count, carried ? record.size() : 0);
+    const bool carried = IsIncluded(row.included, tables_.choice);
+    put_header(row.header_at, firsts_[row.kind], table.count, carried ? record.size() : 0);
     const EntryRules rules = RulesOf(layout, file_revision, row, table);
     for (const ResourceSum& sum : kinds_[row.kind].resources) PutEntry(rules, sum, record);
   }
   if (layout.has_items) {
     const size_t offset = record.size();
     const uint32_t count = items_.Put(record);
-    if (count != 0) put_header(kItemsSlot, items_first_, count, offset);
+    if (count != 0) put_header(kItemsHeader, items_first_, count, offset);
   }
   Store32(record.data() + kAtLength, static_cast<uint32_t>(record.size()));
   return record;

@@ -228,7 +228,7 @@ class Run {
   bool HasBasicInformation() const {
     const std::span<const uint8_t> record = reader_->record();
     if (record.size() < layout().row.record_head) return false;
-    const uint32_t at = Load32(record.data() + kAtFirstSlot + 4);
+    const uint32_t at = Load32(record.data() + kAtFirstHeader + 4);
     return !Carve(record, at, kBasicSize).empty();
   }
 

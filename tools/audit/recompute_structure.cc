@@ -13,7 +13,7 @@ namespace psltool {
 namespace {
 
 std::span<const uint8_t> BasicOf(std::span<const uint8_t> record) {
-  return Carve(record, Load32(record.data() + kAtFirstSlot + 4), kBasicSize);
+  return Carve(record, Load32(record.data() + kAtFirstHeader + 4), kBasicSize);
 }
 
 void PutDescriptor(std::vector<uint8_t>& out, size_t slot, uint16_t first, uint16_t count,
@@ -35,7 +35,7 @@ StructureCounts CountsOf(const RevisionLayout& layout, std::span<const uint8_t> 
   counts.held = true;
   counts.revision = layout.revision;
   for (size_t i = 0; i < layout.list_count; ++i) {
-    counts.lists[i] = Load16(record.data() + layout.lists[i].slot + 2);
+    counts.lists[i] = Load16(record.data() + layout.lists[i].header_at + 2);
   }
   for (size_t i = 0; i < counts.items.size(); ++i) {
     const ItemRow& row = kItemRows[i];
@@ -63,10 +63,10 @@ bool HasWaitTimes(const RevisionLayout& layout, std::span<const uint8_t> record)
 }
 
 std::span<const uint8_t> ListBytes(std::span<const uint8_t> record, const ListRow& row) {
-  const uint16_t first = Load16(record.data() + row.slot);
-  const SectionPlace place = PlaceAt(record, row.slot);
-  const uint8_t choice = BasicOf(record)[kBasicCarried];
-  if (place.count == 0 || !IsCarriedBy(row.carried, choice)) return {};
+  const uint16_t first = Load16(record.data() + row.header_at);
+  const SectionPlace place = PlaceAt(record, row.header_at);
+  const uint8_t choice = BasicOf(record)[kBasicIncluded];
+  if (place.count == 0 || !IsIncluded(row.included, choice)) return {};
   const uint64_t entry = row.entry == kSizeFromDescriptor ? first : row.entry;
   if (row.total_length_at == kNone) return Carve(record, place.offset, place.count * entry);
   uint64_t size = 0;
@@ -86,19 +86,19 @@ std::vector<uint8_t> PutStructure(const RevisionLayout& layout, std::span<const 
   if (layout.row.carries_pair) {
     std::memcpy(out.data() + kAtIntervalValue, record.data() + kAtIntervalValue, 2);
   }
-  PutDescriptor(out, kAtFirstSlot, Load16(record.data() + kAtFirstSlot),
-                Load16(record.data() + kAtFirstSlot + 2), out.size());
+  PutDescriptor(out, kAtFirstHeader, Load16(record.data() + kAtFirstHeader),
+                Load16(record.data() + kAtFirstHeader + 2), out.size());
   Append(out, BasicOf(record));
   // Of ranks and pools one list is there, and both descriptors hold its offset.
   size_t shared = 0;
   for (size_t i = 0; i < layout.list_count; ++i) {
     const ListRow& row = layout.lists[i];
-    if (row.fixed_descriptor) PutDescriptor(out, row.slot, 4, 0, 0);
+    if (row.fixed_descriptor) PutDescriptor(out, row.header_at, 4, 0, 0);
     if (!row.written) continue;
-    const bool either = row.carried != Carried::kAlways;
+    const bool either = row.included != Included::kAlways;
     if (either && shared == 0) shared = out.size();
-    PutDescriptor(out, row.slot, Load16(record.data() + row.slot),
-                  Load16(record.data() + row.slot + 2), either ? shared : out.size());
+    PutDescriptor(out, row.header_at, Load16(record.data() + row.header_at),
+                  Load16(record.data() + row.header_at + 2), either ? shared : out.size());
     Append(out, ListBytes(record, row));
   }
   const size_t trailing_at = layout.row.trailing_at;

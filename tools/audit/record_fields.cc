@@ -90,7 +90,7 @@ void AddSlot(Fields& fields, size_t slot, const std::string& name) {
 }
 
 std::string ListName(const ListRow& row) {
-  return row.kind == kNoKind ? fmt::format("list of slot {}", row.slot)
+  return row.kind == kNoKind ? fmt::format("list of slot {}", row.header_at)
                              : fmt::format("list {}", WordOfKind(row.kind));
 }
 
@@ -125,16 +125,16 @@ std::vector<FieldSpan> HeadFields(const FieldContext& context, std::span<const u
     const RevisionLayout& layout = LayoutOfStatistics(context.header, record);
     for (size_t i = 0; i < layout.section_count; ++i) {
       const SectionRow& row = layout.sections[i];
-      AddSlot(fields, row.slot, fmt::format("section {}", WordOfKind(row.kind)));
+      AddSlot(fields, row.header_at, fmt::format("section {}", WordOfKind(row.kind)));
     }
-    if (layout.has_items) AddSlot(fields, kItemsSlot, "optional items");
+    if (layout.has_items) AddSlot(fields, kItemsHeader, "optional items");
   } else if (tag == "CON") {
     const RevisionLayout& layout = LayoutOf(context.header.revision);
     fields.Add(kAtContinuation, 1, "continuation flag");
     if (layout.row.carries_pair) fields.Add(kAtIntervalValue, 2, "interval value");
-    AddSlot(fields, kAtFirstSlot, "basic information");
+    AddSlot(fields, kAtFirstHeader, "basic information");
     for (size_t i = 0; i < layout.list_count; ++i) {
-      AddSlot(fields, layout.lists[i].slot, ListName(layout.lists[i]));
+      AddSlot(fields, layout.lists[i].header_at, ListName(layout.lists[i]));
     }
     const size_t trailing = layout.row.trailing_at;
     if (trailing != 0) {
@@ -147,7 +147,7 @@ std::vector<FieldSpan> HeadFields(const FieldContext& context, std::span<const u
 
 std::vector<FieldSpan> BasicFields(uint64_t size) {
   Fields fields(size);
-  fields.Add(kBasicCarried, 1, "ranks or pools");
+  fields.Add(kBasicIncluded, 1, "ranks or pools");
   fields.Add(kBasicFlags, 1, "flags");
   for (const ItemRow& row : kItemRows) {
     if (row.basic_at != 0) fields.Add(row.basic_at, 2, WordOfKind(row.kind));

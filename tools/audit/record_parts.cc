@@ -48,7 +48,7 @@ class Parts {
 };
 
 void AddItems(std::span<const uint8_t> record, uint8_t revision, Parts& parts) {
-  const SectionPlace place = PlaceAt(record, kItemsSlot);
+  const SectionPlace place = PlaceAt(record, kItemsHeader);
   if (place.count == 0 || place.offset == 0) return;
   uint64_t at = place.offset;
   for (uint32_t i = 0; i < place.count; ++i) {
@@ -89,15 +89,15 @@ void AddSections(const FieldContext& context, std::span<const uint8_t> record, P
 
 void AddLists(const FieldContext& context, std::span<const uint8_t> record, Parts& parts) {
   const RevisionLayout& layout = LayoutOf(context.header.revision);
-  const uint32_t basic = Load32(record.data() + kAtFirstSlot + 4);
+  const uint32_t basic = Load32(record.data() + kAtFirstHeader + 4);
   if (Carve(record, basic, kBasicSize).empty()) return;
   parts.Add({Type::kBasic, kNoKind, 0, basic, kBasicSize, kFormCount});
   for (size_t i = 0; i < layout.list_count; ++i) {
     const ListRow& row = layout.lists[i];
     const auto bytes = ListBytes(record, row);
-    const uint64_t start = PlaceAt(record, row.slot).offset;
+    const uint64_t start = PlaceAt(record, row.header_at).offset;
     const uint64_t entry =
-        row.entry == kSizeFromDescriptor ? Load16(record.data() + row.slot) : row.entry;
+        row.entry == kSizeFromDescriptor ? Load16(record.data() + row.header_at) : row.entry;
     uint32_t index = 0;
     for (uint64_t at = 0; entry != 0 && at + entry <= bytes.size();) {
       uint64_t size = entry;

@@ -87,11 +87,11 @@ class StatisticsJudge {
     for (size_t i = 0; i < layout_.section_count; ++i) names_.push_back(NameOfSection(i));
     bool sound = true;
     for (size_t i = 0; i < layout_.section_count; ++i) {
-      Use(layout_.sections[i].slot);
+      Use(layout_.sections[i].header_at);
       sound = JudgeSection(layout_.sections[i], names_[i]) && sound;
     }
     if (layout_.has_items) {
-      Use(kItemsSlot);
+      Use(kItemsHeader);
       sound = JudgeItems() && sound;
     }
     lengths_.Tell(header_.level, report_);
@@ -142,9 +142,9 @@ class StatisticsJudge {
 
   bool JudgeSection(const SectionRow& row, const std::string& name) {
     const SectionPlace place = PlaceOf(record_, row);
-    if (!IsCarriedBy(row.carried, tables_.choice))
-      return JudgePlace(place.offset, 0, row.slot, name);
-    if (!JudgePlace(place.offset, at_, row.slot, name)) {
+    if (!IsIncluded(row.included, tables_.choice))
+      return JudgePlace(place.offset, 0, row.header_at, name);
+    if (!JudgePlace(place.offset, at_, row.header_at, name)) {
       at_ = 0;  // where the others begin cannot be told
       return false;
     }
@@ -171,14 +171,15 @@ class StatisticsJudge {
   // The items that archives hold: one of each kind that is marked present, in one order; of Conc
   // only in periods that had one.
   bool JudgeItems() {
-    const SectionPlace place = PlaceAt(record_, kItemsSlot);
+    const SectionPlace place = PlaceAt(record_, kItemsHeader);
     const std::string name = "the optional items";
     if (place.count == 0) {
       for (size_t i = 0; i < kSlotSize; ++i) {
-        if (record_[kItemsSlot + i] == 0) continue;
-        return report_.Error("unused-bytes", kItemsSlot + i, name, "not 0, but there are no items");
+        if (record_[kItemsHeader + i] == 0) continue;
+        return report_.Error("unused-bytes", kItemsHeader + i, name,
+                             "not 0, but there are no items");
       }
-    } else if (!JudgePlace(place.offset, at_, kItemsSlot, name)) {
+    } else if (!JudgePlace(place.offset, at_, kItemsHeader, name)) {
       return false;
     }
     uint32_t seen = 0;
@@ -189,7 +190,7 @@ class StatisticsJudge {
           seen < place.count ? Carve(record_, at_, kItemOutHead) : std::span<const uint8_t>();
       if (head.empty() || head[kItemType] != row.type) {
         if (row.kind == kConc || !tables_.known) continue;
-        return report_.Error("item-missing", kItemsSlot, name,
+        return report_.Error("item-missing", kItemsHeader, name,
                              fmt::format("no item of type {} in its place", row.type));
       }
       const auto item = Carve(record_, at_, Load32(head.data() + kItemLength));
@@ -199,7 +200,7 @@ class StatisticsJudge {
       ++seen;
     }
     return seen == place.count ? sound
-                               : report_.Error("item-order", kItemsSlot, name,
+                               : report_.Error("item-order", kItemsHeader, name,
                                                fmt::format("{} items, but archives hold {} here",
                                                            place.count, seen));
   }

@@ -16,8 +16,8 @@ namespace {
 
 constexpr uint32_t kMaxima = 0xAAAAAAAA;  // largest and smallest values take turns from bit 31 down
 
-bool IsCarried(const MakePlan& plan, const SectionRow& row) {
-  return IsCarriedBy(row.carried, plan.pools ? 1 : 0);
+bool Includes(const MakePlan& plan, const SectionRow& row) {
+  return IsIncluded(row.included, plan.pools ? 1 : 0);
 }
 
 size_t LargestRecord(const MakePlan& plan, const std::array<uint32_t, kSectionKinds>& masks) {
@@ -25,7 +25,7 @@ size_t LargestRecord(const MakePlan& plan, const std::array<uint32_t, kSectionKi
   size_t size = layout.row.record_head + LargestItems(plan);
   for (size_t i = 0; i < layout.section_count; ++i) {
     const SectionRow& row = layout.sections[i];
-    if (!IsCarried(plan, row)) continue;
+    if (!Includes(plan, row)) continue;
     size += size_t{plan.counts[row.kind]} * FullEntrySize(kForms[row.form], masks[row.kind]);
   }
   return size;
@@ -65,10 +65,10 @@ size_t BuildStatistics(const MakePlan& plan, const ArrayModel& model, const Inte
   for (size_t i = 0; i < layout.section_count; ++i) {
     const SectionRow& row = layout.sections[i];
     const Form& form = kForms[row.form];
-    const bool carried = IsCarried(plan, row);
-    PutSectionHeader(start + row.slot, form.size, plan.counts[row.kind],
-                     carried ? static_cast<size_t>(out - start) : 0);
-    if (!carried) continue;
+    const bool included = Includes(plan, row);
+    PutSectionHeader(start + row.header_at, form.size, plan.counts[row.kind],
+                     included ? static_cast<size_t>(out - start) : 0);
+    if (!included) continue;
     const EntryContext context = {.form = &form,
                                   .rule = layout.row.rule,
                                   .revision = plan.revision,
@@ -85,7 +85,7 @@ size_t BuildStatistics(const MakePlan& plan, const ArrayModel& model, const Inte
     const auto offset = static_cast<size_t>(out - start);
     uint32_t items = 0;
     out = PutItems(out, plan, model, interval, random, items);
-    if (items != 0) PutSectionHeader(start + kItemsSlot, kItemHead, items, offset);
+    if (items != 0) PutSectionHeader(start + kItemsHeader, kItemHead, items, offset);
   }
   const auto size = static_cast<size_t>(out - start);
   std::memcpy(start + kAtTag, "STA", 3);

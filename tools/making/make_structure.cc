@@ -85,7 +85,7 @@ void AppendList(const MakePlan& plan, const ArrayModel& model, const ListRow& ro
 
 void FillBasic(const MakePlan& plan, const ArrayModel& model, uint8_t* basic) {
   PutText(basic, 64, model.name);
-  if (HasOneOfRankAndPool(LayoutOf(plan.revision))) basic[kBasicCarried] = plan.pools;
+  if (HasOneOfRankAndPool(LayoutOf(plan.revision))) basic[kBasicIncluded] = plan.pools;
   if (HasSecondChesegKey(plan)) basic[kBasicFlags] |= kBasicSecondChesegKey;
   if (plan.wait_times) basic[kBasicFlags] |= kBasicWaitTimes;
   for (const ItemRow& row : kItemRows) {
@@ -109,15 +109,15 @@ void BuildStructure(const MakePlan& plan, const ArrayModel& model, uint32_t stam
   const size_t head = layout.row.record_head;
   record.assign(head + kBasicSize, 0);
   FillBasic(plan, model, record.data() + head);
-  PutDescriptor(record.data() + kAtFirstSlot, kBasicSize, 1, head);
+  PutDescriptor(record.data() + kAtFirstHeader, kBasicSize, 1, head);
   for (size_t i = 0; i < layout.list_count; ++i) {
     const ListRow& row = layout.lists[i];
     const uint16_t size = row.entry == kSizeFromDescriptor ? kPoolEntry : row.entry;
     const uint32_t count = row.kind == kNoKind ? kOtherEntries : plan.counts[row.kind];
     // Of ranks and pools the excluded kind keeps its count and has no list.
-    const bool carried = IsCarriedBy(row.carried, plan.pools ? 1 : 0);
-    PutDescriptor(record.data() + row.slot, size, count, carried ? record.size() : 0);
-    if (carried) AppendList(plan, model, row, size, count, record);
+    const bool included = IsIncluded(row.included, plan.pools ? 1 : 0);
+    PutDescriptor(record.data() + row.header_at, size, count, included ? record.size() : 0);
+    if (included) AppendList(plan, model, row, size, count, record);
   }
   if (layout.row.trailing_at != 0) {
     const size_t at = record.size();

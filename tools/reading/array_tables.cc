@@ -27,14 +27,14 @@ struct List {
 };
 
 List ListOf(std::span<const uint8_t> record, const ListRow& row) {
-  const uint8_t* at = record.data() + row.slot;
+  const uint8_t* at = record.data() + row.header_at;
   const uint16_t first = Load16(at);
   return {row,
           first,
           Load16(at + 2),
           Load32(at + kOffsetAt),
           row.entry == kSizeFromDescriptor ? first : row.entry,
-          row.kind == kNoKind ? fmt::format("list of slot {}", row.slot)
+          row.kind == kNoKind ? fmt::format("list of slot {}", row.header_at)
                               : fmt::format("list {}", NameOf(row.kind).word)};
 }
 
@@ -61,7 +61,7 @@ std::optional<uint64_t> WalkList(std::span<const uint8_t> record, const List& li
       return fmt::format("{}, entry {}{}", list.name, i, what);
     };
     if (entry.empty()) {
-      report.Error("list-bounds", row.slot + kOffsetAt, field(""), "leaves the record");
+      report.Error("list-bounds", row.header_at + kOffsetAt, field(""), "leaves the record");
       return std::nullopt;
     }
     uint64_t size = list.entry;
@@ -88,11 +88,11 @@ std::optional<uint64_t> WalkList(std::span<const uint8_t> record, const List& li
 bool ReadList(std::span<const uint8_t> record, const List& list, RecordReport& report,
               Extents& extents, KeyTable* table) {
   if (list.entry < kSmallestEntry) {
-    return report.Error("list-entry", list.row.slot, list.name + ", entry size",
+    return report.Error("list-entry", list.row.header_at, list.name + ", entry size",
                         fmt::format("entries of {} bytes have no room for a key", list.entry));
   }
   if (list.offset == 0) {
-    return report.Error("list-offset", list.row.slot + kOffsetAt, list.name + ", offset",
+    return report.Error("list-offset", list.row.header_at + kOffsetAt, list.name + ", offset",
                         fmt::format("{} entries without an offset", list.count));
   }
   const auto size = WalkList(record, list, report, [&](std::span<const uint8_t> entry) {
@@ -100,7 +100,7 @@ bool ReadList(std::span<const uint8_t> record, const List& list, RecordReport& r
     table->keys.push_back(PackKey(entry.data() + list.row.key_at, table->key_count));
   });
   if (!size) return false;
-  extents.Add(list.offset, *size, list.name, list.row.slot + kOffsetAt);
+  extents.Add(list.offset, *size, list.name, list.row.header_at + kOffsetAt);
   if (table != nullptr && table->Finish()) {
     report.Warn("key-twice", list.offset, list.name, "two entries have the same key");
   }
@@ -166,16 +166,16 @@ bool ReadTables(const PslHeader& header, std::span<const uint8_t> record, Record
     return report.Error("structure-head", kAtLength, "record length",
                         fmt::format("{} bytes are less than the head of {}", record.size(), head));
   }
-  const uint32_t basic_at = Load32(record.data() + kAtFirstSlot + kOffsetAt);
+  const uint32_t basic_at = Load32(record.data() + kAtFirstHeader + kOffsetAt);
   const auto basic = Carve(record, basic_at, kBasicSize);
   if (basic.empty()) {
-    return report.Error("basic-bounds", kAtFirstSlot + kOffsetAt, "basic information, offset",
+    return report.Error("basic-bounds", kAtFirstHeader + kOffsetAt, "basic information, offset",
                         fmt::format("{} bytes at {} are not in the record", kBasicSize, basic_at));
   }
-  tables.choice = basic[kBasicCarried];
+  tables.choice = basic[kBasicIncluded];
   Extents extents;
   extents.Add(0, head, "the head", 0);
-  extents.Add(basic_at, kBasicSize, "the basic information", kAtFirstSlot + kOffsetAt);
+  extents.Add(basic_at, kBasicSize, "the basic information", kAtFirstHeader + kOffsetAt);
   bool sound = true;
   for (size_t i = 0; i < layout.list_count; ++i) {
     const ListRow& row = layout.lists[i];
@@ -186,7 +186,7 @@ bool ReadTables(const PslHeader& header, std::span<const uint8_t> record, Record
       table->lookup = row.lookup;
       table->key_count = static_cast<uint8_t>(KeyCountOf(layout, row.kind, basic));
     }
-    if (list.count == 0 || !IsCarriedBy(row.carried, tables.choice)) continue;
+    if (list.count == 0 || !IsIncluded(row.included, tables.choice)) continue;
     sound = ReadList(record, list, report, extents, table) && sound;
   }
   const size_t trailing_at = layout.row.trailing_at;

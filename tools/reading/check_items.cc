@@ -69,7 +69,7 @@ std::optional<ItemFault> CarveItem(std::span<const uint8_t> record, uint64_t at,
   const auto head = Carve(record, at, kItemHead);
   if (head.empty()) {
     // The first one is misplaced by the section's offset, a later one by what stands before it.
-    return ItemFault{"item-bounds", number == 0 ? kItemsSlot + 4 : at, name, "leaves the record"};
+    return ItemFault{"item-bounds", number == 0 ? kItemsHeader + 4 : at, name, "leaves the record"};
   }
   const uint32_t size = Load32(head.data() + kItemLength);
   if (size < kItemHead) {
@@ -102,7 +102,7 @@ bool TakesElements(const RevisionLayout& layout, const ItemRow& row,
 
 bool CheckItems(const RevisionLayout& layout, std::span<const uint8_t> record, RecordReport& report,
                 const ArrayTables& tables, Extents& extents) {
-  const SectionPlace place = PlaceAt(record, kItemsSlot);
+  const SectionPlace place = PlaceAt(record, kItemsHeader);
   if (place.count == 0 || place.offset == 0) return true;
   uint64_t at = place.offset;
   for (uint32_t i = 0; i < place.count; ++i) {
@@ -121,7 +121,7 @@ bool CheckItems(const RevisionLayout& layout, std::span<const uint8_t> record, R
     }
     at += item.bytes.size();
   }
-  extents.Add(place.offset, at - place.offset, "the optional items", kItemsSlot + 4);
+  extents.Add(place.offset, at - place.offset, "the optional items", kItemsHeader + 4);
   return true;
 }
 

@@ -35,8 +35,8 @@ bool CheckKnown(Context& c) {
   for (size_t i = 0; i < c.layout.section_count; ++i) {
     const SectionRow& row = c.layout.sections[i];
     if (!HasEntries(PlaceOf(c.record, row))) continue;
-    return c.report.Error("no-structure", row.slot + kCountAt, SectionName(row.kind) + ", count",
-                          "entries before any structure record");
+    return c.report.Error("no-structure", row.header_at + kCountAt,
+                          SectionName(row.kind) + ", count", "entries before any structure record");
   }
   return true;
 }
@@ -55,11 +55,11 @@ bool CheckCounts(Context& c) {
     if (count == table.count) continue;
     const std::string field = SectionName(row.kind) + ", count";
     if (row.kind == kDp) {
-      c.report.Warn("count-passed-over", row.slot + kCountAt, field,
+      c.report.Warn("count-passed-over", row.header_at + kCountAt, field,
                     differ() + ": the section is passed over");
       continue;
     }
-    agree = c.report.Error("section-count", row.slot + kCountAt, field, differ());
+    agree = c.report.Error("section-count", row.header_at + kCountAt, field, differ());
   }
   return agree;
 }
@@ -71,7 +71,7 @@ bool BuildTable(Context& c, const SectionRow& row, const SectionPlace& place, Lo
   const uint64_t step = form.size + 4 * WordsOf(c.header, row.kind);
   const auto section = Carve(c.record, place.offset, place.count * step);
   if (section.empty()) {
-    return c.report.Error("section-bounds", row.slot + kOffsetAt, SectionName(row.kind),
+    return c.report.Error("section-bounds", row.header_at + kOffsetAt, SectionName(row.kind),
                           fmt::format("{} entries of {} bytes at {} are not in the record",
                                       place.count, step, place.offset));
   }
@@ -120,12 +120,12 @@ bool CheckKeys(Context& c, const SectionRow& row, const SectionPlace& place, con
     c.report.Warn("key-unknown", where, name + ", key", text + more);
   }
   if (whole) {
-    extents.Add(place.offset, behind - place.offset, name, row.slot + kOffsetAt);
+    extents.Add(place.offset, behind - place.offset, name, row.header_at + kOffsetAt);
     return true;
   }
   const bool outside = place.offset > c.record.size();
   return c.report.Error(
-      "section-bounds", outside ? row.slot + kOffsetAt : behind,
+      "section-bounds", outside ? row.header_at + kOffsetAt : behind,
       outside ? name + ", offset" : fmt::format("{}, entry {}", name, position),
       outside ? fmt::format("{} is behind the record's {} bytes", place.offset, c.record.size())
               : fmt::format("leaves the record's {} bytes", c.record.size()));
@@ -152,7 +152,7 @@ bool TakesHostPortsFromStatistics(const PslHeader& header, const ArrayTables& ta
 }
 
 bool IsRead(const SectionRow& row, const SectionPlace& place, const ArrayTables& tables) {
-  if (!HasEntries(place) || !IsCarriedBy(row.carried, tables.choice)) return false;
+  if (!HasEntries(place) || !IsIncluded(row.included, tables.choice)) return false;
   return row.kind != kDp || place.count == tables.kinds[kDp].count;
 }
 

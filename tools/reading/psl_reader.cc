@@ -181,7 +181,7 @@ size_t WordsOf(const PslHeader& header, Kind kind) {
 }
 
 SectionPlace PlaceOf(std::span<const uint8_t> record, const SectionRow& row) {
-  return PlaceAt(record, row.slot);
+  return PlaceAt(record, row.header_at);
 }
 
 SectionPlace PlaceAt(std::span<const uint8_t> record, size_t slot) {

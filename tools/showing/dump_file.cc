@@ -173,7 +173,7 @@ class Dumper {
     if (place.count == 0 || place.offset == 0) return true;
     const std::string name = fmt::format("section {}", WordOfKind(row.kind));
     if (!tables_.known) {
-      return BrokenAt("no-structure", row.slot + 2U, name + ", count",
+      return BrokenAt("no-structure", row.header_at + 2U, name + ", count",
                       "entries before any structure record");
     }
     if (!IsRead(row, place, tables_)) return true;
@@ -203,14 +203,14 @@ class Dumper {
         });
     if (whole) return true;
     const bool outside = place.offset > record.size();
-    return BrokenAt("section-bounds", outside ? row.slot + 4U : behind,
+    return BrokenAt("section-bounds", outside ? row.header_at + 4U : behind,
                     outside ? name + ", offset" : fmt::format("{}, entry {}", name, number),
                     "the section leaves the record");
   }
 
   bool TakeItems() {
     const std::span<const uint8_t> record = reader_.record();
-    const SectionPlace place = PlaceAt(record, kItemsSlot);
+    const SectionPlace place = PlaceAt(record, kItemsHeader);
     if (place.count == 0 || place.offset == 0) return true;
     uint64_t at = place.offset;
     for (uint32_t i = 0; i < place.count; ++i) {
