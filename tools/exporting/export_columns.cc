@@ -135,8 +135,12 @@ std::string_view WithoutGroup(std::string_view name) {
   return name.substr(group ? 3 : 0);
 }
 
-// True for metrics of counter groups: those of the rows from "ops" on.
-bool IsOfGroups(const MetricRow& row) { return &row >= FindMetric("ops"); }
+// True for metrics of counter groups.
+bool IsOfGroups(const MetricRow& row) {
+  const auto* const first = &RowOf(Content::kOps);
+  const auto* const last = &RowOf(Content::kSecondMeanMin);
+  return std::any_of(first, last + 1, [&](const ContentRow& r) { return r.name == row.column; });
+}
 
 }  // namespace
 
