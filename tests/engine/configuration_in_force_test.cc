@@ -166,6 +166,6 @@ TEST_P(BasicInformation, MayLieAnywhereInItsRecord) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, BasicInformation, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, BasicInformation, EachRevision(), RevisionParam<int>);
 
 }  // namespace

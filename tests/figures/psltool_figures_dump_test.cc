@@ -201,6 +201,6 @@ TEST_P(PsltoolFiguresDump, SpansChooseWhatTheCalculationChooses) {
   RecordProperty("values", std::to_string(comparison_.compared()));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresDump, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresDump, EachRevision(), RevisionParam<int>);
 
 }  // namespace

@@ -216,6 +216,6 @@ TEST_P(PsltoolFiguresExport, ChosenMetricsAreTheCalculations) {
   RecordProperty("values", std::to_string(comparison_.compared()));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresExport, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresExport, EachRevision(), RevisionParam<int>);
 
 }  // namespace

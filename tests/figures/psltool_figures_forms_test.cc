@@ -170,6 +170,6 @@ TEST_P(PsltoolFiguresForms, EveryValueIsTheCalculations) {
   RecordProperty("values", std::to_string(comparison_.compared()));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresForms, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresForms, EachRevision(), RevisionParam<int>);
 
 }  // namespace

@@ -113,6 +113,6 @@ TEST_P(PsltoolFiguresShow, HistoriesAreTheCalculations) {
   RecordProperty("values", std::to_string(comparison_.compared()));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresShow, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresShow, EachRevision(), RevisionParam<int>);
 
 }  // namespace

@@ -163,7 +163,7 @@ TEST_P(PsltoolFiguresTop, SumsAreTheCalculations) {
   RecordProperty("values", std::to_string(comparison_.compared()));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresTop, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolFiguresTop, EachRevision(), RevisionParam<int>);
 
 // Three days of one array, at all levels. An interval is a statistics record of a log; what it is
 // part of follows from its stamp.

@@ -218,7 +218,7 @@ TEST_P(PrefixArchiveProperty, RunsWithoutPeriodsAreTheModels) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, ArchiveProperty, AllRevisions(), RevisionParam<int>);
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PrefixArchiveProperty, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, ArchiveProperty, EachRevision(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PrefixArchiveProperty, EachRevision(), RevisionParam<int>);
 
 }  // namespace

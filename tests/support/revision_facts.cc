@@ -238,7 +238,7 @@ std::string RevisionName(int revision) {
   return text;
 }
 
-std::vector<int> AllRevisions() { return RevisionsFrom(0x10); }
+std::vector<int> AllRevisions() { return RevisionsFrom(kOldestRevision); }
 
 std::vector<int> RevisionsFrom(int first, int last) {
   std::vector<int> revisions;

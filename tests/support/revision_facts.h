@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "areas/kinds.h"
+#include "tests/support/revisions.h"
 
 namespace revtest {
 
@@ -61,8 +62,7 @@ bool OlderRule(int revision);
 std::string NameOf(Kind kind);
 std::string RevisionName(int revision);  // "0x1D"
 
-// 0x10 to 0x21.
 std::vector<int> AllRevisions();
-std::vector<int> RevisionsFrom(int first, int last = 0x21);
+std::vector<int> RevisionsFrom(int first, int last = kNewestRevision);
 
 }  // namespace revtest

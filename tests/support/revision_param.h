@@ -6,12 +6,10 @@
 #include <cstdio>
 #include <string>
 
-// The revisions that there are, told apart from the tables under test.
-inline constexpr int kOldestRevision = 0x10;
-inline constexpr int kNewestRevision = 0x21;
+#include "tests/support/revisions.h"
 
 // All of them, for INSTANTIATE_TEST_SUITE_P.
-inline auto AllRevisions() { return testing::Range(kOldestRevision, kNewestRevision + 1); }
+inline auto EachRevision() { return testing::Range(kOldestRevision, kNewestRevision + 1); }
 
 // "Revision0x1D"; for INSTANTIATE_TEST_SUITE_P.
 template <class Number>

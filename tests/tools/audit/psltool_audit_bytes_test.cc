@@ -119,7 +119,7 @@ TEST_P(PsltoolAuditBytes, DamagedFilesEndInFindings) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditBytes, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditBytes, EachRevision(), RevisionParam<int>);
 
 // Runs with "-noperiod" put all inputs in the order given into one archive. "-ext" writes the trace
 // file below the prefix.

@@ -151,6 +151,6 @@ TEST_P(PsltoolAuditFlip, NamesTheWord) {
   RecordProperty("kinds", static_cast<int>(kinds_.size()));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditFlip, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditFlip, EachRevision(), RevisionParam<int>);
 
 }  // namespace

@@ -114,6 +114,6 @@ TEST_P(PsltoolAuditRandom, SequelsOfMixedRevisionsAgree) {
   EXPECT_GT(archives_, 5U);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditRandom, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolAuditRandom, EachRevision(), RevisionParam<int>);
 
 }  // namespace

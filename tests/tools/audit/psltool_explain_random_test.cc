@@ -157,6 +157,6 @@ TEST_P(PsltoolExplainRandom, StoredNumbersAreExplained) {
   EXPECT_GT(kinds.size(), 3U);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolExplainRandom, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolExplainRandom, EachRevision(), RevisionParam<int>);
 
 }  // namespace

@@ -79,7 +79,7 @@ TEST_P(PsltoolCheckArchives, SoundOnesHaveNoErrors) {
   EXPECT_GT(archives, 10);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolCheckArchives, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolCheckArchives, EachRevision(), RevisionParam<int>);
 
 TEST(PsltoolCheckGolden, ReviewedArchivesHaveNoFindings) {
   int archives = 0;

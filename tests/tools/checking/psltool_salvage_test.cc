@@ -128,7 +128,7 @@ TEST_P(PsltoolSalvageRevision, RecordsBehindAHoleComeBack) {
   EXPECT_TRUE(IsArchived(salvaging.Saved()));
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolSalvageRevision, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolSalvageRevision, EachRevision(), RevisionParam<int>);
 
 // ---- what only a whole file tells ----
 

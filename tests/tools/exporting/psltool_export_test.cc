@@ -147,7 +147,7 @@ TEST_P(PsltoolExportRevision, AllFormsHoldWhatDumpPrints) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolExportRevision, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolExportRevision, EachRevision(), RevisionParam<int>);
 
 class PsltoolExport : public testing::Test {
  protected:

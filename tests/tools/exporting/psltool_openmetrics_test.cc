@@ -152,7 +152,7 @@ TEST_P(PsltoolOpenMetricsRevision, HoldsWhatDumpPrints) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolOpenMetricsRevision, AllRevisions(),
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolOpenMetricsRevision, EachRevision(),
                          RevisionParam<int>);
 
 // The path of the engine's tool; "": there is none.

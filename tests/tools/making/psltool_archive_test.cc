@@ -95,6 +95,6 @@ TEST_P(PsltoolMakeArchives, LogsWithAllRecordKinds) {
 
 TEST_P(PsltoolMakeArchives, SeveralFilesPerDay) { Check({"--files-per-day", "4"}, 24); }
 
-INSTANTIATE_TEST_SUITE_P(AllRevisions, PsltoolMakeArchives, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(AllRevisions, PsltoolMakeArchives, EachRevision(), RevisionParam<int>);
 
 }  // namespace

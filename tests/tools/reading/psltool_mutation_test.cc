@@ -112,6 +112,6 @@ TEST_P(PsltoolMutation, WhatIsSavedIsArchived) {
   EXPECT_GT(archived, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolMutation, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolMutation, EachRevision(), RevisionParam<int>);
 
 }  // namespace

@@ -121,6 +121,6 @@ TEST_P(PsltoolDumpRevision, EntriesAreTheModels) {
   EXPECT_GT(entries, 50U);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolDumpRevision, AllRevisions(), RevisionParam<int>);
+INSTANTIATE_TEST_SUITE_P(EveryRevision, PsltoolDumpRevision, EachRevision(), RevisionParam<int>);
 
 }  // namespace
