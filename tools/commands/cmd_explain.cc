@@ -10,6 +10,7 @@
 
 #include "tools/audit/archive_inputs.h"
 #include "tools/audit/explain_print.h"
+#include "tools/audit/explain_value.h"
 #include "tools/commands/archive_options.h"
 #include "tools/commands/dump_options.h"
 #include "tools/output/report.h"
