@@ -5,7 +5,9 @@
 #include <cstdint>
 
 #include "tests/revisions/broken_input_fixture.h"
+#include "tests/support/record_builder.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_facts.h"
 #include "tests/support/revision_param.h"
 #include "tests/support/sample_records.h"
 
@@ -14,10 +16,23 @@ namespace {
 using spell::Bytes;
 using spell::GetU16;
 using spell::GetU32;
-using spell::HeadSize;
 using spell::kNewYear;
 using spell::SetU16;
 using spell::SetU32;
+
+// The sections of the sample records.
+struct Place {
+  size_t slot;
+  size_t entry;
+};
+std::vector<Place> PlacesOf(uint8_t revision) {
+  std::vector<Place> places;
+  for (const revtest::KindFacts& facts : revtest::KindsOf(revision)) {
+    if (facts.kind == kPool && revision >= 0x19) continue;
+    places.push_back({static_cast<size_t>(facts.slot), static_cast<size_t>(facts.entry)});
+  }
+  return places;
+}
 
 // Instantiated for all revisions in broken_input_structure_test.
 
@@ -27,7 +42,7 @@ TEST_P(BrokenInputTest, SectionThatLeavesItsRecordIsBroken) {
   // Zeros at the end, so that no entry there is compact.
   Bytes whole = FullStatistics(GetParam()) + Bytes(200, '\0');
   SetU32(whole, 8, static_cast<uint32_t>(whole.size()));
-  for (const spell::SectionPlace& place : spell::AllSections(GetParam())) {
+  for (const Place& place : PlacesOf(GetParam())) {
     for (const auto offset : {static_cast<uint32_t>(whole.size() - place.entry + 1),
                               static_cast<uint32_t>(whole.size()), 0xFFFFFFFFU}) {
       Bytes changed = whole;
@@ -43,7 +58,7 @@ TEST_P(BrokenInputTest, SectionThatLeavesItsRecordIsBroken) {
 TEST_P(BrokenInputTest, SectionCountsMustBeTheConfigured) {
   const Bytes whole = FullStatistics(GetParam());
   const size_t disk_ports = GetParam() < 0x14 ? 32 : GetParam() < 0x19 ? 40 : 64;
-  for (const spell::SectionPlace& place : spell::AllSections(GetParam())) {
+  for (const Place& place : PlacesOf(GetParam())) {
     if (GetParam() >= 0x19 && place.slot == 128) continue;  // built from the record itself
     for (const uint32_t count : {0U, 2U, 0xFFFFU}) {
       Bytes changed = whole;
@@ -121,20 +136,18 @@ TEST_P(BrokenItemTest, ElementsOutsideTheirItemAreBroken) {
 }
 
 TEST_P(BrokenItemTest, MoreElementsThanConfiguredAreBroken) {
-  Bytes element(16, '\0');
-  spell::Sections record("STA", 0, kNewYear, HeadSize(GetParam()));
-  Bytes item = spell::OptionalItem(16, 1000, Bytes(32, '\1'));
-  SetU16(item, 18, 2);
-  record.Add(16, 0, 1, item);
-  Bytes basic(112, '\0');
-  SetU16(basic, 98, 0x8001);
-  spell::Sections structure("CON", 0, kNewYear, HeadSize(GetParam()));
-  structure.Add(16, 112, 1, basic);
-  EXPECT_TRUE(IsBroken(WithStructure(structure.Finish()) + record.Finish()));
-  SetU16(basic, 98, 0x8002);
-  spell::Sections larger("CON", 0, kNewYear, HeadSize(GetParam()));
-  larger.Add(16, 112, 1, basic);
-  EXPECT_TRUE(IsFine(WithStructure(larger.Finish()) + record.Finish()));
+  const revtest::Bytes element(std::vector<uint8_t>(16, 1));
+  revtest::StatisticsBuilder builder(GetParam());
+  builder.time = kNewYear;
+  builder.Item(
+      revtest::Item({.type = 16, .flag = 0x80, .interval = 1000, .elements = {element, element}}));
+  const Bytes record = spell::TextOf(builder.Build());
+  revtest::StructureBuilder structure(GetParam());
+  structure.time = kNewYear;
+  structure.basic.U16(98, 0x8001);
+  EXPECT_TRUE(IsBroken(WithStructure(spell::TextOf(structure.Build())) + record));
+  structure.basic.U16(98, 0x8002);
+  EXPECT_TRUE(IsFine(WithStructure(spell::TextOf(structure.Build())) + record));
 }
 
 TEST_P(BrokenItemTest, ItemOfAKindThatIsNotConfiguredIsBroken) {

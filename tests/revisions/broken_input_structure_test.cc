@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "tests/revisions/broken_input_fixture.h"
+#include "tests/support/record_builder.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/revision_facts.h"
 #include "tests/support/revision_param.h"
 #include "tests/support/sample_records.h"
 
@@ -15,11 +17,9 @@ namespace {
 using spell::Bytes;
 using spell::GetU16;
 using spell::GetU32;
-using spell::kNewYear;
 using spell::Records;
 using spell::SetU16;
 using spell::SetU32;
-using spell::SetU8;
 
 INSTANTIATE_TEST_SUITE_P(Revisions, BrokenInputTest, ::testing::ValuesIn(kAllRevisions),
                          RevisionParam<uint8_t>);
@@ -51,13 +51,11 @@ TEST_P(BrokenInputTest, ListWithEntriesAndNoOffsetIsBroken) {
 }
 
 TEST_P(BrokenInputTest, VariableEntryOfAnImpossibleLengthIsBroken) {
-  std::vector<spell::ListPlace> lists = spell::RanksAndPools(GetParam());
-  lists.push_back(spell::LogicalDiskList(GetParam()));
   const Bytes whole = FullStructure(GetParam());
-  for (const spell::ListPlace& list : lists) {
-    if (list.total_length_at < 0) continue;
-    const size_t start = GetU32(whole, list.slot + 4);
-    const size_t at = start + static_cast<size_t>(list.total_length_at);
+  for (const revtest::ListFacts& list : revtest::ListsOf(GetParam())) {
+    if (list.length_at < 0) continue;
+    const size_t start = GetU32(whole, static_cast<size_t>(list.slot) + 4);
+    const size_t at = start + static_cast<size_t>(list.length_at);
     const auto room = static_cast<uint32_t>(whole.size() - start);
     for (const uint32_t length :
          {0U, static_cast<uint32_t>(list.entry) - 1, room + 1, 0xFFFFFFFFU}) {
@@ -100,12 +98,11 @@ TEST_P(BrokenInputTest, ListThatIsNotCarriedIsNotLookedAt) {
 
 TEST_P(BrokenInputTest, PoolEntriesTooSmallForTheirKeyAreBroken) {
   if (GetParam() < 0x1C) return;
-  spell::Sections record("CON", 0, kNewYear, 256);
-  Bytes basic(112, '\0');
-  SetU8(basic, 95, 1);
-  record.Add(16, 112, 1, basic);
-  record.Add(120, 1, 1, Bytes(64, 'p'));
-  Bytes structure = record.Finish();
+  revtest::StructureBuilder record(GetParam());
+  record.basic.U8(95, 1);
+  record.first[120] = 1;
+  record.AddTo(120, revtest::Bytes(std::vector<uint8_t>(64, 'p')));
+  Bytes structure = spell::TextOf(record.Build());
   EXPECT_TRUE(IsBroken(WithStructure(structure)));
   SetU16(structure, 120, 0);
   EXPECT_TRUE(IsBroken(WithStructure(structure)));

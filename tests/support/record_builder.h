@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "areas/kinds.h"
@@ -87,3 +88,12 @@ Bytes Item(const ItemFields& fields);
 Bytes OutputItem(const ItemFields& fields);
 
 }  // namespace revtest
+
+namespace spell {
+
+// What was built, as the tests of files take bytes.
+inline std::string TextOf(const revtest::Bytes& bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+}  // namespace spell

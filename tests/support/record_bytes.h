@@ -1,6 +1,7 @@
 // Statistics files spelled out byte by byte, big-endian, for tests that must not trust the
-// program's own tables: append helpers, file headers, records and their sections, and a walk over
-// the records of a file. Offsets stand here as numbers.
+// program's own tables: append helpers, file headers, framed records, and a walk over the records
+// of a file. Offsets stand here as numbers. Structure and statistics records are built by
+// record_builder.h.
 #pragma once
 
 #include <cstddef>
@@ -99,32 +100,6 @@ inline Bytes FixedRecord(std::string_view tag, size_t size, uint32_t time = kNew
 }
 
 inline Bytes FreeRecord(size_t size) { return Record("FRE", 0, kNewYear, Bytes(size - 12, 'f')); }
-
-// A record whose head holds slots of 8 bytes that point at sections behind it.
-class Sections {
- public:
-  Sections(std::string_view tag, uint8_t flag, uint32_t time, size_t head)
-      : bytes_(Record(tag, flag, time, Bytes(head - 12, '\0'))) {}
-
-  void Add(size_t slot, uint32_t first, uint32_t count, const Bytes& entries) {
-    SetU16(bytes_, slot, first);
-    SetU16(bytes_, slot + 2, count);
-    SetU32(bytes_, slot + 4, static_cast<uint32_t>(bytes_.size()));
-    bytes_ += entries;
-  }
-  size_t size() const { return bytes_.size(); }
-  void Append(const Bytes& more) { bytes_ += more; }
-  void Patch32(size_t at, uint32_t v) { SetU32(bytes_, at, v); }
-
-  Bytes Finish() const {
-    Bytes b = bytes_;
-    SetU32(b, 8, static_cast<uint32_t>(b.size()));
-    return b;
-  }
-
- private:
-  Bytes bytes_;
-};
 
 // Size of the structure-record header and of the statistics-record head.
 inline size_t HeadSize(uint8_t revision) {

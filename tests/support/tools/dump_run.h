@@ -57,9 +57,7 @@ inline spell::Bytes InvalidDisk() {
 }
 
 inline spell::Bytes DiskRecord(uint32_t time) {
-  spell::Sections record("STA", 0, time, 256);
-  record.Add(88, 96, 3, FullDisk() + CompactDisk() + InvalidDisk());
-  return record.Finish();
+  return spell::StatisticsOfDisks(0x1D, time, 3, FullDisk() + CompactDisk() + InvalidDisk());
 }
 
 inline spell::Bytes DiskFile(const std::vector<uint32_t>& times = {spell::kNewYear + 3540}) {

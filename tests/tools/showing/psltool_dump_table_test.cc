@@ -133,9 +133,8 @@ TEST(PsltoolDump, LargeNumbersMakeTheirColumnsWider) {
   spell::SetU32(large, 4, 1000);
   Bytes file = DiskFile();
   for (const Bytes& disk : {FullDisk(), large, FullDisk()}) {
-    spell::Sections record("STA", 0, spell::kNewYear + 7200, 256);
-    record.Add(88, 96, 3, disk + CompactDisk() + InvalidDisk());
-    file += record.Finish();
+    file += spell::StatisticsOfDisks(0x1D, spell::kNewYear + 7200, 3,
+                                     disk + CompactDisk() + InvalidDisk());
   }
   dir.Write("x.psl", file);
   const std::vector<std::string> lines =

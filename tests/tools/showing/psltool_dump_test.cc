@@ -80,9 +80,8 @@ TEST(PsltoolDump, RatesBeyondAnyIntegerArePrinted) {
   spell::SetU16(disk, 8, 0x0101);
   spell::SetU32(disk, 16, 0xFFFFFFFF);
   spell::SetU32(disk, 28, 0xFFFFFFFF);
-  spell::Sections record("STA", 0, spell::kNewYear, 256);
-  record.Add(88, 96, 1, disk);
-  dir.Write("x.psl", spell::HeaderRecord({}) + spell::Structure(0x1D) + record.Finish());
+  dir.Write("x.psl", spell::HeaderRecord({}) + spell::Structure(0x1D) +
+                         spell::StatisticsOfDisks(0x1D, spell::kNewYear, 1, disk));
   const ProgramResult result = Dump(dir.Path("x.psl"), {"--wide"});
   EXPECT_EQ(result.status, 0) << result.err;
   // (2^31 - 1) * 256 operations of 2^32 - 1 each, in 1/1024 per second
@@ -103,9 +102,8 @@ TEST(PsltoolDump, OlderRevisionsHaveNoVolumeRate) {
   spell::SetU32(disk, 28, 77);
   spell::SetU32(disk, 96, 12000);
   spell::SetU32(disk, 104, 99);
-  spell::Sections record("STA", 0, spell::kNewYear, 80);
-  record.Add(40, 96, 1, disk);
-  dir.Write("x.psl", spell::HeaderRecord(header) + spell::Structure(0x12) + record.Finish());
+  dir.Write("x.psl", spell::HeaderRecord(header) + spell::Structure(0x12) +
+                         spell::StatisticsOfDisks(0x12, spell::kNewYear, 1, disk));
   const json entry = json::parse(Dump(dir.Path("x.psl"), {"--format", "ndjson"}).out);
   EXPECT_EQ(entry.count("g1_kvolume_per_s"), 0U);
   EXPECT_EQ(entry["g1_ops_per_s"], 10);
@@ -120,18 +118,17 @@ TEST(PsltoolDump, IdleEntriesHaveRatesOfZeroAndSoHaveTheirExtremes) {
   TempDir dir;
   Bytes disk = CompactDisk();
   spell::SetU8(disk, 13, 0x01);  // ratio present
-  const auto entry = [&](uint8_t revision, size_t mask_at, uint32_t slot, size_t head) {
+  const auto entry = [&](uint8_t revision, size_t mask_at) {
     spell::Header header;
     header.revision = revision;
     header.bitmaps = {{mask_at, 0xFFFFFC00}};
-    spell::Sections record("STA", 0, spell::kNewYear, head);
-    record.Add(slot, 96, 1, disk);
     dir.Write("x.psl", spell::HeaderRecord(header) +
-                           spell::Structure(revision, {.logical_disks = 1}) + record.Finish());
+                           spell::Structure(revision, {.logical_disks = 1}) +
+                           spell::StatisticsOfDisks(revision, spell::kNewYear, 1, disk));
     return json::parse(
         Dump(dir.Path("x.psl"), {"--kind", "ld", "--key", "7", "--format", "ndjson"}).out);
   };
-  json idle = entry(0x1D, 64, 88, 256);
+  json idle = entry(0x1D, 64);
   for (const char* zero : {"g1_ops", "g1_ops_per_s", "g1_kvolume_per_s", "g1_ops_per_s_max",
                            "g5_ops_per_s_min", "g5_kvolume_per_s_max", "g1_kvolume_per_s_min",
                            "busy_pct", "busy_pct_max", "busy_pct_min"}) {
@@ -140,11 +137,11 @@ TEST(PsltoolDump, IdleEntriesHaveRatesOfZeroAndSoHaveTheirExtremes) {
   for (const char* none : {"g1_first_mean", "g1_max", "g1_second_mean"}) {
     EXPECT_TRUE(idle[none].is_null()) << none;
   }
-  json older = entry(0x12, 40, 40, 80);
+  json older = entry(0x12, 40);
   EXPECT_EQ(older["g1_ops_per_s_max"], 0);
   EXPECT_TRUE(older["g1_second_mean_max"].is_null());
   spell::SetU32(disk, 4, 0);  // an interval of no length has no rates
-  idle = entry(0x1D, 64, 88, 256);
+  idle = entry(0x1D, 64);
   for (const char* none : {"g1_ops_per_s", "g1_kvolume_per_s", "g1_kvolume_per_s_max"}) {
     EXPECT_TRUE(idle[none].is_null()) << none;
   }

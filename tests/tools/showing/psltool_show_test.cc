@@ -60,9 +60,7 @@ Bytes OtherEntry() {
 }
 
 Bytes Statistics(uint32_t time, const Bytes& entry) {
-  spell::Sections record("STA", 0, time, 256);
-  record.Add(88, 96, 2, OtherEntry() + entry);
-  return record.Finish();
+  return spell::StatisticsOfDisks(0x21, time, 2, OtherEntry() + entry);
 }
 
 Bytes Archive() {

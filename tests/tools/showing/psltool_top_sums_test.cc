@@ -33,9 +33,7 @@ TEST(PsltoolTopSums, IntervalsWithoutLengthCountAsInTheArchive) {
     return b;
   };
   const auto record = [&](uint32_t time, const spell::Bytes& entry) {
-    spell::Sections sections("STA", 0, time, 256);
-    sections.Add(88, 96, 1, entry);
-    return sections.Finish();
+    return spell::StatisticsOfDisks(0x1D, time, 1, entry);
   };
   spell::Header header;
   header.revision = 0x1D;
