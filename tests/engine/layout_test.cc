@@ -151,11 +151,11 @@ TEST_P(Layout, RankOrPoolByTheBasicInformationFrom0x19On) {
   const SectionRow* pool = Section(kPool);
   if (rank != nullptr) {
     EXPECT_EQ(rank->included, revision >= 0x19 ? Included::kWhenRanks : Included::kAlways);
-    EXPECT_EQ(ListAt(rank->slot)->carried, rank->included);
+    EXPECT_EQ(ListAt(rank->header_at)->included, rank->included);
   }
   if (pool != nullptr) {
     EXPECT_EQ(pool->included, revision >= 0x19 ? Included::kWhenPools : Included::kAlways);
-    EXPECT_EQ(ListAt(pool->slot)->carried, pool->included);
+    EXPECT_EQ(ListAt(pool->header_at)->included, pool->included);
   }
 }
 
