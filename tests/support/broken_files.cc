@@ -3,6 +3,7 @@
 
 #include <functional>
 
+#include "tests/support/record_builder.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/sample_records.h"
 
@@ -197,6 +198,15 @@ void AddSections(Maker& maker) {
             }));
 }
 
+// An optional item of concurrent copies.
+Bytes CopyItem(size_t elements) {
+  const revtest::Bytes element(std::vector<uint8_t>(16, 1));
+  return spell::TextOf(revtest::Item({.type = 16,
+                                      .flag = 0x80,
+                                      .interval = 60000,
+                                      .elements = std::vector<revtest::Bytes>(elements, element)}));
+}
+
 void AddItems(Maker& maker) {
   maker.Add("ItemBelowItsHead", "item-length", InStatistics([](Bytes& b) {
               SetU32(b, OffsetOf(b, kItems) + 8, 23);
@@ -226,18 +236,10 @@ void AddItems(Maker& maker) {
     b = WithLength(b);
     return at;
   };
-  maker.Add("MoreElementsThanConfigured", "item-count", InStatistics([&](Bytes& b) {
-              Bytes item = spell::OptionalItem(16, 60000, Bytes(32, '\1'));
-              SetU16(item, 18, 2);
-              return add_item(b, item) + 18;
-            }));
+  maker.Add("MoreElementsThanConfigured", "item-count",
+            InStatistics([&](Bytes& b) { return add_item(b, CopyItem(2)) + 18; }));
   maker.Add("ItemOfAKindThatIsNotConfigured", "item-unconfigured",
-            InStatistics(
-                [&](Bytes& b) {
-                  return add_item(b, spell::OptionalItem(16, 60000, Bytes(16, '\1'))) + 12;
-                },
-                false),
-            false);
+            InStatistics([&](Bytes& b) { return add_item(b, CopyItem(1)) + 12; }, false), false);
 }
 
 }  // namespace
