@@ -26,7 +26,7 @@ std::string Digest(std::string_view text) {
 }
 
 // What stands in the place of a mark of the template.
-std::string Content(std::string_view mark, const PagePieces& pieces) {
+std::string PieceOf(std::string_view mark, const PagePieces& pieces) {
   if (mark == "policy") {
     return fmt::format(
         "default-src 'none'; connect-src 'none'; script-src {}; style-src {}; base-uri 'none'; "
@@ -55,7 +55,7 @@ std::string PageText(const PagePieces& pieces) {
   for (size_t at = rest.find(kOpen); at != std::string_view::npos; at = rest.find(kOpen)) {
     const size_t end = rest.find(kClose, at);
     text += rest.substr(0, at);
-    text += Content(rest.substr(at + kOpen.size(), end - at - kOpen.size()), pieces);
+    text += PieceOf(rest.substr(at + kOpen.size(), end - at - kOpen.size()), pieces);
     rest.remove_prefix(end + kClose.size());
   }
   return text.append(rest);
