@@ -122,7 +122,7 @@ endif()
 # Report pages in a real browser; skipped where there is none. Under the sanitizers the programs are
 # asked the same by the suites of psltool.
 if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANITIZE)
-  foreach(name charts_are_dumps top_of_a_span hands hostile_names old_browsers
+  foreach(name charts_are_dumps top_of_a_span hands hostile_names old_browsers many_intervals
       days_of_23_and_25_hours gaps_and_broken_files)
     add_test(NAME ReportPage.${name}
       COMMAND "${Python3_EXECUTABLE}" -B

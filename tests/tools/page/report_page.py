@@ -8,131 +8,13 @@ import io
 import json
 import os
 import shutil
-import subprocess
 import sys
-import tempfile
 import traceback
 
 from browser import Browser, find_browser
+from page_files import OVERLAPS, Files, compare_charts, click, holds, quiet, same, state
 
 SKIPPED = 77
-
-
-class Files:
-    """Logs and archives in a directory of their own, and pages of them."""
-
-    def __init__(self, psltool, archiver):
-        self.psltool, self.archiver = psltool, archiver
-        self.directory = tempfile.mkdtemp(prefix="psltool-page.")
-
-    def path(self, *names):
-        """A path in the directory."""
-        return os.path.join(self.directory, *names)
-
-    def tool(self, *arguments, zone="UTC", status=0):
-        """What psltool prints."""
-        done = subprocess.run([self.psltool, *arguments], env=dict(os.environ, TZ=zone),
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
-        if done.returncode != status:
-            raise AssertionError(f"{arguments}: status {done.returncode}, {done.stderr.decode()}")
-        return done.stdout.decode()
-
-    def make(self, name, *options, zone="UTC"):
-        """Makes logs, and hour archives of them; the directories of both."""
-        logs, hours = self.path(name + "-logs"), self.path(name + "-hours")
-        self.tool("make", "--quiet", "-o", logs, *options, zone=zone)
-        os.mkdir(hours)
-        paths = [os.path.join(logs, each) for each in sorted(os.listdir(logs))]
-        subprocess.run([self.archiver, "-o", hours, *paths], env=dict(os.environ, TZ=zone),
-                       check=True, stdout=subprocess.DEVNULL)
-        return logs, hours
-
-    def report(self, name, *arguments, zone="UTC", status=0):
-        """The path of a page."""
-        page = self.path(name + ".html")
-        self.tool("report", *arguments, "-o", page, zone=zone, status=status)
-        return page
-
-    def dump(self, kind, key, *files):
-        """Rows of a dump: by stamp, the cells by column."""
-        rows = {}
-        for path in files:
-            text = self.tool("dump", path, "--kind", kind, "--key", key, "--utc", "--format", "csv")
-            for row in csv.DictReader(io.StringIO(text)):
-                rows[row["time"].replace(" ", "T").rstrip("Z")] = row
-        return rows
-
-
-def same(a, b, what):
-    """Fails unless both are the same."""
-    if a != b:
-        raise AssertionError(f"{what}: {a!r} is not {b!r}")
-
-
-def holds(condition, what):
-    """Fails unless it is so."""
-    if not condition:
-        raise AssertionError(what)
-
-
-def quiet(browser, page):
-    """Nothing was complained of, and nothing asked for but the page."""
-    same(browser.complaints(), [], "complaints")
-    # The pictures of the browser's own inputs are asked for, too.
-    asked = {each.split("#")[0] for each in browser.addresses() if not each.startswith("data:")}
-    same(asked - {"about:blank"}, {f"file://{page}"}, "addresses")
-
-
-def click(browser, selector):
-    """Clicks on an element, as a mouse does."""
-    x, y, wide, tall = browser.box(selector)
-    browser.mouse("mousePressed", x + wide / 2, y + tall / 2)
-    browser.mouse("mouseReleased", x + wide / 2, y + tall / 2)
-    browser.settle()
-
-
-def state(browser):
-    """The view, from the fragment."""
-    return dict(each.split("=") for each in browser.run("location.hash.slice(1)").split("&") if each)
-
-
-COLUMNS = {"ops": ("ops_per_s", "ops_per_s_max", "ops_per_s_min"),
-           "volume": ("kvolume_per_s", "kvolume_per_s_max", "kvolume_per_s_min"),
-           "mean": ("first_mean",), "max": ("max",), "second": ("second_mean",),
-           "busy": ("busy_pct", "busy_pct_max", "busy_pct_min"),
-           "first-ratio": ("first_pct",), "second-ratio": ("second_pct",),
-           "first-max": ("first_max",), "second-max": ("second_max",),
-           "first-rate": ("first_rate",), "second-rate": ("second_rate",), "value": ("value",)}
-
-
-def compare_charts(browser, files, kind, key, rows):
-    """Holds every chart of the open resource against the rows of a dump; how many values."""
-    charts = browser.run("[...document.querySelectorAll('#detail figure.chart')]"
-                         ".map((f) => [f.chartName, f.csv()])")
-    holds(charts, f"{kind} {key} has no charts")
-    count = 0
-    for name, text in charts:
-        measure = name.rsplit("/", 1)[1]
-        group = measure[:3] if measure[0] == "g" and measure[2] == "_" else ""
-        columns = list(COLUMNS[measure[len(group):]])
-        table = list(csv.reader(io.StringIO(text)))
-        banded = len(table[0]) > 5 and "smallest" in table[0][5]
-        two_lines = len(table[0]) == 6 and not banded
-        if two_lines:
-            columns = ["first_mean", "max"]
-        elif len(columns) == 3 and banded:
-            columns = [columns[0], columns[2], columns[1]]
-        holds(len(table) - 1 == len(rows), f"{name}: {len(table) - 1} rows, not {len(rows)}")
-        for (time, row), cells in zip(sorted(rows.items()), table[1:]):
-            for column, cell in zip(columns, cells[4:]):
-                dumped = row.get(group + column, "")
-                # A record of a log is its own extreme.
-                if dumped == "" and column.endswith(("_max", "_min")) and cells[3] == "log":
-                    dumped = row[group + columns[0]]
-                holds((dumped == "" and cell == "") or float(dumped or "nan") == float(cell or "nan"),
-                      f"{name} {column} at {time}: {cell!r}, dumped {dumped!r}")
-                count += 1
-    return count
 
 
 def test_charts_are_dumps(files, arguments):
@@ -156,7 +38,7 @@ def test_charts_are_dumps(files, arguments):
             for key in keys[:2]:
                 click(browser, f"#top tr[data-key='{key}'] th button")
                 rows = files.dump(kind, key, *paths)
-                count += compare_charts(browser, files, kind, key, rows)
+                count += compare_charts(browser, kind, key, rows)
             info[kind] = len(keys)
         holds(len([each for each in info.values() if each]) >= 12, f"kinds with charts: {info}")
         holds(count > 20000, f"only {count} values were compared")
@@ -183,8 +65,34 @@ def test_top_of_a_span(files, arguments):
             same([each[0] for each in shown], [each["key"] for each in expected], "order")
             for each, other in zip(shown, expected):
                 holds(abs(float(each[1]) / other["ops_per_s"] - 1) < 1e-12, f"{each} {other}")
+            compare_quantiles(browser, files, hours, shown[0][0], (begin, end))
             quiet(browser, page)
     del arguments
+
+
+def compare_quantiles(browser, files, hours, key, span):
+    """Holds peak, median and 95th percentile of a row against the values of a dump."""
+    paths = sorted(os.path.join(hours, each) for each in os.listdir(hours))
+    text = "".join(files.tool("dump", path, "--kind", "ld", "--key", key, "--format", "csv", "--utc",
+                              "--from", f"@{span[0]}", "--to", f"@{span[1] - 1}", status=None)
+                   for path in paths)
+    rows = [row for row in csv.reader(io.StringIO(text)) if row]
+    at = {name: i for i, name in enumerate(rows[0])}
+    rows = [row for row in rows if row[0] != rows[0][0]]
+    pairs = sorted((float(row[at["g1_ops_per_s"]]), int(row[at["interval_ms"]])) for row in rows)
+
+    def quantile(share):
+        total, so_far = sum(weight for _, weight in pairs), 0
+        for value, weight in pairs:
+            so_far += weight
+            if so_far >= share * total:
+                return value
+        return None
+
+    peak = max(float(row[at["g1_ops_per_s_max"]]) for row in rows)
+    cells = browser.run(f"[...document.querySelectorAll('#top tr[data-key=\\'{key}\\'] td[data-exact]')]"
+                        ".slice(-3).map((cell) => Number(cell.dataset.exact))")
+    same(cells, [peak, quantile(0.5), quantile(0.95)], f"peak, median and 95 % of ld {key}")
 
 
 def test_hands(files, arguments):
@@ -237,6 +145,14 @@ def use_charts(browser):
     holds("from" in state(browser), "going back leads to the span before")
     browser.run("document.querySelector('#spans button').click()")
     browser.settle()
+    browser.run("for (const [id, text] of [['from', '2024-03-07T06:00'], ['to', '2024-03-07T18:00']]) {"
+                "const e = document.getElementById(id); e.value = text;"
+                "e.dispatchEvent(new Event('change')); }")
+    browser.settle()
+    same(state(browser), {"from": "1709791200", "to": "1709834400"}, "a span that was typed")
+    same(browser.run("document.querySelector('#figures strong').textContent"), "12", "its intervals")
+    browser.run("document.querySelector('#spans button').click()")
+    browser.settle()
 
 
 def use_controls(browser, page):
@@ -249,9 +165,15 @@ def use_controls(browser, page):
     holds(keys and all(each.startswith("1") for each in keys), f"found: {keys}")
     title = browser.run("document.querySelector('#totals h4').textContent")
     holds(f"{len(keys)} logical disks found" in title, f"totals follow the search: {title}")
-    # The sum of those found is that of their own values.
-    sums = browser.run("document.querySelector('#totals figure').csv()").splitlines()[1:]
-    holds(all(row.split(",")[4] for row in sums), "sums of those found")
+    # The sum of those found is that of their own values, in the chart and in the figures.
+    sums = [float(row.split(",")[4]) for row in
+            browser.run("document.querySelector('#totals figure').csv()").splitlines()[1:]]
+    own = browser.run("[...document.querySelectorAll('#top td.own')].map((e) => +e.dataset.exact)")
+    holds(abs(sum(sums) / len(sums) / sum(own) - 1) < 1e-9, f"sum of those found: {own}")
+    figure = browser.run("+[...document.querySelectorAll('.figure')].find((e) => "
+                         "e.textContent.startsWith('operations per second')).dataset.exact")
+    holds(abs(figure / sum(own) - 1) < 1e-9, f"figure of those found: {figure}")
+    holds("found by" in browser.run("document.getElementById('heat-title').textContent"), "heat map")
     click(browser, f"#top tr[data-key='{keys[1]}'] th button")
     holds(browser.run("document.querySelectorAll('#detail figure').length") > 5, "charts")
     click(browser, "#detail figure .tools button[aria-expanded]")
@@ -294,17 +216,11 @@ def use_sizes(browser, arguments):
                 browser.screenshot(os.path.join(arguments.pictures, name), whole=True)
     same(len(colours), 2, f"colours of the two themes: {colours}")
     browser.size(1280, 900)
+    browser.run("window.shades = []; new MutationObserver(() => window.shades.push("
+                "document.documentElement.dataset.shade)).observe(document.documentElement, "
+                "{ attributes: true })")
     holds(browser.pdf().startswith(b"%PDF"), "printed")
-
-
-# Labels of an axis that cover each other.
-OVERLAPS = """[...document.querySelectorAll('.plot')].flatMap((plot) => ['x', 'y'].flatMap((axis) => {
-  const boxes = [...plot.querySelectorAll('.dygraph-axis-label-' + axis)].map((e) => {
-    const range = document.createRange(); range.selectNodeContents(e);
-    return [range.getBoundingClientRect(), e.textContent]; });
-  return boxes.flatMap(([a, text], i) => boxes.slice(i + 1).filter(([b]) => a.left < b.right &&
-    b.left < a.right && a.top < b.bottom && b.top < a.bottom).map(([b, other]) => text + '/' + other));
-}))"""
+    same(browser.run("window.shades"), ["light", "dark"], "themes while it was printed")
 
 
 def test_hostile_names(files, arguments):
@@ -391,6 +307,25 @@ def test_days_of_23_and_25_hours(files, arguments):
             begin = browser.run("document.querySelector('#totals figure').csv()").splitlines()[1]
             holds(begin.split(",")[0].endswith("+09:00"), begin)
             quiet(browser, page)
+    del arguments
+
+
+def test_many_intervals(files, arguments):
+    """Charts of more intervals than they can draw keep the extremes, and their numbers are exact."""
+    logs, _ = files.make("many", "--name", "osaka", "--start", "2024-03-07", "--days", "2",
+                         "--interval", "60", "--none", "--ld", "1")
+    page = files.report("many", logs)
+    with Browser() as browser:
+        browser.open(page, "#open=0")
+        browser.settle()
+        axis = browser.run("document.querySelector('#detail .axis').textContent")
+        holds("steps of 2 intervals" in axis, axis)
+        paths = sorted(os.path.join(logs, each) for each in os.listdir(logs))
+        holds(compare_charts(browser, "ld", "0", files.dump("ld", "0", *paths)) > 20000, "values")
+        click(browser, "#spans button:nth-child(2)")
+        axis = browser.run("document.querySelector('#detail .axis').textContent")
+        holds("steps" not in axis, f"a day has room: {axis}")
+        quiet(browser, page)
     del arguments
 
 

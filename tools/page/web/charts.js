@@ -21,28 +21,59 @@ function valueTicks(low, high, most) {
   return ticks;
 }
 
-// Rows for the library: a value holds from the begin of its interval to its end, gaps stay empty.
-function chartRows(array, lines, banded) {
-  const none = banded ? [null, null, null] : null;
-  const cell = (line, i) => {
-    const value = line.value[i];
-    if (Number.isNaN(value)) return none;
-    if (!banded) return value;
-    const least = line.least ? line.least[i] : NaN;
-    const most = line.most ? line.most[i] : NaN;
-    return [Number.isNaN(least) ? value : least, value, Number.isNaN(most) ? value : most];
-  };
-  const rows = [];
-  for (let i = 0; i < array.count; ++i) {
-    const begin = array.begin[i] * 1000;
-    rows.push([begin, ...lines.map((line) => cell(line, i))]);
-    const open = i + 1 === array.count || array.begin[i + 1] > array.end[i];
-    if (!open) continue;
-    const end = array.end[i] * 1000;
-    if (end > begin) rows.push([end, ...lines.map((line) => cell(line, i))]);
-    rows.push([Math.max(end, begin) + 1, ...lines.map(() => none)]);
+// Charts draw at most so many steps; of more intervals some share one, with the band of all of them.
+const MOST_STEPS = 1500;
+
+// Intervals [i, behind) of a line as one: [smallest, value, largest].
+function stepOf(line, array, i, behind) {
+  if (behind === i + 1 && Number.isNaN(line.value[i])) return null;
+  let sum = 0;
+  let weights = 0;
+  let low = NaN;
+  let high = NaN;
+  for (let k = i; k < behind; ++k) {
+    const value = line.value[k];
+    if (Number.isNaN(value)) continue;
+    const weight = Math.max(1, array.end[k] - array.begin[k]);
+    sum += value * weight;
+    weights += weight;
+    const least = line.least && !Number.isNaN(line.least[k]) ? line.least[k] : value;
+    const most = line.most && !Number.isNaN(line.most[k]) ? line.most[k] : value;
+    if (!(low <= least)) low = least;
+    if (!(high >= most)) high = most;
   }
-  return rows;
+  if (weights === 0) return null;
+  const own = behind === i + 1 ? line.value[i] : sum / weights;
+  return [low, line.measure.about.together === "largest" ? high : own, high];
+}
+
+// Rows for the library: a value holds from the begin of its interval to its end, gaps stay empty.
+function chartRows(chart) {
+  const { array, lines, banded } = chart;
+  let [first, behind] = [0, array.count];
+  if (array.count > MOST_STEPS) [first, behind] = intervalsIn(array, span());
+  chart.stride = Math.max(1, Math.ceil((behind - first) / MOST_STEPS));
+  const cells = (i, next) => lines.map((line) => {
+    const step = stepOf(line, array, i, next);
+    if (banded) return step || [null, null, null];
+    return step && step[1];
+  });
+  const nothing = lines.map(() => (banded ? [null, null, null] : null));
+  const rows = [];
+  for (let i = first; i < behind;) {
+    let next = i + 1;
+    while (next < behind && next - i < chart.stride && array.begin[next] <= array.end[next - 1]) ++next;
+    const values = cells(i, next);
+    const begin = array.begin[i] * 1000;
+    const end = array.end[next - 1] * 1000;
+    rows.push([begin, ...values]);
+    if (next === array.count || array.begin[next] > array.end[next - 1] || next === behind) {
+      if (end > begin) rows.push([end, ...values]);
+      rows.push([Math.max(end, begin) + 1, ...nothing]);
+    }
+    i = next;
+  }
+  return rows.length ? rows : [[windowOf(array)[0], ...nothing]];
 }
 
 function windowOf(array) {
@@ -122,7 +153,7 @@ function drawChart(chart) {
   chart.drawnFor = zone + document.documentElement.dataset.shade;
   const unit = unitText(lines[0].measure);
   plot.dataset.unit = unit;
-  chart.graph = new Dygraph(plot, chartRows(array, lines, chart.banded), {
+  chart.graph = new Dygraph(plot, chartRows(chart), {
     labels: ["time", ...lines.map((line, i) => `line ${i + 1}`)],
     series: lines.length > 1 ? { "line 2": { axis: "y2" } } : {},
     customBars: chart.banded,
@@ -137,8 +168,10 @@ function drawChart(chart) {
     axisLabelFontSize: 12,
     highlightCircleSize: 3,
     axes: {
+      // The last label would stand where those of the right axis begin.
       x: { ticker: (a, b, pixels) => timeTicks(a / 1000, b / 1000, pixels / 75, zone)
-        .map((tick) => ({ v: tick.moment * 1000, label: tick.label })) },
+        .map((tick) => ({ v: tick.moment * 1000, label: tick.label }))
+        .filter((tick) => lines.length === 1 || (b - tick.v) / (b - a) * pixels > 24) },
       y: valueAxis(),
       y2: { ...valueAxis(), drawGrid: false },
     },
@@ -164,7 +197,8 @@ function describeChart(chart) {
   chart.plot.setAttribute("aria-label", `Chart of ${chart.title}. ${chartSummary(chart)}. ` +
     "Arrow keys move through the intervals, plus and minus zoom, the zero key shows all.");
   chart.figure.querySelector(".axis").textContent =
-    `${unitText(chart.lines[0].measure)} over time, ${zoneText(state.zone, from / 1000)}`;
+    `${unitText(chart.lines[0].measure)} over time, ${zoneText(state.zone, from / 1000)}` +
+    (chart.stride > 1 ? `; drawn in steps of ${chart.stride} intervals` : "");
 }
 
 // Draws what is new, moves what is there to the span.
@@ -174,7 +208,8 @@ function refreshCharts() {
     if (!chart.graph || !chart.plot.isConnected || chart.drawnFor !== state.zone + shade) {
       drawChart(chart);
     } else {
-      chart.graph.updateOptions({ dateWindow: windowOf(chart.array) });
+      const file = chart.array.count > MOST_STEPS ? { file: chartRows(chart) } : {};
+      chart.graph.updateOptions({ dateWindow: windowOf(chart.array), ...file });
       describeChart(chart);
     }
     if (chart.refreshTable) chart.refreshTable();
@@ -202,13 +237,14 @@ function rowOf(chart, i) {
   const graph = chart.graph;
   let low = 0;
   let high = graph.numRows();
+  // The step that begins with the interval, or the one that holds it.
   const x = chart.array.begin[i] * 1000;
   while (low < high) {
     const middle = (low + high) >> 1;
-    if (graph.getValue(middle, 0) < x) low = middle + 1;
+    if (graph.getValue(middle, 0) <= x) low = middle + 1;
     else high = middle;
   }
-  return low;
+  return Math.max(0, low - 1);
 }
 
 // Dragging chooses a span, with the shift key it moves it; a double click shows all.

@@ -31,20 +31,27 @@ function isLargestOf(kind, measure) {
   return kind.measures.some((m) => largestOf(kind, m) === measure);
 }
 
+// A measure of a resource over the steps by which it is ranked; null: the page has none.
+async function roughSeriesOf(kind, resource, measure) {
+  const rank = await rankOf(kind, measure);
+  if (!rank) return null;
+  const steps = rank.grid.begin.length;
+  const numbers = (of) => Float64Array.from({ length: steps }, (_, step) => of(resource, step));
+  return { value: numbers(rank.value), most: measure.rank.most ? numbers(rank.most) : null, least: null,
+    begin: rank.grid.begin, end: rank.grid.end };
+}
+
 // Of a resource that is not told in full: what ranks it.
 async function roughCharts(kind, resource, key) {
   const charts = [];
   for (const measure of kind.measures) {
-    const rank = await rankOf(kind, measure);
-    if (!rank) continue;
-    const steps = rank.grid.begin.length;
-    const numbers = (of) => Float64Array.from({ length: steps }, (_, step) => of(resource, step));
-    const array = stepArray(kind.array, rank.grid);
+    const series = await roughSeriesOf(kind, resource, measure);
+    if (!series) continue;
+    const array = stepArray(kind.array, series);
     charts.push(makeChart({ array, name: `rough/${kind.word}/${key}/${measure.id}`,
       title: `${measureTitle(kind, measure)} (≈, in steps of time)`, meaning: measure.about.meaning,
       bandText: "up to the largest single interval",
-      lines: [{ label: measure.about.title, value: numbers(rank.value),
-        most: measure.rank.most ? numbers(rank.most) : null, least: null, measure }] }));
+      lines: [{ label: measure.about.title, ...series, measure }] }));
   }
   return charts;
 }
@@ -95,7 +102,7 @@ async function fillDetail() {
     make("h2", { tabindex: "-1", id: "detail-title" }, `${kind.word} ${state.open}${name ? " " + name : ""} of ` +
       currentArray().name),
     make("p", { class: "meaning" }, kind.meaning),
-    make("div", { class: "tools" }, close, detail ? map : null),
+    make("div", { class: "tools" }, close, map),
     ...(charts.length ? [] : [make("p", {}, "Its entries count nothing that can be drawn.")]),
     make("div", { class: "charts" }, ...charts));
   if (detail) place.append(otherColumns(kind, detail) || "");

@@ -101,7 +101,7 @@ async function sumOfSearched(kind, measure, found) {
 
 function addUp(series, count, about) {
   const all = { value: new Float64Array(count).fill(NaN), most: new Float64Array(count).fill(NaN),
-    least: new Float64Array(count).fill(NaN) };
+    least: new Float64Array(count).fill(NaN), weight: new Float64Array(count) };
   for (let i = 0; i < count; ++i) {
     const there = series.filter((each) => !Number.isNaN(each.value[i]));
     if (there.length === 0) continue;
@@ -113,6 +113,7 @@ function addUp(series, count, about) {
       continue;
     }
     const weights = there.reduce((sum, each) => sum + each.weight[i], 0);
+    all.weight[i] = weights;
     all.value[i] = about.together === "largest" ? Math.max(...there.map((each) => each.value[i]))
       : there.reduce((sum, each) => sum + each.value[i] * each.weight[i], 0) / weights;
     all.most[i] = Math.max(...there.map((each) => end(each, "most")));
@@ -183,32 +184,51 @@ async function fillFigures(kind, found) {
   const [first, behind] = intervalsIn(kind.array, span());
   const figures = [["intervals", String(behind - first), "records of the span"],
     ["resources", found ? `${found.length} of ${kind.count}` : String(kind.count), kind.title]];
-  if (!found) {
-    const totals = await totalsOf(kind);
-    if (kind.groups >= state.group) {
-      let operations = 0;
-      for (let i = first; i < behind; ++i) operations += totals.operations[state.group - 1][i];
-      figures.push(["operations", shortText(operations), groupText(kind, state.group), String(operations)]);
-    }
-    for (const measure of kind.measures.filter((m) => m.g === 0 || m.g === state.group).slice(0, 5)) {
-      figures.push(figureOf(kind, measure, totals, first, behind));
-    }
+  const operations = await operationsOf(kind, found, first, behind);
+  if (operations !== null) {
+    figures.push(["operations", shortText(operations), groupText(kind, state.group), exactText(operations)]);
+  }
+  for (const measure of kind.measures.filter((m) => m.g === 0 || m.g === state.group).slice(0, 5)) {
+    const figure = await figureOf(kind, measure, found);
+    if (figure) figures.push(figure);
   }
   at("figures").replaceChildren(...figures.map(([title, value, note, exact]) =>
     make("div", { class: "figure", "data-exact": exact }, make("span", { class: "what" }, title),
       make("strong", {}, value), make("span", { class: "note" }, note))));
 }
 
-function figureOf(kind, measure, totals, first, behind) {
-  const series = { value: totals.value.get(measure.id), most: totals.most.get(measure.id),
-    least: totals.least.get(measure.id), weight: totalWeights(kind, measure, totals) };
-  const s = statisticsOf(series, first, behind, measure.about);
+// Operations of the group in the span; null: the page cannot tell.
+async function operationsOf(kind, found, first, behind) {
+  if (kind.groups < state.group) return null;
+  const { operations } = await (found ? sumsOf(kind) : totalsOf(kind));
+  const own = operations[state.group - 1];
+  if (!found) return own.subarray(first, behind).reduce((sum, each) => sum + each, 0);
+  if (isWhole(span())) return found.reduce((sum, resource) => sum + (own[resource] || 0), 0);
+  if (found.length > 40 || found.some((resource) => !kind.inFull.has(resource))) return null;
+  let all = 0;
+  for (const resource of found) {
+    const column = (await detailOf(kind, resource)).get(`g${state.group}_ops`);
+    for (let i = first; i < behind; ++i) all += column[i] || 0;
+  }
+  return all;
+}
+
+async function figureOf(kind, measure, found) {
+  const series = await togetherOf(kind, measure, found);
+  if (!series) return null;
+  const array = series.begin ? stepArray(kind.array, series) : kind.array;
+  const [first, behind] = intervalsIn(array, span());
+  const own = series.weight && measure.about.byOps ? series.weight : lengthsOf(array);
+  const weight = found ? own : totalWeights(kind, measure, await totalsOf(kind));
+  const s = statisticsOf({ ...series, weight }, first, behind, measure.about);
   const unit = measure.about.unit;
-  return [measure.about.title, `${numberText(s.mean)}${unit ? " " + unit : ""}`,
+  return [measure.about.title, `${series.rough ? "≈ " : ""}${numberText(s.mean)}${unit ? " " + unit : ""}`,
     measure.about.together === "largest" ? "largest of the span"
       : `largest of an interval ${numberText(Math.max(...valuesIn(series.value, first, behind)))}`,
     exactText(s.mean)];
 }
+
+const lengthsOf = (array) => array.begin.map((begin, i) => array.end[i] - begin);
 
 function valuesIn(numbers, first, behind) {
   return [-Infinity, ...Array.from(numbers.subarray(first, behind)).filter((each) => !Number.isNaN(each))];
@@ -216,5 +236,5 @@ function valuesIn(numbers, first, behind) {
 
 function totalWeights(kind, measure, totals) {
   if (measure.about.byOps && measure.g) return totals.operations[measure.g - 1];
-  return kind.array.begin.map((begin, i) => kind.array.end[i] - begin);
+  return lengthsOf(kind.array);
 }

@@ -10,18 +10,18 @@ async function heatSeries() {
   if (!measure) return null;
   const open = state.heat === "open" ? openResource() : null;
   if (open) {
+    const label = `${kind.word} ${state.open}`;
     const series = await seriesOf(kind, open.resource, measure);
-    if (series) return { ...series, label: `${kind.word} ${state.open}`, measure };
+    if (series) return { ...series, label, measure };
+    const rough = await roughSeriesOf(kind, open.resource, measure);
+    return rough && { ...rough, label: `${label} (≈, in steps of time)`, measure };
   }
-  const totals = await totalsOf(kind);
-  return {
-    value: totals.value.get(measure.id),
-    most: totals.most.get(measure.id),
-    begin: kind.array.begin,
-    end: kind.array.end,
-    label: `all ${kind.title}`,
-    measure,
-  };
+  const found = searched(kind);
+  const series = await togetherOf(kind, measure, found);
+  if (!series) return null;
+  const label = found ? `${found.length} ${kind.title} found by “${state.find}”` : `all ${kind.title}`;
+  return { begin: kind.array.begin, end: kind.array.end, ...series, measure,
+    label: series.rough ? `${label} (≈, in steps of time)` : label };
 }
 
 // Cells by day and hour of the zone. Of an hour that clocks show twice there are two, side by side.
@@ -77,7 +77,7 @@ function mix(share) {
 async function fillHeat() {
   const series = await heatSeries();
   const place = at("heat-map");
-  if (!series) return place.replaceChildren(make("p", {}, "Nothing of this kind is counted."));
+  if (!series) return place.replaceChildren(make("p", {}, "The page has no numbers of this."));
   heatCells = cellsOf(series);
   const title = `${measureTitle(currentKind(), series.measure)} of ${series.label}`;
   at("heat-title").textContent = title;

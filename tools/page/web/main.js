@@ -61,6 +61,7 @@ function listenToControls() {
     takeFragment(location.hash);
     tell();
   });
+  listenToPrinter();
   let resized = null;
   window.addEventListener("resize", () => {
     clearTimeout(resized);
@@ -72,6 +73,20 @@ function listenToControls() {
 function redraw() {
   for (const chart of shownCharts) chart.drawnFor = "";
   tell();
+}
+
+// Paper is light, whatever the screen is.
+function listenToPrinter() {
+  let before = null;
+  const turn = (shade) => {
+    document.documentElement.dataset.shade = shade;
+    refreshCharts();
+  };
+  window.addEventListener("beforeprint", () => {
+    before = document.documentElement.dataset.shade;
+    turn("light");
+  });
+  window.addEventListener("afterprint", () => before && turn(before));
 }
 
 function savedShade() {

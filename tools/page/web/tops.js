@@ -91,9 +91,9 @@ function topHead(kind, measure) {
   const heads = headMeasures(kind).map((other) => cell(
     `${other.about.title}, ${unitText(other)}`, other === measure && state.by !== "peak",
     () => change({ measure: other.about.name, by: "mean", rows: 20 }), other.about.meaning));
-  return make("tr", {}, cell(""), cell(kind.title), ...heads,
+  return make("tr", {}, cell(""), cell(kind.title), cell(`${measure.about.title} over time`), ...heads,
     cell("peak", state.by === "peak", () => change({ by: "peak" }), `Largest single interval of ${measure.about.title}`),
-    cell("median"), cell("95 %"), cell(`${measure.about.title} over time`));
+    cell("median"), cell("95 %"));
 }
 
 function topRow(kind, measure, row, rank) {
@@ -118,11 +118,11 @@ function topRow(kind, measure, row, rank) {
     make("td", {}, String(rank)),
     make("th", { scope: "row" }, make("button", { type: "button", class: "link", "aria-expanded":
       String(state.open === key), onclick: open }, name ? `${key} ${name}` : key)),
+    make("td", { class: "curve-cell" }, curveOf(row)),
     ...cells,
     make("td", { "data-exact": exactText(row.peak) }, roughText(row, numberText(row.peak, digits))),
     make("td", { "data-exact": exactText(row.median) }, numberText(row.median, digits)),
-    make("td", { "data-exact": exactText(row.p95) }, numberText(row.p95, digits)),
-    make("td", { class: "curve-cell" }, curveOf(row)));
+    make("td", { "data-exact": exactText(row.p95) }, numberText(row.p95, digits)));
 }
 
 async function fillTop() {
