@@ -105,6 +105,12 @@ class Browser:
         text, self.pending = self.pending.split(b"\0", 1)
         return json.loads(text)
 
+    def allow(self, permission):
+        """Gives pages a permission, as a reader would."""
+        session, self.session = self.session, None
+        self.call("Browser.grantPermissions", permissions=[permission])
+        self.session = session
+
     def size(self, wide, tall, scale=1):
         """Makes the page's window as large as this."""
         self.call("Emulation.setDeviceMetricsOverride", width=wide, height=tall,

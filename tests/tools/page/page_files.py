@@ -30,10 +30,13 @@ class Files:
         logs, hours = self.path(name + "-logs"), self.path(name + "-hours")
         self.tool("make", "--quiet", "-o", logs, *options, zone=zone)
         os.mkdir(hours)
-        paths = [os.path.join(logs, each) for each in sorted(os.listdir(logs))]
-        subprocess.run([self.archiver, "-o", hours, *paths], env=dict(os.environ, TZ=zone),
-                       check=True, stdout=subprocess.DEVNULL)
+        self.archive(hours, *[os.path.join(logs, each) for each in sorted(os.listdir(logs))], zone=zone)
         return logs, hours
+
+    def archive(self, directory, *paths, zone="UTC"):
+        """Puts archives of logs or archives into a directory."""
+        subprocess.run([self.archiver, "-o", directory, *paths], env=dict(os.environ, TZ=zone),
+                       check=True, stdout=subprocess.DEVNULL)
 
     def report(self, name, *arguments, zone="UTC", status=0):
         """The path of a page."""
