@@ -88,8 +88,8 @@ int Report(Options& options) {
   const int status = StatusOf(GatherSums(what, progress, page));
   const DumpCount count = CountOf(page);
   if (!HasWhatWasAsked("report", options.choice, what, count)) return std::max(status, kExitFailed);
-  if (count.records == 0) {
-    static_cast<void>(Fail("report", "the files hold no statistics records; no page is made"));
+  if (count.entries == 0) {
+    static_cast<void>(Fail("report", "the files hold nothing to show; no page is made"));
     return std::max(status, kExitFailed);
   }
   const double bytes = static_cast<double>(options.size) * kMegabyte;

@@ -73,6 +73,7 @@ class Packer {
 
   PagePieces Pack() {
     Json json = {{"version", 1}, {"measures", MeasuresJson()}};
+    json["columns"] = Json::array();
     for (const PageColumn& each : page_.columns) {
       json["columns"].push_back({{"name", each.name}, {"group", each.group}});
     }

@@ -122,6 +122,18 @@ def test_gaps_and_broken_files(files, arguments):
         holds("1 gap," in text and "1 of 2 files broken" in text, text)
         holds("2024-03-07 23:45 to 2024-03-09 00:00 (24.3 hours)" in text, f"the missing day: {text}")
         quiet(browser, page)
+    # A file of which nothing can be read, first in the order of arrays, beside a sound one.
+    with open(files.path("20240307aaa.psl"), "wb") as file:
+        file.write(b"nothing")
+    page = files.report("beside", files.path("20240307aaa.psl"), os.path.join(logs, names[0]), status=1)
+    with Browser() as browser:
+        browser.open(page)
+        text = browser.run("document.getElementById('arrays').textContent")
+        holds("Nothing could be read" in text, text)
+        same(browser.run("document.querySelectorAll('#top tr[data-key]').length"), 4, "disks")
+        quiet(browser, page)
+    files.tool("report", files.path("20240307aaa.psl"), "-o", files.path("none.html"), status=1)
+    holds(not os.path.exists(files.path("none.html")), "a page of nothing")
     del arguments
 
 

@@ -34,6 +34,9 @@ function measureOf(kind, name, group) {
     kind.measures.find((m) => m.g === 0 || m.g === group) || kind.measures[0];
 }
 
+// An array of which something can be shown.
+const hasContent = (array) => array.count > 0 && array.kinds.length > 0;
+
 const LEVEL_WORDS = ["log", "hour archive", "day archive", "step of time"];
 
 // "lazily", once: a property that is a promise of what `make` reads.

@@ -16,11 +16,12 @@ function arrayCard(array, number) {
   const chosen = number === state.array;
   const broken = array.files.filter((file) => file.trouble);
   const name = array.name === "-" ? "files whose names tell no array" : array.name;
-  const card = make("article", { class: chosen ? "card chosen" : "card" },
-    make("h3", {}, make("button", { type: "button", class: "link", "aria-pressed": String(chosen),
-      onclick: () => change({ array: number, open: "", find: "" }) }, name)));
-  if (array.count === 0) {
-    card.append(make("p", {}, "No records could be read."));
+  // One of which there is nothing to show is told of, and not looked at.
+  const title = hasContent(array) ? make("button", { type: "button", class: "link", "aria-pressed": String(chosen),
+    onclick: () => change({ array: number, open: "", find: "" }) }, name) : name;
+  const card = make("article", { class: chosen ? "card chosen" : "card" }, make("h3", {}, title));
+  if (!hasContent(array)) {
+    card.append(make("p", {}, "Nothing could be read."));
   } else {
     const gaps = gapsOf(array);
     const lost = gaps.reduce((sum, [from, to]) => sum + to - from, 0);

@@ -130,8 +130,6 @@ async function start() {
   const names = page.arrays.map((array) => array.name).join(", ");
   document.title = `Performance of ${names}`;
   at("title").textContent = `Performance of ${names}`;
-  // An array of which nothing could be read is told of, and not looked at.
-  if (currentArray().count === 0) state.array = Math.max(0, page.arrays.findIndex((each) => each.count > 0));
   at("content").hidden = false;
   listeners.push(fillControls, fillArrays, fillTotals, fillTop, fillDetail, fillHeat, fillWords, fillNotes,
     refreshCharts);

@@ -55,7 +55,8 @@ function takeFragment(text) {
     else taken[name] = value;
   }
   const array = page.arrays.findIndex((each) => each.name === fields.get("array"));
-  taken.array = array < 0 ? 0 : array;
+  const usual = page.arrays.findIndex(hasContent);
+  taken.array = array < 0 || !hasContent(page.arrays[array]) ? usual : array;
   if (taken.from !== null && taken.to !== null && taken.from >= taken.to) taken.from = taken.to = null;
   Object.assign(state, taken);
 }
