@@ -27,6 +27,7 @@
 #include "logdir/unread.h"
 #include "platform/QelCM.h"
 #include "platform/process.h"
+#include "platform/version.h"
 #include "pmonb/PMONBshareTxt.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
@@ -37,7 +38,6 @@ char iopath[1024];
 
 namespace {
 
-constexpr char kVersionLine[] = "Qelprfarc   Version 7.4.003\n";
 constexpr uint32_t kDetLongPath = 0x0301000C;
 constexpr char kRemoveFile = '<';  // operation code of pmonSubFileOperation
 constexpr int kRemoved = 1;
@@ -203,7 +203,7 @@ void EndRun() {
 
 int RunArchiver(int argc, char** argv) {
   if (argc == 2 && strcmp(argv[1], "-ver") == 0) {
-    fputs(kVersionLine, stdout);
+    printf("Qelprfarc   Version %s\n", kVersion);
     return 0;
   }
   IgnoreSizeLimitSignal();
