@@ -5,9 +5,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 #include "areas/finfo.h"
@@ -59,21 +62,23 @@ void TakeUserFile(Parser& parser) {
   close(fd);
 }
 
+constexpr const char* kModeWords[] = {"svr", "user", "arrayupdate"};
+
 void ParseMode(Parser& parser) {
   parser.mask |= kRunMode;
   arcdelinfo.mode = kModeNone;
   const char* word = TakeValue(parser);
-  if (Is(word, "svr")) {
+  if (Is(word, kModeWords[0])) {
     arcdelinfo.mode = kModeSvr;
     arcdelinfo.shmid = TakeNumber(parser);
     if (parser.next < parser.count && Is(parser.arguments[parser.next], "-force")) {
       arcdelinfo.force_flg = 1;
       ++parser.next;
     }
-  } else if (Is(word, "user")) {
+  } else if (Is(word, kModeWords[1])) {
     arcdelinfo.mode = kModeUser;
     TakeUserFile(parser);
-  } else if (Is(word, "arrayupdate")) {
+  } else if (Is(word, kModeWords[2])) {
     arcdelinfo.mode = kModeArrayUpdate;
     arcdelinfo.shmid = TakeNumber(parser);
   } else {
@@ -103,51 +108,117 @@ void ParseAuto2(Parser& parser) {
   Usage();
 }
 
+void TakeLevel(Parser& parser, char level) {
+  parser.mask |= kRunManual;
+  parser.time_text = TakeValue(parser);
+  finfo.level = level;
+  finfo.optclass |= kOptDirectory;
+}
+
+// An option and what it does to the run. Without the latter it is none by itself: "-force" belongs
+// to the value of "-mode", "-ver" is the only argument or wrong.
+struct OptionRow {
+  OptionText said;
+  void (*take)(Parser& parser);
+};
+
+using Value = OptionText::Value;
+using Use = OptionText::Use;
+
+constexpr OptionRow kOptions[] = {
+    {{"-v", "", Value::kNone, Use::kManual,
+      "Print \"input --> output\" for every input of a finished archive."},
+     [](Parser& parser) {
+       parser.mask |= kRunManual;
+       OptVerbose = 1;
+     }},
+    {{"-o", "path", Value::kDirectory, Use::kManual,
+      "Directory for the archives (default: the current one)."},
+     [](Parser& parser) {
+       parser.mask |= kRunManual;
+       finfo.path = TakePath(parser);
+       finfo.optclass |= kOptFile;
+     }},
+    {{"-d", "", Value::kNone, Use::kManual, "Make day archives."},
+     [](Parser& parser) {
+       parser.mask |= kRunManual;
+       finfo.level = 'D';
+       finfo.optclass |= kOptFile;
+     }},
+    {{"-p", "path", Value::kDirectory, Use::kManual,
+      "Directory of the inputs and of the archives; excludes the options of runs over named "
+      "files."},
+     [](Parser& parser) {
+       parser.mask |= kRunManual;
+       finfo.path = TakePath(parser);
+       finfo.optclass |= kOptDirectory;
+     }},
+    {{"-hour", "time", Value::kTime, Use::kManual, "With -p: hour archives of this time span."},
+     [](Parser& parser) { TakeLevel(parser, 'H'); }},
+    {{"-day", "time", Value::kTime, Use::kManual, "With -p: day archives of this time span."},
+     [](Parser& parser) { TakeLevel(parser, 'D'); }},
+    {{"-ext", "", Value::kNone, Use::kManual,
+      "Messages go to the trace file instead of standard error."},
+     [](Parser&) {
+       arcdelinfo.ext_flg = 1;
+       finfo.optclass |= kOptFile;
+       SetTraceFile();
+     }},
+    {{"-out", "path", Value::kFile, Use::kManual,
+      "The archive's own path, name included; only with -ext."},
+     [](Parser& parser) {
+       arcdelinfo.out_flg = 1;
+       finfo.outpath = TakePath(parser);
+       finfo.optclass |= kOptFile;
+     }},
+    {{"-noperiod", "", Value::kNone, Use::kManual,
+      "Keep the inputs in the order given and put them into one day archive, whatever their month "
+      "or "
+      "array; pass over day archives among them; only with -ext."},
+     [](Parser&) {
+       arcdelinfo.noperiod_flg = 1;
+       finfo.optclass |= kOptFile;
+     }},
+    {{"-daypsanoerr", "", Value::kNone, Use::kManual,
+      "Accepted, without effect of its own; only with -ext."},
+     [](Parser&) {
+       arcdelinfo.daypsanoerr_flg = 1;
+       finfo.optclass |= kOptFile;
+     }},
+    {{"-ver", "", Value::kNone, Use::kManual, "Print the version; the only argument."}, nullptr},
+    {{"-auto", "", Value::kNone, Use::kDaemon, "Automatic archiving; needs -mode."},
+     [](Parser& parser) {
+       parser.mask |= kRunAuto;
+       arcdelinfo.auto_flg = 1;
+     }},
+    {{"-auto2", "emb days count", Value::kNumbers, Use::kDaemon,
+      "Automatic pruning of PML files; needs -mode. Up to three numbers: 1 for an embedded system "
+      "volume, else 0; days to keep; how many of the oldest files to delete. For the last two 0 "
+      "means: not at all."},
+     ParseAuto2},
+    {{"-mode", "word value", Value::kMode, Use::kDaemon,
+      "svr or arrayupdate and the number of the daemon's shared-memory segment, from which the "
+      "configuration is read; user and a file is refused at run time."},
+     ParseMode},
+    {{"-force", "", Value::kNone, Use::kDaemon,
+      "Right after the number of -mode svr: archive even if the configuration says not to."},
+     nullptr},
+};
+
+constexpr size_t kOptionCount = std::size(kOptions);
+
+constexpr std::array<OptionText, kOptionCount> kOptionTexts = [] {
+  std::array<OptionText, kOptionCount> texts = {};
+  for (size_t i = 0; i < kOptionCount; ++i) texts[i] = kOptions[i].said;
+  return texts;
+}();
+
 void ParseOption(Parser& parser, const char* option) {
-  if (Is(option, "-o")) {
-    parser.mask |= kRunManual;
-    finfo.path = TakePath(parser);
-    finfo.optclass |= kOptFile;
-  } else if (Is(option, "-ext")) {
-    arcdelinfo.ext_flg = 1;
-    finfo.optclass |= kOptFile;
-    SetTraceFile();
-  } else if (Is(option, "-out")) {
-    arcdelinfo.out_flg = 1;
-    finfo.outpath = TakePath(parser);
-    finfo.optclass |= kOptFile;
-  } else if (Is(option, "-daypsanoerr")) {
-    arcdelinfo.daypsanoerr_flg = 1;
-    finfo.optclass |= kOptFile;
-  } else if (Is(option, "-noperiod")) {
-    arcdelinfo.noperiod_flg = 1;
-    finfo.optclass |= kOptFile;
-  } else if (Is(option, "-d")) {
-    parser.mask |= kRunManual;
-    finfo.level = 'D';
-    finfo.optclass |= kOptFile;
-  } else if (Is(option, "-p")) {
-    parser.mask |= kRunManual;
-    finfo.path = TakePath(parser);
-    finfo.optclass |= kOptDirectory;
-  } else if (Is(option, "-hour") || Is(option, "-day")) {
-    parser.mask |= kRunManual;
-    parser.time_text = TakeValue(parser);
-    finfo.level = Is(option, "-hour") ? 'H' : 'D';
-    finfo.optclass |= kOptDirectory;
-  } else if (Is(option, "-v")) {
-    parser.mask |= kRunManual;
-    OptVerbose = 1;
-  } else if (Is(option, "-auto")) {
-    parser.mask |= kRunAuto;
-    arcdelinfo.auto_flg = 1;
-  } else if (Is(option, "-auto2")) {
-    ParseAuto2(parser);
-  } else if (Is(option, "-mode")) {
-    ParseMode(parser);
-  } else {
-    RefuseArgument(option);
-  }
+  const auto row = std::find_if(
+      std::begin(kOptions), std::end(kOptions),
+      [option](const auto& each) { return each.take != nullptr && Is(option, each.said.name); });
+  if (row == std::end(kOptions)) RefuseArgument(option);
+  row->take(parser);
 }
 
 // A mask that mixes manual options with those of the daemon, or "-auto" with both.
@@ -166,6 +237,10 @@ void CheckCombination(int32_t mask) {
 }
 
 }  // namespace
+
+std::span<const OptionText> OptionTexts() { return kOptionTexts; }
+
+std::span<const char* const> ModeWords() { return kModeWords; }
 
 bool AllDigits(const char* text) {
   return text[0] != '\0' && strspn(text, "0123456789") == strlen(text);
