@@ -1,13 +1,10 @@
 # Released programs are hardened: a fault that a hostile log finds is to end the program, not to be of
 # use to anybody. qelprfarc_harden(<target>...) gives the settings to programs and to what they are
-# made of, qelprfarc_harden_links(<target>...) those of the linker only; the tests' own sources do
-# without. Not under sanitizers and without optimisation, which these settings need or disturb.
+# made of; the tests' own sources do without. Not under sanitizers and without optimisation, which these settings need or disturb.
 # tests/runs/hardening_test.cc looks at the built programs.
 include(CheckCXXCompilerFlag)
 
-add_library(qelprfarc_hardened_links INTERFACE)
 add_library(qelprfarc_hardening INTERFACE)
-target_link_libraries(qelprfarc_hardening INTERFACE qelprfarc_hardened_links)
 if(NOT QELPRFARC_SANITIZE AND NOT QELPRFARC_FUZZ AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   target_compile_options(qelprfarc_hardening INTERFACE
     -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fPIE)
@@ -15,18 +12,12 @@ if(NOT QELPRFARC_SANITIZE AND NOT QELPRFARC_FUZZ AND NOT CMAKE_BUILD_TYPE STREQU
   if(QELPRFARC_HAS_CF_PROTECTION)
     target_compile_options(qelprfarc_hardening INTERFACE -fcf-protection)
   endif()
-  target_link_options(qelprfarc_hardened_links INTERFACE
+  target_link_options(qelprfarc_hardening INTERFACE
     -pie -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 endif()
 
 function(qelprfarc_harden)
   foreach(target IN LISTS ARGN)
     target_link_libraries(${target} PRIVATE qelprfarc_hardening)
-  endforeach()
-endfunction()
-
-function(qelprfarc_harden_links)
-  foreach(target IN LISTS ARGN)
-    target_link_libraries(${target} PRIVATE qelprfarc_hardened_links)
   endforeach()
 endfunction()

@@ -44,7 +44,7 @@ TEST_P(Hardening, LinksAreReadOnlyAndTheStackHoldsNoCode) {
   EXPECT_THAT(Readelf("-d"), ContainsRegex("\\(FLAGS_1\\) .* NOW"));
 }
 
-// What is compiled so: the archiver, and the library that both programs share.
+// All of what is compiled into them.
 class HardenedCode : public Hardening {};
 
 TEST_P(HardenedCode, StacksAndBuffersAreGuarded) {
@@ -67,11 +67,13 @@ TEST_P(HardenedCode, FunctionsAreMarkedAsTargetsOfJumps) {
 }
 #endif
 
+std::string NameOf(const ::testing::TestParamInfo<const char*>& program) {
+  return program.index == 0 ? "Qelprfarc" : "psltool";
+}
+
 INSTANTIATE_TEST_SUITE_P(Programs, Hardening, ::testing::Values(QELPRFARC_PATH, PSLTOOL_PATH),
-                         [](const auto& program) {
-                           return std::string(program.index == 0 ? "Qelprfarc" : "psltool");
-                         });
-INSTANTIATE_TEST_SUITE_P(Archiver, HardenedCode, ::testing::Values(QELPRFARC_PATH),
-                         [](const auto&) { return std::string("Qelprfarc"); });
+                         NameOf);
+INSTANTIATE_TEST_SUITE_P(Programs, HardenedCode, ::testing::Values(QELPRFARC_PATH, PSLTOOL_PATH),
+                         NameOf);
 
 }  // namespace
