@@ -4,8 +4,10 @@
 #ifdef QELPRF_PAIR_KERNELS
 extern const FoldKernels kFoldKernelsPairs;
 #endif
-#ifdef QELPRF_VECTOR_KERNELS
+#ifdef QELPRF_AVX2_KERNELS
 extern const FoldKernels kFoldKernelsAvx2;
+#endif
+#ifdef QELPRF_AVX512_KERNELS
 extern const FoldKernels kFoldKernelsAvx512;
 #endif
 
@@ -16,11 +18,13 @@ struct Available {
 
   Available() {
     size_t n = 0;
-#ifdef QELPRF_VECTOR_KERNELS
+#ifdef QELPRF_AVX512_KERNELS
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw")) {
       list[n++] = &kFoldKernelsAvx512;
     }
+#endif
+#ifdef QELPRF_AVX2_KERNELS
     if (__builtin_cpu_supports("avx2")) list[n++] = &kFoldKernelsAvx2;
 #endif
 #ifdef QELPRF_PAIR_KERNELS
