@@ -13,10 +13,12 @@
 
 #include "platform/prefix.h"
 #include "tools/output/json.h"
+#include "tools/output/record_file.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/time_text.h"
 #include "tools/running/health.h"
+#include "tools/running/health_metrics.h"
 
 namespace psltool {
 
@@ -36,7 +38,9 @@ struct Options {
   int max_age = 26;  // hours
   int max_run = 6;   // hours
   int days = 7;
+  std::string out;
   bool json = false;
+  bool openmetrics = false;
   bool utc = false;
 };
 
@@ -106,6 +110,21 @@ void PrintText(TextOut& out, const HealthRequest& request, const Health& health,
   }
 }
 
+template <class Print>
+bool PrintTo(Print print) {
+  TextOut out(stdout);
+  return print(out) || Fail("standard output", "cannot be written");
+}
+
+// Whoever reads the file meets a whole one, the old or the new.
+template <class Print>
+bool WriteTo(const std::string& path, Print print) {
+  RecordFile file(path);
+  if (!file.Create()) return false;
+  TextOut out(file);
+  return print(out) && file.Finish();
+}
+
 int Report(const Options& options) {
   HealthRequest request{};
   Health health;
@@ -113,16 +132,17 @@ int Report(const Options& options) {
   if (!LookAtRuns(request, health) || !LookAtFiles(request, health)) return kUnknown;
   const bool healthy = std::none_of(health.findings.begin(), health.findings.end(),
                                     [](const HealthFinding& finding) { return finding.problem; });
-  TextOut out(stdout);
-  if (options.json) {
-    PrintJson(out, request, health, healthy);
-  } else {
-    PrintText(out, request, health, healthy);
-  }
-  if (!out.Flush()) {
-    static_cast<void>(Fail("standard output", "cannot be written"));
-    return kUnknown;
-  }
+  const auto print = [&](TextOut& out) {
+    if (options.openmetrics) {
+      PutHealthMetrics(out, health, healthy);
+    } else if (options.json) {
+      PrintJson(out, request, health, healthy);
+    } else {
+      PrintText(out, request, health, healthy);
+    }
+    return out.Flush();
+  };
+  if (!(options.out.empty() ? PrintTo(print) : WriteTo(options.out, print))) return kUnknown;
   return healthy ? kHealthy : kUnhealthy;
 }
 
@@ -139,14 +159,18 @@ void AddHealthCommand(Command& command, int& status) {
   auto* segment = command.AddOption("--segment", options->segment,
                                     "Number of the configuration segment of the runs");
   segment->Must(kNotNegative);
-  auto* root = command.AddOption("--root", options->root, "Root directory, without a segment");
+  auto* root = command.AddOption("--root", options->root, "Root directory, without a segment")
+                   ->StandsFor(Stands::kDirectory);
   auto* archive =
-      command.AddOption("--archive", options->archive, "Archive directory, without a segment");
+      command.AddOption("--archive", options->archive, "Archive directory, without a segment")
+          ->StandsFor(Stands::kDirectory);
   root->Excludes(segment);
   archive->Excludes(segment);
-  command.AddOption(
-      "--prefix", options->prefix,
-      fmt::format("Installation prefix, above etc/log and etc/trace (default {})", kInstallPrefix));
+  command
+      .AddOption("--prefix", options->prefix,
+                 fmt::format("Installation prefix, above etc/log and etc/trace (default {})",
+                             kInstallPrefix))
+      ->StandsFor(Stands::kDirectory);
   command
       .AddOption("--max-age", options->max_age,
                  "Hours since the last run that are still well (default 26)")
@@ -157,10 +181,16 @@ void AddHealthCommand(Command& command, int& status) {
       .AddOption("--days", options->days,
                  "How many days back a day without any data is a problem (default 7)")
       ->Must(Between(0, 3660));
-  command.AddOption("--now", options->now,
-                    "Judge as of this local time, like \"2024-03-04 06:00\"");
+  command
+      .AddOption("--now", options->now, "Judge as of this local time, like \"2024-03-04 06:00\"")
+      ->StandsFor(Stands::kTime);
   command.AddFlag("--utc", options->utc, "Print times in UTC instead of local time");
-  command.AddFlag("--json", options->json, "As JSON");
+  auto* json = command.AddFlag("--json", options->json, "As JSON");
+  command
+      .AddFlag("--openmetrics", options->openmetrics,
+               "As metrics, for the textfile collector of a node exporter")
+      ->Excludes(json);
+  command.AddOption("-o,--out", options->out, "File to write (default: standard output)");
   command.Does([options, &status] { status = Report(*options); });
 }
 

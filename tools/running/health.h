@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -36,6 +37,15 @@ struct ArchiveRun {
   int64_t start;
   pid_t pid;
   bool ended_well;
+  int64_t last_line;     // time of the last thing that the trace tells of it
+  uint64_t removed = 0;  // files, of all classes
+};
+
+// Files of one class in the directory of the logs and in that of the archives.
+struct StoredFiles {
+  const char* word;  // "log", "hour" or "day"
+  uint64_t files = 0;
+  uint64_t bytes = 0;
 };
 
 struct HealthRequest {
@@ -52,6 +62,8 @@ struct Health {
   std::vector<HealthFinding> findings;
   std::optional<ArchiveRun> last_run;  // the last one that is not running now
   std::optional<pid_t> running;        // holder of the lock
+  std::array<StoredFiles, 3> stored = {{{"log"}, {"hour"}, {"day"}}};
+  uint64_t archived = 0;  // archives that were written during the last run
 };
 
 // Each looks at one side and adds what it finds. False: something could not be read, reported.

@@ -33,6 +33,7 @@ constexpr size_t kShortestLog = 12;
 struct Head {
   bool opens = false;
   int64_t size = 0;
+  int64_t written = 0;  // when
   uint8_t revision = 0;
   char level = 0;
 };
@@ -70,6 +71,7 @@ Head ReadHead(const std::string& path) {
       fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && read(fd, bytes, sizeof bytes) >= 0;
   close(fd);
   head.size = status.st_size;
+  head.written = status.st_mtime;
   head.revision = bytes[3];
   head.level = static_cast<char>(bytes[12]);
   return head;
@@ -303,11 +305,27 @@ void JudgeGaps(const Directory& found, const Due& due, Health& health) {
   }
 }
 
+void CountStored(const Directory& found, Health& health) {
+  const auto add = [&health](size_t place, const StatFile& file) {
+    health.stored[place].files += 1;
+    health.stored[place].bytes += static_cast<uint64_t>(file.head.size);
+  };
+  for (const StatFile& file : found.logs) add(0, file);
+  for (const StatFile& file : found.archives) {
+    add(IsHourArchive(file) ? 1 : 2, file);
+    const auto& run = health.last_run;
+    if (run && file.head.written >= run->start && file.head.written <= run->last_line + 1) {
+      ++health.archived;
+    }
+  }
+}
+
 }  // namespace
 
 bool LookAtFiles(const HealthRequest& request, Health& health) {
   Directory found;
   if (!ReadDirectories(request.config.archive, found)) return false;
+  CountStored(found, health);
   const Due due = DueAt(health.last_run ? health.last_run->start : request.now, request);
   JudgeEmptyArchives(found, health);
   JudgeTemporaries(found, health);

@@ -28,8 +28,7 @@ constexpr char kTaskFailedIdentifier[] = "08320";
 
 // A run, and what else the trace tells of it.
 struct TracedRun : ArchiveRun {
-  int64_t last_line;  // time
-  std::string root;   // empty: not told
+  std::string root;  // empty: not told
 };
 
 struct TraceText {
@@ -130,7 +129,7 @@ void TakeTraceLine(const std::string& text, int64_t longest, std::vector<TracedR
   TraceText line;
   if (!ParseTraceLine(text, line)) return;
   if (IsStart(line)) {
-    runs.push_back({{line.time, line.pid, false}, line.time, ""});
+    runs.push_back({{line.time, line.pid, false, line.time}, ""});
     return;
   }
   // Process numbers come back: a line belongs to the last start, unless that is long ago.
@@ -140,6 +139,10 @@ void TakeTraceLine(const std::string& text, int64_t longest, std::vector<TracedR
   run->last_line = line.time;
   if (line.tag != kCommandTag) return;
   if (line.text == kTraceEnd) run->ended_well = true;
+  int removed = 0;  // of each of the two directories
+  if (sscanf(line.text.c_str(), "del done(%9d)", &removed) == 1 && removed > 0) {
+    run->removed += static_cast<uint64_t>(removed);
+  }
   if (line.text.starts_with(kTraceRoot)) run->root = line.text.substr(strlen(kTraceRoot));
 }
 
