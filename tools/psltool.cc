@@ -5,7 +5,7 @@
 #include <new>
 
 #include "tools/commands/command_line.h"
-#include "tools/commands/commands.h"
+#include "tools/commands/program.h"
 #include "tools/output/report.h"
 #include "tools/output/unfinished.h"
 
@@ -13,29 +13,8 @@ using namespace psltool;
 
 namespace {
 
-void AddCommands(Command& program, int& status) {
-  for (const CommandRow& row : Commands()) {
-    Command* command = program.AddCommand(row.name, row.summary)->Under(row.purpose);
-    command->Footer(row.help);
-    row.add(*command, status);
-  }
-}
-
-constexpr Program kPsltool = {
-    "psltool", "psltool     Version 7.4.003",
-    "psltool shows, proves, mends and makes logs (.psl) and archives (.psa) of the performance\n"
-    "monitor, and looks after automatic archiving.",
-    "Examples:\n"
-    "  psltool make --arrays 2 --days 3 -o logs\n"
-    "  psltool info logs\n"
-    "  psltool show logs/20240304array01.psl --kind ld --key 1\n"
-    "  psltool show --help\n\n"
-    "Exit status of all commands: 0 done, 1 findings or a broken file, 2 a file could not be\n"
-    "read or written, or the command line is wrong. COMMAND --help tells it in detail.",
-    AddCommands};
-
 int Run(int argc, char** argv) {
-  const int status = RunCommandLine(kPsltool, kExitRefused, argc, argv);
+  const int status = RunCommandLine(PsltoolProgram(), kExitRefused, argc, argv);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     // A command that noticed by itself has told.
     if (status == kExitDone) static_cast<void>(Fail("standard output", "cannot be written"));

@@ -6,9 +6,11 @@
 namespace psltool {
 
 Option* AddInputsArgument(Command& command, ArchiveInputs& made) {
-  return command.AddOption("inputs", made.inputs,
-                           "Logs, or hour archives, that it was made of; of a directory those that "
-                           "go into it");
+  return command
+      .AddOption(
+          "inputs", made.inputs,
+          "Logs, or hour archives, that it was made of; of a directory those that go into it")
+      ->StandsFor(Stands::kInput);
 }
 
 void AddMakingOptions(Command& command, ArchiveInputs& made) {

@@ -283,11 +283,15 @@ int Audit(const Options& options) {
 
 void AddAuditCommand(Command& command, int& status) {
   auto options = std::make_shared<Options>();
-  command.AddOption("--archive", options->made.archive, "Archive to be proved");
+  command.AddOption("--archive", options->made.archive, "Archive to be proved")
+      ->StandsFor(Stands::kInput);
   AddInputsArgument(command, options->made);
-  command.AddOption("--all", options->directory, "All archives of a directory");
-  command.AddOption("--logs", options->logs_directory,
-                    "Directory of the logs (default: that of --all)");
+  command.AddOption("--all", options->directory, "All archives of a directory")
+      ->StandsFor(Stands::kDirectory);
+  command
+      .AddOption("--logs", options->logs_directory,
+                 "Directory of the logs (default: that of --all)")
+      ->StandsFor(Stands::kDirectory);
   command
       .AddOption("--run", options->run,
                  "Whose rules join days: manual, automatic or either (default: what fits)")

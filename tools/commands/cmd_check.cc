@@ -235,7 +235,7 @@ int Check(const Options& options) {
 
 void AddCheckCommand(Command& command, int& status) {
   auto options = std::make_shared<Options>();
-  command.AddOption("files", options->paths, kFilesHelp)->Required();
+  command.AddOption("files", options->paths, kFilesHelp)->Required()->StandsFor(Stands::kInput);
   command.AddFlag("--strict", options->strict, "Warnings count for the exit status, too");
   command.AddFlag("--all", options->all,
                   "List every finding, not only the first 10 of a class in a file");

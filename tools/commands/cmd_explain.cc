@@ -81,18 +81,24 @@ int Explain(const Options& options) {
 
 void AddExplainCommand(Command& command, int& status) {
   auto options = std::make_shared<Options>();
-  command.AddOption("--archive", options->made.archive, "Archive")->Required();
+  command.AddOption("--archive", options->made.archive, "Archive")
+      ->Required()
+      ->StandsFor(Stands::kInput);
   AddInputsArgument(command, options->made)->Required();
   command.AddOption("-k,--kind", options->kind, "Kind of resource")
       ->Required()
       ->Must(OneOf(KindWords()));
   command.AddOption("--key", options->key, "A number, or key bytes with points between")
-      ->Required();
+      ->Required()
+      ->StandsFor(Stands::kText);
   command
       .AddOption("--at", options->at, "Time: of the record whose hour or day it is, or lies in it")
-      ->Required();
-  command.AddOption("--field", options->field,
-                    "One field, as `dump --format csv` names it (default: the main ones)");
+      ->Required()
+      ->StandsFor(Stands::kTime);
+  command
+      .AddOption("--field", options->field,
+                 "One field, as `dump --format csv` names it (default: the main ones)")
+      ->StandsFor(Stands::kText);
   command.AddOption("--group", options->group, "Counter group (default: 1)")->Must(kPositive);
   command.AddFlag("--all", options->all, "All fields of all counter groups");
   command.AddOption("--run", options->run, "Whose rules join days: manual (default) or automatic")

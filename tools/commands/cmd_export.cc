@@ -198,21 +198,25 @@ void AddExportCommand(Command& command, int& status) {
       .AddOption("--to", options->to,
                  "The last time, the day or minute as a whole; also the form, as with --format")
       ->Must(kNotEmpty)
-      ->OneEachTime();
+      ->OneEachTime()
+      ->StandsFor(Stands::kTime);
   command.AddOption("-o,--out", options->out,
                     "File to write (default: standard output; a database needs it)");
-  command.AddOption("--array", options->array,
-                    "Name of the array of files whose names do not tell it");
+  command
+      .AddOption("--array", options->array, "Name of the array of files whose names do not tell it")
+      ->StandsFor(Stands::kText);
   AddChoiceOptions(command, options->choice, false);
   command
       .AddOption("--metric", options->metrics,
                  "Metric, as in ops_rate, or of one counter group, g1_ops_rate (several times; "
                  "default all)")
-      ->OneEachTime();
+      ->OneEachTime()
+      ->StandsFor(Stands::kText);
   command
       .AddOption("--stat", options->statistics,
                  "Statistic: sum, mean, max, min, last or state (several times; default all)")
-      ->OneEachTime();
+      ->OneEachTime()
+      ->StandsFor(Stands::kText);
   AddLabelsOption(command, options->labels);
   command.Does([options, &status] { status = Export(*options); });
 }

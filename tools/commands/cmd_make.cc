@@ -173,6 +173,7 @@ void AddTimeOptions(Command& command, Options& options) {
   command
       .AddOption("--name", options.name,
                  "Array name; several arrays get 01, 02 behind it (default array01)")
+      ->StandsFor(Stands::kText)
       ->Under("What");
   command
       .AddOption("--revision", options.revision,
@@ -180,6 +181,7 @@ void AddTimeOptions(Command& command, Options& options) {
                              kFirstRevision, kLastRevision))
       ->Under("What");
   command.AddOption("--start", options.start, "First day (default 2024-03-04, a Monday)")
+      ->StandsFor(Stands::kTime)
       ->Under("What");
   command.AddOption("--days", plan.days, "How many days (default 1)")->Under("What");
   command.AddOption("--interval", plan.interval, "Seconds between records (default 300)")
@@ -196,6 +198,7 @@ void AddTimeOptions(Command& command, Options& options) {
   utc->Under("What");
   local->Under("What")->Excludes(utc);
   command.AddOption("-o,--out", plan.out, "Directory for the files, made if missing (default .)")
+      ->StandsFor(Stands::kDirectory)
       ->Under("What");
   command.AddFlag("-q,--quiet", plan.quiet, "Print nothing but errors")->Under("What");
 }

@@ -232,22 +232,31 @@ void AddPlanCommand(Command& command, int& status) {
   PlanRequest& request = options->request;
   auto* segment = command.AddOption("--segment", request.segment,
                                     "Number of the configuration segment, as the run gets it");
-  auto* root = command.AddOption("--root", request.config.root,
-                                 "Root directory, instead of a segment; the options below "
-                                 "stand for what the segment would say");
+  auto* root = command
+                   .AddOption("--root", request.config.root,
+                              "Root directory, instead of a segment; the options below "
+                              "stand for what the segment would say")
+                   ->StandsFor(Stands::kDirectory);
   segment->Excludes(root);
   // A segment has a say of its own in what these are about.
   const auto of_root = [segment](Option* option) { return option->Excludes(segment); };
   auto* archive =
-      of_root(command.AddOption("--archive", request.config.archive,
-                                "Directory of the logs (default: psl in the root directory)"));
-  of_root(
-      command.AddOption("--pml", request.config.pml,
-                        "Directory of the raw monitor logs (default: pml in the root directory)"));
-  of_root(command.AddOption("--keep-psl", options->keep[0],
-                            "How long logs are kept: 30d, 12m, 2y or none (default none)"));
-  of_root(command.AddOption("--keep-hour", options->keep[1], "How long hour archives are kept"));
-  of_root(command.AddOption("--keep-day", options->keep[2], "How long day archives are kept"));
+      of_root(command
+                  .AddOption("--archive", request.config.archive,
+                             "Directory of the logs (default: psl in the root directory)")
+                  ->StandsFor(Stands::kDirectory));
+  of_root(command
+              .AddOption("--pml", request.config.pml,
+                         "Directory of the raw monitor logs (default: pml in the root directory)")
+              ->StandsFor(Stands::kDirectory));
+  of_root(command
+              .AddOption("--keep-psl", options->keep[0],
+                         "How long logs are kept: 30d, 12m, 2y or none (default none)")
+              ->StandsFor(Stands::kText));
+  of_root(command.AddOption("--keep-hour", options->keep[1], "How long hour archives are kept")
+              ->StandsFor(Stands::kText));
+  of_root(command.AddOption("--keep-day", options->keep[2], "How long day archives are kept")
+              ->StandsFor(Stands::kText));
   of_root(command.AddOption("--archiving", options->archiving, "on, or off (default on)")
               ->Must(OneOf({"on", "off"})));
   of_root(command.AddOption("--capacity", request.config.capacity,
@@ -257,8 +266,10 @@ void AddPlanCommand(Command& command, int& status) {
   command.AddOption("--mode", options->mode, "svr or arrayupdate (default svr)")
       ->Must(OneOf({"svr", "arrayupdate"}));
   command.AddFlag("--force", request.force, "As -force: archive whatever the segment says");
-  command.AddOption("--at", options->at,
-                    "Plan for this local time, like '2024-04-01 00:30' (default: now)");
+  command
+      .AddOption("--at", options->at,
+                 "Plan for this local time, like '2024-04-01 00:30' (default: now)")
+      ->StandsFor(Stands::kTime);
   command.AddOption("--auto2", options->auto2, "Plan the pruning with these numbers")
       ->Takes(3)
       ->ValueName("EMB DAYS COUNT")

@@ -104,7 +104,8 @@ void AddSalvageCommand(Command& command, int& status) {
   auto options = std::make_shared<SalvageRequest>();
   command
       .AddOption("broken", options->broken, "The damaged log or archive, or a directory of them")
-      ->Required();
+      ->Required()
+      ->StandsFor(Stands::kInput);
   command
       .AddOption("-o,--out", options->good,
                  "The new file; of a directory, a directory that is there")
@@ -112,9 +113,11 @@ void AddSalvageCommand(Command& command, int& status) {
   command.AddFlag("--resync", options->resync, "Look for sound records behind what is broken");
   command.AddFlag("--keep-suspect", options->keep_suspect,
                   "Copy suspect records, too; they are told all the same");
-  command.AddOption("--structure", options->structure,
-                    "A sound file of another day: its structure record stands in for one that "
-                    "is lost");
+  command
+      .AddOption("--structure", options->structure,
+                 "A sound file of another day: its structure record stands in for one that "
+                 "is lost")
+      ->StandsFor(Stands::kInput);
   command.AddFlag("--force", options->force, "Replace the new file if it exists");
   command.Does([options, &status] { status = RunAll(*options); });
 }

@@ -113,9 +113,12 @@ int Run(const Options& options) {
 void AddSealCommand(Command& command, int& status) {
   auto options = std::make_shared<Options>();
   command.AddOption("directory", options->seal.directory, "Directory of the archives or logs")
-      ->Required();
-  command.AddOption("--renew", options->seal.renew,
-                    "Files whose present content is meant: their lines are replaced");
+      ->Required()
+      ->StandsFor(Stands::kDirectory);
+  command
+      .AddOption("--renew", options->seal.renew,
+                 "Files whose present content is meant: their lines are replaced")
+      ->StandsFor(Stands::kInput);
   command.AddFlag("--forget", options->seal.forget, "Drop the lines of files that are gone");
   command.AddFlag("--new", options->seal.only_new,
                   "Only add new files, do not read the sealed ones");

@@ -197,18 +197,22 @@ void AddMake(Command& command, const std::shared_ptr<Options>& options, int& sta
       "  psltool segment make --prepare --root /srv/monitor --archive /srv/monitor/psl \\\n"
       "    --keep-psl 30d --keep-hour 12m --keep-day 2y");
   make->AddOption("--root", options->config.root, "Root directory: lock, working directory")
-      ->Required();
+      ->Required()
+      ->StandsFor(Stands::kDirectory);
   make->AddOption("--archive", options->config.archive,
                   "Directory of the logs; the archives go to \"archive\" in it")
-      ->Required();
+      ->Required()
+      ->StandsFor(Stands::kDirectory);
   make->AddOption("--pml", options->config.pml,
-                  "Directory of the raw monitor logs (default: pml in the root directory)");
+                  "Directory of the raw monitor logs (default: pml in the root directory)")
+      ->StandsFor(Stands::kDirectory);
   const char* const kept[] = {"logs are", "hour archives are", "day archives are"};
   for (size_t i = 0; i < kKeepOptions.size(); ++i) {
     make->AddOption(kKeepOptions[i], options->keep[i],
                     fmt::format("How long {} kept: {}months like 12m, years like 2y, none = for "
                                 "ever (default none)",
-                                kept[i], i == 0 ? "days like 30d, " : ""));
+                                kept[i], i == 0 ? "days like 30d, " : ""))
+        ->StandsFor(Stands::kText);
   }
   make->AddOption("--archiving", options->archiving,
                   "on: make archives; off: only delete what has expired (default on)")

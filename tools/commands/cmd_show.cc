@@ -96,8 +96,10 @@ void AddShowCommand(Command& command, int& status) {
   AddFilesOption(command, options->files);
   command.AddOption("-k,--kind", options->kind, "Kind of the resource (default ld)")
       ->Must(OneOf(words));
-  command.AddOption("--key", options->choice.key,
-                    "Its key: a number, or key bytes with points between (default: the first)");
+  command
+      .AddOption("--key", options->choice.key,
+                 "Its key: a number, or key bytes with points between (default: the first)")
+      ->StandsFor(Stands::kText);
   command.AddOption("-g,--group", options->group, "Counter group, from 1 (default 1)");
   const Option* utc = AddSpanOptions(command, options->choice);
   command.AddFlag("--local", options->local, "Times in local time, as without it")->Excludes(utc);

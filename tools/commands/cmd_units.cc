@@ -197,15 +197,18 @@ int Work(Options& options, const std::vector<std::string>& names, bool quiet) {
 
 void AddCommonOptions(Command& command, const std::shared_ptr<Options>& options) {
   command.AddOption("directory", options->directory, "Directory of the logs (or hour archives)")
-      ->Required();
+      ->Required()
+      ->StandsFor(Stands::kDirectory);
   command
       .AddOption("--level", options->level,
                  "hour: hour archives from logs; day: day archives from hour archives "
                  "(default hour)")
       ->Must(OneOf({"hour", "day"}));
-  command.AddOption("-o,--output", options->output,
-                    "Directory of the archives (default: for hour \"archive\" in the directory, "
-                    "for day the directory itself)");
+  command
+      .AddOption("-o,--output", options->output,
+                 "Directory of the archives (default: for hour \"archive\" in the directory, "
+                 "for day the directory itself)")
+      ->StandsFor(Stands::kDirectory);
   command.AddOption("--archiver", options->request.archiver,
                     "The archiver (default: Qelprfarc beside psltool, else that in PATH)");
   command.AddFlag("--verify", options->request.place.verify,
@@ -235,7 +238,9 @@ void AddUnitCommand(Command& command, int& status) {
   auto names = std::make_shared<std::vector<std::string>>();
   auto quiet = std::make_shared<bool>(false);
   AddCommonOptions(command, options);
-  command.AddOption("name", *names, "Names of units: date digits and array")->Required();
+  command.AddOption("name", *names, "Names of units: date digits and array")
+      ->Required()
+      ->StandsFor(Stands::kText);
   command.AddFlag("--again", options->request.again, "Even if it is done");
   command.AddFlag("-q,--quiet", *quiet, "No text when all is well");
   command.Does([options, names, quiet, &status] { status = Work(*options, *names, *quiet); });

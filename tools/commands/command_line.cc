@@ -3,11 +3,13 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <limits>
 #include <optional>
 #include <utility>
 
+#include "tools/commands/command_facts.h"
 #include "tools/commands/nearest.h"
 #include "tools/output/shown.h"
 
@@ -111,6 +113,7 @@ Option* Option::Required() {
 }
 
 Option* Option::Must(const ValueRule& check) {
+  words_ = check.words;
   switch (check.form) {
     case ValueRule::Form::kOneOf:
       option_->check(CLI::IsMember(check.words));
@@ -161,6 +164,12 @@ Option* Option::OrFrom(const std::string& variable) {
 
 Option* Option::ValueName(const std::string& name) {
   option_->type_name(name);
+  value_name_ = name;
+  return this;
+}
+
+Option* Option::StandsFor(Stands what) {
+  stands_ = what;
   return this;
 }
 
@@ -205,6 +214,76 @@ template Option* Command::AddOption(const std::string&, std::vector<uint32_t>&, 
 Option* Command::AddFlag(const std::string& names, bool& value, const std::string& text) {
   options_.push_back(std::make_unique<Option>(app_->add_flag(names, value, text)));
   return options_.back().get();
+}
+
+// What commands and options keep of themselves.
+class Facts {
+ public:
+  static CommandFacts Of(const Command& command) {
+    const CLI::App& app = *command.app_;
+    CommandFacts facts = {
+        app.get_name(), app.get_group(), app.get_description(), app.get_footer(), {}, {}};
+    for (const auto& option : command.options_) facts.options.push_back(Of(*option));
+    for (const auto& below : command.commands_) facts.commands.push_back(Of(*below));
+    return facts;
+  }
+
+  static OptionFacts OfCommon(const CLI::Option& option) {
+    OptionFacts facts;
+    for (const std::string& name : option.get_snames()) facts.names.push_back("-" + name);
+    for (const std::string& name : option.get_lnames()) facts.names.push_back("--" + name);
+    facts.argument = option.get_positional() && facts.names.empty();
+    if (facts.argument) facts.names.push_back(option.get_name(true));
+    facts.text = option.get_description();
+    return facts;
+  }
+
+ private:
+  static OptionFacts Of(const Option& option) {
+    const CLI::Option& from = *option.option_;
+    OptionFacts facts = OfCommon(from);
+    facts.required = from.get_required();
+    facts.repeated = from.get_items_expected_max() >= CLI::detail::expected_max_vector_size;
+    if (from.get_items_expected_max() > 0) facts.value = ValueOf(option, facts.names.back());
+    facts.words = option.words_;
+    const bool number = from.get_type_name().find("INT") < 2;  // INT or UINT, then its rules
+    facts.stands = number || !option.value_name_.empty() ? Stands::kText : option.stands_;
+    facts.heading = from.get_group() == "Options" ? "" : from.get_group();
+    facts.variable = from.get_envname();
+    for (const CLI::Option* other : from.get_excludes()) {
+      facts.excludes.push_back(other->get_name(false, false));
+    }
+    std::sort(facts.excludes.begin(), facts.excludes.end());
+    return facts;
+  }
+
+  // What a manual page calls the value of an option.
+  static std::string ValueOf(const Option& option, const std::string& name) {
+    if (!option.value_name_.empty()) return option.value_name_;
+    if (option.words_.empty()) {
+      if (option.option_->get_type_name().find("INT") < 2) return "N";
+      if (option.stands_ == Stands::kDirectory) return "DIR";
+      if (option.stands_ == Stands::kTime) return "TIME";
+      if (option.stands_ == Stands::kPath || option.stands_ == Stands::kInput) return "FILE";
+    }
+    std::string value = name.substr(name.find_first_not_of('-'));
+    for (char& c : value) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return value;
+  }
+};
+
+CommandFacts FactsOf(const Program& program) {
+  int status = 0;
+  CLI::App app(program.summary);
+  app.name(program.name);
+  app.footer(program.help);
+  Command root(&app);
+  program.add(root, status);
+  AddVersion(app, program.version);
+  CommandFacts facts = Facts::Of(root);
+  for (const CLI::Option* option : app.get_options())
+    facts.options.push_back(Facts::OfCommon(*option));
+  return facts;
 }
 
 void Command::Footer(const std::string& text) { app_->footer(text); }

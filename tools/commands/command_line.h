@@ -35,6 +35,15 @@ extern const ValueRule kNotNegative;
 // A text of at least one character: an unset variable of a shell asks for nothing by it.
 extern const ValueRule kNotEmpty;
 
+// What the text of an option stands for, and so what a shell offers for it.
+enum class Stands {
+  kPath,       // a file, as far as nothing else is said
+  kDirectory,  // a directory
+  kInput,      // a log or an archive, or a directory of them
+  kTime,       // a time, as ReadTime takes it
+  kText,       // nothing that could be offered
+};
+
 // An option as added: each call narrows what is taken, and returns the option for the next.
 class Option {
  public:
@@ -54,11 +63,17 @@ class Option {
   Option* OrFrom(const std::string& variable);
   // What the help text calls its value.
   Option* ValueName(const std::string& name);
+  Option* StandsFor(Stands what);
   // How often it was given; known once the command line has been read.
   size_t count() const;
 
  private:
+  friend class Facts;
+
   CLI::Option* option_;
+  std::vector<std::string> words_;  // of the rule that asks for one of some
+  std::string value_name_;
+  Stands stands_ = Stands::kPath;
 };
 
 // A command of the program, or the program itself. Commands and options live as long as the
@@ -88,6 +103,8 @@ class Command {
   void First(std::function<int()> step);
 
  private:
+  friend class Facts;
+
   CLI::App* app_;
   std::vector<std::unique_ptr<Command>> commands_;
   std::vector<std::unique_ptr<Option>> options_;

@@ -192,8 +192,9 @@ constexpr CommandRow kCommands[] = {
      AddSegmentCommand},
     {kRun, "health", "Tell whether the last night of automatic archiving went well",
      "Exit status: 0 healthy, 1 not healthy, 2 not found out.\n\n"
-     "Example:\n"
-     "  psltool health --segment 7 --json",
+     "Examples:\n"
+     "  psltool health --segment 7 --json\n"
+     "  psltool health --segment 7 --openmetrics -o /var/lib/prometheus/qelprfarc.prom",
      AddHealthCommand},
     {kRun, "plan", "What the next automatic run would archive, skip and remove",
      "Nothing is changed: no lock is taken, no line is written to a trace or log. The rules are\n"

@@ -39,10 +39,12 @@ Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to) {
       .AddOption("--from", options.from,
                  "First time: 2024-03-04, \"2024-03-04 10:05\", 10:05, yesterday, -7d, \"last "
                  "week\" or @seconds")
-      ->Must(kNotEmpty);
+      ->Must(kNotEmpty)
+      ->StandsFor(Stands::kTime);
   if (with_to) {
     command.AddOption("--to", options.to, "Last time; a day, minute or week as a whole")
-        ->Must(kNotEmpty);
+        ->Must(kNotEmpty)
+        ->StandsFor(Stands::kTime);
   }
   return command.AddFlag("--utc", options.utc, "Times in UTC instead of local time");
 }
@@ -51,8 +53,10 @@ void AddChoiceOptions(Command& command, ChoiceOptions& options, bool with_to) {
   command.AddOption("-k,--kind", options.kinds, "Kind of resources (several times; default all)")
       ->Must(OneOf(KindWords()))
       ->OneEachTime();
-  command.AddOption("--key", options.key,
-                    "One resource of the kind: a number, or key bytes with points between");
+  command
+      .AddOption("--key", options.key,
+                 "One resource of the kind: a number, or key bytes with points between")
+      ->StandsFor(Stands::kText);
   AddSpanOptions(command, options, with_to);
 }
 

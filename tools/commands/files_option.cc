@@ -7,7 +7,7 @@
 namespace psltool {
 
 void AddFilesOption(Command& command, std::vector<std::string>& files) {
-  command.AddOption("files", files, kFilesHelp)->Required();
+  command.AddOption("files", files, kFilesHelp)->Required()->StandsFor(Stands::kInput);
   command.First([&files] {
     std::vector<std::string> found;
     if (!CollectFiles(files, found)) return kExitUnusable;

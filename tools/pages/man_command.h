@@ -1,0 +1,19 @@
+// Manual pages of psltool and its commands, and the list of options in that of the archiver.
+#pragma once
+
+#include <string>
+
+#include "tools/commands/command_facts.h"
+
+namespace psltool {
+
+// psltool(1).
+std::string ManOfProgram(const CommandFacts& program);
+
+// psltool-<command>(1), its own commands included.
+std::string ManOfCommand(const CommandFacts& program, const CommandFacts& command);
+
+// Entries of a list, for the options with this heading.
+std::string ManOfOptions(const CommandFacts& command, const std::string& heading);
+
+}  // namespace psltool

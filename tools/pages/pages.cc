@@ -1,0 +1,108 @@
+// All pages by path: see the header.
+#include "tools/pages/pages.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "platform/version.h"
+#include "tools/pages/completion.h"
+#include "tools/pages/docs_command.h"
+#include "tools/pages/man_command.h"
+#include "tools/pages/man_markdown.h"
+#include "tools/pages/programs.h"
+#include "tools/pages/roff.h"
+
+namespace psltool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kFormatSeeAlso[] =
+    ".SH SEE ALSO\n.BR Qelprfarc (1),\n.BR psltool (1),\n.BR psltool\\-dump (1),\n"
+    ".BR psltool\\-check (1),\n.BR qelprfarc (7)\n";
+
+std::string TextOf(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string text{std::istreambuf_iterator<char>(file), {}};
+  if (!file.is_open() || file.bad() || text.empty()) {
+    throw std::runtime_error(path.string() + " cannot be read");
+  }
+  return text;
+}
+
+void Replace(std::string& text, const std::string& mark, const std::string& by) {
+  for (size_t at = 0; (at = text.find(mark, at)) != std::string::npos; at += by.size()) {
+    text.replace(at, mark.size(), by);
+  }
+}
+
+// What people wrote, with what the program knows in the places for it.
+void AddWritten(const fs::path& folder, const Installed& installed, Pages& pages) {
+  const CommandFacts archiver = ArchiverFacts();
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    const std::string name = entry.path().stem();  // of "Qelprfarc.1.in"
+    if (entry.path().extension() != ".in") continue;
+    std::string text = TextOf(entry.path());
+    Replace(text, "@DATE@", ReleaseDate());
+    Replace(text, "@VERSION@", kVersion);
+    Replace(text, "@SYSCONFDIR@", installed.settings);
+    Replace(text, "@DOCDIR@", installed.docs);
+    Replace(text, "@MANUAL_OPTIONS@\n", ManOfOptions(archiver, ""));
+    Replace(text, "@DAEMON_OPTIONS@\n", ManOfOptions(archiver, "Automatic runs"));
+    pages["man/man" + name.substr(name.rfind('.') + 1) + "/" + name] = text;
+  }
+}
+
+// The page of docs/psltool/ that has a section of this name, as a link from docs/commands/.
+std::string SectionOf(const fs::path& folder, const std::string& command) {
+  if (!fs::is_directory(folder)) return "";
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    if (entry.path().extension() != ".md") continue;
+    if (TextOf(entry.path()).find("\n## " + command + "\n") != std::string::npos) {
+      return "../psltool/" + entry.path().filename().string() + "#" + command;
+    }
+  }
+  return "";
+}
+
+}  // namespace
+
+Pages InstalledPages(const std::string& source, const Installed& installed) {
+  const Completed psltool = {PsltoolFacts(), {"today", "yesterday", "now", "-1d", "-7d", "-1m"}};
+  const Completed archiver = {ArchiverFacts(), {"0d", "1d", "7d", "1m", "1y"}};
+  Pages pages;
+  pages["man/man1/psltool.1"] = ManOfProgram(psltool.program);
+  for (const CommandFacts& command : psltool.program.commands) {
+    pages["man/man1/psltool-" + command.name + ".1"] = ManOfCommand(psltool.program, command);
+  }
+  pages["man/man5/psl.5"] =
+      ManOfMarkdown({"psl", "5", "File Formats", "performance statistics logs and archives"},
+                    TextOf(fs::path(source) / "docs/format.md"), kFormatSeeAlso);
+  AddWritten(fs::path(source) / "packaging/man", installed, pages);
+  for (const Completed* program : {&psltool, &archiver}) {
+    const std::string& name = program->program.name;
+    pages["completion/bash/" + name] = BashCompletion(*program);
+    pages["completion/zsh/_" + name] = ZshCompletion(*program);
+    pages["completion/fish/" + name + ".fish"] = FishCompletion(*program);
+  }
+  for (auto& [name, text] : pages) {
+    if (name.starts_with("man/")) text = Tidied(text);
+  }
+  return pages;
+}
+
+Pages DocsPages(const std::string& source) {
+  const CommandFacts program = PsltoolFacts();
+  Pages pages;
+  pages["docs/commands/README.md"] = DocsOfProgram(program);
+  for (const CommandFacts& command : program.commands) {
+    pages["docs/commands/" + command.name + ".md"] =
+        DocsOfCommand(program, command, SectionOf(fs::path(source) / "docs/psltool", command.name));
+  }
+  return pages;
+}
+
+}  // namespace psltool
