@@ -32,7 +32,7 @@ add_executable(qelprfarc_tests ${test_sources})
 target_link_libraries(qelprfarc_tests PRIVATE qelprfarc_prefix_test qelprfarc_named qelprfarc_core
   GTest::gmock GTest::gmock_main)
 if(TARGET psltool_core)
-  target_link_libraries(qelprfarc_tests PRIVATE psltool_core)
+  target_link_libraries(qelprfarc_tests PRIVATE qelprfarc_pages_core psltool_core)
 endif()
 # Tests are many and run once: they are compiled quickly, what they test as in the product.
 target_compile_options(qelprfarc_tests PRIVATE -O1 -g1)
@@ -132,3 +132,15 @@ if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANIT
       LABELS "browser" TIMEOUT 300 SKIP_RETURN_CODE 77)
   endforeach()
 endif()
+
+# The Debian package through its life in a bare root, and the engine's tests on other systems.
+foreach(pair IN ITEMS "Package:QELPRFARC_TRY_PACKAGE:try-package"
+    "Elsewhere:QELPRFARC_BUILD_ELSEWHERE:build-elsewhere")
+  string(REPLACE ":" ";" pair "${pair}")
+  list(GET pair 0 name)
+  list(GET pair 1 variable)
+  list(GET pair 2 script)
+  add_test(NAME Long${name} COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tests/asked_for.sh" ${variable}
+    "${CMAKE_CURRENT_SOURCE_DIR}/scripts/${script}")
+  set_tests_properties(Long${name} PROPERTIES LABELS long TIMEOUT 7200 SKIP_RETURN_CODE 77)
+endforeach()

@@ -65,7 +65,7 @@ def _exists(word, names, folders):
 
 def dead_names(every, root):
     """Files and folders in backticks that are not there."""
-    names = set(files_of(root))
+    names = {name.removesuffix(".in") for name in files_of(root)}  # of ".in" the file of that name is made
     folders = {str(folder) for name in names for folder in Path(name).parents if str(folder) != "."}
     tops = {name.split("/")[0] for name in folders}
     for page in every:
