@@ -22,8 +22,8 @@ std::string Prose(std::string_view text);
 // Lines as they stand, in a block of their own.
 std::string Block(const std::vector<std::string>& lines);
 
-// A whole page as checkers want it: no paragraph begins where there is one already, lines of text are
-// broken.
+// A whole page as checkers want it: no paragraph begins where there is one already, lines of text
+// are broken.
 std::string Tidied(const std::string& page);
 
 // The head of a page: ".TH" with the date of the release and the version.
