@@ -2,6 +2,7 @@
 
 let heatCells = [];
 let heatAt = null;
+let shownHeat = null;  // what drawHeat was called with
 
 // The series that the map shows: of all resources or of the one that is open.
 async function heatSeries() {
@@ -82,7 +83,8 @@ async function fillHeat() {
   const title = `${measureTitle(currentKind(), series.measure)} of ${series.label}`;
   at("heat-title").textContent = title;
   at("heat-meaning").textContent = series.measure.about.meaning;
-  drawHeat(series, place, title);
+  shownHeat = [series, place, title];
+  drawHeat(...shownHeat);
 }
 
 function drawHeat(series, place, title) {
@@ -156,6 +158,7 @@ function drawHeatAxes(pen, { first, days, left, top, tall, wide }) {
   const every = Math.ceil(54 / wide);
   for (let day = 0; day < days; day += every) {
     const date = new Date((first + day) * DAY * 1000);
+    if ((days - day) * wide < 40) break;
     const text = wide >= 74 ? `${WEEKDAYS[date.getUTCDay()]} ` : "";
     pen.fillText(`${text}${date.getUTCDate()} ${MONTHS[date.getUTCMonth()]}`, left + day * wide,
       top + 24 * tall + 14);

@@ -80,6 +80,8 @@ function listenToPrinter() {
   let before = null;
   const turn = (shade) => {
     document.documentElement.dataset.shade = shade;
+    fillArrays();
+    if (shownHeat) drawHeat(...shownHeat);
     refreshCharts();
   };
   window.addEventListener("beforeprint", () => {
