@@ -302,6 +302,17 @@ int fstat(int fd, struct stat* status) noexcept {
   return static_cast<int>(syscall(SYS_newfstatat, fd, "", status, AT_EMPTY_PATH));
 }
 
+// What hardened programs call in the place of some of these.
+int __open_2(const char* path, int flags) { return open(path, flags); }
+ssize_t __read_chk(int fd, void* buffer, size_t size, size_t room) {
+  if (size > room) abort();
+  return read(fd, buffer, size);
+}
+ssize_t __pread_chk(int fd, void* buffer, size_t size, off_t offset, size_t room) {
+  if (size > room) abort();
+  return pread(fd, buffer, size, offset);
+}
+
 DIR* opendir(const char* path) {
   static auto* const next = Next<DIR*(const char*)>("opendir");
   if (Fails("opendir", path)) return nullptr;
