@@ -20,6 +20,7 @@
 #include "archiver/workdir.h"
 #include "areas/finfo.h"
 #include "engine/QelprfarcMain.h"
+#include "engine/names.h"
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "logdir/pmonlogdir.h"
@@ -94,7 +95,6 @@ bool PrepareDaemonRun() {
 
 // Temporary archives found at the start belong to runs that were interrupted.
 void ReportInterruptedArchives() {
-  constexpr char kTemporary[] = ".psa_tmp";
   const char* directory = ArchiveSubdirectory();
   DIR* stream = opendir(directory);
   if (stream == nullptr) return;
@@ -102,9 +102,8 @@ void ReportInterruptedArchives() {
   const Listing listing = ListForRun(directory);
   for (const auto* names : {&listing.names, &listing.oversized}) {
     for (const std::string& name : *names) {
-      const size_t position = name.rfind(kTemporary);
-      if (position == std::string::npos) continue;
-      LogMessage(112, name.substr(0, position + strlen(".psa")).c_str());
+      if (!IsTemporaryName(name)) continue;
+      LogMessage(112, std::string(ArchiveOfTemporary(name)).c_str());
     }
   }
 }
@@ -222,12 +221,11 @@ void CheckInputFile() {
   const char* first = TargetList[0];
   for (int32_t i = 0; i < Ntarget; ++i) {
     const char* name = TargetList[i];
-    const char* extension = strrchr(name, '.');
-    if (!HasExtension(name, ".psl") && !HasExtension(name, ".psa")) {
+    if (!IsLogName(name) && !IsArchiveName(name)) {
       LogMessage(101, name);
       EndProcess(1);
     }
-    if (!HasExtension(first, extension)) {
+    if (IsLogName(first) != IsLogName(name)) {
       LogMessage(105, nullptr);
       EndProcess(1);
     }

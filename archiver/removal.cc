@@ -9,8 +9,10 @@
 #include <ctime>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "engine/names.h"
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "logdir/limits.h"
@@ -35,9 +37,12 @@ struct Listed {
 std::vector<Listed> delete_list;
 bool left_unread = false;  // a file could not be looked at, and this is where it was told
 
-bool Contains(const char* name, const char* part) { return strstr(name, part) != nullptr; }
+bool Contains(std::string_view name, std::string_view part) {
+  return name.find(part) != std::string_view::npos;
+}
 
-bool IsTemporary(const char* name) { return Contains(name, ".psa_tmp"); }
+// The digits of the date that tells when a file of the level (1 hour, 2 day archive) expires.
+size_t DigitsOf(int level) { return level == 2 ? kMonthDigits : kDayDigits; }
 
 // True when the last second of `date`'s day converts and lies before `limit`.
 bool DayEndsBefore(struct tm date, int64_t limit) {
@@ -58,8 +63,7 @@ bool DayArchiveExpired(const char* name, int64_t day_limit) {
   limit_month.tm_isdst = -1;
   int64_t limit = 0;
   if (!ToTime(&limit_month, &limit)) return false;
-  const std::string first_day = std::string(name, 6) + "01";
-  return DayEndsBefore(NameDate(first_day.c_str(), -1), limit);
+  return DayEndsBefore(NameDate(FirstDayOf(name).c_str(), -1), limit);
 }
 
 RemovalVerdict ExpiredOrNot(bool expired) {
@@ -116,7 +120,9 @@ RemovalVerdict JudgeLogRemoval(const char* name, int isdst, const AutoProbe& pro
                                const Limits& limits) {
   const std::optional<int64_t>& limit = limits.before[kClassPsl];
   if (!limit) return RemovalVerdict::kNoRetention;
-  if (!Contains(name, ".psl") || !BeginsWithDigits(name, 8)) return RemovalVerdict::kOtherFile;
+  if (!Contains(name, kLogExtension) || !BeginsWithDigits(name, kDayDigits)) {
+    return RemovalVerdict::kOtherFile;
+  }
   const bool expired = DayEndsBefore(NameDate(name, isdst), *limit);
   const int version = probe.version(name);
   if (version == kUnreadableFile && expired) return RemovalVerdict::kUnreadable;
@@ -125,9 +131,9 @@ RemovalVerdict JudgeLogRemoval(const char* name, int isdst, const AutoProbe& pro
 }
 
 RemovalVerdict JudgeArchiveRemoval(const char* name, const AutoProbe& probe, const Limits& limits) {
-  if (IsTemporary(name)) return RemovalVerdict::kTemporary;
+  if (IsTemporaryName(name)) return RemovalVerdict::kTemporary;
   if (!limits.before[kClassHour] && !limits.before[kClassDay]) return RemovalVerdict::kNoRetention;
-  if (!Contains(name, ".psa")) return RemovalVerdict::kOtherFile;
+  if (!Contains(name, kArchiveExtension)) return RemovalVerdict::kOtherFile;
   const int level = probe.level(name);
   if (level == kUnreadableFile) return RemovalVerdict::kUnreadable;
   if (level == -1) return RemovalVerdict::kRefused;
@@ -137,21 +143,21 @@ RemovalVerdict JudgeArchiveRemoval(const char* name, const AutoProbe& probe, con
   const int version = probe.version(name);
   if (version == kUnreadableFile) return RemovalVerdict::kUnreadable;
   if (version != 0) return RemovalVerdict::kRefused;
-  if (!BeginsWithDigits(name, level == 2 ? 6 : 8)) return RemovalVerdict::kOtherFile;
+  if (!BeginsWithDigits(name, DigitsOf(level))) return RemovalVerdict::kOtherFile;
   return ExpiredOrNot(level == 2 ? DayArchiveExpired(name, *limit)
                                  : DayEndsBefore(NameDate(name, -1), *limit));
 }
 
 int64_t LogExpiry(const char* name, const RetentionCodes& codes) {
-  if (!BeginsWithDigits(name, 8)) return 0;
+  if (!BeginsWithDigits(name, kDayDigits)) return 0;
   return FirstRemoval(name, [&](int64_t time) {
     return JudgeLogRemoval(name, LocalTime(time).tm_isdst, Sound(0), LimitsAt(codes, time));
   });
 }
 
 int64_t ArchiveExpiry(const char* name, int level, const RetentionCodes& codes) {
-  if (!BeginsWithDigits(name, level == 2 ? 6 : 8)) return 0;
-  const std::string first_day = std::string(name, level == 2 ? 6 : 8) + (level == 2 ? "01" : "");
+  if (!BeginsWithDigits(name, DigitsOf(level))) return 0;
+  const std::string first_day = level == 2 ? FirstDayOf(name) : name;
   return FirstRemoval(first_day.c_str(), [&](int64_t time) {
     return JudgeArchiveRemoval(name, Sound(level), LimitsAt(codes, time));
   });
@@ -197,7 +203,7 @@ int32_t CreatDelList() {
   }
   // An archive that is being made has a longer name than its inputs.
   for (const std::string& name : archives.oversized) {
-    if (IsTemporary(name.c_str())) delete_list.push_back({ArchiveSubdirectory(), name});
+    if (IsTemporaryName(name)) delete_list.push_back({ArchiveSubdirectory(), name});
   }
   return static_cast<int32_t>(delete_list.size());
 }

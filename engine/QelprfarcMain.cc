@@ -14,6 +14,7 @@
 #include "engine/header.h"
 #include "engine/input.h"
 #include "engine/layout/layout.h"
+#include "engine/names.h"
 #include "engine/outname.h"
 #include "engine/output.h"
 #include "engine/period.h"

@@ -185,6 +185,6 @@ void WriteHeaderRec() {
   WriteRecord(header.data(), layout.row.file_header);
 }
 
-HeaderDate DateOf(const uint8_t* header) {
+FileDate DateOf(const uint8_t* header) {
   return {header[kAtYear], header[kAtMonth], header[kAtDay]};
 }

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "engine/names.h"
+
 // Reads and judges the header of the input open on rfd; sets Rev_Kind and the time zone. Does not
 // rewind. Returns 0 (accept), -1 (reject, message logged) or -2 (pass over silently).
 int PreReadHeaderRec();
@@ -21,9 +23,4 @@ void WriteHeaderRec();
 void SwitchTimeZone(uint8_t revision);
 
 // The date bytes of a header kept by ReadHeaderRec / WriteHeaderRec (revision 0x1D and later).
-struct HeaderDate {
-  int year;   // since 1900
-  int month;  // 0 = January
-  int day;
-};
-HeaderDate DateOf(const uint8_t* header);
+FileDate DateOf(const uint8_t* header);

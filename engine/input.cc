@@ -13,9 +13,8 @@
 
 #include "areas/finfo.h"
 #include "engine/header.h"
-#include "engine/outname.h"
+#include "engine/names.h"
 #include "engine/output.h"
-#include "engine/period.h"
 #include "engine/pmoncommon.h"
 #include "engine/unarchived.h"
 #include "platform/open.h"
@@ -30,15 +29,6 @@ constexpr size_t kMaxArchiveDirectory = 247;
 
 std::set<std::pair<dev_t, ino_t>> input_files;  // manual runs
 std::vector<std::string> unopened;              // automatic runs
-
-bool SameMonthAndArray(const char* left, const char* right) {
-  constexpr size_t kMonthDigits = 6;
-  char left_array[256];
-  char right_array[256];
-  if (!ArrayNameOf(left, left_array, sizeof left_array)) return false;
-  if (!ArrayNameOf(right, right_array, sizeof right_array)) return false;
-  return std::strcmp(left_array, right_array) == 0 && std::strncmp(left, right, kMonthDigits) == 0;
-}
 
 }  // namespace
 
@@ -107,10 +97,7 @@ bool IsInputFile(const char* path) {
 
 bool LacksInputOf(const char* name, char level) {
   for (const std::string& missing : unopened) {
-    if (level == 'H' ? CheckSameDay(name, missing.c_str()) == 0
-                     : SameMonthAndArray(name, missing.c_str())) {
-      return true;
-    }
+    if (level == 'H' ? OfSameDay(name, missing) : OfSameMonth(name, missing)) return true;
   }
   return false;
 }

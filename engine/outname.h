@@ -1,4 +1,4 @@
-// Names of outputs: array name of an input, date and array of an archive, sequels.
+// Names of the run's outputs, put into its work areas. How names are made is in engine/names.h.
 #pragma once
 
 #include <cstddef>
@@ -6,13 +6,6 @@
 // Copies the array name of an input path (base name without its date, cut at "." and "#") to
 // `destination` (256 characters). A name without one: message 101 and the end with status 1.
 void SetSubsystemName(char* destination, const char* path);
-
-// The same without a message: false when the name yields none.
-bool ArrayNameOf(const char* path, char* name, size_t size);
-
-// Where automatic runs keep a file: names with ".psl" lie in the archive directory (that decides,
-// whatever else a name holds), all others in its "archive" subdirectory.
-bool LiesInArchive(const char* name);
 
 // Writes the output name for the current record time and output level into `buffer` (1,024).
 void SetWriteFname(char* buffer);

@@ -17,6 +17,7 @@
 #include "engine/header.h"
 #include "engine/input.h"
 #include "engine/layout/layout.h"
+#include "engine/names.h"
 #include "engine/outname.h"
 #include "engine/output_file.h"
 #include "engine/pmoncommon.h"
@@ -128,8 +129,7 @@ Names NamesOf(const char* name) {
   constexpr size_t kMaxPath = 255;
   const size_t room = kMaxPath - std::min(kMaxPath, std::strlen(name) + std::strlen("archive/"));
   const std::string directory = std::string(arcdelinfo.arcdir).substr(0, room) + "archive/";
-  return {directory, directory + name,
-          directory + std::string(name).substr(0, std::string(name).rfind('_'))};
+  return {directory, directory + name, directory + FinalOf(name)};
 }
 
 // Takes back the first `count` names of the group: one that stood alone would keep later runs from

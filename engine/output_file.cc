@@ -12,6 +12,7 @@
 #include <string>
 
 #include "areas/finfo.h"
+#include "engine/names.h"
 #include "report/runinfo.h"
 
 volatile std::sig_atomic_t temporary_at_wfpath = 0;
@@ -48,17 +49,12 @@ void RemoveRegular(const char* path) {
   if (IsRegular(path, &status)) ::unlink(path);
 }
 
-std::string DirectoryOf(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "" : path.substr(0, slash + 1);
-}
-
 // Path of an open file, through which one without a name gets its first.
 std::string DescriptorPath(int fd) { return "/proc/self/fd/" + std::to_string(fd); }
 
 // A name beside the output that no selection and no removal takes for one of theirs.
 std::string NameBeside(int number) {
-  return DirectoryOf(wfpath) + ".Qelprfarc." + std::to_string(::getpid()) + "." +
+  return std::string(DirectoryPart(wfpath)) + ".Qelprfarc." + std::to_string(::getpid()) + "." +
          std::to_string(number);
 }
 
@@ -100,7 +96,7 @@ int OpenBeside() {
 }
 
 int OpenUnnamed() {
-  const std::string directory = DirectoryOf(wfpath);
+  const std::string directory(DirectoryPart(wfpath));
   wfd =
       ::open(directory.empty() ? "." : directory.c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, kMode);
   if (wfd >= 0) {

@@ -2,13 +2,13 @@
 // time decide; manual runs of newer files compare the dates that the file headers carry.
 #include "engine/period.h"
 
-#include <cstring>
 #include <ctime>
 
 #include "areas/finfo.h"
 #include "engine/broken.h"
 #include "engine/header.h"
 #include "engine/layout/layout.h"
+#include "engine/names.h"
 #include "platform/QelHP2Sol.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
@@ -31,7 +31,7 @@ bool KeepsHeader(uint8_t revision) {
 int MonthNumber(int year, int month) { return month + 12 * year; }
 
 // The date against which the header read last is compared.
-HeaderDate PreviousDate(uint8_t previous_revision) {
+FileDate PreviousDate(uint8_t previous_revision) {
   if (KeepsHeader(previous_revision)) return DateOf(finfo.header_written);
   const std::tm now = LocalTime(finfo.record_time);
   return {now.tm_year, now.tm_mon, now.tm_mday};
@@ -43,8 +43,8 @@ int MonthsBetween(uint8_t previous_revision) {
     const std::tm before = LocalTime(finfo.previous_time);
     return MonthNumber(now.tm_year, now.tm_mon) - MonthNumber(before.tm_year, before.tm_mon);
   }
-  const HeaderDate now = DateOf(finfo.header_read);
-  const HeaderDate before = PreviousDate(previous_revision);
+  const FileDate now = DateOf(finfo.header_read);
+  const FileDate before = PreviousDate(previous_revision);
   return MonthNumber(now.year, now.month) - MonthNumber(before.year, before.month);
 }
 
@@ -60,22 +60,12 @@ int DaysBetween(uint8_t previous_revision) {
   return DateOf(finfo.header_read).day - PreviousDate(previous_revision).day;
 }
 
-// Length of the name up to the last "#" of its base name, or failing that its last ".". Directories
-// may hold both; counting them there would take all days in such a directory for one.
-size_t DayPrefix(const char* name) {
-  const char* base = std::strrchr(name, '/');
-  base = base != nullptr ? base + 1 : name;
-  const char* end = std::strrchr(base, '#');
-  if (end == nullptr) end = std::strrchr(base, '.');
-  return end != nullptr ? static_cast<size_t>(end - name) : std::strlen(name);
-}
-
 }  // namespace
 
 int CheckSameDay(const char* name1, const char* name2) {
   if (name1 == nullptr || name2 == nullptr) return 1;
-  const size_t length = DayPrefix(name1);
-  if (length != DayPrefix(name2)) return 1;
+  const size_t length = DayPathOf(name1).size();
+  if (length != DayPathOf(name2).size()) return 1;
   return QelSol_strncmp(name1, name2, length) == 0 ? 0 : 1;
 }
 

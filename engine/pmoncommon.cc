@@ -9,10 +9,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
+#include <string>
 
 #include "areas/finfo.h"
 #include "engine/byteorder.h"
+#include "engine/names.h"
 #include "engine/output_file.h"
 #include "platform/process.h"
 #include "report/messages.h"
@@ -37,40 +38,6 @@ constexpr uint32_t kDetWrite = 0x03070001;
   LogTaskFailed();
   RemoveOutputAndEnd();
 }
-
-std::string_view BaseName(std::string_view path) {
-  const size_t slash = path.rfind('/');
-  return slash == std::string_view::npos ? path : path.substr(slash + 1);
-}
-
-std::string_view Cut(std::string_view base, size_t from, size_t to) {
-  if (to == std::string_view::npos || to > base.size()) to = base.size();
-  return from < to ? base.substr(from, to - from) : std::string_view("");
-}
-
-// The parts of a path that make its place in the order of inputs. "#" and "." count in the base
-// name only.
-struct SortKey {
-  explicit SortKey(const char* path) {
-    const std::string_view base = BaseName(path);
-    const size_t hash = base.rfind('#');
-    const bool numbered = hash != std::string_view::npos;
-    Append(SortedArrayOf(path));
-    Append(base.substr(0, 8));
-    Append(numbered ? Cut(base, hash, base.rfind('.')) : std::string_view("#001"));
-    text[size] = '\0';
-  }
-
-  void Append(std::string_view part) {
-    const size_t room = sizeof text - 1 - size;
-    const size_t n = part.size() < room ? part.size() : room;
-    std::memcpy(text + size, part.data(), n);
-    size += n;
-  }
-
-  char text[1024];
-  size_t size = 0;
-};
 
 // Between disk and host order, which is the same either way.
 void ConvertHeader(void* dst, const void* src) {
@@ -165,16 +132,11 @@ void RemoveOutputAndEnd() {
   EndProcess(1);
 }
 
-std::string_view SortedArrayOf(const char* path) {
-  const std::string_view base = BaseName(path);
-  const size_t hash = base.rfind('#');
-  return Cut(base, 8, hash != std::string_view::npos ? hash : base.rfind('.'));
-}
-
 int FSortFunc(const void* a, const void* b) {
+  constexpr size_t kLongest = 1023;  // what is behind does not count
   const char* const* left = static_cast<const char* const*>(a);
   const char* const* right = static_cast<const char* const*>(b);
-  return std::strcmp(SortKey(*left).text, SortKey(*right).text);
+  return OrderKeyOf(*left).compare(0, kLongest, OrderKeyOf(*right), 0, kLongest);
 }
 
 int32_t CountBit(uint32_t value) { return std::popcount(value); }

@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
 
 // Detail code of a failed read; also of a file that is shorter than its header.
 inline constexpr uint32_t kDetRead = 0x03060001;
@@ -41,12 +40,9 @@ void WriteRecord(const void* buffer, size_t length);
 // Closes and discards the output (if there is one) and ends the process with status 1.
 [[noreturn]] void RemoveOutputAndEnd();
 
-// qsort comparator over an array of pointers to path names: by array name, date, sequence number.
+// qsort comparator over an array of pointers to path names: by array name, date, sequence number
+// (OrderKeyOf in engine/names.h).
 int FSortFunc(const void* a, const void* b);
-
-// The array name by which FSortFunc orders a path: its base name from the ninth character up to the
-// last "#" or, without one, the last ".".
-std::string_view SortedArrayOf(const char* path);
 
 // Number of one bits.
 int32_t CountBit(uint32_t value);

@@ -1,51 +1,41 @@
 // Days and months without their archive: see the header.
 #include "engine/unarchived.h"
 
-#include <cstring>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 
-#include "engine/outname.h"
+#include "engine/names.h"
 
 namespace {
-
-constexpr size_t kMonthDigits = 6;
-constexpr size_t kDayDigits = 8;
 
 std::set<std::pair<std::string, std::string>> periods;  // array, date digits
 std::set<std::string> single_names;
 
-const char* BaseOf(const char* path) {
-  const char* slash = std::strrchr(path, '/');
-  return slash != nullptr ? slash + 1 : path;
-}
-
-// False: the name tells no array.
-bool ArrayOf(const char* name, std::string* array) {
-  char text[256];
-  if (!ArrayNameOf(name, text, sizeof text)) return false;
-  *array = text;
-  return true;
+// The digits of the date that a name begins with.
+std::string DigitsOf(const char* name, size_t count) {
+  return std::string(BaseName(name).substr(0, count));
 }
 
 }  // namespace
 
 void NoteUnarchived(const char* name, char level) {
-  std::string array;
-  if (!ArrayOf(name, &array)) {
-    single_names.insert(BaseOf(name));
-    return;
+  const std::optional<std::string_view> array = ArrayOf(name);
+  if (array) {
+    periods.emplace(*array, DigitsOf(name, level == 'D' ? kMonthDigits : kDayDigits));
+  } else {
+    single_names.emplace(BaseName(name));
   }
-  periods.emplace(array, std::string(BaseOf(name), level == 'D' ? kMonthDigits : kDayDigits));
 }
 
 bool IsUnarchived(const char* name) {
-  std::string array;
-  if (!ArrayOf(name, &array)) return single_names.contains(BaseOf(name));
-  const char* base = BaseOf(name);
-  return periods.contains({array, std::string(base, kMonthDigits)}) ||
-         periods.contains({array, std::string(base, kDayDigits)});
+  const std::optional<std::string_view> array = ArrayOf(name);
+  if (!array) return single_names.contains(std::string(BaseName(name)));
+  const std::string of_array(*array);
+  return periods.contains({of_array, DigitsOf(name, kMonthDigits)}) ||
+         periods.contains({of_array, DigitsOf(name, kDayDigits)});
 }
 
 void ForgetUnarchived() {

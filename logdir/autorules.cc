@@ -6,7 +6,7 @@
 #include <ctime>
 #include <set>
 
-#include "logdir/pmonlogdir.h"
+#include "engine/names.h"
 #include "logdir/timespan.h"
 #include "report/runinfo.h"
 
@@ -32,7 +32,7 @@ int DateNumber(const struct tm& date) {
 }
 
 AutoVerdict JudgeDate(const char* name, const AutoPeriod& period) {
-  if (!BeginsWithDigits(name, 8)) return AutoVerdict::kOtherFile;
+  if (!BeginsWithDigits(name, kDayDigits)) return AutoVerdict::kOtherFile;
   struct tm date = NameDate(name, -1);
   int64_t time = 0;
   if (CheckTm(&date) != 0 || !ToTime(&date, &time)) return AutoVerdict::kNoDate;
@@ -40,35 +40,24 @@ AutoVerdict JudgeDate(const char* name, const AutoPeriod& period) {
   return period.has_limit && time < period.limit ? AutoVerdict::kBeforeLimit : AutoVerdict::kTarget;
 }
 
-// Date and array of a name: files with the same key belong to the same archive.
-std::string KeyOf(const std::string& name) {
-  const size_t hash = name.find('#');
-  return name.substr(0, hash != std::string::npos ? hash : name.find('.'));
-}
-
-// The key of the day archive that takes a day's file: the day digits removed.
-std::string MonthKey(const std::string& key) {
-  return key.size() < 8 ? key : key.substr(0, 6) + key.substr(8);
-}
-
 Keys KeysOf(const std::vector<AutoFile>& files, AutoVerdict verdict) {
   Keys keys;
   for (const AutoFile& file : files) {
-    if (file.verdict == verdict) keys.insert(KeyOf(file.name));
+    if (file.verdict == verdict) keys.insert(DayKeyOf(file.name));
   }
   return keys;
 }
 
-bool IsArchiveName(const char* name) {
-  return HasExtension(name, ".psa") && BeginsWithDigits(name, 6);
+bool IsDatedArchive(const char* name) {
+  return IsArchiveName(name) && BeginsWithDigits(name, kMonthDigits);
 }
 
 AutoVerdict JudgeLog(const char* name, const AutoPeriod& period) {
-  return HasExtension(name, ".psl") ? JudgeDate(name, period) : AutoVerdict::kOtherFile;
+  return IsLogName(name) ? JudgeDate(name, period) : AutoVerdict::kOtherFile;
 }
 
 AutoVerdict JudgeArchive(const char* name, const AutoPeriod& period, const AutoProbe& probe) {
-  if (!IsArchiveName(name)) return AutoVerdict::kOtherFile;
+  if (!IsDatedArchive(name)) return AutoVerdict::kOtherFile;
   switch (probe.level(name)) {
     case kUnreadableFile:
       return AutoVerdict::kUnreadable;
@@ -89,7 +78,7 @@ AutoVerdict JudgeContent(const std::string& name, const AutoProbe& probe) {
 
 // The day (hour run) or month (day run) that an input belongs to.
 std::string PeriodKey(char level, const std::string& name) {
-  return level == 'D' ? MonthKey(KeyOf(name)) : KeyOf(name);
+  return level == 'D' ? MonthKeyOf(name) : DayKeyOf(name);
 }
 
 // Passes over all targets of the days or months that have an unreadable file.
@@ -150,7 +139,7 @@ void JudgeArchives(const AutoPeriod& period, const AutoNames& names, const AutoP
     selection->archives.push_back({name, JudgeArchive(name.c_str(), period, probe)});
   }
   for (const std::string& name : names.unread) {
-    const bool archive = IsArchiveName(name.c_str());
+    const bool archive = IsDatedArchive(name.c_str());
     selection->archives.push_back(
         {name, archive ? AutoVerdict::kUnreadable : AutoVerdict::kOtherFile});
   }
@@ -162,10 +151,10 @@ void DropArchived(char level, const AutoProbe& probe, AutoSelection* selection) 
   const Keys months = KeysOf(selection->archives, AutoVerdict::kIsDayArchive);
   for (AutoFile& log : selection->logs) {
     if (log.verdict != AutoVerdict::kTarget && log.verdict != AutoVerdict::kUnreadable) continue;
-    const std::string key = KeyOf(log.name);
+    const std::string key = DayKeyOf(log.name);
     if (days.contains(key)) {
       log.verdict = AutoVerdict::kDayArchived;
-    } else if (day_run && months.contains(MonthKey(key))) {
+    } else if (day_run && months.contains(MonthKeyOfDay(key))) {
       log.verdict = AutoVerdict::kMonthArchived;
     } else if (log.verdict == AutoVerdict::kTarget) {
       log.verdict = JudgeContent(log.name, probe);
@@ -175,7 +164,7 @@ void DropArchived(char level, const AutoProbe& probe, AutoSelection* selection) 
     if (archive.verdict != AutoVerdict::kTarget) continue;
     if (!day_run) {
       archive.verdict = AutoVerdict::kIsHourArchive;
-    } else if (months.contains(MonthKey(KeyOf(archive.name)))) {
+    } else if (months.contains(MonthKeyOf(archive.name))) {
       archive.verdict = AutoVerdict::kMonthArchived;
     } else {
       archive.verdict = JudgeContent(archive.name, probe);
@@ -186,10 +175,10 @@ void DropArchived(char level, const AutoProbe& probe, AutoSelection* selection) 
 
 std::vector<std::string> InputsHeldUpBy(char level, const std::string& unreadable) {
   std::vector<std::string> inputs;
-  if (BeginsWithDigits(unreadable.c_str(), 8)) inputs.push_back(unreadable);
-  if (level == 'D' && HasExtension(unreadable.c_str(), ".psa")) {
+  if (BeginsWithDigits(unreadable, kDayDigits)) inputs.push_back(unreadable);
+  if (level == 'D' && IsArchiveName(unreadable)) {
     // As a day archive: of a whole month, and its array is named behind six digits.
-    inputs.push_back(unreadable.substr(0, 6) + "01" + unreadable.substr(6));
+    inputs.push_back(FirstDayOf(unreadable) + unreadable.substr(kMonthDigits));
   }
   return inputs;
 }

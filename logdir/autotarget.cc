@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "areas/finfo.h"
-#include "engine/outname.h"
+#include "engine/names.h"
 #include "engine/pmoncommon.h"
 #include "engine/unarchived.h"
 #include "logdir/autorules.h"
@@ -244,18 +244,19 @@ const char* ArchiveSubdirectory() {
 }
 
 std::string AutoFilePath(const std::string& name) {
-  return (LiesInArchive(name.c_str()) ? ArchiveSubdirectory() : arcdelinfo.arcdir) + name;
+  return (LiesInArchive(name) ? ArchiveSubdirectory() : arcdelinfo.arcdir) + name;
 }
 
 bool FitsPaths(const std::string& directory, const std::string& name) {
   constexpr size_t kLongestPath = 255;
   constexpr size_t kArchivePart = sizeof "archive/" - 1;
-  const bool archive = LiesInArchive(name.c_str());
+  const bool archive = LiesInArchive(name);
   const size_t input = directory.size() + (archive ? kArchivePart : 0) + name.size();
   // The output of a log has its name up to the number or extension; that of an hour archive two
   // digits less.
-  const size_t end = std::min({name.find('#'), name.find('.'), name.size()});
-  const size_t key = archive && end > 2 ? end - 2 : end;
-  const size_t output = directory.size() + kArchivePart + key + strlen(".psa_tmp");
+  const size_t end = StemOf(name).size();
+  const size_t stem = archive && end > 2 ? end - 2 : end;
+  const size_t output =
+      directory.size() + kArchivePart + stem + kArchiveExtension.size() + kTemporaryEnd.size();
   return std::max(input, output) <= kLongestPath;
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "areas/finfo.h"
+#include "engine/names.h"
 #include "engine/pmoncommon.h"
 #include "logdir/timespan.h"
 #include "platform/process.h"
@@ -38,7 +39,7 @@ void StoreNames(const std::vector<std::string>& names) {
 }
 
 bool InSpan(const char* name, int isdst) {
-  if (!BeginsWithDigits(name, 8)) return false;
+  if (!BeginsWithDigits(name, kDayDigits)) return false;
   struct tm date = NameDate(name, isdst);
   int64_t time = 0;
   if (CheckTm(&date) != 0 || !ToTime(&date, &time)) return false;
@@ -47,15 +48,9 @@ bool InSpan(const char* name, int isdst) {
 
 // Of the run's level, and dated within its span.
 bool IsSelected(const char* name, int isdst) {
-  const bool archive = HasExtension(name, ".psa");
-  if (!archive && !HasExtension(name, ".psl")) return false;
+  const bool archive = IsArchiveName(name);
+  if (!archive && !IsLogName(name)) return false;
   return !(archive && finfo.level == 'H') && InSpan(name, isdst);
-}
-
-// The name that the archive of a PSL file has.
-std::string ArchiveName(const char* psl_name) {
-  std::string name(psl_name, strlen(psl_name) - strlen(".psl"));
-  return name.substr(0, name.find('#')) + ".psa";
 }
 
 // Drops the PSL files whose archive is selected, too. The last name moves into the gap, so the rest
@@ -63,10 +58,10 @@ std::string ArchiveName(const char* psl_name) {
 void DropArchivedLogs() {
   std::set<std::string> archives;
   for (int32_t i = 0; i < Ntarget; ++i) {
-    if (HasExtension(TargetList[i], ".psa")) archives.insert(TargetList[i]);
+    if (IsArchiveName(TargetList[i])) archives.insert(TargetList[i]);
   }
   for (int32_t i = 0; i < Ntarget;) {
-    if (!HasExtension(TargetList[i], ".psl") || !archives.contains(ArchiveName(TargetList[i]))) {
+    if (!IsLogName(TargetList[i]) || !archives.contains(ArchiveOfLog(TargetList[i]))) {
       ++i;
       continue;
     }
@@ -128,9 +123,4 @@ void SortFileList() {
 
 int TargetSort(const void* a, const void* b) {
   return strcmp(*static_cast<const char* const*>(a), *static_cast<const char* const*>(b));
-}
-
-bool HasExtension(const char* name, const char* extension) {
-  const char* dot = strrchr(name, '.');
-  return dot != nullptr && strcmp(dot, extension) == 0;
 }

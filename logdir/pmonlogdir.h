@@ -21,6 +21,3 @@ void SortFileList();
 
 // qsort comparator of two pointers to names: byte by byte.
 int TargetSort(const void* a, const void* b);
-
-// True when the text from the last "." of `name` on is `extension` (which includes the ".").
-bool HasExtension(const char* name, const char* extension);

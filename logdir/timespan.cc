@@ -168,13 +168,6 @@ bool ToTime(struct tm* date, int64_t* time) {
   return true;
 }
 
-bool BeginsWithDigits(const char* name, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (!IsDigit(name[i])) return false;
-  }
-  return true;
-}
-
 struct tm NameDate(const char* name, int isdst) {
   return DateAt(name, 0, isdst);
 }

@@ -44,9 +44,6 @@ struct tm LocalTime(int64_t time);
 // converted.
 bool ToTime(struct tm* date, int64_t* time);
 
-// True when `name` begins with at least `count` decimal digits.
-bool BeginsWithDigits(const char* name, int count);
-
 // The date at the beginning of `name`, YYYYMMDD, at 00:00:00 with the daylight flag `isdst`. The
 // eight digits must be there; that they form a date is left to CheckTm.
 struct tm NameDate(const char* name, int isdst);

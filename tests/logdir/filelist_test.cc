@@ -244,11 +244,4 @@ TEST_F(FileList, ArchiveOutsideTheSpanDoesNotReplaceItsLog) {
   EXPECT_THAT(Select('H', "0d"), ElementsAre("20210101A.psl", "20210102A.psl"));
 }
 
-TEST_F(FileList, HasExtensionLooksBehindTheLastDot) {
-  EXPECT_TRUE(HasExtension("a.b.psl", ".psl"));
-  EXPECT_FALSE(HasExtension("a.psl.b", ".psl"));
-  EXPECT_FALSE(HasExtension("psl", ".psl"));
-  EXPECT_FALSE(HasExtension("a.psl_tmp", ".psl"));
-}
-
 }  // namespace

@@ -2,12 +2,11 @@
 #include "tools/audit/archive_inputs.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <set>
 #include <string_view>
 
-#include "tools/audit/recompute_inputs.h"
+#include "engine/names.h"
 #include "tools/output/report.h"
 #include "tools/reading/input_files.h"
 #include "tools/reading/psl_reader.h"
@@ -17,23 +16,6 @@ namespace psltool {
 namespace {
 
 namespace fs = std::filesystem;
-
-bool BeginsWithDigits(std::string_view name, size_t count) {
-  return name.size() >= count &&
-         std::all_of(name.begin(), name.begin() + static_cast<std::ptrdiff_t>(count),
-                     [](unsigned char c) { return std::isdigit(c) != 0; });
-}
-
-// Date and array of a name: files with the same belong to the same archive.
-std::string DayOf(const std::string& path) {
-  const std::string_view base = BaseNameOf(path);
-  const size_t hash = base.find('#');
-  return std::string(base.substr(0, hash != std::string_view::npos ? hash : base.find('.')));
-}
-
-std::string MonthOf(const std::string& day) {
-  return day.substr(0, kMonthDigits) + day.substr(std::min(day.size(), kDateDigits));
-}
 
 bool Holds(const std::vector<std::string>& words, const std::string& word) {
   return std::find(words.begin(), words.end(), word) != words.end();
@@ -45,14 +27,14 @@ std::vector<std::string> Fitting(const ArchiveInputs& inputs,
   if (inputs.any_name) return files;
   Shelves shelves;
   for (const std::string& path : files) {
-    if (!BeginsWithDigits(BaseNameOf(path), kDateDigits)) continue;
-    if (path.ends_with(".psl")) {
-      shelves.logs.push_back({path, DayOf(path)});
+    if (!BeginsWithDigits(BaseName(path), kDayDigits)) continue;
+    if (IsLogName(path)) {
+      shelves.logs.push_back({path, DayKeyOf(path)});
     } else if (LevelOf(path) == 'H') {
-      shelves.hour_archives.push_back({path, DayOf(path)});
+      shelves.hour_archives.push_back({path, DayKeyOf(path)});
     }
   }
-  const std::string stem = DayOf(inputs.archive);
+  const std::string stem = DayKeyOf(inputs.archive);
   if (LevelOf(inputs.archive) == 'D') return InputsOfMonth(shelves, stem, {});
   return LogsOfDay(shelves, stem);
 }
@@ -68,7 +50,7 @@ bool ListDayFiles(const std::string& directory, const char* extension, size_t di
     if (entry->path().extension() != extension || !BeginsWithDigits(name, digits)) continue;
     std::error_code ignored;
     if (!IsFileOfDirectory(name) || !entry->is_regular_file(ignored)) continue;
-    files.push_back({entry->path().string(), DayOf(name)});
+    files.push_back({entry->path().string(), DayKeyOf(name)});
   }
   std::sort(files.begin(), files.end(),
             [](const DayFile& a, const DayFile& b) { return a.path < b.path; });
@@ -93,7 +75,7 @@ std::vector<std::string> DaysWithBoth(const Shelves& shelves, const std::string&
   std::set<std::string> days;
   for (const DayFile& file : shelves.logs) logged.insert(file.day);
   for (const DayFile& file : shelves.hour_archives) {
-    if (MonthOf(file.day) == month && logged.contains(file.day)) days.insert(file.day);
+    if (MonthKeyOfDay(file.day) == month && logged.contains(file.day)) days.insert(file.day);
   }
   return {days.begin(), days.end()};
 }
@@ -103,12 +85,12 @@ std::vector<std::string> InputsOfMonth(const Shelves& shelves, const std::string
   std::vector<std::string> paths;
   std::set<std::string> days;
   for (const DayFile& file : shelves.hour_archives) {
-    if (MonthOf(file.day) != month || Holds(from_logs, file.day)) continue;
+    if (MonthKeyOfDay(file.day) != month || Holds(from_logs, file.day)) continue;
     paths.push_back(file.path);
     days.insert(file.day);
   }
   for (const DayFile& file : shelves.logs) {
-    if (MonthOf(file.day) == month && !days.contains(file.day)) paths.push_back(file.path);
+    if (MonthKeyOfDay(file.day) == month && !days.contains(file.day)) paths.push_back(file.path);
   }
   return paths;
 }

@@ -23,8 +23,6 @@ struct Shelves {
 // reported.
 bool ListDayFiles(const std::string& directory, const char* extension, size_t digits,
                   std::vector<DayFile>& files);
-inline constexpr size_t kDateDigits = 8;
-inline constexpr size_t kMonthDigits = 6;
 
 // Level of an archive; 0 when its header tells none.
 char LevelOf(const std::string& path);

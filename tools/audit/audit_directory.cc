@@ -3,6 +3,7 @@
 
 #include <set>
 
+#include "engine/names.h"
 #include "tools/audit/archive_inputs.h"
 #include "tools/output/report.h"
 
@@ -63,7 +64,7 @@ bool AuditDirectory(const DirectoryRequest& request,
   if (archives.empty()) {
     return Fail(request.archives, "holds no archive (.psa): nothing to audit");
   }
-  if (!ListDayFiles(request.logs, ".psl", kDateDigits, shelves.logs)) return false;
+  if (!ListDayFiles(request.logs, ".psl", kDayDigits, shelves.logs)) return false;
   std::set<std::string> day_level;
   for (const DayFile& file : archives) {
     const char level = LevelOf(file.path);

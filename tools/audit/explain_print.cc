@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/audit/recompute_inputs.h"
+#include "engine/names.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 
@@ -160,7 +160,7 @@ std::string Holder(const ExplainView& view, const Explanation& explanation,
   const ExplainedInterval& interval = explanation.intervals[*field.held_by];
   return fmt::format(
       "the {} {} ({}, record {})", interval.period.level == 'L' ? "interval ending" : "record of",
-      PeriodText(interval.period, view.zone), BaseNameOf(interval.path), interval.record);
+      PeriodText(interval.period, view.zone), BaseName(interval.path), interval.record);
 }
 
 std::string HowOf(const ExplainView& view, const Explanation& explanation,

@@ -6,6 +6,7 @@
 #include <chrono>
 
 #include "engine/byteorder.h"
+#include "engine/names.h"
 #include "engine/pmonfile.h"
 #include "tools/checking/check_archive.h"
 #include "tools/reading/check_statistics.h"
@@ -89,13 +90,9 @@ class StampOrder {
   uint32_t last_ = 0;
 };
 
-bool EndsWith(const std::string& text, std::string_view end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
 // An empty archive is the archiver's own mark.
 Finding Explained(Finding trouble, const std::string& path) {
-  if (std::string_view(trouble.code) == "file-empty" && EndsWith(path, ".psa")) {
+  if (std::string_view(trouble.code) == "file-empty" && IsArchiveName(path)) {
     trouble.text =
         "the archive is empty: its day was tried, met a broken record and is not tried "
         "again";

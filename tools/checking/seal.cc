@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -17,7 +16,7 @@
 #include <optional>
 #include <set>
 
-#include "tools/audit/recompute_inputs.h"
+#include "engine/names.h"
 #include "tools/checking/check_file.h"
 #include "tools/checking/digest.h"
 #include "tools/checking/sums_file.h"
@@ -69,17 +68,14 @@ bool ListFiles(const std::string& directory, std::set<std::string>& names) {
 
 // A log whose name says a day that is not over, of local time or of UTC, is still being written.
 bool IsOfToday(const std::string& name) {
-  if (!name.ends_with(".psl")) return false;
-  const auto named = NameOfInput(name);
-  const auto digit = [](unsigned char c) { return std::isdigit(c) != 0; };
-  if (!named || !std::all_of(named->date.begin(), named->date.end(), digit)) return false;
+  if (!IsLogName(name) || !ArrayOf(name) || !BeginsWithDigits(name, kDayDigits)) return false;
   const time_t now = time(nullptr);
   char local[16];
   char utc[16];
   tm parts{};
   strftime(local, sizeof local, "%Y%m%d", localtime_r(&now, &parts));
   strftime(utc, sizeof utc, "%Y%m%d", gmtime_r(&now, &parts));
-  return named->date >= std::min<std::string_view>(local, utc);
+  return name.substr(0, kDayDigits) >= std::min<std::string_view>(local, utc);
 }
 
 class Sealer {

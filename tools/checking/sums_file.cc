@@ -10,6 +10,7 @@
 #include <fstream>
 #include <optional>
 
+#include "engine/names.h"
 #include "tools/output/record_file.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
@@ -132,7 +133,7 @@ const SumsOfDirectories::Digests& SumsOfDirectories::Of(const std::string& direc
 
 std::string SumsOfDirectories::DigestFor(const std::string& path) {
   const Digests& digests = Of(DirectoryOf(path));
-  const auto found = digests.find(path.substr(path.rfind('/') + 1));
+  const auto found = digests.find(std::string(BaseName(path)));
   return found == digests.end() ? "" : found->second;
 }
 

@@ -1,4 +1,5 @@
 // Command line of `psltool export`.
+#include "engine/names.h"
 #include "tools/commands/commands.h"
 
 #include <unistd.h>
@@ -77,7 +78,7 @@ bool TakeMetrics(const Options& options, ExportRequest& what) {
 bool NamesDiffer(const std::vector<std::string>& files) {
   std::map<std::string, std::string> seen;
   for (const std::string& path : files) {
-    const auto [other, is_new] = seen.emplace(path.substr(path.rfind('/') + 1), path);
+    const auto [other, is_new] = seen.emplace(BaseName(path), path);
     if (!is_new) {
       return Fail(path, "has the name of " + other->second +
                             ", and rows in a database go by names of files");
@@ -89,7 +90,7 @@ bool NamesDiffer(const std::vector<std::string>& files) {
 // "-o archive/*.psa" would make an output of the first archive.
 bool IsOutput(const Options& options) {
   std::error_code error;
-  const bool log = options.out.ends_with(".psl") || options.out.ends_with(".psa");
+  const bool log = IsLogName(options.out) || IsArchiveName(options.out);
   const bool input = std::any_of(options.files.begin(), options.files.end(), [&](const auto& file) {
     return !options.out.empty() && std::filesystem::equivalent(file, options.out, error);
   });

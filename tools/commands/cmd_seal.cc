@@ -1,4 +1,5 @@
 // Command line and report of `psltool seal`.
+#include "engine/names.h"
 #include "tools/commands/commands.h"
 
 #include <algorithm>
@@ -32,7 +33,7 @@ std::string TextOf(const SealEntry& entry) {
     case SealState::kForgotten:
       return "gone, its line is dropped";
     case SealState::kEmpty:
-      return entry.name.ends_with(".psa")
+      return IsArchiveName(entry.name)
                  ? "empty, the mark of a day that met a broken record: not sealed"
                  : "empty: not sealed";
     case SealState::kChanging:

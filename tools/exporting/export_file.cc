@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <set>
 
+#include "engine/names.h"
 #include "tools/reading/file_summary.h"
 
 namespace psltool {
@@ -22,7 +23,7 @@ class Exporter::Writer : public DumpWriter {
  public:
   Writer(Exporter& exporter, const std::string& path) : exporter_(exporter) {
     file_.path = path;
-    file_.name = path.substr(path.rfind('/') + 1);
+    file_.name = BaseName(path);
   }
 
   void Open(const PslHeader& header) override {

@@ -7,6 +7,7 @@
 #include <cctype>
 
 #include "engine/byteorder.h"
+#include "engine/names.h"
 #include "engine/pmonfile.h"
 #include "tools/reading/array_tables.h"
 #include "tools/reading/check_statistics.h"
@@ -16,11 +17,6 @@ namespace psltool {
 namespace {
 
 constexpr size_t kMostDifferences = 4096;  // kept apart; a hostile file could have any number
-
-bool AllDigits(std::string_view text) {
-  return !text.empty() && std::all_of(text.begin(), text.end(),
-                                      [](unsigned char c) { return std::isdigit(c) != 0; });
-}
 
 void ReadHeader(const PslReader& reader, FileSummary& summary) {
   const std::span<const uint8_t> header = reader.record();
@@ -138,16 +134,10 @@ void CountRange::Take(uint32_t count) {
 }
 
 NameParts PartsOfName(const std::string& path, char level) {
-  const size_t slash = path.rfind('/');
-  const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
-  size_t end = base.rfind('#');
-  if (end == std::string::npos) end = base.rfind('.');
-  if (end == std::string::npos) end = base.size();
-  const size_t digits = level == 'D' ? 6 : 8;
-  if (end < digits || !AllDigits(std::string_view(base).substr(0, digits))) return {};
-  std::string date = base.substr(0, 4) + "-" + base.substr(4, 2);
-  if (digits == 8) date += "-" + base.substr(6, 2);
-  return {base.substr(digits, end - digits), std::move(date)};
+  const std::string_view stem = StemInOrder(path);
+  const size_t digits = level == 'D' ? kMonthDigits : kDayDigits;
+  if (!BeginsWithDigits(stem, digits)) return {};
+  return {std::string(stem.substr(digits)), DateOfDigits(stem, digits)};
 }
 
 bool Summarize(const std::string& path, Zone zone, Progress& progress, FileSummary& summary) {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string_view>
 
+#include "engine/names.h"
 #include "tools/output/report.h"
 
 namespace psltool {
@@ -36,8 +37,8 @@ bool Search(const std::string& directory, std::vector<std::string>& files) {
 }  // namespace
 
 bool IsFileOfDirectory(const std::string& name) {
-  const bool known = name.ends_with(".psl") || name.ends_with(".psa");
-  return known && !IsHidden(name) && name.find(".psa_tmp") == std::string::npos;
+  const bool known = IsLogName(name) || IsArchiveName(name);
+  return known && !IsHidden(name) && !IsTemporaryName(name);
 }
 
 bool CollectFiles(const std::vector<std::string>& paths, std::vector<std::string>& files) {

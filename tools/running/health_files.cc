@@ -13,6 +13,7 @@
 #include <map>
 #include <set>
 
+#include "engine/names.h"
 #include "logdir/autotarget.h"
 #include "logdir/limits.h"
 #include "logdir/listing.h"
@@ -118,7 +119,7 @@ Due DueAt(int64_t time, const HealthRequest& request) {
 }
 
 bool IsDate(const std::string& name) {
-  if (!BeginsWithDigits(name.c_str(), 8)) return false;
+  if (!BeginsWithDigits(name, kDayDigits)) return false;
   const tm date = NameDate(name.c_str(), -1);
   return CheckTm(&date) == 0;
 }
@@ -127,7 +128,7 @@ StatFile Describe(const std::string& directory, const std::string& name, size_t 
   StatFile file;
   file.name = name;
   file.day = name.substr(0, digits);
-  file.array = name.substr(digits, std::min(name.find('#'), name.find('.')) - digits);
+  file.array = StemOf(name).substr(digits);
   file.head = ReadHead(directory + "/" + name);
   return file;
 }
@@ -152,18 +153,18 @@ bool ForEachName(const std::string& directory, bool required, Take take) {
 bool ReadDirectories(const std::string& logs, Directory& found) {
   const std::string archives = logs + "/archive";
   if (!ForEachName(logs, true, [&](const std::string& name) {
-        if (name.ends_with(".psl") && IsDate(name)) {
-          found.logs.push_back(Describe(logs, name, 8));
+        if (IsLogName(name) && IsDate(name)) {
+          found.logs.push_back(Describe(logs, name, kDayDigits));
         }
       })) {
     return false;
   }
   if (!ForEachName(archives, false, [&](const std::string& name) {
-        if (name.find(".psa_tmp") != std::string::npos) {
+        if (IsTemporaryName(name)) {
           found.temporaries.push_back(name);
-        } else if (name.ends_with(".psa") && BeginsWithDigits(name.c_str(), 6)) {
-          StatFile file = Describe(archives, name, 6);
-          if (file.head.level != 'D' && IsDate(name)) file = Describe(archives, name, 8);
+        } else if (IsArchiveName(name) && BeginsWithDigits(name, kMonthDigits)) {
+          StatFile file = Describe(archives, name, kMonthDigits);
+          if (file.head.level != 'D' && IsDate(name)) file = Describe(archives, name, kDayDigits);
           found.archives.push_back(file);
         }
       })) {

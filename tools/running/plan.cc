@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "engine/names.h"
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "logdir/listing.h"
@@ -64,7 +65,7 @@ void LookAtLock(Plan& plan) {
 void NoteInterrupted(const ArchiveView& view, Plan& plan) {
   for (const auto* names : {&view.listed, &view.oversized}) {
     for (const std::string& name : *names) {
-      if (name.find(".psa_tmp") == std::string::npos) continue;
+      if (!IsTemporaryName(name)) continue;
       plan.notes.push_back(
           fmt::format("archive/{} was left by an interrupted run (message 112)", name));
     }

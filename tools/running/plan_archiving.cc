@@ -12,6 +12,7 @@
 
 #include "areas/finfo.h"
 #include "engine/input.h"
+#include "engine/names.h"
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "logdir/listing.h"
@@ -87,7 +88,7 @@ std::string FateText(const PlannedInput& input, InputFate fate) {
   switch (fate) {
     case InputFate::kAbandoned:
       return fmt::format("broken: abandoned with message 112{}",
-                         input.name.ends_with(".psl") ? ", the archive is left empty" : "");
+                         IsLogName(input.name) ? ", the archive is left empty" : "");
     case InputFate::kDayLevel:
       return "a day archive by its header, passed over";
     case InputFate::kAfterBroken:

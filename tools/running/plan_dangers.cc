@@ -10,6 +10,7 @@
 #include <string_view>
 #include <utility>
 
+#include "engine/names.h"
 #include "report/runinfo.h"
 
 namespace psltool {
@@ -19,7 +20,6 @@ namespace {
 constexpr int8_t kByAge = 3;
 constexpr int8_t kToLimit = 8;
 constexpr int8_t kMove = 9;
-constexpr size_t kDateDigits = 8;
 constexpr size_t kLongestArray = 32;
 constexpr uint32_t kFirstOfTenDigits = 100000;  // 2010 as YYMMDD has all six digits
 
@@ -94,7 +94,7 @@ void NoteForeignNames(const PmlWork& work, Plan& plan) {
     const PmlFileEntry& file = work.files[i];
     if (file.valid != 0) continue;
     const std::string_view path = file.path;
-    auto& [count, first] = causes[ForeignNameText(std::string(path.substr(path.rfind('/') + 1)))];
+    auto& [count, first] = causes[ForeignNameText(std::string(BaseName(path)))];
     if (count++ == 0) first = path;
   }
   for (const auto& [cause, files] : causes) {
@@ -131,15 +131,14 @@ void NoteRoomOfForeign(const PmlWork& work, Plan& plan) {
 }  // namespace
 
 std::string ForeignNameText(const std::string& name) {
-  constexpr std::string_view kDigits = "0123456789";
-  if (name.size() < kDateDigits || name.find_first_not_of(kDigits) < kDateDigits) {
+  if (!BeginsWithDigits(name, kDayDigits)) {
     return "the name does not begin with a date";
   }
   const size_t hash = name.rfind('#');
-  if (hash == std::string::npos || hash <= kDateDigits) {
+  if (hash == std::string::npos || hash <= kDayDigits) {
     return "the name has no \"#\" behind an array's name";
   }
-  const std::string array = name.substr(kDateDigits, hash - kDateDigits);
+  const std::string array = name.substr(kDayDigits, hash - kDayDigits);
   if (array.find('#') != std::string::npos) return "the array's name has a \"#\"";
   if (array.size() > kLongestArray) {
     return fmt::format("the array's name has more than {} characters", kLongestArray);

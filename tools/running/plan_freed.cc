@@ -6,7 +6,7 @@
 #include <cstring>
 #include <map>
 
-#include "engine/period.h"
+#include "engine/names.h"
 #include "report/runinfo.h"
 #include "tools/running/plan.h"
 
@@ -15,8 +15,6 @@ namespace psltool {
 namespace {
 
 constexpr char kArchivePart[] = "archive/";
-constexpr size_t kDayDigits = 8;
-constexpr size_t kMonthDigits = 6;
 
 bool IsArchive(const std::string& path) { return path.starts_with(kArchivePart); }
 
@@ -32,7 +30,7 @@ class Remaining {
     for (const std::string& name : view.Names()) {
       const int level = probe.level(name.c_str());
       // What is left unfinished holds nothing, and neither does what is empty.
-      if (!name.ends_with(".psa")) continue;
+      if (!IsArchiveName(name)) continue;
       const bool sound = probe.version(name.c_str()) == 0;
       if (level == 1) (sound ? hours_ : empty_).emplace(name.substr(0, kDayDigits), name);
       if (sound && level == 2) days_.emplace(name.substr(0, kMonthDigits), name);
@@ -65,7 +63,7 @@ class Remaining {
   static std::string Find(const Names& names, const std::string& date, const std::string& name) {
     const auto [begin, end] = names.equal_range(date);
     for (auto at = begin; at != end; ++at) {
-      if (CheckSameDay(name.c_str(), at->second.c_str()) == 0) return kArchivePart + at->second;
+      if (OfSameDay(name, at->second)) return kArchivePart + at->second;
     }
     return "";
   }

@@ -11,7 +11,7 @@
 #include "areas/finfo.h"
 #include "engine/byteorder.h"
 #include "engine/input.h"
-#include "engine/outname.h"
+#include "engine/names.h"
 #include "engine/pmoncommon.h"
 #include "engine/pmonfile.h"
 #include "tools/checking/check_file.h"
@@ -130,7 +130,7 @@ CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets,
 }
 
 std::string PlanPath(const std::string& name) {
-  return (LiesInArchive(name.c_str()) ? "archive/" : "") + name;
+  return (LiesInArchive(name) ? "archive/" : "") + name;
 }
 
 }  // namespace psltool

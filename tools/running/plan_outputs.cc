@@ -4,10 +4,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <utility>
 
-#include "engine/outname.h"
+#include "engine/names.h"
 #include "engine/period.h"
 #include "logdir/timespan.h"
 
@@ -15,12 +14,8 @@ namespace psltool {
 
 namespace {
 
-constexpr char kTemporary[] = "_tmp";
-
-std::string ArrayOf(const std::string& name) {
-  char array[256] = "";
-  ArrayNameOf(name.c_str(), array, sizeof array);
-  return array;
+std::string ArrayOfInput(const std::string& name) {
+  return std::string(ArrayOf(name).value_or(""));
 }
 
 int MonthOf(int64_t time) {
@@ -79,7 +74,7 @@ class Driver {
 
   // False: the input lies before the month of the output.
   bool JoinDayOutput(const PlannedInput& input, int64_t before) {
-    if (ArrayOf(input.name) != array_) {
+    if (ArrayOfInput(input.name) != array_) {
       Finish();
       new_output_ = true;
       return true;
@@ -97,11 +92,11 @@ class Driver {
   // Opens, keeps or replaces the output. False: there is none for this input, or the run ends.
   bool ProvideOutput(const PlannedInput& input) {
     if (new_output_) {
-      array_ = ArrayOf(input.name);
+      array_ = ArrayOfInput(input.name);
       name_ = NewName();
     } else if (revision_ != input.revision) {
       Finish();
-      name_ = Sequel(name_);
+      name_ = SequelName(name_);
     } else {
       return true;
     }
@@ -110,9 +105,9 @@ class Driver {
                     [this](const auto& made) { return made.name == name_; })) {
       return false;
     }
-    if (rules_.is_directory(name_ + kTemporary)) {
-      plan_.end = fmt::format("archive/{}{} cannot be created, a directory is there (message 102)",
-                              name_, kTemporary);
+    if (const std::string temporary = TemporaryOf(name_); rules_.is_directory(temporary)) {
+      plan_.end = fmt::format("archive/{} cannot be created, a directory is there (message 102)",
+                              temporary);
       return false;
     }
     active_ = true;
@@ -156,17 +151,7 @@ class Driver {
 
   std::string NewName() const {
     const tm date = LocalTime(record_time_);
-    const std::string month = fmt::format("{:04}{:02}", date.tm_year + 1900, date.tm_mon + 1);
-    const std::string day = level_ == 'H' ? fmt::format("{:02}", date.tm_mday) : "";
-    return month + day + array_ + ".psa";
-  }
-
-  // "x.psa" -> "x#002.psa", "x#002.psa" -> "x#003.psa".
-  static std::string Sequel(const std::string& name) {
-    const size_t hash = name.rfind('#');
-    if (hash == std::string::npos) return name.substr(0, name.rfind('.')) + "#002.psa";
-    const int previous = std::atoi(name.substr(hash + 1, 5).c_str());
-    return fmt::format("{}#{:03}.psa", name.substr(0, hash), previous + 1);
+    return ArchiveName(level_, {date.tm_year, date.tm_mon, date.tm_mday}, array_);
   }
 
   char level_;

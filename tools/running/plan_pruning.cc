@@ -9,6 +9,7 @@
 #include <set>
 
 #include "archiver/prune.h"
+#include "engine/names.h"
 #include "logdir/timespan.h"
 #include "pmonb/PMONBcomDeletePml.h"
 #include "pmonb/pml_system.h"
@@ -33,7 +34,7 @@ std::set<std::string> told;    // files that stop the run
 PruneStep& Step() { return current->pruning.back(); }
 
 std::string Reason(const std::string& path) {
-  const std::string name = path.substr(path.rfind('/') + 1);
+  const std::string name(BaseName(path));
   if (check_pml_filename(name.c_str()) != 0) {
     return fmt::format("goes with every task: {}", ForeignNameText(name));
   }
@@ -64,7 +65,7 @@ int NoteRemoval(const char* path) {
 
 int NoteMove(const char* source, const char* target, uint32_t* /*detail*/) {
   const std::string path = source;
-  const std::string there = target + path.substr(path.rfind('/') + 1);
+  const std::string there = target + std::string(BaseName(path));
   struct stat status {};
   if (lstat(there.c_str(), &status) == 0 && !gone.contains(there)) {
     const bool stops = S_ISDIR(status.st_mode);

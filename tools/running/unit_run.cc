@@ -23,6 +23,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/names.h"
 #include "tools/output/report.h"
 
 namespace psltool {
@@ -131,15 +132,6 @@ bool SyncPath(const std::string& path, int flags) {
   return synced || Fail(path, strerror(error));
 }
 
-// "<unit>.psa", or "<unit>#" and three digits or more.
-bool IsArchiveOf(const std::string& unit, const std::string& name) {
-  if (!name.starts_with(unit) || !name.ends_with(".psa")) return false;
-  const std::string middle = name.substr(unit.size(), name.size() - unit.size() - strlen(".psa"));
-  if (middle.empty()) return true;
-  return middle.size() >= 4 && middle[0] == '#' &&
-         std::all_of(middle.begin() + 1, middle.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
 // Names of a directory that begin with `begin`.
 bool NamesIn(const std::string& directory, const std::string& begin,
              std::vector<std::string>& names) {
@@ -234,7 +226,7 @@ class UnitRunner {
   }
 
   UnitEnd Check(const std::vector<std::string>& made) const {
-    const std::string wanted = unit_.name + ".psa";
+    const std::string wanted = ArchiveOf(unit_);
     if (std::find(made.begin(), made.end(), wanted) == made.end()) {
       return Failed(made.empty()
                         ? "the archiver made no archive"
@@ -260,7 +252,7 @@ class UnitRunner {
     std::vector<std::string> there;
     if (!NamesIn(place_.outputs, unit_.name, there)) return UnitEnd::kTrouble;
     for (const std::string& name : there) {
-      if (IsArchiveOf(unit_.name, name) && name != unit_.name + ".psa" &&
+      if (IsArchiveOf(unit_.name, name) && name != ArchiveOf(unit_) &&
           std::find(made.begin(), made.end(), name) == made.end()) {
         return Failed(fmt::format("{}/{} is left from other inputs; remove it and start again",
                                   place_.outputs, name));

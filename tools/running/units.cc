@@ -11,9 +11,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "engine/pmoncommon.h"
+#include "engine/names.h"
 #include "logdir/autorules.h"
-#include "logdir/pmonlogdir.h"
 #include "logdir/timespan.h"
 #include "tools/checking/check_file.h"
 #include "tools/output/report.h"
@@ -23,36 +22,28 @@ namespace psltool {
 
 namespace {
 
-constexpr size_t kDayDigits = 8;
-constexpr size_t kMonthDigits = 6;
-
 // Name of the unit that takes the file; empty when none does.
 std::string UnitNameOf(UnitLevel level, const std::string& file) {
   const bool day = level == UnitLevel::kDay;
-  if (!HasExtension(file.c_str(), day ? ".psa" : ".psl")) return "";
-  if (!BeginsWithDigits(file.c_str(), kDayDigits)) return "";
+  if (!HasExtension(file, day ? kArchiveExtension : kLogExtension)) return "";
+  if (!BeginsWithDigits(file, kDayDigits)) return "";
   const tm date = NameDate(file.c_str(), -1);
   if (CheckTm(&date) != 0) return "";
-  const std::string stem = file.substr(0, std::min(file.find('#'), file.find('.')));
-  return day ? stem.substr(0, kMonthDigits) + stem.substr(kDayDigits) : stem;
+  const std::string stem(StemOf(file));
+  return day ? MonthKeyOfDay(stem) : stem;
 }
 
-// The archiver compares times that far by sequence number; the same function sorts here.
+// As the archiver sorts.
 void SortInputs(std::vector<UnitInput>& inputs) {
-  // By name first, so that the order does not depend on the directory where FSortFunc sees none.
+  // By name first, so that the order does not depend on the directory where the archiver sees none.
   std::sort(inputs.begin(), inputs.end(),
             [](const UnitInput& a, const UnitInput& b) { return a.name < b.name; });
   std::stable_sort(inputs.begin(), inputs.end(), [](const UnitInput& a, const UnitInput& b) {
-    const char* const left = a.name.c_str();
-    const char* const right = b.name.c_str();
-    return FSortFunc(&left, &right) < 0;
+    return OrderKeyOf(a.name) < OrderKeyOf(b.name);
   });
 }
 
-std::string DateOfUnit(UnitLevel level, const std::string& name) {
-  const std::string month = name.substr(0, 4) + "-" + name.substr(4, 2);
-  return level == UnitLevel::kDay ? month : month + "-" + name.substr(6, 2);
-}
+size_t DigitsOf(UnitLevel level) { return level == UnitLevel::kDay ? kMonthDigits : kDayDigits; }
 
 // Level byte of an archive, 0 when there is none.
 char LevelByte(const std::string& path) {
@@ -134,8 +125,8 @@ class Finder {
     }
     Unit& unit = units_[unit_name];
     unit.name = unit_name;
-    unit.date = DateOfUnit(place_.level, unit_name);
-    unit.array = unit_name.substr(place_.level == UnitLevel::kDay ? kMonthDigits : kDayDigits);
+    unit.date = DateOfDigits(unit_name, DigitsOf(place_.level));
+    unit.array = unit_name.substr(DigitsOf(place_.level));
     unit.inputs.push_back(
         {file, static_cast<uint64_t>(status.st_size),
          int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec});
@@ -151,8 +142,10 @@ class Finder {
 
 const char* WordOf(UnitLevel level) { return level == UnitLevel::kHour ? "hour" : "day"; }
 
+std::string ArchiveOf(const Unit& unit) { return unit.name + std::string(kArchiveExtension); }
+
 std::string OutputOf(const UnitPlace& place, const Unit& unit) {
-  return place.outputs + "/" + unit.name + ".psa";
+  return place.outputs + "/" + ArchiveOf(unit);
 }
 
 bool FindUnits(const UnitPlace& place, std::vector<Unit>& units,

@@ -50,7 +50,8 @@ bool FindUnits(const UnitPlace& place, std::vector<Unit>& units,
 // One of them, by its name, looked up anew. False: reported; there may be no such unit.
 bool FindUnit(const UnitPlace& place, const std::string& name, Unit& unit);
 
-// Path of the unit's archive.
+// Name and path of the unit's archive.
+std::string ArchiveOf(const Unit& unit);
 std::string OutputOf(const UnitPlace& place, const Unit& unit);
 
 // Whether `path` is a sound archive of the level: its header, and with `whole` every record.
