@@ -5,12 +5,13 @@
 
 #include "pmonb/PMONBarc_del.h"
 #include "pmonb/PMONBcomDeletePml.h"
+#include "pmonb/pml_system.h"
 #include "report/runinfo.h"
 #include "report/trace.h"
 
-const PruneWatch* prune_watch = nullptr;
-
 namespace {
+
+const PruneRehearsal* watch = nullptr;
 
 constexpr int8_t kDeleteByAge = 3;
 constexpr int8_t kDeleteOldest = 4;
@@ -18,9 +19,9 @@ constexpr int8_t kEmbeddedDelete = 8;
 constexpr int8_t kEmbeddedMove = 9;
 
 int Prune(PmlDelParam* param, int8_t mode, const char* task) {
-  if (prune_watch != nullptr) prune_watch->begin(mode);
+  if (watch != nullptr) watch->begin(mode);
   const int result = PMONBcomDeletePml(param, mode);
-  if (prune_watch != nullptr) prune_watch->end(mode, result, *param);
+  if (watch != nullptr) watch->end(mode, result, *param);
   if (result != 0) {
     TraceLine(__LINE__, "%s : retval=%d detail=0x%08x errno=%d", task, result, param->detail,
               param->err_no);
@@ -62,6 +63,15 @@ void PrunePmlFiles() {
     PruneByNumbers(&param);
   }
   TraceLine(__LINE__, "$main():arc delete pml end");
+}
+
+void RehearsePruning(const PruneRehearsal& rehearsal) {
+  const PmlSystem own_hands = pml_system;
+  pml_system = rehearsal.hands;
+  watch = &rehearsal;
+  PrunePmlFiles();
+  watch = nullptr;
+  pml_system = own_hands;
 }
 
 SizeLimit EmbeddedLimit(int32_t capacity) {

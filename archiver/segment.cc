@@ -124,15 +124,38 @@ int GetSvrSG() {
 
 int GetUserSG() { return -1; }
 
+SegmentVerdict ReadSegment(int number) {
+  shmptr = shmat(number, nullptr, 0);
+  if (!Attached()) return SegmentVerdict::kNotAttached;
+  shmid_ds status{};
+  shmsize = shmctl(number, IPC_STAT, &status) == 0 ? status.shm_segsz : 0;
+  if (GetSvrSG() != 0) return SegmentVerdict::kRefused;
+  if (shmdt(shmptr) != 0) return SegmentVerdict::kNotDetached;
+  shmptr = nullptr;
+  return SegmentVerdict::kRead;
+}
+
+SegmentVerdict ReadSegmentBytes(const std::vector<char>& bytes) {
+  shmptr = const_cast<char*>(bytes.data());  // only read
+  shmsize = bytes.size();
+  const bool valid = GetSvrSG() == 0;
+  shmptr = nullptr;
+  shmsize = 0;
+  return valid ? SegmentVerdict::kRead : SegmentVerdict::kRefused;
+}
+
 bool ReadConfiguration() {
   if (arcdelinfo.mode == kModeUser) return GetUserSG() == 0 || RefuseConfiguration(kDetUserMode);
-  shmptr = shmat(arcdelinfo.shmid, nullptr, 0);
-  if (!Attached()) return SystemCallFailed("shmat", kDetShmat);
-  shmid_ds status{};
-  shmsize = shmctl(arcdelinfo.shmid, IPC_STAT, &status) == 0 ? status.shm_segsz : 0;
-  if (GetSvrSG() != 0) return RefuseConfiguration(kDetConfiguration);
-  if (shmdt(shmptr) != 0) return SystemCallFailed("shmdt", kDetShmdt);
-  shmptr = nullptr;
+  switch (ReadSegment(arcdelinfo.shmid)) {
+    case SegmentVerdict::kRead:
+      break;
+    case SegmentVerdict::kNotAttached:
+      return SystemCallFailed("shmat", kDetShmat);
+    case SegmentVerdict::kNotDetached:
+      return SystemCallFailed("shmdt", kDetShmdt);
+    case SegmentVerdict::kRefused:
+      return RefuseConfiguration(kDetConfiguration);
+  }
   return true;
 }
 

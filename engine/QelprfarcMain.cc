@@ -13,6 +13,7 @@
 #include "engine/family.h"
 #include "engine/header.h"
 #include "engine/input.h"
+#include "engine/joining.h"
 #include "engine/layout/layout.h"
 #include "engine/names.h"
 #include "engine/outname.h"
@@ -47,44 +48,48 @@ void MarkTarget(int32_t i) {
   }
 }
 
-// How a day archive in progress and the input just opened belong together. False: the input lies
-// before the output's month and is passed over (automatic runs).
-bool JoinDayOutput(int32_t i) {
-  if (arcdelinfo.noperiod_flg != 0) {
-    pmonarc_stat |= kNextDay;
-    return true;
-  }
-  char array[sizeof finfo.array_name];
-  SetSubsystemName(array, rfname);
-  if (std::strcmp(array, finfo.array_name) != 0) {
-    FinishOutput(i);
-    pmonarc_stat = kNewOutput;
-    return true;
-  }
-  const int months = CheckNextMonth(output.revision);
-  if (months < 0) {
-    LeaveUnarchived(rfname);
-    finfo.record_time = lastrectime;
-    return false;
-  }
-  if (months > 0) {
-    FinishOutput(i);
-    pmonarc_stat = months == 1 ? (kNewOutput | kNextDay) : kNewOutput;
-  } else if (CheckNextDay(output.revision) == 1) {
-    pmonarc_stat |= kNextDay;
-  }
-  return true;
+JoinRules RulesOfRun() { return {finfo.level, arcdelinfo.noperiod_flg != 0}; }
+
+JoinState StateOfOutput() {
+  return {output.active, wfd < 0, output.revision, finfo.array_name,
+          output.inputs.empty() ? nullptr : output.inputs.back()};
 }
 
-// Opens, replaces or keeps the output for the input just opened. False: there is none for it.
-bool ProvideOutput(int32_t i) {
+// Of the input whose header was read just now. `array` gets its array, which day archives are cut
+// at; a name without one ends the run.
+InputFacts FactsOfInput(const JoinRules& rules, char (&array)[sizeof finfo.array_name]) {
+  InputFacts facts = {finfo.input_level, finfo.revision, "", 0, 0};
+  if (rules.level != 'D' || rules.no_period || !output.active || facts.level == 'D') return facts;
+  SetSubsystemName(array, rfname);
+  facts.array = array;
+  if (facts.array != finfo.array_name) return facts;
+  const Distance distance = DistanceFromLast(output.revision);
+  facts.months = distance.months;
+  facts.days = distance.days;
+  // Both report an order that goes back.
+  if (facts.months < 0) CheckNextMonth(output.revision);
+  if (facts.months == 0 && facts.days < 0) CheckNextDay(output.revision);
+  return facts;
+}
+
+void EndOutput(int32_t i, Followed followed = Followed::kNo) {
+  FinishOutput(i, followed);
+  pmonarc_stat = kNewOutput;
+}
+
+// Opens, replaces or keeps the output for the input just opened, as it joins. False: there is none
+// for it.
+bool ProvideOutput(int32_t i, Joining joining, bool next_day) {
   bool provided = true;
-  if ((pmonarc_stat & kNewOutput) != 0) {
-    provided = OpenNewOutput();
-  } else if ((pmonarc_stat & kContinued) != 0 && output.revision != finfo.revision) {
-    FinishOutput(i, Followed::kBySequel);
-    pmonarc_stat = kNewOutput;
+  if (joining == Joining::kSequel) {
+    EndOutput(i, Followed::kBySequel);
     provided = OpenSequel();
+  } else if (joining == Joining::kStartsNew) {
+    if (output.active) EndOutput(i);
+    if (next_day) pmonarc_stat |= kNextDay;
+    provided = OpenNewOutput();
+  } else if (next_day) {
+    pmonarc_stat |= kNextDay;
   }
   if (provided) output.inputs.push_back(rfname);
   return provided;
@@ -114,9 +119,7 @@ bool ReadRecords() {
 void AbandonPeriod(bool first_of_output) {
   ForgetPeriod();
   finfo.no_statistics = true;
-  // The next input is compared with the last good record; when there is none of this array yet,
-  // with this input's own header.
-  finfo.record_time = first_of_output ? finfo.header_time : lastrectime;
+  finfo.record_time = TimeBehindAbandoned(first_of_output, finfo.header_time, lastrectime);
 }
 
 void ProcessInput(int32_t i, int32_t* day_inputs) {
@@ -124,19 +127,26 @@ void ProcessInput(int32_t i, int32_t* day_inputs) {
   Seek(rfd, 0, SEEK_SET);
   lastrectime = finfo.record_time;
   ReadHeaderRec();
-  if (finfo.input_level == 'D') {
+  const JoinRules rules = RulesOfRun();
+  const JoinState state = StateOfOutput();
+  char array[sizeof finfo.array_name] = "";
+  const InputFacts facts = FactsOfInput(rules, array);
+  const Joining joining = Join(rules, state, facts);
+  if (joining == Joining::kDayArchive) {
     ++*day_inputs;
     MarkTarget(i);
     return;
   }
-  if (finfo.level == 'D' && output.active) {
-    const bool joined = JoinDayOutput(i);
-    if (joined && finfo.layout->row.keeps_header) {
-      std::memcpy(finfo.header_written, finfo.header_read, kLongHeader);
-    }
-    if (!joined) return;
+  if (joining == Joining::kBefore) {
+    LeaveUnarchived(rfname);
+    finfo.record_time = lastrectime;
+    return;
   }
-  if (!ProvideOutput(i)) {
+  // What the inputs behind it are compared with. A new output keeps its header by itself.
+  if (joining == Joining::kJoins && rules.level == 'D' && finfo.layout->row.keeps_header) {
+    std::memcpy(finfo.header_written, finfo.header_read, kLongHeader);
+  }
+  if (!ProvideOutput(i, joining, IsOfNextDay(rules, state, facts))) {
     LeaveUnarchived(rfname);
     return;
   }
@@ -147,28 +157,19 @@ void ProcessInput(int32_t i, int32_t* day_inputs) {
     LeaveUnarchived(rfname);
     AbandonPeriod(output.inputs.size() == 1);
   }
-  if (finfo.level == 'D') {
-    pmonarc_stat = kContinued;
-  } else if (i + 1 < Ntarget && CheckSameDay(TargetList[i], TargetList[i + 1]) == 0) {
-    pmonarc_stat = kContinued;
+  if (EndsBehind(rules, TargetList[i], i + 1 < Ntarget ? TargetList[i + 1] : nullptr)) {
+    EndOutput(i + 1);
   } else {
-    FinishOutput(i + 1);
-    pmonarc_stat = kNewOutput;
+    pmonarc_stat = kContinued;
   }
 }
 
-// An hour output goes on only with inputs of its own day; between them a target may have failed to
-// open or been passed over. An output that was truncated after a broken record takes nothing more.
-// Returns true when the target is to be passed over.
-bool EndHourOutputBefore(int32_t i) {
-  if (finfo.level != 'H' || !output.active) return false;
-  if (CheckSameDay(output.inputs.back(), TargetList[i]) == 0) {
-    if (wfd < 0) LeaveUnarchived(TargetList[i]);
-    return wfd < 0;
-  }
-  FinishOutput(i);
-  pmonarc_stat = kNewOutput;
-  return false;
+// Ends an output that cannot go on with this target. True: the target is to be passed over.
+bool EndOutputBefore(int32_t i) {
+  const Joining joining = JoinByName(RulesOfRun(), StateOfOutput(), TargetList[i]);
+  if (joining == Joining::kStartsNew && output.active) EndOutput(i);
+  if (joining == Joining::kAfterBroken) LeaveUnarchived(TargetList[i]);
+  return joining == Joining::kAfterBroken;
 }
 
 }  // namespace
@@ -193,7 +194,7 @@ void ArcMain() {
   Rev_Kind = 0;
   int32_t day_inputs = 0;
   for (int32_t i = 0; i < Ntarget; ++i) {
-    if (TargetList[i] == nullptr || EndHourOutputBefore(i)) continue;
+    if (TargetList[i] == nullptr || EndOutputBefore(i)) continue;
     if (!OpenInput(TargetList[i], kDetSecondOpen)) continue;
     ProcessInput(i, &day_inputs);
     CloseInput();

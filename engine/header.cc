@@ -13,7 +13,7 @@
 #include "areas/finfo.h"
 #include "engine/byteorder.h"
 #include "engine/layout/layout.h"
-#include "engine/output.h"
+#include "engine/output_file.h"
 #include "engine/pmoncommon.h"
 #include "platform/QelCM.h"
 #include "platform/zone.h"
@@ -103,33 +103,44 @@ void SwitchTimeZone(uint8_t revision) {
   }
 }
 
+HeaderVerdict JudgeHeader(const uint8_t* bytes, int64_t size, bool chosen_by_date, bool no_period) {
+  if (size < static_cast<int64_t>(kRecordHeaderSize)) return HeaderVerdict::kShort;
+  if (!TagIs(bytes, "HDR")) return HeaderVerdict::kNoHeader;
+  if (!KnownRevision(bytes[kAtFlag])) return HeaderVerdict::kUnknownRevision;
+  const RevisionRow& row = LayoutOf(bytes[kAtFlag]).row;
+  if (size < row.file_header) return HeaderVerdict::kShort;
+  if (bytes[kAtLevel] != 'D' || chosen_by_date) return HeaderVerdict::kAccepted;
+  return row.keeps_header && no_period ? HeaderVerdict::kPassedOver : HeaderVerdict::kDayArchive;
+}
+
 int PreReadHeaderRec() {
-  HeaderBytes header;
+  uint8_t bytes[kJudgedBytes] = {};
   const int64_t left = BytesLeft();
-  if (left < static_cast<int64_t>(kRecordHeaderSize)) {
-    LogMessage(110, rfname, "read", 0, kDetRead);
-    return -1;
+  if (left >= static_cast<int64_t>(kRecordHeaderSize)) {
+    ReadExact(rfd, bytes, kRecordHeaderSize);
+    Rev_Kind = bytes[kAtFlag];
+    SwitchTimeZone(Rev_Kind);
+    if (left > static_cast<int64_t>(kAtLevel)) ReadExact(rfd, bytes + kAtLevel, 1);
   }
-  ReadExact(rfd, header.data(), kRecordHeaderSize);
-  Rev_Kind = header[kAtFlag];
-  SwitchTimeZone(Rev_Kind);
-  if (!TagIs(header.data(), "HDR")) {
-    LogMessage(101, rfname);
-    return -1;
+  const bool chosen_by_date = (finfo.optclass & kOptDirectory) != 0;
+  switch (JudgeHeader(bytes, left, chosen_by_date, arcdelinfo.noperiod_flg != 0)) {
+    case HeaderVerdict::kAccepted:
+      return 0;
+    case HeaderVerdict::kPassedOver:
+      return -2;
+    case HeaderVerdict::kShort:
+      LogMessage(110, rfname, "read", 0, kDetRead);
+      break;
+    case HeaderVerdict::kNoHeader:
+      LogMessage(101, rfname);
+      break;
+    case HeaderVerdict::kUnknownRevision:
+      LogMessage(120, rfname);
+      break;
+    case HeaderVerdict::kDayArchive:
+      LogMessage(108, rfname);
+      break;
   }
-  if (!KnownRevision(Rev_Kind)) {
-    LogMessage(120, rfname);
-    return -1;
-  }
-  const RevisionRow& row = LayoutOf(Rev_Kind).row;
-  if (left < row.file_header) {
-    LogMessage(110, rfname, "read", 0, kDetRead);
-    return -1;
-  }
-  ReadExact(rfd, header.data() + kRecordHeaderSize, row.file_header - kRecordHeaderSize);
-  if (header[kAtLevel] != 'D' || (finfo.optclass & kOptDirectory) != 0) return 0;
-  if (row.keeps_header && arcdelinfo.noperiod_flg != 0) return -2;
-  LogMessage(108, rfname);
   return -1;
 }
 

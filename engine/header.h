@@ -2,9 +2,28 @@
 // header, and the time zone that goes with the revision.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
+#include "engine/layout/records.h"
 #include "engine/names.h"
+
+// What the check of an input says of its file header.
+enum class HeaderVerdict : uint8_t {
+  kAccepted,
+  kShort,            // the file is shorter than its header
+  kNoHeader,         // it does not begin with one
+  kUnknownRevision,  // of the format
+  kDayArchive,       // is not archived further, and was not chosen among others in a directory
+  kPassedOver,       // the same, but "-noperiod" takes no notice of it
+};
+
+// The first bytes of a file by which its header is judged.
+inline constexpr size_t kJudgedBytes = kAtLevel + 1;
+
+// `bytes`: kJudgedBytes, as far as the file has so many. `size`: bytes of the file.
+// `chosen_by_date`: inputs of directory and automatic runs.
+HeaderVerdict JudgeHeader(const uint8_t* bytes, int64_t size, bool chosen_by_date, bool no_period);
 
 // Reads and judges the header of the input open on rfd; sets Rev_Kind and the time zone. Does not
 // rewind. Returns 0 (accept), -1 (reject, message logged) or -2 (pass over silently).

@@ -12,9 +12,10 @@
 #include <vector>
 
 #include "areas/finfo.h"
-#include "engine/header.h"
+#include "engine/byteorder.h"
+#include "engine/joining.h"
 #include "engine/names.h"
-#include "engine/output.h"
+#include "engine/output_file.h"
 #include "engine/pmoncommon.h"
 #include "engine/unarchived.h"
 #include "platform/open.h"
@@ -39,6 +40,30 @@ std::string InputPath(const char* name) {
            (LiesInArchive(name) ? "archive/" : "") + name;
   }
   return std::string(finfo.path != nullptr ? finfo.path : "") + name;
+}
+
+InputHead LookAtInput(const std::string& path) {
+  InputHead head;
+  const int fd = OpenToRead(path.c_str());
+  if (fd < 0) {
+    head.error = errno;
+    return head;
+  }
+  head.opened = true;
+  uint8_t bytes[kJudgedBytes] = {};
+  struct stat status = {};
+  // What has no positions counts as empty.
+  if (::fstat(fd, &status) != 0 ||
+      (S_ISREG(status.st_mode) && ::pread(fd, bytes, sizeof bytes, 0) < 0)) {
+    head.error = errno;
+  }
+  ::close(fd);
+  const int64_t size = S_ISREG(status.st_mode) ? status.st_size : 0;
+  head.verdict = JudgeHeader(bytes, size, true, false);
+  head.revision = bytes[kAtFlag];
+  head.level = static_cast<char>(bytes[kAtLevel]);
+  head.time = Load32(bytes + kAtTime);
+  return head;
 }
 
 bool OpenInput(const char* name, unsigned detail) {
@@ -95,12 +120,7 @@ bool IsInputFile(const char* path) {
   return input_files.contains({status.st_dev, status.st_ino});
 }
 
-bool LacksInputOf(const char* name, char level) {
-  for (const std::string& missing : unopened) {
-    if (level == 'H' ? OfSameDay(name, missing) : OfSameMonth(name, missing)) return true;
-  }
-  return false;
-}
+bool LacksInputOf(const char* name, char level) { return LacksInput(unopened, name, level); }
 
 void ForgetInputs() {
   input_files.clear();

@@ -11,7 +11,7 @@
 #include "engine/header.h"
 #include "engine/layout/layout.h"
 #include "engine/names.h"
-#include "engine/output.h"
+#include "engine/output_file.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
 

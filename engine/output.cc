@@ -16,6 +16,7 @@
 #include "engine/family.h"
 #include "engine/header.h"
 #include "engine/input.h"
+#include "engine/joining.h"
 #include "engine/layout/layout.h"
 #include "engine/names.h"
 #include "engine/outname.h"
@@ -33,9 +34,6 @@ namespace {
 
 constexpr uint32_t kDetOpenNew = 0x03020003;
 constexpr uint32_t kDetOpenSequel = 0x03020004;
-constexpr uint32_t kDetSync = 0x03020005;
-constexpr uint32_t kDetClose = 0x03020006;
-constexpr uint32_t kDetRename = 0x03020007;
 
 // As many as a night has archives, and asked for each of them.
 std::unordered_set<std::string> finished_paths;
@@ -84,21 +82,6 @@ bool CreateAtPath(uint32_t detail) {
   return true;
 }
 
-// A failure while finishing: the automatic run keeps the temporary name and goes on.
-void FinishFailed(const char* name, const char* call, uint32_t detail) {
-  LogMessage(111, name, call, errno, detail);
-  if (arcdelinfo.auto_flg == 0) {
-    DiscardOutputFile();
-    EndProcess(1);
-  }
-  arcdel_errflg |= 1;
-}
-
-uint32_t DetailOf(const char* call) {
-  if (std::strcmp(call, "close") == 0) return kDetClose;
-  return std::strcmp(call, "fsync") == 0 ? kDetSync : kDetRename;
-}
-
 // An output truncated after a broken record was closed then; that it is empty must be on disk
 // before it stands for its day.
 const char* SyncEmptyOutput() {
@@ -113,7 +96,7 @@ bool CloseOutput() {
   if (failed == nullptr && arcdelinfo.auto_flg != 0 && ::fsync(wfd) != 0) failed = "fsync";
   if (failed == nullptr) failed = CompleteOutputFile();
   if (failed == nullptr) return true;
-  FinishFailed(wfname, failed, DetailOf(failed));
+  FinishFailed(wfname, failed);
   if (wfd >= 0) ::close(wfd);
   wfd = -1;
   return false;
@@ -184,14 +167,6 @@ bool OpenSequel() {
   return created;
 }
 
-void LeaveOutputAndEnd() {
-  if (arcdelinfo.auto_flg == 0 && output.active && wfd >= 0) {
-    const char* const failed = CompleteOutputFile();
-    if (failed != nullptr) FinishFailed(wfname, failed, DetailOf(failed));
-  }
-  EndProcess(1);
-}
-
 void RenameWriteFname(const char* name) {
   output.named = false;
   if (arcdelinfo.auto_flg == 0) return;
@@ -202,18 +177,16 @@ void RenameWriteFname(const char* name) {
     output.named = true;
     failed = SyncDirectory(names.directory.c_str());
   }
-  if (failed != nullptr) FinishFailed(name, failed, DetailOf(failed));
+  if (failed != nullptr) FinishFailed(name, failed);
   output.durable = failed == nullptr;
 }
 
 void FinishOutput(int32_t end, Followed followed) {
   const bool on_disk = CloseOutput();
   if (arcdelinfo.auto_flg != 0) {
-    // Without an input that could not be opened the archive would look complete: a later run makes
-    // it.
     const bool lacking = !output.inputs.empty() && LacksInputOf(output.inputs.back(), finfo.level);
-    const bool abandoned = auto_break_flg != 0 && finfo.level == 'D';
-    group.push_back({wfname, output.inputs, on_disk && !lacking && !abandoned});
+    const Shortfall shortfall = ShortfallOf(finfo.level, lacking, auto_break_flg != 0);
+    group.push_back({wfname, output.inputs, on_disk && shortfall == Shortfall::kNone});
     KeepWaiting();
     if (followed == Followed::kNo) NameGroup();
   }

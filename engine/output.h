@@ -20,10 +20,6 @@ extern Output output;
 bool OpenNewOutput();
 bool OpenSequel();
 
-// Ends a manual run with status 1; what has been written of the output in progress is left under
-// its final name.
-[[noreturn]] void LeaveOutputAndEnd();
-
 // Whether the output in progress is followed by a sequel.
 enum class Followed : uint8_t { kNo, kBySequel };
 

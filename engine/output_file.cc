@@ -13,6 +13,8 @@
 
 #include "areas/finfo.h"
 #include "engine/names.h"
+#include "platform/process.h"
+#include "report/messages.h"
 #include "report/runinfo.h"
 
 volatile std::sig_atomic_t temporary_at_wfpath = 0;
@@ -36,6 +38,10 @@ enum class Place {
 };
 Place place = Place::kAtPath;
 std::string beside;
+
+constexpr uint32_t kDetSync = 0x03020005;
+constexpr uint32_t kDetClose = 0x03020006;
+constexpr uint32_t kDetRename = 0x03020007;
 
 constexpr int kMostNames = 1000;
 constexpr mode_t kMode = 0666;
@@ -165,6 +171,11 @@ const char* NameUnnamed(int fd) {
   return "linkat";
 }
 
+uint32_t DetailOf(const char* call) {
+  if (std::strcmp(call, "close") == 0) return kDetClose;
+  return std::strcmp(call, "fsync") == 0 ? kDetSync : kDetRename;
+}
+
 }  // namespace
 
 int CreateOutputFile() {
@@ -205,6 +216,23 @@ const char* RenameOutputFile(const char* from, const char* to) {
     return "rename";
   }
   return ::rename(from, to) == 0 ? nullptr : "rename";
+}
+
+void FinishFailed(const char* name, const char* call) {
+  LogMessage(111, name, call, errno, DetailOf(call));
+  if (arcdelinfo.auto_flg == 0) {
+    DiscardOutputFile();
+    EndProcess(1);
+  }
+  arcdel_errflg |= 1;
+}
+
+void LeaveOutputAndEnd() {
+  if (arcdelinfo.auto_flg == 0 && wfd >= 0) {
+    const char* const failed = CompleteOutputFile();
+    if (failed != nullptr) FinishFailed(wfname, failed);
+  }
+  EndProcess(1);
 }
 
 void DiscardOutputFile() {

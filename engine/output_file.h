@@ -20,6 +20,15 @@ const char* CompleteOutputFile();
 // replaced, unless it is empty. Returns null, or the name of the call that failed, errno set.
 const char* RenameOutputFile(const char* from, const char* to);
 
+// A call failed while the output `name` was finished: message 111. A manual run discards the output
+// and ends with status 1; an automatic run keeps the temporary name, ORs 1 into arcdel_errflg and
+// goes on.
+void FinishFailed(const char* name, const char* call);
+
+// Ends a run with status 1; a manual run leaves what has been written of its output under the final
+// name.
+[[noreturn]] void LeaveOutputAndEnd();
+
 // Closes wfd if it is open and removes what was written, if that is a regular file of this run.
 void DiscardOutputFile();
 

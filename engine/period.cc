@@ -22,40 +22,38 @@ std::tm LocalTime(int64_t seconds) {
   return broken_down;
 }
 
+FileDate LocalDate(int64_t seconds) {
+  const std::tm local = LocalTime(seconds);
+  return {local.tm_year, local.tm_mon, local.tm_mday};
+}
+
 bool DatesFromHeaders() { return arcdelinfo.auto_flg == 0 && finfo.layout->row.keeps_header; }
 
 bool KeepsHeader(uint8_t revision) {
   return KnownRevision(revision) && LayoutOf(revision).row.keeps_header;
 }
 
-int MonthNumber(int year, int month) { return month + 12 * year; }
-
 // The date against which the header read last is compared.
 FileDate PreviousDate(uint8_t previous_revision) {
   if (KeepsHeader(previous_revision)) return DateOf(finfo.header_written);
-  const std::tm now = LocalTime(finfo.record_time);
-  return {now.tm_year, now.tm_mon, now.tm_mday};
+  return LocalDate(finfo.record_time);
 }
 
-int MonthsBetween(uint8_t previous_revision) {
+int MonthsFromLast(uint8_t previous_revision) {
   if (!DatesFromHeaders()) {
-    const std::tm now = LocalTime(finfo.record_time);
-    const std::tm before = LocalTime(finfo.previous_time);
-    return MonthNumber(now.tm_year, now.tm_mon) - MonthNumber(before.tm_year, before.tm_mon);
+    return MonthsBetween(LocalDate(finfo.previous_time), LocalDate(finfo.record_time));
   }
-  const FileDate now = DateOf(finfo.header_read);
-  const FileDate before = PreviousDate(previous_revision);
-  return MonthNumber(now.year, now.month) - MonthNumber(before.year, before.month);
+  return MonthsBetween(PreviousDate(previous_revision), DateOf(finfo.header_read));
 }
 
-int DaysBetween(uint8_t previous_revision) {
+int DaysFromLast(uint8_t previous_revision) {
   if (!DatesFromHeaders()) {
     const std::tm now = LocalTime(finfo.record_time);
     const std::tm before = LocalTime(finfo.previous_time);
     const int days = now.tm_yday - before.tm_yday;
     return days < 0 && now.tm_year > before.tm_year ? 1 : days;
   }
-  const int days = 30 * CheckNextMonth(previous_revision);
+  const int days = 30 * MonthsFromLast(previous_revision);
   if (days != 0) return days;
   return DateOf(finfo.header_read).day - PreviousDate(previous_revision).day;
 }
@@ -69,15 +67,23 @@ int CheckSameDay(const char* name1, const char* name2) {
   return QelSol_strncmp(name1, name2, length) == 0 ? 0 : 1;
 }
 
+int MonthsBetween(const FileDate& before, const FileDate& now) {
+  return now.month - before.month + 12 * (now.year - before.year);
+}
+
+Distance DistanceFromLast(uint8_t previous_revision) {
+  return {MonthsFromLast(previous_revision), DaysFromLast(previous_revision)};
+}
+
 int CheckNextMonth(uint8_t previous_revision) {
-  const int months = MonthsBetween(previous_revision);
+  const int months = MonthsFromLast(previous_revision);
   if (months >= 0) return months;
   BrokenRecord("the month lies before that of the output");
   return -1;
 }
 
 int CheckNextDay(uint8_t previous_revision) {
-  const int days = DaysBetween(previous_revision);
+  const int days = DaysFromLast(previous_revision);
   if (days >= 0) return days;
   // An automatic run goes on with this input, so it is not marked as abandoned.
   const int32_t verdict = auto_break_flg;

@@ -177,13 +177,16 @@ int VersionOf(const char* name) {
 }  // namespace
 
 int GetTimeSpan() {
-  const int64_t now = CurrentTime();
+  TakeLimits(CurrentTime());
+  return 0;
+}
+
+void TakeLimits(int64_t now) {
   for (auto& span : arcdelinfo.savetime) span.now = now;
   constexpr char kLetters[] = {'L', 'H', 'D'};
   for (size_t i = 0; i < std::size(kLetters); ++i) {
     if (arcdelinfo.savetm_flg[i] != 0) GetSaveTime(arcdelinfo.savetm[i], kLetters[i]);
   }
-  return 0;
 }
 
 void GetSaveTime(int32_t encoded, char letter) {

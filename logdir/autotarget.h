@@ -11,6 +11,9 @@
 // Returns 0.
 int GetTimeSpan();
 
+// The same for the time `now`.
+void TakeLimits(int64_t now);
+
 // Computes the limit of the class `letter` ("L" PSL, "H" hour PSA, "D" day PSA) from its encoded
 // period and the class's current time.
 void GetSaveTime(int32_t encoded, char letter);

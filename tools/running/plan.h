@@ -96,7 +96,8 @@ struct ArchiveView {
   AutoProbe Probe() const;
 };
 
-// Brings the configuration into arcdelinfo as a run would and sets its clock. False: reported.
+// Has the archiver take the order of the run: its configuration is in arcdelinfo then. False:
+// reported.
 bool SetUpPlan(const PlanRequest& request);
 
 Plan MakePlan(const PlanRequest& request);
@@ -123,22 +124,5 @@ std::string UnreadText(const std::string& name);
 
 // How long a class (kClassPsl ...) is kept: "31 days".
 std::string KeepText(int retention_class);
-
-// A message of the archiver as it would be written: "102 Can't open file".
-struct CaughtMessage {
-  int32_t number;
-  std::string argument;
-};
-
-// Keeps the archiver's messages from console, trace and operation log while it lives.
-class MessageCatcher {
- public:
-  MessageCatcher();
-  ~MessageCatcher();
-  MessageCatcher(const MessageCatcher&) = delete;
-  MessageCatcher& operator=(const MessageCatcher&) = delete;
-  // The messages since the last call.
-  static std::vector<CaughtMessage> Take();
-};
 
 }  // namespace psltool

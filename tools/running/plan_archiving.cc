@@ -10,8 +10,7 @@
 #include <cstring>
 #include <set>
 
-#include "areas/finfo.h"
-#include "engine/input.h"
+#include "engine/joining.h"
 #include "engine/names.h"
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"
@@ -108,7 +107,6 @@ class StepPlanner {
   StepPlanner(char level, const PlanRequest& request, ArchiveView& view, Plan& plan)
       : request_(request), view_(view), plan_(plan), selection_(BeginSelection()) {
     step_.level = level;
-    finfo.level = level;  // of what the header check notes
     step_.period = PeriodOfRun(level, RunLimits());
   }
 
@@ -173,10 +171,13 @@ class StepPlanner {
         }
       }
     }
-    ForgetInputs();
-    const CheckedInputs checked = CheckPlannedInputs(targets, request_, view_);
+    const CheckedInputs checked = CheckPlannedInputs(targets, step_.level, request_, view_);
     step_.skipped.insert(step_.skipped.end(), checked.dropped.begin(), checked.dropped.end());
-    const OutputPlan outputs = PlanOutputs(step_.level, checked.accepted, Rules());
+    if (!checked.end.empty()) {
+      plan_.end = checked.end;
+      return false;
+    }
+    const OutputPlan outputs = PlanOutputs(step_.level, checked.accepted, Rules(checked.unopened));
     for (size_t i = 0; i < outputs.fates.size(); ++i) {
       const PlannedInput& input = checked.accepted[i];
       const InputFate fate = outputs.fates[i];
@@ -195,21 +196,22 @@ class StepPlanner {
     return outputs.end.empty();
   }
 
-  OutputRules Rules() const {
+  OutputRules Rules(const std::vector<std::string>& unopened) const {
     const char level = step_.level;
-    return {[this](const std::string& name) {
-              const auto made = view_.made.find(name);
-              if (made != view_.made.end()) return made->second.version == 0;
-              struct stat status {};
-              return lstat((ArchiveSubdirectory() + name).c_str(), &status) == 0 &&
-                     !(S_ISREG(status.st_mode) && status.st_size == 0);
-            },
-            [](const std::string& name) {
-              struct stat status {};
-              return lstat((ArchiveSubdirectory() + name).c_str(), &status) == 0 &&
-                     S_ISDIR(status.st_mode);
-            },
-            [level](const std::string& name) { return LacksInputOf(name.c_str(), level); }};
+    return {
+        [this](const std::string& name) {
+          const auto made = view_.made.find(name);
+          if (made != view_.made.end()) return made->second.version == 0;
+          struct stat status {};
+          return lstat((ArchiveSubdirectory() + name).c_str(), &status) == 0 &&
+                 !(S_ISREG(status.st_mode) && status.st_size == 0);
+        },
+        [](const std::string& name) {
+          struct stat status {};
+          return lstat((ArchiveSubdirectory() + name).c_str(), &status) == 0 &&
+                 S_ISDIR(status.st_mode);
+        },
+        [level, &unopened](const std::string& name) { return LacksInput(unopened, name, level); }};
   }
 
   // The output is there from now on.

@@ -13,10 +13,13 @@ namespace psltool {
 struct CheckedInputs {
   std::vector<PlannedInput> accepted;  // in the order of the run
   std::vector<PlanFile> dropped;       // by the check of the headers
+  std::vector<std::string> unopened;   // of these, what did not open
+  std::string end;                     // not empty: the run would end there
 };
 
-// `targets`: names as selected. Files that the run itself makes are taken from the view.
-CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets,
+// `targets`: names as selected; `level`: of the outputs. Files that the run itself makes are taken
+// from the view. What is dropped is noted as left without its archive, as a run does.
+CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets, char level,
                                  const PlanRequest& request, const ArchiveView& view);
 
 // "20240304a.psl", "archive/20240304a.psa".

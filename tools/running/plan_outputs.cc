@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "engine/joining.h"
 #include "engine/names.h"
 #include "engine/period.h"
 #include "logdir/timespan.h"
@@ -14,19 +15,21 @@ namespace psltool {
 
 namespace {
 
-std::string ArrayOfInput(const std::string& name) {
-  return std::string(ArrayOf(name).value_or(""));
-}
-
-int MonthOf(int64_t time) {
+FileDate DateOf(int64_t time) {
   const tm date = LocalTime(time);
-  return date.tm_year * 12 + date.tm_mon;
+  return {date.tm_year, date.tm_mon, date.tm_mday};
 }
 
-// One run over the inputs, in the driver's words.
+// The array that an archive of the input is named after.
+std::string ArrayOfInput(const PlannedInput& input) {
+  return std::string(ArrayOf(input.name).value_or(""));
+}
+
+// One run over the inputs. What the driver does with files and records is done here with what is
+// known of them; how they join is asked.
 class Driver {
  public:
-  Driver(char level, const OutputRules& rules) : level_(level), rules_(rules) {}
+  Driver(char level, const OutputRules& rules) : joins_{level, false}, rules_(rules) {}
 
   OutputPlan Run(const std::vector<PlannedInput>& inputs) {
     for (size_t i = 0; i < inputs.size(); ++i) {
@@ -40,67 +43,44 @@ class Driver {
   }
 
  private:
+  JoinState State() const {
+    return {active_, output_.emptied, output_.revision, array_, last_input_.c_str()};
+  }
+
   InputFate TakeInput(const PlannedInput& input, const char* next) {
-    if (level_ == 'H' && active_) {
-      if (CheckSameDay(last_input_.c_str(), input.name.c_str()) != 0) {
-        Finish();
-        new_output_ = true;
-      } else if (output_.emptied) {
-        return InputFate::kAfterBroken;
-      }
-    }
+    const Joining by_name = JoinByName(joins_, State(), input.name.c_str());
+    if (by_name == Joining::kAfterBroken) return InputFate::kAfterBroken;
+    if (by_name == Joining::kStartsNew && active_) Finish();
     const int64_t before = record_time_;
     record_time_ = input.header_time;
-    if (input.level == 'D') return InputFate::kDayLevel;
-    if (level_ == 'D' && active_ && !JoinDayOutput(input, before)) {
+    const std::string array = ArrayOfInput(input);
+    const Joining joining = Join(joins_, State(),
+                                 {input.level, input.revision, array,
+                                  MonthsBetween(DateOf(before), DateOf(input.header_time)), 0});
+    if (joining == Joining::kDayArchive) return InputFate::kDayLevel;
+    if (joining == Joining::kBefore) {
+      abandoned_ = true;
       record_time_ = before;
       return InputFate::kBackward;
     }
-    const bool first = new_output_ || revision_ != input.revision;
-    if (!ProvideOutput(input)) return InputFate::kNameTaken;
+    if (joining != Joining::kJoins && !BeginOutput(input, joining)) return InputFate::kNameTaken;
     last_input_ = input.name;
     output_.inputs.push_back(input.name);
-    Read(input, first ? input.header_time : before);
-    if (level_ == 'D') {
-      new_output_ = false;
-    } else if (next != nullptr && CheckSameDay(input.name.c_str(), next) == 0) {
-      new_output_ = false;
-    } else {
-      Finish();
-      new_output_ = true;
-    }
+    Read(input, before);
+    if (EndsBehind(joins_, input.name.c_str(), next)) Finish();
     return input.broken ? InputFate::kAbandoned : InputFate::kArchived;
   }
 
-  // False: the input lies before the month of the output.
-  bool JoinDayOutput(const PlannedInput& input, int64_t before) {
-    if (ArrayOfInput(input.name) != array_) {
-      Finish();
-      new_output_ = true;
-      return true;
-    }
-    const int months = MonthOf(record_time_) - MonthOf(before);
-    abandoned_ = abandoned_ || months < 0;
-    if (months < 0) return false;
-    if (months > 0) {
-      Finish();
-      new_output_ = true;
-    }
-    return true;
-  }
-
-  // Opens, keeps or replaces the output. False: there is none for this input, or the run ends.
-  bool ProvideOutput(const PlannedInput& input) {
-    if (new_output_) {
-      array_ = ArrayOfInput(input.name);
-      name_ = NewName();
-    } else if (revision_ != input.revision) {
-      Finish();
+  // Ends the output in progress and begins another, or its sequel. False: there is none for this
+  // input, or the run ends.
+  bool BeginOutput(const PlannedInput& input, Joining joining) {
+    if (active_) Finish();
+    if (joining == Joining::kSequel) {
       name_ = SequelName(name_);
     } else {
-      return true;
+      array_ = ArrayOfInput(input);
+      name_ = ArchiveName(joins_.level, DateOf(record_time_), array_);
     }
-    new_output_ = true;
     if (std::any_of(plan_.outputs.begin(), plan_.outputs.end(),
                     [this](const auto& made) { return made.name == name_; })) {
       return false;
@@ -111,7 +91,6 @@ class Driver {
       return false;
     }
     active_ = true;
-    revision_ = input.revision;
     output_ = {};
     output_.name = name_;
     output_.revision = input.revision;
@@ -119,15 +98,16 @@ class Driver {
     return true;
   }
 
-  void Read(const PlannedInput& input, int64_t time_when_abandoned) {
+  void Read(const PlannedInput& input, int64_t before) {
     abandoned_ = input.broken;
-    record_time_ = input.broken ? time_when_abandoned : input.last_time;
     if (!input.broken) {
+      record_time_ = input.last_time;
       output_.last_time = input.last_time;
       return;
     }
+    record_time_ = TimeBehindAbandoned(output_.inputs.size() == 1, input.header_time, before);
     output_.trouble = fmt::format("{} is broken", input.name);
-    if (level_ == 'H') {
+    if (joins_.level == 'H') {
       output_.emptied = true;
       output_.trouble += ": the archive will be empty";
     }
@@ -135,33 +115,33 @@ class Driver {
 
   void Finish() {
     active_ = false;
-    const auto keep_temporary = [this](std::string why) {
+    const auto keep_temporary = [this](const char* why) {
       output_.temporary = true;
-      output_.trouble = std::move(why);
+      output_.trouble = why;
     };
-    if (rules_.lacks_input(last_input_)) {
-      keep_temporary("an input of it does not open: it is left to a later run");
-    } else if (level_ == 'D' && abandoned_) {
-      keep_temporary("its last input is abandoned: it is left to a later run");
-    } else if (rules_.stands(name_)) {
-      keep_temporary("its name is taken, and what stands there is never replaced (message 111)");
+    switch (ShortfallOf(joins_.level, rules_.lacks_input(last_input_), abandoned_)) {
+      case Shortfall::kInput:
+        keep_temporary("an input of it does not open: it is left to a later run");
+        break;
+      case Shortfall::kAbandoned:
+        keep_temporary("its last input is abandoned: it is left to a later run");
+        break;
+      case Shortfall::kNone:
+        if (rules_.stands(name_)) {
+          keep_temporary(
+              "its name is taken, and what stands there is never replaced (message 111)");
+        }
+        break;
     }
     plan_.outputs.push_back(output_);
   }
 
-  std::string NewName() const {
-    const tm date = LocalTime(record_time_);
-    return ArchiveName(level_, {date.tm_year, date.tm_mon, date.tm_mday}, array_);
-  }
-
-  char level_;
+  JoinRules joins_;
   const OutputRules& rules_;
   OutputPlan plan_;
   bool active_ = false;
-  bool new_output_ = true;
   bool abandoned_ = false;  // the input read last
   PlannedOutput output_;
-  uint8_t revision_ = 0;
   std::string name_;
   std::string array_;
   std::string last_input_;

@@ -1,5 +1,5 @@
-// Which outputs an automatic run makes of its inputs: the joins and cuts of the archive driver,
-// followed over what is known of the inputs instead of their records.
+// Which outputs an automatic run makes of its inputs: the archiver's rules of joining
+// (engine/joining.h) asked about what is known of the inputs instead of their records.
 #pragma once
 
 #include <cstdint>

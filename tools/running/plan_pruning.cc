@@ -1,5 +1,5 @@
 // The pruning of a plan: the pruning routine itself runs, with other hands. Everything that it does
-// to files goes through the table pml_system; there its deletions and moves are only written down,
+// to files goes through a table; there its deletions and moves are only written down,
 // and what it has deleted looks like something else to the steps that follow.
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -151,21 +151,17 @@ void PlanPruning(const PlanRequest& request, Plan& plan) {
   const tm date = LocalTime(request.now);
   today =
       static_cast<uint32_t>((date.tm_year - 100) * 10000 + (date.tm_mon + 1) * 100 + date.tm_mday);
-  const PmlSystem system = pml_system;
-  const PruneWatch watch = {Begin, End};
   current = &plan;
   gone.clear();
   told.clear();
   NoteSurroundings(plan);
-  pml_system.chosen = Chosen;
-  pml_system.remove_file = NoteRemoval;
-  pml_system.move_file = NoteMove;
-  pml_system.make_dir = NoteDirectory;
-  pml_system.status = Status;
-  prune_watch = &watch;
-  PrunePmlFiles();
-  prune_watch = nullptr;
-  pml_system = system;
+  PmlSystem hands = pml_system;
+  hands.chosen = Chosen;
+  hands.remove_file = NoteRemoval;
+  hands.move_file = NoteMove;
+  hands.make_dir = NoteDirectory;
+  hands.status = Status;
+  RehearsePruning({hands, Begin, End});
   current = nullptr;
 }
 
