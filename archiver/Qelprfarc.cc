@@ -27,6 +27,7 @@
 #include "logdir/timespan.h"
 #include "logdir/unread.h"
 #include "platform/QelCM.h"
+#include "platform/places.h"
 #include "platform/process.h"
 #include "platform/version.h"
 #include "pmonb/PMONBshareTxt.h"
@@ -74,7 +75,7 @@ void TraceStart() {
 }
 
 bool TakeLock() {
-  snprintf(lockfile_path, sizeof lockfile_path, "%spmon/arclock", arcdelinfo.rootdir);
+  snprintf(lockfile_path, sizeof lockfile_path, "%s%s", arcdelinfo.rootdir, kLockFile);
   if (Arc_chksgm(lockfile_path) != 0) {
     LogTaskFailed();
     return false;
@@ -178,8 +179,8 @@ void FinishAutomaticArchiving() {
   } else if (arcdel_errflg == 0) {
     TraceLine(__LINE__, "%s", kTraceEnd);
   }
-  RemoveMarker("Qelprf.A", "err_del_arcupdatefile");
-  RemoveMarker("Qelprf.B", "err_del_execfile");
+  RemoveMarker(kUpdateMarker, "err_del_arcupdatefile");
+  RemoveMarker(kExecutionMarker, "err_del_execfile");
 }
 
 void RunDaemonTasks() {

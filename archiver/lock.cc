@@ -61,6 +61,18 @@ int Arc_chksgm(const char* path) {
   return 0;
 }
 
+pid_t LockHolder(const char* path) {
+  const int fd = open(path, O_RDONLY | O_CLOEXEC);
+  if (fd == -1) return errno == ENOENT ? 0 : -1;
+  struct flock lock = Describe(F_WRLCK);
+  const bool asked = fcntl(fd, F_GETLK, &lock) == 0;
+  const int error = errno;
+  close(fd);
+  errno = error;
+  if (!asked) return -1;
+  return lock.l_type == F_UNLCK ? 0 : lock.l_pid;
+}
+
 int Arc_Lock() {
   write_lock = Describe(F_WRLCK);
   if (fcntl(lockfile_fd, F_SETLK, &write_lock) == -1) {

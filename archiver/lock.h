@@ -1,6 +1,8 @@
 // The lock that keeps two automatic archivers of one server apart: a record lock on the file
-// rootdir + "pmon/arclock".
+// kLockFile (platform/places.h) below the root directory.
 #pragma once
+
+#include <sys/types.h>
 
 #include <cstdint>
 
@@ -10,6 +12,10 @@ extern int32_t lockfile_fd;  // -1 when not open
 // Opens the lock file, creating it when missing, and tests whether another process holds a lock on
 // it. Returns 0 when it is free; otherwise -1, with the file closed again.
 int Arc_chksgm(const char* path);
+
+// Asks who holds the lock on the file, without taking or making anything. 0: nobody, or there is no
+// such file; -1: it cannot be told, errno says why.
+pid_t LockHolder(const char* path);
 
 // Takes the write lock without waiting. Returns 0, or -1 after messages 113 and 114.
 int Arc_Lock();

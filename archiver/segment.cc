@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
-#include <iterator>
 
 #include "archiver/segment_layout.h"
 #include "report/messages.h"
@@ -64,11 +63,9 @@ bool ReadRetention(int retention_class) {
   uint16_t pair[2] = {};
   if (!ReadField(kSegRetention + index * kSegRetentionStep, &pair)) return false;
   const auto [count, unit] = pair;
+  if (!IsRetention(count, unit, index)) return false;
   if (count == 0) return true;
-  if (unit >= std::size(kRetentionUnits)) return false;
-  const RetentionUnit& row = kRetentionUnits[unit];
-  if (count > row.largest || (row.psl_only && retention_class != kClassPsl)) return false;
-  arcdelinfo.savetm[index] = row.code + count;
+  arcdelinfo.savetm[index] = RetentionCode(count, unit);
   arcdelinfo.savetm_flg[index] = 1;
   return true;
 }

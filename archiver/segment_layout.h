@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 // Offsets of the fields from the start of the segment. Integers are in host order, texts end with a
 // zero byte.
@@ -38,3 +39,17 @@ inline constexpr RetentionUnit kRetentionUnits[] = {
     {'m', 0x20000000, 24, false},
     {'y', 0x40000000, 2, false},
 };
+
+// Whether files of a class (0 logs, 1 hour archives, 2 day archives) can be kept for `count` of the
+// unit of that number; a count of 0 keeps them for ever.
+constexpr bool IsRetention(uint16_t count, uint16_t unit, size_t retention_class) {
+  if (count == 0) return true;
+  if (unit >= std::size(kRetentionUnits)) return false;
+  const RetentionUnit& row = kRetentionUnits[unit];
+  return count <= row.largest && (retention_class == 0 || !row.psl_only);
+}
+
+// The archiver's encoded period of such a retention; 0 for ever.
+constexpr int32_t RetentionCode(uint16_t count, uint16_t unit) {
+  return count == 0 ? 0 : kRetentionUnits[unit].code + count;
+}

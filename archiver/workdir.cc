@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <string>
 
+#include "platform/places.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
 
@@ -27,7 +28,7 @@ bool Failed(const char* call, uint32_t detail) {
 }  // namespace
 
 bool EnterWorkDirectory() {
-  const std::string directory = std::string(arcdelinfo.rootdir) + "core/Qelprfd/Qelprfarc";
+  const std::string directory = std::string(arcdelinfo.rootdir) + kWorkDirectory;
   if (mkdir(directory.c_str(), 0777) != 0 && errno != EEXIST) return Failed("mkdir", kDetMkdir);
   if (chdir(directory.c_str()) != 0) return Failed("chdir", kDetChdir);
   struct stat status {};

@@ -2,6 +2,6 @@
 // where the server looks for it.
 #pragma once
 
-// Creates and enters rootdir + "core/Qelprfd/Qelprfarc" and moves a "core" found there aside.
-// Returns false after reporting a failure.
+// Creates and enters the work directory below the root (platform/places.h) and moves a "core" found
+// there aside. Returns false after reporting a failure.
 bool EnterWorkDirectory();

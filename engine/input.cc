@@ -19,6 +19,7 @@
 #include "engine/pmoncommon.h"
 #include "engine/unarchived.h"
 #include "platform/open.h"
+#include "platform/places.h"
 #include "platform/process.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
@@ -37,7 +38,7 @@ std::string InputPath(const char* name) {
   if ((finfo.optclass & kOptDirectory) == 0) return name;
   if (arcdelinfo.auto_flg != 0) {
     return std::string(arcdelinfo.arcdir).substr(0, kMaxArchiveDirectory) +
-           (LiesInArchive(name) ? "archive/" : "") + name;
+           (LiesInArchive(name) ? kArchivePart : "") + name;
   }
   return std::string(finfo.path != nullptr ? finfo.path : "") + name;
 }

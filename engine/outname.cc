@@ -12,6 +12,7 @@
 #include "engine/layout/layout.h"
 #include "engine/names.h"
 #include "engine/output_file.h"
+#include "platform/places.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
 
@@ -57,7 +58,7 @@ void SetWritePath(const char* name) {
   if (finfo.outpath != nullptr) {
     std::snprintf(wfpath, sizeof wfpath, "%s", finfo.outpath);
   } else if (arcdelinfo.auto_flg != 0) {
-    std::snprintf(wfpath, sizeof wfpath, "%s%s/%s", arcdelinfo.arcdir, "archive", name);
+    std::snprintf(wfpath, sizeof wfpath, "%s%s%s", arcdelinfo.arcdir, kArchivePart, name);
   } else {
     std::snprintf(wfpath, sizeof wfpath, "%s%s", finfo.path != nullptr ? finfo.path : "", name);
   }

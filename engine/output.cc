@@ -24,6 +24,7 @@
 #include "engine/pmoncommon.h"
 #include "engine/unarchived.h"
 #include "platform/directory.h"
+#include "platform/places.h"
 #include "platform/process.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
@@ -110,8 +111,8 @@ struct Names {
 
 Names NamesOf(const char* name) {
   constexpr size_t kMaxPath = 255;
-  const size_t room = kMaxPath - std::min(kMaxPath, std::strlen(name) + std::strlen("archive/"));
-  const std::string directory = std::string(arcdelinfo.arcdir).substr(0, room) + "archive/";
+  const size_t room = kMaxPath - std::min(kMaxPath, std::strlen(name) + std::strlen(kArchivePart));
+  const std::string directory = std::string(arcdelinfo.arcdir).substr(0, room) + kArchivePart;
   return {directory, directory + name, directory + FinalOf(name)};
 }
 

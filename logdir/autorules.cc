@@ -31,15 +31,6 @@ int DateNumber(const struct tm& date) {
   return (date.tm_year + 1900) * 10000 + (date.tm_mon + 1) * 100 + date.tm_mday;
 }
 
-AutoVerdict JudgeDate(const char* name, const AutoPeriod& period) {
-  if (!BeginsWithDigits(name, kDayDigits)) return AutoVerdict::kOtherFile;
-  struct tm date = NameDate(name, -1);
-  int64_t time = 0;
-  if (CheckTm(&date) != 0 || !ToTime(&date, &time)) return AutoVerdict::kNoDate;
-  if (!IsOver(name, period)) return AutoVerdict::kNotOver;
-  return period.has_limit && time < period.limit ? AutoVerdict::kBeforeLimit : AutoVerdict::kTarget;
-}
-
 Keys KeysOf(const std::vector<AutoFile>& files, AutoVerdict verdict) {
   Keys keys;
   for (const AutoFile& file : files) {
@@ -120,6 +111,15 @@ AutoPeriod PeriodOfRun(char level, const Limits& limits) {
 // what the C library converted before.
 bool IsOver(const char* name, const AutoPeriod& period) {
   return DateNumber(NameDate(name, -1)) < period.first_open_day;
+}
+
+AutoVerdict JudgeDate(const char* name, const AutoPeriod& period) {
+  if (!BeginsWithDigits(name, kDayDigits)) return AutoVerdict::kOtherFile;
+  struct tm date = NameDate(name, -1);
+  int64_t time = 0;
+  if (CheckTm(&date) != 0 || !ToTime(&date, &time)) return AutoVerdict::kNoDate;
+  if (!IsOver(name, period)) return AutoVerdict::kNotOver;
+  return period.has_limit && time < period.limit ? AutoVerdict::kBeforeLimit : AutoVerdict::kTarget;
 }
 
 void JudgeLogs(const AutoPeriod& period, const AutoNames& names, AutoSelection* selection) {

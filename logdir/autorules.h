@@ -66,6 +66,10 @@ struct AutoNames {
 // The period of the run of `level` ("H" or "D").
 AutoPeriod PeriodOfRun(char level, const Limits& limits);
 
+// What the date at the beginning of a name says: kTarget, kNotOver, kBeforeLimit; kOtherFile or
+// kNoDate when there is none.
+AutoVerdict JudgeDate(const char* name, const AutoPeriod& period);
+
 // True when the day (hour run) or month (day run) of a name that begins with eight digits is over.
 bool IsOver(const char* name, const AutoPeriod& period);
 

@@ -28,6 +28,7 @@
 #include "logdir/unread.h"
 #include "platform/directory.h"
 #include "platform/open.h"
+#include "platform/places.h"
 #include "platform/process.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
@@ -42,7 +43,6 @@ constexpr uint32_t kDetSync = 0x030D0005;
 
 constexpr size_t kRevisionOffset = 3;
 constexpr size_t kLevelOffset = 12;
-constexpr uint8_t kLowestRevision = 23;
 
 int ClassOf(char letter) {
   return letter == 'L' ? kClassPsl : letter == 'H' ? kClassHour : kClassDay;
@@ -171,7 +171,7 @@ int LevelOf(const char* name) {
 int VersionOf(const char* name) {
   const FileHead head = LookInto(name);
   if (head.state == FileHead::State::kUnreadable) return kUnreadableFile;
-  return head.size >= kLevelOffset && head.bytes[kRevisionOffset] >= kLowestRevision ? 0 : -1;
+  return head.size >= kLevelOffset && head.bytes[kRevisionOffset] >= kLowestAutoRevision ? 0 : -1;
 }
 
 }  // namespace
@@ -241,8 +241,8 @@ int CheckAutoFileLevel(const char* name) {
 int CheckAutoFileVer(const char* name) { return VersionOf(name) == 0 ? 0 : -1; }
 
 const char* ArchiveSubdirectory() {
-  static char directory[sizeof arcdelinfo.arcdir + sizeof "archive/"];
-  snprintf(directory, sizeof directory, "%sarchive/", arcdelinfo.arcdir);
+  static char directory[sizeof arcdelinfo.arcdir + sizeof kArchivePart];
+  snprintf(directory, sizeof directory, "%s%s", arcdelinfo.arcdir, kArchivePart);
   return directory;
 }
 
@@ -252,14 +252,14 @@ std::string AutoFilePath(const std::string& name) {
 
 bool FitsPaths(const std::string& directory, const std::string& name) {
   constexpr size_t kLongestPath = 255;
-  constexpr size_t kArchivePart = sizeof "archive/" - 1;
+  constexpr size_t kPart = sizeof kArchivePart - 1;
   const bool archive = LiesInArchive(name);
-  const size_t input = directory.size() + (archive ? kArchivePart : 0) + name.size();
+  const size_t input = directory.size() + (archive ? kPart : 0) + name.size();
   // The output of a log has its name up to the number or extension; that of an hour archive two
   // digits less.
   const size_t end = StemOf(name).size();
   const size_t stem = archive && end > 2 ? end - 2 : end;
   const size_t output =
-      directory.size() + kArchivePart + stem + kArchiveExtension.size() + kTemporaryEnd.size();
+      directory.size() + kPart + stem + kArchiveExtension.size() + kTemporaryEnd.size();
   return std::max(input, output) <= kLongestPath;
 }

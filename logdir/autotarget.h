@@ -7,6 +7,9 @@
 
 #include "logdir/autorules.h"
 
+// Files of earlier revisions are archived by hand only, and never removed.
+inline constexpr uint8_t kLowestAutoRevision = 0x17;
+
 // Takes the current time once and computes the limit of each class with a retention period.
 // Returns 0.
 int GetTimeSpan();

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "platform/places.h"
 #include "platform/prefix.h"
 #include "platform/zone.h"
 
@@ -170,7 +171,7 @@ int SGMCM_OutMsg(const SgmcmMessage* message, const char* text) {
   syslog(LOG_DAEMON | severity, "%.*s", static_cast<int>(entry_length), entry);
   line.End();
   char path[kLongestPath];
-  snprintf(path, sizeof path, "%setc/log/operation.log", kInstallPrefix);
+  snprintf(path, sizeof path, "%s%s", kInstallPrefix, kOperationLog);
   const bool appended = AppendLine(path, line);
   errno = saved_errno;
   return appended ? 0 : -1;

@@ -28,6 +28,6 @@ static_assert(sizeof(SgmcmMessage) == 44);
 // message then use standard error).
 int fn_I_trace(const char* text, int one, int32_t* control, const char* tag, int line, int zero);
 
-// Appends one entry to the operation log (prefix + "etc/log/operation.log") and to syslog.
+// Appends one entry to the operation log (kOperationLog of platform/places.h) and to syslog.
 // `text` is used up to 200 characters. Returns 0 when the entry was appended to the log, else -1.
 int SGMCM_OutMsg(const SgmcmMessage* message, const char* text);

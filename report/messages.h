@@ -17,6 +17,11 @@ extern ArcErrInfo arcerrinfo;
 extern int32_t OptVerbose;  // "-v"
 extern int32_t OutMsgNum;   // position in TargetList up to which inputs were reported
 
+// Identifiers of entries in the operation log by which failures are known: a broken file, a task
+// that failed.
+inline constexpr char kBrokenIdentifier[] = "08300";
+inline constexpr char kTaskFailedIdentifier[] = "08320";
+
 // When set, gets every message instead of console, trace and operation log.
 using MessageHook = void (*)(const ArcErrInfo& info);
 extern MessageHook message_hook;

@@ -5,11 +5,12 @@
 #include <cstdio>
 
 #include "platform/QelCM.h"
+#include "platform/places.h"
 #include "platform/prefix.h"
 
 void SetTraceFile() {
-  const int length = snprintf(sgmtr_dmpfile, sizeof sgmtr_dmpfile, "%s%s%s", kInstallPrefix, "etc/",
-                              "trace/Qelprfarc.trc");
+  const int length =
+      snprintf(sgmtr_dmpfile, sizeof sgmtr_dmpfile, "%s%s", kInstallPrefix, kTraceFile);
   // A path that was cut would be another file: better none, so that messages use standard error.
   if (length < 0 || static_cast<size_t>(length) >= sizeof sgmtr_dmpfile) sgmtr_dmpfile[0] = '\0';
 }
@@ -21,5 +22,5 @@ void TraceLine(int line, const char* format, ...) {
   vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
   sgmtr_dmptbl = 0;
-  fn_I_trace(text, 1, &sgmtr_dmptbl, "Qelprfarc", line, 0);
+  fn_I_trace(text, 1, &sgmtr_dmptbl, kTraceTag, line, 0);
 }

@@ -46,7 +46,7 @@ TEST(Names, EachReadingCutsInItsPlace) {
     EXPECT_EQ(MonthKeyOf(name.path), name.month_key);
     const auto array = ArrayOf(name.path);
     EXPECT_EQ(array.has_value(), name.array != nullptr);
-    if (array && name.array != nullptr) EXPECT_EQ(*array, name.array);
+    EXPECT_EQ(array.value_or(""), name.array != nullptr ? name.array : "");
   }
 }
 

@@ -177,7 +177,7 @@ bool CheckOptions(Options& options, bool archive_given) {
     constexpr const char* kOptions[] = {"--keep-psl", "--keep-hour", "--keep-day"};
     for (size_t i = 0; i < options.keep.size(); ++i) {
       const auto keep = ParseRetention(options.keep[i]);
-      if (!keep || !ValidRetention(*keep, i)) {
+      if (!keep || !IsRetention(keep->count, keep->unit, i)) {
         return Fail(fmt::format("plan {}", kOptions[i]),
                     fmt::format("'{}' is not none, {}1m to 24m, or 1y to 2y", options.keep[i],
                                 i == 0 ? "1d to 366d, " : ""));

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/places.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
@@ -55,7 +56,7 @@ bool CheckDirectory(const char* option, const std::string& path, size_t longest)
 bool CheckKeep(Options& options) {
   for (size_t i = 0; i < options.keep.size(); ++i) {
     const auto keep = ParseRetention(options.keep[i]);
-    if (!keep || !ValidRetention(*keep, i)) {
+    if (!keep || !IsRetention(keep->count, keep->unit, i)) {
       return Fail(fmt::format("segment make {}", kKeepOptions[i]),
                   fmt::format("'{}' is not none, {}1m to 24m, or 1y to 2y", options.keep[i],
                               i == 0 ? "1d to 366d, " : ""));
@@ -69,14 +70,16 @@ bool Check(Options& options) {
   SegmentConfig& config = options.config;
   if (config.pml.empty()) config.pml = config.root + (config.root.ends_with('/') ? "pml" : "/pml");
   config.archiving = options.archiving == "on" ? 1 : 0;
-  return CheckDirectory("--root", config.root, kLongestDirectory - strlen("/pmon/arclock")) &&
+  return CheckDirectory("--root", config.root,
+                        kLongestDirectory - strlen("/") - strlen(kLockFile)) &&
          CheckDirectory("--archive", config.archive, kLongestArchiveDirectory) &&
          CheckDirectory("--pml", config.pml, kLongestDirectory) && CheckKeep(options);
 }
 
 bool Prepare(const SegmentConfig& config) {
   for (const std::string& directory :
-       {config.root + "/pmon", config.root + "/core/Qelprfd", config.archive, config.pml}) {
+       {config.root + "/" + kLockDirectory, config.root + "/" + kWorkParent, config.archive,
+        config.pml}) {
     std::error_code error;
     std::filesystem::create_directories(directory, error);
     if (error) return Fail(directory, error.message());

@@ -14,6 +14,7 @@
 #include <set>
 
 #include "engine/names.h"
+#include "logdir/autorules.h"
 #include "logdir/autotarget.h"
 #include "logdir/limits.h"
 #include "logdir/listing.h"
@@ -26,8 +27,7 @@ namespace psltool {
 
 namespace {
 
-constexpr uint8_t kLowestRevision = 0x17;  // of automatic archiving
-constexpr size_t kHeadSize = 13;           // revision at 3, level at 12
+constexpr size_t kHeadSize = 13;  // revision at 3, level at 12
 constexpr size_t kShortestLog = 12;
 
 // What the beginning of a file tells.
@@ -52,12 +52,11 @@ struct Directory {
   std::vector<std::string> temporaries;
 };
 
-// Days and limits of the run that is judged, as dates of eight digits.
+// What was due in the run that is judged.
 struct Due {
-  std::string yesterday;
-  std::string last_month_end;
-  std::string hour_limit;  // empty: none
-  std::string day_limit;
+  AutoPeriod hour_run;
+  AutoPeriod day_run;
+  std::string yesterday;      // dates of eight digits
   std::string first_checked;  // of the days that should have data
   std::string directory;      // of the logs, ending in "/"
 };
@@ -78,11 +77,6 @@ Head ReadHead(const std::string& path) {
   return head;
 }
 
-std::string DateText(int64_t time) {
-  const tm date = LocalTime(time);
-  return fmt::format("{:04}{:02}{:02}", date.tm_year + 1900, date.tm_mon + 1, date.tm_mday);
-}
-
 // `days` before or behind a date of eight digits.
 std::string Moved(const std::string& day, int days) {
   using namespace std::chrono;
@@ -94,28 +88,26 @@ std::string Moved(const std::string& day, int days) {
                      static_cast<unsigned>(moved.month()), static_cast<unsigned>(moved.day()));
 }
 
-// Due files of a run at `time`: the archiver's own rules say what it keeps.
+// Due files of a run at `time`, by the archiver's own rules.
 Due DueAt(int64_t time, const HealthRequest& request) {
   RetentionCodes codes = {};
   for (size_t i = 0; i < codes.size(); ++i) {
-    const Retention& keep = request.config.keep[i];
-    if (keep.count != 0) codes[i] = kRetentionUnits[keep.unit].code + int32_t{keep.count};
+    codes[i] = RetentionCode(request.config.keep[i].count, request.config.keep[i].unit);
   }
   const Limits limits = LimitsAt(codes, time);
-  const auto limit = [&limits](size_t retention_class) {
-    const std::optional<int64_t>& before = limits.before[retention_class];
-    return before ? DateText(*before) : std::string();
-  };
-  const std::string today = DateText(time);
   Due due;
+  due.hour_run = PeriodOfRun('H', limits);
+  due.day_run = PeriodOfRun('D', limits);
+  const std::string today = fmt::format("{:08}", due.hour_run.first_open_day);
   due.yesterday = Moved(today, -1);
-  due.last_month_end = Moved(today.substr(0, 6) + "01", -1);
-  due.hour_limit = limit(kClassHour);
-  due.day_limit = limit(kClassDay);
   due.first_checked = Moved(today, -request.days);
   due.directory = request.config.archive;
   if (!due.directory.ends_with('/')) due.directory += '/';
   return due;
+}
+
+bool IsDue(const StatFile& file, const AutoPeriod& period) {
+  return JudgeDate(file.name.c_str(), period) == AutoVerdict::kTarget;
 }
 
 bool IsDate(const std::string& name) {
@@ -179,27 +171,25 @@ bool ReadDirectories(const std::string& logs, Directory& found) {
 
 using Keys = std::set<std::string>;
 
-std::string KeyOf(const StatFile& file) { return file.day + file.array; }
-
 bool IsHourArchive(const StatFile& file) { return file.day.size() == 8; }
 
 Keys HourKeys(const Directory& found) {
   Keys keys;
   for (const StatFile& file : found.archives) {
-    if (IsHourArchive(file)) keys.insert(KeyOf(file));
+    if (IsHourArchive(file)) keys.insert(DayKeyOf(file.name));
   }
   return keys;
 }
 
 void JudgeEmptyArchives(const Directory& found, Health& health) {
   Keys logs;
-  for (const StatFile& log : found.logs) logs.insert(KeyOf(log));
+  for (const StatFile& log : found.logs) logs.insert(DayKeyOf(log.name));
   for (const StatFile& file : found.archives) {
     if (!file.head.opens) {
       health.findings.push_back(
           {true, HealthKind::kBroken, fmt::format("archive/{} cannot be opened", file.name)});
     } else if (file.head.size == 0) {
-      const bool log_left = logs.contains(KeyOf(file));
+      const bool log_left = logs.contains(DayKeyOf(file.name));
       health.findings.push_back(
           {log_left, HealthKind::kBroken,
            fmt::format("archive/{} is empty, its log was broken; {}", file.name,
@@ -237,9 +227,7 @@ void JudgeLogs(const Directory& found, const Due& due, Health& health) {
   const Keys archived = HourKeys(found);
   std::map<std::string, size_t> too_old;  // per array
   for (const StatFile& log : found.logs) {
-    if (archived.contains(KeyOf(log)) || log.day > due.yesterday || log.day < due.hour_limit) {
-      continue;
-    }
+    if (archived.contains(DayKeyOf(log.name)) || !IsDue(log, due.hour_run)) continue;
     if (!FitsPaths(due.directory, log.name)) continue;  // told for all of them
     std::string reason;
     if (log.name.size() >= kNameSlot) {
@@ -248,7 +236,7 @@ void JudgeLogs(const Directory& found, const Due& due, Health& health) {
       reason = "cannot be opened, so its day and month are left to a later run";
     } else if (log.head.size < static_cast<int64_t>(kShortestLog)) {
       reason = log.head.size == 0 ? "is empty" : "has no header";
-    } else if (log.head.revision < kLowestRevision) {
+    } else if (log.head.revision < kLowestAutoRevision) {
       ++too_old[log.array];
       continue;
     } else {
@@ -260,7 +248,7 @@ void JudgeLogs(const Directory& found, const Due& due, Health& health) {
     health.findings.push_back(
         {false, HealthKind::kSkipped,
          fmt::format("{} logs of {} are of a revision below 0x{:02X}; these are archived by hand",
-                     count, array, kLowestRevision)});
+                     count, array, kLowestAutoRevision)});
   }
 }
 
@@ -269,11 +257,10 @@ void JudgeMonths(const Directory& found, const Due& due, Health& health) {
   Keys wanted;
   for (const StatFile& file : found.archives) {
     if (!IsHourArchive(file)) {
-      made.insert(KeyOf(file));
-    } else if (file.day <= due.last_month_end && file.day >= due.day_limit &&
-               file.head.size >= static_cast<int64_t>(kShortestLog) &&
-               file.head.revision >= kLowestRevision) {
-      wanted.insert(file.day.substr(0, 6) + file.array);
+      made.insert(DayKeyOf(file.name));
+    } else if (IsDue(file, due.day_run) && file.head.size >= static_cast<int64_t>(kShortestLog) &&
+               file.head.revision >= kLowestAutoRevision) {
+      wanted.insert(MonthKeyOf(file.name));
     }
   }
   for (const std::string& key : wanted) {

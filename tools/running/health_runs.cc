@@ -1,9 +1,7 @@
 // Runs and failures: the trace file tells when runs began and whether they ended well, the
 // operation log what failed since the last run that ended well began. Servers of one machine share
 // both files; what belongs to the runs of another root directory does not count.
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,7 +11,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "report/trace.h"
+#include "archiver/lock.h"
+#include "platform/places.h"
+#include "report/messages.h"
 #include "tools/output/report.h"
 #include "tools/running/health.h"
 
@@ -22,9 +22,6 @@ namespace psltool {
 namespace {
 
 constexpr const char* kStartTexts[] = {kTraceStart, kTraceForceStart, kTraceUpdateStart};
-constexpr char kCommandTag[] = "Qelprfarc";
-constexpr char kBrokenIdentifier[] = "08300";
-constexpr char kTaskFailedIdentifier[] = "08320";
 
 // A run, and what else the trace tells of it.
 struct TracedRun : ArchiveRun {
@@ -121,8 +118,8 @@ bool ParseLogLine(const std::string& line, LogEntry& entry) {
 }
 
 bool IsStart(const TraceText& line) {
-  return line.tag == kCommandTag && std::find(std::begin(kStartTexts), std::end(kStartTexts),
-                                              line.text) != std::end(kStartTexts);
+  return line.tag == kTraceTag && std::find(std::begin(kStartTexts), std::end(kStartTexts),
+                                            line.text) != std::end(kStartTexts);
 }
 
 void TakeTraceLine(const std::string& text, int64_t longest, std::vector<TracedRun>& runs) {
@@ -137,7 +134,7 @@ void TakeTraceLine(const std::string& text, int64_t longest, std::vector<TracedR
                                 [&line](const TracedRun& r) { return r.pid == line.pid; });
   if (run == runs.rend() || line.time - run->start > longest) return;
   run->last_line = line.time;
-  if (line.tag != kCommandTag) return;
+  if (line.tag != kTraceTag) return;
   if (line.text == kTraceEnd) run->ended_well = true;
   int removed = 0;  // of each of the two directories
   if (sscanf(line.text.c_str(), "del done(%9d)", &removed) == 1 && removed > 0) {
@@ -166,17 +163,10 @@ bool HasEntryAt(const std::vector<TracedRun>& runs, int64_t time) {
 }
 
 bool FindLockHolder(const HealthRequest& request, Health& health) {
-  const std::string path = request.config.root + "/pmon/arclock";
-  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd == -1) return errno == ENOENT || Fail(path, strerror(errno));
-  struct flock lock {};
-  lock.l_type = F_WRLCK;
-  lock.l_whence = SEEK_SET;
-  const bool asked = fcntl(fd, F_GETLK, &lock) == 0;
-  const int error = errno;
-  close(fd);
-  if (!asked) return Fail(path, strerror(error));
-  if (lock.l_type != F_UNLCK) health.running = lock.l_pid;
+  const std::string path = request.config.root + "/" + kLockFile;
+  const pid_t holder = LockHolder(path.c_str());
+  if (holder == -1) return Fail(path, strerror(errno));
+  if (holder != 0) health.running = holder;
   return true;
 }
 
@@ -244,7 +234,7 @@ void JudgeEntries(const HealthRequest& request, const std::vector<LogEntry>& ent
 
 bool LookAtRuns(const HealthRequest& request, Health& health) {
   std::vector<TracedRun> runs;
-  if (!ReadLines(request.prefix + "etc/trace/Qelprfarc.trc",
+  if (!ReadLines(request.prefix + kTraceFile,
                  [&](const std::string& line) { TakeTraceLine(line, request.max_run, runs); })) {
     return false;
   }
@@ -269,7 +259,7 @@ bool LookAtRuns(const HealthRequest& request, Health& health) {
     if (HasEntryAt(of_others, entry.time) && !HasEntryAt(runs, entry.time)) return;
     entries.push_back(entry);
   };
-  if (!ReadLines(request.prefix + "etc/log/operation.log", take)) return false;
+  if (!ReadLines(request.prefix + kOperationLog, take)) return false;
   JudgeEntries(request, entries, health);
   return true;
 }

@@ -1,19 +1,19 @@
 // A whole plan: see the header.
 #include "tools/running/plan.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
+#include "archiver/lock.h"
 #include "engine/names.h"
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "logdir/listing.h"
 #include "logdir/unread.h"
+#include "platform/places.h"
 #include "report/runinfo.h"
 
 namespace psltool {
@@ -30,7 +30,7 @@ bool IsDirectory(const std::string& path) {
 bool FindsItsDirectories(Plan& plan) {
   const std::string root = arcdelinfo.rootdir;
   std::string missing;
-  for (const char* needed : {"pmon", "core/Qelprfd"}) {
+  for (const char* needed : {kLockDirectory, kWorkParent}) {
     if (IsDirectory(root + needed)) continue;
     missing += fmt::format("{}{}{}", missing.empty() ? "" : " and no ", root, needed);
   }
@@ -40,7 +40,7 @@ bool FindsItsDirectories(Plan& plan) {
     return false;
   }
   struct stat status {};
-  const std::string work = root + "core/Qelprfd/Qelprfarc";
+  const std::string work = root + kWorkDirectory;
   if (stat(work.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) {
     plan.end = fmt::format("{} is no directory (messages 113 and 114); remove it first", work);
   }
@@ -50,16 +50,11 @@ bool FindsItsDirectories(Plan& plan) {
 // The lock is asked about, not taken.
 void LookAtLock(Plan& plan) {
   const std::string root = arcdelinfo.rootdir;
-  const int fd = open((root + "pmon/arclock").c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd == -1) return;
-  struct flock lock {};
-  lock.l_type = F_WRLCK;
-  lock.l_whence = SEEK_SET;
-  if (fcntl(fd, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK) {
+  const pid_t holder = LockHolder((root + kLockFile).c_str());
+  if (holder > 0) {
     plan.notes.push_back(
-        fmt::format("process {} holds the lock: a run started now would end at once", lock.l_pid));
+        fmt::format("process {} holds the lock: a run started now would end at once", holder));
   }
-  close(fd);
 }
 
 void NoteInterrupted(const ArchiveView& view, Plan& plan) {
@@ -67,7 +62,7 @@ void NoteInterrupted(const ArchiveView& view, Plan& plan) {
     for (const std::string& name : *names) {
       if (!IsTemporaryName(name)) continue;
       plan.notes.push_back(
-          fmt::format("archive/{} was left by an interrupted run (message 112)", name));
+          fmt::format("{}{} was left by an interrupted run (message 112)", kArchivePart, name));
     }
   }
 }

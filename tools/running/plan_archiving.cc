@@ -15,6 +15,7 @@
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "logdir/listing.h"
+#include "platform/places.h"
 #include "report/runinfo.h"
 #include "tools/reading/time_text.h"
 #include "tools/running/plan.h"
@@ -140,7 +141,7 @@ class StepPlanner {
   }
 
   void AddOversizedArchives() {
-    const auto files = DescribeOversized("archive/", view_.oversized);
+    const auto files = DescribeOversized(kArchivePart, view_.oversized);
     step_.skipped.insert(step_.skipped.end(), files.begin(), files.end());
   }
 
@@ -166,7 +167,7 @@ class StepPlanner {
         if (file.verdict == AutoVerdict::kTarget) {
           targets.push_back(file.name);
         } else if (step_.level == 'D' || logs) {
-          const std::string path = (logs ? "" : "archive/") + file.name;
+          const std::string path = (logs ? "" : kArchivePart) + file.name;
           step_.skipped.push_back(Skipped(file, path, step_, view_));
         }
       }
@@ -217,7 +218,7 @@ class StepPlanner {
   // The output is there from now on.
   void Take(const PlannedOutput& output) {
     const std::string temporary = output.name + "_tmp";
-    step_.outputs.push_back({"archive/" + (output.temporary ? temporary : output.name),
+    step_.outputs.push_back({kArchivePart + (output.temporary ? temporary : output.name),
                              output.inputs.size(), output.trouble});
     if (output.temporary) {
       for (const std::string& input : output.inputs) NoteUnarchived(input.c_str(), step_.level);

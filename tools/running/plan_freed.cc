@@ -7,14 +7,13 @@
 #include <map>
 
 #include "engine/names.h"
+#include "platform/places.h"
 #include "report/runinfo.h"
 #include "tools/running/plan.h"
 
 namespace psltool {
 
 namespace {
-
-constexpr char kArchivePart[] = "archive/";
 
 bool IsArchive(const std::string& path) { return path.starts_with(kArchivePart); }
 

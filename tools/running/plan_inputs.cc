@@ -13,6 +13,7 @@
 #include "engine/pmonfile.h"
 #include "engine/unarchived.h"
 #include "logdir/autotarget.h"
+#include "platform/places.h"
 #include "tools/checking/check_file.h"
 #include "tools/output/progress.h"
 #include "tools/reading/psl_reader.h"
@@ -109,7 +110,7 @@ CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets, char l
 }
 
 std::string PlanPath(const std::string& name) {
-  return (LiesInArchive(name) ? "archive/" : "") + name;
+  return (LiesInArchive(name) ? kArchivePart : "") + name;
 }
 
 }  // namespace psltool

@@ -9,6 +9,7 @@
 #include "logdir/limits.h"
 #include "logdir/listing.h"
 #include "logdir/timespan.h"
+#include "platform/places.h"
 #include "report/runinfo.h"
 #include "tools/reading/time_text.h"
 #include "tools/running/plan.h"
@@ -17,8 +18,7 @@ namespace psltool {
 
 namespace {
 
-constexpr const char* kMarkers[] = {"Qelprf.A", "Qelprf.B"};
-constexpr char kArchivePart[] = "archive/";
+constexpr const char* kMarkers[] = {kUpdateMarker, kExecutionMarker};
 
 bool IsArchive(const std::string& path) { return path.starts_with(kArchivePart); }
 

@@ -84,13 +84,6 @@ std::string RetentionText(const Retention& keep) {
   return fmt::format("{}{}", keep.count, kRetentionUnits[keep.unit].letter);
 }
 
-bool ValidRetention(const Retention& keep, size_t retention_class) {
-  if (keep.count == 0) return true;
-  if (keep.unit >= std::size(kRetentionUnits)) return false;
-  const RetentionUnit& row = kRetentionUnits[keep.unit];
-  return keep.count <= row.largest && (retention_class == 0 || !row.psl_only);
-}
-
 std::vector<char> EncodeSegment(const SegmentConfig& config) {
   std::vector<char> bytes(kSegSize);
   PutText(bytes, kSegRootDirectory, config.root);
@@ -119,7 +112,7 @@ SegmentView DecodeSegment(const std::vector<char>& bytes) {
         fmt::format("the archiving switch is {}, not 0 or 1", view.config.archiving));
   }
   for (size_t i = 0; i < view.config.keep.size(); ++i) {
-    if (ValidRetention(view.config.keep[i], i)) continue;
+    if (IsRetention(view.config.keep[i].count, view.config.keep[i].unit, i)) continue;
     view.faults.push_back(
         fmt::format("{} cannot be kept {}", kClassNames[i], RetentionText(view.config.keep[i])));
   }

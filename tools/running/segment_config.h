@@ -40,9 +40,6 @@ std::optional<Retention> ParseRetention(const std::string& text);
 // As ParseRetention reads it; a number for units that do not exist.
 std::string RetentionText(const Retention& keep);
 
-// Whether a class (0 logs, 1 hour archives, 2 day archives) can be kept so.
-bool ValidRetention(const Retention& keep, size_t retention_class);
-
 std::vector<char> EncodeSegment(const SegmentConfig& config);
 SegmentView DecodeSegment(const std::vector<char>& bytes);
 
