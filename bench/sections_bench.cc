@@ -10,6 +10,7 @@
 #include "engine/layout/layout.h"
 #include "engine/pmonfile.h"
 #include "revisions/fold/fold.h"
+#include "revisions/sets/provide.h"
 #include "revisions/sets/slots.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include <csignal>
 #include <cstring>
 
-#include "pmonb/PMONBcomDeletePml.h"
+#include "pmonb/pml_calls.h"
 #include "pmonb/pml_detail.h"
 #include "pmonb/pml_system.h"
 

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "pmonb/PMONBcomDeletePml.h"
+#include "pmonb/pml_calls.h"
 
 namespace {
 

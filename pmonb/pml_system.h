@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <ctime>
 
-#include "pmonb/PMONBcomDeletePml.h"
+#include "pmonb/pml_calls.h"
 
 struct PmlWork;
 

@@ -2,7 +2,7 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "pmonb/PMONBcomDeletePml.h"
+#include "pmonb/pml_calls.h"
 #include "pmonb/pml_detail.h"
 #include "pmonb/pml_system.h"
 

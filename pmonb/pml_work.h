@@ -10,7 +10,8 @@
 #include <span>
 #include <string>
 
-#include "pmonb/PMONBcomDeletePml.h"
+#include "pmonb/PMONBarc_del.h"
+#include "pmonb/pml_calls.h"
 
 // One PML file found by the listing pass.
 struct PmlFileEntry {

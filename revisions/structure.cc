@@ -14,6 +14,7 @@
 #include "revisions/fold/fold.h"
 #include "revisions/items.h"
 #include "revisions/record_buffer.h"
+#include "revisions/sets/provide.h"
 #include "revisions/sets/slots.h"
 #include "revisions/statistics.h"
 

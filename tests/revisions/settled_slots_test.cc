@@ -8,6 +8,7 @@
 #include <string>
 
 #include "revisions/fold/fold.h"
+#include "revisions/sets/provide.h"
 #include "tests/support/process.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_run.h"
