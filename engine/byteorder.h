@@ -1,5 +1,5 @@
-// The one place that touches byte order: integers of the files are big-endian and unaligned, so
-// they are moved with memcpy and swapped when the host differs.
+// Byte order, with its twin for vectors (revisions/fold/vectors.h): integers of the files are
+// big-endian and unaligned, so they are moved with memcpy and swapped when the host differs.
 #pragma once
 
 #include <bit>
@@ -17,43 +17,21 @@ inline constexpr uint32_t BigEndian32(uint32_t v) {
   return std::endian::native == std::endian::little ? Swap32(v) : v;
 }
 
-// Access to fields as they stand in a file.
-struct DiskOrder {
-  static uint16_t Load16(const void* p) {
-    uint16_t v;
-    std::memcpy(&v, p, sizeof v);
-    return BigEndian16(v);
-  }
-  static uint32_t Load32(const void* p) {
-    uint32_t v;
-    std::memcpy(&v, p, sizeof v);
-    return BigEndian32(v);
-  }
-  static void Store16(void* p, uint16_t v) {
-    v = BigEndian16(v);
-    std::memcpy(p, &v, sizeof v);
-  }
-  static void Store32(void* p, uint32_t v) {
-    v = BigEndian32(v);
-    std::memcpy(p, &v, sizeof v);
-  }
-};
-
-// Access to fields of records that an ntoh_ converter has turned to host order.
-struct HostOrder {
-  static uint16_t Load16(const void* p) {
-    uint16_t v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-  }
-  static uint32_t Load32(const void* p) {
-    uint32_t v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-  }
-};
-
-inline uint16_t Load16(const void* p) { return DiskOrder::Load16(p); }
-inline uint32_t Load32(const void* p) { return DiskOrder::Load32(p); }
-inline void Store16(void* p, uint16_t v) { DiskOrder::Store16(p, v); }
-inline void Store32(void* p, uint32_t v) { DiskOrder::Store32(p, v); }
+inline uint16_t Load16(const void* p) {
+  uint16_t v;
+  std::memcpy(&v, p, sizeof v);
+  return BigEndian16(v);
+}
+inline uint32_t Load32(const void* p) {
+  uint32_t v;
+  std::memcpy(&v, p, sizeof v);
+  return BigEndian32(v);
+}
+inline void Store16(void* p, uint16_t v) {
+  v = BigEndian16(v);
+  std::memcpy(p, &v, sizeof v);
+}
+inline void Store32(void* p, uint32_t v) {
+  v = BigEndian32(v);
+  std::memcpy(p, &v, sizeof v);
+}

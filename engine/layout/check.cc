@@ -176,9 +176,10 @@ constexpr bool StandApart(const Field& a, const Field& b) {
 constexpr bool FieldsAreGood(std::span<const Field> fields) {
   for (const Field& field : fields) {
     const bool detailed = field.unit() == FieldUnit::kBit || field.unit() == FieldUnit::kQuadset;
-    if ((field.detail != 0) != detailed || (field.from != 0 && !KnownRevision(field.from))) {
-      return false;
-    }
+    // Of other fields nobody asks in which revision they begin.
+    const bool begins = field.role == Role::kKept || field.role == Role::kMark;
+    if ((field.detail != 0) != detailed) return false;
+    if (field.from != 0 && (!begins || !KnownRevision(field.from))) return false;
   }
   return AllPairs(fields, fields.size(), StandApart);
 }

@@ -87,7 +87,7 @@ struct Field {
   uint8_t at;
   Role role;
   uint8_t detail = 0;  // of a bit its value, of counter groups their number
-  uint8_t from = 0;    // first revision that has it
+  uint8_t from = 0;    // of kept marks: first revision that has it
 
   constexpr const RoleRow& row() const { return kRoleRows[static_cast<size_t>(role)]; }
   constexpr const char* name() const { return row().name; }

@@ -1,6 +1,7 @@
 // The drawing of docs/architecture.md against every `#include` of the product: the folders are
 // those that are drawn, includes run only along arrows and downwards, each arrow is one that
-// somebody uses, and no headers include each other in a circle.
+// somebody uses, no headers include each other in a circle, and in most folders no units (a header
+// with its source) do. And tools/ writes none of the archiver's variables.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -121,6 +122,75 @@ TEST(Architecture, HeadersIncludeNoCircles) {
   const Graph files = Includes(Drawing());
   for (const auto& [file, its] : files) {
     EXPECT_FALSE(Leads(files, file, file)) << file << " includes itself by way of others";
+  }
+}
+
+// A header and its source file taken for one.
+std::string UnitOf(const std::string& path) { return path.substr(0, path.rfind('.')); }
+
+// In the folders that are not named here units still lean on each other.
+bool MayHaveCircles(const std::string& unit) {
+  const std::string folder = FolderOf(unit);
+  return folder == "revisions/fold" || folder == "tools/reading" || folder == "tools/audit" ||
+         folder == "tools/making";
+}
+
+TEST(Architecture, UnitsIncludeNoCircles) {
+  Graph units;
+  for (const auto& [file, its] : Includes(Drawing())) {
+    for (const std::string& other : its) {
+      if (UnitOf(other) != UnitOf(file)) units[UnitOf(file)].insert(UnitOf(other));
+    }
+  }
+  ASSERT_GE(units.size(), 100U);
+  for (const auto& [unit, its] : units) {
+    EXPECT_TRUE(MayHaveCircles(unit) || !Leads(units, unit, unit)) << unit;
+  }
+}
+
+// Names of the variables that the headers of the archiver declare.
+std::set<std::string> ArchiverVariables() {
+  std::set<std::string> names;
+  const std::regex declared("\nextern (?!\"C\"|const )[^;()]*?(\\w+)(\\[[^\\]]*\\])?;");
+  const std::regex pointer("\nextern [^;]*\\(\\*(\\w+)\\)");
+  for (const auto& [file, its] : Includes(Drawing())) {
+    if (file.starts_with("tools/") || !file.ends_with(".h")) continue;
+    const std::string text = TextOf(kRoot / file);
+    for (const std::regex& line : {declared, pointer}) {
+      for (std::sregex_iterator at(text.begin(), text.end(), line), end; at != end; ++at) {
+        names.insert((*at)[1]);
+      }
+    }
+  }
+  return names;
+}
+
+// Where a text assigns to a variable, to a part of it or by way of it, or gives its address away.
+std::string Writing(const std::string& text, const std::string& name) {
+  const std::string part = "\\b" + name + "\\b(\\.\\w+|->\\w+|\\[[^\\]]*\\])*";
+  const std::regex writing("(" + part + "\\s*([-+|&^]?=(?!=)|\\+\\+|--))|([-+]{2}|[(,=]\\s*&)" +
+                           part);
+  std::smatch found;
+  return std::regex_search(text, found, writing) ? found.str() : "";
+}
+
+TEST(Architecture, ToolsWriteNoVariableOfTheArchiver) {
+  const std::set<std::string> names = ArchiverVariables();
+  for (const char* name : {"arcdelinfo", "finfo", "TargetList", "Ntarget", "rfname", "clock_hook",
+                           "message_hook", "pml_system", "sgmtr_dmpfile"}) {
+    EXPECT_TRUE(names.contains(name)) << name;
+  }
+  EXPECT_NE(Writing("  arcdelinfo.savetime[0].now = 1;", "arcdelinfo"), "");
+  EXPECT_NE(Writing("  ++Ntarget;", "Ntarget"), "");
+  EXPECT_NE(Writing("Fill(&finfo.level)", "finfo"), "");
+  EXPECT_EQ(Writing("if (finfo.level == 'H' && Ntarget != 0)", "finfo"), "");
+  for (const auto& entry : fs::recursive_directory_iterator(kRoot / "tools")) {
+    if (!entry.is_regular_file()) continue;
+    const std::string text = TextOf(entry.path());
+    for (const std::string& name : names) {
+      if (text.find(name) == std::string::npos) continue;
+      EXPECT_EQ(Writing(text, name), "") << entry.path();
+    }
   }
 }
 

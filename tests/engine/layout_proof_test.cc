@@ -84,6 +84,11 @@ const std::vector<Planted> kPlanted = {
      kFields,
      {{"forms.h", "{12, kCarried}, {32, kGroups, 2}", "{14, kCarried}, {32, kGroups, 2}"}}},
     {"BitThatIsTaken", kFields, {{"forms.h", "{13, kSticky, 0x02}", "{13, kSticky, 0x01}"}}},
+    // Nobody would look at where it begins: it would be read in every revision.
+    {"FieldOfALaterRevision",
+     kFields,
+     {{"forms.h", "{12, kCarried}, {32, kGroups, 2}",
+       "{12, kCarried, 0, 0x1F}, {32, kGroups, 2}"}}},
     {"FieldBesideItsForm", kFields, {{"forms.h", "{28, kCacheRate2}", "{126, kCacheRate2}"}}},
     {"GroupsBeyondTheEntry", kFields, {{"forms.h", "{16, kGroups, 3}", "{16, kGroups, 4}"}}},
     {"FieldBesideItsElement",
