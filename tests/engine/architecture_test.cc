@@ -1,7 +1,8 @@
 // The drawing of docs/architecture.md against every `#include` of the product: the folders are
 // those that are drawn, includes run only along arrows and downwards, each arrow is one that
 // somebody uses, no headers include each other in a circle, and in most folders no units (a header
-// with its source) do. And tools/ writes none of the archiver's variables.
+// with its source) do. tools/ writes none of the archiver's variables, and second calculations
+// include no rule.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -192,6 +193,32 @@ TEST(Architecture, ToolsWriteNoVariableOfTheArchiver) {
       EXPECT_EQ(Writing(text, name), "") << entry.path();
     }
   }
+}
+
+// What the audit's calculation shares with the archiver is where things stand in a file.
+bool IsShared(const std::string& path) {
+  return path.starts_with("engine/layout/") || path == "engine/pmonfile.h" ||
+         path == "engine/byteorder.h" || path.starts_with("tools/");
+}
+
+TEST(Architecture, SecondCalculationsIncludeNoRuleOfTheFirst) {
+  size_t audit = 0;
+  for (const auto& [file, its] : Includes(Drawing())) {
+    if (!file.starts_with("tools/audit/recompute_")) continue;
+    ++audit;
+    for (const std::string& other : its) EXPECT_TRUE(IsShared(other)) << file << ": " << other;
+  }
+  EXPECT_GE(audit, 10U);
+  size_t model = 0;
+  const std::regex line("\n#include \"([^\"]+)\"");
+  for (const auto& entry : fs::directory_iterator(kRoot / "tests/model")) {
+    ++model;
+    const std::string text = TextOf(entry.path());
+    for (std::sregex_iterator at(text.begin(), text.end(), line), end; at != end; ++at) {
+      EXPECT_TRUE((*at)[1].str().starts_with("tests/model/")) << entry.path() << ": " << (*at)[1];
+    }
+  }
+  EXPECT_GE(model, 20U);
 }
 
 }  // namespace

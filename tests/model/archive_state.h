@@ -1,5 +1,7 @@
 // Everything that the slow model remembers between records: the current input's header, the held
 // structure record with its resource slots, the optional-item blocks and the period in progress.
+//
+// Independent of revisions/sets/: resources and their lookup stand here a second time.
 
 #ifndef TESTS_MODEL_ARCHIVE_STATE_H_
 #define TESTS_MODEL_ARCHIVE_STATE_H_

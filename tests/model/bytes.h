@@ -1,5 +1,7 @@
 // Big-endian access to byte vectors for the slow model of the archiver and for the test-file
 // generator: read with a bounds check, append, and patch in place.
+//
+// Independent of engine/byteorder.h.
 
 #ifndef TESTS_MODEL_BYTES_H_
 #define TESTS_MODEL_BYTES_H_

@@ -1,4 +1,6 @@
 // The cache section of a statistics record in the slow model (revisions 0x19 to 0x21).
+//
+// Independent of revisions/fold/cache.cc: both halves of the cache rule stand here a second time.
 
 #ifndef TESTS_MODEL_CACHE_SECTION_H_
 #define TESTS_MODEL_CACHE_SECTION_H_

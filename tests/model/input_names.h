@@ -1,4 +1,7 @@
 // Names of inputs and outputs as the slow model reads them: array, day, order, sequels.
+//
+// Independent of engine/names.h: each function here is a second writing of one there, made from the
+// rules; nothing of the product is included.
 #pragma once
 
 #include <stdexcept>

@@ -1,6 +1,8 @@
 // What each format revision carries: the resource kinds with their list and entry layouts, the
 // positions of their descriptors, and the item bitmaps of the file header. Shared by the slow
 // model and the generator of random logs.
+//
+// Independent of engine/layout/: no table of the product is looked at.
 
 #ifndef TESTS_MODEL_KIND_RULES_H_
 #define TESTS_MODEL_KIND_RULES_H_

@@ -1,6 +1,9 @@
 // What a night of automatic archiving leaves, by the rules alone: a second implementation of
 // selection, naming and removal over names of files. It computes with the wall clock and civil
 // dates and knows no time zone, since every rule compares local times.
+//
+// Independent of logdir/ and archiver/removal.cc: selection, limits and removal stand here a second
+// time, over names and dates alone.
 
 #ifndef TESTS_MODEL_NIGHTS_H_
 #define TESTS_MODEL_NIGHTS_H_

@@ -1,6 +1,9 @@
 // Arithmetic of the slow model: doubles to integers by truncation with saturation, the four-word
 // counter groups ("quadsets"), and their folding and output under the two rules (the older one of
 // revisions 0x10 to 0x12 and the one of 0x13 and later).
+//
+// Independent of revisions/fold/: words, counter groups and their two rules stand here a second
+// time.
 
 #ifndef TESTS_MODEL_NUMBERS_H_
 #define TESTS_MODEL_NUMBERS_H_

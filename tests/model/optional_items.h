@@ -1,4 +1,7 @@
 // Optional items of a statistics record in the slow model: Conc, LD_CP, POOL_CP, wait time, Cab.
+//
+// Independent of revisions/items.cc: slots, order and what outlives a period stand here a second
+// time.
 
 #ifndef TESTS_MODEL_OPTIONAL_ITEMS_H_
 #define TESTS_MODEL_OPTIONAL_ITEMS_H_

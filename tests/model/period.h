@@ -1,5 +1,7 @@
 // The period in progress of the slow model: one slot per resource with its sums and extremes, and
 // the rules that fold one statistics entry into a slot and turn a slot back into an entry.
+//
+// Independent of revisions/fold/: folding and writing of an entry stand here a second time.
 
 #ifndef TESTS_MODEL_PERIOD_H_
 #define TESTS_MODEL_PERIOD_H_

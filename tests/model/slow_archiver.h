@@ -1,5 +1,10 @@
 // A slow, plain second implementation of a manual archive run, written from the format's rules
 // alone: given the input files it says which files the run leaves, byte for byte.
+//
+// Independent, as all of tests/model/: it includes nothing of the product. What stands here a
+// second time: headers (engine/header.cc), which inputs join and where outputs are cut
+// (engine/joining.cc, engine/period.cc), names (engine/names.cc), and the stream of records
+// (engine/framing.cc, engine/stream.cc).
 
 #ifndef TESTS_MODEL_SLOW_ARCHIVER_H_
 #define TESTS_MODEL_SLOW_ARCHIVER_H_

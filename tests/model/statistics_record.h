@@ -1,5 +1,8 @@
 // Statistics ("STA") records in the slow model: checking and folding a record, and writing the
 // record of a period.
+//
+// Independent of revisions/statistics.cc: checks, folding and writing of a record stand here a
+// second time.
 
 #ifndef TESTS_MODEL_STATISTICS_RECORD_H_
 #define TESTS_MODEL_STATISTICS_RECORD_H_

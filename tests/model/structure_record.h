@@ -1,5 +1,8 @@
 // Structure ("CON") records in the slow model: a record taken apart into its lists, and the record
 // that the archive gets for it.
+//
+// Independent of revisions/structure.cc: lists, their order and what becomes of a record stand here
+// a second time.
 
 #ifndef TESTS_MODEL_STRUCTURE_RECORD_H_
 #define TESTS_MODEL_STRUCTURE_RECORD_H_

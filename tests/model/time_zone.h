@@ -1,5 +1,7 @@
 // Time zone of the slow model: local time for revisions below 0x1D, UTC from there on, switched
 // through the environment as the archiver does it.
+//
+// Independent of platform/zone.cc and engine/header.cc, which switch by the same rule.
 
 #ifndef TESTS_MODEL_TIME_ZONE_H_
 #define TESTS_MODEL_TIME_ZONE_H_

@@ -1,4 +1,7 @@
 // Tells which of the outputs that a run makes is the archive at hand, by name and sequel number.
+//
+// Independent, as a part of the audit: which output is the archive at hand follows from the names
+// that recompute_inputs gives, not from those of engine/names.h.
 #pragma once
 
 #include <string>

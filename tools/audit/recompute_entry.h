@@ -1,5 +1,11 @@
 // One resource over one period: what its intervals add up to, and the entry that an archive must
 // hold for it, byte for byte. Everything follows the form rows of engine/layout/layout.h.
+//
+// Independent: every function is a second writing of a rule of the archiver's, which it shares no
+// code with, so that a mistake in one of the two shows as a difference. Their first writings are in
+// revisions/fold/: ReadGroup, AddGroup and PutGroup of quadset.h; AddEntry and
+// PutEntry of accumulate.h and put_section.h; AddCacheByKey and AddCacheByPosition of cache.cc.
+// What is shared says where things stand, not what becomes of them: form rows, byte order.
 #pragma once
 
 #include <array>

@@ -1,4 +1,10 @@
 // Inputs of an archive by their names: which array and day, in which order, into which archive.
+//
+// Independent of engine/names.h and engine/outname.cc, function by function: NameOfInput (ArrayOf
+// there), ArrayInOrder and SortKeyOf (SortedArrayOf, OrderKeyOf), SortInputs (FSortFunc),
+// SameDayNames (OfSameDay), SequelOf (the number that SequelName counts), BaseNameOf (BaseName),
+// ArchiveStems (ArchiveName, and which date goes into it). Nobody but the audit, explain and
+// output_choice calls them; who finds files for the audit asks engine/names.h.
 #pragma once
 
 #include <cstdint>

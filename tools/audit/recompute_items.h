@@ -1,4 +1,9 @@
 // Optional items over a period: which elements an archive must hold, and the items byte for byte.
+//
+// Independent of revisions/items.cc, function by function: Start and Drop (blocks of a structure
+// record), Add, AddItem and IsDue (folding), PutItem and Put (what is written, and when),
+// MarkPairs, EndPeriod and Abandon (what outlives a period). Shared: item rows, byte order, the
+// walk over items that have been found sound.
 #pragma once
 
 #include <array>

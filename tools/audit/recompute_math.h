@@ -1,6 +1,9 @@
 // Numbers of archives computed anew: how words become numbers and numbers words. Written for the
 // audit of archives, apart from the archiver's own arithmetic, so that a mistake in one of the two
 // shows as a difference.
+//
+// Independent: Truncated, Word, HalfWord, RatioHalf, CountWord and MeanRatio are written a second
+// time; the archiver's are in revisions/fold/quadset.h and accumulate.h.
 #pragma once
 
 #include <algorithm>

@@ -1,5 +1,10 @@
 // The sums of an array: the resources that its structure record names, what the intervals of a
 // period add up to, and the statistics record that an archive must hold for the period.
+//
+// Independent of revisions/statistics.cc and revisions/sets/: Start, Drop and DropFound (which
+// resources there are), PlaceOfKey (lookup.cc), AddSection and Add (folding), Put, EndPeriod and
+// Abandon. Shared: section rows, and with check the tables of tools/reading/array_tables.h and
+// whether a record is sound.
 #pragma once
 
 #include <array>

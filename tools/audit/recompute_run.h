@@ -1,6 +1,11 @@
 // Goes over the inputs of an archive as an archive run would and tells, record by record, what the
 // archives must hold. It computes everything anew from the inputs and the layout tables and shares
 // no code with the archiver.
+//
+// Independent of the driver and of its rules: which inputs join (engine/joining.h), where hours end
+// (revisions/statistics.cc), what of a record is taken and when a file header is written
+// (engine/header.cc) stand here once more, written from docs/archiving.md. Shared: how records are
+// framed and found sound.
 #pragma once
 
 #include <cstdint>

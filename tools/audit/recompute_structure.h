@@ -1,4 +1,8 @@
 // Structure records in archives: what becomes of one that was read, and when it is left out.
+//
+// Independent of revisions/structure.cc: CountsOf, SameCounts and HasWaitTimes (which records are
+// left out) and PutStructure (what becomes of one) are second writings; so is ListBytes. `check` of
+// archives asks PutStructure, too. Shared: list rows, byte order.
 #pragma once
 
 #include <array>
