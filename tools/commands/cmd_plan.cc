@@ -2,14 +2,12 @@
 #include "tools/commands/commands.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <ctime>
 #include <map>
 #include <memory>
 #include <string>
 
-#include "platform/process.h"
 #include "report/runinfo.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
@@ -205,13 +203,11 @@ bool CheckOptions(Options& options, bool archive_given) {
 
 int Run(Options& options, bool archive_given) {
   if (!CheckOptions(options, archive_given) || !SetUpPlan(options.request)) return kTrouble;
-  // Where the rules give up, so would the run; nothing has been changed by then.
-  end_process_hook = [](int) {
-    static_cast<void>(Fail("plan", "a file could not be read, and the run would end there"));
-    _exit(kTrouble);
-  };
   const Plan plan = MakePlan(options.request);
-  end_process_hook = nullptr;
+  if (plan.unread) {
+    static_cast<void>(Fail("plan", "a file could not be read, and the run would end there"));
+    return kTrouble;
+  }
   TextOut out(stdout);
   if (options.json) {
     PrintJson(options, plan, out);

@@ -71,6 +71,7 @@ struct Plan {
   std::vector<std::string> notes;
   std::vector<std::string> warnings;  // what nobody may have meant
   std::string end;                    // not empty: the run would end early, and why
+  bool unread = false;                // a file could not be read: nothing can be planned
 };
 
 // A file of "archive" that the run makes.

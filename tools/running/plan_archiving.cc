@@ -174,10 +174,8 @@ class StepPlanner {
     }
     const CheckedInputs checked = CheckPlannedInputs(targets, step_.level, request_, view_);
     step_.skipped.insert(step_.skipped.end(), checked.dropped.begin(), checked.dropped.end());
-    if (!checked.end.empty()) {
-      plan_.end = checked.end;
-      return false;
-    }
+    plan_.unread = checked.unread;
+    if (checked.unread) return false;
     const OutputPlan outputs = PlanOutputs(step_.level, checked.accepted, Rules(checked.unopened));
     for (size_t i = 0; i < outputs.fates.size(); ++i) {
       const PlannedInput& input = checked.accepted[i];

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <cstdlib>
-#include <cstring>
 
 #include "engine/byteorder.h"
 #include "engine/input.h"
@@ -87,8 +86,7 @@ CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets, char l
     }
     const InputHead head = LookAtInput(AutoFilePath(name));
     if (head.opened && head.error != 0) {
-      checked.end = fmt::format("{} cannot be read: {} (messages 110 and 114)", PlanPath(name),
-                                strerror(head.error));
+      checked.unread = true;
       return checked;
     }
     if (!head.opened) checked.unopened.push_back(name);

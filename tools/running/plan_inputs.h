@@ -14,7 +14,7 @@ struct CheckedInputs {
   std::vector<PlannedInput> accepted;  // in the order of the run
   std::vector<PlanFile> dropped;       // by the check of the headers
   std::vector<std::string> unopened;   // of these, what did not open
-  std::string end;                     // not empty: the run would end there
+  bool unread = false;                 // the header of one could not be read: the run would end
 };
 
 // `targets`: names as selected; `level`: of the outputs. Files that the run itself makes are taken
