@@ -38,7 +38,8 @@ std::string RefusalText(const std::string& name) {
   close(fd);
   if (count <= 0) return "is empty";
   if (count < static_cast<ssize_t>(sizeof bytes)) return "has no file header";
-  return fmt::format("format revision 0x{:02X}; below 0x17 logs are archived by hand", bytes[3]);
+  return fmt::format("format revision 0x{:02X}; below 0x{:02X} logs are archived by hand", bytes[3],
+                     kLowestAutoRevision);
 }
 
 // `path`: below the archive directory, as listed.

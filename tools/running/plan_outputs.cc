@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "engine/joining.h"
@@ -74,8 +75,9 @@ class Driver {
   // Ends the output in progress and begins another, or its sequel. False: there is none for this
   // input, or the run ends.
   bool BeginOutput(const PlannedInput& input, Joining joining) {
-    if (active_) Finish();
-    if (joining == Joining::kSequel) {
+    const bool sequel = joining == Joining::kSequel;
+    if (active_) Finish(sequel);
+    if (sequel) {
       name_ = SequelName(name_);
     } else {
       array_ = ArrayOfInput(input);
@@ -83,6 +85,7 @@ class Driver {
     }
     if (std::any_of(plan_.outputs.begin(), plan_.outputs.end(),
                     [this](const auto& made) { return made.name == name_; })) {
+      if (sequel) LeaveGroup();
       return false;
     }
     if (const std::string temporary = TemporaryOf(name_); rules_.is_directory(temporary)) {
@@ -113,32 +116,60 @@ class Driver {
     }
   }
 
-  void Finish() {
+  void Finish(bool followed_by_sequel = false) {
     active_ = false;
-    const auto keep_temporary = [this](const char* why) {
-      output_.temporary = true;
-      output_.trouble = why;
-    };
     switch (ShortfallOf(joins_.level, rules_.lacks_input(last_input_), abandoned_)) {
       case Shortfall::kInput:
-        keep_temporary("an input of it does not open: it is left to a later run");
+        KeepTemporary(output_, "an input of it does not open: it is left to a later run");
         break;
       case Shortfall::kAbandoned:
-        keep_temporary("its last input is abandoned: it is left to a later run");
+        KeepTemporary(output_, "its last input is abandoned: it is left to a later run");
         break;
       case Shortfall::kNone:
-        if (rules_.stands(name_)) {
-          keep_temporary(
-              "its name is taken, and what stands there is never replaced (message 111)");
-        }
         break;
     }
     plan_.outputs.push_back(output_);
+    if (!followed_by_sequel) NameGroup();
+  }
+
+  static void KeepTemporary(PlannedOutput& output, const char* why) {
+    output.temporary = true;
+    output.trouble = why;
+  }
+
+  // The output finished last and those that it is a sequel of.
+  std::span<PlannedOutput> Group() { return std::span(plan_.outputs).subspan(group_begin_); }
+
+  // They get their names together, or none does.
+  void NameGroup() {
+    const auto is_temporary = [](const PlannedOutput& output) { return output.temporary; };
+    if (std::none_of(Group().begin(), Group().end(), is_temporary)) {
+      const auto taken = std::find_if(Group().begin(), Group().end(), [this](const auto& output) {
+        return rules_.stands(output.name);
+      });
+      if (taken == Group().end()) {
+        group_begin_ = plan_.outputs.size();
+        return;
+      }
+      KeepTemporary(*taken,
+                    "its name is taken, and what stands there is never replaced (message 111)");
+    }
+    LeaveGroup();
+  }
+
+  void LeaveGroup() {
+    for (PlannedOutput& output : Group()) {
+      if (output.temporary) continue;
+      KeepTemporary(output,
+                    "it waits for the other files of its archive: all get their names, or none");
+    }
+    group_begin_ = plan_.outputs.size();
   }
 
   JoinRules joins_;
   const OutputRules& rules_;
   OutputPlan plan_;
+  size_t group_begin_ = 0;  // of the outputs: the first that has no name yet
   bool active_ = false;
   bool abandoned_ = false;  // the input read last
   PlannedOutput output_;

@@ -63,7 +63,9 @@ PlanFile Describe(const std::string& path, RemovalVerdict verdict, const AutoPro
     case RemovalVerdict::kNoRetention:
       return {path, "no-limit", "kept for ever"};
     case RemovalVerdict::kRefused:
-      return {path, "refused", "never removed: empty, or of a revision below 0x17"};
+      return {path, "refused",
+              fmt::format("never removed: empty, or of a revision below 0x{:02X}",
+                          kLowestAutoRevision)};
     case RemovalVerdict::kUnreadable:
       return {path, "unreadable", "stays: " + UnreadText(NameOf(path))};
     case RemovalVerdict::kUnarchived:
