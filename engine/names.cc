@@ -79,9 +79,13 @@ std::string_view SequenceOf(std::string_view path) {
   return From(base.substr(0, ExtensionAt(base)), hash);
 }
 
+std::array<std::string_view, 3> OrderParts(std::string_view path) {
+  return {SortedArrayOf(path), BaseName(path).substr(0, kDayDigits), SequenceOf(path)};
+}
+
 std::string OrderKeyOf(std::string_view path) {
-  std::string key(SortedArrayOf(path));
-  key.append(BaseName(path).substr(0, kDayDigits)).append(SequenceOf(path));
+  std::string key;
+  for (const std::string_view part : OrderParts(path)) key.append(part);
   return key;
 }
 

@@ -8,6 +8,7 @@
 //   output     first "#" or ".", whichever is first: what the archive made of it is called
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -63,7 +64,8 @@ std::string_view StemInOrder(std::string_view path);
 std::string_view SortedArrayOf(std::string_view path);
 std::string_view SequenceOf(std::string_view path);
 
-// Inputs are put in the order of these texts: array, date, sequence number.
+// Inputs are put in the order of these texts, one behind the other: array, date, sequence number.
+std::array<std::string_view, 3> OrderParts(std::string_view path);
 std::string OrderKeyOf(std::string_view path);
 
 // The path up to the sequence number. Two that are equal so far are of the same day of the same

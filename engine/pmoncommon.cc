@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <string>
+#include <string_view>
 
 #include "areas/finfo.h"
 #include "engine/byteorder.h"
@@ -38,6 +38,22 @@ constexpr uint32_t kDetWrite = 0x03070001;
   LogTaskFailed();
   RemoveOutputAndEnd();
 }
+
+// The text of OrderKeyOf without memory from the heap: lists are long. What is behind its room does
+// not count.
+class SortKey {
+ public:
+  explicit SortKey(const char* path) {
+    for (const std::string_view part : OrderParts(path)) {
+      size_ += part.copy(text_ + size_, sizeof text_ - size_);
+    }
+  }
+  std::string_view Text() const { return {text_, size_}; }
+
+ private:
+  char text_[1023];
+  size_t size_ = 0;
+};
 
 // Between disk and host order, which is the same either way.
 void ConvertHeader(void* dst, const void* src) {
@@ -133,10 +149,9 @@ void RemoveOutputAndEnd() {
 }
 
 int FSortFunc(const void* a, const void* b) {
-  constexpr size_t kLongest = 1023;  // what is behind does not count
   const char* const* left = static_cast<const char* const*>(a);
   const char* const* right = static_cast<const char* const*>(b);
-  return OrderKeyOf(*left).compare(0, kLongest, OrderKeyOf(*right), 0, kLongest);
+  return SortKey(*left).Text().compare(SortKey(*right).Text());
 }
 
 int32_t CountBit(uint32_t value) { return std::popcount(value); }
