@@ -114,16 +114,20 @@ HeaderVerdict JudgeHeader(const uint8_t* bytes, int64_t size, bool chosen_by_dat
 }
 
 int PreReadHeaderRec() {
-  uint8_t bytes[kJudgedBytes] = {};
+  HeaderBytes header = {};
   const int64_t left = BytesLeft();
   if (left >= static_cast<int64_t>(kRecordHeaderSize)) {
-    ReadExact(rfd, bytes, kRecordHeaderSize);
-    Rev_Kind = bytes[kAtFlag];
+    ReadExact(rfd, header.data(), kRecordHeaderSize);
+    Rev_Kind = header[kAtFlag];
     SwitchTimeZone(Rev_Kind);
-    if (left > static_cast<int64_t>(kAtLevel)) ReadExact(rfd, bytes + kAtLevel, 1);
+    // The rest only of what is a header as far as its level.
+    if (JudgeHeader(header.data(), left, true, false) == HeaderVerdict::kAccepted) {
+      const size_t rest = LayoutOf(Rev_Kind).row.file_header - kRecordHeaderSize;
+      ReadExact(rfd, header.data() + kRecordHeaderSize, rest);
+    }
   }
   const bool chosen_by_date = (finfo.optclass & kOptDirectory) != 0;
-  switch (JudgeHeader(bytes, left, chosen_by_date, arcdelinfo.noperiod_flg != 0)) {
+  switch (JudgeHeader(header.data(), left, chosen_by_date, arcdelinfo.noperiod_flg != 0)) {
     case HeaderVerdict::kAccepted:
       return 0;
     case HeaderVerdict::kPassedOver:
