@@ -108,7 +108,7 @@ if [ -d /run/systemd/system ]; then
     sh -c '[ "$(systemctl show --property=Result --value qelprfarc.service)" = success ]'
   rm -r /etc/systemd/system/qelprfarc.timer.d
   systemctl daemon-reload
-  run "systemd-analyze security --no-pager | grep 'UNIT\\|qelprfarc'"
+  run "systemd-analyze security --no-pager qelprfarc.service | tail -n 1"
 else
   install -d -o qelprfarc -g qelprfarc /run/qelprfarc /var/lib/qelprfarc
   as_unit qelprfarc-segment.service ExecCondition
@@ -144,7 +144,7 @@ run "apt-get -qq remove qelprfarc 2> /dev/null | grep -v '^(Reading'"
 everything > /packages/removed
 echo "what stays behind:"
 comm -13 /packages/before /packages/removed | tee /packages/behind
-run "ipcs --shmems | grep -c qelprfarc || true"
+refuse "no shared memory stays" sh -c 'ipcs --shmems | grep -q qelprfarc'
 expect "settings stay" grep -q '^/etc/qelprfarc.conf ' /packages/behind
 refuse "no program stays" grep -q '^/usr/' /packages/behind
 
