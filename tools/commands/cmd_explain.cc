@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <ctime>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,6 +14,7 @@
 #include "tools/commands/dump_options.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
+#include "tools/reading/clock.h"
 #include "tools/reading/kind_names.h"
 #include "tools/reading/time_text.h"
 #include "tools/showing/dump_file.h"
@@ -41,7 +41,7 @@ struct Options {
 
 int Explain(const Options& options) {
   const Zone zone = options.answer.zone();
-  const TimeReading at = ReadTime(options.at, std::time(nullptr), zone);
+  const TimeReading at = ReadTime(options.at, Now(), zone);
   if (!at.span) {
     static_cast<void>(Fail("explain --at", at.why));
     return kTrouble;

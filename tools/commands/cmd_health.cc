@@ -16,6 +16,7 @@
 #include "tools/output/record_file.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
+#include "tools/reading/clock.h"
 #include "tools/reading/time_text.h"
 #include "tools/running/health.h"
 #include "tools/running/health_metrics.h"
@@ -64,7 +65,7 @@ bool ReadConfiguration(const Options& options, SegmentConfig& config) {
 bool Prepare(const Options& options, HealthRequest& request) {
   if (!ReadConfiguration(options, request.config)) return false;
   request.prefix = options.prefix.ends_with('/') ? options.prefix : options.prefix + '/';
-  request.now = time(nullptr);
+  request.now = Now();
   if (!options.now.empty()) {
     const TimeReading now = ReadTime(options.now, request.now, Zone::kLocal);
     if (!now.span) return Fail("health --now", now.why);

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cctype>
 #include <chrono>
-#include <ctime>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,6 +16,7 @@
 #include "tools/making/make_files.h"
 #include "tools/making/make_plan.h"
 #include "tools/output/report.h"
+#include "tools/reading/clock.h"
 #include "tools/reading/kind_names.h"
 #include "tools/reading/time_text.h"
 
@@ -103,7 +103,7 @@ bool CheckNames(Options& options) {
 
 bool CheckDays(Options& options) {
   MakePlan& plan = options.plan;
-  const TimeReading start = ReadTime(options.start, std::time(nullptr), Zone::kUtc);
+  const TimeReading start = ReadTime(options.start, Now(), Zone::kUtc);
   if (!start.span) return Refuse("--start", start.why);
   const CivilDate date = DateOf(start.span->first);
   if (CivilOf(date) != start.span->first) {

@@ -12,6 +12,7 @@
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
+#include "tools/reading/clock.h"
 #include "tools/reading/time_text.h"
 #include "tools/running/plan.h"
 
@@ -184,7 +185,7 @@ bool CheckOptions(Options& options, bool archive_given) {
     }
   }
   request.array_update = options.mode == "arrayupdate";
-  request.now = time(nullptr);
+  request.now = Now();
   if (!options.at.empty()) {
     const TimeReading at = ReadTime(options.at, request.now, Zone::kLocal);
     if (!at.span) return Fail("plan --at", at.why);

@@ -21,7 +21,7 @@ namespace {
 
 struct Options {
   std::vector<std::string> files;
-  std::string kind = "ld";
+  std::string kind;  // the one at hand
   uint32_t group = 1;
   bool json = false;
   bool local = false;  // the default, for those who say so everywhere
@@ -60,13 +60,12 @@ int ShowFile(const std::string& path, const Options& options, DumpRequest dump, 
   return status;
 }
 
-int Show(const Options& options) {
+// One kind: its tables, or its object for `all`.
+int ShowKind(const Options& options, const Labels& labels, TextOut& out, std::vector<Json>& all) {
   DumpRequest dump;
   ChoiceOptions choice = options.choice;
   choice.kinds = {options.kind};
-  Labels labels;
-  if (!TakeChoice("show", choice, dump) || !labels.Read(options.labels)) return kExitRefused;
-  TextOut out(stdout);
+  if (!TakeChoice("show", choice, dump)) return kExitRefused;
   Progress progress;
   const ShowView view = {options.kind, options.group, choice.zone(), labels};
   int status = kExitDone;
@@ -78,7 +77,21 @@ int Show(const Options& options) {
     shown.clear();
     if (out.failed()) break;
   }
-  if (options.json) PrintShownJson(view, shown, out);
+  if (options.json) all.push_back(ShownJson(view, shown));
+  return status;
+}
+
+int Show(Options& options) {
+  Labels labels;
+  if (!OneKindForKey("show", options.choice) || !labels.Read(options.labels)) return kExitRefused;
+  TextOut out(stdout);
+  std::vector<Json> all;
+  int status = kExitDone;
+  for (const std::string& kind : KindsOr("ld", options.choice)) {
+    options.kind = kind;
+    status = std::max(status, ShowKind(options, labels, out, all));
+  }
+  PutJson(std::move(all), out);
   if (out.Flush()) return status;
   static_cast<void>(Fail("standard output", "cannot be written"));
   return kExitUnusable;
@@ -94,12 +107,7 @@ void AddShowCommand(Command& command, int& status) {
   }
   words.emplace_back(WordOfKind(kWaittm));
   AddFilesOption(command, options->files);
-  command.AddOption("-k,--kind", options->kind, "Kind of the resource (default ld)")
-      ->Must(OneOf(words));
-  command
-      .AddOption("--key", options->choice.key,
-                 "Its key: a number, or key bytes with points between (default: the first)")
-      ->StandsFor(Stands::kText);
+  AddKeyOptions(command, options->choice, "ld", words);
   command.AddOption("-g,--group", options->group, "Counter group, from 1 (default 1)");
   const Option* utc = AddSpanOptions(command, options->choice);
   command.AddFlag("--local", options->local, "Times in local time, as without it")->Excludes(utc);

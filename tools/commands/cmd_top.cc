@@ -2,6 +2,7 @@
 #include "tools/commands/commands.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <memory>
 #include <string>
@@ -9,7 +10,7 @@
 
 #include "tools/commands/dump_options.h"
 #include "tools/commands/files_option.h"
-#include "tools/measures/measures.h"
+#include "tools/measures/statistics.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
@@ -24,7 +25,7 @@ namespace {
 struct Options {
   std::vector<std::string> files;
   std::string by = "ops";
-  std::string kind = "ld";
+  std::string kind;  // the one at hand
   size_t number = 10;
   uint32_t group = 1;
   bool ascending = false;
@@ -60,6 +61,14 @@ std::vector<std::string> MeasureWords() {
   return words;
 }
 
+// Of the measure of --by, over the intervals of a resource.
+struct Middle {
+  std::optional<double> median;
+  std::optional<double> high;
+};
+// By array and key.
+using Middles = std::map<std::pair<std::string, std::string>, Middle>;
+
 using Cells = std::vector<std::optional<double>>;
 
 Cells CellsOf(const std::vector<TopSums>& sums, TopMeasure measure) {
@@ -81,6 +90,7 @@ struct Line {
   const TopSums& all;
   const TopPeak& peak;
   const std::vector<TopSums>& cells;
+  Middle middle;
 };
 
 class Table {
@@ -100,19 +110,22 @@ class Table {
       at_width_ = std::max(at_width_, AtOf(line).size());
     }
     const bool volume = by_.measure == TopMeasure::kVolume;
-    out_.Print("{:>4} {:<{}} {:>{}}{} {:>12} {:>9} {:>13} {:>9} {:>6} {:>9} {:<{}}  {}\n", "rank",
-               "array", array_width_, "key", key_width_, NameCell("name"), "ops", "ops/s",
-               volume ? by_.head : "1st mean/op", "max", "busy %", "peak", "peak in", at_width_,
-               fmt::format("{} over time", by_.head));
+    out_.Print(
+        "{:>4} {:<{}} {:>{}}{} {:>12} {:>9} {:>13} {:>9} {:>6} {:>9} {:>9} {:>9} {:<{}}  {}\n",
+        "rank", "array", array_width_, "key", key_width_, NameCell("name"), "ops", "ops/s",
+        volume ? by_.head : "1st mean/op", "max", "busy %", "median", "p95", "peak", "peak in",
+        at_width_, fmt::format("{} over time", by_.head));
     for (const Line& line : lines) {
       const TopSums& all = line.all;
       const auto third = volume ? Text(all.Volume(), by_.digits()) : Text(all.Mean(), 0);
       const auto peak = line.peak.known() ? std::optional(line.peak.value) : std::nullopt;
-      out_.Print("{:>4} {:<{}} {:>{}}{} {:>12.0f} {:>9} {:>13} {:>9} {:>6} {:>9} {:<{}}  {}\n",
-                 line.rank, line.array, array_width_, line.key, key_width_, NameCell(line.name),
-                 all.operations, Text(all.Rate(), 2), third, Text(all.Maximum(), 0),
-                 Text(all.Busy(), 2), Text(peak, by_.digits()), AtOf(line), at_width_,
-                 Sparkline(CellsOf(line.cells, by_.measure), ascii_));
+      out_.Print(
+          "{:>4} {:<{}} {:>{}}{} {:>12.0f} {:>9} {:>13} {:>9} {:>6} {:>9} {:>9} {:>9} {:<{}}  {}\n",
+          line.rank, line.array, array_width_, line.key, key_width_, NameCell(line.name),
+          all.operations, Text(all.Rate(), 2), third, Text(all.Maximum(), 0), Text(all.Busy(), 2),
+          Text(line.middle.median, by_.digits()), Text(line.middle.high, by_.digits()),
+          Text(peak, by_.digits()), AtOf(line), at_width_,
+          Sparkline(CellsOf(line.cells, by_.measure), ascii_));
     }
   }
 
@@ -143,7 +156,50 @@ std::vector<const TopResource*> Chosen(const TopCollector& collector, const Opti
   return ranked;
 }
 
-void PrintTable(TextOut& out, const TopCollector& collector, const Options& options) {
+// Gathers the values of the resources that are shown.
+class MiddleSink : public SeriesSink {
+ public:
+  void Put(const SeriesEntry& entry) override {
+    const Point& point = entry.points.front();
+    if (!std::isnan(point.value)) values_[entry.resource].Add(point.value, point.weight);
+  }
+  std::map<size_t, Distribution>& values() { return values_; }
+
+ private:
+  std::map<size_t, Distribution> values_;  // by resource
+};
+
+// Reads the files once more, for the values of the resources that are shown only: those of all
+// would not fit into memory.
+Middles MiddlesOf(const TopRequest& what, const Options& options,
+                  const std::vector<const TopResource*>& shown, Progress& progress) {
+  Middles middles;
+  for (const TopResource* each : shown) middles[{each->array, each->key}];
+  const Measure* const measure = psltool::MeasureOf(options.by);
+  const auto group = static_cast<uint8_t>(measure->grouped ? options.group : 0);
+  SeriesReader reader({what.dump, {{measure, group}}}, progress);
+  reader.ReportNothing();
+  if (!reader.Look(options.files)) return middles;
+  std::vector<std::optional<bool>> known;
+  MiddleSink sink;
+  static_cast<void>(reader.Walk(sink, [&](size_t at) {
+    if (at >= known.size()) known.resize(at + 1);
+    if (!known[at]) {
+      const SeriesResource& resource = reader.resources()[at];
+      known[at] = middles.contains({resource.array, resource.key});
+    }
+    return *known[at];
+  }));
+  for (auto& [at, values] : sink.values()) {
+    const SeriesResource& resource = reader.resources()[at];
+    middles[{resource.array, resource.key}] = {values.Percentile(kMedian),
+                                               values.Percentile(kHigh)};
+  }
+  return middles;
+}
+
+void PrintTable(TextOut& out, const TopCollector& collector, const Options& options,
+                const Middles& middles) {
   const Zone zone = options.choice.zone();
   out.Print("{} by {}{}, counter group {}{}, from {} to {} ({})\n", options.kind, options.by,
             options.ascending ? ", ascending" : "", options.group,
@@ -154,11 +210,17 @@ void PrintTable(TextOut& out, const TopCollector& collector, const Options& opti
   for (const TopResource* each : Chosen(collector, options)) {
     lines.push_back({std::to_string(lines.size() + 1), each->array, each->key,
                      options.names.OfResource(each->array, options.kind, each->key), each->all,
-                     each->peak, each->cells});
+                     each->peak, each->cells, middles.at({each->array, each->key})});
   }
   for (const auto& [array, total] : collector.totals()) {
-    lines.push_back({"", array, fmt::format("all {}", total.resources), "", total.all, total.peak,
-                     total.cells});
+    lines.push_back({"",
+                     array,
+                     fmt::format("all {}", total.resources),
+                     "",
+                     total.all,
+                     total.peak,
+                     total.cells,
+                     {}});
   }
   Table(out, options).Put(lines);
 }
@@ -191,7 +253,7 @@ void AddMeasures(const Sums& from, const Options& options, Json& json) {
   }
 }
 
-void PrintJson(TextOut& out, const TopCollector& collector, const Options& options) {
+Json JsonOf(const TopCollector& collector, const Options& options, const Middles& middles) {
   const Zone zone = options.choice.zone();
   Json json = {{"kind", options.kind}, {"by", options.by}, {"group", options.group}};
   const Labels& names = options.names;
@@ -208,6 +270,9 @@ void PrintJson(TextOut& out, const TopCollector& collector, const Options& optio
       each["name"] = names.OfResource(resource->array, options.kind, resource->key);
     }
     AddMeasures(*resource, options, each);
+    const Middle& middle = middles.at({resource->array, resource->key});
+    each["median"] = OrNull(middle.median);
+    each["p95"] = OrNull(middle.high);
     json["resources"].Append(std::move(each));
   }
   json["totals"] = Json::Array();
@@ -216,22 +281,20 @@ void PrintJson(TextOut& out, const TopCollector& collector, const Options& optio
     AddMeasures(total, options, each);
     json["totals"].Append(std::move(each));
   }
-  // Names of files are bytes, JSON is UTF-8.
-  out.Put(json.Text());
-  out.Put("\n");
+  return json;
 }
 
-int Top(Options& options) {
+// One kind: its table, or its object for `all`.
+int TopOfKind(const Options& options, TextOut& out, std::vector<Json>& all) {
   TopRequest what;
   what.group = options.group;
   what.by = NameOfMeasure(options.by).measure;
   what.ascending = options.ascending;
   constexpr size_t kTableCells = 24;
   if (!options.json) what.width = kTableCells;
-  if (!TakeChoice("top", options.choice, what.dump) || !options.names.Read(options.labels)) {
-    return kExitRefused;
-  }
-  what.dump.kinds = {KindOfWord(options.kind)};
+  ChoiceOptions choice = options.choice;
+  choice.kinds = {options.kind};
+  if (!TakeChoice("top", choice, what.dump)) return kExitRefused;
   Progress progress;
   TopCollector collector(what, progress);
   for (const std::string& path : options.files) {
@@ -245,12 +308,13 @@ int Top(Options& options) {
     status = std::max(status, end == DumpEnd::kBroken ? kExitFailed : kExitUnusable);
   }
   collector.Finish();
-  const bool any = !Chosen(collector, options).empty();
-  TextOut out(stdout);
+  const std::vector<const TopResource*> shown = Chosen(collector, options);
+  const bool any = !shown.empty();
+  const Middles middles = any ? MiddlesOf(what, options, shown, progress) : Middles();
   if (options.json) {
-    PrintJson(out, collector, options);
+    all.push_back(JsonOf(collector, options, middles));
   } else if (any) {
-    PrintTable(out, collector, options);
+    PrintTable(out, collector, options, middles);
   }
   if (!any && status == kExitDone) {
     static_cast<void>(Fail("top", fmt::format("no {} has a value of \"{}\" in the files and times "
@@ -258,6 +322,20 @@ int Top(Options& options) {
                                               options.kind, options.by)));
     status = kExitFailed;
   }
+  return status;
+}
+
+int Top(Options& options) {
+  if (!options.names.Read(options.labels)) return kExitRefused;
+  TextOut out(stdout);
+  std::vector<Json> all;
+  int status = kExitDone;
+  if (!OneKindForKey("top", options.choice)) return kExitRefused;
+  for (const std::string& kind : KindsOr("ld", options.choice)) {
+    options.kind = kind;
+    status = std::max(status, TopOfKind(options, out, all));
+  }
+  PutJson(std::move(all), out);
   if (out.Flush()) return status;
   static_cast<void>(Fail("standard output", "cannot be written"));
   return kExitUnusable;
@@ -283,8 +361,7 @@ void AddTopCommand(Command& command, int& status) {
   command.AddFlag("--ascending", options->ascending, "The least busy first");
   command.AddOption("-n", options->number, "How many resources (default 10)")
       ->Must(Between(1, 1000000));
-  command.AddOption("-k,--kind", options->kind, "Kind of the resources (default ld)")
-      ->Must(OneOf(KindsWithMeasures()));
+  AddKeyOptions(command, options->choice, "ld", KindsWithMeasures());
   command.AddOption("-g,--group", options->group, "Counter group, from 1 (default 1)")
       ->Must(Between(1, 6));
   AddSpanOptions(command, options->choice);

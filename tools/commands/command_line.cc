@@ -83,11 +83,16 @@ std::string Refusal(const CLI::App* app, const CLI::Error& error) {
 
 // The command line, last word first, as the library takes it. "help show" is "show --help": people
 // come from other tools.
-std::vector<std::string> WordsOf(int argc, char** argv) {
+// `divided`: see Program.
+std::vector<std::string> WordsOf(int argc, char** argv, const char* divided) {
   std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
   if (!words.empty() && words.front() == "help") {
     words.erase(words.begin());
     words.emplace_back("--help");
+  }
+  // The option parser takes "--" as its own, and what stands behind it as no options.
+  if (!words.empty() && words.front() == divided) {
+    std::replace(words.begin(), words.end(), std::string("--"), std::string(kDivision));
   }
   std::reverse(words.begin(), words.end());
   return words;
@@ -199,6 +204,7 @@ template Option* Command::AddOption(const std::string&, std::vector<std::string>
                                     const std::string&);
 template Option* Command::AddOption(const std::string&, int&, const std::string&);
 template Option* Command::AddOption(const std::string&, uint32_t&, const std::string&);
+template Option* Command::AddOption(const std::string&, double&, const std::string&);
 template Option* Command::AddOption(const std::string&, int64_t&, const std::string&);
 template Option* Command::AddOption(const std::string&, uint64_t&, const std::string&);
 template Option* Command::AddOption(const std::string&, std::optional<std::string>&,
@@ -311,7 +317,7 @@ int RunCommandLine(const Program& program, int refused, int argc, char** argv) {
   program.add(root, status);
   AddVersion(app, program.version);
   try {
-    app.parse(WordsOf(argc, argv));
+    app.parse(WordsOf(argc, argv, program.divided));
   } catch (const CLI::ParseError& error) {
     status = app.exit(error) == 0 ? 0 : refused;
   }

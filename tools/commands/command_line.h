@@ -110,6 +110,9 @@ class Command {
   std::vector<std::unique_ptr<Option>> options_;
 };
 
+// What stands for "--" among the arguments of a command that it divides.
+inline constexpr const char* kDivision = "\x1f";
+
 // A program that has commands.
 struct Program {
   const char* name;
@@ -117,6 +120,8 @@ struct Program {
   const char* summary;
   const char* help;  // behind the list of commands
   void (*add)(Command& program, int& status);
+  // The command whose arguments "--" divides in two: it finds kDivision among them.
+  const char* divided;
 };
 
 // Reads a command line and does what it asks for. Returns the status that the command stored; 0

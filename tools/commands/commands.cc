@@ -84,6 +84,31 @@ constexpr CommandRow kCommands[] = {
      "  psltool dump 20240304array01.psl --kind pd --from \"2024-03-04 09:00\" --format csv\n"
      "  psltool dump archive/20240304array01.psa --utc --format ndjson | jq .g1_ops_per_s",
      AddDumpCommand},
+    {kLook, "compare", "Two spans side by side: what rose, fell, appeared, went",
+     "Either the files of both spans stand on both sides of --, or --before and --after tell the\n"
+     "spans of the same files. \"weight\" is the part of the whole that moved, in percent, by "
+     "which\n"
+     "changes are ranked; values are means of the spans. Median, 95th percentile and maximum are\n"
+     "those of the intervals: records of logs, hours and days of archives.\n\n"
+     "Exit status: 0 done, 1 a file is broken (what stands in front of the place counts), or a\n"
+     "span holds no record, 2 a file could not be read or the command line is wrong.\n\n"
+     "Examples:\n"
+     "  psltool compare archive/20240304array01.psa -- archive/20240311array01.psa\n"
+     "  psltool compare --before \"last week\" --after \"this week\" --match both archive\n"
+     "  psltool compare --kind ld -m ops -m busy --json old/*.psa -- new/*.psa",
+     AddCompareCommand},
+    {kLook, "chart", "Draw the values of one resource over time, as SVG or PNG",
+     "The line is the mean of each interval, hour or day, the band around it goes from the "
+     "smallest\n"
+     "to the largest single interval, where files carry extremes. Without --key it is all of the\n"
+     "kind together; several arrays have a line each.\n\n"
+     "Exit status: 0 done, 1 a file is broken (what stands in front of the place is drawn), or\n"
+     "there is nothing to draw, 2 a file could not be read or written or the command line is "
+     "wrong.\n\n"
+     "Examples:\n"
+     "  psltool chart archive/20240304array01.psa --kind ld --key 21 -o ld21.svg\n"
+     "  psltool chart archive/*.psa -k pd --key 1.4 -m busy --from \"last week\" -o pd.png",
+     AddChartCommand},
     {kProve, "check", "Tell whether files are what the archiver takes",
      "An error is what the archiver refuses or breaks off at, a warning what it takes although "
      "it\n"
@@ -143,6 +168,22 @@ constexpr CommandRow kCommands[] = {
      "  psltool seal archive --forget            nightly, where archives expire\n"
      "  psltool seal archive --renew 20240304array01.psa",
      AddSealCommand},
+    {kProve, "limits", "Tell what passed limits that a file of rules sets",
+     "A rule is a line like \"ld busy max > 80 % for 3 hours\" or \"hp,rp ops p95 > 5000 on "
+     "mon-fri\n"
+     "between 08:00 and 18:00\"; docs/measures.md has the grammar. One line per breach: rule, "
+     "resource,\n"
+     "worst value, limit and time. --openmetrics is for a collector that reads text files.\n\n"
+     "Exit status: 0 nothing passed a limit, 1 something did, a file is broken (what stands in "
+     "front\n"
+     "of the place counts) or holds nothing of the time, 2 a file or the rules could not be read, "
+     "or\n"
+     "the command line is wrong.\n\n"
+     "Examples:\n"
+     "  psltool limits --rules limits.rules --from yesterday --to yesterday archive\n"
+     "  psltool limits --rules limits.rules --json 20240304array01.psa | jq '.breaches[0]'\n"
+     "  psltool limits --rules limits.rules --openmetrics -o psl.prom archive/*.psa",
+     AddLimitsCommand},
     {kMend, "salvage", "Copy the sound records of a damaged file into a new one",
      "Without --resync the copy ends in front of the first record that the archiver would not\n"
      "take. With it, later records that are sound are looked for and copied as well; statistics\n"

@@ -3,9 +3,8 @@
 
 #include <fmt/format.h>
 
-#include <ctime>
-
 #include "tools/output/report.h"
+#include "tools/reading/clock.h"
 #include "tools/reading/kind_names.h"
 
 namespace psltool {
@@ -15,13 +14,18 @@ namespace {
 bool TakeTime(const std::string& what, const std::string& text, Zone zone, bool last,
               std::optional<uint32_t>& time) {
   if (text.empty()) return true;
-  const TimeReading reading = ReadTime(text, std::time(nullptr), zone);
-  if (!reading.span) return Fail(what, reading.why);
-  time = last ? reading.span->last : reading.span->first;
-  return true;
+  const std::optional<TimeSpan> span = SpanOf(what, text, zone);
+  if (span) time = last ? span->last : span->first;
+  return span.has_value();
 }
 
 }  // namespace
+
+std::optional<TimeSpan> SpanOf(const std::string& what, const std::string& text, Zone zone) {
+  const TimeReading reading = ReadTime(text, Now(), zone);
+  if (!reading.span) static_cast<void>(Fail(what, reading.why));
+  return reading.span;
+}
 
 std::vector<std::string> KindWords() {
   std::vector<std::string> words;
@@ -49,15 +53,43 @@ Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to) {
   return command.AddFlag("--utc", options.utc, "Times in UTC instead of local time");
 }
 
-void AddChoiceOptions(Command& command, ChoiceOptions& options, bool with_to) {
-  command.AddOption("-k,--kind", options.kinds, "Kind of resources (several times; default all)")
-      ->Must(OneOf(KindWords()))
+void AddKeyOptions(Command& command, ChoiceOptions& options, const std::string& otherwise,
+                   const std::vector<std::string>& words) {
+  command
+      .AddOption("-k,--kind", options.kinds,
+                 fmt::format("Kind of resources (several times; default {})", otherwise))
+      ->Must(OneOf(words))
       ->OneEachTime();
   command
       .AddOption("--key", options.key,
                  "One resource of the kind: a number, or key bytes with points between")
       ->StandsFor(Stands::kText);
+}
+
+void AddChoiceOptions(Command& command, ChoiceOptions& options, bool with_to) {
+  AddKeyOptions(command, options);
   AddSpanOptions(command, options, with_to);
+}
+
+std::vector<std::string> KindsOr(const char* otherwise, const ChoiceOptions& options) {
+  return options.kinds.empty() ? std::vector<std::string>{otherwise} : options.kinds;
+}
+
+bool OneKindForKey(const char* command, const ChoiceOptions& options) {
+  return options.key.empty() || options.kinds.size() <= 1 ||
+         Fail(std::string(command) + " --key", "needs one --kind");
+}
+
+void PutJson(std::vector<Json> objects, TextOut& out) {
+  if (objects.empty()) return;
+  Json list = Json::Array();
+  const bool one = objects.size() == 1;
+  for (Json& each : objects) {
+    if (!one) list.Append(std::move(each));
+  }
+  // Names of files are bytes, JSON is UTF-8.
+  out.Put((one ? objects.front() : list).Text());
+  out.Put("\n");
 }
 
 void AddLabelsOption(Command& command, std::string& path) {

@@ -23,7 +23,8 @@ void AddCommands(Command& program, int& status) {
 const Program& PsltoolProgram() {
   static const std::string version = std::string("psltool     Version ") + kVersion;
   static const Program program = {
-      "psltool", version.c_str(),
+      "psltool",
+      version.c_str(),
       "psltool shows, proves, mends and makes logs (.psl) and archives (.psa) of the performance\n"
       "monitor, and looks after automatic archiving.",
       "Examples:\n"
@@ -33,7 +34,8 @@ const Program& PsltoolProgram() {
       "  psltool show --help\n\n"
       "Exit status of all commands: 0 done, 1 findings or a broken file, 2 a file could not be\n"
       "read or written, or the command line is wrong. COMMAND --help tells it in detail.",
-      AddCommands};
+      AddCommands,
+      "compare"};
   return program;
 }
 

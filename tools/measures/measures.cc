@@ -149,9 +149,17 @@ std::vector<std::string> MeasureNames() {
   return names;
 }
 
-std::string HeadOf(const Measure& measure) {
-  return fmt::format("{} ({})", measure.title,
-                     measure.unit.empty() ? "unit of the file" : measure.unit);
+bool IsTime(const Measure& measure) {
+  return measure.metric == "first" || measure.metric == "maximum";
+}
+
+std::string UnitOf(const Measure& measure, const Labels& labels) {
+  return IsTime(measure) ? labels.unit_of_first() : std::string(measure.unit);
+}
+
+std::string HeadOf(const Measure& measure, const Labels& labels) {
+  const std::string unit = UnitOf(measure, labels);
+  return fmt::format("{} ({})", measure.title, unit.empty() ? "unit of the file" : unit);
 }
 
 std::string KeyOf(const MeasureAt& at) { return ColumnName(at.measure->name, at.group); }

@@ -49,8 +49,12 @@ const std::vector<Measure>& Measures();
 // By its name or by that of its metric; null: there is none.
 const Measure* MeasureOf(std::string_view name);
 std::vector<std::string> MeasureNames();
-// As they stand under a head: "ops/s", "first average (unit of the file)".
-std::string HeadOf(const Measure& measure);
+// True for first averages and maxima, whose unit a site can tell with its labels.
+bool IsTime(const Measure& measure);
+// "ops/s"; "us" where a site says so; "" for that of the file.
+std::string UnitOf(const Measure& measure, const Labels& labels);
+// Above columns and axes: "operations per second (ops/s)", "first average (unit of the file)".
+std::string HeadOf(const Measure& measure, const Labels& labels);
 
 // One measure of one counter group, or (group 0) of the entry as a whole.
 struct MeasureAt {

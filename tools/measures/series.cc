@@ -194,8 +194,9 @@ bool SeriesReader::Look(const std::vector<std::string>& paths) {
   const DumpRequest& dump = request_.dump;
   for (const std::string& path : paths) {
     FileCover cover;
-    if (!Cover(
-            path, {dump.from, dump.to, dump.zone}, progress_, [](const RecordPeriod&) {}, cover)) {
+    std::vector<RecordPeriod>& periods = periods_[path];
+    const auto note = [&](const RecordPeriod& period) { periods.push_back(period); };
+    if (!Cover(path, {dump.from, dump.to, dump.zone}, progress_, note, cover)) {
       unreadable_.push_back(path);
       continue;
     }
@@ -227,6 +228,15 @@ bool SeriesReader::IsToldFiner(const FileCover& file, const RecordPeriod& period
   return std::any_of(files_.begin(), files_.end(), [&](const FileCover& other) {
     return other.array == file.array && Coarseness(other.header.level) < own && Tells(other, time);
   });
+}
+
+void SeriesReader::EachRecord(
+    const std::function<void(const FileCover&, const RecordPeriod&)>& visit) const {
+  for (const FileCover& file : files_) {
+    for (const RecordPeriod& period : periods_.at(file.path)) {
+      if (!IsToldFiner(file, period)) visit(file, period);
+    }
+  }
 }
 
 size_t SeriesReader::AddResource(const std::string& array, Kind kind, std::string key) {

@@ -70,6 +70,8 @@ class SeriesReader {
   SeriesReader(SeriesRequest request, Progress& progress)
       : request_(std::move(request)), progress_(progress) {}
 
+  // Nothing is reported of files: somebody else has done so.
+  void ReportNothing() { walked_ = true; }
   // Looks at what time the files cover. False: two of them cover the same, reported.
   bool Look(const std::vector<std::string>& paths);
 
@@ -82,6 +84,8 @@ class SeriesReader {
   const SeriesRequest& request() const { return request_; }
   // Those that can be read, in the order of the walk.
   const std::vector<FileCover>& files() const { return files_; }
+  // The records that walks pass on, in their order.
+  void EachRecord(const std::function<void(const FileCover&, const RecordPeriod&)>& visit) const;
   // As met by walks so far.
   const std::vector<SeriesResource>& resources() const { return resources_; }
   // What the walk had of what was asked for.
@@ -103,6 +107,7 @@ class SeriesReader {
   SeriesRequest request_;
   Progress& progress_;
   std::vector<FileCover> files_;
+  std::unordered_map<std::string, std::vector<RecordPeriod>> periods_;  // by path
   std::vector<std::string> unreadable_;
   std::vector<SeriesResource> resources_;
   std::unordered_map<std::string, std::array<Group, kKinds>> groups_;  // by array

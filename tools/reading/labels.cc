@@ -151,7 +151,21 @@ std::string Labels::Take(std::string_view line, size_t number) {
   const std::string_view word = Word(line);
   if (word == "group") return TakeGroup(line, number);
   if (word == "resource") return TakeResource(line, number);
-  return "the line begins with neither \"group\" nor \"resource\"";
+  if (word == "unit") return TakeUnit(line);
+  return "the line begins with neither \"group\", \"resource\" nor \"unit\"";
+}
+
+std::string Labels::TakeUnit(std::string_view rest) {
+  const std::string_view what = Word(rest);
+  const std::string_view unit = Trimmed(rest);
+  if (what != "first")
+    return fmt::format("the unit of \"{}\" cannot be told, that of first can", what);
+  if (unit != "us" && unit != "ms" && unit != "s") {
+    return fmt::format("\"{}\" is none of the units us, ms and s", unit);
+  }
+  if (!unit_of_first_.empty()) return "the unit of first is told twice";
+  unit_of_first_ = unit;
+  return "";
 }
 
 std::string Labels::TakeGroup(std::string_view rest, size_t number) {

@@ -4,6 +4,7 @@
 //   group ld 1 random reads
 //   resource array01 ld 21 mail store
 //   resource * pd 0.1 first disk of every array
+//   unit first us
 #pragma once
 
 #include <cstddef>
@@ -21,6 +22,8 @@ class Labels {
   // wrong, reported with its number.
   bool Read(const std::string& path);
   bool empty() const { return groups_.empty() && resources_.empty(); }
+  // In which unit first averages and maxima are: "us", "ms" or "s"; "" where it is not told.
+  const std::string& unit_of_first() const { return unit_of_first_; }
 
   // Names by the words of kinds; "" where there is none.
   const std::string& OfGroup(std::string_view kind, size_t group) const;
@@ -48,9 +51,11 @@ class Labels {
   std::string Take(std::string_view line, size_t number);
   std::string TakeGroup(std::string_view rest, size_t number);
   std::string TakeResource(std::string_view rest, size_t number);
+  std::string TakeUnit(std::string_view rest);
 
   std::map<GroupPlace, Label> groups_;
   std::map<ResourcePlace, Label> resources_;
+  std::string unit_of_first_;
 };
 
 // The names that hold for the entries of one file, whose name tells the array.

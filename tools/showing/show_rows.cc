@@ -214,7 +214,7 @@ void PrintShown(const ShowView& view, const ShownFile& file, TextOut& out) {
   HistoryTable(view, file, out).Print();
 }
 
-void PrintShownJson(const ShowView& view, const std::vector<ShownFile>& files, TextOut& out) {
+Json ShownJson(const ShowView& view, const std::vector<ShownFile>& files) {
   Json json = {{"kind", view.kind}, {"group", view.group}};
   if (!view.labels.empty()) json["group_name"] = view.labels.OfGroup(view.kind, view.group);
   json["files"] = Json::Array();
@@ -239,9 +239,7 @@ void PrintShownJson(const ShowView& view, const std::vector<ShownFile>& files, T
     }
     json["files"].Append(std::move(each));
   }
-  // Names of files are bytes, JSON is UTF-8.
-  out.Put(json.Text());
-  out.Put("\n");
+  return json;
 }
 
 }  // namespace psltool

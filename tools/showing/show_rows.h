@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/output/json.h"
 #include "tools/showing/dump_writers.h"
 
 namespace psltool {
@@ -57,6 +58,6 @@ struct ShowView {
 };
 
 void PrintShown(const ShowView& view, const ShownFile& file, TextOut& out);
-void PrintShownJson(const ShowView& view, const std::vector<ShownFile>& files, TextOut& out);
+Json ShownJson(const ShowView& view, const std::vector<ShownFile>& files);
 
 }  // namespace psltool

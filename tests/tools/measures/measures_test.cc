@@ -81,8 +81,8 @@ TEST(Measures, GroupsHaveOneNeutralName) {
   EXPECT_EQ(TextOf("ld", {MeasureOf("ops"), 2}, Labels()), "ops of counter group 2");
   EXPECT_EQ(TextOf("ld", {MeasureOf("busy"), 0}, Labels()), "busy");
   EXPECT_EQ(KeyOf({MeasureOf("ops"), 2}), "g2_ops");
-  EXPECT_EQ(HeadOf(*MeasureOf("ops")), "operations per second (ops/s)");
-  EXPECT_EQ(HeadOf(*MeasureOf("mean")), "first average (unit of the file)");
+  EXPECT_EQ(HeadOf(*MeasureOf("ops"), Labels()), "operations per second (ops/s)");
+  EXPECT_EQ(HeadOf(*MeasureOf("mean"), Labels()), "first average (unit of the file)");
 }
 
 }  // namespace

@@ -65,7 +65,7 @@ TEST(Labels, ABadLineIsRefusedWithFileAndNumber) {
     std::string line;
     std::string trouble;
   } kBad[] = {
-      {"name ld 1 x", "the line begins with neither \"group\" nor \"resource\""},
+      {"name ld 1 x", "the line begins with neither \"group\", \"resource\" nor \"unit\""},
       {"group disk 1 x", "\"disk\" is no kind of resources"},
       {"group", "\"\" is no kind of resources"},
       {"group hd 1 x", "hd has no counter groups"},

@@ -1,0 +1,103 @@
+// Command line of `psltool limits`.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/commands/commands.h"
+#include "tools/commands/dump_options.h"
+#include "tools/commands/files_option.h"
+#include "tools/measures/limit_report.h"
+#include "tools/output/record_file.h"
+#include "tools/output/report.h"
+
+namespace psltool {
+
+namespace {
+
+struct Options {
+  std::vector<std::string> files;
+  std::string rules;
+  std::string out;
+  bool json = false;
+  bool metrics = false;
+  std::string labels;
+  ChoiceOptions choice;
+};
+
+void Print(const Options& options, const LimitView& view, const std::vector<Breach>& breaches,
+           TextOut& out) {
+  if (options.json) return PrintBreachesJson(view, breaches, out);
+  if (options.metrics) return PrintBreachMetrics(view, breaches, out);
+  PrintBreaches(view, breaches, out);
+}
+
+// Into the file of -o, renamed when it is whole, or to standard output. False: reported.
+bool PrintTo(const Options& options, const LimitView& view, const std::vector<Breach>& breaches) {
+  if (options.out.empty()) {
+    TextOut out(stdout);
+    Print(options, view, breaches, out);
+    return out.Flush() || Fail("standard output", "cannot be written");
+  }
+  RecordFile file(options.out);
+  if (!file.Create()) return false;
+  TextOut out(file);
+  Print(options, view, breaches, out);
+  return out.Flush() && file.FinishDurably();
+}
+
+// A rule that no value is held against may be mistyped: it is told, though nothing is broken.
+void TellIdleRules(const LimitView& view) {
+  for (size_t i = 0; i < view.rules.size(); ++i) {
+    if (view.check.looked()[i] != 0) continue;
+    static_cast<void>(Fail(fmt::format("{}:{}", view.path, view.rules[i].line),
+                           "no value of the files is held against this rule"));
+  }
+}
+
+int Limits(const Options& options) {
+  Labels labels;
+  std::vector<LimitRule> rules;
+  SeriesRequest request;
+  if (!TakeChoice("limits", options.choice, request.dump) || !labels.Read(options.labels) ||
+      !ReadLimitRules(options.rules, labels, rules)) {
+    return kExitRefused;
+  }
+  request.dump.kinds = KindsOf(rules);
+  request.measures = MeasuresOf(rules);
+  Progress progress;
+  SeriesReader reader(request, progress);
+  if (!reader.Look(options.files)) return kExitRefused;
+  LimitCheck check(rules, reader);
+  int status = reader.Walk(check);
+  const LimitView view = {options.rules, rules, check, reader, labels, options.choice.zone()};
+  const std::vector<Breach> breaches = check.Finish();
+  if (!PrintTo(options, view, breaches)) return kExitUnusable;
+  if (status == kExitDone &&
+      !HasWhatWasAsked("limits", options.choice, request.dump, reader.count())) {
+    return kExitFailed;
+  }
+  TellIdleRules(view);
+  return breaches.empty() ? status : std::max(status, kExitFailed);
+}
+
+}  // namespace
+
+void AddLimitsCommand(Command& command, int& status) {
+  auto options = std::make_shared<Options>();
+  AddFilesOption(command, options->files);
+  command.AddOption("-r,--rules", options->rules, "File of rules, one a line")->Required();
+  AddSpanOptions(command, options->choice);
+  Option* const json = command.AddFlag("--json", options->json, "A JSON text for programs");
+  command.AddFlag("--openmetrics", options->metrics, "Metrics for a collector of text files")
+      ->Excludes(json);
+  command.AddOption("-o,--out", options->out,
+                    "File to write, renamed when whole (default: standard output)");
+  AddLabelsOption(command, options->labels);
+  command.Does([options, &status] { status = Limits(*options); });
+}
+
+}  // namespace psltool
