@@ -141,9 +141,11 @@ void AddCompareCommand(Command& command, int& status) {
   auto options = std::make_shared<Options>();
   AddFilesOption(command, options->files);
   command.AddOption("--before", options->before, "Span of time, as \"last week\" or 2024-03-04")
-      ->Must(kNotEmpty);
+      ->Must(kNotEmpty)
+      ->StandsFor(Stands::kTime);
   command.AddOption("--after", options->after, "The span that is compared with it")
-      ->Must(kNotEmpty);
+      ->Must(kNotEmpty)
+      ->StandsFor(Stands::kTime);
   command
       .AddOption("--match", options->match,
                  "Compare hours with the same hours, weekdays with the same weekdays, or both")
