@@ -1,5 +1,6 @@
 // The vector kernels for processors with AVX-512; cmake/Kernels.cmake gives the options.
 #define QELPRF_WIDTH 8
+#include "revisions/fold/kernel_heads.h"
 #include "revisions/fold/kernel_put.h"
 
 extern const FoldKernels kFoldKernelsAvx512;

@@ -171,7 +171,7 @@ constexpr CommandRow kCommands[] = {
     {kProve, "limits", "Tell what passed limits that a file of rules sets",
      "A rule is a line like \"ld busy max > 80 % for 3 hours\" or \"hp,rp ops p95 > 5000 on "
      "mon-fri\n"
-     "between 08:00 and 18:00\"; docs/measures.md has the grammar. One line per breach: rule, "
+     "between 08:00 and 18:00\"; docs/psltool/prove.md has the grammar. One line per breach: rule, "
      "resource,\n"
      "worst value, limit and time. --openmetrics is for a collector that reads text files.\n\n"
      "Exit status: 0 nothing passed a limit, 1 something did, a file is broken (what stands in "

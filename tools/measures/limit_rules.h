@@ -4,7 +4,7 @@
 //   hp,rp mean > 5 ms on mon-fri between 08:00 and 18:00
 //   pd key 0.* array osaka* ops p95 > 180
 //
-// docs/measures.md has the grammar.
+// docs/psltool/prove.md has the grammar.
 #pragma once
 
 #include <cstdint>
