@@ -116,29 +116,47 @@ Names NamesOf(const char* name) {
   return {directory, directory + name, directory + FinalOf(name)};
 }
 
+// Gives a finished output its final name, which must survive a power failure too.
+void NameOutput(const char* name, const Names& names) {
+  const char* failed = RenameOutputFile(names.temporary.c_str(), names.final.c_str());
+  output.named = failed == nullptr;
+  if (failed == nullptr) failed = SyncDirectory(names.directory.c_str());
+  if (failed != nullptr) FinishFailed(name, failed);
+  output.durable = failed == nullptr;
+}
+
 // Takes back the first `count` names of the group: one that stood alone would keep later runs from
 // making the others.
-void TakeBackNames(size_t count) {
+void TakeBackNames(const std::vector<Names>& names, size_t count) {
   for (size_t i = 0; i < count; ++i) {
-    const Names names = NamesOf(group[i].name.c_str());
-    static_cast<void>(RenameOutputFile(names.final.c_str(), names.temporary.c_str()));
+    static_cast<void>(RenameOutputFile(names[i].final.c_str(), names[i].temporary.c_str()));
   }
 }
 
-// All outputs of the group get their names, or none. SIGTERM waits as long.
+// All outputs of the group get their names, or none. SIGTERM waits as long, and no memory is asked
+// for between the names: its lack would end the run there.
 void NameGroup() {
+  std::vector<Names> names;
+  for (const Finished& finished : group) names.push_back(NamesOf(finished.name.c_str()));
   sigset_t terminate;
   sigset_t before;
   sigemptyset(&terminate);
   sigaddset(&terminate, SIGTERM);
   sigprocmask(SIG_BLOCK, &terminate, &before);
   bool named = std::all_of(group.begin(), group.end(), [](const Finished& f) { return f.whole; });
+  // The temporary names must survive a power failure that the first final one survives: they tell
+  // the next run of a group that was parted.
+  if (named && group.size() > 1) {
+    const char* const failed = SyncDirectory(names[0].directory.c_str());
+    if (failed != nullptr) FinishFailed(group[0].name.c_str(), failed);
+    named = failed == nullptr;
+  }
   bool durable = named;
   for (size_t i = 0; named && i < group.size(); ++i) {
-    RenameWriteFname(group[i].name.c_str());
+    NameOutput(group[i].name.c_str(), names[i]);
     named = output.named;
     durable = durable && output.durable;
-    if (!named) TakeBackNames(i);
+    if (!named) TakeBackNames(names, i);
   }
   if (durable && named) {
     group.clear();
@@ -171,15 +189,7 @@ bool OpenSequel() {
 void RenameWriteFname(const char* name) {
   output.named = false;
   if (arcdelinfo.auto_flg == 0) return;
-  const Names names = NamesOf(name);
-  const char* failed = RenameOutputFile(names.temporary.c_str(), names.final.c_str());
-  // The new name must survive a power failure too.
-  if (failed == nullptr) {
-    output.named = true;
-    failed = SyncDirectory(names.directory.c_str());
-  }
-  if (failed != nullptr) FinishFailed(name, failed);
-  output.durable = failed == nullptr;
+  NameOutput(name, NamesOf(name));
 }
 
 void FinishOutput(int32_t end, Followed followed) {

@@ -1,5 +1,7 @@
 // psltool: makes and shows files of the performance monitor. Each command is one file
 // commands/cmd_<name>.
+#include <unistd.h>
+
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -23,14 +25,21 @@ int Run(int argc, char** argv) {
   return status;
 }
 
+// To tell it must not need any.
+[[noreturn]] void OutOfMemory() {
+  constexpr char kText[] = "psltool: memory: exhausted\n";
+  static_cast<void>(!write(STDERR_FILENO, kText, sizeof kText - 1));
+  RemoveUnfinished();
+  _exit(kExitUnusable);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::set_new_handler(OutOfMemory);
   SetSignals();
   try {
     return Run(argc, argv);
-  } catch (const std::bad_alloc&) {
-    static_cast<void>(Fail("memory", "exhausted"));
   } catch (const std::exception& error) {
     static_cast<void>(Fail("unexpected", error.what()));
   }

@@ -149,4 +149,51 @@ TEST_F(LongPrefixFailures, OneCallOrAllFromThereOn) {
   EXPECT_GT(told_, 80);
 }
 
+// A day that becomes an archive and its sequel.
+void PrepareSequel(const TestServer& server) {
+  server.directory.MakeDirectory("arc/archive");
+  const auto time = static_cast<uint32_t>(LocalTimeIn("UTC", "2024-03-14 12:00:00"));
+  for (const uint8_t revision : {uint8_t{0x1C}, uint8_t{0x1D}}) {
+    const std::string name = revision == 0x1C ? "20240314s#001.psl" : "20240314s#002.psl";
+    server.directory.Write("arc/" + name, spell::Log({.revision = revision, .time = time}, {time}));
+  }
+}
+
+// Memory that ended between the names of an archive and its sequel took the sequel with it, and the
+// first one stood for the whole day.
+TEST_F(LongPrefixFailures, LackOfMemoryNeverPartsAnArchiveAndItsSequel) {
+  constexpr int kStride = 4;  // fewer than the allocations that there were between the names
+  const std::string first = "arc/archive/20240314s.psa";
+  const std::string sequel = "arc/archive/20240314s#002.psa";
+  int failed = 0;
+  bool both = false;
+  for (int at = 100; !both && at < 4000; at += kStride) {
+    const TestServer server;
+    PrepareSequel(server);
+    const std::string rule = "malloc::" + std::to_string(at) + ":999999999:12";
+    failed += Night(server, {{"DISTURB_FAIL", rule}}).status == 0 ? 0 : 1;
+    both = server.directory.Exists(sequel);
+    ASSERT_EQ(server.directory.Exists(first), both) << "allocation " << at;
+  }
+  EXPECT_TRUE(both) << "no run came to its end";
+  EXPECT_GT(failed, 10);
+}
+
+// A power failure could leave the first name and lose the sequel's temporary one, which would have
+// told the next run of it.
+TEST_F(LongPrefixFailures, TemporaryNamesAreOnTheDiskBeforeAGroupGetsItsNames) {
+  const TestServer server;
+  PrepareSequel(server);
+  const std::string steps = server.directory.Path("steps");
+  ASSERT_EQ(Night(server, {{"DISTURB_STEPS", steps}}).status, 0);
+  const std::string text = server.directory.Read("steps");
+  const std::string archive = server.directory.Path("arc/archive");
+  const size_t written = text.find("s " + archive + "/20240314s#002.psa_tmp\n");
+  const size_t synced = text.find("s " + archive + "\n", written);
+  const size_t named = text.find("n " + archive + "/20240314s.psa\n");
+  ASSERT_NE(written, std::string::npos) << text;
+  ASSERT_NE(named, std::string::npos) << text;
+  EXPECT_LT(synced, named) << text;
+}
+
 }  // namespace

@@ -164,6 +164,7 @@ class Explainer : public RunListener {
     interval.record = input_->number();
     interval.offset = input_->position() + static_cast<uint64_t>(bytes.data() - record.data());
     interval.period = periods_->Of(input_->position(), Load32(record.data() + kAtTime));
+    if (periods_->unreadable() && !troubled_) InputTrouble(input_->path(), periods_->trouble());
     return interval;
   }
 
@@ -283,17 +284,23 @@ struct Asked {
 };
 
 // The first record whose period lies in the span, else the one whose period the span begins in.
-std::optional<Asked> FindRecord(const ExplainRequest& request, std::optional<RecordPeriod>& last) {
+// What cannot be read is reported by `archive`.
+std::optional<Asked> FindRecord(const ExplainRequest& request, PslReader& archive,
+                                std::optional<RecordPeriod>& last) {
   PslReader reader(request.archive, PslReader::Reports::kKept);
-  if (!reader.Open()) return std::nullopt;
   FilePeriods periods(request.archive, request.zone);
   std::optional<Asked> holder;
-  while (reader.NextHeader()) {
+  const bool opened = reader.Open();
+  while (opened && reader.NextHeader()) {
     if (reader.tag() != "STA") continue;
     last = periods.Of(reader.position(), Load32(reader.record().data() + kAtTime));
+    if (periods.unreadable()) break;
     const Asked asked = {reader.position(), *last};
     if (LiesIn(*last, request.at.first, request.at.last, request.zone)) return asked;
     if (!holder && Holds(*last, request.at.first)) holder = asked;
+  }
+  for (const Finding& trouble : {reader.trouble(), periods.trouble()}) {
+    if (trouble.severity == Severity::kUnreadable && !archive.failed()) archive.Inherit(trouble);
   }
   return holder;
 }
@@ -301,7 +308,8 @@ std::optional<Asked> FindRecord(const ExplainRequest& request, std::optional<Rec
 // Goes to the record asked for. False: there is none, or the archive is broken; reported.
 bool GoToRecord(PslReader& archive, const ExplainRequest& request, RecordPeriod& period) {
   std::optional<RecordPeriod> last;
-  const std::optional<Asked> asked = FindRecord(request, last);
+  const std::optional<Asked> asked = FindRecord(request, archive, last);
+  if (archive.failed()) return false;
   while (archive.NextHeader()) {
     if (!asked || archive.position() != asked->position) continue;
     period = asked->period;

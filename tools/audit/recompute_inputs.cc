@@ -55,7 +55,8 @@ std::string SortKeyOf(const std::string& path) {
   const std::string_view base = BaseNameOf(path);
   const std::string_view day = DayPart(base);
   const std::string_view stem = base.substr(0, base.rfind('.'));
-  const std::string_view date = day.substr(0, kDateDigits);
+  // Of a name that is too short, too, as the archiver takes them.
+  const std::string_view date = base.substr(0, kDateDigits);
   const std::string_view array = ArrayInOrder(path);
   const std::string_view sequence =
       stem.size() > day.size() ? stem.substr(day.size()) : std::string_view("#001");

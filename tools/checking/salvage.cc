@@ -238,7 +238,10 @@ class Salvager {
 
 bool MayWrite(const SalvageRequest& request) {
   std::error_code error;
-  if (!std::filesystem::exists(request.good, error)) return true;
+  const std::filesystem::file_type type = std::filesystem::status(request.good, error).type();
+  if (type == std::filesystem::file_type::not_found) return true;
+  // What cannot be looked at may be a file that would be replaced.
+  if (type == std::filesystem::file_type::none) return Fail(request.good, error.message());
   if (std::filesystem::equivalent(request.broken, request.good, error)) {
     return Fail(request.good, "is the damaged file itself");
   }

@@ -160,8 +160,11 @@ class SqliteSink : public ExportSink {
 
   bool Open() {
     std::error_code error;
-    fresh_ = !std::filesystem::exists(path_, error);
-    if (!fresh_ && !std::filesystem::is_regular_file(path_, error)) {
+    const std::filesystem::file_type type = std::filesystem::status(path_, error).type();
+    // A database that cannot be looked at would be replaced by a new one.
+    if (type == std::filesystem::file_type::none) return Fail(path_, error.message());
+    fresh_ = type == std::filesystem::file_type::not_found;
+    if (!fresh_ && type != std::filesystem::file_type::regular) {
       return Fail(path_, "is no regular file");
     }
     if (fresh_ && !CreateNew()) return false;

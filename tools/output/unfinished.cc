@@ -22,9 +22,7 @@ struct Place {
 std::array<Place, 8> places;
 
 void RemoveAndEnd(int number) {
-  for (const Place& place : places) {
-    if (place.used) unlink(place.path.data());
-  }
+  RemoveUnfinished();
   signal(number, SIG_DFL);
   raise(number);
 }
@@ -44,6 +42,12 @@ void RememberUnfinished(const std::string& path) {
 void ForgetUnfinished(const std::string& path) {
   for (Place& place : places) {
     if (place.used && path == place.path.data()) place.used = false;
+  }
+}
+
+void RemoveUnfinished() {
+  for (const Place& place : places) {
+    if (place.used) unlink(place.path.data());
   }
 }
 

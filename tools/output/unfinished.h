@@ -11,6 +11,9 @@ namespace psltool {
 void RememberUnfinished(const std::string& path);
 void ForgetUnfinished(const std::string& path);
 
+// Removes them all, for an end in which nobody else does it. Safe in a signal handler.
+void RemoveUnfinished();
+
 // Sets the signals of the tool. A reader that goes away ends it without a message, also when the
 // caller ignores SIGPIPE; a file that would exceed the size limit is a failed write, not an end
 // with a core file; an interruption removes what is unfinished.

@@ -44,6 +44,7 @@ bool Cover(const std::string& path, const CoverChoice& choice, Progress& progres
     if (reader.tag() != "STA") continue;
     const RecordPeriod period =
         periods.Of(reader.position(), Load32(reader.record().data() + kAtTime));
+    if (periods.unreadable()) return false;
     if (!LiesIn(period, choice.from, choice.to, choice.zone)) continue;
     note(period);
     ++cover.records;

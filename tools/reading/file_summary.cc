@@ -94,6 +94,7 @@ class Gatherer {
     const uint32_t stamp = Load32(record.data() + kAtTime);
     if (summary_.last) TakeDifference(int64_t{stamp} - *summary_.last);
     summary_.last_period = periods_.Of(reader_.position(), stamp);
+    if (periods_.unreadable()) return reader_.Inherit(periods_.trouble());
     if (!summary_.first) summary_.first_period = summary_.last_period;
     if (!summary_.first) summary_.first = stamp;
     summary_.last = stamp;

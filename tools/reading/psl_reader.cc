@@ -33,6 +33,8 @@ bool PslReader::Unreadable(const std::string& why) {
   return reports_ == Reports::kPrinted ? Fail(path_, why) : false;
 }
 
+bool PslReader::Inherit(const Finding& trouble) { return Unreadable(trouble.text); }
+
 bool PslReader::Broken(const char* code, uint64_t offset, std::string field, std::string text) {
   failed_ = true;
   trouble_ = {Severity::kError, code,           number_, TagText(tag()), offset,

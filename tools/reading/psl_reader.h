@@ -53,6 +53,8 @@ class PslReader {
   // Reports that the record at hand is broken. Returns false.
   bool Broken(std::string_view reason);
   bool Broken(const char* code, uint64_t offset, std::string field, std::string text);
+  // Reports what another reader of the same file could not read. Returns false.
+  bool Inherit(const Finding& trouble);
   // What was reported last.
   const Finding& trouble() const { return trouble_; }
 

@@ -79,6 +79,10 @@ class FilePeriods {
   // The period of the statistics record at this place of the file. Places must not go back.
   RecordPeriod Of(uint64_t position, uint32_t stamp);
 
+  // The file could not be opened or read here, so periods may be wrong; what was the trouble.
+  bool unreadable() const { return reader_.trouble().severity == Severity::kUnreadable; }
+  const Finding& trouble() const { return reader_.trouble(); }
+
  private:
   struct Place {
     uint64_t position;

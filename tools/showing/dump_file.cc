@@ -78,6 +78,7 @@ class Dumper {
     if (reader_.tag() != "STA") return true;
     const uint32_t stamp = Load32(reader_.record().data() + kAtTime);
     period_ = periods_.Of(reader_.position(), stamp);
+    if (periods_.unreadable()) return reader_.Inherit(periods_.trouble());
     if (!LiesIn(period_, request_.from, request_.to, request_.zone)) return true;
     ++count_.records;
     writer_.StartRecord(period_);
