@@ -23,6 +23,10 @@ file(GLOB test_sources CONFIGURE_DEPENDS
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/support/*/*.cc"
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/model/*.cc"
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/figures/*.cc")
+# The fuzz targets, without the programs around them.
+file(GLOB fuzz_targets CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/tests/fuzz/*.cc")
+list(FILTER fuzz_targets EXCLUDE REGEX "(_test|_main|write_seeds)\\.cc$")
+list(APPEND test_sources ${fuzz_targets})
 if(NOT test_sources)
   message(STATUS "No tests found")
   return()
@@ -51,7 +55,10 @@ target_compile_definitions(qelprfarc_tests PRIVATE
 file(GLOB faketime_library "/usr/lib/*/faketime/libfaketime.so.1" "/usr/lib/faketime/libfaketime.so.1")
 add_library(qelprfarc_disturb MODULE tests/shim/disturb.cc)
 target_link_libraries(qelprfarc_disturb PRIVATE qelprfarc_flags)
-add_dependencies(qelprfarc_tests qelprfarc_disturb)
+# Preloaded by scripts/torture: there every call can fail.
+add_library(qelprfarc_torture MODULE tests/shim/torture.cc)
+target_link_libraries(qelprfarc_torture PRIVATE qelprfarc_flags)
+add_dependencies(qelprfarc_tests qelprfarc_disturb qelprfarc_torture)
 target_compile_definitions(qelprfarc_tests PRIVATE
   "FAKETIME_PATH=\"${faketime_library}\"" "DISTURB_PATH=\"$<TARGET_FILE:qelprfarc_disturb>\"")
 # Programs that tests start; the tests name them by absolute path.
@@ -88,9 +95,24 @@ gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST long_prefix_tests
   TEST_FILTER "${long_prefix_suites}"
   PROPERTIES TIMEOUT 600 LABELS long RESOURCE_LOCK test_prefix)
 
+# A slice of scripts/torture.
+find_package(Python3 COMPONENTS Interpreter QUIET)
+if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANITIZE
+    AND CMAKE_BUILD_TYPE STREQUAL "Release")
+  foreach(scenario IN ITEMS night manual pruning psltool)
+    add_test(NAME TortureSlice.${scenario}
+      COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/scripts/torture" --build "${CMAKE_BINARY_DIR}" --state none
+        --most 20 --pairs 8 --states 200 --scenario ${scenario})
+  endforeach()
+  add_test(NAME TortureSlice.hostile
+    COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/scripts/torture" --build "${CMAKE_BINARY_DIR}" --state none
+      --hostile 200 hostile)
+  set_tests_properties(TortureSlice.night TortureSlice.manual TortureSlice.pruning
+    TortureSlice.psltool TortureSlice.hostile PROPERTIES LABELS "long" TIMEOUT 300)
+endif()
+
 # Instructions per entry, counted by callgrind in the built archiver: not under the sanitizers and not
 # without optimisation, where the count would say nothing.
-find_package(Python3 COMPONENTS Interpreter QUIET)
 if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANITIZE
     AND CMAKE_BUILD_TYPE STREQUAL "Release")
   add_executable(Qelprfarc_scalar tests/shim/scalar_main.cc)

@@ -1,13 +1,14 @@
 // One archive run over given bytes: see the header.
 #include "tests/support/archive_target.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 
 #include "areas/finfo.h"
 #include "engine/QelprfarcMain.h"
@@ -24,6 +25,35 @@
 namespace {
 
 constexpr size_t kSlot = 64;
+
+// The directory of all runs of the process. Making and removing one takes longer than most runs.
+class RunDirectory {
+ public:
+  RunDirectory() { directory_.MakeDirectory("archive"); }
+
+  const std::string& path() const { return path_; }
+
+  // Removes everything and tells the names of what is no input.
+  std::vector<std::string> Empty(const std::vector<std::string>& inputs) const {
+    std::vector<std::string> left;
+    for (const std::string& directory : {path_, path_ + "archive/"}) {
+      DIR* const stream = ::opendir(directory.c_str());
+      if (stream == nullptr) std::abort();
+      while (const dirent* entry = ::readdir(stream)) {
+        const std::string name = entry->d_name;
+        if (name.starts_with(".") && name.find_first_not_of('.') == std::string::npos) continue;
+        if (::unlink((directory + name).c_str()) != 0) continue;  // "archive"
+        if (std::find(inputs.begin(), inputs.end(), name) == inputs.end()) left.push_back(name);
+      }
+      ::closedir(stream);
+    }
+    return left;
+  }
+
+ private:
+  TempDir directory_;
+  const std::string path_ = directory_.Path("");
+};
 
 void WriteFile(const std::string& path, std::span<const uint8_t> bytes) {
   const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -75,10 +105,9 @@ void ResetRun() {
 }  // namespace
 
 ArchiveTargetResult ArchiveBytes(std::span<const std::span<const uint8_t>> inputs,
-                                 const ArchiveTargetOptions& options) {
-  const TempDir directory;
-  const std::string base = directory.Path("");
-  directory.MakeDirectory("archive");
+                                 const ArchiveTargetOptions& options, const ArchiveLook& look) {
+  static const RunDirectory directory;
+  const std::string& base = directory.path();
   const std::vector<std::string> names = InputNames(inputs.size(), options.level);
   const bool in_archive = options.automatic && options.level == 'D';
   for (size_t i = 0; i < inputs.size(); ++i) {
@@ -102,10 +131,7 @@ ArchiveTargetResult ArchiveBytes(std::span<const std::span<const uint8_t>> input
   result.abandoned = arcdel_errflg != 0;
   ResetRun();
   sgmtr_dmpfile[0] = '\0';
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(directory.Path())) {
-    const std::string name = entry.path().filename().string();
-    const bool input = std::find(names.begin(), names.end(), name) != names.end();
-    if (entry.is_regular_file() && !input) result.left.push_back(name);
-  }
+  if (look != nullptr) look(base, names, result);
+  result.left = directory.Empty(names);
   return result;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -19,7 +20,14 @@ struct ArchiveTargetResult {
   std::vector<std::string> left;  // names in the run's directory, inputs apart
 };
 
+// Called when the run has ended, while its files are there: their directory, which ends in "/", and
+// the names of the inputs.
+using ArchiveLook =
+    std::function<void(const std::string& directory, const std::vector<std::string>& inputs,
+                       const ArchiveTargetResult& result)>;
+
 // Writes each input under a name of its own day (all "20240101fz#001.psl" and up, "...psa" for
 // level 'D'), archives them and removes everything. Messages go nowhere.
 ArchiveTargetResult ArchiveBytes(std::span<const std::span<const uint8_t>> inputs,
-                                 const ArchiveTargetOptions& options);
+                                 const ArchiveTargetOptions& options,
+                                 const ArchiveLook& look = nullptr);

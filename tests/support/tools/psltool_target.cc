@@ -2,9 +2,10 @@
 #include "tests/support/tools/psltool_target.h"
 
 #include <cstdio>
+#include <iterator>
 #include <memory>
 
-#include "tests/support/tempdir.h"
+#include "tests/support/scratch.h"
 #include "tools/checking/check_file.h"
 #include "tools/checking/salvage.h"
 #include "tools/exporting/export_file.h"
@@ -63,25 +64,26 @@ SalvageReport Save(const std::string& from, const std::string& to, bool resync, 
   return report;
 }
 
-}  // namespace
+constexpr const char* kDumps[] = {"table", "csv", "ndjson"};
+constexpr const char* kExports[] = {"csv", "wide", "ndjson", "openmetrics"};
+constexpr const char* kSaved = "good.psl";
+constexpr const char* kSavedMore = "more.psl";
 
-PsltoolTargetResult RunPsltool(std::span<const uint8_t> bytes) {
-  PsltoolTargetResult result;
-  const TempDir dir;
-  const std::string input(bytes.begin(), bytes.end());
-  dir.Write("x.psl", input);
-  const std::string path = dir.Path("x.psl");
-  const CheckedFile checked = Check(path);
-  result.clean = checked.errors == 0;
+void ReadIt(const std::string& path, unsigned forms, PsltoolTargetResult& result) {
   DumpEnd dumped = DumpEnd::kDone;
-  for (const char* format : {"table", "csv", "ndjson"}) {
-    dumped = Dump(path, format, format[0] == 'n');
+  bool any_dump = false;
+  for (size_t i = 0; i < std::size(kDumps); ++i) {
+    if ((forms & kDumpForm << i) == 0) continue;
+    any_dump = true;
+    dumped = Dump(path, kDumps[i], kDumps[i][0] == 'n');
     if (result.clean && dumped != DumpEnd::kDone) {
       result.contradiction = "a clean file cannot be dumped";
     }
   }
-  for (const char* form : {"csv", "wide", "ndjson", "openmetrics"}) {
-    if (Export(path, form, dir.Path()) != dumped) {
+  for (size_t i = 0; i < std::size(kExports); ++i) {
+    if ((forms & kExportForm << i) == 0) continue;
+    const DumpEnd exported = Export(path, kExports[i], Scratch::Directory().Path());
+    if (any_dump && exported != dumped) {
       result.contradiction = "a file is exported otherwise than dumped";
     }
   }
@@ -89,30 +91,51 @@ PsltoolTargetResult RunPsltool(std::span<const uint8_t> bytes) {
   FileSummary summary;
   Summarize(path, Zone::kLocal, progress, summary);
   if (result.clean && summary.trouble) result.contradiction = "a clean file cannot be summarized";
+}
 
+void SaveIt(const std::string& path, std::span<const uint8_t> bytes, uint64_t records,
+            PsltoolTargetResult& result) {
+  const std::string good = Scratch::Path(kSaved);
+  const std::string more = Scratch::Path(kSavedMore);
   SalvageEnd end;
-  const SalvageReport prefix = Save(path, dir.Path("good.psl"), false, end);
+  const SalvageReport prefix = Save(path, good, false, end);
   result.saved = end == SalvageEnd::kWritten;
-  if (result.saved && Check(dir.Path("good.psl")).errors != 0) {
-    result.contradiction = "what was saved is broken";
-  }
-  if (result.clean && checked.records != 0 && prefix.mended.empty() &&
-      dir.Read("good.psl") != input) {
+  if (result.saved && Check(good).errors != 0) result.contradiction = "what was saved is broken";
+  if (result.clean && records != 0 && prefix.mended.empty() &&
+      TempDir::ReadFile(good) != std::string(bytes.begin(), bytes.end())) {
     result.contradiction = "a clean file was not saved as it is";
   }
-  const SalvageReport found = Save(path, dir.Path("more.psl"), true, end);
-  if (end == SalvageEnd::kWritten && Check(dir.Path("more.psl")).errors != 0) {
+  const SalvageReport found = Save(path, more, true, end);
+  if (end == SalvageEnd::kWritten && Check(more).errors != 0) {
     result.contradiction = "what was saved with resync is broken";
   }
-  if (found.kept_bytes < prefix.kept_bytes) {
-    result.contradiction = "less was saved with resync";
-  }
+  if (found.kept_bytes < prefix.kept_bytes) result.contradiction = "less was saved with resync";
   if (found.kept_bytes + found.dropped_bytes != found.size && end == SalvageEnd::kWritten) {
     result.contradiction = "bytes are neither kept nor dropped";
   }
   result.saved_more = found.kept_bytes > prefix.kept_bytes;
-  for (const std::string& name : dir.Names()) {
-    if (name.ends_with(".part")) result.contradiction = "a partial file was left";
+}
+
+// What the run left, input apart. Others keep files of their own there.
+bool LeftAnything() {
+  Scratch::Remove("x.psl");
+  Scratch::Remove(kSaved);
+  Scratch::Remove(kSavedMore);
+  for (const std::string& name : Scratch::Directory().Names()) {
+    if (name.ends_with(".part") || name.ends_with(".tmp")) return true;
   }
+  return false;
+}
+
+}  // namespace
+
+PsltoolTargetResult RunPsltool(std::span<const uint8_t> bytes, unsigned forms) {
+  PsltoolTargetResult result;
+  const std::string path = Scratch::Write("x.psl", bytes);
+  const CheckedFile checked = Check(path);
+  result.clean = checked.errors == 0;
+  if ((forms & kEveryForm) != 0) ReadIt(path, forms, result);
+  if ((forms & kSalvage) != 0) SaveIt(path, bytes, checked.records, result);
+  if (LeftAnything()) result.contradiction = "a partial file was left";
   return result;
 }

@@ -14,6 +14,12 @@ struct PsltoolTargetResult {
   bool saved_more = false;  // and with resync one that holds more
 };
 
-// Writes the bytes to a file, runs `check`, `dump` and `export` in all forms of text and `salvage`
-// in both ways over it and removes everything.
-PsltoolTargetResult RunPsltool(std::span<const uint8_t> bytes);
+// What is done with the bytes beside `check` and `info`.
+inline constexpr unsigned kDumpForm = 1;     // the first of three: table, csv, ndjson
+inline constexpr unsigned kExportForm = 8;   // the first of four: csv, wide, ndjson, openmetrics
+inline constexpr unsigned kEveryForm = 127;  // of these seven
+inline constexpr unsigned kSalvage = 128;    // in both ways
+inline constexpr unsigned kEverything = kEveryForm | kSalvage;
+
+// Writes the bytes to a file, does with it what `forms` says and removes everything.
+PsltoolTargetResult RunPsltool(std::span<const uint8_t> bytes, unsigned forms = kEverything);

@@ -1,0 +1,28 @@
+// The table of fuzz targets: see the header.
+#include "tests/fuzz/targets.h"
+
+namespace fuzz {
+
+namespace {
+
+constexpr NamedTarget kTargets[] = {
+    {"archive", Archive, ArchiveSeeds},
+    {"prove", Prove, FileSeeds},
+    {"read", Read, ReadSeeds},
+    {"salvage", Salvaged, FileSeeds},
+    {"audit", Audit, AuditSeeds},
+    {"segment", Segment, SegmentSeeds},
+    {"names", Names, NameSeeds},
+    {"times", Times, TimeSeeds},
+    {"pml", Pml, PmlSeeds},
+    {"sharetxt", ShareTxt, ShareTxtSeeds},
+    {"sums", Sums, SumsSeeds},
+    {"logs", Logs, LogSeeds},
+    {"labels", LabelFile, LabelSeeds},
+};
+
+}  // namespace
+
+std::span<const NamedTarget> AllTargets() { return kTargets; }
+
+}  // namespace fuzz

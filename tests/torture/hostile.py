@@ -1,0 +1,87 @@
+"""Damaged files through the programs themselves, under limits: ten times the time of a sound file, and
+64 MB of memory more."""
+import os
+import random
+import resource
+
+import scenarios
+
+READERS = (['check'], ['dump', '--format', 'csv'], ['info'], ['export', '--format', 'csv'],
+           ['salvage', '--resync', '--force', '-o', 'saved.psl'])
+SECONDS = 0.5        # below that, ten times a sound run is no measure
+MEMORY = 64 << 10    # KB
+
+
+def damaged(chance, data):
+    data = bytearray(data)
+    kind = chance.randrange(10)
+    if kind < 6:
+        for _ in range(chance.randint(1, 4)):
+            at = chance.randrange(len(data))
+            data[at] = chance.choice((0, 1, 0x7F, 0x80, 0xFF, chance.randrange(256)))
+    elif kind < 7:
+        del data[chance.randrange(len(data)):]
+    elif kind < 8:
+        at = chance.randrange(len(data))
+        del data[at:at + chance.randint(1, 200)]
+    elif kind < 9:
+        at = chance.randrange(len(data))
+        data[at:at] = data[chance.randrange(len(data)):][:300]
+    else:
+        at = chance.randrange(len(data)) & ~3
+        data[at:at + 4] = chance.choice((b'\xff\xff\xff\xff', b'\x7f\xff\xff\xff', b'\0\0\xff\xff',
+                                         b'\x80\0\0\0'))
+    return bytes(data)
+
+
+def sound_logs(machine):
+    logs = []
+    for revision in range(0x10, 0x22):
+        made = scenarios._files(machine, 'psltool',
+                                ['make', '--revision', hex(revision), '--records', '3', '--ld', '3',
+                                 '--pd', '3', '--wait-times', '--extended', 'full', '-q', '-o', 'made'])
+        logs.append(next(iter(made.items())))
+    return logs
+
+
+class Measured:
+    """Time and memory of a run, from the kernel."""
+
+    def __init__(self, machine, program, arguments, limits=None):
+        process = machine.start(program, arguments, limits=limits)
+        process.stdout.close()
+        process.stderr.close()
+        _, status, usage = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        self.status = process.returncode
+        self.cpu = usage.ru_utime + usage.ru_stime
+        self.memory = usage.ru_maxrss
+
+
+def runs(machine, count, seed):
+    """(key, what is wrong) of that many runs, archiver and psltool in turn."""
+    chance = random.Random(seed)
+    logs = sound_logs(machine)
+    clean = {}
+    for number in range(count):
+        name, data = logs[number % len(logs)]
+        if number % 2 == 0:
+            program, arguments = 'Qelprfarc', ['-o', 'out', name]
+        else:
+            program, arguments = 'psltool', [*READERS[number // 2 % len(READERS)], name]
+        what = (program, arguments[0], name)
+        if what not in clean:
+            machine.place({name: data, 'out': None})
+            clean[what] = Measured(machine, program, arguments)
+        machine.place({name: damaged(chance, data), 'out': None})
+        most = max(SECONDS, 10 * clean[what].cpu)
+        limits = [(resource.RLIMIT_CPU, (int(most) + 1, int(most) + 2))]
+        got = Measured(machine, program, arguments, limits)
+        wrong = []
+        if got.status not in (0, 1, 2):
+            wrong.append(f'status {got.status}')
+        if got.cpu > most:
+            wrong.append(f'{got.cpu:.2f} s, a sound file {clean[what].cpu:.2f} s')
+        if got.memory > clean[what].memory + MEMORY:
+            wrong.append(f'{got.memory} KB, a sound file {clean[what].memory} KB')
+        yield f'{seed}.{number} {program} {arguments[0]} {name}', wrong
