@@ -119,6 +119,17 @@ ssize_t pread(int fd, void* buffer, size_t size, off_t offset) {
 }
 ssize_t pread64(int fd, void* buffer, size_t size, off_t offset) __attribute__((alias("pread")));
 
+// What hardened programs call in the place of some of these.
+int __open_2(const char* path, int flags) { return Open(path, flags, 0); }
+ssize_t __read_chk(int fd, void* buffer, size_t size, size_t room) {
+  if (size > room) abort();
+  return read(fd, buffer, size);
+}
+ssize_t __pread_chk(int fd, void* buffer, size_t size, off_t offset, size_t room) {
+  if (size > room) abort();
+  return pread(fd, buffer, size, offset);
+}
+
 ssize_t write(int fd, const void* buffer, size_t size) {
   const int error = Step("write", fd);
   if (Fails(error)) return -1;
