@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "areas/finfo.h"
+#include "engine/names.h"
 #include "engine/outname.h"
 #include "engine/period.h"
 #include "engine/pmoncommon.h"
@@ -43,11 +44,10 @@ std::string Order(const std::string& left, const std::string& right) {
 }
 
 std::string Arrays(const std::string& name) {
-  char array[256] = "";
-  const bool named = ArrayNameOf(name.c_str(), array, sizeof array);
+  const auto array = ArrayOf(name);
   const auto parts = psltool::NameOfInput(name);
-  if (named != parts.has_value()) return "a name for one of the two";
-  if (named && parts->array.substr(0, sizeof array - 1) != array) return "another array";
+  if (array.has_value() != parts.has_value()) return "a name for one of the two";
+  if (array && parts->array != *array) return "another array";
   if (SortedArrayOf(name.c_str()) != psltool::ArrayInOrder(name)) return "another array in order";
   for (const char level : {'L', 'H', 'D'}) psltool::PartsOfName(name, level);
   psltool::IsFileOfDirectory(name);
