@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "archiver/options.h"
+#include "archiver/segment_layout.h"
 #include "logdir/timespan.h"
 #include "report/runinfo.h"
 #include "tests/fuzz/target.h"
@@ -56,7 +57,7 @@ std::string Numbers(const std::string& text) {
   const bool number = ParseNumber(text.c_str(), 255, &value);
   if (number != (value >= 0 && value <= 255)) return "a number out of range";
   const auto keep = psltool::ParseRetention(text);
-  if (!keep || !psltool::ValidRetention(*keep, 0)) return "";
+  if (!keep || !IsRetention(keep->count, keep->unit, 0)) return "";
   const auto again = psltool::ParseRetention(psltool::RetentionText(*keep));
   return again && again->count == keep->count && (keep->count == 0 || again->unit == keep->unit)
              ? ""
