@@ -3,6 +3,7 @@
 import os
 import random
 import resource
+import subprocess
 
 import scenarios
 
@@ -37,9 +38,10 @@ def damaged(chance, data):
 def sound_logs(machine):
     logs = []
     for revision in range(0x10, 0x22):
+        waits = ['--wait-times'] if revision >= 0x1C else []
         made = scenarios._files(machine, 'psltool',
                                 ['make', '--revision', hex(revision), '--records', '3', '--ld', '3',
-                                 '--pd', '3', '--wait-times', '--extended', 'full', '-q', '-o', 'made'])
+                                 '--pd', '3', '--extended', 'full', '-q', '-o', 'made', *waits])
         logs.append(next(iter(made.items())))
     return logs
 
@@ -48,9 +50,7 @@ class Measured:
     """Time and memory of a run, from the kernel."""
 
     def __init__(self, machine, program, arguments, limits=None):
-        process = machine.start(program, arguments, limits=limits)
-        process.stdout.close()
-        process.stderr.close()
+        process = machine.start(program, arguments, limits=limits, outputs=subprocess.DEVNULL)
         _, status, usage = os.wait4(process.pid, 0)
         process.returncode = os.waitstatus_to_exitcode(status)
         self.status = process.returncode

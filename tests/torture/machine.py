@@ -55,7 +55,8 @@ class Machine:
             os.unlink(path)
         return path
 
-    def start(self, program, arguments, plan=None, clock=None, variables=None, limits=None):
+    def start(self, program, arguments, plan=None, clock=None, variables=None, limits=None,
+              outputs=subprocess.PIPE):
         environment = {'LC_ALL': 'C', 'TZ': 'UTC', 'PATH': '/usr/bin:/bin', 'TMPDIR': self.tree,
                        'LD_PRELOAD': self.shim, 'TORTURE_PROGRAM': program,
                        'TORTURE_PREFIX': os.path.join(self.tree, 'prefix')}
@@ -65,7 +66,7 @@ class Machine:
         environment.update({'TORTURE_' + key: str(value) for key, value in (plan or {}).items()})
         return subprocess.Popen(
             [self.programs[program], *arguments], cwd=self.tree, env=environment, close_fds=False,
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+            stdin=subprocess.DEVNULL, stdout=outputs, stderr=outputs,
             preexec_fn=(lambda: [resource.setrlimit(*limit) for limit in limits]) if limits else None)
 
     @staticmethod
