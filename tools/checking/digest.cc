@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,6 +21,22 @@ namespace {
 constexpr size_t kPiece = 1 << 18;
 
 using Context = std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)>;
+
+// The digest, from a library context of its own: when memory ends while the library sets up its
+// shared one, it goes on without and crashes.
+class Sha256 {
+ public:
+  Sha256()
+      : library_(OSSL_LIB_CTX_new(), OSSL_LIB_CTX_free),
+        digest_(library_ ? EVP_MD_fetch(library_.get(), "SHA2-256", nullptr) : nullptr,
+                EVP_MD_free) {}
+  // Null: the library fails.
+  const EVP_MD* get() const { return digest_.get(); }
+
+ private:
+  std::unique_ptr<OSSL_LIB_CTX, decltype(&OSSL_LIB_CTX_free)> library_;
+  std::unique_ptr<EVP_MD, decltype(&EVP_MD_free)> digest_;
+};
 
 class OpenFile {
  public:
@@ -84,8 +101,10 @@ Digest DigestOfFile(const std::string& path, Progress& progress) {
     digest.why = "not a regular file";
     return digest;
   }
+  static const Sha256 sha256;
   const Context context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-  if (!context || EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1) {
+  if (sha256.get() == nullptr || !context ||
+      EVP_DigestInit_ex(context.get(), sha256.get(), nullptr) != 1) {
     digest.why = "the digest library fails";
     return digest;
   }

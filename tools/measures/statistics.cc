@@ -23,11 +23,24 @@ std::optional<double> Sums::Value(const Measure& measure) const {
   return sum / weight;
 }
 
+void Distribution::Merge() {
+  std::sort(values_.begin(), values_.end());
+  size_t kept = 0;
+  for (size_t i = 1; i < values_.size(); ++i) {
+    if (values_[i].first == values_[kept].first) {
+      values_[kept].second += values_[i].second;
+    } else {
+      values_[++kept] = values_[i];
+    }
+  }
+  values_.resize(values_.empty() ? 0 : kept + 1);
+  merge_at_ = std::max(merge_at_, 2 * values_.size());
+}
+
 std::optional<double> Distribution::Percentile(double percent) {
   constexpr double kWhole = 100;
   if (values_.empty()) return std::nullopt;
-  if (!sorted_) std::sort(values_.begin(), values_.end());
-  sorted_ = true;
+  Merge();
   double all = 0;
   for (const auto& [value, weight] : values_) all += weight;
   double before = 0;

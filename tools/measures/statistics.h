@@ -37,19 +37,26 @@ struct Sums {
   std::optional<double> Value(const Measure& measure) const;
 };
 
-// The values themselves.
+// The values themselves; equal ones are kept once.
 class Distribution {
  public:
   void Add(double value, double weight) {
-    if (weight > 0) values_.emplace_back(value, weight);
+    if (!(weight > 0)) return;
+    ++count_;
+    values_.emplace_back(value, weight);
+    if (values_.size() >= merge_at_) Merge();
   }
-  size_t size() const { return values_.size(); }
+  size_t size() const { return count_; }
   // Of weights that are whole numbers the result is exact. Nothing: no value was added.
   std::optional<double> Percentile(double percent);
 
  private:
+  // Sorts the values and adds up the weights of equal ones.
+  void Merge();
+
   std::vector<std::pair<double, double>> values_;  // with their weights
-  bool sorted_ = false;
+  size_t count_ = 0;
+  size_t merge_at_ = 4096;
 };
 
 inline constexpr double kMedian = 50;

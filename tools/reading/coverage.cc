@@ -11,14 +11,26 @@ namespace psltool {
 
 namespace {
 
+bool Touches(const CoveredTime& early, const CoveredTime& late) {
+  return late.first <= early.last || late.first == early.last + 1;
+}
+
+// Adds a piece of time; those that follow each other stay one.
+void Add(std::vector<CoveredTime>& covered, const CoveredTime& time) {
+  if (covered.empty() || time.first < covered.back().first || !Touches(covered.back(), time)) {
+    covered.push_back(time);
+  } else {
+    covered.back().last = std::max(covered.back().last, time.last);
+  }
+}
+
 // Puts pieces of time into order and joins those that touch.
 void Join(std::vector<CoveredTime>& covered) {
   std::sort(covered.begin(), covered.end(),
             [](const CoveredTime& a, const CoveredTime& b) { return a.first < b.first; });
   size_t last = 0;
   for (const CoveredTime& each : covered) {
-    const bool joins = each.first <= covered[last].last || each.first == covered[last].last + 1;
-    if (!joins) covered[++last] = each;
+    if (!Touches(covered[last], each)) covered[++last] = each;
     covered[last].last = std::max(covered[last].last, each.last);
   }
   covered.resize(last + 1);
@@ -48,7 +60,7 @@ bool Cover(const std::string& path, const CoverChoice& choice, Progress& progres
     if (!LiesIn(period, choice.from, choice.to, choice.zone)) continue;
     note(period);
     ++cover.records;
-    cover.covered.push_back(CoverOf(period));
+    Add(cover.covered, CoverOf(period));
   }
   if (!cover.covered.empty()) Join(cover.covered);
   return true;
