@@ -66,9 +66,16 @@ TEST_F(PsltoolReadFaults, InfoDumpExport) {
 
 TEST_F(PsltoolReadFaults, Explain) {
   SKIP_WITHOUT_PRELOADING();
-  const std::vector<std::string> arguments = {
-      "explain", "--archive", directory.Path("20240101a.psa"), directory.Path("20240101a.psl"),
-      "--kind", "ld", "--key", "257", "--at", "2024-01-01"};
+  const std::vector<std::string> arguments = {"explain",
+                                              "--archive",
+                                              directory.Path("20240101a.psa"),
+                                              directory.Path("20240101a.psl"),
+                                              "--kind",
+                                              "ld",
+                                              "--key",
+                                              "257",
+                                              "--at",
+                                              "2024-01-01"};
   FailEach(arguments, "20240101a.psa");
   FailEach(arguments, "20240101a.psl");
 }
