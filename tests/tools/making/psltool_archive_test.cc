@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/made_records.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/revision_param.h"
@@ -16,24 +17,6 @@ namespace {
 using spell::Bytes;
 using spell::GetU32;
 using spell::GetU8;
-
-// The records behind the file header, in order. Stops the test when the framing is wrong.
-std::vector<Bytes> Records(const Bytes& file) {
-  std::vector<Bytes> records;
-  for (size_t at = 0; at < file.size();) {
-    const size_t length = GetU32(file, at + 8);
-    if (length < 12 || length > file.size() - at) throw std::runtime_error("framing");
-    records.push_back(file.substr(at, length));
-    at += length;
-  }
-  return records;
-}
-
-size_t CountOf(const std::vector<Bytes>& records, std::string_view tag) {
-  size_t count = 0;
-  for (const Bytes& record : records) count += record.substr(0, 3) == tag ? 1 : 0;
-  return count;
-}
 
 class PsltoolMakeArchives : public testing::TestWithParam<int> {
  protected:

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/made_records.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/tempdir.h"
@@ -30,24 +31,6 @@ ProgramResult Make(const TempDir& dir, std::vector<std::string> options,
 }
 
 std::string Log(const TempDir& dir, const std::string& name) { return dir.Read("logs/" + name); }
-
-// The records behind the file header, in order. Stops the test when the framing is wrong.
-std::vector<Bytes> Records(const Bytes& file) {
-  std::vector<Bytes> records;
-  for (size_t at = 0; at < file.size();) {
-    const size_t length = GetU32(file, at + 8);
-    if (length < 12 || length > file.size() - at) throw std::runtime_error("framing");
-    records.push_back(file.substr(at, length));
-    at += length;
-  }
-  return records;
-}
-
-size_t CountOf(const std::vector<Bytes>& records, std::string_view tag) {
-  size_t count = 0;
-  for (const Bytes& record : records) count += record.substr(0, 3) == tag ? 1 : 0;
-  return count;
-}
 
 TEST(PsltoolMake, SameOptionsMakeTheSameBytes) {
   TempDir one;
