@@ -115,9 +115,13 @@ endif()
 # without optimisation, where the count would say nothing.
 if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANITIZE
     AND CMAKE_BUILD_TYPE STREQUAL "Release")
-  add_executable(Qelprfarc_scalar tests/shim/scalar_main.cc)
-  target_link_libraries(Qelprfarc_scalar PRIVATE qelprfarc_prefix_test qelprfarc_core)
-  qelprfarc_harden(Qelprfarc_scalar)
+  # The archiver with one path of folding each: for these tests and scripts/bench.
+  foreach(path IN ITEMS scalar pairs avx2 avx512)
+    add_executable(Qelprfarc_${path} tests/shim/path_main.cc)
+    target_compile_definitions(Qelprfarc_${path} PRIVATE "QELPRFARC_PATH=\"${path}\"")
+    target_link_libraries(Qelprfarc_${path} PRIVATE qelprfarc_prefix_test qelprfarc_core)
+    qelprfarc_harden(Qelprfarc_${path})
+  endforeach()
   add_test(NAME InstructionCeiling
     COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tests/instruction_ceiling.py"
       $<TARGET_FILE:Qelprfarc> $<TARGET_FILE:Qelprfarc_scalar> $<TARGET_FILE:psltool>)

@@ -20,9 +20,11 @@ void FoldHeadIntervals(HeadRun& run) {
     Wide counted = {};
     Wide sticky = {};
     Doubles busy = Load(run.busy + lane);
+    Doubles maximum = Load(run.maximum + lane);
+    Doubles minimum = Load(run.minimum + lane);
     for (size_t i = 0; i < run.intervals.count; ++i) {
       const Group head = LoadFrom<kScattered>(run.intervals, i, lane, 0);
-      time += head.word[1];
+      time += NumberOf(head.word[1]);
       const Doubles length = ToDoubles(head.word[1]);
       Store(run.lengths[i] + lane, length);
       sticky |= BitsOf(head, run.sticky);
@@ -33,27 +35,31 @@ void FoldHeadIntervals(HeadRun& run) {
         const Group next = LoadFrom<kScattered>(run.intervals, i, lane, kGroupBytes);
         word = (run.ratio == RatioPlace::kAt16 ? next.word[0] : next.word[1]) >> 16;
       }
-      const Doubles ratio = ToDoubles(word & 0xFFFF);
+      const Doubles ratio = ToDoubles(WordOf(word & 0xFFFF));
       const Masks valid = kScattered ? LanesOf(run.valid[i], lane) : AllIf(true);
       const Masks present =
           run.always ? valid : reinterpret_cast<Masks>(BitsOf(head, run.there) != 0);
-      busy = Choose(present, busy + (ratio * length) / 10000.0, busy);
+      // No sum is below 0: to add 0 leaves it as it is.
+      busy += ZeroIn(~present, (ratio * length) / 10000.0);
       ratios -= reinterpret_cast<Wide>(present);
       if (!run.track) continue;
       const Masks take = run.track_always ? valid : present;
       if (run.first && i == 0) {
-        Begin(run.maximum + lane, ratio, take);
-        Begin(run.minimum + lane, ratio, take);
-        continue;
+        maximum = ZeroIn(take, maximum);
+        minimum = Choose(take, ratio, minimum);
       }
-      TrackMaximum(run.maximum + lane, ratio, take);
-      TrackMinimum(run.minimum + lane, ratio, take);
+      maximum = Larger(maximum, ZeroIn(~take, ratio));
+      minimum = Smaller(minimum, NoNumberIn(~take, ratio));
     }
     Store(run.time + lane, time);
     Store(run.ratios + lane, ratios);
     Store(run.counted_in + lane, counted);
     Store(run.sticky_in + lane, sticky);
     Store(run.busy + lane, busy);
+    if (run.track) {
+      Store(run.maximum + lane, maximum);
+      Store(run.minimum + lane, minimum);
+    }
   }
 }
 

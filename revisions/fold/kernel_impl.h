@@ -53,9 +53,8 @@ struct Lengths {
 
 template <bool kScattered>
 QELPRF_INLINE Lengths LengthsOf(const FoldRun& run, size_t lane) {
-  Lengths found = {};
   const Doubles oldest = Load(run.lengths[0] + lane);
-  found.length = oldest;
+  Lengths found = {oldest, true, Masks{}, Masks{}, Masks{}, Masks{}};
   for (size_t i = 1; kScattered && i < run.intervals.count; ++i) {
     found.length = Larger(found.length, Load(run.lengths[i] + lane));
   }
@@ -98,7 +97,7 @@ struct Sums {
 };
 
 QELPRF_INLINE Sums LoadSums(const double* fields) {
-  return {Load(fields), Load(fields + kTileLanes), Load(fields + 3 * kTileLanes), Wide{}};
+  return {Load(fields), Load(fields + kTileLanes), Load(fields + 3 * kTileLanes), kZeroWords};
 }
 QELPRF_INLINE void StoreSums(double* fields, const Sums& sums) {
   Store(fields, sums.count);
@@ -178,7 +177,7 @@ QELPRF_INLINE bool FoldCounts(double* fields, double* extremes, size_t offset, c
       least_volume = Smaller(least_volume, volume);
     }
   }
-  if (!kScaled && AnyOf(reinterpret_cast<Masks>(counts & 0x80000000))) return false;
+  if (!kScaled && AnyOf(reinterpret_cast<Masks>(counts << 32))) return false;
   StoreSums(fields, sums);
   if (run.first) {
     Begin(extremes, most, lengths.begins);
@@ -310,13 +309,12 @@ void Fold(double* fields, const FoldRun& run) {
 // which changes nothing.
 template <bool kScattered>
 void MergeIntervals(const MergeRun& run) {
-  constexpr uint64_t kWord = 0xFFFFFFFF;
   for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
     Wide takes[kMostIntervals];
     Masks merged = {};
     for (size_t n = 0; n < run.intervals.count; ++n) {
       const Masks take = LanesOf(run.take[n], lane);
-      takes[n] = reinterpret_cast<Wide>(take) & kWord;
+      takes[n] = WordOf(reinterpret_cast<Wide>(take) & kWord);
       merged |= take;
     }
     const Masks begun = LanesOf(run.take[0], lane);
@@ -330,7 +328,7 @@ void MergeIntervals(const MergeRun& run) {
         const bool minimum = k >= skipped && (run.minima >> (last + k - 4) & 1) != 0;
         flips[k] = minimum ? kWord : 0;
       }
-      Wide found[4] = {};
+      Wide found[4] = {kZeroWords, kZeroWords, kZeroWords, kZeroWords};
       for (size_t n = 0; n < run.intervals.count; ++n) {
         const Group group = LoadFrom<kScattered>(run.intervals, n, lane, offset);
         for (size_t k = 0; k < 4; ++k) {

@@ -20,13 +20,16 @@ typedef double Doubles __attribute__((vector_size(kWidth * 8)));
 typedef int64_t Masks __attribute__((vector_size(kWidth * 8)));
 typedef uint64_t Wide __attribute__((vector_size(kWidth * 8)));
 typedef uint8_t Bytes16 __attribute__((vector_size(16)));
-#if QELPRF_WIDTH != 8
-typedef uint32_t Words __attribute__((vector_size(16)));
-#else
+typedef uint32_t Words __attribute__((vector_size(kWidth * 8)));
+#if QELPRF_WIDTH == 8
 typedef uint8_t Bytes32 __attribute__((vector_size(32)));
 typedef uint8_t Bytes64 __attribute__((vector_size(64)));
-typedef uint32_t Words16 __attribute__((vector_size(64)));
+typedef int32_t Lanes4 __attribute__((vector_size(16)));
 typedef int32_t Lanes16 __attribute__((vector_size(64)));
+#elif QELPRF_WIDTH == 4
+typedef uint8_t Bytes32 __attribute__((vector_size(32)));
+#else
+typedef uint16_t Halves __attribute__((vector_size(16)));
 #endif
 
 // Without an assumption about alignment.
@@ -41,7 +44,8 @@ QELPRF_INLINE Bytes16 LoadGroup(const uint8_t* p) {
   return *reinterpret_cast<const LooseBytes*>(p);
 }
 
-// The four words of one group, lane by lane turned to word by word and into host order.
+// The four words of one group, lane by lane turned to word by word and into host order: in the
+// lower halves of 64 bits, below kAbove.
 struct Group {
   Wide word[4];
 };
@@ -58,117 +62,106 @@ struct Scattered {
   QELPRF_INLINE const uint8_t* operator[](size_t lane) const { return entries[lane] + offset; }
 };
 
+// Words that follow each other in the halves, quarters or whole of a vector, by turns from two.
 #if QELPRF_WIDTH == 8
+QELPRF_INLINE Words LowWords(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 0, 16, 1, 17, 4, 20, 5, 21, 8, 24, 9, 25, 12, 28, 13, 29);
+}
+QELPRF_INLINE Words HighWords(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 2, 18, 3, 19, 6, 22, 7, 23, 10, 26, 11, 27, 14, 30, 15, 31);
+}
+#elif QELPRF_WIDTH == 4
+QELPRF_INLINE Words LowWords(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 0, 8, 1, 9, 4, 12, 5, 13);
+}
+QELPRF_INLINE Words HighWords(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 2, 10, 3, 11, 6, 14, 7, 15);
+}
+#else
+QELPRF_INLINE Words LowWords(Words a, Words b) { return __builtin_shufflevector(a, b, 0, 4, 1, 5); }
+QELPRF_INLINE Words HighWords(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 2, 6, 3, 7);
+}
+#endif
 
-template <class Places>
-QELPRF_INLINE Words16 LoadFourGroups(const Places& at, size_t n) {
 #define QELPRF_TURNED(n) n + 3, n + 2, n + 1, n
 #define QELPRF_TURNED16(n) \
   QELPRF_TURNED(n), QELPRF_TURNED(n + 4), QELPRF_TURNED(n + 8), QELPRF_TURNED(n + 12)
 #define QELPRF_NEXT16(n)                                                                    \
   n, n + 1, n + 2, n + 3, n + 4, n + 5, n + 6, n + 7, n + 8, n + 9, n + 10, n + 11, n + 12, \
       n + 13, n + 14, n + 15
-  const Bytes32 low = __builtin_shufflevector(LoadGroup(at[n]), LoadGroup(at[n + 1]),
+
+// The groups of every second entry from `n` on side by side, in host order.
+template <class Places>
+QELPRF_INLINE Words EverySecond(const Places& at, size_t n) {
+#if QELPRF_WIDTH == 8
+#ifdef __clang__
+  const Bytes32 low = __builtin_shufflevector(LoadGroup(at[n]), LoadGroup(at[n + 2]),
                                               QELPRF_NEXT16(0), QELPRF_NEXT16(16));
-  const Bytes32 high = __builtin_shufflevector(LoadGroup(at[n + 2]), LoadGroup(at[n + 3]),
+  const Bytes32 high = __builtin_shufflevector(LoadGroup(at[n + 4]), LoadGroup(at[n + 6]),
                                                QELPRF_NEXT16(0), QELPRF_NEXT16(16));
   const Bytes64 all = __builtin_shufflevector(low, high, QELPRF_NEXT16(0), QELPRF_NEXT16(16),
                                               QELPRF_NEXT16(32), QELPRF_NEXT16(48));
-  return reinterpret_cast<Words16>(__builtin_shufflevector(
+#else
+  // g++ 12 takes three instructions for each of these otherwise.
+  Lanes16 lanes = __builtin_ia32_si512_si(reinterpret_cast<Lanes4>(LoadGroup(at[n])));
+#define QELPRF_INSERT(i)                   \
+  lanes = __builtin_ia32_inserti32x4_mask( \
+      lanes, reinterpret_cast<Lanes4>(LoadGroup(at[n + 2 * i])), i, lanes, uint16_t{0xFFFF})
+  QELPRF_INSERT(1);
+  QELPRF_INSERT(2);
+  QELPRF_INSERT(3);
+#undef QELPRF_INSERT
+  const Bytes64 all = reinterpret_cast<Bytes64>(lanes);
+#endif
+  return reinterpret_cast<Words>(__builtin_shufflevector(
       all, all, QELPRF_TURNED16(0), QELPRF_TURNED16(16), QELPRF_TURNED16(32), QELPRF_TURNED16(48)));
+#elif QELPRF_WIDTH == 4
+  const Bytes32 all = __builtin_shufflevector(LoadGroup(at[n]), LoadGroup(at[n + 2]),
+                                              QELPRF_NEXT16(0), QELPRF_NEXT16(16));
+  return reinterpret_cast<Words>(
+      __builtin_shufflevector(all, all, QELPRF_TURNED16(0), QELPRF_TURNED16(16)));
+#else
+  // Not all of these processors shuffle bytes: those of each half word are turned by shifts, then
+  // the half words.
+  const Halves halves = reinterpret_cast<Halves>(LoadGroup(at[n]));
+  const Halves turned = halves >> 8 | halves << 8;
+  const Halves low = __builtin_shufflevector(turned, turned, 1, 0, 3, 2, 4, 5, 6, 7);
+  return reinterpret_cast<Words>(__builtin_shufflevector(low, low, 0, 1, 2, 3, 5, 4, 7, 6));
+#endif
+}
+
 #undef QELPRF_TURNED
 #undef QELPRF_TURNED16
 #undef QELPRF_NEXT16
-}
 
-// The words in the low halves of 64 bits. g++ lets the instruction that shuffles clear the others.
-QELPRF_INLINE Wide LowHalves(Words16 words) {
-  const Lanes16 low = {-1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0, -1, 0};
-  Words16 none = {};
-  return reinterpret_cast<Wide>(low ? words : none);
-}
+// Words become doubles without a conversion, which few processors have for 64 bits: as the fraction
+// of a double of 2^52 and more words are exact, too, and in their order: with its upper half above
+// them, as the shuffles that sort words out put it there, they are compared as doubles, and one
+// subtraction converts them.
+constexpr uint64_t kAbove = 0x4330000000000000;
 
 template <class Places>
 QELPRF_INLINE Group LoadGroups(const Places& at) {
-  const Words16 a = LoadFourGroups(at, 0);
-  const Words16 b = LoadFourGroups(at, 4);
-#define QELPRF_WORD(n)                                                                      \
-  LowHalves(__builtin_shufflevector(a, b, n, n, n + 4, n + 4, n + 8, n + 8, n + 12, n + 12, \
-                                    n + 16, n + 16, n + 20, n + 20, n + 24, n + 24, n + 28, \
-                                    n + 28))
-  return {{QELPRF_WORD(0), QELPRF_WORD(1), QELPRF_WORD(2), QELPRF_WORD(3)}};
-#undef QELPRF_WORD
+  const Words above = Words{} + static_cast<uint32_t>(kAbove >> 32);
+  const Words even = EverySecond(at, 0);
+  const Words odd = EverySecond(at, 1);
+  const Words low = LowWords(even, odd);
+  const Words high = HighWords(even, odd);
+  return {{reinterpret_cast<Wide>(LowWords(low, above)),
+           reinterpret_cast<Wide>(HighWords(low, above)),
+           reinterpret_cast<Wide>(LowWords(high, above)),
+           reinterpret_cast<Wide>(HighWords(high, above))}};
 }
-
-QELPRF_INLINE Wide Larger(Wide a, Wide b) { return a < b ? b : a; }
 
 QELPRF_INLINE Doubles ToDoubles(Wide w) {
-  return __builtin_convertvector(reinterpret_cast<Masks>(w), Doubles);
+  return reinterpret_cast<Doubles>(w) - 4503599627370496.0;
 }
-
-#else
-
-QELPRF_INLINE Words Turned(Bytes16 b) {
-#if QELPRF_WIDTH == 4
-  return reinterpret_cast<Words>(
-      __builtin_shufflevector(b, b, 3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12));
-#else
-  // Not all of these processors shuffle bytes.
-  const Words w = reinterpret_cast<Words>(b);
-  const Words halves = (w >> 8 & 0x00FF00FF) | (w & 0x00FF00FF) << 8;
-  return halves >> 16 | halves << 16;
-#endif
-}
-
-#if QELPRF_WIDTH == 4
-
-template <class Places>
-QELPRF_INLINE Group LoadGroups(const Places& at) {
-  const Words r0 = Turned(LoadGroup(at[0]));
-  const Words r1 = Turned(LoadGroup(at[1]));
-  const Words r2 = Turned(LoadGroup(at[2]));
-  const Words r3 = Turned(LoadGroup(at[3]));
-  const Words low01 = __builtin_shufflevector(r0, r1, 0, 4, 1, 5);
-  const Words low23 = __builtin_shufflevector(r2, r3, 0, 4, 1, 5);
-  const Words high01 = __builtin_shufflevector(r0, r1, 2, 6, 3, 7);
-  const Words high23 = __builtin_shufflevector(r2, r3, 2, 6, 3, 7);
-  return {{__builtin_convertvector(__builtin_shufflevector(low01, low23, 0, 1, 4, 5), Wide),
-           __builtin_convertvector(__builtin_shufflevector(low01, low23, 2, 3, 6, 7), Wide),
-           __builtin_convertvector(__builtin_shufflevector(high01, high23, 0, 1, 4, 5), Wide),
-           __builtin_convertvector(__builtin_shufflevector(high01, high23, 2, 3, 6, 7), Wide)}};
-}
-
-#else
-
-template <class Places>
-QELPRF_INLINE Group LoadGroups(const Places& at) {
-  const Words r0 = Turned(LoadGroup(at[0]));
-  const Words r1 = Turned(LoadGroup(at[1]));
-  const Words low = __builtin_shufflevector(r0, r1, 0, 4, 1, 5);
-  const Words high = __builtin_shufflevector(r0, r1, 2, 6, 3, 7);
-  const Words none = {};
-  return {{reinterpret_cast<Wide>(__builtin_shufflevector(low, none, 0, 4, 1, 5)),
-           reinterpret_cast<Wide>(__builtin_shufflevector(low, none, 2, 6, 3, 7)),
-           reinterpret_cast<Wide>(__builtin_shufflevector(high, none, 0, 4, 1, 5)),
-           reinterpret_cast<Wide>(__builtin_shufflevector(high, none, 2, 6, 3, 7))}};
-}
-
-#endif
-
-// Few processors convert 64-bit words: as the fraction of a double of 2^52 and more they are exact,
-// too, and in the order of the words.
-QELPRF_INLINE Doubles Whole(Wide w) { return reinterpret_cast<Doubles>(w | 0x4330000000000000); }
-QELPRF_INLINE Doubles ToDoubles(Wide w) { return Whole(w) - 4503599627370496.0; }
-
-#if QELPRF_WIDTH == 4
 QELPRF_INLINE Wide Larger(Wide a, Wide b) {
-  return reinterpret_cast<Masks>(a) < reinterpret_cast<Masks>(b) ? b : a;
+  const Doubles x = reinterpret_cast<Doubles>(a);
+  const Doubles y = reinterpret_cast<Doubles>(b);
+  return reinterpret_cast<Wide>(x < y ? y : x);
 }
-#else
-QELPRF_INLINE Wide Larger(Wide a, Wide b) { return Whole(a) < Whole(b) ? b : a; }
-#endif
-
-#endif
 
 // The groups at `offset` of the entries of kWidth lanes from `lane` on.
 template <bool kScattered>
@@ -186,13 +179,31 @@ QELPRF_INLINE Masks LanesOf(uint8_t bits, size_t lane) {
   return reinterpret_cast<Masks>((bit & (uint64_t{bits} >> lane)) != 0);
 }
 
+constexpr uint64_t kWord = 0xFFFFFFFF;
+constexpr Wide kZeroWords = Wide{} + kAbove;
+// The number that a word of a group is, as 64 bits.
+QELPRF_INLINE Wide NumberOf(Wide word) { return word & kWord; }
+// And back.
+QELPRF_INLINE Wide WordOf(Wide number) { return number | kAbove; }
+
 QELPRF_INLINE Doubles Choose(Masks mask, Doubles yes, Doubles no) { return mask ? yes : no; }
 QELPRF_INLINE Doubles Larger(Doubles a, Doubles b) { return a < b ? b : a; }
 QELPRF_INLINE Doubles Smaller(Doubles a, Doubles b) { return b < a ? b : a; }
+// Whether the top bit of a lane is set.
 QELPRF_INLINE bool AnyOf(Masks mask) {
+#if !defined(__x86_64__) || QELPRF_WIDTH == 2
   int64_t any = 0;
   for (size_t i = 0; i < kWidth; ++i) any |= mask[i];
-  return any != 0;
+  return any < 0;
+#elif QELPRF_WIDTH == 8
+  typedef int64_t HalfMasks __attribute__((vector_size(32)));
+  typedef double HalfDoubles __attribute__((vector_size(32)));
+  const HalfMasks both = __builtin_shufflevector(mask, mask, 0, 1, 2, 3) |
+                         __builtin_shufflevector(mask, mask, 4, 5, 6, 7);
+  return __builtin_ia32_movmskpd256(reinterpret_cast<HalfDoubles>(both)) != 0;
+#else
+  return __builtin_ia32_movmskpd256(reinterpret_cast<Doubles>(mask)) != 0;
+#endif
 }
 
 }  // namespace
