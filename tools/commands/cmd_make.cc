@@ -155,9 +155,10 @@ bool Check(Options& options) {
   plan.profile = options.profile == "flat"   ? Profile::kFlat
                  : options.profile == "idle" ? Profile::kIdle
                                              : Profile::kOffice;
-  plan.extended = options.extended == "full"      ? Extended::kAllWords
-                  : options.extended == "partial" ? Extended::kMaxima
-                                                  : Extended::kNoWords;
+  plan.extended = options.extended == "full"       ? Extended::kAllWords
+                  : options.extended == "partial"  ? Extended::kMaxima
+                  : options.extended == "changing" ? Extended::kChanging
+                                                   : Extended::kNoWords;
   if (!CheckCounts(options) || !CheckNames(options) || !CheckDays(options)) return false;
   if (options.hot && *options.hot >= plan.counts[kLd]) {
     return Refuse("--hot-ld",
@@ -218,8 +219,19 @@ void AddContentOptions(Command& command, Options& options) {
       ->Under("Content");
   command
       .AddOption("--extended", options.extended,
-                 "Extended words behind entries: none, full, partial (default none)")
-      ->Must(OneOf({"none", "full", "partial"}))
+                 "Extended words behind entries: none, full, partial; changing: each in turn from "
+                 "file to file (default none)")
+      ->Must(OneOf({"none", "full", "partial", "changing"}))
+      ->Under("Content");
+  command
+      .AddOption("--idle-share", plan.idle_share,
+                 "Percent of the resources of each kind that are idle at any time (default 0)")
+      ->Must(Between(0, 100))
+      ->Under("Content");
+  command
+      .AddOption("--not-valid-share", plan.not_valid_share,
+                 "Percent of them that are marked as not valid at any time (default 0)")
+      ->Must(Between(0, 100))
       ->Under("Content");
   command.AddOption("--structures", plan.structures, "Structure records per file (default 1)")
       ->Under("Content");

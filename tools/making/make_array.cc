@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <numeric>
+#include <utility>
 
 #include "engine/layout/layout.h"
 #include "tools/making/make_random.h"
@@ -76,6 +78,16 @@ double Weight(uint64_t word) {
   return 0.05 + draw * draw * draw;
 }
 
+// Numbers the resources in an order that only the seed knows.
+void NumberAnyHow(std::vector<Resource>& all, uint64_t seed, uint32_t Resource::*place) {
+  std::vector<uint32_t> order(all.size());
+  std::iota(order.begin(), order.end(), 0U);
+  std::sort(order.begin(), order.end(), [seed](uint32_t a, uint32_t b) {
+    return std::pair(Mix(seed, a), a) < std::pair(Mix(seed, b), b);
+  });
+  for (uint32_t i = 0; i < order.size(); ++i) all[order[i]].*place = i;
+}
+
 void MakeHot(std::vector<Resource>& disks, size_t position) {
   if (position >= disks.size()) return;
   Resource& disk = disks[position];
@@ -124,6 +136,8 @@ ArrayModel MakeArray(const MakePlan& plan, size_t position) {
       all.push_back(resource);
     }
     for (Resource& resource : all) resource.full_rate *= array_rate * traits.reach / weights;
+    NumberAnyHow(all, Mix(model.seed, 0x49000000U + k), &Resource::idle_place);
+    NumberAnyHow(all, Mix(model.seed, 0x4E000000U + k), &Resource::not_valid_place);
   }
   MakeHot(model.resources[kLd], plan.hot_ld);
   return model;

@@ -21,6 +21,8 @@ struct Resource {
   double service;                   // microseconds per operation when nothing else waits
   double size;                      // bytes per operation
   std::array<uint32_t, 2> carried;  // words without a meaning of their own
+  uint32_t idle_place;              // in the rows of those that rest,
+  uint32_t not_valid_place;         // and of those that are not measured, one after the other
 };
 
 struct ArrayModel {

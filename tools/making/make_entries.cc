@@ -156,10 +156,12 @@ uint32_t FullEntrySize(const Form& form, uint32_t mask) {
 uint8_t* PutEntry(uint8_t* out, const EntryContext& context, const Resource& resource,
                   Random& random) {
   const Form& form = *context.form;
-  const double demand = Demand(resource.group, context.load);
+  const double demand =
+      context.idle.Holds(resource.idle_place) ? 0 : Demand(resource.group, context.load);
   std::memset(out, 0, form.size);
   PutKey(out, context, resource);
-  if (context.perturbed && random.OneIn(kNotValidOneIn)) {
+  if ((context.perturbed && random.OneIn(kNotValidOneIn)) ||
+      context.not_valid.Holds(resource.not_valid_place)) {
     // Nothing was measured: the entry says so and is otherwise empty.
     out[form.not_valid] = 1;
     const uint32_t full = FullEntrySize(form, context.mask);

@@ -20,6 +20,8 @@ struct EntryContext {
   uint32_t interval;  // seconds
   bool perturbed;     // now and then an entry is not valid or lacks its ratio
   Load load;
+  Window idle;
+  Window not_valid;
 };
 
 // Bytes of an entry that is not compact.

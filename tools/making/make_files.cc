@@ -28,7 +28,13 @@ using Bytes = std::vector<uint8_t>;
 
 constexpr uint32_t kConfigurationWord = 0x00010001;
 
-Bytes FileHeader(const MakePlan& plan, const Day& day, uint32_t stamp) {
+// The words of the file that is made as number `file` of an array, from 0.
+Extended WordsOf(const MakePlan& plan, uint32_t file) {
+  constexpr std::array kTurns = {Extended::kAllWords, Extended::kMaxima, Extended::kNoWords};
+  return plan.extended == Extended::kChanging ? kTurns[file % kTurns.size()] : plan.extended;
+}
+
+Bytes FileHeader(const MakePlan& plan, Extended words, const Day& day, uint32_t stamp) {
   const RevisionLayout& layout = LayoutOf(plan.revision);
   Bytes header(layout.row.file_header, 0);
   std::memcpy(header.data() + kAtTag, "HDR", 3);
@@ -37,7 +43,7 @@ Bytes FileHeader(const MakePlan& plan, const Day& day, uint32_t stamp) {
   Store32(header.data() + kAtLength, static_cast<uint32_t>(header.size()));
   header[kAtLevel] = 'L';
   Store32(header.data() + kAtConfiguration, kConfigurationWord);
-  const auto masks = ItemMasksOf(plan);
+  const auto masks = ItemMasksOf(plan, words);
   for (size_t i = 0; i < layout.bitmap_count; ++i) {
     const BitmapRow& row = layout.bitmaps[i];
     if (row.kind != kReservedItems) Store32(header.data() + row.at, masks[row.kind]);
@@ -77,7 +83,7 @@ struct FileMaker {
   TextOut& out;
   Bytes structure;
   Bytes statistics;
-  bool first_file = true;
+  uint32_t files = 0;  // made so far
 
   bool WriteExtras(RecordFile& file, uint32_t i, uint32_t all, uint32_t stamp) const {
     const auto write = [&](const Bytes& record) {
@@ -99,28 +105,30 @@ struct FileMaker {
   bool Make(const Day& day, uint32_t part) {
     const Slice slice = SliceOf(plan, day, part);
     const uint32_t all = slice.last - slice.first;
+    const Extended words = WordsOf(plan, files);
     RecordFile file(PathOf(plan, model.name, day, part));
     const auto stamp_of = [&](uint32_t i) {
       return static_cast<uint32_t>(day.start + int64_t{slice.first + i} * plan.interval);
     };
-    const Bytes header = FileHeader(plan, day, stamp_of(0));
+    const Bytes header = FileHeader(plan, words, day, stamp_of(0));
     if (!file.Create() || !file.Write(header.data(), header.size())) return false;
     for (uint32_t i = 0; i < all; ++i) {
       progress.Show(file.path(), i, all);
       const uint32_t stamp = stamp_of(i);
       const bool new_structure = StructureIsDue(i, all, plan.structures);
       if (new_structure) {
-        BuildStructure(plan, model, stamp, i == 0 && !first_file, structure);
+        BuildStructure(plan, model, stamp, i == 0 && files != 0, structure);
         if (!file.Write(structure.data(), structure.size())) return false;
       }
       if (!WriteExtras(file, i, all, stamp)) return false;
       const Load load = LoadAt(plan.profile, day.weekday, stamp - day.start);
-      const size_t size = BuildStatistics(plan, model, {stamp, load, new_structure}, statistics);
+      const size_t size =
+          BuildStatistics(plan, model, {stamp, load, new_structure, words}, statistics);
       if (!file.Write(statistics.data(), size)) return false;
     }
     progress.Clear();
     if (!file.Finish()) return false;
-    first_file = false;
+    ++files;
     if (!plan.quiet) {
       out.Print("{}  {} bytes, {} intervals\n", file.path(), file.size(), all);
       // Whoever watches sees each file when it is there.

@@ -35,8 +35,9 @@ void PutKey(uint8_t* out, const ItemRow& row, uint32_t i) {
 }
 
 void PutWaits(uint8_t* out, const Field& group, const Resource& disk, const Interval& interval,
-              Random& random) {
+              const Window& idle, Random& random) {
   std::memcpy(out + PlaceInElement(kWaittm, Role::kKeyNumber), disk.key.data(), 2);
+  if (idle.Holds(disk.idle_place)) return;
   const double count = static_cast<double>(
       static_cast<uint64_t>(disk.full_rate * Demand(disk.group, interval.load) * 10));
   if (count == 0) return;
@@ -45,9 +46,9 @@ void PutWaits(uint8_t* out, const Field& group, const Resource& disk, const Inte
 }
 
 void PutElement(uint8_t* out, const ItemRow& row, const ArrayModel& model, const Interval& interval,
-                uint32_t i, Random& random) {
+                const Window& idle, uint32_t i, Random& random) {
   if (const Field* const group = FieldOfElement(row, Role::kGroups)) {
-    PutWaits(out, *group, model.resources[kLd][i], interval, random);
+    PutWaits(out, *group, model.resources[kLd][i], interval, idle, random);
     return;
   }
   PutKey(out, row, i);
@@ -76,6 +77,7 @@ size_t LargestItems(const MakePlan& plan) {
 
 uint8_t* PutItems(uint8_t* out, const MakePlan& plan, const ArrayModel& model,
                   const Interval& interval, Random& random, uint32_t& items) {
+  const Window idle = WindowAt(plan.idle_share, plan.counts[kLd], interval.stamp, kIdlePeriod);
   for (const ItemRow& row : kItemRows) {
     uint32_t count = ElementsOf(plan, row);
     if (count == 0) continue;
@@ -90,7 +92,7 @@ uint8_t* PutItems(uint8_t* out, const MakePlan& plan, const ArrayModel& model,
     Store16(out + kItemCount, static_cast<uint16_t>(count));
     Store32(out + kItemFirst, static_cast<uint32_t>(kItemHead));
     for (uint32_t i = 0; i < count; ++i) {
-      PutElement(out + kItemHead + size_t{i} * row.element, row, model, interval, i, random);
+      PutElement(out + kItemHead + size_t{i} * row.element, row, model, interval, idle, i, random);
     }
     out += size;
     ++items;

@@ -43,6 +43,11 @@ Load LoadAt(Profile profile, uint32_t weekday, int64_t second) {
   return load;
 }
 
+Window WindowAt(uint32_t percent, uint32_t all, uint32_t stamp, uint32_t period) {
+  const uint64_t shifted = uint64_t{stamp % period} * all / period;
+  return {all, (all * percent + 50) / 100, static_cast<uint32_t>(shifted)};
+}
+
 double Demand(Group group, const Load& load) {
   if (load.idle) return 0;
   if (load.flat) return kFlatDemand;

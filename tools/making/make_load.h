@@ -22,11 +22,28 @@ struct Load {
   bool idle;
 };
 
+// Resources that something holds for at a moment: always as many of a kind, which ones changes
+// evenly over a period. Each resource has a place in the row (make_array.h).
+struct Window {
+  uint32_t all = 1;
+  uint32_t holds = 0;    // so many of them
+  uint32_t shifted = 0;  // places from the first
+
+  bool Holds(uint32_t place) const { return (place + all - shifted) % all < holds; }
+};
+
+// `percent` of `all` at the time `stamp`.
+Window WindowAt(uint32_t percent, uint32_t all, uint32_t stamp, uint32_t period);
+
+inline constexpr uint32_t kIdlePeriod = 86400;      // each resource rests once a day,
+inline constexpr uint32_t kNotValidPeriod = 21600;  // and is not measured once in six hours
+
 // One sampling interval.
 struct Interval {
   uint32_t stamp;
   Load load;
-  bool first;  // first one behind a structure record
+  bool first;      // first one behind a structure record
+  Extended words;  // of the file that it is in
 };
 
 // `weekday`: 0 is Sunday; `second` counts from the day's midnight.

@@ -22,6 +22,7 @@ enum class Extended : uint8_t {
   kNoWords,   // the archiver computes rates and extremes itself
   kAllWords,  // all words of the revision
   kMaxima,    // only the maxima
+  kChanging,  // files take turns: all, the maxima, none
 };
 
 struct MakePlan {
@@ -38,8 +39,10 @@ struct MakePlan {
   uint32_t hot_ld = 0;  // position of the logical disk that takes a large share of the load
   Profile profile = Profile::kOffice;
   Extended extended = Extended::kNoWords;
-  uint32_t structures = 1;  // structure records per file
-  uint32_t nnc = 0;         // further records per file
+  uint32_t idle_share = 0;       // percent of each kind's resources that rest at any time
+  uint32_t not_valid_share = 0;  // percent that nothing was measured of
+  uint32_t structures = 1;       // structure records per file
+  uint32_t nnc = 0;              // further records per file
   uint32_t ldm = 0;
   uint32_t fre = 0;
   uint32_t files_per_day = 1;

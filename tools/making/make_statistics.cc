@@ -39,14 +39,14 @@ void PutSectionHeader(uint8_t* at, uint16_t first, uint32_t count, size_t offset
 
 }  // namespace
 
-std::array<uint32_t, kSectionKinds> ItemMasksOf(const MakePlan& plan) {
+std::array<uint32_t, kSectionKinds> ItemMasksOf(const MakePlan& plan, Extended words) {
   std::array<uint32_t, kSectionKinds> masks = {};
-  if (plan.extended == Extended::kNoWords) return masks;
+  if (words == Extended::kNoWords) return masks;
   const RevisionLayout& layout = LayoutOf(plan.revision);
   for (size_t i = 0; i < layout.bitmap_count; ++i) {
     const BitmapRow& row = layout.bitmaps[i];
     if (row.kind == kReservedItems) continue;
-    masks[row.kind] = plan.extended == Extended::kAllWords ? row.full : row.full & kMaxima;
+    masks[row.kind] = words == Extended::kAllWords ? row.full : row.full & kMaxima;
   }
   return masks;
 }
@@ -54,7 +54,7 @@ std::array<uint32_t, kSectionKinds> ItemMasksOf(const MakePlan& plan) {
 size_t BuildStatistics(const MakePlan& plan, const ArrayModel& model, const Interval& interval,
                        std::vector<uint8_t>& record) {
   const RevisionLayout& layout = LayoutOf(plan.revision);
-  const auto masks = ItemMasksOf(plan);
+  const auto masks = ItemMasksOf(plan, interval.words);
   const size_t room = LargestRecord(plan, masks);
   if (record.size() < room) record.resize(room);
   uint8_t* const start = record.data();
@@ -69,14 +69,18 @@ size_t BuildStatistics(const MakePlan& plan, const ArrayModel& model, const Inte
     PutSectionHeader(start + row.header_at, form.size, plan.counts[row.kind],
                      included ? static_cast<size_t>(out - start) : 0);
     if (!included) continue;
-    const EntryContext context = {.form = &form,
-                                  .rule = layout.row.rule,
-                                  .revision = plan.revision,
-                                  .key_count = KeyCountOf(plan, row.kind),
-                                  .mask = masks[row.kind],
-                                  .interval = plan.interval,
-                                  .perturbed = plan.profile == Profile::kOffice,
-                                  .load = interval.load};
+    const uint32_t all = plan.counts[row.kind];
+    const EntryContext context = {
+        .form = &form,
+        .rule = layout.row.rule,
+        .revision = plan.revision,
+        .key_count = KeyCountOf(plan, row.kind),
+        .mask = masks[row.kind],
+        .interval = plan.interval,
+        .perturbed = plan.profile == Profile::kOffice,
+        .load = interval.load,
+        .idle = WindowAt(plan.idle_share, all, interval.stamp, kIdlePeriod),
+        .not_valid = WindowAt(plan.not_valid_share, all, interval.stamp, kNotValidPeriod)};
     for (const Resource& resource : model.resources[row.kind]) {
       out = PutEntry(out, context, resource, random);
     }

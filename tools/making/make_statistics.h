@@ -11,8 +11,8 @@
 
 namespace psltool {
 
-// Item bitmaps of the files of a plan.
-std::array<uint32_t, kSectionKinds> ItemMasksOf(const MakePlan& plan);
+// Item bitmaps of a file of a plan whose entries carry these words.
+std::array<uint32_t, kSectionKinds> ItemMasksOf(const MakePlan& plan, Extended words);
 
 // Builds the whole record into `record`; returns its length (the vector may be longer: it is kept
 // at the largest size so that it is not cleared for each record).

@@ -70,6 +70,12 @@ TEST_P(PsltoolMakeArchives, LogsWithSomeExtendedWords) { Check({"--extended", "p
 
 TEST_P(PsltoolMakeArchives, IdleLogs) { Check({"--profile", "idle"}, 24); }
 
+TEST_P(PsltoolMakeArchives, LogsInWhichAllComesAndGoes) {
+  Check({"--idle-share", "60", "--not-valid-share", "10", "--extended", "changing",
+         "--files-per-day", "6"},
+        24);
+}
+
 TEST_P(PsltoolMakeArchives, LogsWithAllRecordKinds) {
   // The second structure record stands at 12:00 and cuts no hour; the "LDM" record before it, at
   // 11:40, ends a period within its hour.

@@ -319,6 +319,8 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"HotDiskMissing", {"--ld", "4", "--hot-ld", "4"}, "numbered from 0"},
         Refusal{"NoRecords", {"--records", "0"}, "--records"},
         Refusal{"NotANumber", {"--days", "many"}, "--days"},
+        Refusal{"MoreThanAllIdle", {"--idle-share", "101"}, "--idle-share"},
+        Refusal{"LessThanNoneNotValid", {"--not-valid-share", "-1"}, "--not-valid-share"},
         Refusal{"UnknownProfile", {"--profile", "calm"}, "calm"}),
     [](const testing::TestParamInfo<Refusal>& each) { return std::string(each.param.name); });
 
