@@ -56,18 +56,19 @@ bool TakeForm(Options& options) {
          Fail("export", "--format csv, wide, ndjson, sqlite or openmetrics is needed");
 }
 
+// Those that need no number filled in.
+std::vector<std::string> WholeMetricNames() {
+  std::vector<std::string> names = MetricNames();
+  std::erase_if(names, [](const std::string& name) { return !IsMetric(name); });
+  return names;
+}
+
 bool TakeMetrics(const Options& options, ExportRequest& what) {
   for (const std::string& name : options.metrics) {
     if (IsMetric(name)) continue;
     return Fail("export --metric", fmt::format("'{}' is no metric; there are {}, of counter groups "
                                                "also with the group, as in g1_ops",
                                                name, fmt::join(MetricNames(), ", ")));
-  }
-  for (const std::string& name : options.statistics) {
-    if (IsStatistic(name)) continue;
-    return Fail(
-        "export --stat",
-        fmt::format("'{}' is no statistic; there are sum, mean, max, min, last, state", name));
   }
   what.metrics = options.metrics;
   what.statistics = options.statistics;
@@ -212,12 +213,13 @@ void AddExportCommand(Command& command, int& status) {
                  "Metric, as in ops_rate, or of one counter group, g1_ops_rate (several times; "
                  "default all)")
       ->OneEachTime()
-      ->StandsFor(Stands::kText);
+      ->StandsFor(Stands::kText)
+      ->Offers(WholeMetricNames());
   command
       .AddOption("--stat", options->statistics,
-                 "Statistic: sum, mean, max, min, last or state (several times; default all)")
+                 "Statistic: how values came about (several times; default all)")
       ->OneEachTime()
-      ->StandsFor(Stands::kText);
+      ->Must(OneOf(StatisticNames()));
   AddLabelsOption(command, options->labels);
   command.Does([options, &status] { status = Export(*options); });
 }

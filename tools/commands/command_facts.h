@@ -13,9 +13,10 @@ struct OptionFacts {
   std::vector<std::string> names;  // "-k", "--kind"; of an argument its name, "files"
   bool argument = false;           // has no name on the command line
   bool required = false;
-  bool repeated = false;           // takes several, or may be given several times
-  std::string value;               // what its value is called, "KIND"; empty: takes none
-  std::vector<std::string> words;  // its value must be one of these
+  bool repeated = false;             // takes several, or may be given several times
+  std::string value;                 // what its value is called, "KIND"; empty: takes none
+  std::vector<std::string> words;    // its value must be one of these
+  std::vector<std::string> offered;  // or may be one of these
   Stands stands = Stands::kPath;
   std::string text;
   std::string heading;   // of the help text; empty: the usual one

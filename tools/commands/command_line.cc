@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
+#include <iostream>
 #include <limits>
 #include <optional>
 #include <utility>
@@ -79,6 +80,14 @@ std::string Refusal(const CLI::App* app, const CLI::Error& error) {
     help = "commands";
   }
   return "psltool: " + Shown(why) + "; " + asked.words + " --help tells the " + help + "\n";
+}
+
+// A word stands where a command belongs, and is none: then help and version are not what it asks
+// for.
+bool IsMistyped(const CLI::App& app) {
+  const CLI::App* asked = AskedOf(&app).app;
+  const std::vector<std::string> left = asked->remaining();
+  return !left.empty() && !left.front().starts_with('-') && !CommandsOf(*asked).empty();
 }
 
 // The command line, last word first, as the library takes it. "help show" is "show --help": people
@@ -178,6 +187,11 @@ Option* Option::StandsFor(Stands what) {
   return this;
 }
 
+Option* Option::Offers(std::vector<std::string> words) {
+  offered_ = std::move(words);
+  return this;
+}
+
 size_t Option::count() const { return option_->count(); }
 
 Command* Command::AddCommand(const std::string& name, const std::string& summary) {
@@ -252,6 +266,7 @@ class Facts {
     facts.repeated = from.get_items_expected_max() >= CLI::detail::expected_max_vector_size;
     if (from.get_items_expected_max() > 0) facts.value = ValueOf(option, facts.names.back());
     facts.words = option.words_;
+    facts.offered = option.offered_;
     const bool number = from.get_type_name().find("INT") < 2;  // INT or UINT, then its rules
     facts.stands = number || !option.value_name_.empty() ? Stands::kText : option.stands_;
     facts.heading = from.get_group() == "Options" ? "" : from.get_group();
@@ -319,7 +334,13 @@ int RunCommandLine(const Program& program, int refused, int argc, char** argv) {
   try {
     app.parse(WordsOf(argc, argv, program.divided));
   } catch (const CLI::ParseError& error) {
-    status = app.exit(error) == 0 ? 0 : refused;
+    const bool told = dynamic_cast<const CLI::Success*>(&error) != nullptr;
+    if (told && IsMistyped(app)) {
+      std::cerr << Refusal(&app, error);
+      status = refused;
+    } else {
+      status = app.exit(error) == 0 ? 0 : refused;
+    }
   }
   return status;
 }

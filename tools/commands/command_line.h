@@ -64,6 +64,8 @@ class Option {
   // What the help text calls its value.
   Option* ValueName(const std::string& name);
   Option* StandsFor(Stands what);
+  // What completion offers for its value, which may be something else, too.
+  Option* Offers(std::vector<std::string> words);
   // How often it was given; known once the command line has been read.
   size_t count() const;
 
@@ -72,6 +74,7 @@ class Option {
 
   CLI::Option* option_;
   std::vector<std::string> words_;  // of the rule that asks for one of some
+  std::vector<std::string> offered_;
   std::string value_name_;
   Stands stands_ = Stands::kPath;
 };

@@ -189,11 +189,6 @@ bool IsMetric(std::string_view name) {
   });
 }
 
-bool IsStatistic(std::string_view name) {
-  return std::any_of(kMetrics.begin(), kMetrics.end(),
-                     [name](const MetricRow& row) { return row.statistic == name; });
-}
-
 bool IsCalled(const ExportColumn& column, std::string_view name) {
   return column.metric == name || (column.group != 0 && column.row->metric == name);
 }
@@ -204,6 +199,15 @@ std::vector<std::string> MetricNames() {
     std::string name(row.column == kCarried ? "word_at_N" : row.metric);
     if (std::find(names.begin(), names.end(), name) == names.end())
       names.push_back(std::move(name));
+  }
+  return names;
+}
+
+std::vector<std::string> StatisticNames() {
+  std::vector<std::string> names;
+  for (const MetricRow& row : kMetrics) {
+    if (std::find(names.begin(), names.end(), row.statistic) == names.end())
+      names.emplace_back(row.statistic);
   }
   return names;
 }

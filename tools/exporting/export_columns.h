@@ -26,9 +26,9 @@ std::string_view ColumnOf(std::string_view metric, std::string_view statistic);
 // True for the metric of a row, with the group in front or without: "g1_ops_rate", "ops_rate", and
 // "word_at_16".
 bool IsMetric(std::string_view name);
-bool IsStatistic(std::string_view name);
-// All metrics without groups, for messages.
+// All metrics without groups, for messages: "word_at_N" among them.
 std::vector<std::string> MetricNames();
+std::vector<std::string> StatisticNames();
 
 // What an export calls a column.
 struct ExportColumn {

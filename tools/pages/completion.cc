@@ -26,6 +26,7 @@ std::vector<OptionFacts> CommonOptions(const CommandFacts& program) {
 
 std::vector<std::string> OfferedWords(const OptionFacts& option, const Completed& program) {
   if (!option.words.empty()) return option.words;
+  if (!option.offered.empty()) return option.offered;
   return option.stands == Stands::kTime ? program.times : std::vector<std::string>();
 }
 

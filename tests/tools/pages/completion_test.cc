@@ -110,6 +110,9 @@ TEST_P(Completion, OffersKindsAndMeasures) {
   EXPECT_THAT(Offered("psltool show -k p"), UnorderedElementsAre("pd", "pool"));
   EXPECT_THAT(Offered("psltool top --by "), IsSupersetOf({"busy", "max", "mean", "ops", "volume"}));
   EXPECT_THAT(Offered("psltool top --from y"), ElementsAre("yesterday"));
+  EXPECT_THAT(Offered("psltool export --metric o"), ElementsAre("ops", "ops_rate"));
+  EXPECT_THAT(Offered("psltool export --metric w"), IsEmpty());  // "word_at_N" is none as it stands
+  EXPECT_THAT(Offered("psltool export --stat m"), UnorderedElementsAre("max", "mean", "min"));
 }
 
 TEST_P(Completion, OffersFilesByExtension) {
