@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cctype>
-#include <set>
+#include <map>
 #include <vector>
 
 #include "tools/pages/help_text.h"
@@ -73,19 +73,21 @@ std::string SeeAlso(const std::vector<std::string>& pages) {
   return section;
 }
 
-void CollectVariables(const CommandFacts& command, std::set<std::string>& variables) {
+// With the option that each stands for.
+void CollectVariables(const CommandFacts& command, std::map<std::string, std::string>& variables) {
   for (const OptionFacts& option : command.options) {
-    if (!option.variable.empty()) variables.insert(option.variable);
+    if (!option.variable.empty()) variables[option.variable] = option.names.back();
   }
   for (const CommandFacts& below : command.commands) CollectVariables(below, variables);
 }
 
 std::string Environment(const CommandFacts& command) {
-  std::set<std::string> variables;
+  std::map<std::string, std::string> variables;
   CollectVariables(command, variables);
   std::string section;
-  for (const std::string& variable : variables) {
-    section += fmt::format(".TP\n{}\nStands for the option that names it.\n", Bold(variable));
+  for (const auto& [variable, option] : variables) {
+    section += fmt::format(".TP\n{}\nWhat {} takes, where that is not given.\n", Bold(variable),
+                           Literal(option));
   }
   return section.empty() ? "" : ".SH ENVIRONMENT\n" + section;
 }
@@ -124,7 +126,7 @@ std::string ManOfOptions(const CommandFacts& command, const std::string& heading
   return list;
 }
 
-std::string ManOfProgram(const CommandFacts& program) {
+std::string ManOfProgram(const CommandFacts& program, const std::string& docs) {
   std::string page = PageHead("PSLTOOL", "1", kManual);
   page += ".SH NAME\npsltool \\- shows, proves, mends and makes performance logs and archives\n";
   page += ".SH SYNOPSIS\n" + Synopsis(program.name, program);
@@ -140,7 +142,9 @@ std::string ManOfProgram(const CommandFacts& program) {
     pages.push_back("psltool-" + command.name + "(1)");
   }
   pages.insert(pages.end(), {"psl(5)", "qelprfarc.conf(5)", "qelprfarc(7)"});
-  return page + Body(program, commands) + SeeAlso(pages);
+  return page + Body(program, commands) + fmt::format(".SH FILES\n.TP\n{}\n", Italic(docs)) +
+         Prose("The documentation. What pages of the manual call docs/ lies in it.") +
+         SeeAlso(pages);
 }
 
 std::string ManOfCommand(const CommandFacts& program, const CommandFacts& command) {
@@ -156,8 +160,9 @@ std::string ManOfCommand(const CommandFacts& program, const CommandFacts& comman
     commands += Below(command.name + " " + below.name, below);
   }
   if (!commands.empty()) commands = ".SH COMMANDS\n" + commands;
-  return page + Body(command, commands) +
-         SeeAlso({"psltool(1)", "Qelprfarc(1)", "psl(5)", "qelprfarc(7)"});
+  std::vector<std::string> pages = {"psltool(1)", "Qelprfarc(1)", "psl(5)", "qelprfarc(7)"};
+  if (command.heading == "Run") pages.insert(pages.end() - 1, "qelprfarc.conf(5)");
+  return page + Body(command, commands) + SeeAlso(pages);
 }
 
 }  // namespace psltool

@@ -7,8 +7,8 @@
 
 namespace psltool {
 
-// psltool(1).
-std::string ManOfProgram(const CommandFacts& program);
+// psltool(1). `docs`: where the documentation is installed.
+std::string ManOfProgram(const CommandFacts& program, const std::string& docs);
 
 // psltool-<command>(1), its own commands included.
 std::string ManOfCommand(const CommandFacts& program, const CommandFacts& command);

@@ -20,7 +20,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kFormatSeeAlso[] =
+constexpr char kFormatEnd[] =
+    ".SH FILES\n.TP\n.I @DOCDIR@/docs\nThe other pages that are named here, as in archiving.md.\n"
     ".SH SEE ALSO\n.BR Qelprfarc (1),\n.BR psltool (1),\n.BR psltool\\-dump (1),\n"
     ".BR psltool\\-check (1),\n.BR qelprfarc (7)\n";
 
@@ -74,13 +75,15 @@ Pages InstalledPages(const std::string& source, const Installed& installed) {
   const Completed psltool = {PsltoolFacts(), {"today", "yesterday", "now", "-1d", "-7d", "-1m"}};
   const Completed archiver = {ArchiverFacts(), {"0d", "1d", "7d", "1m", "1y"}};
   Pages pages;
-  pages["man/man1/psltool.1"] = ManOfProgram(psltool.program);
+  pages["man/man1/psltool.1"] = ManOfProgram(psltool.program, installed.docs);
   for (const CommandFacts& command : psltool.program.commands) {
     pages["man/man1/psltool-" + command.name + ".1"] = ManOfCommand(psltool.program, command);
   }
+  std::string end = kFormatEnd;
+  Replace(end, "@DOCDIR@", installed.docs);
   pages["man/man5/psl.5"] =
       ManOfMarkdown({"psl", "5", "File Formats", "performance statistics logs and archives"},
-                    TextOf(fs::path(source) / "docs/format.md"), kFormatSeeAlso);
+                    TextOf(fs::path(source) / "docs/format.md"), end);
   AddWritten(fs::path(source) / "packaging/man", installed, pages);
   for (const Completed* program : {&psltool, &archiver}) {
     const std::string& name = program->program.name;

@@ -2,6 +2,7 @@
 // the others tell, too. --help is read as people read it, the pages are asked for their source.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -160,6 +161,24 @@ TEST(Pages, TheCheckoutHasTheDocsPagesAsTheyAre) {
     there.insert(entry.path().filename());
   }
   EXPECT_EQ(there, expected) << "scripts/pages writes them anew";
+}
+
+// The first commands of qelprfarc(7) as somebody types them, in an empty directory. One of them
+// wrote into a directory that nobody had made.
+TEST(Pages, TheFirstCommandsOfTheManualWork) {
+  const std::string page = Unescaped(psltool::InstalledPages(kRoot).at("man/man7/qelprfarc.7"));
+  const size_t begin = page.find(".nf\n", page.find(".SS By hand")) + 4;
+  const std::string commands = page.substr(begin, page.find(".fi", begin) - begin);
+  ASSERT_GE(std::count(commands.begin(), commands.end(), '\n'), 4);
+  const TempDir directory;
+  const std::string programs = fs::path(PSLTOOL_PATH).parent_path();
+  const ProgramResult result =
+      RunProgram("/bin/sh", {"-ec", "PATH=" + programs + ":$PATH; TZ=UTC; export TZ\n" + commands},
+                 {directory.Path(), {}});
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.out.find("2 files, 0 with findings"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("hour archive"), std::string::npos) << result.out;
 }
 
 // --- What checkers of manual pages say -------------------------------------------------------------
