@@ -1,7 +1,7 @@
 """The cases of scripts/bench: what files each is measured on, how they are made, what is allowed.
 
-The files lie below build/bench-cache/CASE and are kept as long as they would be made in the same
-way.
+What real arrays look like comes first, logs whose every entry is full come last. The files lie below
+build/bench-cache/CASE and are kept as long as they would be made in the same way.
 """
 import datetime
 import shutil
@@ -21,8 +21,7 @@ LANES = 8         # fields are kept for so many slots at a time
 # times (one for each logical disk) four.
 ELEMENTS = {"conc": 16 + 1, "ld-cp": 32 + 1, "pool-cp": 48 + 1, "cab": 16 + 1 + 8}
 WAIT_TIME = 32 + 1 + 4 * 8
-
-MEMORY_BESIDE = 8 << 20  # what the program may need beside a record and the slots
+QUICK = 8  # --quick takes so small a part of the records or days
 
 
 @dataclass
@@ -30,21 +29,33 @@ class Case:
     name: str
     title: str
     counts: dict               # option of psltool make -> number of resources
-    options: list              # further options of psltool make
+    options: dict              # further options of psltool make
     bytes: int                 # of the made files, about
-    goal: float = 0.0          # at most so many times cat
-    near_hour: bool = False    # or: at most a quarter more than the hour case
+    goal: float = 0.0          # at most so many times the CPU time of cat
+    goal_of: tuple = ()        # or: a case, and at most so many times its ratio
     month: bool = False        # hour archives of a month, made by the archiver
     wait_times: bool = False
+    files_of: str = ""         # takes the files of another case
+    each: bool = False         # a process for each file
     times: int = 1             # turns for each round
     milliseconds: bool = False
+    beside: int = 8 << 20      # memory that the program may need beside the slots
     files: list = field(default_factory=list)  # the inputs, once made
 
-    def make_options(self):
-        counts = []
-        for kind, number in self.counts.items():
-            counts += [f"--{kind}", str(number)]
-        return ["--none", *counts, *self.options, "--profile", "flat", "--seed", "1"]
+    def make_options(self, quick=False):
+        options = {"--revision": "0x21", "--interval": 60, "--profile": "flat", "--seed": 1,
+                   **self.options}
+        if quick:
+            if options.get("--days", 1) >= QUICK:
+                options["--days"] //= QUICK
+            else:
+                options["--records"] = max(1, options.get("--records", 1440) // QUICK)
+                options.pop("--days", None)
+        words = ["--none"] + ["--wait-times"] * self.wait_times
+        for name, value in [*((f"--{kind}", n) for kind, n in self.counts.items()),
+                            *options.items()]:
+            words += [name, str(value)]
+        return words
 
     def slot_bytes(self):
         """Memory of the slots: of each resource a head and fields (four sums of each counter group,
@@ -63,60 +74,70 @@ class Case:
         return total + (self.counts["ld"] * WAIT_TIME if self.wait_times else 0)
 
     def allowed_memory(self):
-        """Bytes that the archiver may need: one record, the slots, 8 MB."""
-        return largest_record(self.files[0]) + self.slot_bytes() + MEMORY_BESIDE
+        """Bytes that the archiver may need: the slots, and what it has beside them."""
+        return self.slot_bytes() + self.beside
 
 
+ARRAYS = 99  # of the cases with many small ones
 CASES = [
-    Case("hour", "hour level: a day of 4,096 logical disks every minute, 0x21, no extended words",
-         {"ld": 4096}, ["--revision", "0x21", "--interval", "60"], 567_000_000, goal=2.4),
+    Case("office", "a Friday and a Saturday of 4,096 logical disks every minute (--profile office)",
+         {"ld": 4096}, {"--profile": "office", "--start": "2024-03-08", "--days": 2}, 770_000_000,
+         goal=2.2),
+    Case("idle", "mostly idle: three days of 4,096 logical disks every minute (--profile idle)",
+         {"ld": 4096}, {"--profile": "idle", "--days": 3}, 290_000_000, goal=4.0),
+    Case("share", "seven of ten disks idle at any time: a day of 4,096 logical disks every minute",
+         {"ld": 4096}, {"--idle-share": 70}, 240_000_000),
+    Case("partial", "some extended words: half a day of 4,096 logical disks every minute",
+         {"ld": 4096}, {"--extended": "partial", "--records": 720}, 420_000_000, goal=2.5),
+    Case("changing", "words, idle disks and marks that come and go: half a day of 4,096 logical "
+         "disks every minute in twelve files", {"ld": 4096},
+         {"--extended": "changing", "--idle-share": 40, "--not-valid-share": 5, "--records": 720,
+          "--files-per-day": 12}, 270_000_000),
+    Case("month", "a month of 64 logical disks every minute", {"ld": 64}, {"--days": 31},
+         290_000_000, goal=2.2),
+    Case("months", "two months of 16 logical disks every minute", {"ld": 16}, {"--days": 61},
+         160_000_000, goal=2.5),
+    Case("arrays", f"{ARRAYS} arrays of 16 logical disks, a day every five minutes, in one process",
+         {"ld": 16}, {"--arrays": ARRAYS, "--interval": 300}, 55_000_000),
+    Case("each", "the same arrays, a process for each", {"ld": 16},
+         {"--arrays": ARRAYS, "--interval": 300}, 55_000_000, files_of="arrays", each=True),
+    Case("start", "one record of ten logical disks: the start of the process", {"ld": 10},
+         {"--records": 1}, 2_000, times=5, milliseconds=True),
+    Case("disks", "65,535 logical disks: an hour and a half every minute", {"ld": 65535},
+         {"--records": 90}, 570_000_000, goal_of=("hour", 1.25), beside=4 << 20),
+    Case("disks-office", "65,535 logical disks, the same at night, four of ten idle (--profile "
+         "office)", {"ld": 65535}, {"--profile": "office", "--records": 90}, 400_000_000,
+         goal_of=("disks", 1.1), beside=4 << 20),
     Case("day", "day level: 31 hour archives of 4,096 logical disks with extended words",
-         {"ld": 4096}, ["--revision", "0x21", "--interval", "1800"], 570_000_000, goal=3.0,
-         month=True),
-    Case("old", "older arithmetic: the same day as hour level in revision 0x12",
-         {"ld": 4096}, ["--revision", "0x12", "--interval", "60"], 567_000_000, goal=3.5),
-    Case("kinds", "all kinds and optional items: a day every minute",
+         {"ld": 4096}, {"--interval": 1800}, 570_000_000, goal=1.9, month=True),
+    Case("old", "older arithmetic: half a day of 4,096 logical disks every minute in revision 0x12",
+         {"ld": 4096}, {"--revision": "0x12", "--records": 720}, 285_000_000, goal=1.9),
+    Case("kinds", "every kind with all optional items: a day every minute",
          {"hd": 8, "rd": 8, "dd": 8, "hp": 128, "hpnode": 64, "rp": 128, "mp": 64, "dp": 128,
           "cache": 64, "cheseg": 200, "ld": 1024, "pd": 1024, "pool": 128, "conc": 128,
-          "ld-cp": 256, "pool-cp": 64, "cab": 32},
-         ["--revision", "0x21", "--wait-times", "--interval", "60"], 410_000_000, near_hour=True,
-         wait_times=True),
-    Case("disks", "65,535 logical disks: two hours every minute",
-         {"ld": 65535}, ["--revision", "0x21", "--interval", "60", "--records", "120"],
-         760_000_000, near_hour=True),
-    Case("small", "ten logical disks: a day every minute",
-         {"ld": 10}, ["--revision", "0x21", "--interval", "60"], 2_000_000, times=5,
-         milliseconds=True),
+          "ld-cp": 256, "pool-cp": 64, "cab": 32}, {}, 410_000_000, goal=2.1, wait_times=True),
+    Case("hour", "every entry full: a day of 4,096 logical disks every minute", {"ld": 4096}, {},
+         567_000_000, goal=1.75),
 ]
 FIRST_DAY = datetime.date(2024, 3, 1)  # of a month of 31 days
-
-
-def largest_record(path):
-    """Length of the largest record of a file, from its record headers."""
-    largest = 0
-    with open(path, "rb") as file:
-        while len(head := file.read(12)) == 12:
-            length = int.from_bytes(head[8:12], "big")
-            largest = max(largest, length)
-            file.seek(length - 12, 1)
-    return largest
 
 
 class Maker:
     """Makes the files of cases in a directory, with the built programs."""
 
-    def __init__(self, psltool: Path, archiver: Path, cache: Path, environment: dict):
-        self.psltool, self.archiver, self.cache, self.environment = (psltool, archiver, cache,
-                                                                     environment)
+    def __init__(self, psltool: Path, archiver: Path, cache: Path, environment: dict, quick: bool):
+        self.psltool, self.archiver, self.environment = psltool, archiver, environment
+        self.cache = cache / "quick" if quick else cache
+        self.quick = quick
 
     def run(self, *command):
         subprocess.run([str(part) for part in command], check=True, env=self.environment)
 
     def prepare(self, case: Case):
         """Sets case.files; makes them when they are not there yet. Returns whether it did."""
-        folder = self.cache / case.name
+        folder = self.cache / (case.files_of or case.name)
         how = folder / "made-with"  # written last, so that it marks whole sets
-        wanted = " ".join(case.make_options()) + (" month" if case.month else "")
+        wanted = " ".join(case.make_options(self.quick)) + (" month" if case.month else "")
         made = not how.exists() or how.read_text() != wanted
         if made:
             shutil.rmtree(folder, ignore_errors=True)
@@ -126,18 +147,19 @@ class Maker:
             if case.month:
                 self.make_month(case, folder)
             else:
-                self.make(case, folder, FIRST_DAY)
+                self.make(case.make_options(self.quick), folder)
             how.write_text(wanted)
         case.files = sorted(str(path) for path in folder.glob("*.ps[la]"))
         return made
 
-    def make(self, case, folder, day):
-        self.run(self.psltool, "make", *case.make_options(), "--start", day, "--quiet",
-                 "-o", folder)
+    def make(self, options, folder, day=None):
+        start = ["--start", day] if day else []
+        self.run(self.psltool, "make", *options, *start, "--quiet", "-o", folder)
 
     def make_month(self, case, folder):
-        for number in range(31):
+        options = case.make_options()
+        for number in range(31 // QUICK if self.quick else 31):
             # A day's log goes as soon as its archive is there, so little disk is needed.
-            self.make(case, folder / "logs", FIRST_DAY + datetime.timedelta(days=number))
+            self.make(options, folder / "logs", FIRST_DAY + datetime.timedelta(days=number))
             self.run(self.archiver, "-o", folder, *(folder / "logs").iterdir())
             shutil.rmtree(folder / "logs")

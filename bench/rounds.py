@@ -1,10 +1,10 @@
-"""Interleaved rounds of the archiver, of a bare read and of cat over the same files."""
+"""Interleaved rounds of one or more archivers, of a bare read and of cat over the same files."""
 import shutil
 import subprocess
 import sys
 from pathlib import Path
 
-CONTENDERS = ("archive", "read", "cat")
+BASES = ("read", "cat")  # run beside the archivers
 
 
 class Failed(Exception):
@@ -21,54 +21,68 @@ def run(measure, command, environment, stdin=subprocess.DEVNULL):
     return [float(seconds), float(cpu), int(kib)]
 
 
-def commands_of(case, archiver, cache, out):
-    return {"archive": [str(archiver), "-o", str(out), *case.files],
-            "read": [str(cache / "read_only"), *case.files],
-            "cat": ["cat", *case.files]}
+def for_each(command, files):
+    """The command run for one file after the other, by a shell."""
+    return ["sh", "-c", 'for file; do ' + " ".join(f"'{part}'" for part in command) +
+            ' "$file" || exit 1; done', "sh", *files]
+
+
+def commands_of(case, programs, cache, out):
+    """programs: name -> archiver."""
+    commands = {name: [str(program), "-o", str(out)] for name, program in programs.items()}
+    commands |= {"read": [str(cache / "read_only")], "cat": ["cat"]}
+    return {name: for_each(command, case.files) if case.each else [*command, *case.files]
+            for name, command in commands.items()}
 
 
 def sizes(folder):
     return sum(path.stat().st_size for path in Path(folder).iterdir())
 
 
-def measure_case(case, archiver, cache, rounds, environment):
-    """All runs of a case, as scripts/bench writes them to JSON."""
+def measure_files(case, programs, cache, turns, environment):
+    """Runs of each contender over the files of a case, and the bytes that the archivers write."""
     out = cache / "out"
     shutil.rmtree(out, ignore_errors=True)
     out.mkdir()
-    commands = commands_of(case, archiver, cache, out)
+    commands = commands_of(case, programs, cache, out)
     written = 0
 
     def one(name):
         nonlocal written
         result = run(cache / "measure", commands[name], environment)
-        if name == "archive":
+        if name not in BASES:
             # Outputs go before the next run and outside of the time: none is overwritten.
             written = sizes(out)
             if written == 0:
-                raise Failed(f"{case.name}: no archive was made")
+                raise Failed(f"{case.name}: {name} made no archive")
             for path in out.iterdir():
                 path.unlink()
         return result
 
     try:
-        for name in commands:
+        names = list(commands)
+        for name in names:
             one(name)  # the files are in the page cache from here on
-        runs = {name: [] for name in CONTENDERS}
-        turns = rounds * case.times
+        runs = {name: [] for name in names}
         for number in range(turns):
             if sys.stdout.isatty():
                 print(f"\r{case.name}: round {number + 1} of {turns}", end="", flush=True)
             # Who begins changes from round to round, so that nobody always follows the same one.
-            at = number % len(CONTENDERS)
-            for name in CONTENDERS[at:] + CONTENDERS[:at]:
+            at = number % len(names)
+            for name in names[at:] + names[:at]:
                 runs[name].append(one(name))
     finally:
         shutil.rmtree(out, ignore_errors=True)
         if sys.stdout.isatty():
             print("\r\x1b[K", end="", flush=True)
+    return runs, written
+
+
+def measure_case(case, programs, cache, rounds, environment):
+    """All runs of a case, as scripts/bench writes them to JSON."""
+    runs, written = measure_files(case, programs, cache, rounds * case.times, environment)
     return {"title": case.title, "files": len(case.files),
             "input_bytes": sum(Path(path).stat().st_size for path in case.files),
-            "output_bytes": written, "goal": case.goal, "near_hour": case.near_hour,
+            "output_bytes": written, "goal": case.goal, "goal_of": list(case.goal_of),
             "milliseconds": case.milliseconds, "allowed_memory": case.allowed_memory(),
             "runs": runs}

@@ -1,8 +1,9 @@
 """Prints what scripts/bench measured: the table of the cases, the kernels, two runs compared."""
 import statistics
 
+from rounds import BASES
+
 WALL, CPU, MEMORY = range(3)
-NEAR = 1.25  # how much more than the hour case "near" is
 
 
 def median(case, name, field):
@@ -16,12 +17,26 @@ def ratios(case, name, field):
     return (min(values), statistics.median(values), max(values)) if values else (0.0, 0.0, 0.0)
 
 
-def goal_of(case, hour):
-    """At most so many times cat, or None."""
+def cpu_ratio(case, name):
+    return ratios(case, name, CPU)[1]
+
+
+def peak(case, name):
+    """MiB."""
+    return max(result[MEMORY] for result in case["runs"][name]) / 1024
+
+
+def archivers(case):
+    return [name for name in case["runs"] if name not in BASES]
+
+
+def goal_of(case, name, cases):
+    """At most so many times the CPU time of cat, and how that is told; or None."""
     if case["goal"]:
-        return case["goal"]
-    if case["near_hour"] and hour is not None:
-        return ratios(hour, "archive", WALL)[1] * NEAR
+        return case["goal"], ""
+    if case["goal_of"] and case["goal_of"][0] in cases:
+        other, times = case["goal_of"]
+        return cpu_ratio(cases[other], name) * times, f" ({times:g} x {other})"
     return None
 
 
@@ -35,28 +50,52 @@ HEAD = (f"{'':9} {'time':>8} {'CPU':>9} {'MB/s':>7} {'MiB':>9}  "
         f"{'least':>7}{'median':>7}{'most':>7}  {'least':>7}{'median':>7}{'most':>7}")
 
 
-def print_case(case, hour):
-    """One row group. hour: the hour case of the same run, or None."""
+def print_case(case):
+    """The rows of one case."""
     files = "file" if case["files"] == 1 else "files"
     print(f"\n{case['title']}\n  {case['input_bytes']:,} bytes in {case['files']} {files} to "
           f"{case['output_bytes']:,} bytes")
     scale, unit = (1000, "ms") if case["milliseconds"] else (1, "s ")
     for name in case["runs"]:
         wall, cpu = (median(case, name, field) for field in (WALL, CPU))
-        peak = max(result[MEMORY] for result in case["runs"][name]) / 1024
         rows = ["".join(f"{value:7.2f}" for value in ratios(case, name, field))
                 for field in (WALL, CPU)]
         print(f"  {name:7} {wall * scale:6.3f} {unit} {cpu * scale:6.3f} {unit} "
-              f"{case['input_bytes'] / wall / 1e6:7.0f} {peak:9.1f}  {rows[0]}  {rows[1]}")
-    most = goal_of(case, hour)
-    if most is not None:
-        got = ratios(case, "archive", WALL)[1]
-        of_hour = " (1.25 x hour level)" if case["near_hour"] else ""
-        print(f"  goal    at most {most:.2f} x cat{of_hour}: {got:.2f}, {verdict(got, most)}")
-    peak = max(result[MEMORY] for result in case["runs"]["archive"]) / 1024
-    allowed = case["allowed_memory"] / (1 << 20)
-    print(f"  memory  allowed {allowed:.1f} MiB (one record, slots, 8 MB): {peak:.1f}, "
-          f"{verdict(peak, allowed)}")
+              f"{case['input_bytes'] / wall / 1e6:7.0f} {peak(case, name):9.1f}  {rows[0]}  "
+              f"{rows[1]}")
+
+
+def print_goals(cases):
+    """What was aimed at, by case and program."""
+    print()
+    for key, case in cases.items():
+        allowed = case["allowed_memory"] / (1 << 20)
+        for name in archivers(case):
+            told = []
+            goal = goal_of(case, name, cases)
+            if goal is not None:
+                got = cpu_ratio(case, name)
+                told.append(f"CPU at most {goal[0]:.2f} x cat{goal[1]}: {got:.2f}, "
+                            f"{verdict(got, goal[0])}")
+            got = peak(case, name)
+            told.append(f"memory at most {allowed:.1f} MiB: {got:.1f}, {verdict(got, allowed)}")
+            print(f"{key:13} {name:8} {'; '.join(told)}")
+
+
+def print_markdown(runs):
+    """A table for docs/performance.md. runs: the cases of each run over all of them."""
+    names = archivers(next(iter(runs[0].values())))
+    print("\nCPU time as a ratio to `cat`, medians of each run; MiB: the most of all runs\n")
+    print("| case | " + " | ".join([*names, "goal", "`read`", *(f"MiB {name}" for name in names)]) +
+          " |\n|" + "---|" * (2 * len(names) + 3))
+    for key, first in runs[0].items():
+        def each(name):
+            return ", ".join(f"{cpu_ratio(run[key], name):.2f}" for run in runs)
+        goal = goal_of(first, names[-1], runs[0])
+        cells = [f"`{key}`", *(each(name) for name in names), f"{goal[0]:.2f}" if goal else "",
+                 each("read"), *(f"{max(peak(run[key], name) for run in runs):.1f}"
+                                 for name in names)]
+        print("| " + " | ".join(cells) + " |")
 
 
 def print_kernels(kernels):
@@ -66,30 +105,52 @@ def print_kernels(kernels):
               (f"{speed['bytes'] / 1e9:10.2f} G" if speed["bytes"] else ""))
 
 
+def print_counts(title, counts, digits):
+    """counts: shape -> program -> number."""
+    names = list(next(iter(counts.values())))
+    print(f"\n{title}\n\n| shape | " + " | ".join(names) + " |\n|" + "---|" * (len(names) + 1))
+    for shape, of_program in counts.items():
+        print(f"| {shape} | " + " | ".join(f"{of_program[name]:.{digits}f}" for name in names) +
+              " |")
+
+
+def curve_head(programs):
+    names = [*programs, "read"]
+    return ("\n| disks | shape | " + " | ".join([*(f"CPU / cat {name}" for name in names),
+                                                  *(f"MiB {name}" for name in programs),
+                                                  "slots and 4 MiB"]) +
+            " |\n|" + "---|" * (len(names) + len(programs) + 3))
+
+
+def curve_row(point):
+    programs = archivers(point)
+    cells = [f"{point['disks']:,}", point["shape"],
+             *(f"{cpu_ratio(point, name):.2f}" for name in [*programs, "read"]),
+             *(f"{peak(point, name):.1f}" for name in programs),
+             f"{(point['slots'] + (4 << 20)) / (1 << 20):.1f}"]
+    return "| " + " | ".join(cells) + " |"
+
+
 def print_comparison(then, now):
-    """This run beside an earlier one; lower is better but for MB/s and items/s."""
+    """The first archiver of this run beside that of an earlier one; lower is better but for MB/s
+    and items/s."""
     print(f"\nThen: {then['when']}, {then['commit']}, {then['machine']}")
     print(f"Now:  {now['when']}, {now['commit']}, {now['machine']}")
     if then["machine"] != now["machine"]:
         print("Other machines: compare the ratios, not the times.")
-    print(f"{'archive':9} {'time / cat':>20} {'CPU / cat':>20} {'MB/s':>16} {'peak MiB':>18} "
+    print(f"{'archive':13} {'time / cat':>20} {'CPU / cat':>20} {'MB/s':>16} {'peak MiB':>18} "
           f"{'least CPU s':>20}")
-    for name, case in now["cases"].items():
-        if name not in then["cases"]:
+    for key, case in now["runs"][0].items():
+        if key not in then["runs"][0]:
             continue
-        old = then["cases"][name]
-        pairs = [[ratios(each, "archive", field)[1] for each in (old, case)]
-                 for field in (WALL, CPU)]
-        speed = [each["input_bytes"] / median(each, "archive", WALL) / 1e6 for each in (old, case)]
-        peak = [max(result[MEMORY] for result in each["runs"]["archive"]) / 1024
-                for each in (old, case)]
-        least = [min(result[CPU] for result in each["runs"]["archive"]) for each in (old, case)]
-        print(f"{name:9} {pairs[0][0]:8.2f} -> {pairs[0][1]:8.2f} {pairs[1][0]:8.2f} -> "
-              f"{pairs[1][1]:8.2f} {speed[0]:6.0f} -> {speed[1]:6.0f} {peak[0]:7.1f} -> "
-              f"{peak[1]:7.1f} {least[0]:8.4f} -> {least[1]:8.4f}")
-    for part, unit in (("kernels", "M items/s"), ("instructions", "instructions per entry")):
-        for name, value in now.get(part, {}).items():
-            if name in then.get(part, {}):
-                old, new = (each["items"] / 1e6 if part == "kernels" else each
-                            for each in (then[part][name], value))
-                print(f"{name:45} {old:10.1f} -> {new:10.1f} {unit}")
+        both = [(each, archivers(each)[0]) for each in (then["runs"][0][key], case)]
+        values = [[ratios(each, name, WALL)[1], cpu_ratio(each, name),
+                   each["input_bytes"] / median(each, name, WALL) / 1e6, peak(each, name),
+                   min(result[CPU] for result in each["runs"][name])] for each, name in both]
+        told = "".join(f" {old:8.{digits}f} -> {new:8.{digits}f}"
+                       for old, new, digits in zip(*values, (2, 2, 0, 1, 4)))
+        print(f"{key:13}{told}")
+    for name, speed in now.get("kernels", {}).items():
+        if name in then.get("kernels", {}):
+            print(f"{name:45} {then['kernels'][name]['items'] / 1e6:10.1f} -> "
+                  f"{speed['items'] / 1e6:10.1f} M items/s")
