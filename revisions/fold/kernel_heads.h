@@ -5,15 +5,30 @@
 
 namespace {
 
-QELPRF_INLINE Wide BitsOf(const Group& head, const HeadBit& bit) {
-  return (bit.in_third ? head.word[3] : head.word[2]) & bit.bit;
+// The third and fourth words of heads, the latter above: flags are looked for in both at once.
+QELPRF_INLINE Wide FlagsOf(const Group& head) {
+  return NumberOf(head.word[2]) | head.word[3] << 32;
 }
-QELPRF_INLINE Wide OneFor(Wide bits) {
-  return reinterpret_cast<Wide>(-reinterpret_cast<Masks>(bits != 0));
+QELPRF_INLINE uint64_t FlagOf(const HeadBit& bit) {
+  return uint64_t{bit.bit} << (bit.in_third ? 32 : 0);
+}
+// Where the flag, which is not 0, is set.
+QELPRF_INLINE Masks AreSet(Wide flags, Wide flag) {
+  return reinterpret_cast<Masks>((flags & flag) == flag);
 }
 
 template <bool kScattered>
 void FoldHeadIntervals(HeadRun& run) {
+  // Taken out of the run once: it is written to in the loop, through pointers to its parts.
+  const TileIntervals intervals = run.intervals;
+  const RatioPlace place = run.ratio;
+  const bool always = run.always;
+  const bool track = run.track;
+  const bool track_always = run.track_always;
+  const bool first = run.first;
+  const uint64_t there = FlagOf(run.there);
+  const uint64_t counts = FlagOf(run.counted);
+  const uint64_t sticks = FlagOf(run.sticky);
   for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
     Wide time = {};
     Wide ratios = {};
@@ -22,41 +37,41 @@ void FoldHeadIntervals(HeadRun& run) {
     Doubles busy = Load(run.busy + lane);
     Doubles maximum = Load(run.maximum + lane);
     Doubles minimum = Load(run.minimum + lane);
-    for (size_t i = 0; i < run.intervals.count; ++i) {
-      const Group head = LoadFrom<kScattered>(run.intervals, i, lane, 0);
-      time += NumberOf(head.word[1]);
+    for (size_t i = 0; i < intervals.count; ++i) {
+      const Group head = LoadFrom<kScattered>(intervals, i, lane, 0);
+      time += head.word[1];
       const Doubles length = ToDoubles(head.word[1]);
       Store(run.lengths[i] + lane, length);
-      sticky |= BitsOf(head, run.sticky);
-      if (run.counted.bit != 0) counted += OneFor(BitsOf(head, run.counted));
-      if (run.ratio == RatioPlace::kNowhere) continue;
+      const Wide flags = FlagsOf(head);
+      sticky |= flags;
+      if (counts != 0) counted -= reinterpret_cast<Wide>(AreSet(flags, Wide{} + counts));
+      if (place == RatioPlace::kNowhere) continue;
       Wide word = head.word[3];
-      if (run.ratio != RatioPlace::kAt14) {
-        const Group next = LoadFrom<kScattered>(run.intervals, i, lane, kGroupBytes);
-        word = (run.ratio == RatioPlace::kAt16 ? next.word[0] : next.word[1]) >> 16;
+      if (place != RatioPlace::kAt14) {
+        const Group next = LoadFrom<kScattered>(intervals, i, lane, kGroupBytes);
+        word = (place == RatioPlace::kAt16 ? next.word[0] : next.word[1]) >> 16;
       }
       const Doubles ratio = ToDoubles(WordOf(word & 0xFFFF));
       const Masks valid = kScattered ? LanesOf(run.valid[i], lane) : AllIf(true);
-      const Masks present =
-          run.always ? valid : reinterpret_cast<Masks>(BitsOf(head, run.there) != 0);
+      const Masks present = always ? valid : AreSet(flags, Wide{} + there);
       // No sum is below 0: to add 0 leaves it as it is.
       busy += ZeroIn(~present, (ratio * length) / 10000.0);
       ratios -= reinterpret_cast<Wide>(present);
-      if (!run.track) continue;
-      const Masks take = run.track_always ? valid : present;
-      if (run.first && i == 0) {
+      if (!track) continue;
+      const Masks take = track_always ? valid : present;
+      if (first && i == 0) {
         maximum = ZeroIn(take, maximum);
         minimum = Choose(take, ratio, minimum);
       }
       maximum = Larger(maximum, ZeroIn(~take, ratio));
       minimum = Smaller(minimum, NoNumberIn(~take, ratio));
     }
-    Store(run.time + lane, time);
+    Store(run.time + lane, time - kAbove * intervals.count);
     Store(run.ratios + lane, ratios);
     Store(run.counted_in + lane, counted);
-    Store(run.sticky_in + lane, sticky);
+    Store(run.sticky_in + lane, sticky & sticks);
     Store(run.busy + lane, busy);
-    if (run.track) {
+    if (track) {
       Store(run.maximum + lane, maximum);
       Store(run.minimum + lane, minimum);
     }

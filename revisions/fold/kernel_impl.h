@@ -49,16 +49,19 @@ struct Lengths {
   Masks begins;    // lanes whose period begins with the oldest interval
   Masks still;     // lanes that have a length in an interval that is not busy
   Masks begins_still;
+  bool gaps;  // a lane that has a length has none in a busy interval
 };
 
 template <bool kScattered>
 QELPRF_INLINE Lengths LengthsOf(const FoldRun& run, size_t lane) {
   const Doubles oldest = Load(run.lengths[0] + lane);
-  Lengths found = {oldest, true, Masks{}, Masks{}, Masks{}, Masks{}};
+  Lengths found = {oldest, true, Masks{}, Masks{}, Masks{}, Masks{}, false};
   for (size_t i = 1; kScattered && i < run.intervals.count; ++i) {
     found.length = Larger(found.length, Load(run.lengths[i] + lane));
   }
+  found.timed = reinterpret_cast<Masks>(found.length != 0.0);
   Masks differ = {};
+  Doubles least = found.length;
   for (size_t i = 0, busy = 0; i < run.intervals.count; ++i) {
     const Doubles length = Load(run.lengths[i] + lane);
     const Masks other = reinterpret_cast<Masks>(length != found.length);
@@ -70,13 +73,14 @@ QELPRF_INLINE Lengths LengthsOf(const FoldRun& run, size_t lane) {
     differ |= other & timed;
     if (busy < run.busy_count && run.busy[busy] == i) {
       ++busy;
+      least = Smaller(least, length);
     } else {
       found.still |= timed;
       if (i == 0 && run.first) found.begins_still = timed;
     }
   }
   found.equal = !AnyOf(differ);
-  found.timed = reinterpret_cast<Masks>(found.length != 0.0);
+  found.gaps = kScattered && AnyOf(reinterpret_cast<Masks>(least != found.length));
   if (run.first) found.begins = reinterpret_cast<Masks>(oldest != 0.0);
   return found;
 }
@@ -146,8 +150,8 @@ QELPRF_INLINE Doubles Volume(Doubles figure, const Divisor& by) {
 // largest count, and likewise for volumes. The extremes stay counts (by the current rule with
 // products) until something else needs them.
 // Without kScaled it does nothing and returns false when a count has its top bit set, which is
-// rare.
-template <bool kCurrent, bool kScaled, bool kScattered>
+// rare. Without kGaps each lane has its length in every busy interval, or never.
+template <bool kCurrent, bool kScaled, bool kScattered, bool kGaps>
 QELPRF_INLINE bool FoldCounts(double* fields, double* extremes, size_t offset, const FoldRun& run,
                               size_t lane, const Lengths& lengths) {
   const Doubles begin = ZeroIn(lengths.still, Doubles{} + __builtin_huge_val());
@@ -161,10 +165,10 @@ QELPRF_INLINE bool FoldCounts(double* fields, double* extremes, size_t offset, c
     const size_t i = BusyInterval<kScattered>(run, n);
     const Group group = LoadFrom<kScattered>(run.intervals, i, lane, offset);
     counts |= group.word[0];
-    const Doubles length = kScattered ? Load(run.lengths[i] + lane) : lengths.length;
+    const Doubles length = kGaps ? Load(run.lengths[i] + lane) : lengths.length;
     const Figures now = Add<kCurrent, kScaled>(sums, group, length);
     const Doubles volume = kCurrent ? now.product : now.q3;
-    if constexpr (kScattered) {
+    if constexpr (kGaps) {
       const Masks timed = reinterpret_cast<Masks>(length != 0.0);
       most = Larger(most, ZeroIn(~timed, now.count));
       least = Smaller(least, NoNumberIn(~timed, now.count));
@@ -286,9 +290,12 @@ void FoldIntervals(double* fields, const FoldRun& run) {
       }
       if (!counts || i >= tracked) {
         FoldAny<kCurrent, kScattered>(sums, extremes, offset, run, lane, lengths, i < tracked);
-      } else if (!FoldCounts<kCurrent, false, kScattered>(sums, extremes, offset, run, lane,
-                                                          lengths)) {
-        FoldCounts<kCurrent, true, kScattered>(sums, extremes, offset, run, lane, lengths);
+      } else if (kScattered && lengths.gaps) {
+        FoldCounts<kCurrent, true, kScattered, kScattered>(sums, extremes, offset, run, lane,
+                                                           lengths);
+      } else if (!FoldCounts<kCurrent, false, kScattered, false>(sums, extremes, offset, run, lane,
+                                                                 lengths)) {
+        FoldCounts<kCurrent, true, kScattered, false>(sums, extremes, offset, run, lane, lengths);
       }
       sums += 4 * kTileLanes;
       extremes += 4 * kTileLanes;
