@@ -15,6 +15,8 @@ inline constexpr uint32_t kPmlDetFileTable = 0x01B0000B;
 inline constexpr uint32_t kPmlDetDirTable = 0x01B0000C;
 inline constexpr uint32_t kPmlDetScanOpen = 0x01B0000D;
 inline constexpr uint32_t kPmlDetListStat = 0x01B0000E;
+// A code of the count: it never reaches anybody, the clean-up puts its own in its place.
+inline constexpr uint32_t kPmlDetListOpen = kPmlDetCountOpen;
 inline constexpr uint32_t kPmlDetListClose = 0x01B0000F;
 inline constexpr uint32_t kPmlDetRemove = 0x01B00010;
 // Stored by the clean-up when it frees the file table, then the directory table: they replace the

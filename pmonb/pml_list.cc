@@ -87,7 +87,11 @@ std::string ListedPath(const PmlWork& work, uint32_t number) {
 bool ListDirectory(PmlWork& work, PmlDirEntry& dir, uint32_t number) {
   const std::string path = ListedPath(work, number);
   PmlDirectory directory(path.c_str());
-  if (!directory.is_open()) return true;
+  if (!directory.is_open()) {
+    // What is gone holds no logs. Of what cannot be read nobody knows: its logs may be the oldest,
+    // and in their place newer ones of other directories would go.
+    return errno == ENOENT || PmlFailure(work, kPmlDetListOpen, "opendir", errno);
+  }
   dir.opened = 1;
   while (work.listed < work.param->file_count) {
     const char* name = directory.Next();

@@ -1,4 +1,6 @@
 // Directories that change between the counting and the listing of the pruning.
+#include <cerrno>
+
 #include "tests/pmonb/pml_tree.h"
 
 namespace {
@@ -8,6 +10,7 @@ using pml_test::Name;
 std::string watched;  // directory
 int openings;         // how often it has been opened
 void (*at_second_opening)();
+int failing_with;
 
 class PmlChanges : public pml_test::PmlTree {
  protected:
@@ -59,6 +62,29 @@ TEST_F(PmlChanges, ADirectoryThatVanishesIsPassedOver) {
   EXPECT_FALSE(std::filesystem::exists(Dir(0)));
   EXPECT_TRUE(NamesIn(Dir(1)).empty());
   EXPECT_EQ(Trace().back(), "Delete File Num 1");
+}
+
+// It was passed over like one that has vanished: the oldest logs were taken from what was left, and
+// newer ones went than were meant.
+TEST_F(PmlChanges, ADirectoryThatCannotBeListedAnyMoreStopsTheRun) {
+  for (int day = 11; day <= 20; ++day) PutIn(1, Name(20110100 + day));
+  for (const int mode : {3, 4}) {
+    for (const int error : {EACCES, EMFILE, EIO, ENOMEM, ENOTDIR}) {
+      SCOPED_TRACE(testing::Message() << "mode " << mode << ", errno " << error);
+      failing_with = error;
+      pml_system.open_dir = [](const char* path) -> DIR* {
+        if (path != watched || ++openings != 2) return opendir(path);
+        errno = failing_with;
+        return nullptr;
+      };
+      openings = 0;
+      param_ = Param();
+      param_.delete_count = 4;
+      ExpectFailure(param_, Run(mode), 0x01B00014, "opendir", error);
+      EXPECT_EQ(NamesIn(Dir(0)).size(), 4u);
+      EXPECT_EQ(NamesIn(Dir(1)).size(), 10u);
+    }
+  }
 }
 
 // The first entry of the table stands for "oldest of a directory without files"; nothing may come
