@@ -45,6 +45,9 @@ def failures(undisturbed, program):
             if error == NOTHING and program != 'Qelprfarc':
                 continue
             for more in ('', '+'):
+                # Interrupted for good is nothing that happens: whoever waits goes on waiting.
+                if error == errno.EINTR and more == '+':
+                    continue
                 key = f'{number} {call} {name_of_error(error)}{more}'
                 mute = is_mute(call, path) or (more == '+' and call in ('fputs', 'fwrite', 'write', 'create', 'open'))
                 yield key, {'FAIL': f'{number}:{error}{more}'}, mute

@@ -68,12 +68,16 @@ class UnitLock {
       }
       struct stat held {};
       struct stat named {};
-      if (fstat(fd, &held) == 0 && stat(path_.c_str(), &named) == 0 &&
-          held.st_ino == named.st_ino && held.st_dev == named.st_dev) {
+      const bool looked =
+          fstat(fd, &held) == 0 && (stat(path_.c_str(), &named) == 0 || errno == ENOENT);
+      if (looked && held.st_ino == named.st_ino && held.st_dev == named.st_dev) {
         fd_ = fd;
         return true;
       }
+      if (!looked) FailWithError(path_);
       close(fd);
+      if (!looked) return false;
+      // The one that held it is done and has taken the name away.
     }
   }
 
@@ -288,11 +292,10 @@ UnitEnd RunUnit(const UnitRequest& request, Unit& unit) {
     if (!lock.Take(own)) return UnitEnd::kTrouble;
     // Another start may have done it while this one waited.
     if (!FindUnit(request.place, request.name, unit)) return UnitEnd::kTrouble;
-    if (unit.state == UnitState::kPresent && !request.again) {
-      end = UnitEnd::kWasDone;
-    } else {
-      end = UnitRunner(request, unit).Run();
-    }
+    // Takes away what a start left that could not, also where the unit is done.
+    UnitRunner runner(request, unit);
+    const bool done = unit.state == UnitState::kPresent && !request.again;
+    end = done ? UnitEnd::kWasDone : runner.Run();
   }
   // Stays while other units are at work.
   rmdir(own.c_str());

@@ -176,6 +176,30 @@ TEST_F(PsltoolUnits, FailureKeepsTheOldArchive) {
   EXPECT_EQ(directory.Read("out/20240228a.psa"), before);
 }
 
+// It was tried again for ever.
+TEST_F(PsltoolUnits, LockThatCannotBeLookedAtEndsTheRun) {
+  for (const char* call : {"fstat", "stat"}) {
+    const ProgramResult result = RunProgram(
+        PSLTOOL_PATH, {"unit", "-o", "out", "logs", "20240228a"},
+        {.directory = directory.Path(),
+         .variables = {{"LD_PRELOAD", DISTURB_PATH},
+                       {"DISTURB_FAIL", std::string(call) + ":hour-20240228a.lock:1:99:5"}}});
+    EXPECT_EQ(result.status, 2) << call;
+    EXPECT_THAT(result.err, HasSubstr("hour-20240228a.lock: Input/output error")) << call;
+  }
+  EXPECT_EQ(Unit("20240228a").status, 0);
+  EXPECT_THAT(Made(), ElementsAre("20240228a.psa"));
+}
+
+// A start that could not remove its working directory left it for ever: for the next one the unit
+// was done.
+TEST_F(PsltoolUnits, RemainsOfAUnitThatIsDoneGo) {
+  ASSERT_EQ(Unit("20240228a").status, 0);
+  directory.MakeDirectory("out/.units/hour-20240228a/left");
+  EXPECT_EQ(Unit("20240228a").status, 0);
+  EXPECT_THAT(Made(), ElementsAre("20240228a.psa"));
+}
+
 // The archiver ends with 0 here: it made an archive, only not that of the day.
 TEST_F(PsltoolUnits, ArchiveOfAnotherDayIsNoSuccess) {
   fs::rename(directory.Path("logs/20240301a.psl"), directory.Path("logs/20240303a.psl"));
