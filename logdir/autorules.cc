@@ -176,7 +176,7 @@ void DropArchived(char level, const AutoProbe& probe, AutoSelection* selection) 
 std::vector<std::string> InputsHeldUpBy(char level, const std::string& unreadable) {
   std::vector<std::string> inputs;
   if (BeginsWithDigits(unreadable, kDayDigits)) inputs.push_back(unreadable);
-  if (level == 'D' && IsArchiveName(unreadable)) {
+  if (level == 'D' && IsDatedArchive(unreadable.c_str())) {
     // As a day archive: of a whole month, and its array is named behind six digits.
     inputs.push_back(FirstDayOf(unreadable) + unreadable.substr(kMonthDigits));
   }
