@@ -19,13 +19,17 @@ list(FILTER fuzz_support EXCLUDE REGEX "(_test|_main|write_seeds)\\.cc$")
 list(FILTER fuzz_support EXCLUDE REGEX "/program_run\\.cc$")
 # A fuzzer takes from the library what its target needs, so that it looks at no other code.
 add_library(qelprfarc_fuzz STATIC ${fuzz_support}
-  tests/pmonb/pml_model.cc tests/support/archive_target.cc tests/support/broken_files.cc tests/support/sample_records.cc
+  tests/pmonb/pml_model.cc tests/support/archive_target.cc tests/support/broken_files.cc
+  tests/support/damage.cc tests/support/sample_records.cc
   tests/support/record_builder.cc tests/support/revision_facts.cc
   tests/support/run_state.cc tests/support/tools/psltool_target.cc)
 target_link_libraries(qelprfarc_fuzz PUBLIC psltool_core)
 
 add_executable(write_seeds tests/fuzz/write_seeds.cc)
 target_link_libraries(write_seeds PRIVATE qelprfarc_prefix_test qelprfarc_fuzz)
+# Damaged files by the million, for scripts/torture.
+add_executable(hostile_files tests/fuzz/hostile_main.cc)
+target_link_libraries(hostile_files PRIVATE qelprfarc_prefix_test qelprfarc_fuzz)
 add_custom_target(fuzzers)
 # qelprfarc_fuzzer(<name> <function>)
 function(qelprfarc_fuzzer name function)
@@ -48,3 +52,4 @@ qelprfarc_fuzzer(sharetxt ShareTxt)
 qelprfarc_fuzzer(sums Sums)
 qelprfarc_fuzzer(logs Logs)
 qelprfarc_fuzzer(labels LabelFile)
+qelprfarc_fuzzer(rules Rules)

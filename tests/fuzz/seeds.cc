@@ -91,8 +91,9 @@ std::string Patch(size_t at, const std::string& bytes) {
 std::vector<std::string> FileSeeds() { return Chosen(Files(), std::string("\0\2", 2)); }
 
 std::vector<std::string> ReadSeeds() {
-  return Chosen(Files(),
-                {'\0', '\1', '\2', '\3', '\4', '\5', '\6', '\7', '\10', '\11', '\12', '\13'});
+  std::string choices;
+  for (char choice = 0; choice < 36; ++choice) choices += choice;
+  return Chosen(Files(), choices);
 }
 
 std::vector<std::string> ArchiveSeeds() {
@@ -234,6 +235,19 @@ std::vector<std::string> LabelSeeds() {
       "group wait-time 1 waits\nresource a cab 1.65535 \xC3\xA9t\xC3\xA9\n",
       "resource * ldcp 1.2.3.4 pair\nresource * cheseg 7 one\nresource * cheseg 7.1 two\n",
       "group ld 9 none\n"};
+}
+
+std::vector<std::string> RuleSeeds() {
+  std::vector<std::string> seeds;
+  for (const char* text :
+       {"ld busy max > 80 % for 3 hours", "hp,rp mean > 5 ms on mon-fri between 08:00 and 18:00",
+        "pd key 0.* array osaka* ops p95 > 180",
+        "pd,ld key 1.? group 2 volume max >= 2.5 MiB/s for 90 minutes on mon-wed,sun",
+        "ld mean time <= 1e3 us between 22:00 and 06:30", "cheseg busy median < 10%"}) {
+    for (const char choice : {'\0', '\1'}) seeds.push_back(choice + std::string(text));
+    seeds.push_back("\x81# rules\n\n" + std::string(text) + "\r\n" + text + " for 1 day\n");
+  }
+  return seeds;
 }
 
 }  // namespace fuzz

@@ -43,6 +43,8 @@ std::string Sums(Input input);
 std::string Logs(Input input);
 // Label files.
 std::string LabelFile(Input input);
+// Rules of `limits`: a line, and with a first byte of 128 and more the file.
+std::string Rules(Input input);
 
 // The pieces of an input that stands for several files. Between them is a mark; what comes behind
 // the last piece asked for is left out.

@@ -19,6 +19,7 @@ constexpr NamedTarget kTargets[] = {
     {"sums", Sums, SumsSeeds},
     {"logs", Logs, LogSeeds},
     {"labels", LabelFile, LabelSeeds},
+    {"rules", Rules, RuleSeeds},
 };
 
 }  // namespace

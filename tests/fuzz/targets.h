@@ -30,5 +30,6 @@ std::vector<std::string> ShareTxtSeeds();
 std::vector<std::string> SumsSeeds();
 std::vector<std::string> LogSeeds();
 std::vector<std::string> LabelSeeds();
+std::vector<std::string> RuleSeeds();
 
 }  // namespace fuzz

@@ -83,7 +83,8 @@ class RuleReader {
   }
 
   ReadRule Read() {
-    const bool read = TakeKinds() && TakeChoices() && TakeMeasure() && TakeLimit() && TakeRest();
+    const bool read = TakeKinds() && TakeChoices() && TakeMeasure() && TakeLimit() &&
+                      (std::isfinite(rule_.limit) || Wrong("the limit is too large")) && TakeRest();
     if (read) return {std::move(rule_), ""};
     return {std::nullopt, std::move(why_)};
   }

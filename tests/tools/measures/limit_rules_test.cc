@@ -120,6 +120,7 @@ TEST(LimitRules, BadLinesAreRefused) {
       {"ld busy > -1", "\"-1\" is no number"},
       {"ld busy > nan", "\"nan\" is no number"},
       {"ld busy > 1e999", "\"1e999\" is no number"},
+      {"ld volume > 1e308 GiB/s", "the limit is too large"},
       {"ld busy > 0x10", "\"x10\" is no unit of busy"},
       {"ld busy > 1 MiB/s", "\"MiB/s\" is no unit of busy, which has %"},
       {"ld busy > 1 % % ", "\"%\" is not understood"},

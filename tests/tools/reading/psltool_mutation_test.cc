@@ -6,6 +6,7 @@
 
 #include "tests/model/random_logs.h"
 #include "tests/model/random_source.h"
+#include "tests/support/damage.h"
 #include "tests/support/process.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/revision_param.h"
@@ -19,37 +20,6 @@ using model::Random;
 
 std::span<const uint8_t> BytesOf(const std::string& text) {
   return {reinterpret_cast<const uint8_t*>(text.data()), text.size()};
-}
-
-void Overwrite(Random& random, std::string& bytes) {
-  for (int n = random.Range(1, 4); n > 0; --n) {
-    bytes[random.Below(bytes.size())] =
-        static_cast<char>(random.Percent(50) ? random.Range(0, 4) : random.Byte());
-  }
-}
-
-void CutOut(Random& random, std::string& bytes) {
-  const size_t at = random.Below(bytes.size());
-  bytes.erase(at, 1 + random.Below(200));
-}
-
-void Insert(Random& random, std::string& bytes) {
-  const size_t at = random.Below(bytes.size());
-  bytes.insert(at, bytes.substr(random.Below(bytes.size()), 1 + random.Below(300)));
-}
-
-std::string Damaged(Random& random, std::string bytes) {
-  const int draw = random.Range(0, 9);
-  if (draw < 6) {
-    Overwrite(random, bytes);
-  } else if (draw < 7) {
-    bytes.resize(random.Below(bytes.size()));
-  } else if (draw < 9) {
-    CutOut(random, bytes);
-  } else {
-    Insert(random, bytes);
-  }
-  return bytes;
 }
 
 class PsltoolMutation : public testing::TestWithParam<int> {};
