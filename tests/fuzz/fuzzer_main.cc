@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "tests/fuzz/surroundings.h"
 #include "tests/fuzz/target.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -91,7 +91,20 @@ int Move(const char* source, const char* target, uint32_t* detail) {
   return tree.contains(std::string(target, std::strlen(target) - 1)) ? Remove(source) : 4;
 }
 
-void PutHands() {
+// Puts the hands of the target in the place of the system's, as long as it exists.
+class Hands {
+ public:
+  Hands() { Put(); }
+  ~Hands() { pml_system = before_; }
+  Hands(const Hands&) = delete;
+  Hands& operator=(const Hands&) = delete;
+
+ private:
+  static void Put();
+  PmlSystem before_ = pml_system;
+};
+
+void Hands::Put() {
   pml_system.open_dir = OpenDir;
   pml_system.read_dir = ReadDir;
   pml_system.close_dir = CloseDir;
@@ -186,7 +199,7 @@ PmlModelState Listed(unsigned mode, unsigned one_dir) {
 }  // namespace
 
 std::string Pml(Input input) {
-  PutHands();
+  const Hands hands;
   constexpr unsigned kActing[] = {2, 3, 4, 8, 9};
   Taker taker(input);
   const unsigned mode = kActing[taker.Byte() % std::size(kActing)];

@@ -11,6 +11,7 @@
 //                              "allocations number"
 //   TORTURE_RECORD=path        what changes files and directories, so that it can be replayed
 //   TORTURE_CLOCK=seconds      the time of day stands still there
+//   TORTURE_CLOCK_AT=number:seconds  and there from that call on
 //   TORTURE_PREFIX=directory   stands for the installation prefix, "/opt/Qelsvr"
 // Everything goes straight to the kernel and needs no memory of the program.
 #pragma once
@@ -51,6 +52,8 @@ struct Plan {
   int failure_count;
   long kill_at;
   int signal;
+  long clock_at;
+  long clock;
   long allocation;
   bool allocations_for_good;
   int log;
@@ -122,6 +125,9 @@ __attribute__((constructor)) inline void ReadPlan() {
   ReadFailures();
   if (const char* text = Variable("TORTURE_KILL")) {
     sscanf(text, "%ld:%d", &plan.kill_at, &plan.signal);
+  }
+  if (const char* text = Variable("TORTURE_CLOCK_AT")) {
+    sscanf(text, "%ld:%ld", &plan.clock_at, &plan.clock);
   }
   if (const char* text = Variable("TORTURE_ALLOCATION")) {
     char more = '\0';

@@ -5,10 +5,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <set>
+#include <utility>
 
 #include "areas/finfo.h"
 #include "engine/QelprfarcMain.h"
@@ -26,15 +27,28 @@ namespace {
 
 constexpr size_t kSlot = 64;
 
-// The directory of all runs of the process. Making and removing one takes longer than most runs.
+// The directory of all runs of the process. Making and removing one takes longer than most runs,
+// and so do files: inputs are written over by the next run's of the same name.
 class RunDirectory {
  public:
   RunDirectory() { directory_.MakeDirectory("archive"); }
 
   const std::string& path() const { return path_; }
 
-  // Removes everything and tells the names of what is no input.
-  std::vector<std::string> Empty(const std::vector<std::string>& inputs) const {
+  // Puts inputs into the subdirectory ("": none), in place of those of the run before.
+  void Place(const std::string& subdirectory, const std::vector<std::string>& names,
+             std::span<const std::span<const uint8_t>> inputs) {
+    std::set<std::string> paths;
+    for (const std::string& name : names) paths.insert(path_ + subdirectory + name);
+    for (const std::string& path : inputs_) {
+      if (!paths.contains(path)) ::unlink(path.c_str());
+    }
+    inputs_ = std::move(paths);
+    for (size_t i = 0; i < inputs.size(); ++i) Write(path_ + subdirectory + names[i], inputs[i]);
+  }
+
+  // Removes everything else and tells the names.
+  std::vector<std::string> Empty() const {
     std::vector<std::string> left;
     for (const std::string& directory : {path_, path_ + "archive/"}) {
       DIR* const stream = ::opendir(directory.c_str());
@@ -42,8 +56,9 @@ class RunDirectory {
       while (const dirent* entry = ::readdir(stream)) {
         const std::string name = entry->d_name;
         if (name.starts_with(".") && name.find_first_not_of('.') == std::string::npos) continue;
-        if (::unlink((directory + name).c_str()) != 0) continue;  // "archive"
-        if (std::find(inputs.begin(), inputs.end(), name) == inputs.end()) left.push_back(name);
+        const std::string path = directory + name;
+        if (inputs_.contains(path) || ::unlink(path.c_str()) != 0) continue;  // "archive"
+        left.push_back(name);
       }
       ::closedir(stream);
     }
@@ -51,20 +66,22 @@ class RunDirectory {
   }
 
  private:
+  static void Write(const std::string& path, std::span<const uint8_t> bytes) {
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    size_t done = 0;
+    while (fd >= 0 && done < bytes.size()) {
+      const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+      if (n <= 0) std::abort();
+      done += static_cast<size_t>(n);
+    }
+    if (::ftruncate(fd, static_cast<off_t>(bytes.size())) != 0) std::abort();
+    ::close(fd);
+  }
+
   TempDir directory_;
   const std::string path_ = directory_.Path("");
+  std::set<std::string> inputs_;
 };
-
-void WriteFile(const std::string& path, std::span<const uint8_t> bytes) {
-  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  size_t done = 0;
-  while (fd >= 0 && done < bytes.size()) {
-    const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-    if (n <= 0) std::abort();
-    done += static_cast<size_t>(n);
-  }
-  ::close(fd);
-}
 
 std::vector<std::string> InputNames(size_t count, char level) {
   std::vector<std::string> names;
@@ -106,13 +123,11 @@ void ResetRun() {
 
 ArchiveTargetResult ArchiveBytes(std::span<const std::span<const uint8_t>> inputs,
                                  const ArchiveTargetOptions& options, const ArchiveLook& look) {
-  static const RunDirectory directory;
+  static RunDirectory directory;
   const std::string& base = directory.path();
   const std::vector<std::string> names = InputNames(inputs.size(), options.level);
   const bool in_archive = options.automatic && options.level == 'D';
-  for (size_t i = 0; i < inputs.size(); ++i) {
-    WriteFile(base + (in_archive ? "archive/" : "") + names[i], inputs[i]);
-  }
+  directory.Place(in_archive ? "archive/" : "", names, inputs);
 
   ResetRun();
   arcdelinfo.ext_flg = 1;
@@ -132,6 +147,6 @@ ArchiveTargetResult ArchiveBytes(std::span<const std::span<const uint8_t>> input
   ResetRun();
   sgmtr_dmpfile[0] = '\0';
   if (look != nullptr) look(base, names, result);
-  result.left = directory.Empty(names);
+  result.left = directory.Empty();
   return result;
 }

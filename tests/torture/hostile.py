@@ -1,9 +1,10 @@
 """Damaged files through the programs themselves, under limits: ten times the time of a sound file, and
-64 MB of memory more."""
+64 MB of memory more. And by the million through the same code in one process, under the sanitizers."""
 import os
 import random
 import resource
 import subprocess
+import tempfile
 
 import scenarios
 
@@ -85,3 +86,53 @@ def runs(machine, count, seed):
         if got.memory > clean[what].memory + MEMORY:
             wrong.append(f'{got.memory} KB, a sound file {clean[what].memory} KB')
         yield f'{seed}.{number} {program} {arguments[0]} {name}', wrong
+
+
+class InProcess:
+    """The program that does it (scripts/fuzz builds it), and how far it has come. What ends it is a
+    violation; it goes on behind that file."""
+
+    def __init__(self, build, state, seed):
+        self.program = os.path.join(build, 'fuzz', 'bin', 'hostile_files')
+        self.seed = seed
+        self.kept = None
+        if state != 'none':
+            os.makedirs(state, exist_ok=True)
+            self.kept = os.path.join(state, f'sanitized {seed}')
+
+    def done(self):
+        """How many files went through so far, and what was found."""
+        if self.kept is None or not os.path.exists(self.kept):
+            return 0, []
+        with open(self.kept) as file:
+            number, *found = file.read().splitlines()
+        return int(number), found
+
+    def run(self, count):
+        done, found = self.done()
+        memory = '/dev/shm' if os.access('/dev/shm', os.W_OK) else None
+        with tempfile.TemporaryDirectory(prefix='qelhostile.', dir=memory) as scratch:
+            progress = os.path.join(scratch, 'progress')
+            while done < count:
+                # Small steps: whoever ends this loses little.
+                end = min(count, done + 10000)
+                process = subprocess.run(
+                    [self.program, str(self.seed), str(done), str(end), progress], text=True,
+                    stdout=subprocess.PIPE, stderr=subprocess.PIPE, errors='replace',
+                    env={**os.environ, 'TMPDIR': scratch, 'TZ': 'UTC', 'ASAN_OPTIONS': 'malloc_context_size=5'})
+                new = process.stdout.splitlines()
+                with open(progress, 'rb') as file:
+                    reached = int.from_bytes(file.read(8), 'little')
+                if reached == end:
+                    done = end
+                else:
+                    lines = [line for line in process.stderr.splitlines() if 'ERROR' in line or 'runtime error' in line]
+                    new.append(f'{reached} ended the process with {process.returncode}: {" ".join(lines[:1])}')
+                    done = reached + 1
+                for each in new:
+                    print(f'  VIOLATION {self.seed}.{each}', flush=True)
+                found += new
+                if self.kept is not None:
+                    with open(self.kept, 'w') as file:
+                        file.write('\n'.join([str(done), *found]) + '\n')
+        return done, found

@@ -23,7 +23,7 @@ class Segment:
     def __init__(self, data):
         libc = ctypes.CDLL(None, use_errno=True)
         libc.shmat.restype = ctypes.c_void_p
-        self.number = libc.shmget(0, len(data), 0o1600)
+        self.number = libc.shmget(0, len(data), 0o1666)
         if self.number == -1:
             raise OSError(ctypes.get_errno(), 'shmget')
         address = libc.shmat(self.number, None, 0)
@@ -33,6 +33,8 @@ class Segment:
 
 
 class Machine:
+    user = None  # as whom programs run; None: as whoever runs this
+
     def __init__(self, build):
         self.build = os.path.abspath(build)
         self.shim = os.path.join(self.build, 'libqelprfarc_torture.so')
@@ -64,10 +66,18 @@ class Machine:
             environment['TORTURE_CLOCK'] = str(clock)
         environment.update(variables or {})
         environment.update({'TORTURE_' + key: str(value) for key, value in (plan or {}).items()})
+
+        def prepare():
+            for limit in limits or ():
+                resource.setrlimit(*limit)
+            if self.user is not None:
+                os.setgroups([])
+                os.setgid(self.user)
+                os.setuid(self.user)
         return subprocess.Popen(
             [self.programs[program], *arguments], cwd=self.tree, env=environment, close_fds=False,
             stdin=subprocess.DEVNULL, stdout=outputs, stderr=outputs,
-            preexec_fn=(lambda: [resource.setrlimit(*limit) for limit in limits]) if limits else None)
+            preexec_fn=prepare if limits or self.user is not None else None)
 
     @staticmethod
     def finish(process, timeout=30):

@@ -7,6 +7,7 @@ import time
 import oracle
 
 STOP = signal.SIGSTOP
+CONTINUE = signal.SIGCONT
 
 
 def _path(machine, name):
@@ -66,7 +67,7 @@ CASES = {
 }
 
 
-def _wait_for_stop(process):
+def wait_for_stop(process):
     """True when the program stands still, False when it has ended."""
     while True:
         pid, status = os.waitpid(process.pid, os.WUNTRACED | os.WNOHANG)
@@ -84,18 +85,18 @@ def one_race(machine, scenario, judge, case, number):
     machine.place(scenario.tree)
     process = machine.start(scenario.program, scenario.arguments, {'KILL': f'{number}:{int(STOP)}'},
                             scenario.clock, scenario.variables)
-    if _wait_for_stop(process):
+    if wait_for_stop(process):
         act(machine, scenario)
-        process.send_signal(signal.SIGCONT)
+        process.send_signal(CONTINUE)
     result = machine.finish(process)
     tree = machine.take()
     wrong = [] if result.status in (0, 1) else [f'status {result.status}: {result.err[-200:]}']
-    wrong += _judge(judge, tree, touched)
+    wrong += judge_tree(judge, tree, touched)
     result = oracle.run(machine, scenario)
     tree = machine.take()
     if result.status not in (0, 1):
         wrong.append(f'the next run ends with {result.status}')
-    wrong += _judge(judge, tree, touched)
+    wrong += judge_tree(judge, tree, touched)
     for archive in scenario.made_of:
         if archive not in touched and tree.get(archive) != judge.ref.tree[archive]:
             wrong.append(f'{archive} is not made')
@@ -103,7 +104,7 @@ def one_race(machine, scenario, judge, case, number):
     return wrong
 
 
-def _judge(judge, tree, touched):
+def judge_tree(judge, tree, touched, others_expire=False):
     """Inputs that nobody touched are there, or archived; archives are whole."""
     wrong = []
     for path, content in judge.ref.before.items():
@@ -113,7 +114,7 @@ def _judge(judge, tree, touched):
             if tree[path] != content:
                 wrong.append(f'changed: {path}')
             continue
-        if path in judge.ref.tree:
+        if path in judge.ref.tree and not others_expire:
             wrong.append(f'gone: {path}')
         wrong += [f'{path} is gone, but {archive} is not there'
                   for archive, inputs in judge.scenario.made_of.items()
