@@ -1,9 +1,9 @@
-# Puts what shows a report page into the program: the files of tools/page/web/ and the chart library
-# (dygraphs, Debian's libjs-dygraphs) become three texts of page_assets.h. Run as a script
+# Puts what shows pages into the program: the files of tools/page/web/ and the chart library
+# (dygraphs, Debian's libjs-dygraphs) become the texts of page_assets.h. Run as a script
 # (-DOUT=... -DWEB=... -DLIBRARY=...) it writes them; included, it says how they are built.
 if(CMAKE_SCRIPT_MODE_FILE)
   # In this order: each file uses what those before it define.
-  set(scripts bytes times data sums state words charts tables heat front tops detail keys main)
+  set(scripts bytes times data sums state words charts tables heat front arrays tops detail keys main)
   file(READ "${LIBRARY}/dygraph.min.js" script)
   string(REGEX REPLACE "//# sourceMappingURL=[^\n]*" "" script "${script}")
   string(APPEND script "\n(() => {\n\"use strict\";\n")
@@ -14,13 +14,19 @@ if(CMAKE_SCRIPT_MODE_FILE)
   string(APPEND script "})();\n")
   file(READ "${LIBRARY}/dygraph.min.css" style)
   string(REGEX REPLACE "/\\*# sourceMappingURL=[^\n]*" "" style "${style}")
+  file(READ "${WEB}/look.css" look)
+  file(READ "${WEB}/dark.css" dark)
+  string(REPLACE "{{dark}}" "${dark}" look "${look}")
   file(READ "${WEB}/page.css" part)
-  string(APPEND style "\n${part}")
+  string(APPEND style "\n${look}${part}")
+  file(READ "${WEB}/compare.css" part)
+  set(compare_style "${look}${part}")
   file(READ "${WEB}/page.html" template)
 
   set(source "// Made by cmake/PageAssets.cmake.\n#include \"tools/page/page_assets.h\"\n\n")
   string(APPEND source "namespace psltool {\n\n")
-  foreach(pair IN ITEMS "kPageTemplate:template" "kPageStyle:style" "kPageScript:script")
+  foreach(pair IN ITEMS "kPageTemplate:template" "kPageStyle:style" "kPageScript:script"
+      "kCompareStyle:compare_style")
     string(REPLACE ":" ";" pair "${pair}")
     list(GET pair 0 constant)
     list(GET pair 1 variable)

@@ -156,7 +156,7 @@ endif()
 # asked the same by the suites of psltool.
 if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANITIZE)
   foreach(name charts_are_dumps top_of_a_span many_intervals mix_of_levels told_in_steps
-      gaps_and_broken_files hands hostile_names old_browsers days_of_23_and_25_hours)
+      gaps_and_broken_files several_arrays compare_page hands hostile_names old_browsers days_of_23_and_25_hours)
     add_test(NAME ReportPage.${name}
       COMMAND "${Python3_EXECUTABLE}" -B
         "${CMAKE_CURRENT_SOURCE_DIR}/tests/tools/page/report_page.py"

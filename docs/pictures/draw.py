@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
-"""Draws the pictures of the documentation: archives.svg from numbers of real files, retention.svg.
+"""Makes all pictures of the documentation: archives.svg from numbers of real files, retention.svg, and
+(pages.py) what psltool's pages and charts look like, with a browser.
 
 Usage: docs/pictures/draw.py --programs DIRECTORY [--check]
   --programs  where psltool and Qelprfarc are: build/bin
-  --check     draws nothing; fails when the pictures are not those that would be drawn
+  --check     makes nothing; fails when the drawings are not those that would be made. Pictures of pages
+              depend on the browser and its letters: people look at them
 """
 import argparse
 import csv
@@ -14,6 +16,8 @@ import sys
 import tempfile
 from html import escape
 from pathlib import Path
+
+import pages
 
 HERE = Path(__file__).resolve().parent
 INK, SOFT, LINE = "#1f2933", "#52606d", "#cbd2d9"
@@ -188,6 +192,8 @@ def main():
             path.write_text(drawn, encoding="utf-8")
         elif path.read_text(encoding="utf-8") != drawn:
             stale.append(name)
+    if not options.check:
+        pages.take(options.programs)
     for name in stale:
         print(f"docs/pictures/{name} is not what docs/pictures/draw.py draws")
     return 1 if stale else 0

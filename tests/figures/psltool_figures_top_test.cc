@@ -55,6 +55,8 @@ Values ExpectedValues(const std::vector<figures::ChosenRecord>& records, const T
                    {"max", OrNull(total.all.Measure("max"))},
                    {"kvolume_per_s", OrNull(total.all.Measure("volume"))},
                    {"busy_pct", OrNull(total.all.Measure("busy"))},
+                   {"median", OrNull(figures::PercentileOf(total, question, 50))},
+                   {"p95", OrNull(figures::PercentileOf(total, question, 95))},
                    {"peak", OrNull(total.peak.value)}};
   if (total.peak.value) values["peak stamp"] = total.peak.stamp;
   const auto cells = figures::CellsOf(records, total, question, 40);
@@ -64,7 +66,8 @@ Values ExpectedValues(const std::vector<figures::ChosenRecord>& records, const T
 
 Values PrintedValues(const Json& object) {
   Values values;
-  for (const char* name : {"ops", "ops_per_s", "first_mean", "max", "kvolume_per_s", "busy_pct"}) {
+  for (const char* name :
+       {"ops", "ops_per_s", "first_mean", "max", "kvolume_per_s", "busy_pct", "median", "p95"}) {
     values[name] = object.at(name);
   }
   if (!object.at("peak").is_null()) {

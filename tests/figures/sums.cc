@@ -21,6 +21,7 @@ std::optional<Sums> SumsOfEntry(const Entry& entry, const Question& question) {
   Sums sums;
   sums.milliseconds = entry.length;
   if (group != nullptr) {
+    sums.counts = true;
     sums.operations = group->count();
     sums.first = sums.operations * group->words.q1;
     sums.has_volume = group->volume;
@@ -65,6 +66,7 @@ void Sums::Add(const Sums& other) {
   busy += other.busy;
   busy_milliseconds += other.busy_milliseconds;
   has_volume = has_volume || other.has_volume;
+  counts = counts || other.counts;
   if (other.maximum) maximum = std::max(maximum.value_or(0), *other.maximum);
 }
 
@@ -82,6 +84,30 @@ std::optional<double> Sums::Measure(const std::string& by) const {
   return operations / seconds;
 }
 
+double Sums::Weight(const std::string& by) const {
+  if (by == "mean") return operations;
+  return by == "busy" ? busy_milliseconds : milliseconds;
+}
+
+std::optional<double> PercentileOf(const Total& total, const Question& question, double percent) {
+  std::vector<std::pair<double, double>> values;
+  double all = 0;
+  for (const Sums& each : total.records) {
+    const std::optional<double> value = each.Measure(question.by);
+    const double weight = each.Weight(question.by);
+    if (!value || weight <= 0 || (question.by != "busy" && !each.counts)) continue;
+    values.emplace_back(*value, weight);
+    all += weight;
+  }
+  std::sort(values.begin(), values.end());
+  double passed = 0;
+  for (const auto& [value, weight] : values) {
+    passed += weight;
+    if (passed * 100 >= percent * all) return value;
+  }
+  return std::nullopt;
+}
+
 std::map<std::pair<std::string, std::string>, Total> SumsOf(
     const std::vector<ChosenRecord>& records, const Question& question) {
   std::map<std::pair<std::string, std::string>, Total> totals;
@@ -93,6 +119,7 @@ std::map<std::pair<std::string, std::string>, Total> SumsOf(
       if (!sums) continue;
       total.all.Add(*sums);
       total.stamps[chosen.stamp].Add(*sums);
+      total.records.push_back(*sums);
       TakePeak(total.peak, PeakOfEntry(entry, question), chosen.stamp);
     }
   }
@@ -119,6 +146,7 @@ std::map<std::string, Total> TotalsOf(const std::vector<ChosenRecord>& records,
     Total& total = totals[chosen.array];
     total.all.Add(of_record);
     total.stamps[chosen.stamp].Add(of_record);
+    total.records.push_back(of_record);
     TakePeak(total.peak, of_record.Measure(question.by), chosen.stamp);
   }
   return totals;

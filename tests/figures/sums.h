@@ -32,11 +32,14 @@ struct Sums {
   double busy = 0;    // percent by milliseconds
   double busy_milliseconds = 0;
   bool has_volume = false;
+  bool counts = false;  // entries have the counter group
   std::optional<double> maximum;
 
   void Add(const Sums& other);
   /// "ops" in operations per second; nothing where it cannot be told.
   std::optional<double> Measure(const std::string& by) const;
+  /// What the measure counts for among those of other records.
+  double Weight(const std::string& by) const;
 };
 
 struct Peak {
@@ -48,6 +51,7 @@ struct Total {
   Sums all;
   Peak peak;
   std::map<uint32_t, Sums> stamps;  // by the stamps of records
+  std::vector<Sums> records;        // one by one
 };
 
 /// A record with what it counts for.
@@ -64,6 +68,10 @@ std::map<std::pair<std::string, std::string>, Total> SumsOf(
 /// All resources of each array together: of a record the time counts once.
 std::map<std::string, Total> TotalsOf(const std::vector<ChosenRecord>& records,
                                       const Question& question);
+
+/// The value that records of so many percent of the weight do not pass, each of them one value;
+/// nothing of kinds that do not count what was asked for.
+std::optional<double> PercentileOf(const Total& total, const Question& question, double percent);
 
 /// The measure over time: a cell for each stamp while there are at most `width`, else as many equal
 /// parts of the span.

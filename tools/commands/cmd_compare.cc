@@ -9,10 +9,10 @@
 #include "tools/commands/commands.h"
 #include "tools/commands/dump_options.h"
 #include "tools/commands/files_option.h"
-#include "tools/measures/compare_page.h"
 #include "tools/measures/compare_report.h"
 #include "tools/output/record_file.h"
 #include "tools/output/report.h"
+#include "tools/page/compare_page.h"
 #include "tools/reading/kind_names.h"
 
 namespace psltool {

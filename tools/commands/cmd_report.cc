@@ -23,6 +23,8 @@ namespace {
 
 constexpr double kMegabyte = 1e6;
 constexpr size_t kUsualSize = 9;  // megabytes
+// Where an array has so many resources of a kind that few of them would have room.
+constexpr size_t kSizeOfMany = 48;
 constexpr double kSmallest = 1;
 constexpr double kLargest = 400;
 
@@ -30,7 +32,7 @@ struct Options {
   std::vector<std::string> files;
   std::string out = "report.html";
   std::string labels;
-  size_t size = kUsualSize;
+  size_t size = 0;  // megabytes; 0: as many as are usual
   ChoiceOptions choice;
 };
 
@@ -59,13 +61,29 @@ DumpCount CountOf(const PageData& page) {
   return count;
 }
 
-// Data takes what the page may have; a third of it ranks resources over parts of the span. Of the
-// numbers of resources in full more is kept than has room when it is packed.
+double BytesOf(const Options& options, const PageData& page) {
+  size_t size = options.size;
+  if (size == 0) {
+    const auto many = [](const auto& kind) {
+      return kind.second.resources.size() > kManyResources;
+    };
+    const bool any = std::any_of(page.arrays.begin(), page.arrays.end(), [&](const auto& array) {
+      return std::any_of(array.second.kinds.begin(), array.second.kinds.end(), many);
+    });
+    size = any ? kSizeOfMany : kUsualSize;
+  }
+  return static_cast<double>(size) * kMegabyte;
+}
+
+// Data takes what the page may have; a third of it ranks resources over parts of the span, but not
+// so much that a browser would be busy with it for long. Of the numbers of resources in full more
+// is kept than has room when it is packed.
 PageLimits LimitsOf(double bytes) {
   constexpr double kRankShare = 0.33;
+  constexpr double kMostOfRanks = 6e6;
   constexpr double kMemoryOfDetail = 40;
   constexpr double kMostMemory = 1.5e9;
-  return {static_cast<size_t>(bytes * kRankShare),
+  return {static_cast<size_t>(std::min(bytes * kRankShare, kMostOfRanks)),
           static_cast<size_t>(std::min(bytes * kMemoryOfDetail, kMostMemory))};
 }
 
@@ -92,7 +110,7 @@ int Report(Options& options) {
     static_cast<void>(Fail("report", "the files hold nothing to show; no page is made"));
     return std::max(status, kExitFailed);
   }
-  const double bytes = static_cast<double>(options.size) * kMegabyte;
+  const double bytes = BytesOf(options, page);
   ChooseContent(LimitsOf(bytes), what.zone, page);
   GatherDetail(what, progress, page);
   const PagePieces pieces = PackPage({what.zone, static_cast<size_t>(bytes), &labels}, page);
@@ -108,7 +126,8 @@ void AddReportCommand(Command& command, int& status) {
       ->Must(kNotEmpty);
   command
       .AddOption("--size", options->size,
-                 "Megabytes that the data may take (default 9): more tells more resources in full")
+                 "Megabytes that the data may take (default 9, with more than 8,192 resources of a "
+                 "kind 48): more tells more resources in full")
       ->Must(Between(kSmallest, kLargest));
   AddChoiceOptions(command, options->choice);
   AddLabelsOption(command, options->labels);

@@ -61,13 +61,23 @@ std::vector<std::string> MeasureWords() {
   return words;
 }
 
-// Of the measure of --by, over the intervals of a resource.
+// Of the measure of --by, over the intervals of a resource, or over the records of an array.
 struct Middle {
   std::optional<double> median;
   std::optional<double> high;
 };
 // By array and key.
 using Middles = std::map<std::pair<std::string, std::string>, Middle>;
+
+Middle MiddleOf(Distribution& values) {
+  return {values.Percentile(kMedian), values.Percentile(kHigh)};
+}
+
+Middle MiddleOf(const TopTotal& total) {
+  Distribution values;
+  for (const auto& [value, weight] : total.values) values.Add(value, weight);
+  return MiddleOf(values);
+}
 
 using Cells = std::vector<std::optional<double>>;
 
@@ -192,8 +202,7 @@ Middles MiddlesOf(const TopRequest& what, const Options& options,
   }));
   for (auto& [at, values] : sink.values()) {
     const SeriesResource& resource = reader.resources()[at];
-    middles[{resource.array, resource.key}] = {values.Percentile(kMedian),
-                                               values.Percentile(kHigh)};
+    middles[{resource.array, resource.key}] = MiddleOf(values);
   }
   return middles;
 }
@@ -213,14 +222,8 @@ void PrintTable(TextOut& out, const TopCollector& collector, const Options& opti
                      each->peak, each->cells, middles.at({each->array, each->key})});
   }
   for (const auto& [array, total] : collector.totals()) {
-    lines.push_back({"",
-                     array,
-                     fmt::format("all {}", total.resources),
-                     "",
-                     total.all,
-                     total.peak,
-                     total.cells,
-                     {}});
+    lines.push_back({"", array, fmt::format("all {}", total.resources), "", total.all, total.peak,
+                     total.cells, MiddleOf(total)});
   }
   Table(out, options).Put(lines);
 }
@@ -229,7 +232,7 @@ Json OrNull(std::optional<double> value) { return value ? Json(*value) : Json();
 
 // What resources and sums have in common.
 template <class Sums>
-void AddMeasures(const Sums& from, const Options& options, Json& json) {
+void AddMeasures(const Sums& from, const Middle& middle, const Options& options, Json& json) {
   const Zone zone = options.choice.zone();
   const TopSums& all = from.all;
   json["ops"] = all.operations;
@@ -238,6 +241,8 @@ void AddMeasures(const Sums& from, const Options& options, Json& json) {
   json["max"] = OrNull(all.Maximum());
   json["kvolume_per_s"] = OrNull(all.Volume());
   json["busy_pct"] = OrNull(all.Busy());
+  json["median"] = OrNull(middle.median);
+  json["p95"] = OrNull(middle.high);
   json["peak"] = Json();
   if (from.peak.known()) {
     const RecordPeriod& at = from.peak.period;
@@ -269,16 +274,13 @@ Json JsonOf(const TopCollector& collector, const Options& options, const Middles
     if (!names.empty()) {
       each["name"] = names.OfResource(resource->array, options.kind, resource->key);
     }
-    AddMeasures(*resource, options, each);
-    const Middle& middle = middles.at({resource->array, resource->key});
-    each["median"] = OrNull(middle.median);
-    each["p95"] = OrNull(middle.high);
+    AddMeasures(*resource, middles.at({resource->array, resource->key}), options, each);
     json["resources"].Append(std::move(each));
   }
   json["totals"] = Json::Array();
   for (const auto& [array, total] : collector.totals()) {
     Json each = {{"array", array}, {"resources", total.resources}};
-    AddMeasures(total, options, each);
+    AddMeasures(total, MiddleOf(total), options, each);
     json["totals"].Append(std::move(each));
   }
   return json;

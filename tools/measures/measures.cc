@@ -53,6 +53,15 @@ const std::vector<Measure> kMeasures = {
     {"value", "value", "value", "", false, kTime, kMean, 0,
      "Value of a cabinet, as stored; over several intervals the mean of the time."},
 };
+
+const std::vector<Statistic> kStatistics = {
+    {"mean", "Weighted: rates, ratios and values by the length of the intervals, averages of an operation by its operations. So it is what one record of the whole span would hold.", true},
+    {"peak, maximum, minimum", "The largest and the smallest single interval, where files carry extremes; else the largest and smallest value of a record. That is what archives keep and means lose.", true},
+    {"median, 95th percentile", "The smallest value such that intervals of at least 50 % (95 %) of the weight have no larger one, with the same weights as the mean. Intervals are the records of logs, and the hours and days of archives.", true},
+    {"band", "Around the line of one resource: from its smallest to its largest single interval. Around a sum of resources: the smallest and largest intervals of all of them added up; the sum itself was never outside."},
+    {"weight", "Of a change between two spans: the part of the whole of the kind and counter group that moved, in percent.", true, false},
+    {"≈", "From steps of time and rounded to a part of the resource's largest value: a page that has no room for every number of the resource tells it so."},
+};
 // clang-format on
 
 struct KindMeaning {
@@ -135,6 +144,8 @@ std::string_view Measure::most_column() const {
 std::string_view Measure::least_column() const { return ColumnOf(metric, "min"); }
 
 const std::vector<Measure>& Measures() { return kMeasures; }
+
+const std::vector<Statistic>& Statistics() { return kStatistics; }
 
 const Measure* MeasureOf(std::string_view name) {
   const auto found = std::find_if(kMeasures.begin(), kMeasures.end(), [&](const Measure& each) {

@@ -1,7 +1,7 @@
 // What people look at of resources: one table of measures, each with its name, unit, the columns of
 // a dump from which it is taken, how intervals and resources go together, and one line that says
-// what it means; and a line for each kind of resources. Commands, charts and pages ask here;
-// docs/measures.md is held to it by a test.
+// what it means; and a line for each kind of resources and each statistic. Commands, charts and
+// pages ask here; docs/measures.md is held to it by a test.
 #pragma once
 
 #include <cstdint>
@@ -77,6 +77,15 @@ unsigned GroupsOfKind(Kind kind);
 bool HasMeasure(Kind kind, const Measure& measure);
 // The measures of a kind, in the order of the table; each of all its groups.
 std::vector<MeasureAt> MeasuresOfKind(Kind kind);
+
+// What several intervals amount to: the words for it, and one line that says what they mean.
+struct Statistic {
+  std::string_view name;
+  std::string_view meaning;
+  bool in_comparisons = false;  // comparisons use the word
+  bool in_reports = true;
+};
+const std::vector<Statistic>& Statistics();
 
 // "ld" of the command line as people call it, "logical disks", and what it is in a line.
 std::string TitleOf(Kind kind);

@@ -1,4 +1,5 @@
 // The first pass: see gather.h.
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
@@ -59,7 +60,10 @@ class SumsWriter : public PageWriter {
       resource.operations[group] += operations;
       kind.operations[group][interval_] += operations;
     }
-    kind.counted[interval_] += any ? 1 : 0;
+    if (!any) return;
+    kind.counted[interval_] += 1;
+    double& longest = kind.milliseconds[interval_];
+    longest = std::max(longest, At(milliseconds_));
   }
 
   void TakeTotal(Together together, MeasureTotals& totals, const Numbers& numbers) const {
@@ -94,6 +98,7 @@ class SumsWriter : public PageWriter {
   }
 
   std::map<Kind, std::vector<uint16_t>> operations_;
+  uint16_t milliseconds_ = PlaceOf(page_, kIntervalColumn, 0);
 };
 
 }  // namespace

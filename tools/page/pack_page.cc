@@ -24,17 +24,25 @@ const char* WordOf(Together together) {
   return together == Together::kMean ? "mean" : "largest";
 }
 
-Json MeasuresJson() {
+Json MeasuresJson(const Labels& labels) {
   Json all = Json::array();
   for (const Measure& each : Measures()) {
     all.push_back({{"name", each.name},
                    {"title", each.title},
-                   {"unit", each.unit},
+                   {"unit", UnitOf(each, labels)},
                    {"grouped", each.grouped},
                    {"byOps", each.weight == Weight::kOperations},
                    {"together", WordOf(each.together)},
                    {"digits", each.digits},
                    {"meaning", each.meaning}});
+  }
+  return all;
+}
+
+Json StatisticsJson() {
+  Json all = Json::array();
+  for (const Statistic& each : Statistics()) {
+    if (each.in_reports) all.push_back({{"name", each.name}, {"meaning", each.meaning}});
   }
   return all;
 }
@@ -72,7 +80,8 @@ class Packer {
   Packer(const PageSettings& settings, PageData& page) : settings_(settings), page_(page) {}
 
   PagePieces Pack() {
-    Json json = {{"version", 1}, {"measures", MeasuresJson()}};
+    Json json = {{"version", 1}, {"measures", MeasuresJson(*settings_.labels)}};
+    json["statistics"] = StatisticsJson();
     json["columns"] = Json::array();
     for (const PageColumn& each : page_.columns) {
       json["columns"].push_back({{"name", each.name}, {"group", each.group}});
@@ -241,7 +250,8 @@ class Packer {
     return Add(bytes);
   }
 
-  // Over the intervals: value, most and least of each measure, operations, resources that counted.
+  // Over the intervals: value, most and least of each measure, operations, resources that counted,
+  // and the time that they measured.
   size_t Totals(const PageKind& kind, size_t intervals) {
     PageBytes bytes;
     for (size_t i = 0; i < kind.measures.size(); ++i) {
@@ -258,6 +268,7 @@ class Packer {
     }
     for (const auto& operations : kind.operations) PutColumn(operations, bytes);
     PutColumn(kind.counted, bytes);
+    PutColumn(kind.milliseconds, bytes);
     return Add(bytes);
   }
 

@@ -111,6 +111,7 @@ struct PageKind {
   std::vector<MeasureTotals> totals;            // one for each measure
   std::vector<std::vector<double>> operations;  // of each counter group, over the intervals
   std::vector<double> counted;                  // resources that counted, over the intervals
+  std::vector<double> milliseconds;             // that the longest of their entries measured
   std::vector<uint32_t> told_in_full;           // resources, those that matter most first
   PageGrid fine;
   PageGrid coarse;

@@ -1,29 +1,15 @@
 // The page as text: see the header. Style and script are allowed by their digests and nothing else
 // is allowed at all: the page asks nobody for anything.
-#include <fmt/format.h>
-#include <openssl/evp.h>
-
-#include <array>
-#include <stdexcept>
-
-#include "tools/page/page_assets.h"
 #include "tools/page/page_text.h"
+
+#include <fmt/format.h>
+
+#include "tools/page/content_policy.h"
+#include "tools/page/page_assets.h"
 
 namespace psltool {
 
 namespace {
-
-std::string Digest(std::string_view text) {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest = {};
-  unsigned size = 0;
-  if (EVP_Digest(text.data(), text.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) {
-    throw std::runtime_error("no SHA-256");
-  }
-  std::string base64(4 * ((size + 2) / 3), '\0');
-  EVP_EncodeBlock(reinterpret_cast<unsigned char*>(base64.data()), digest.data(),
-                  static_cast<int>(size));
-  return "'sha256-" + base64 + "'";
-}
 
 // What stands in the place of a mark of the template.
 std::string PieceOf(std::string_view mark, const PagePieces& pieces) {
@@ -31,7 +17,7 @@ std::string PieceOf(std::string_view mark, const PagePieces& pieces) {
     return fmt::format(
         "default-src 'none'; connect-src 'none'; script-src {}; style-src {}; base-uri 'none'; "
         "form-action 'none'",
-        Digest(kPageScript), Digest(kPageStyle));
+        AllowedBy(kPageScript), AllowedBy(kPageStyle));
   }
   if (mark == "style") return std::string(kPageStyle);
   if (mark == "script") return std::string(kPageScript);

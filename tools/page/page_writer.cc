@@ -10,7 +10,6 @@ namespace psltool {
 
 namespace {
 
-constexpr const char* kIntervalColumn = "interval_ms";
 constexpr size_t kMostColumns = ColumnChoice::kNowhere;  // places of numbers are bytes
 
 Kind KindOfEntry(std::string_view word) {
@@ -40,6 +39,7 @@ PageKind MakeKind(Kind kind, PageData& page, size_t intervals) {
   }
   made.operations.assign(made.groups, std::vector<double>(intervals, 0));
   made.counted.assign(intervals, 0);
+  made.milliseconds.assign(intervals, 0);
   return made;
 }
 

@@ -16,6 +16,8 @@
 
 namespace psltool {
 
+inline constexpr const char* kIntervalColumn = "interval_ms";
+
 // The page's number of a measure's column; PageMeasure::kNowhere where it has none.
 uint16_t PlaceOf(PageData& page, std::string_view column, unsigned group);
 

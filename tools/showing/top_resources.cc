@@ -140,8 +140,15 @@ class TopCollector::Writer : public DumpWriter {
     record_.milliseconds = longest_;
     if (collector_.cells() != 0) {
       total_->cells[cell_].Add(record_);
-      const auto measure = record_.Measure(collector_.request_.by);
-      if (measure) total_->peak.Take(*measure, period_);
+      const TopMeasure by = collector_.request_.by;
+      const auto measure = record_.Measure(by);
+      if (measure) {
+        total_->peak.Take(*measure, period_);
+        // Of kinds that count no operations a rate of 0 is nobody's median.
+        if (counts_ || by == TopMeasure::kBusy) {
+          total_->values.emplace_back(*measure, record_.WeightOf(by));
+        }
+      }
     }
     record_ = {};
     longest_ = 0;

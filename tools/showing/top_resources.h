@@ -50,6 +50,8 @@ struct TopSums {
   std::optional<double> Volume() const;  // per second
   // What resources are ordered by; cells of a sparkline show rates for kOps.
   std::optional<double> Measure(TopMeasure measure) const;
+  // What the measure weighs in a mean of several sums.
+  double WeightOf(TopMeasure measure) const;
 };
 
 // The largest value of the measure and the record that holds it: a peak that the file carries, or
@@ -81,6 +83,7 @@ struct TopTotal {
   TopSums all;
   TopPeak peak;
   std::vector<TopSums> cells;
+  std::vector<std::pair<double, double>> values;  // of the measure, of each record, with weights
 };
 
 struct TopRequest {

@@ -44,4 +44,9 @@ std::optional<double> TopSums::Measure(TopMeasure measure) const {
   return Maximum();
 }
 
+double TopSums::WeightOf(TopMeasure measure) const {
+  if (measure == TopMeasure::kMean) return operations;
+  return measure == TopMeasure::kBusy ? busy_milliseconds : milliseconds;
+}
+
 }  // namespace psltool

@@ -50,6 +50,14 @@ TEST(Measures, KindsStandInTheDocsWithTheirMeasures) {
   EXPECT_NE(page.find("|---|---|---|---|---|\n" + rows + "\n"), std::string::npos) << rows;
 }
 
+TEST(Measures, StatisticsStandInTheDocsWordForWord) {
+  std::string rows;
+  for (const Statistic& each : Statistics()) {
+    rows += fmt::format("| {} | {} |\n", each.name, each.meaning);
+  }
+  EXPECT_NE(Page("measures.md").find("|---|---|\n" + rows + "\n"), std::string::npos) << rows;
+}
+
 TEST(Measures, AreMetricsOfAnExport) {
   for (const Measure& each : Measures()) {
     EXPECT_TRUE(IsMetric(each.metric)) << each.name;

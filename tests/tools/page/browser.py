@@ -121,11 +121,11 @@ class Browser:
         self.call("Emulation.setEmulatedMedia",
                   features=[{"name": "prefers-color-scheme", "value": "dark" if dark else "light"}])
 
-    def open(self, path, fragment="", seconds=60):
-        """Opens a file from disk, and waits until the page says that it is ready."""
+    def open(self, path, fragment="", seconds=60, condition="document.body && document.body.dataset.ready"):
+        """Opens a file from disk, and waits until the page says that it is ready, or for something else."""
         self.call("Page.navigate", url="about:blank")
         self.call("Page.navigate", url=f"file://{path}{fragment}")
-        self.wait("document.body && document.body.dataset.ready", seconds)
+        self.wait(condition, seconds)
 
     def run(self, script):
         """The value of an expression of the page; a promise is waited for."""
@@ -153,9 +153,11 @@ class Browser:
     def key(self, name, code=None, modifiers=0):
         """Presses a key where the focus is."""
         text = name if len(name) == 1 else ""
+        # What the browser itself does with a key goes by its number.
+        number = {"ArrowLeft": 37, "ArrowUp": 38, "ArrowRight": 39, "ArrowDown": 40}.get(name, 0)
         for kind in ("keyDown", "keyUp"):
             self.call("Input.dispatchKeyEvent", type=kind, key=name, code=code or name, text=text,
-                      modifiers=modifiers)
+                      modifiers=modifiers, windowsVirtualKeyCode=number)
 
     def mouse(self, kind, x, y, modifiers=0):
         """One event of the mouse: mousePressed, mouseMoved or mouseReleased."""

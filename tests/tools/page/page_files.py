@@ -44,13 +44,13 @@ class Files:
         self.tool("report", *arguments, "-o", page, zone=zone, status=status)
         return page
 
-    def dump(self, kind, key, *files):
-        """Rows of a dump: by stamp, the cells by column."""
+    def dump(self, kind, *files):
+        """Rows of a dump: by key and stamp, the cells by column."""
         rows = {}
         for path in files:
-            text = self.tool("dump", path, "--kind", kind, "--key", key, "--utc", "--format", "csv")
+            text = self.tool("dump", path, "--kind", kind, "--utc", "--format", "csv")
             for row in csv.DictReader(io.StringIO(text)):
-                rows[row["time"].replace(" ", "T").rstrip("Z")] = row
+                rows.setdefault(row["key"], {})[row["time"].replace(" ", "T").rstrip("Z")] = row
         return rows
 
 

@@ -102,7 +102,7 @@ def use_controls(browser, page):
     same(browser.run("document.querySelector('#detail h2').textContent"),
          f"ld {keys[1]} of osaka01", "what a link leads to")
     same(browser.run("document.getElementById('find').value"), "1*", "search of a link")
-    browser.run("document.querySelectorAll('#arrays button')[1].click()")
+    browser.run("document.querySelectorAll('#overview tbody button')[1].click()")
     browser.settle()
     same(state(browser)["array"], "osaka02", "array")
     browser.run("[...document.querySelectorAll('#top thead button')].pop().click()")

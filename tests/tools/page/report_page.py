@@ -1,5 +1,5 @@
-"""Looks at report pages in a real browser: makes files, makes pages of them, and holds what the
-page shows against `psltool dump` and `psltool top`. Exit status 77: there is no browser.
+"""Looks at the pages of `report` and `compare` in a real browser: makes files, makes pages of them, and
+holds what they show against `psltool dump`, `top` and `compare`. Exit status 77: there is no browser.
 
 Usage: report_page.py PSLTOOL ARCHIVER [--pictures DIRECTORY] [TEST...]"""
 import argparse
@@ -7,6 +7,8 @@ import shutil
 import sys
 import traceback
 
+import compare_page_tests
+import page_arrays_tests
 import page_data_tests
 import page_use_tests
 from browser import find_browser
@@ -27,7 +29,7 @@ def main():
         print("skipped: no Chromium (scripts/setup installs it)")
         return SKIPPED
     failed = 0
-    tests = {name[5:]: test for module in (page_data_tests, page_use_tests)
+    tests = {name[5:]: test for module in (page_data_tests, page_arrays_tests, page_use_tests, compare_page_tests)
              for name, test in vars(module).items() if name.startswith("test_")}
     for name in arguments.tests or tests:
         files = Files(arguments.psltool, arguments.archiver)

@@ -74,6 +74,7 @@ const totalsOf = (kind) => once(kind, "totals", async () => {
   }
   for (let group = 0; group < kind.groups; ++group) totals.operations.push(columns.next(count));
   totals.counted = columns.next(count);
+  totals.milliseconds = columns.next(count);
   return totals;
 });
 
@@ -85,8 +86,10 @@ const gridOf = (kind, name) => once(kind, name, async () => {
 });
 
 // Values of each resource over steps, good enough to rank them; null: the page has none.
-async function rankOf(kind, measure) {
-  if (!measure || !measure.rank) return null;
+const rankOf = (kind, measure) => (measure && measure.rank
+  ? once(kind, "rank_" + measure.id, () => readRank(kind, measure)) : Promise.resolve(null));
+
+async function readRank(kind, measure) {
   const grid = await gridOf(kind, measure.rank.grid);
   const columns = new Columns(await piece(measure.rank.piece));
   const steps = grid.begin.length;

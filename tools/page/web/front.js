@@ -1,79 +1,4 @@
-// The front: which arrays, of what time, how complete, and what they did together.
-
-function gapsOf(array) {
-  const gaps = [];
-  for (let i = 1; i < array.count; ++i) {
-    if (array.begin[i] > array.end[i - 1]) gaps.push([array.end[i - 1], array.begin[i]]);
-  }
-  return gaps;
-}
-
-function fillArrays() {
-  at("arrays").replaceChildren(...page.arrays.map((array, i) => arrayCard(array, i)));
-}
-
-function arrayCard(array, number) {
-  const chosen = number === state.array;
-  const broken = array.files.filter((file) => file.trouble);
-  const name = array.name === "-" ? "files whose names tell no array" : array.name;
-  // One of which there is nothing to show is told of, and not looked at.
-  const title = hasContent(array) ? make("button", { type: "button", class: "link", "aria-pressed": String(chosen),
-    onclick: () => change({ array: number, open: "", find: "" }) }, name) : name;
-  const card = make("article", { class: chosen ? "card chosen" : "card" }, make("h3", {}, title));
-  if (!hasContent(array)) {
-    card.append(make("p", {}, "Nothing could be read."));
-  } else {
-    const gaps = gapsOf(array);
-    const lost = gaps.reduce((sum, [from, to]) => sum + to - from, 0);
-    const all = array.end[array.count - 1] - array.begin[0];
-    card.append(
-      make("p", {}, `${timeText(array.begin[0], state.zone)} to ${timeText(array.end[array.count - 1],
-        state.zone)}, ${zoneText(state.zone, array.begin[0])}`),
-      stripOf(array),
-      make("p", {}, `${array.count} intervals of ${array.files.length} files, ` +
-        (gaps.length === 0 ? "no gaps" : `${gaps.length} ${gaps.length === 1 ? "gap" : "gaps"}, ${durationText(lost)} (` +
-          `${(100 * lost / all).toFixed(1)} %) missing`)),
-      detailsOf("Gaps", gaps.slice(0, 200).map(([from, to]) =>
-        `${periodText(from, to, state.zone)} (${durationText(to - from)})`)) || "");
-  }
-  if (broken.length) {
-    card.append(make("p", { class: "trouble" }, `${broken.length} of ${array.files.length} files broken ` +
-      "or unreadable; what stands in front of the place is here"));
-  }
-  card.append(detailsOf("Files", array.files.map((file) => `${file.path}: ` + (file.trouble ||
-    `${file.taken} of ${file.records} records of a ${LEVEL_WORDS["LHD".indexOf(file.level)] || "file"}`))));
-  return card;
-}
-
-function detailsOf(title, lines) {
-  if (lines.length === 0) return null;
-  return make("details", {}, make("summary", {}, `${title} (${lines.length})`),
-    make("ul", {}, ...lines.map((line) => make("li", {}, line))));
-}
-
-// Which part of the span is told by logs, hour and day archives, and which by nothing.
-function stripOf(array) {
-  const canvas = make("canvas", { class: "strip", role: "img", width: 600, height: 14 });
-  const pen = canvas.getContext("2d");
-  const first = array.begin[0];
-  const scale = 600 / Math.max(1, array.end[array.count - 1] - first);
-  pen.fillStyle = colour("--missing");
-  pen.fillRect(0, 0, 600, 14);
-  const counts = [0, 0, 0];
-  for (let i = 0; i < array.count; ++i) {
-    counts[array.level[i]] += 1;
-    pen.fillStyle = colour(`--level-${array.level[i]}`);
-    const x = (array.begin[i] - first) * scale;
-    pen.fillRect(x, 0, (array.end[i] - first) * scale - x + 0.3, 14);
-  }
-  const words = LEVEL_WORDS.slice(0, 3).map((word, i) => counts[i] && `${counts[i]} records of ${word}s`).filter(Boolean);
-  canvas.setAttribute("aria-label", `Time told by ${words.join(", ")}`);
-  const legend = make("ul", { class: "legend" });
-  LEVEL_WORDS.slice(0, 3).forEach((word, i) => counts[i] &&
-    legend.append(make("li", {}, make("span", { class: `key level-${i}` }), `${word}s`)));
-  if (gapsOf(array).length) legend.append(make("li", {}, make("span", { class: "key missing" }), "nothing"));
-  return make("div", {}, canvas, legend);
-}
+// The front: what the resources of an array did together.
 
 // Values of resources added up or brought to a mean: those searched for, as the page ranks them.
 async function sumOfSearched(kind, measure, found) {
@@ -108,6 +33,7 @@ function addUp(series, count, about) {
     if (there.length === 0) continue;
     const end = (each, of) => (each[of] ? each[of][i] : NaN);
     if (about.together === "sum") {
+      all.weight[i] = Math.max(...there.map((each) => each.weight[i]));
       all.value[i] = there.reduce((sum, each) => sum + each.value[i], 0);
       all.most[i] = there.reduce((sum, each) => sum + end(each, "most"), 0);
       all.least[i] = there.reduce((sum, each) => sum + end(each, "least"), 0);
@@ -180,6 +106,11 @@ function stepArray(array, steps) {
     level: new Float64Array(steps.begin.length).fill(3) };
 }
 
+// Measures of the group that stand in front.
+function frontMeasures(kind) {
+  return kind.measures.filter((m) => (m.g === 0 || m.g === state.group) && m.about.name !== "second").slice(0, 6);
+}
+
 // The figures in front: of the span and the resources chosen.
 async function fillFigures(kind, found) {
   const [first, behind] = intervalsIn(kind.array, span());
@@ -189,13 +120,13 @@ async function fillFigures(kind, found) {
   if (operations !== null) {
     figures.push(["operations", shortText(operations), groupText(kind, state.group), exactText(operations)]);
   }
-  for (const measure of kind.measures.filter((m) => m.g === 0 || m.g === state.group).slice(0, 5)) {
+  for (const measure of frontMeasures(kind)) {
     const figure = await figureOf(kind, measure, found);
     if (figure) figures.push(figure);
   }
-  at("figures").replaceChildren(...figures.map(([title, value, note, exact]) =>
-    make("div", { class: "figure", "data-exact": exact }, make("span", { class: "what" }, title),
-      make("strong", {}, value), make("span", { class: "note" }, note))));
+  at("figures").replaceChildren(...figures.map(([title, value, note, exact, quantiles]) =>
+    make("div", { class: "figure", "data-exact": exact, "data-quantiles": quantiles }, make("span", { class: "what" }, title),
+      make("strong", {}, value), ...[note].flat().map((text) => make("span", { class: "note" }, text)))));
 }
 
 // Operations of the group in the span; null: the page cannot tell.
@@ -214,19 +145,27 @@ async function operationsOf(kind, found, first, behind) {
   return all;
 }
 
-async function figureOf(kind, measure, found) {
+// All resources together, or those found, over the span: series, its array, and statistics; null:
+// the page has no numbers of them.
+async function statisticsTogether(kind, measure, found) {
   const series = await togetherOf(kind, measure, found);
   if (!series) return null;
   const array = series.begin ? stepArray(kind.array, series) : kind.array;
   const [first, behind] = intervalsIn(array, span());
-  const own = series.weight && measure.about.byOps ? series.weight : lengthsOf(array);
-  const weight = found ? own : totalWeights(kind, measure, await totalsOf(kind));
-  const s = statisticsOf({ ...series, weight }, first, behind, measure.about);
+  const weight = found ? series.weight || lengthsOf(array) : totalWeights(measure, await totalsOf(kind));
+  return { ...statisticsOf({ ...series, weight }, first, behind, measure.about), series, array };
+}
+
+async function figureOf(kind, measure, found) {
+  const s = await statisticsTogether(kind, measure, found);
+  if (!s) return null;
+  const { series } = s;
   const unit = measure.about.unit;
-  return [measure.about.title, `${series.rough ? "≈ " : ""}${numberText(s.mean)}${unit ? " " + unit : ""}`,
-    measure.about.together === "largest" ? "largest of the span"
-      : `largest of an interval ${numberText(Math.max(...valuesIn(series.value, first, behind)))}`,
-    exactText(s.mean)];
+  const text = (value) => numberText(value, measure.about.digits);
+  const largest = measure.about.together === "largest";
+  return [measure.about.title, `${series.rough ? "≈ " : ""}${text(s.mean)}${unit ? " " + unit : ""}`,
+    [largest ? "largest of the span" : `of an interval ${text(s.lowest)} to ${text(s.largest)}`,
+      `median ${text(s.median)}, 95 % ${text(s.p95)}`], exactText(s.mean), `${exactText(s.median)} ${exactText(s.p95)}`];
 }
 
 const lengthsOf = (array) => array.begin.map((begin, i) => array.end[i] - begin);
@@ -235,7 +174,6 @@ function valuesIn(numbers, first, behind) {
   return [-Infinity, ...Array.from(numbers.subarray(first, behind)).filter((each) => !Number.isNaN(each))];
 }
 
-function totalWeights(kind, measure, totals) {
-  if (measure.about.byOps && measure.g) return totals.operations[measure.g - 1];
-  return lengthsOf(kind.array);
-}
+// Operations for averages, else the time that was measured, which a record's own need not fill.
+const totalWeights = (measure, totals) =>
+  (measure.about.byOps && measure.g ? totals.operations[measure.g - 1] : totals.milliseconds);

@@ -129,9 +129,9 @@ async function start() {
   setShade(savedShade());
   await readPage();
   takeFragment(location.hash);
-  const names = page.arrays.map((array) => array.name).join(", ");
-  document.title = `Performance of ${names}`;
-  at("title").textContent = `Performance of ${names}`;
+  const names = page.arrays.map(nameOfArray);
+  document.title = `Performance of ${names.length > 4 ? `${names.length} arrays` : names.join(", ")}`;
+  at("title").textContent = document.title;
   at("content").hidden = false;
   listeners.push(fillControls, fillArrays, fillTotals, fillTop, fillDetail, fillHeat, fillWords, fillNotes,
     refreshCharts);

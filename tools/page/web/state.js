@@ -2,7 +2,7 @@
 // the same view; every panel is told when it changes.
 
 const DEFAULTS = { array: 0, kind: "", measure: "", group: 1, from: null, to: null, find: "",
-  zone: "array", open: "", heat: "all", peaks: false, by: "mean", rows: 20 };
+  zone: "array", open: "", heat: "all", peaks: false, by: "mean", rows: 20, order: "" };
 const state = { ...DEFAULTS };
 const listeners = [];
 

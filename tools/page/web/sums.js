@@ -47,6 +47,7 @@ function statisticsOf(series, first, behind, about) {
   let sum = 0;
   let weights = 0;
   let largest = NaN;
+  let lowest = NaN;
   let peak = NaN;
   let peakAt = -1;
   let low = NaN;
@@ -59,6 +60,7 @@ function statisticsOf(series, first, behind, about) {
     weights += weight;
     pairs.push([value, weight]);
     if (!(largest >= value)) largest = value;
+    if (!(lowest <= value)) lowest = value;
     const most = series.most && !Number.isNaN(series.most[i]) ? series.most[i] : value;
     if (!(peak >= most)) {
       peak = most;
@@ -69,7 +71,7 @@ function statisticsOf(series, first, behind, about) {
   }
   pairs.sort((a, b) => a[0] - b[0]);
   const mean = about.together === "largest" ? largest : weights > 0 ? sum / weights : NaN;
-  return { mean, peak, peakAt, low, median: quantile(pairs, 0.5), p95: quantile(pairs, 0.95),
+  return { mean, peak, peakAt, low, lowest, largest, median: quantile(pairs, 0.5), p95: quantile(pairs, 0.95),
     count: pairs.length };
 }
 

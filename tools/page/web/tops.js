@@ -42,19 +42,42 @@ async function refine(kind, measure, row) {
     row.curveSpan = [first, behind];
     return;
   }
+  await refineRough(kind, measure, row);
+}
+
+// As well as the page can tell of the others: sums of the whole span, else what ranks them.
+async function refineRough(kind, measure, row) {
+  row.roughOthers = !isWhole(span());
   for (const other of headMeasures(kind)) {
-    if (!isWhole(span())) continue;
-    row.others.set(other.id, (await sumsOf(kind)).value.get(other.id)[row.resource]);
+    if (!row.roughOthers) {
+      row.others.set(other.id, (await sumsOf(kind)).value.get(other.id)[row.resource]);
+      continue;
+    }
+    const rank = other === measure ? null : await rankOf(kind, other);
+    if (rank) row.others.set(other.id, rankedOver(rank, row.resource, stepsIn(rank.grid, span()), other.about).mean);
   }
   const rank = await rankOf(kind, measure);
   if (!rank) return;
   row.curveSpan = stepsIn(rank.grid, span());
   row.curve = Float64Array.from(rank.grid.begin, (_, step) => rank.value(row.resource, step));
+  // Where each step is an interval, half of the time is half of the steps' time, too.
+  if (!rank.grid.native || measure.about.byOps) return;
+  const weight = rank.grid.begin.map((begin, step) => rank.grid.end[step] - begin);
+  const { median, p95 } = statisticsOf({ value: row.curve, weight }, ...row.curveSpan, measure.about);
+  Object.assign(row, { median, p95, roughMiddles: true });
 }
 
 // Measures with a column of their own: those of the group, and of the entry as a whole.
 function headMeasures(kind) {
   return kind.measures.filter((m) => m.g === 0 || m.g === state.group).slice(0, 8);
+}
+
+// Where interval i of a curve stands: beside the one before it, or at its time within that of all.
+function placeInCurve(row, i) {
+  const [first, behind] = row.curveSpan;
+  if (!row.within) return 2 + ((i - first) / Math.max(1, behind - first - 1)) * 236;
+  const { from, to } = row.within;
+  return 2 + ((row.curveTimes.begin[i] - from) / Math.max(1, to - from)) * 236;
 }
 
 function curveOf(row) {
@@ -69,11 +92,12 @@ function curveOf(row) {
   let down = false;
   for (let i = first; i < behind; ++i) {
     const value = row.curve[i];
+    if (row.within && i > first && row.curveTimes.begin[i] > row.curveTimes.end[i - 1]) down = false;
     if (Number.isNaN(value)) {
       down = false;
       continue;
     }
-    const x = 2 + ((i - first) / Math.max(1, behind - first - 1)) * 236;
+    const x = placeInCurve(row, i);
     const y = 41 - (most > 0 ? value / most : 0) * 38;
     if (down) pen.lineTo(x, y);
     else pen.moveTo(x, y);
@@ -112,7 +136,7 @@ function topRow(kind, measure, row, rank) {
     const value = own ? row.mean : row.others.get(other.id);
     const text = numberText(value, other.about.digits);
     return make("td", { class: own ? "own" : null, "data-exact": exactText(value) },
-      own ? roughText(row, text) : text);
+      own ? roughText(row, text) : row.roughOthers && !Number.isNaN(value) && value !== undefined ? `≈ ${text}` : text);
   });
   return make("tr", { class: state.open === key ? "open" : null, "data-key": key },
     make("td", {}, String(rank)),
@@ -121,8 +145,8 @@ function topRow(kind, measure, row, rank) {
     make("td", { class: "curve-cell" }, curveOf(row)),
     ...cells,
     make("td", { "data-exact": exactText(row.peak) }, roughText(row, numberText(row.peak, digits))),
-    make("td", { "data-exact": exactText(row.median) }, numberText(row.median, digits)),
-    make("td", { "data-exact": exactText(row.p95) }, numberText(row.p95, digits)));
+    ...[row.median, row.p95].map((value) => make("td", { "data-exact": exactText(value) },
+      (row.roughMiddles && !Number.isNaN(value) ? "≈ " : "") + numberText(value, digits))));
 }
 
 async function fillTop() {

@@ -1,4 +1,4 @@
-// What kinds and measures are, in the words of the table of measures.
+// What kinds, measures and statistics are, in the words of the table of measures.
 
 function measureTitle(kind, measure) {
   const group = groupText(kind, measure.g);
@@ -23,16 +23,5 @@ function fillWords() {
     make("h3", {}, "Kinds of resources"), list,
     make("h3", {}, `Measures of ${kind.title}`), measures,
     make("h3", {}, "Statistics"),
-    make("dl", {},
-      make("dt", {}, "mean"), make("dd", {}, "Over the intervals chosen: of rates, ratios and volumes " +
-        "by the length of the intervals, of averages by their operations."),
-      make("dt", {}, "peak"), make("dd", {}, "The largest single interval. Archives keep it for every " +
-        "hour and day; where they carry none it is the largest value of a record."),
-      make("dt", {}, "median, 95 %"), make("dd", {}, "The value that is not passed in half, or in 95 " +
-        "percent, of the time (of averages: of the operations), counted by the records that the page has."),
-      make("dt", {}, "band"), make("dd", {}, "Around the line of one resource: from its smallest to its " +
-        "largest single interval. Around a sum of resources: the smallest and largest intervals of all of " +
-        "them added up; the sum itself was never outside."),
-      make("dt", {}, "≈"), make("dd", {}, "From steps of time and rounded to a part of the resource's " +
-        "largest value: the page tells this resource not in full.")));
+    make("dl", {}, ...page.statistics.flatMap((each) => [make("dt", {}, each.name), make("dd", {}, each.meaning)])));
 }

@@ -1,4 +1,5 @@
-// A comparison as a page to open from disk: one file without scripts, which asks for nothing else.
+// A comparison as a page to open from disk, of the same design as report pages: one file without
+// scripts, which asks for nothing else.
 #pragma once
 
 #include "tools/measures/compare_report.h"
