@@ -30,12 +30,30 @@ def test_charts_are_dumps(files, arguments):
             for key in keys:
                 click(browser, f"#top tr[data-key='{key}'] th button")
                 count += compare_charts(browser, kind, key, rows[key])
+            if kind == "ld":
+                count += compare_map(browser, rows[keys[-1]])
             info[kind] = len(keys)
         holds(len([each for each in info.values() if each]) >= 12, f"kinds with charts: {info}")
         holds(count > 100000, f"only {count} values were compared")
         quiet(browser, page)
         print(f"  {count} values of {len(info)} kinds agree with dump")
     del logs, arguments
+
+
+def compare_map(browser, rows):
+    """Holds the map of the open disk against the hours of its dump; how many values."""
+    click(browser, "#detail .tools button:nth-of-type(2)")
+    holds("ld " in browser.run("document.getElementById('heat-title').textContent"), "map of the open one")
+    cells = list(csv.reader(io.StringIO(browser.run("document.getElementById('heat-map').csv()"))))[1:]
+    dumped = [row for _, row in sorted(rows.items()) if row["g1_ops_per_s"]]
+    same(len(cells), len(dumped), "cells")
+    for (begin, _, mean, peak), row in zip(cells, dumped):
+        same(begin[:13], row["begin"][:13], "hour of a cell")
+        holds(abs(float(mean) - float(row["g1_ops_per_s"])) <= 1e-12 * float(mean), f"{begin}: {mean}, {row}")
+        same(float(peak), float(row["g1_ops_per_s_max"]), f"peak at {begin}")
+    click(browser, "#heat-map .tools button")
+    same(browser.run("document.querySelectorAll('#heat-map tbody tr').length"), min(len(cells), 1000), "rows")
+    return 2 * len(cells)
 
 
 def test_top_of_a_span(files, arguments):

@@ -2,6 +2,7 @@
 
 let heatCells = [];
 let heatAt = null;
+let heatOpen = false;  // the table of its numbers
 let shownHeat = null;  // what drawHeat was called with
 
 // The series that the map shows: of all resources or of the one that is open.
@@ -125,6 +126,7 @@ function drawHeat(series, place, title) {
     `Days across, hours down, in ${zoneText(state.zone, heatCells[0].begin)}.`);
   place.replaceChildren(make("div", { class: "scroll-x" }, canvas), legend,
     make("p", { class: "reading", id: "heat-reading" }));
+  heatTable(place, title, unit);
   const find = (event) => {
     const box = canvas.getBoundingClientRect();
     showCell(cellAt(event.clientX - box.left, event.clientY - box.top), series, unit);
@@ -132,6 +134,33 @@ function drawHeat(series, place, title) {
   canvas.addEventListener("pointermove", find);
   canvas.addEventListener("click", () => heatAt && setSpan(kindArray(), heatAt.begin, heatAt.begin + 3600));
   canvas.addEventListener("keydown", (event) => heatKey(event, series, unit));
+}
+
+const cellsInOrder = () => [...heatCells].sort((a, b) => a.begin - b.begin);
+
+function heatCsv(unit) {
+  return csvText([["begin", "end", `mean, ${unit}`, `peak, ${unit}`], ...cellsInOrder().map((cell) =>
+    [isoText(cell.begin, state.zone), isoText(cell.begin + 3600, state.zone), exactText(cell.value), exactText(cell.most)])]);
+}
+
+// The numbers of the map, below it; open as long as nobody closes them.
+function heatTable(place, title, unit) {
+  const below = make("div", { class: "table-place" });
+  const table = () => {
+    const cells = cellsInOrder();
+    const told = cells.slice(0, MOST_TABLE_ROWS);
+    return make("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": title }, make("table", {},
+      make("caption", {}, `${title}: ${told.length < cells.length ? `the first ${told.length} of ${cells.length} hours; CSV has all`
+        : `${cells.length} hours`}, times in ${zoneText(state.zone, cells[0].begin)}`),
+      make("thead", {}, make("tr", {}, ...["hour", `mean, ${unit}`, `peak, ${unit}`].map((head) => make("th", { scope: "col" }, head)))),
+      make("tbody", {}, ...told.map((cell) => make("tr", {},
+        make("th", { scope: "row" }, periodText(cell.begin, cell.begin + 3600, state.zone)),
+        make("td", {}, exactText(cell.value)), make("td", {}, exactText(cell.most)))))));
+  };
+  place.csv = () => heatCsv(unit);
+  const tools = tableTools(below, table, place.csv, (fill) => { heatOpen = Boolean(fill); });
+  place.append(make("div", { class: "tools" }, ...tools), below);
+  if (heatOpen) tools[0].click();
 }
 
 function drawCell(pen, cell, most) {

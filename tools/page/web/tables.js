@@ -77,18 +77,24 @@ async function copyText(text, button) {
   setTimeout(() => { button.textContent = before; }, 1500);
 }
 
-// The buttons below a chart.
-function chartTools(chart, place) {
+// Buttons that show a table in a place, and copy the same numbers. `toggled` hears what fills the
+// place again, or null when the table has been closed.
+function tableTools(place, makeTable, makeCsv, toggled) {
+  const fill = () => place.replaceChildren(makeTable());
   const table = make("button", { type: "button", "aria-expanded": "false", onclick: () => {
     const open = place.childElementCount === 0;
     table.setAttribute("aria-expanded", String(open));
     table.textContent = open ? "Hide table" : "Table";
-    chart.refreshTable = open ? () => place.replaceChildren(chartTable(chart)) : null;
-    if (open) chart.refreshTable();
+    if (open) fill();
     else place.replaceChildren();
+    toggled(open ? fill : null);
   } }, "Table");
-  const copy = make("button", { type: "button",
-    onclick: () => copyText(chartCsv(chart), copy) }, "Copy as CSV");
+  const copy = make("button", { type: "button", onclick: () => copyText(makeCsv(), copy) }, "Copy as CSV");
+  return [table, copy];
+}
+
+// The buttons below a chart.
+function chartTools(chart, place) {
   const tool = (text, label, action) =>
     make("button", { type: "button", "aria-label": label, title: label, onclick: action }, text);
   return [
@@ -96,5 +102,5 @@ function chartTools(chart, place) {
     tool("+", "Zoom in", () => zoomBy(chart.array, 0.5)),
     tool("◀", "Earlier", () => panBy(chart.array, -0.5)),
     tool("▶", "Later", () => panBy(chart.array, 0.5)),
-    table, copy];
+    ...tableTools(place, () => chartTable(chart), () => chartCsv(chart), (fill) => { chart.refreshTable = fill; })];
 }
