@@ -303,12 +303,42 @@ void FoldIntervals(double* fields, const FoldRun& run) {
   }
 }
 
+// No lane has counter groups: lanes with a length have rates of 0, which stay 0 whether extremes
+// are counts or rates, so none are settled for it.
+template <bool kCurrent>
+void StandStill(double* fields, const FoldRun& run) {
+  for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
+    double* extremes = fields + lane + run.quadsets * 4 * kTileLanes;
+    const Doubles oldest = Load(run.lengths[0] + lane);
+    Doubles length = oldest;
+    for (size_t i = 1; i < run.intervals.count; ++i) {
+      length = Larger(length, Load(run.lengths[i] + lane));
+    }
+    const Masks timed = reinterpret_cast<Masks>(length != 0.0);
+    if (run.first) {
+      SettleRates<kCurrent>(extremes, run.tracked, extremes + run.tracked * 4 * kTileLanes);
+    }
+    const Masks begins = reinterpret_cast<Masks>(oldest != 0.0);
+    for (size_t i = 0; i < run.tracked; ++i, extremes += 4 * kTileLanes) {
+      if (run.next != 0 && lane == 0) Fetch(extremes + run.next);
+      for (size_t n = 0; n < 4; ++n) {
+        double* const field = extremes + n * kTileLanes;
+        const bool minimum = n % 2 != 0;
+        if (minimum) Store(field, ZeroIn(timed, Load(field)));
+        if (!minimum && run.first) Store(field, ZeroIn(begins, Load(field)));
+      }
+    }
+  }
+}
+
 template <bool kCurrent>
 void Fold(double* fields, const FoldRun& run) {
   if (!run.intervals.scattered) {
     FoldIntervals<kCurrent, false>(fields, run);
-  } else if (run.busy_count != 0 || run.compute) {
+  } else if (run.busy_count != 0) {
     FoldIntervals<kCurrent, true>(fields, run);
+  } else if (run.compute) {
+    StandStill<kCurrent>(fields, run);
   }
 }
 

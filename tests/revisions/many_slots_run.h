@@ -21,8 +21,9 @@ inline constexpr int kResources = 19;  // two groups of eight and a rest
 
 // What the records of a run are like.
 enum class Course : uint8_t {
-  kMixed,  // every entry of its own length; not-valid and compact ones, entries out of order
-  kCalm,   // mostly one length for many records, all entries full and valid; extreme figures
+  kMixed,    // every entry of its own length; not-valid and compact ones, entries out of order
+  kCalm,     // mostly one length for many records, all entries full and valid; extreme figures
+  kResting,  // the same, but all entries of some records are compact, or not valid
 };
 constexpr int RecordsOf(Course course) { return course == Course::kMixed ? 5 : 45; }
 
@@ -127,10 +128,15 @@ class ManySlotsRun {
                  Word(figures.Next() << 8), Word(figures.Below(1U << 20)));
     }
     if (!valid || (!calm && figures.OneIn(6))) bytes.U8(At(entry.not_valid), 1);
-    if (kinds.head != 0 && !calm && figures.OneIn(6)) bytes.U8(At(entry.compact), 1);
+    if (resting && figures.OneIn(6)) bytes.U8(At(entry.not_valid), 1);
+    if (kinds.head != 0 && (resting || (!calm && figures.OneIn(6)))) {
+      bytes.U8(At(entry.compact), 1);
+    }
     return bytes;
   }
   uint32_t Count() {
+    // Only rest makes rates of 0 in a resting course.
+    if (course == Course::kResting) return 1 + figures.Below(5000);
     const uint32_t count = figures.OneIn(4) ? 0 : figures.Below(5000);
     if (course == Course::kCalm && figures.OneIn(50)) {
       return std::array{0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}[figures.Below(3)];
@@ -145,10 +151,13 @@ class ManySlotsRun {
   // some of its records are like those of a mixed one.
   void ChooseLength(int r) {
     if (course == Course::kMixed) return;
+    // Whole runs of records that are folded together.
+    resting = course == Course::kResting && ((r >= 10 && r < 15) || r >= 36);
     if (r % 17 == 0) calm_length = 1 + figures.Below(4000000000U);
     common_length = r % 22 == 21 ? 0 : calm_length;
   }
   uint32_t calm_length = 0;
+  bool resting = false;
   static uint64_t U(int v) { return static_cast<uint64_t>(v); }
 
   // Folds the entry as the rules are written.

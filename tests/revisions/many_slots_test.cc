@@ -66,6 +66,11 @@ TEST_P(ManySlots, RatesOfManyIntervals) { Compare(true, Course::kCalm, kDifferen
 
 TEST_P(ManySlots, WordsOfManyIntervals) { Compare(false, Course::kCalm, kDifferentForms); }
 
+// Intervals in which nothing moves, folded together: their rates are 0, whatever the extremes were.
+TEST_P(ManySlots, RatesOfRestingResources) { Compare(true, Course::kResting, {0x12, 0x21}); }
+
+TEST_P(ManySlots, WordsOfRestingResources) { Compare(false, Course::kResting, {0x12, 0x21}); }
+
 // The larger records are, the fewer of them are kept for their entries.
 TEST_P(ManySlots, RecordsOfChangingSizes) {
   for (const int revision : {0x12, 0x21}) {
