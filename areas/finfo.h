@@ -54,6 +54,7 @@ struct FileInfo {
 
   // --- engine/stream.cc ---------------------------------------------------------------------
   int64_t input_size;
+  int64_t position;  // where the next record of the input begins
   int64_t record_start;
   uint8_t record_flag;       // byte 3 of the record header
   bool first_configuration;  // the record stands directly behind the file header

@@ -119,7 +119,6 @@ void Fold(benchmark::State& state, Kind kind, bool words) {
     }
     finfo.first_interval = false;
   }
-  Settle();
   Count(state, section.count, section.entries.size());
   DropSets();
 }
@@ -128,7 +127,6 @@ void Write(benchmark::State& state, Kind kind) {
   const Section section = MakeSection(kind, static_cast<uint32_t>(state.range(0)), false);
   finfo.first_interval = true;
   ReadSection(section.Record(), *section.row, section.rule, 0, section.count);
-  Settle();
   std::vector<uint8_t> out(LargestSection(*section.row));
   size_t written = 0;
   for (auto _ : state) {

@@ -108,7 +108,8 @@ void KeepConfigurationOf(const char* name) {
 // Reads the records of the open input. False when it was abandoned.
 bool ReadRecords() {
   auto_break_flg = 0;
-  while (Seek(rfd, 0, SEEK_CUR) < finfo.input_size) {
+  StartInput(finfo.layout->row.file_header);
+  while (finfo.position < finfo.input_size) {
     auto_break_flg = 0;
     ReadNextRec();
     if (auto_break_flg != 0) return false;

@@ -5,8 +5,7 @@
 #include <cstdint>
 
 struct Dispatch {
-  uint8_t from, to;     // revisions, inclusive; the rows cover 0x00 to 0xFF without a gap
-  bool rereads_header;  // the handlers start at the record's first byte, not behind its header
+  uint8_t from, to;  // revisions, inclusive; the rows cover 0x00 to 0xFF without a gap
   void (*read_structure)();
   void (*read_statistics)();
   void (*flush_before_ldm)();

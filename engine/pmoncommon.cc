@@ -28,11 +28,6 @@ constexpr uint32_t kDetMalloc = 0x03050002;
 constexpr uint32_t kDetSeek = 0x03060002;
 constexpr uint32_t kDetWrite = 0x03070001;
 
-[[noreturn]] void ReadFailed(int error) {
-  LogMessage(110, nullptr, "read", error, kDetRead);
-  EndFailedRun();
-}
-
 [[noreturn]] void WriteFailed(int error) {
   LogMessage(111, wfname, "write", error, kDetWrite);
   LogTaskFailed();
@@ -92,6 +87,11 @@ void OutOfMemory() {
   LogTaskFailed();
   reporting = false;
   RemoveOutputAndEnd();
+}
+
+void ReadFailed(int error) {
+  LogMessage(110, nullptr, "read", error, kDetRead);
+  EndFailedRun();
 }
 
 int64_t Read(int fd, void* buffer, size_t length) {

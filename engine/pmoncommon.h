@@ -20,6 +20,10 @@ void* Malloc(size_t size);
 // an error: message 110 and the end of the run.
 int64_t Read(int fd, void* buffer, size_t length);
 
+// Message 110 of a read that failed with `error` (0: it gave less than the file's size promised)
+// and the end of the run.
+[[noreturn]] void ReadFailed(int error);
+
 // One write call. Returns the count written (at least 1). Failure: message 111, output removed,
 // end of the run.
 int64_t Write(int fd, const void* buffer, size_t length);

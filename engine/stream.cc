@@ -1,9 +1,10 @@
 // ReadNextRec: where the next record lies, and which handler gets it.
 #include "engine/stream.h"
 
-#include <unistd.h>
-
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstring>
 #include <span>
 
 #include "areas/finfo.h"
@@ -11,6 +12,7 @@
 #include "engine/byteorder.h"
 #include "engine/family.h"
 #include "engine/framing.h"
+#include "engine/input_bytes.h"
 #include "engine/layout/layout.h"
 #include "engine/pmoncommon.h"
 #include "report/messages.h"
@@ -35,13 +37,27 @@ const char* ReasonOf(FrameFault fault) {
   return "";
 }
 
-void SkipTo(int64_t position) { Seek(rfd, position, SEEK_SET); }
+// The window is to hold so many records like the last one, within limits.
+constexpr size_t kRecordsAhead = 10;
+
+InputPiece window;
+
+// The record ahead of the stream whose bytes could not be read: that is told when its turn comes.
+int64_t unreadable = -1;
+int unreadable_error = 0;
+
+// How much is read when the window lacks something. Of large records only the first piece is of
+// use.
+size_t BytesAhead() {
+  if (finfo.record_length > piece_bytes) return piece_bytes;
+  return std::max(kRecordsAhead * finfo.record_length, 2 * piece_bytes);
+}
 
 // Copies the fixed part of a record to the output with its length field set to that size. From
 // revision 0x1B on a longer record is cut; older files hold exactly the fixed size.
-void CopyFixedRecord(uint8_t* record, size_t size) {
-  ReadExact(rfd, record + kRecordHeaderSize, size - kRecordHeaderSize);
-  if (finfo.layout->row.skips_tails) SkipTo(finfo.record_start + finfo.record_length);
+void CopyFixedRecord(size_t size) {
+  uint8_t record[kNncSize];
+  std::memcpy(record, InputBytes(finfo.record_start, size), size);
   Store32(record + kAtLength, static_cast<uint32_t>(size));
   WriteRecord(record, size);
 }
@@ -54,26 +70,55 @@ void CopyFixedRecord(uint8_t* record, size_t size) {
 
 }  // namespace
 
-void ReadNextRec() {
-  const off_t position = ::lseek(rfd, 0, SEEK_CUR);
-  if (position < 0 || position >= finfo.input_size) PositionBehindEnd();
-  finfo.record_start = position;
-  const int64_t left = finfo.input_size - position;
-  if (left < static_cast<int64_t>(kRecordHeaderSize)) {
-    BrokenRecord("fewer than 12 bytes left for a record header");
-    return;
-  }
+Frame FrameAt(const uint8_t* header, int64_t position) {
+  return FrameOf(std::span<const uint8_t, kRecordHeaderSize>(header, kRecordHeaderSize),
+                 static_cast<uint64_t>(finfo.input_size - position), finfo.layout->row);
+}
 
-  uint8_t record[kNncSize];
-  ReadExact(rfd, record, kRecordHeaderSize);
-  const RevisionRow& row = finfo.layout->row;
-  const Frame frame =
-      FrameOf(std::span(record).first<kRecordHeaderSize>(), static_cast<uint64_t>(left), row);
+void NoteRecord(int64_t position, const Frame& frame) {
+  finfo.record_start = position;
   finfo.previous_time = finfo.record_time;
   finfo.previous_length = finfo.record_length;
   finfo.record_flag = frame.flag;
   finfo.record_time = frame.time;
   finfo.record_length = frame.length;
+  finfo.position = position + frame.step;
+}
+
+void StartInput(int64_t position) {
+  window.Forget();
+  unreadable = -1;
+  finfo.position = position;
+}
+
+InputPiece& InputWindow() { return window; }
+
+bool LookAhead(int64_t at, size_t size) { return window.Get(at, size, BytesAhead()); }
+
+void NoteUnreadable(int64_t record, int error) {
+  unreadable = record;
+  unreadable_error = error;
+}
+
+const uint8_t* InputBytes(int64_t at, size_t size) {
+  if (at == unreadable) ReadFailed(unreadable_error);
+  if (!LookAhead(at, size)) ReadFailed(window.error());
+  return window.At(at);
+}
+
+void ReadNextRec() {
+  const int64_t position = finfo.position;
+  if (position < 0 || position >= finfo.input_size) PositionBehindEnd();
+  const int64_t left = finfo.input_size - position;
+  if (left < static_cast<int64_t>(kRecordHeaderSize)) {
+    finfo.record_start = position;
+    BrokenRecord("fewer than 12 bytes left for a record header");
+    return;
+  }
+
+  const RevisionRow& row = finfo.layout->row;
+  const Frame frame = FrameAt(InputBytes(position, kRecordHeaderSize), position);
+  NoteRecord(position, frame);
   if (frame.fault != FrameFault::kSound) {
     BrokenRecord(ReasonOf(frame.fault));
     return;
@@ -84,18 +129,15 @@ void ReadNextRec() {
   if (structure || statistics) {
     finfo.first_configuration = structure && position == row.file_header;
     if (statistics) finfo.no_statistics = false;
-    if (dispatch.rereads_header) SkipTo(position);
     (structure ? dispatch.read_structure : dispatch.read_statistics)();
   } else if (frame.tag == RecordTag::kNnc) {
-    CopyFixedRecord(record, kNncSize);
+    CopyFixedRecord(kNncSize);
   } else if (frame.tag == RecordTag::kLdm) {
     if ((pmonarc_stat & kPeriodInProgress) != 0) {
       dispatch.flush_before_ldm();
       pmonarc_stat = kNewOutput;
     }
     if (row.marks_pairs_on_ldm) MarkPairsDue();
-    CopyFixedRecord(record, kLdmSize);
-  } else {
-    SkipTo(position + finfo.record_length);
+    CopyFixedRecord(kLdmSize);
   }
 }

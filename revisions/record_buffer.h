@@ -1,22 +1,20 @@
-// Whole records in memory: the record being read, records before it whose entries are pending, and
-// the record being built.
+// Whole records in memory: the record being read, where it is taken as a whole, and the record
+// being built.
 #pragma once
 
-#include "engine/buffer.h"
+#include "engine/input_bytes.h"
 #include "revisions/fold/fold.h"
 
-// Room for the record being built. Records that are kept may go for it.
+// Room for the record being built.
 uint8_t* OutputRecord(size_t room);
 // Gives large room back until the next record is built.
 void ReleaseOutput();
 
-// Reads the whole record whose header is in finfo, with one read; afterwards the input stands
-// behind it.
-RecordView ReadWholeRecord();
-
-// Keeps the record read last while entries of it are pending; folds them when there is no room for
-// another record.
-void KeepRecord();
+// Has the record at hand (finfo) wholly in memory; bytes that cannot be read end the run.
+void ReadWholeRecord(RecordBytes* record);
+RecordView ViewOf(RecordBytes& record);
+// Gives large room back until the next record is read as a whole.
+void ReleaseWholeRecord();
 
 void FreeRecords();
 

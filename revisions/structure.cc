@@ -240,17 +240,8 @@ bool TakeStructure() {
   return true;
 }
 
-}  // namespace
-
-void ForgetStructure() { held.valid = false; }
-
-// What was marked present stays so: only the numbers are forgotten.
-void ForgetHeldItemCounts() {
-  for (uint16_t& word : held.basic) word &= kBasicPresent;
-}
-
-void ReadStructure() {
-  structure.record = ReadWholeRecord();
+// Skips the record at hand, or takes and writes it.
+void DecideOnStructure() {
   if (!DecodeHeader()) {
     ForgetStructure();
     DropSets();
@@ -265,6 +256,23 @@ void ReadStructure() {
     pmonarc_stat = kNewOutput;
   }
   if (TakeStructure()) WriteStructure();
+}
+
+}  // namespace
+
+void ForgetStructure() { held.valid = false; }
+
+// What was marked present stays so: only the numbers are forgotten.
+void ForgetHeldItemCounts() {
+  for (uint16_t& word : held.basic) word &= kBasicPresent;
+}
+
+void ReadStructure() {
+  RecordBytes record;
+  ReadWholeRecord(&record);
+  structure.record = ViewOf(record);
+  DecideOnStructure();
+  ReleaseWholeRecord();
 }
 
 int WriteStructure() {

@@ -2,56 +2,23 @@
 // section.
 #include "revisions/fold/fold.h"
 
+#include <algorithm>
 #include <array>
-#include <cstring>
 #include <utility>
 
 #include "areas/finfo.h"
 #include "revisions/fold/accumulate.h"
 #include "revisions/fold/cache.h"
-#include "revisions/fold/pending.h"
 #include "revisions/fold/put_section.h"
-#include "revisions/fold/tile.h"
-#include "revisions/fold/tile_entries.h"
+#include "revisions/fold/section_tiles.h"
 #include "revisions/sets/lookup.h"
 
 namespace {
 
+std::array<KindSignatures, kSectionKinds> signatures;
+
 constexpr bool IsCacheForm(FormId id) {
   return id == kCacheSta_0x19 || id == kCacheSta_0x1F || id == kCacheSta_0x21;
-}
-
-SectionContext ContextOfSection(Kind kind) {
-  const ItemMasks masks = finfo.items[kind];
-  return {ContextOf(kind), masks, size_t{masks.in_count} * 4};
-}
-
-// Readies the pending entries of a kind for its slots as they are now.
-template <FormId kId, QuadRule kRule>
-PendingKind& ReadyPending(Kind kind) {
-  PendingKind& pending = PendingOf(kind);
-  const ResourceSet& set = resource_sets[kind];
-  pending.ForgetStale(set);
-  pending.cleared = set.cleared;
-  // A 0x10 file can have records of two layouts, and smaller records are kept in larger numbers.
-  if (pending.provided == set.provided && pending.fold == &FoldTile<kId, kRule> &&
-      pending.room >= pending_limit) {
-    return pending;
-  }
-  Settle(kind);
-  pending.provided = set.provided;
-  pending.fold = &FoldTile<kId, kRule>;
-  pending.tiles = (static_cast<size_t>(set.entries) + kLanes - 1) / kLanes;
-  pending.room = pending_limit;
-  pending.plain.Reserve(pending.tiles * pending.room * sizeof(const uint8_t*));
-  pending.mixed.Reserve(pending.tiles * pending.room * sizeof(MixedEntries));
-  pending.counts.Zeroed(pending.tiles);
-  pending.firsts.Zeroed(pending.tiles);
-  uint8_t* expected = pending.expected.Reserve(pending.tiles * kLanes * 8);
-  for (int32_t i = 0; i < set.entries; ++i, expected += 8) {
-    PutSignature<kId>(expected, set.KeyOf(i), set.key_count, 0);
-  }
-  return pending;
 }
 
 template <FormId kId, QuadRule kRule>
@@ -61,69 +28,88 @@ bool ReadEntries(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
   constexpr size_t kLeast = kCompacts ? kForm.head : kForm.size;
   static_assert(SignatureLiesTogether<kId>());
   if (offset > record.size) return BrokenRecord("section leaves its record");
-  const ResourceSet& set = resource_sets[kind];
-  PendingKind& pending = ReadyPending<kId, kRule>(kind);
-  pending.context = ContextOfSection(kind);
+  SectionTiles<kId, kRule> tiles(kind);
+  const ResourceSet& set = tiles.set();
   // The slot with the key is the right one when no other has the key, or when the position decides.
   const bool in_step = set.unique || set.lookup == Lookup::kPosition;
-  const SignatureBits<kId> signature(set.key_count);
-  const size_t full = kForm.size + pending.context.words_size;
   const uint8_t* entry = record.data + offset;
   const uint8_t* const end = record.data + record.size;
   int32_t expected = 0;
   for (uint32_t i = 0; i < count;) {
-    constexpr auto kStep = static_cast<int32_t>(kLanes);
-    if (in_step && expected % kStep == 0 && expected + kStep <= set.entries &&
-        count - i >= kLanes) {
-      const size_t tile = static_cast<size_t>(expected) / kLanes;
-      const uint8_t* const wanted = pending.expected.data() + static_cast<size_t>(expected) * 8;
-      const size_t at = pending.Next(kind, tile);
-      const uint8_t* behind = nullptr;
-      if (static_cast<size_t>(end - entry) >= kLanes * full &&
-          AreTile(entry, full, wanted, signature.All())) {
-        pending.PlainOf(tile)[at] = entry;
-        behind = entry + kLanes * full;
-      } else {
-        pending.PlainOf(tile)[at] = nullptr;
-        behind = TakeTile<kId>(pending.MixedOf(tile)[at], entry, end, full, wanted, signature);
-      }
+    const size_t tile = static_cast<size_t>(expected) / kLanes;
+    if (in_step && static_cast<size_t>(expected) % kLanes == 0 && expected < set.entries &&
+        count - i >= tiles.LanesOf(tile)) {
+      const uint8_t* const behind = tiles.Take(0, tile, entry, end);
       if (behind != nullptr) {
-        pending.Add(kind, tile);
+        tiles.Fold(tile, 1);
         entry = behind;
-        i += kLanes;
-        expected += kStep;
+        i += static_cast<uint32_t>(tiles.LanesOf(tile));
+        expected += static_cast<int32_t>(tiles.LanesOf(tile));
         if (set.lookup == Lookup::kCursor) CursorOf(kind) = static_cast<uint16_t>(expected - 1);
         continue;
       }
     }
-    Batch batch;
-    batch.count = 0;
-    batch.compact = 0;
-    batch.valid = 0;
-    while (batch.count < kLanes && i < count) {
+    // One by one until they are back in step with the tiles.
+    entries_out_of_step = true;
+    do {
       const auto left = static_cast<size_t>(end - entry);
       if (left < kLeast) return BrokenRecord("section leaves its record");
       bool compact = false;
       if constexpr (kCompacts) compact = entry[kForm.compact] != 0;
-      const size_t size = compact ? kForm.head : full;
+      const size_t size = compact ? kForm.head : tiles.full();
       if (left < size) return BrokenRecord("section leaves its record");
       uint8_t key[3] = {};
       LoadKey(kForm.key, entry, key);
       const int32_t index = FindNext(set, kind, key, static_cast<int32_t>(i), expected);
       if (index < 0) return false;
+      tiles.TakeOne(index, entry, compact);
+      tiles.Fold(static_cast<size_t>(index) / kLanes, 1);
       expected = index + 1;
-      const size_t lane = batch.count++;
-      batch.entry[lane] = entry;
-      batch.slot[lane] = index;
-      if (compact) batch.compact = static_cast<uint8_t>(batch.compact | 1U << lane);
-      if (entry[kForm.not_valid] == 0) batch.valid = static_cast<uint8_t>(batch.valid | 1U << lane);
       entry += size;
       ++i;
-      // Back in step with the tiles.
-      if (expected % kStep == 0) break;
-    }
-    AddBatch(pending, kind, batch, IsTile(batch, set));
+    } while (i < count && static_cast<size_t>(expected) % kLanes != 0);
   }
+  return true;
+}
+
+// Where the reading of a section of one record stands.
+struct Progress {
+  const uint8_t* entry = nullptr;
+  const uint8_t* end = nullptr;  // of what is at hand
+  const uint8_t* begin = nullptr;
+  uint64_t offset = 0;  // of `begin` in the record
+
+  // Has `need` bytes from the entry on, or what there is up to the record's end. False: none.
+  bool Refill(RecordBytes& record, size_t need) {
+    offset += static_cast<uint64_t>(entry - begin);
+    const uint64_t left = record.size() - offset;
+    const uint8_t* const found = record.At(offset, std::min<uint64_t>(need, left));
+    if (found == nullptr) return false;
+    entry = begin = found;
+    end = found + record.AtHand(offset);
+    return true;
+  }
+};
+
+template <FormId kId, QuadRule kRule>
+bool FoldEntriesInStep(std::span<const SectionPlace> places, Kind kind) {
+  SectionTiles<kId, kRule> tiles(kind);
+  std::array<Progress, kMostIntervals> progress;
+  for (size_t i = 0; i < places.size(); ++i) progress[i].offset = places[i].offset;
+  const size_t most = kLanes * tiles.full();
+  for (size_t tile = 0; tile < tiles.count(); ++tile) {
+    for (size_t i = 0; i < places.size(); ++i) {
+      Progress& at = progress[i];
+      if (static_cast<size_t>(at.end - at.entry) < most && !at.Refill(*places[i].record, most)) {
+        return false;
+      }
+      at.entry = tiles.Take(i, tile, at.entry, at.end);
+      if (at.entry == nullptr) return false;
+    }
+    tiles.Fold(tile, places.size());
+  }
+  const ResourceSet& set = tiles.set();
+  if (set.lookup == Lookup::kCursor) CursorOf(kind) = static_cast<uint16_t>(set.entries - 1);
   return true;
 }
 
@@ -135,6 +121,31 @@ bool ReadCacheSection(const RecordView& record, Kind kind, uint32_t offset, uint
   return RW_Cache_Sta(kCacheRead, nullptr, const_cast<uint8_t*>(record.data + offset)) == 0;
 }
 
+// Whether all caches of a section are configured.
+bool CachesAreKnown(ResourceSet& set, const uint8_t* entry) {
+  const size_t key_at = kForms[kCacheSta_0x19].key.at[0];
+  for (int32_t i = 0; i < set.entries; ++i, entry += CacheEntrySize()) {
+    if (ScanForKey(set, entry + key_at) < 0) return false;
+  }
+  return true;
+}
+
+// Caches are few: those of a record lie in one piece.
+bool FoldCachesInStep(std::span<const SectionPlace> places, Kind kind) {
+  ResourceSet& set = resource_sets[kind];
+  const size_t size = static_cast<size_t>(set.entries) * CacheEntrySize();
+  const bool first_interval = finfo.first_interval;
+  bool good = true;
+  for (size_t i = 0; i < places.size() && good; ++i) {
+    const uint8_t* const caches = places[i].record->At(places[i].offset, size);
+    good = caches != nullptr && CachesAreKnown(set, caches) &&
+           ReadCacheSection({caches, size}, kind, 0, static_cast<uint32_t>(set.entries));
+    finfo.first_interval = false;
+  }
+  finfo.first_interval = first_interval;
+  return good;
+}
+
 uint8_t* PutCacheSection(uint8_t* out, Kind kind) {
   RW_Cache_Sta(kCacheWrite, nullptr, out);
   return out + CacheEntrySize() * static_cast<size_t>(resource_sets[kind].entries);
@@ -142,15 +153,16 @@ uint8_t* PutCacheSection(uint8_t* out, Kind kind) {
 
 struct SectionOps {
   bool (*read)(const RecordView& record, Kind kind, uint32_t offset, uint32_t count);
+  bool (*in_step)(std::span<const SectionPlace> places, Kind kind);
   uint8_t* (*put)(uint8_t* out, Kind kind);
 };
 
 template <FormId kId, QuadRule kRule>
 constexpr SectionOps MakeOps() {
   if constexpr (IsCacheForm(kId)) {
-    return {&ReadCacheSection, &PutCacheSection};
+    return {&ReadCacheSection, &FoldCachesInStep, &PutCacheSection};
   } else {
-    return {&ReadEntries<kId, kRule>, &PutSlots<kId, kRule>};
+    return {&ReadEntries<kId, kRule>, &FoldEntriesInStep<kId, kRule>, &PutSlots<kId, kRule>};
   }
 }
 
@@ -169,9 +181,21 @@ const SectionOps& OpsOf(FormId form, QuadRule rule) {
 
 }  // namespace
 
+bool entries_out_of_step = false;
+
+KindSignatures& SignaturesOf(Kind kind) { return signatures[kind]; }
+
+void FreeSignatures() {
+  for (KindSignatures& held : signatures) held.bytes.Free();
+}
+
 bool ReadSection(const RecordView& record, const SectionRow& row, QuadRule rule, uint32_t offset,
                  uint32_t count) {
   return OpsOf(row.form, rule).read(record, row.kind, offset, count);
+}
+
+bool FoldInStep(std::span<const SectionPlace> places, const SectionRow& row, QuadRule rule) {
+  return OpsOf(row.form, rule).in_step(places, row.kind);
 }
 
 uint8_t* PutSection(uint8_t* out, const SectionRow& row, QuadRule rule) {

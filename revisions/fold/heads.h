@@ -9,7 +9,7 @@
 
 #include "revisions/fold/accumulate.h"
 #include "revisions/fold/kernel.h"
-#include "revisions/fold/pending.h"
+#include "revisions/fold/tile_entries.h"
 
 // The pending intervals of one tile while they are folded.
 struct TileRun {

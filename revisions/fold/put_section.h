@@ -6,11 +6,11 @@
 #include "areas/finfo.h"
 #include "revisions/fold/accumulate.h"
 #include "revisions/fold/kernel.h"
-#include "revisions/fold/settled.h"
+#include "revisions/sets/open_slots.h"
 
 // Puts the eight slots of a tile, their words made by the kernel.
 template <FormId kId, QuadRule kRule>
-uint8_t* PutTile(uint8_t* out, const SettledSlots& slots, uint32_t mask, int32_t index) {
+uint8_t* PutTile(uint8_t* out, const ResourceSet& set, uint32_t mask, int32_t index) {
   constexpr const Form& kForm = kForms[kId];
   constexpr size_t kGroupBytes = kForm.quadsets * kQuadsetSize;
   constexpr size_t kExtremeBytes = kForm.tracked * kQuadsetSize;
@@ -22,14 +22,14 @@ uint8_t* PutTile(uint8_t* out, const SettledSlots& slots, uint32_t mask, int32_t
   run.quadsets = kForm.quadsets;
   run.tracked = kForm.tracked;
   for (size_t lane = 0; lane < kLanes; ++lane) {
-    run.time[lane] = slots.InTile(index + static_cast<int32_t>(lane)).head.time;
+    run.time[lane] = OpenSlots::At(set, index + static_cast<int32_t>(lane)).head.time;
   }
   (kRule == QuadRule::kCurrent ? fold_kernels->put_current : fold_kernels->put_older)(
-      slots.TileFields(index), run);
+      OpenSlots::Fields(set, index), run);
   for (size_t lane = 0; lane < kLanes; ++lane) {
-    const SlotRef slot = slots.InTile(index + static_cast<int32_t>(lane));
+    const SlotRef slot = OpenSlots::At(set, index + static_cast<int32_t>(lane));
     std::memset(out, 0, kForm.quadsets_at);
-    PutHead<kId>(out, slot.head, slots.set().key_count);
+    PutHead<kId>(out, slot.head, set.key_count);
     if (IsIdle<kId>(slot)) {
       out[kForm.compact] = 1;
       out += kForm.head;
@@ -51,17 +51,18 @@ uint8_t* PutTile(uint8_t* out, const SettledSlots& slots, uint32_t mask, int32_t
 template <FormId kId, QuadRule kRule>
 uint8_t* PutSlots(uint8_t* out, Kind kind) {
   constexpr auto kStep = static_cast<int32_t>(kLanes);
-  const SettledSlots slots(kind);
-  const int32_t entries = slots.set().entries;
+  const ResourceSet& set = resource_sets[kind];
   const uint32_t mask = finfo.items[kind].out_mask;
   int32_t i = 0;
   if constexpr (kForms[kId].quadsets != 0) {
-    for (; fold_kernels != nullptr && i + kStep <= entries; i += kStep) {
-      out = PutTile<kId, kRule>(out, slots, mask, i);
+    for (; fold_kernels != nullptr && i + kStep <= set.entries; i += kStep) {
+      out = PutTile<kId, kRule>(out, set, mask, i);
     }
   }
-  for (; i < entries; ++i) {
-    out = PutEntry<kId, kRule>(out, slots.At<kId, kRule>(i), slots.set().key_count, mask);
+  for (; i < set.entries; ++i) {
+    const SlotRef slot = OpenSlots::At(set, i);
+    SettleRates<kId, kRule>(slot);
+    out = PutEntry<kId, kRule>(out, slot, set.key_count, mask);
   }
   return out;
 }

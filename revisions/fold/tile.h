@@ -1,4 +1,4 @@
-// Folding what is pending of a tile into its slots.
+// Folding several intervals of a tile into its slots.
 #pragma once
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 #include "revisions/fold/accumulate.h"
 #include "revisions/fold/heads.h"
 #include "revisions/fold/kernel.h"
-#include "revisions/fold/pending.h"
+#include "revisions/fold/tile_entries.h"
 #include "revisions/sets/open_slots.h"
 
 template <FormId kId, QuadRule kRule>
@@ -99,27 +99,18 @@ inline void FetchHeads(const SlotHead* heads, size_t count) {
   for (size_t i = 0; i < count; ++i) __builtin_prefetch(heads + i, 1);
 }
 
+// Folds `run`, whose intervals are there, into the slots of a tile.
 template <FormId kId, QuadRule kRule>
-void FoldTile(PendingKind& pending, Kind kind, size_t tile) {
+void FoldTile(TileRun& run, Kind kind, size_t tile, const SectionContext& context) {
   constexpr const Form& kForm = kForms[kId];
   const ResourceSet& set = resource_sets[kind];
-  TileRun run;
-  run.plain = pending.PlainOf(tile);
-  run.mixed = pending.MixedOf(tile);
-  run.step = kForm.size + pending.context.words_size;
-  run.count = pending.counts.data()[tile];
-  run.first = pending.firsts.data()[tile] != 0;
-  run.lanes = std::min(static_cast<size_t>(set.entries) - tile * kLanes, kLanes);
+  const auto left = static_cast<size_t>(set.entries) - tile * kLanes;
+  run.lanes = std::min(left, kLanes);
   run.Look();
-  pending.counts.data()[tile] = 0;
   auto* const heads = OpenSlots::Heads(set) + tile * kLanes;
   double* const fields = OpenSlots::Fields(set, static_cast<int32_t>(tile * kLanes));
-  const size_t next = tile + 1 < pending.tiles ? set.fields_per_slot * kLanes : 0;
-  if (next != 0) {
-    const size_t heads_left = static_cast<size_t>(set.entries) - (tile + 1) * kLanes;
-    FetchHeads(heads + kLanes, std::min(heads_left, kLanes));
-  }
-  const SectionContext& context = pending.context;
+  const size_t next = left > kLanes ? set.fields_per_slot * kLanes : 0;
+  if (next != 0) FetchHeads(heads + kLanes, std::min(left - kLanes, kLanes));
   HeadRun folded;
   if (fold_kernels != nullptr && KernelsKnowHead<kId>(context.fold)) {
     FoldHeadsByKernel<kId>(run, folded, heads, context);

@@ -1,13 +1,51 @@
-// Telling the entries of tiles in a section, and keeping them as pending.
+// Telling the entries of tiles in a section.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 #include "engine/layout/layout.h"
-#include "revisions/fold/pending.h"
+#include "revisions/fold/accumulate.h"
+#include "revisions/fold/kernel.h"
 #include "revisions/sets/slots.h"
+
+// Stands for entries, and for counter groups, of lanes that have none: everything is 0 in it.
+inline constexpr size_t kMostEntryBytes = 256;
+alignas(64) inline constexpr std::array<uint8_t, kMostEntryBytes> kNoEntry = {};
+
+// What is the same for all entries of the section being read.
+struct SectionContext {
+  FoldContext fold;
+  ItemMasks masks;
+  size_t words_size;  // bytes of the extended words behind a full entry
+};
+
+// One interval of a tile whose entries do not simply follow each other, full and valid. Of the last
+// tile of a set fewer lanes may be in use.
+struct MixedEntries {
+  std::array<const uint8_t*, kLanes> entry;   // in a record; null in lanes that are not in use
+  std::array<const uint8_t*, kLanes> groups;  // the same where the lane has counter groups, else
+                                              // kNoEntry
+  uint8_t compact;                            // bit n: the entry of lane n has no counter groups
+  uint8_t valid;                              // bit n: lane n counts
+
+  void Put(size_t lane, const uint8_t* at, bool is_compact, bool is_valid) {
+    entry[lane] = at;
+    groups[lane] = is_compact || !is_valid ? kNoEntry.data() : at;
+    compact = static_cast<uint8_t>(compact | unsigned{is_compact} << lane);
+    valid = static_cast<uint8_t>(valid | unsigned{is_valid} << lane);
+  }
+};
+
+// No lane is in use.
+inline constexpr MixedEntries kNoEntries = {
+    {},
+    {kNoEntry.data(), kNoEntry.data(), kNoEntry.data(), kNoEntry.data(), kNoEntry.data(),
+     kNoEntry.data(), kNoEntry.data(), kNoEntry.data()},
+    0,
+    0};
 
 // Key, compact and not-valid bytes of all forms lie in the same eight bytes of an entry: its
 // signature.
@@ -48,46 +86,6 @@ inline bool AreTile(const uint8_t* entry, size_t size, const uint8_t* expected, 
   return differ == 0;
 }
 
-// Up to eight entries of a section that follow each other.
-struct Batch {
-  const uint8_t* entry[kLanes];
-  int32_t slot[kLanes];
-  uint8_t compact;
-  uint8_t valid;
-  size_t count;
-};
-
-// Whether the slots of a batch are a tile, or the beginning of the last one.
-inline bool IsTile(const Batch& batch, const ResourceSet& set) {
-  if (batch.count == 0 || batch.slot[0] % static_cast<int32_t>(kLanes) != 0) return false;
-  if (batch.count != kLanes && batch.slot[batch.count - 1] != set.entries - 1) return false;
-  bool in_order = true;
-  for (size_t i = 1; i < batch.count; ++i) {
-    in_order = in_order && batch.slot[i] == batch.slot[0] + static_cast<int32_t>(i);
-  }
-  return in_order;
-}
-
-inline void AddMixed(PendingKind& pending, Kind kind, size_t tile, const MixedEntries& entries) {
-  const size_t at = pending.Next(kind, tile);
-  pending.PlainOf(tile)[at] = nullptr;
-  pending.MixedOf(tile)[at] = entries;
-  pending.Add(kind, tile);
-}
-
-// Adds a batch whose slots are those of a tile as one interval, else its entries one by one.
-inline void AddBatch(PendingKind& pending, Kind kind, const Batch& batch, bool is_tile) {
-  MixedEntries entries = kNoEntries;
-  for (size_t i = 0; i < batch.count; ++i) {
-    const auto slot = static_cast<size_t>(batch.slot[i]);
-    entries.Put(slot % kLanes, batch.entry[i], (batch.compact >> i & 1) != 0,
-                (batch.valid >> i & 1) != 0);
-    if (is_tile && i + 1 != batch.count) continue;
-    AddMixed(pending, kind, slot / kLanes, entries);
-    entries = kNoEntries;
-  }
-}
-
 // The bits of the key, of compact and of not-valid entries in a signature.
 template <FormId kId>
 struct SignatureBits {
@@ -116,17 +114,19 @@ struct SignatureBits {
   }
 };
 
-// Takes the next eight entries if they are those of a tile, whatever they are; returns the first
-// byte behind them, else null.
+// Takes the next entries if they are those of a tile, in whose `lanes` they belong, whatever they
+// are; returns the first byte behind them, else null.
 template <FormId kId>
 const uint8_t* TakeTile(MixedEntries& tile, const uint8_t* entry, const uint8_t* end, size_t full,
-                        const uint8_t* expected, const SignatureBits<kId>& signature) {
+                        const uint8_t* expected, const SignatureBits<kId>& signature,
+                        size_t lanes) {
   constexpr const Form& kForm = kForms[kId];
   constexpr size_t kHead = kForm.compact == kNone ? kForm.size : kForm.head;
   static_assert(kHead >= kAtSignature + 8);
+  if (lanes != kLanes) tile = kNoEntries;
   tile.compact = 0;
   tile.valid = 0;
-  for (size_t lane = 0; lane < kLanes; ++lane, expected += 8) {
+  for (size_t lane = 0; lane < lanes; ++lane, expected += 8) {
     if (static_cast<size_t>(end - entry) < kHead) return nullptr;
     uint64_t have;
     uint64_t want;

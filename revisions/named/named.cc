@@ -6,11 +6,12 @@
 #include <cstring>
 
 #include "areas/finfo.h"
+#include "revisions/fold/accumulate.h"
 #include "revisions/fold/cache.h"
-#include "revisions/fold/settled.h"
 #include "revisions/items.h"
 #include "revisions/named/converters.h"
 #include "revisions/sets/lookup.h"
+#include "revisions/sets/open_slots.h"
 
 namespace {
 
@@ -41,10 +42,13 @@ struct FileEntry {
 // The slot of an index as the scalar functions take it.
 template <FormId kId>
 SlotRef SlotOf(int32_t index) {
-  const SettledSlots slots(KindOf(kId));
-  return LayoutOf(finfo.revision).row.rule == QuadRule::kOlder
-             ? slots.At<kId, QuadRule::kOlder>(index)
-             : slots.At<kId, QuadRule::kCurrent>(index);
+  const SlotRef slot = OpenSlots::At(resource_sets[KindOf(kId)], index);
+  if (LayoutOf(finfo.revision).row.rule == QuadRule::kOlder) {
+    SettleRates<kId, QuadRule::kOlder>(slot);
+  } else {
+    SettleRates<kId, QuadRule::kCurrent>(slot);
+  }
+  return slot;
 }
 
 template <FormId kId, QuadRule kRule>

@@ -95,7 +95,6 @@ void StartSet(Kind kind) {
 
 void ClearSlots(Kind kind) {
   ResourceSet& set = resource_sets[kind];
-  ++set.cleared;
   if (set.entries == 0) return;
   OpenSlots::Clear(set);
   // Cache slots and all others keep their key at the same place.

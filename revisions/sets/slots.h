@@ -84,10 +84,7 @@ struct ResourceSet {
   size_t quadsets = 0;
   size_t fields_per_slot = 0;
   Buffer table;
-  // How often slots were provided or dropped, and how often they were cleared: what was gathered
-  // for them before is void.
-  uint32_t provided = 0;
-  uint32_t cleared = 0;
+  uint32_t provided = 0;  // how often slots were provided or dropped: other tables, other keys
   // For searches that go far, and only once they have (lookup.cc): key and position of all table
   // entries in ascending order, and how many entries such searches have looked at so far.
   std::vector<uint64_t> order;

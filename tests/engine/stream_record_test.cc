@@ -47,7 +47,7 @@ class NextRecordTest : public ::testing::Test {
     finfo.layout = &LayoutOf(revision);
     finfo.revision = Rev_Kind = revision;
     finfo.input_size = static_cast<int64_t>(file.size());
-    lseek(rfd, position, SEEK_SET);
+    StartInput(position);
   }
 
   TempDir directory_;
@@ -63,7 +63,7 @@ TEST_F(NextRecordTest, TheFirstStructureRecordStandsBehindTheHeader) {
       EXPECT_EQ(finfo.first_configuration, position == (revision < 0x19 ? 80U : 256U))
           << int{revision} << ' ' << position;
       EXPECT_EQ(finfo.record_start, static_cast<int64_t>(position));
-      EXPECT_EQ(lseek(rfd, 0, SEEK_CUR), finfo.input_size);
+      EXPECT_EQ(finfo.position, finfo.input_size);
     }
   }
 }

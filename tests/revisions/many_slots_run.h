@@ -25,7 +25,7 @@ enum class Course : uint8_t {
   kCalm,     // mostly one length for many records, all entries full and valid; extreme figures
   kResting,  // the same, but all entries of some records are compact, or not valid
 };
-constexpr int RecordsOf(Course course) { return course == Course::kMixed ? 5 : 45; }
+constexpr int RecordsOf(Course course) { return course == Course::kMixed ? 14 : 45; }
 
 // Figures that look random and are the same in every run.
 class Figures {
@@ -257,14 +257,18 @@ class ManySlotsRun {
     RevisionRun run(revision);
     run.Feed(Structure());
     run.InputMask(kind, compute ? 0 : kinds.mask);
+    int most_together = 1;
+    int together = 1;
     for (int r = 0; r < RecordsOf(course); ++r) {
       ChooseLength(r);
       std::vector<size_t> order(slots.size());
       for (size_t i = 0; i < order.size(); ++i) order[i] = i;
       const bool any_order = revision < 0x1D || (kind != kHp && kind != kRp && kind != kMp);
-      if (r % 23 == 2 && any_order) std::reverse(order.begin(), order.end());
+      // Late, so that records before were read side by side.
+      const int disordered = course == Course::kMixed ? 12 : 22;
+      if (r == disordered && any_order) std::reverse(order.begin(), order.end());
       // Two entries of one resource within a few of each other.
-      if (r % 27 == 3 && any_order) order[4] = order[2];
+      if (r == disordered + 1 && any_order) order[4] = order[2];
       StatisticsBuilder record(revision);
       record.time = static_cast<uint32_t>(1000 + r);
       for (const size_t i : order) {
@@ -277,8 +281,14 @@ class ManySlotsRun {
       }
       Bytes built = record.Build();
       if (padding.count(r) != 0) built.Add(Bytes(padding[r]));
-      run.Feed(built.U32(8, built.size()));
+      run.Append(built.U32(8, built.size()));
+      // One, two, three records side by side and so on.
+      if (--together == 0) {
+        run.ReadOn();
+        together = ++most_together;
+      }
     }
+    run.ReadOn();
     Bytes expected;
     for (const Plain& slot : slots) expected.Add(Written(slot));
     EXPECT_EQ(SectionOf(run.Period(), revision, kind, expected.size()), expected);

@@ -269,7 +269,7 @@ TEST_F(PrefixNightOutputs, ArchiveDirectoryThatCannotBeMadeSureOfEndsTheRun) {
 
 TEST_F(PrefixNightOutputs, FailingSeekIsAReadError) {
   PutLog("20240301A.psl", "2024-03-01");
-  for (const char* time : {"1", "4", "6", "9"}) {
+  for (const char* time : {"1", "3", "5"}) {
     SCOPED_TRACE(time);
     EXPECT_EQ(
         Night({{"DISTURB_FAIL", std::string("lseek:20240301A.psl:") + time + ":" + time + ":5"}})

@@ -151,6 +151,11 @@ bool FailsOn(const char* call, int fd) {
   return Fails(call, path);
 }
 
+void Delay() {
+  static const long delay = Number("DISTURB_READ_DELAY");
+  if (delay > 0) usleep(static_cast<useconds_t>(delay));
+}
+
 template <class Function>
 Function* Next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -225,10 +230,16 @@ int close(int fd) {
 
 ssize_t read(int fd, void* buffer, size_t size) {
   Point("read");
-  static const long delay = Number("DISTURB_READ_DELAY");
-  if (delay > 0) usleep(static_cast<useconds_t>(delay));
+  Delay();
   if (FailsOn("read", fd)) return -1;
   return syscall(SYS_read, fd, buffer, size);
+}
+
+ssize_t pread(int fd, void* buffer, size_t size, off_t offset) {
+  Point("pread");
+  Delay();
+  if (FailsOn("pread", fd)) return -1;
+  return syscall(SYS_pread64, fd, buffer, size, offset);
 }
 
 ssize_t write(int fd, const void* buffer, size_t size) {
@@ -285,11 +296,6 @@ int mkdir(const char* path, mode_t mode) noexcept {
 off_t lseek(int fd, off_t offset, int whence) noexcept {
   if (FailsOn("lseek", fd)) return -1;
   return syscall(SYS_lseek, fd, offset, whence);
-}
-
-ssize_t pread(int fd, void* buffer, size_t size, off_t offset) {
-  if (FailsOn("pread", fd)) return -1;
-  return syscall(SYS_pread64, fd, buffer, size, offset);
 }
 
 int stat(const char* path, struct stat* status) noexcept {

@@ -61,6 +61,7 @@ RevisionRun::RevisionRun(int revision, char input_level, char output_level) {
   std::snprintf(wfpath, sizeof wfpath, "%s", directory_.Path("output").c_str());
   wfd = open(wfpath, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (rfd < 0 || wfd < 0) throw std::runtime_error("files of the run");
+  StartInput(0);
 }
 
 RevisionRun::~RevisionRun() { ResetAll(); }
@@ -75,17 +76,30 @@ void RevisionRun::InputMask(Kind kind, uint32_t mask) {
   finfo.items[kind].in_count = static_cast<uint32_t>(CountOnes(mask));
 }
 
-void RevisionRun::Feed(const Bytes& record) {
+void RevisionRun::Append(const Bytes& record) {
   const off_t at = finfo.input_size;
   if (pwrite(rfd, record.data(), record.size(), at) != static_cast<ssize_t>(record.size())) {
     throw std::runtime_error("input of the run");
   }
   finfo.input_size += static_cast<int64_t>(record.size());
-  lseek(rfd, at, SEEK_SET);
-  ReadNextRec();
-  if (auto_break_flg == 0 && lseek(rfd, 0, SEEK_CUR) != finfo.input_size) {
-    throw std::runtime_error("the reader did not leave the input behind the record");
+}
+
+void RevisionRun::ReadOn() {
+  auto_break_flg = 0;
+  while (finfo.position < finfo.input_size && auto_break_flg == 0) {
+    const int64_t before = finfo.position;
+    ReadNextRec();
+    if (auto_break_flg == 0 && (finfo.position <= before || finfo.position > finfo.input_size ||
+                                finfo.position != finfo.record_start + finfo.record_length)) {
+      throw std::runtime_error("the reader did not leave the input behind a record");
+    }
   }
+}
+
+void RevisionRun::Feed(const Bytes& record) {
+  finfo.position = finfo.input_size;
+  Append(record);
+  ReadOn();
 }
 
 void RevisionRun::Flush() {

@@ -28,6 +28,9 @@ class RevisionRun {
 
   // Appends a record to the input and reads it.
   void Feed(const Bytes& record);
+  // Appends a record; reads all that were appended.
+  void Append(const Bytes& record);
+  void ReadOn();
 
   // Writes the period in progress as the end of the input does; the output goes on.
   void Flush();

@@ -14,7 +14,7 @@ ERRORS = {
     'open': [errno.EACCES, errno.EMFILE, errno.EIO],
     'create': [errno.EACCES, errno.ENOSPC, errno.EROFS, errno.EMFILE],
     'close': [errno.EIO], 'fclose': [errno.ENOSPC], 'closedir': [errno.EIO],
-    'read': [errno.EIO, SHORT, NOTHING], 'pread': [errno.EIO],
+    'read': [errno.EIO, SHORT, NOTHING], 'pread': [errno.EIO, SHORT, NOTHING],
     'write': [errno.ENOSPC, errno.EIO, SHORT], 'pwrite': [errno.ENOSPC, errno.EIO],
     'fwrite': [errno.ENOSPC], 'fputs': [errno.ENOSPC], 'fflush': [errno.ENOSPC],
     'lseek': [errno.EIO], 'ftruncate': [errno.EIO], 'fsync': [errno.EIO, errno.ENOSPC],
