@@ -41,7 +41,8 @@ def measure(programs, maker, cache, turns, environment):
             runs, _ = rounds.measure_files(case, programs, cache, turns, environment)
             shutil.rmtree(maker.cache / case.name)
             points.append({"shape": shape, "disks": size, "slots": case.slot_bytes(), "runs": runs})
-            print(tables.curve_row(points[-1]), flush=True)
+            rows = tables.curve_table(points).splitlines()
+            print("\n".join(rows if len(points) == 1 else rows[-1:]), flush=True)
     return points
 
 

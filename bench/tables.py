@@ -82,20 +82,26 @@ def print_goals(cases):
             print(f"{key:13} {name:8} {'; '.join(told)}")
 
 
-def print_markdown(runs):
-    """A table for docs/performance.md. runs: the cases of each run over all of them."""
+def table(head, rows):
+    """Markdown."""
+    return "\n".join(["| " + " | ".join(head) + " |", "|" + "---|" * len(head),
+                      *("| " + " | ".join(row) + " |" for row in rows)])
+
+
+def cases_table(runs):
+    """CPU time as a ratio to cat, medians of each run. runs: the cases of each run over all."""
     names = archivers(next(iter(runs[0].values())))
-    print("\nCPU time as a ratio to `cat`, medians of each run; MiB: the most of all runs\n")
-    print("| case | " + " | ".join([*names, "goal", "`read`", *(f"MiB {name}" for name in names)]) +
-          " |\n|" + "---|" * (2 * len(names) + 3))
+    rows = []
     for key, first in runs[0].items():
         def each(name):
             return ", ".join(f"{cpu_ratio(run[key], name):.2f}" for run in runs)
         goal = goal_of(first, names[-1], runs[0])
-        cells = [f"`{key}`", *(each(name) for name in names), f"{goal[0]:.2f}" if goal else "",
-                 each("read"), *(f"{max(peak(run[key], name) for run in runs):.1f}"
-                                 for name in names)]
-        print("| " + " | ".join(cells) + " |")
+        rows.append([f"`{key}`", *(each(name) for name in names), f"{goal[0]:.2f}" if goal else "",
+                     each("read"),
+                     *(f"{max(peak(run[key], name) for run in runs):.1f}" for name in names),
+                     f"{first['allowed_memory'] / (1 << 20):.1f}"])
+    return table(["case", *names, "goal", "`read`", *(f"MiB {name}" for name in names), "allowed"],
+                 rows)
 
 
 def print_kernels(kernels):
@@ -105,30 +111,50 @@ def print_kernels(kernels):
               (f"{speed['bytes'] / 1e9:10.2f} G" if speed["bytes"] else ""))
 
 
-def print_counts(title, counts, digits):
+def counts_table(counts, digits):
     """counts: shape -> program -> number."""
     names = list(next(iter(counts.values())))
-    print(f"\n{title}\n\n| shape | " + " | ".join(names) + " |\n|" + "---|" * (len(names) + 1))
-    for shape, of_program in counts.items():
-        print(f"| {shape} | " + " | ".join(f"{of_program[name]:.{digits}f}" for name in names) +
-              " |")
+    return table(["shape", *names],
+                 [[shape, *(f"{of_program[name]:.{digits}f}" for name in names)]
+                  for shape, of_program in counts.items()])
 
 
-def curve_head(programs):
+def curve_table(points):
+    programs = archivers(points[0])
     names = [*programs, "read"]
-    return ("\n| disks | shape | " + " | ".join([*(f"CPU / cat {name}" for name in names),
-                                                  *(f"MiB {name}" for name in programs),
-                                                  "slots and 4 MiB"]) +
-            " |\n|" + "---|" * (len(names) + len(programs) + 3))
+    return table(["disks", "shape", *names, *(f"MiB {name}" for name in programs),
+                  "slots and 4 MiB"],
+                 [[f"{point['disks']:,}", point["shape"],
+                   *(f"{cpu_ratio(point, name):.2f}" for name in names),
+                   *(f"{peak(point, name):.1f}" for name in programs),
+                   f"{(point['slots'] + (4 << 20)) / (1 << 20):.1f}"] for point in points])
 
 
-def curve_row(point):
-    programs = archivers(point)
-    cells = [f"{point['disks']:,}", point["shape"],
-             *(f"{cpu_ratio(point, name):.2f}" for name in [*programs, "read"]),
-             *(f"{peak(point, name):.1f}" for name in programs),
-             f"{(point['slots'] + (4 << 20)) / (1 << 20):.1f}"]
-    return "| " + " | ".join(cells) + " |"
+def tables_of(results):
+    """All tables of a file of --json, by the names of their places in a page."""
+    found = {}
+    if results.get("runs"):
+        found["cases"] = cases_table(results["runs"])
+    if "calls" in results:
+        found["calls"] = counts_table(results["calls"], 2)
+    if "instructions" in results:
+        found["instructions"] = counts_table(results["instructions"], 0)
+    if "curve" in results:
+        found["curve"] = curve_table(results["curve"])
+    return found
+
+
+def write_page(path, results):
+    """Puts the tables into their places in a page: between "<!-- scripts/bench: NAME -->" and the next
+    "<!-- end -->"."""
+    page = path.read_text()
+    for name, text in tables_of(results).items():
+        begin = f"<!-- scripts/bench: {name} -->\n"
+        if begin not in page:
+            raise OSError(f"{path} has no place for {name}")
+        before, after = page.split(begin, 1)
+        page = before + begin + "\n" + text + "\n\n" + after[after.index("<!-- end -->"):]
+    path.write_text(page)
 
 
 def print_comparison(then, now):
