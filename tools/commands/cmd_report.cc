@@ -23,8 +23,10 @@ namespace {
 
 constexpr double kMegabyte = 1e6;
 constexpr size_t kUsualSize = 9;  // megabytes
-// Where an array has so many resources of a kind that few of them would have room.
+// Where an array has so many resources of a kind, or there are so many arrays, that few resources
+// would have room.
 constexpr size_t kSizeOfMany = 48;
+constexpr size_t kManyArrays = 16;
 constexpr double kSmallest = 1;
 constexpr double kLargest = 400;
 
@@ -70,7 +72,7 @@ double BytesOf(const Options& options, const PageData& page) {
     const bool any = std::any_of(page.arrays.begin(), page.arrays.end(), [&](const auto& array) {
       return std::any_of(array.second.kinds.begin(), array.second.kinds.end(), many);
     });
-    size = any ? kSizeOfMany : kUsualSize;
+    size = any || page.arrays.size() > kManyArrays ? kSizeOfMany : kUsualSize;
   }
   return static_cast<double>(size) * kMegabyte;
 }
@@ -126,8 +128,8 @@ void AddReportCommand(Command& command, int& status) {
       ->Must(kNotEmpty);
   command
       .AddOption("--size", options->size,
-                 "Megabytes that the data may take (default 9, with more than 8,192 resources of a "
-                 "kind 48): more tells more resources in full")
+                 "Megabytes that the data may take (default 9; with more than 8,192 resources of a "
+                 "kind, or 16 arrays, 48): more tells more resources in full")
       ->Must(Between(kSmallest, kLargest));
   AddChoiceOptions(command, options->choice);
   AddLabelsOption(command, options->labels);
