@@ -11,6 +11,7 @@
 #include "tools/audit/audit_archive.h"
 #include "tools/audit/audit_directory.h"
 #include "tools/commands/archive_options.h"
+#include "tools/commands/exit_status.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
@@ -21,12 +22,9 @@ namespace psltool {
 
 namespace {
 
-constexpr uint64_t kListed = 10;  // of each class of findings and archive
-constexpr int kAgree = 0;
-constexpr int kFindings = 1;
-constexpr int kTrouble = 2;
+constexpr uint64_t kListedOfArchive = 10;  // of each class of findings and archive
 
-struct Options {
+struct AuditOptions {
   ArchiveInputs made;
   std::string directory;
   std::string logs_directory;
@@ -36,7 +34,7 @@ struct Options {
   AnswerOptions answer;
 };
 
-struct Totals {
+struct AuditTotals {
   uint64_t archives = 0;
   uint64_t agree = 0;
   uint64_t with_findings = 0;
@@ -55,7 +53,7 @@ AuditRun RunOf(const std::string& word) {
 
 class Report {
  public:
-  Report(const Options& options, const Labels& labels, TextOut& out, Progress& progress)
+  Report(const AuditOptions& options, const Labels& labels, TextOut& out, Progress& progress)
       : options_(options),
         labels_(labels),
         zone_(options.answer.utc ? Zone::kUtc : Zone::kLocal),
@@ -64,7 +62,7 @@ class Report {
 
   void Take(const AuditFinding& finding) {
     const uint64_t number = ++seen_[finding.code];
-    if (!options_.full && number > kListed) return;
+    if (!options_.full && number > kListedOfArchive) return;
     if (options_.answer.json) {
       findings_.Append(JsonOf(finding));
       return;
@@ -92,10 +90,11 @@ class Report {
     uint64_t beyond = result.findings;  // what not even the audit kept
     for (const auto& [code, count] : seen_) {
       beyond -= std::min(beyond, count);
-      if (options_.full || count <= kListed) continue;
-      more.Append({{"class", code}, {"count", count - kListed}});
+      if (options_.full || count <= kListedOfArchive) continue;
+      more.Append({{"class", code}, {"count", count - kListedOfArchive}});
       if (!options_.answer.json) {
-        out_.Print("{}: {} of class {}\n", file.path, Count(count - kListed, "more finding"), code);
+        out_.Print("{}: {} of class {}\n", file.path,
+                   Count(count - kListedOfArchive, "more finding"), code);
       }
     }
     if (beyond != 0) {
@@ -136,11 +135,11 @@ class Report {
     }
     if (!out_.Flush()) {
       static_cast<void>(Fail("standard output", "cannot be written"));
-      return kTrouble;
+      return kExitTrouble;
     }
-    if (totals_.unreadable) return kTrouble;
+    if (totals_.unreadable) return kExitTrouble;
     const bool bad = totals_.findings != 0 || (options_.strict && totals_.no_inputs != 0);
-    return bad ? kFindings : kAgree;
+    return bad ? kExitFindings : kExitClean;
   }
 
  private:
@@ -217,12 +216,12 @@ class Report {
     return group && field[1] >= '1' && field[1] <= '9' ? static_cast<size_t>(field[1] - '0') : 0;
   }
 
-  const Options& options_;
+  const AuditOptions& options_;
   const Labels& labels_;
   Zone zone_;
   TextOut& out_;
   Progress& progress_;
-  Totals totals_;
+  AuditTotals totals_;
   std::map<std::string, uint64_t> seen_;
   Json findings_ = Json::Array();
   Json files_ = Json::Array();
@@ -230,10 +229,10 @@ class Report {
 
 int Refuse(const char* what, const char* why) {
   static_cast<void>(Fail(what, why));
-  return kTrouble;
+  return kExitTrouble;
 }
 
-int Audit(const Options& options) {
+int Audit(const AuditOptions& options) {
   const bool single = !options.made.archive.empty();
   if (single == !options.directory.empty()) {
     return Refuse("audit", "needs either --archive with its inputs or --all with a directory");
@@ -249,7 +248,7 @@ int Audit(const Options& options) {
   }
   if (single && !options.logs_directory.empty()) return Refuse("audit --logs", "goes with --all");
   Labels labels;
-  if (!labels.Read(options.answer.labels)) return kTrouble;
+  if (!labels.Read(options.answer.labels)) return kExitTrouble;
   TextOut out(stdout);
   Progress progress;
   Report report(options, labels, out, progress);
@@ -257,7 +256,7 @@ int Audit(const Options& options) {
     AuditedFile file;
     file.path = options.made.archive;
     AuditRequest audit = {options.made, RunOf(options.run)};
-    if (!ResolveInputs(audit)) return kTrouble;
+    if (!ResolveInputs(audit)) return kExitTrouble;
     file.result = AuditArchive(
         audit, [&](const AuditFinding& finding) { report.Take(finding); }, progress);
     progress.Clear();
@@ -275,14 +274,14 @@ int Audit(const Options& options) {
       },
       progress);
   progress.Clear();
-  if (!read) return kTrouble;
+  if (!read) return kExitTrouble;
   return report.Close();
 }
 
 }  // namespace
 
 void AddAuditCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<AuditOptions>();
   command.AddOption("--archive", options->made.archive, "Archive to be proved")
       ->StandsFor(Stands::kInput);
   AddInputsArgument(command, options->made);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/commands/dump_options.h"
+#include "tools/commands/exit_status.h"
 #include "tools/commands/files_option.h"
 #include "tools/output/report.h"
 #include "tools/showing/dump_file.h"
@@ -17,10 +18,7 @@ namespace psltool {
 
 namespace {
 
-constexpr int kBad = 1;
-constexpr int kTrouble = 2;
-
-struct Options {
+struct DumpOptions {
   std::vector<std::string> files;
   ChoiceOptions choice;
   std::string format = "table";
@@ -29,7 +27,7 @@ struct Options {
   bool wide = false;
 };
 
-std::unique_ptr<DumpWriter> MakeWriter(const Options& options, const std::string& file,
+std::unique_ptr<DumpWriter> MakeWriter(const DumpOptions& options, const std::string& file,
                                        TextOut& out, const Labels& labels) {
   const Zone zone = options.choice.zone();
   FileLabels names(labels, file);
@@ -40,7 +38,7 @@ std::unique_ptr<DumpWriter> MakeWriter(const Options& options, const std::string
 }
 
 // One file; returns the exit status.
-int DumpOne(const Options& options, const DumpRequest& dump, TextOut& out, const Labels& labels,
+int DumpOne(const DumpOptions& options, const DumpRequest& dump, TextOut& out, const Labels& labels,
             Progress& progress) {
   const std::unique_ptr<DumpWriter> writer = MakeWriter(options, dump.path, out, labels);
   DumpCount count;
@@ -49,26 +47,27 @@ int DumpOne(const Options& options, const DumpRequest& dump, TextOut& out, const
   progress.Clear();
   if (!out.Flush()) {
     static_cast<void>(Fail("standard output", "cannot be written"));
-    return kTrouble;
+    return kExitTrouble;
   }
   if (end == DumpEnd::kDone) {
-    return HasWhatWasAsked(dump.path, options.choice, dump, count) ? 0 : kBad;
+    return HasWhatWasAsked(dump.path, options.choice, dump, count) ? 0 : kExitFindings;
   }
-  return end == DumpEnd::kBroken ? kBad : kTrouble;
+  return end == DumpEnd::kBroken ? kExitFindings : kExitTrouble;
 }
 
-int Dump(const Options& options) {
+int Dump(const DumpOptions& options) {
   DumpRequest dump;
   dump.raw = options.raw;
   Labels labels;
-  if (!TakeChoice("dump", options.choice, dump) || !labels.Read(options.labels)) return kTrouble;
+  if (!TakeChoice("dump", options.choice, dump) || !labels.Read(options.labels))
+    return kExitTrouble;
   const bool several = options.files.size() > 1;
   if (several && options.format != "table") {
     // Files of other revisions have other columns, and rows do not tell their file.
     static_cast<void>(Fail("dump", fmt::format("{} files: {} is of one file; psltool export takes "
                                                "any number",
                                                options.files.size(), options.format)));
-    return kTrouble;
+    return kExitTrouble;
   }
   TextOut out(stdout);
   // A table that runs over the terminal shows by itself how far it is.
@@ -85,7 +84,7 @@ int Dump(const Options& options) {
 }  // namespace
 
 void AddDumpCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<DumpOptions>();
   AddFilesOption(command, options->files);
   AddChoiceOptions(command, options->choice);
   command.AddOption("--format", options->format, "table, csv or ndjson (default table)")

@@ -12,6 +12,7 @@
 #include "tools/audit/explain_value.h"
 #include "tools/commands/archive_options.h"
 #include "tools/commands/dump_options.h"
+#include "tools/commands/exit_status.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/clock.h"
@@ -23,11 +24,7 @@ namespace psltool {
 
 namespace {
 
-constexpr int kAgree = 0;
-constexpr int kBad = 1;
-constexpr int kTrouble = 2;
-
-struct Options {
+struct ExplainOptions {
   ArchiveInputs made;
   std::string kind;
   std::string key;
@@ -39,12 +36,12 @@ struct Options {
   AnswerOptions answer;
 };
 
-int Explain(const Options& options) {
+int Explain(const ExplainOptions& options) {
   const Zone zone = options.answer.zone();
   const TimeReading at = ReadTime(options.at, Now(), zone);
   if (!at.span) {
     static_cast<void>(Fail("explain --at", at.why));
-    return kTrouble;
+    return kExitTrouble;
   }
   ExplainRequest explain = {options.made};
   explain.run = options.run == "automatic" ? RunKind::kAutomatic : RunKind::kManual;
@@ -55,32 +52,32 @@ int Explain(const Options& options) {
   ExplainView view = {options.made.archive, fmt::format("{} {}", options.kind, options.key),
                       options.field,        options.all,
                       options.group,        zone};
-  if (!view.labels.Read(options.answer.labels)) return kTrouble;
+  if (!view.labels.Read(options.answer.labels)) return kExitTrouble;
   view.kind = options.kind;
   view.name =
       view.labels.OfResource(ArrayOfArchive(options.made.archive), options.kind, options.key);
-  if (!ResolveInputs(explain)) return kTrouble;
+  if (!ResolveInputs(explain)) return kExitTrouble;
   Progress progress;
   Explanation explanation;
   const ExplainEnd end = Explain(explain, explanation, progress);
   progress.Clear();
-  if (end == ExplainEnd::kRefused || end == ExplainEnd::kUnreadable) return kTrouble;
-  if (explanation.fields.empty()) return kBad;
+  if (end == ExplainEnd::kRefused || end == ExplainEnd::kUnreadable) return kExitTrouble;
+  if (explanation.fields.empty()) return kExitFindings;
   TextOut out(stdout);
   const bool printed = options.answer.json ? PrintExplanationJson(view, explanation, out)
                                            : PrintExplanation(view, explanation, out);
-  if (!printed) return kTrouble;
+  if (!printed) return kExitTrouble;
   if (!out.Flush()) {
     static_cast<void>(Fail("standard output", "cannot be written"));
-    return kTrouble;
+    return kExitTrouble;
   }
-  return end == ExplainEnd::kDone && explanation.differences == 0 ? kAgree : kBad;
+  return end == ExplainEnd::kDone && explanation.differences == 0 ? kExitClean : kExitFindings;
 }
 
 }  // namespace
 
 void AddExplainCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ExplainOptions>();
   command.AddOption("--archive", options->made.archive, "Archive")
       ->Required()
       ->StandsFor(Stands::kInput);

@@ -30,7 +30,7 @@ constexpr int kHealthy = 0;
 constexpr int kUnhealthy = 1;
 constexpr int kUnknown = 2;
 
-struct Options {
+struct HealthOptions {
   int segment = -1;
   std::string root;
   std::string archive;
@@ -45,7 +45,7 @@ struct Options {
   bool utc = false;
 };
 
-bool ReadConfiguration(const Options& options, SegmentConfig& config) {
+bool ReadConfiguration(const HealthOptions& options, SegmentConfig& config) {
   if (options.segment >= 0) {
     const std::string what = fmt::format("segment {}", options.segment);
     std::vector<char> bytes;
@@ -62,7 +62,7 @@ bool ReadConfiguration(const Options& options, SegmentConfig& config) {
              : Fail("health", "--segment, or --root and --archive, is needed");
 }
 
-bool Prepare(const Options& options, HealthRequest& request) {
+bool Prepare(const HealthOptions& options, HealthRequest& request) {
   if (!ReadConfiguration(options, request.config)) return false;
   request.prefix = options.prefix.ends_with('/') ? options.prefix : options.prefix + '/';
   request.now = Now();
@@ -126,7 +126,7 @@ bool WriteTo(const std::string& path, Print print) {
   return print(out) && file.Finish();
 }
 
-int Report(const Options& options) {
+int Report(const HealthOptions& options) {
   HealthRequest request{};
   Health health;
   if (!Prepare(options, request)) return kUnknown;
@@ -156,7 +156,7 @@ const char* WordOf(HealthKind kind) {
 }
 
 void AddHealthCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<HealthOptions>();
   auto* segment = command.AddOption("--segment", options->segment,
                                     "Number of the configuration segment of the runs");
   segment->Must(kNotNegative);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "engine/layout/layout.h"
+#include "tools/commands/exit_status.h"
 #include "tools/commands/files_option.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
@@ -19,10 +20,7 @@ namespace psltool {
 
 namespace {
 
-constexpr int kBad = 1;
-constexpr int kTrouble = 2;
-
-struct Options {
+struct InfoOptions {
   std::vector<std::string> files;
   bool json = false;
   bool utc = false;
@@ -178,7 +176,7 @@ Json JsonOf(const Finding& finding) {
           {"text", finding.text}};
 }
 
-int Show(const Options& options) {
+int Show(const InfoOptions& options) {
   TextOut out(stdout);
   Progress progress;
   Json all = Json::Array();
@@ -202,7 +200,7 @@ int Show(const Options& options) {
     out.Flush();
     static_cast<void>(Fail(path, DescribeWithAdvice(*summary.trouble)));
     const bool unreadable = summary.trouble->severity == Severity::kUnreadable;
-    status = std::max(status, unreadable ? kTrouble : kBad);
+    status = std::max(status, unreadable ? kExitTrouble : kExitFindings);
   }
   if (options.json) {
     // Names of files are bytes, JSON is UTF-8.
@@ -211,13 +209,13 @@ int Show(const Options& options) {
   }
   if (out.Flush()) return status;
   static_cast<void>(Fail("standard output", "cannot be written"));
-  return kTrouble;
+  return kExitTrouble;
 }
 
 }  // namespace
 
 void AddInfoCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<InfoOptions>();
   AddFilesOption(command, options->files);
   command.AddFlag("--json", options->json, "A JSON text for programs");
   command.AddFlag("--utc", options->utc, "Times in UTC instead of local time");

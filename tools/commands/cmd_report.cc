@@ -30,7 +30,7 @@ constexpr size_t kManyArrays = 16;
 constexpr double kSmallest = 1;
 constexpr double kLargest = 400;
 
-struct Options {
+struct ReportOptions {
   std::vector<std::string> files;
   std::string out = "report.html";
   std::string labels;
@@ -39,7 +39,7 @@ struct Options {
 };
 
 // "-o archive/*.psa" would make a page of the first archive.
-bool IsOutput(const Options& options) {
+bool IsOutput(const ReportOptions& options) {
   std::error_code error;
   const bool log = options.out.ends_with(".psl") || options.out.ends_with(".psa");
   const bool input = std::any_of(options.files.begin(), options.files.end(), [&](const auto& file) {
@@ -63,7 +63,7 @@ DumpCount CountOf(const PageData& page) {
   return count;
 }
 
-double BytesOf(const Options& options, const PageData& page) {
+double BytesOf(const ReportOptions& options, const PageData& page) {
   size_t size = options.size;
   if (size == 0) {
     const auto many = [](const auto& kind) {
@@ -95,7 +95,7 @@ bool WritePage(const std::string& path, const std::string& text) {
          file.Finish();
 }
 
-int Report(Options& options) {
+int Report(ReportOptions& options) {
   DumpRequest what;
   Labels labels;
   if (!TakeChoice("report", options.choice, what) || !IsOutput(options) ||
@@ -122,7 +122,7 @@ int Report(Options& options) {
 }  // namespace
 
 void AddReportCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ReportOptions>();
   AddFilesOption(command, options->files);
   command.AddOption("-o,--out", options->out, "The page to write (default: report.html)")
       ->Must(kNotEmpty);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/checking/salvage.h"
+#include "tools/commands/exit_status.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/input_files.h"
@@ -18,7 +19,6 @@ namespace psltool {
 namespace {
 
 constexpr int kNothingSaved = 1;
-constexpr int kTrouble = 2;
 
 void Print(TextOut& out, const SalvageRequest& options, const SalvageReport& report) {
   uint64_t records = 0;
@@ -62,13 +62,13 @@ int Run(const SalvageRequest& options) {
       static_cast<void>(
           Fail(options.broken, end == SalvageEnd::kNothing ? "nothing can be saved: " + why : why));
     }
-    return end == SalvageEnd::kNothing ? kNothingSaved : kTrouble;
+    return end == SalvageEnd::kNothing ? kNothingSaved : kExitTrouble;
   }
   TextOut out(stdout);
   Print(out, options, report);
   if (out.Flush()) return 0;
   static_cast<void>(Fail("standard output", "cannot be written"));
-  return kTrouble;
+  return kExitTrouble;
 }
 
 // A directory: each of its files into the new directory, under its own name.
@@ -76,10 +76,10 @@ int RunAll(const SalvageRequest& options) {
   std::error_code error;
   if (!std::filesystem::is_directory(options.broken, error)) return Run(options);
   std::vector<std::string> files;
-  if (!CollectFiles({options.broken}, files)) return kTrouble;
+  if (!CollectFiles({options.broken}, files)) return kExitTrouble;
   if (!std::filesystem::is_directory(options.good, error)) {
     static_cast<void>(Fail(options.good, "is no directory; of a directory only one is made"));
-    return kTrouble;
+    return kExitTrouble;
   }
   int status = 0;
   std::set<std::string> names;
@@ -90,7 +90,7 @@ int RunAll(const SalvageRequest& options) {
         (std::filesystem::path(options.good) / std::filesystem::path(file).filename()).string();
     if (!names.insert(one.good).second) {
       static_cast<void>(Fail(file, "another file of this name is there already"));
-      status = kTrouble;
+      status = kExitTrouble;
       continue;
     }
     status = std::max(status, Run(one));

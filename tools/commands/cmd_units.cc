@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/commands/exit_status.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/shell_word.h"
@@ -22,12 +23,10 @@ namespace psltool {
 namespace {
 
 constexpr int kGood = 0;
-constexpr int kBad = 1;
-constexpr int kTrouble = 2;
 
 enum class Form : uint8_t { kCommands, kNames, kTsv, kJson };
 
-struct Options {
+struct UnitsOptions {
   UnitRequest request;
   std::string level = "hour";
   std::string directory;
@@ -47,7 +46,7 @@ std::string Absolute(const std::string& path) {
   return text;
 }
 
-void SetPlace(Options& options) {
+void SetPlace(UnitsOptions& options) {
   UnitPlace& place = options.request.place;
   place.level = options.level == "hour" ? UnitLevel::kHour : UnitLevel::kDay;
   place.inputs = Absolute(options.directory);
@@ -63,7 +62,7 @@ std::string OwnName() {
   return called.find('/') == std::string::npos ? called : Absolute(called);
 }
 
-std::string CommandOf(const Options& options, const Unit& unit) {
+std::string CommandOf(const UnitsOptions& options, const Unit& unit) {
   const UnitRequest& request = options.request;
   std::string command = fmt::format("{} unit --level {}", ShellWord(OwnName()), options.level);
   if (!request.archiver.empty()) command += " --archiver " + ShellWord(request.archiver);
@@ -85,7 +84,7 @@ const char* WordOf(UnitState state) {
   return "due";
 }
 
-Json JsonOf(const Options& options, const Unit& unit) {
+Json JsonOf(const UnitsOptions& options, const Unit& unit) {
   Json inputs = Json::Array();
   for (const UnitInput& input : unit.inputs) inputs.Append(input.name);
   return {{"unit", unit.name},
@@ -118,7 +117,7 @@ std::string Field(const std::string& text) {
 }
 
 // False: the unit cannot be told in this form, reported.
-bool Print(const Options& options, const Unit& unit, TextOut& out) {
+bool Print(const UnitsOptions& options, const Unit& unit, TextOut& out) {
   if (options.tsv) {
     out.Print("{}\t{}\t{}\t{}\t{}\t{}\n", Field(unit.array), unit.date, unit.inputs.size(),
               unit.bytes, Field(OutputOf(options.request.place, unit)),
@@ -134,12 +133,12 @@ bool Print(const Options& options, const Unit& unit, TextOut& out) {
   return true;
 }
 
-int List(Options& options) {
+int List(UnitsOptions& options) {
   SetPlace(options);
   options.request.again = options.all;
   std::vector<Unit> units;
   std::vector<std::string> left_out;
-  if (!FindUnits(options.request.place, units, left_out)) return kTrouble;
+  if (!FindUnits(options.request.place, units, left_out)) return kExitTrouble;
   for (const std::string& name : left_out) {
     static_cast<void>(Fail(name, "is empty, its log was broken; no unit takes it"));
   }
@@ -162,17 +161,17 @@ int List(Options& options) {
   }
   if (!out.Flush()) {
     static_cast<void>(Fail("standard output", "cannot be written"));
-    return kTrouble;
+    return kExitTrouble;
   }
-  return complete ? kGood : kBad;
+  return complete ? kGood : kExitFindings;
 }
 
 // One unit; its status.
-int WorkOn(Options& options, bool quiet) {
+int WorkOn(UnitsOptions& options, bool quiet) {
   Unit unit;
   const UnitEnd end = RunUnit(options.request, unit);
-  if (end == UnitEnd::kTrouble) return kTrouble;
-  if (end == UnitEnd::kNotMade) return kBad;
+  if (end == UnitEnd::kTrouble) return kExitTrouble;
+  if (end == UnitEnd::kNotMade) return kExitFindings;
   if (!quiet) {
     TextOut out(stdout);
     out.Print("{}: {}\n", OutputOf(options.request.place, unit),
@@ -185,7 +184,7 @@ int WorkOn(Options& options, bool quiet) {
 }
 
 // All units named, whatever becomes of each; the worst status.
-int Work(Options& options, const std::vector<std::string>& names, bool quiet) {
+int Work(UnitsOptions& options, const std::vector<std::string>& names, bool quiet) {
   SetPlace(options);
   int status = kGood;
   for (const std::string& name : names) {
@@ -195,7 +194,7 @@ int Work(Options& options, const std::vector<std::string>& names, bool quiet) {
   return status;
 }
 
-void AddCommonOptions(Command& command, const std::shared_ptr<Options>& options) {
+void AddCommonOptions(Command& command, const std::shared_ptr<UnitsOptions>& options) {
   command.AddOption("directory", options->directory, "Directory of the logs (or hour archives)")
       ->Required()
       ->StandsFor(Stands::kDirectory);
@@ -218,7 +217,7 @@ void AddCommonOptions(Command& command, const std::shared_ptr<Options>& options)
 }  // namespace
 
 void AddUnitsCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<UnitsOptions>();
   AddCommonOptions(command, options);
   command.AddFlag("--all", options->all, "Also what is done; the commands then do it again");
   command.AddFlag("--not-over", options->not_over, "Also what is not over");
@@ -234,7 +233,7 @@ void AddUnitsCommand(Command& command, int& status) {
 }
 
 void AddUnitCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<UnitsOptions>();
   auto names = std::make_shared<std::vector<std::string>>();
   auto quiet = std::make_shared<bool>(false);
   AddCommonOptions(command, options);

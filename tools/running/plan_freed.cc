@@ -15,12 +15,6 @@ namespace psltool {
 
 namespace {
 
-bool IsArchive(const std::string& path) { return path.starts_with(kArchivePart); }
-
-std::string NameOf(const std::string& path) {
-  return IsArchive(path) ? path.substr(strlen(kArchivePart)) : path;
-}
-
 // Sound archives that are there after the run, by the digits of their day or month.
 class Remaining {
  public:
@@ -35,7 +29,8 @@ class Remaining {
       if (sound && level == 2) days_.emplace(name.substr(0, kMonthDigits), name);
     }
     for (const PlanFile& file : plan.removed) {
-      if (IsArchive(file.path)) Erase(hours_, NameOf(file.path)), Erase(days_, NameOf(file.path));
+      if (LiesWithArchives(file.path))
+        Erase(hours_, NameInDirectory(file.path)), Erase(days_, NameInDirectory(file.path));
     }
   }
 
@@ -88,8 +83,8 @@ void NoteFreed(const ArchiveView& view, Plan& plan) {
     // What the run itself makes has no size yet.
     file.bytes = SizeOf(file.path);
     if (file.code != "expired") continue;
-    const std::string name = NameOf(file.path);
-    const bool archive = IsArchive(file.path);
+    const std::string name = NameInDirectory(file.path);
+    const bool archive = LiesWithArchives(file.path);
     // Nothing comes after a day archive.
     if (archive && probe.level(name.c_str()) == 2) continue;
     file.archive = remaining.ArchiveOf(name, archive);
