@@ -57,18 +57,16 @@ void FillEntry(const Form& form, uint32_t i, uint8_t* entry) {
   }
 }
 
-void FillTable(const Section& section, Kind kind, Lookup lookup, uint32_t stride) {
+void FillTable(const Section& section, Kind kind, Lookup lookup) {
   const Form& form = kForms[section.row->form];
   uint8_t* table = ShapeSet(kind, {.entries = static_cast<int32_t>(section.count),
-                                   .stride = stride,
                                    .lookup = lookup,
-                                   .key_at = 0,
                                    .key_count = form.key.count,
                                    .head_size = SlotHeadSize(kind),
                                    .quadsets = form.quadsets,
                                    .tracked = form.tracked});
   const size_t step = section.entries.size() / section.count;
-  for (uint32_t i = 0; i < section.count; ++i, table += stride) {
+  for (uint32_t i = 0; i < section.count; ++i, table += kKeyRoom) {
     for (size_t n = 0; n < form.key.count; ++n) {
       table[n] = section.entries[i * step + form.key.at[n]];
     }
@@ -97,7 +95,7 @@ Section MakeSection(Kind kind, uint32_t count, bool words) {
   for (uint32_t i = 0; i < count; ++i) FillEntry(form, i, section.entries.data() + i * step);
   for (size_t i = 0; i < layout.list_count; ++i) {
     const ListRow& row = layout.lists[i];
-    if (row.kind == kind) FillTable(section, kind, row.lookup, row.entry == 0 ? 64U : row.entry);
+    if (row.kind == kind) FillTable(section, kind, row.lookup);
   }
   return section;
 }
@@ -127,10 +125,12 @@ void Write(benchmark::State& state, Kind kind) {
   const Section section = MakeSection(kind, static_cast<uint32_t>(state.range(0)), false);
   finfo.first_interval = true;
   ReadSection(section.Record(), *section.row, section.rule, 0, section.count);
-  std::vector<uint8_t> out(LargestSection(*section.row));
+  std::vector<uint8_t> out(section.count * LargestEntry(*section.row));
   size_t written = 0;
   for (auto _ : state) {
-    written = static_cast<size_t>(PutSection(out.data(), *section.row, section.rule) - out.data());
+    const auto count = static_cast<int32_t>(section.count);
+    const uint8_t* const end = PutSection(out.data(), *section.row, section.rule, 0, count);
+    written = static_cast<size_t>(end - out.data());
     benchmark::DoNotOptimize(out.data());
     benchmark::ClobberMemory();
   }
