@@ -99,7 +99,7 @@ if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANIT
     COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/scripts/torture" --build "${CMAKE_BINARY_DIR}" --state none
       --hostile 200 hostile)
   set_tests_properties(TortureSlice.night TortureSlice.manual TortureSlice.pruning
-    TortureSlice.psltool TortureSlice.hostile PROPERTIES LABELS "long" TIMEOUT 300)
+    TortureSlice.psltool TortureSlice.hostile PROPERTIES LABELS "long" TIMEOUT 300 COST 40)
 endif()
 
 # Instructions per entry, counted by callgrind in the built archiver: not under the sanitizers and not
@@ -153,7 +153,7 @@ if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANIT
         "${CMAKE_CURRENT_SOURCE_DIR}/tests/tools/page/report_page.py"
         $<TARGET_FILE:psltool> $<TARGET_FILE:Qelprfarc> ${name})
     set_tests_properties(ReportPage.${name} PROPERTIES
-      LABELS "browser" TIMEOUT 300 SKIP_RETURN_CODE 77)
+      LABELS "browser" TIMEOUT 300 SKIP_RETURN_CODE 77 COST 35)
   endforeach()
 endif()
 
