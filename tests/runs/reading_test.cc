@@ -45,9 +45,9 @@ class Reading : public ::testing::Test {
 
   // A log of logical disks only, as "20240101A.psl".
   std::string MakeLog(const std::string& disks, const std::string& records) {
-    const ProgramResult made =
-        RunProgram(PSLTOOL_PATH, {"make", "-q", "-o", directory_.Path("made"), "--none", "--ld",
-                                  disks, "--interval", "10", "--records", records});
+    const ProgramResult made = RunProgram(
+        PSLTOOL_PATH, {"make", "-q", "-o", directory_.Path("made"), "--start", "2024-01-01",
+                       "--none", "--ld", disks, "--interval", "10", "--records", records});
     EXPECT_EQ(made.status, 0) << made.err;
     const std::string log = directory_.Read("made/" + directory_.Names("made").at(0));
     std::filesystem::remove_all(directory_.Path("made"));
