@@ -47,6 +47,9 @@ class Reading {
   Reading& operator=(const Reading&) = delete;
 };
 
+// Holds a few entries, but the cache section, which is read side by side only in one piece.
+size_t SmallPiece(int revision) { return revision < 0x19 ? 200 : kOfEach * size_t{128}; }
+
 // A log of every kind with random figures, and optional items.
 class MadeLog {
  public:
@@ -203,7 +206,7 @@ class SideBySide : public ::testing::TestWithParam<int> {
       }
       ++runs_;
       if (std::get<0>(expected) != kReturned || std::get<3>(expected) != 0) ++broken_;
-      for (const size_t piece : {kPieceBytes, size_t{200}}) {
+      for (const size_t piece : {kPieceBytes, SmallPiece(GetParam())}) {
         SCOPED_TRACE(piece);
         const Reading side_by_side(10, piece);
         ASSERT_EQ(Run(automatic, log), expected);
@@ -306,7 +309,7 @@ TEST_P(SideBySideDamaged, DamageAtEverySectionOfEveryRecord) {
 TEST_P(SideBySide, FirstRecordInTroubleIsToldOf) {
   for (const bool broken : {false, true}) {
     for (const bool unreadable_first : {false, true}) {
-      const Reading by_small_pieces(10, 200);
+      const Reading by_small_pieces(10, SmallPiece(GetParam()));
       Capture errors(2);
       RevisionRun run(GetParam());
       MadeLog made(GetParam(), 1);
@@ -331,7 +334,7 @@ TEST_P(SideBySide, FirstRecordInTroubleIsToldOf) {
 
 // Bytes that nobody uses are read, too: one that is missing is an error of its record.
 TEST_P(SideBySide, UnusedBytesBehindSectionsAreRead) {
-  const Reading by_small_pieces(10, 200);
+  const Reading by_small_pieces(10, SmallPiece(GetParam()));
   const Capture errors(2);
   RevisionRun run(GetParam());
   MadeLog made(GetParam(), 1);
@@ -382,6 +385,60 @@ TEST(SideBySideSparse, GapsTakeNoMemory) {
     return archive(kGap) == expected && !::testing::Test::HasFailure() ? 0 : 1;
   });
   EXPECT_EQ(status, 0);
+}
+
+// The bytes of a log between two places, as records.
+Bytes PartOf(const std::string& log, size_t from, size_t to) {
+  return Bytes(std::vector<uint8_t>(log.begin() + static_cast<std::ptrdiff_t>(from),
+                                    log.begin() + static_cast<std::ptrdiff_t>(to)));
+}
+
+// The system cannot give what lies behind the header of the last record. It is asked for when the
+// statistics record before it is read, but only another one of those must be readable.
+TEST_P(SideBySide, OnlyStatisticsRecordsBehindMustBeReadable) {
+  const Reading by_small_pieces(10, SmallPiece(GetParam()));
+  const auto read = [](const std::string& last) {
+    Capture errors(2);
+    RevisionRun run(GetParam());
+    MadeLog made(GetParam(), 1);
+    const std::string log = made.Make();
+    const size_t head = spell::HeaderSize(static_cast<uint8_t>(GetParam()));
+    run.Append(PartOf(log, head, made.starts[3]));
+    run.Append(PartOf(last, 0, last.size()));
+    const off_t end = finfo.input_size - static_cast<off_t>(last.size()) + 20;
+    if (ftruncate(rfd, end) != 0) return std::string("not cut");
+    const int status = StatusOf([&] { run.ReadOn(); });
+    return std::to_string(status) + errors.Text().substr(0, std::string("Qelprfarc: 112").size());
+  };
+  const std::string returned = std::to_string(kReturned);
+  EXPECT_EQ(read(spell::FreeRecord(400)), returned);
+  EXPECT_EQ(read(spell::FixedRecord("XYZ", 400)), "1Qelprfarc: 112");
+  EXPECT_EQ(read(spell::FixedRecord("STA", 13)), "1Qelprfarc: 112");
+  EXPECT_EQ(read(spell::FixedRecord("STA", 400)), "1Qelprfarc: 110");
+  EXPECT_EQ(read(spell::FixedRecord("NNC", 400)), "1Qelprfarc: 110");
+}
+
+// A period that must be repeated, but somebody has written to its first record meanwhile.
+TEST_P(SideBySide, RecordChangedBeforeItIsReadAgain) {
+  const Reading by_small_pieces(10, SmallPiece(GetParam()));
+  for (const char length : {'\0', '\x0C', '\x14'}) {
+    SCOPED_TRACE(int{length});
+    Capture errors(2);
+    RevisionRun run(GetParam());
+    run.Automatic();
+    MadeLog made(GetParam(), 1);
+    std::string log = made.Make();
+    const size_t head = spell::HeaderSize(static_cast<uint8_t>(GetParam()));
+    BreakLastDiskPort(&log, made.starts[2], GetParam());
+    run.Append(PartOf(log, head, made.starts[2]));
+    run.ReadOn();
+    const char changed[4] = {0, 0, 0, length};
+    ASSERT_EQ(pwrite(rfd, changed, 4, static_cast<off_t>(made.starts[0] - head + 8)), 4);
+    run.Append(PartOf(log, made.starts[2], made.starts[3]));
+    EXPECT_EQ(StatusOf([&] { run.ReadOn(); }), kReturned);
+    EXPECT_EQ(auto_break_flg, 1);
+    EXPECT_EQ(errors.Text(), "Qelprfarc: 112 Record broken -- 20240101array.psl\n");
+  }
 }
 
 }  // namespace
