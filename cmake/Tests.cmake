@@ -86,8 +86,15 @@ include(\"${CMAKE_CURRENT_SOURCE_DIR}/cmake/TestSuites.cmake\")
 ")
 set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${suites_of_tests}")
 
-# A slice of scripts/torture.
+# scripts/mutate and scripts/coverage, over small examples.
 find_package(Python3 COMPONENTS Interpreter QUIET)
+if(Python3_FOUND)
+  add_test(NAME Strength.Scripts
+    COMMAND "${Python3_EXECUTABLE}" -B "${CMAKE_CURRENT_SOURCE_DIR}/tests/strength/strength_test.py")
+  set_tests_properties(Strength.Scripts PROPERTIES TIMEOUT 300 ENVIRONMENT "CXX=${CMAKE_CXX_COMPILER}")
+endif()
+
+# A slice of scripts/torture.
 if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANITIZE
     AND CMAKE_BUILD_TYPE STREQUAL "Release")
   foreach(scenario IN ITEMS night manual pruning psltool)

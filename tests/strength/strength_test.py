@@ -1,0 +1,232 @@
+#!/usr/bin/env python3
+"""Holds scripts/mutate and scripts/coverage to small examples: faults of which one is noticed, one is not and
+one does not compile; and a report of which the right answer is known.
+
+The environment may name the compiler (CXX)."""
+import contextlib
+import io
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+ROOT = os.path.dirname(os.path.dirname(HERE))
+sys.path.insert(0, HERE)
+sys.dont_write_bytecode = True
+
+import bench  # noqa: E402
+import campaign  # noqa: E402
+import operators  # noqa: E402
+import reached  # noqa: E402
+
+COMPILER = os.environ.get('CXX', 'c++')
+
+CLAMP = '''int Clamp(int value) {
+  if (value > 9) return 9;
+  return value;
+}
+static_assert(sizeof(int) == 4);
+constexpr int kTen = 10;
+static_assert(kTen == 10);
+'''
+CLAMP_TEST = '''int Clamp(int value);
+int main() { return Clamp(4) == 4 && Clamp(12) == 9 ? 0 : 1; }
+'''
+
+
+class SmallBench(bench.Bench):
+    """Builds and runs the two files above."""
+
+    def __init__(self, tree):
+        super().__init__(tree, tree, 1)
+        self.tree = tree
+
+    def judged(self, mutant):
+        program = os.path.join(self.tree, 'program')
+        sources = [os.path.join(self.tree, 'core', name) for name in ('clamp.cc', 'clamp_test.cpp')]
+        if subprocess.run([COMPILER, '-w', '-o', program, *sources], stderr=subprocess.DEVNULL).returncode != 0:
+            return bench.UNBUILT, 'compiler'
+        if subprocess.run([program]).returncode != 0:
+            return bench.KILLED, 'clamp_test'
+        return bench.SURVIVED, ''
+
+
+def after(line, kind, table=False):
+    return [changed for what, changed in operators.changes(line, table) if what == kind]
+
+
+class Operators(unittest.TestCase):
+    def test_each_fault(self):
+        self.assertEqual(after('  if (a <= b) {', 'comparison'), ['  if (a < b) {', '  if (a >= b) {'])
+        self.assertEqual(after('  if (a && b) {', 'connective'), ['  if (a || b) {'])
+        self.assertEqual(after('  a = b + c;', 'arithmetic'), ['  a = b - c;'])
+        self.assertEqual(after('  a = 0x1F;', 'constant'), ['  a = 0x20;', '  a = 0x1e;'])
+        self.assertEqual(after('  mode = 0755;', 'constant'), ['  mode = 0756;', '  mode = 0754;'])
+        self.assertEqual(after('  if (a(b)) c();', 'condition'), ['  if (!(a(b))) c();'])
+        self.assertEqual(after('  if (a(b)) c();', 'call left out'), ['  if (a(b)) {}'])
+        self.assertEqual(after('  a->b(c);  // why', 'call left out'), ['  {}  // why'])
+        self.assertEqual(after('  return true;', 'truth value'), ['  return false;'])
+        self.assertEqual(after('  {kHd, 32},', 'table cell', True), ['  {kHd, 33},', '  {kHd, 31},'])
+
+    def test_what_is_no_code(self):
+        for line in ('// a < b', '#if A > 1', 'static_assert(a == 4);', '', '  text = "a < b && 7";'):
+            self.assertEqual(list(operators.changes(line, False)), [], line)
+        self.assertEqual(after("  if (c == '/' && a1 == 2'000) {", 'constant'),
+                         ["  if (c == '/' && a1 == 2001) {", "  if (c == '/' && a1 == 1999) {"])
+
+    def test_lines_that_are_the_same_are_told_apart(self):
+        source = '  f();\n  g();\n  f();\n'
+        second = operators.mutants_of('a.cc', source)[2][0]
+        self.assertEqual((second.line, second.nth), (2, 1))
+        self.assertEqual(operators.find(second, 'new line\n' + source), 3)
+        self.assertIsNone(operators.find(second, '  f();\n'))
+        self.assertTrue(operators.planted(second, source).endswith('\n  f();\n  g();\n  {}\n'))
+
+
+class Mutants(unittest.TestCase):
+    def setUp(self):
+        self.directory = tempfile.TemporaryDirectory()
+        self.addCleanup(self.directory.cleanup)
+        self.tree = self.directory.name
+        os.mkdir(os.path.join(self.tree, 'core'))
+        self.write('core/clamp.cc', CLAMP)
+        self.write('core/clamp_test.cpp', CLAMP_TEST)
+
+    def write(self, name, text):
+        with open(os.path.join(self.tree, name), 'w') as file:
+            file.write(text)
+
+    def campaign(self, equivalents):
+        made = campaign.Campaign(os.path.join(self.tree, 'state'), equivalents)
+        mutants = [campaign.of_line(self.tree, f'core/clamp.cc:{line}') for line in (2, 6)]
+        made.begin(lambda: mutants[0] + mutants[1], 100)
+        return made
+
+    def run_quietly(self, of, numbers):
+        with contextlib.redirect_stdout(io.StringIO()):
+            of.run(SmallBench(self.tree), numbers)
+
+    def test_killed_survived_and_not_compiled(self):
+        of = self.campaign({})
+        self.run_quietly(of, of.left())
+        results = {(of.mutants[number].after.strip(), verdict.result) for number, verdict in of.verdicts.items()}
+        self.assertIn(('if (value < 9) return 9;', bench.KILLED), results)
+        self.assertIn(('if (!(value > 9)) return 9;', bench.KILLED), results)
+        self.assertIn(('if (value > 9) return 10;', bench.KILLED), results)
+        self.assertIn(('if (value >= 9) return 9;', bench.SURVIVED), results)
+        self.assertIn(('if (value > 10) return 9;', bench.SURVIVED), results)
+        self.assertIn(('constexpr int kTen = 11;', bench.UNBUILT), results)
+        with open(os.path.join(self.tree, 'core', 'clamp.cc')) as file:
+            self.assertEqual(file.read(), CLAMP)
+
+    def test_going_on_and_equivalents(self):
+        of = self.campaign({})
+        self.run_quietly(of, of.left()[:3])
+        path = os.path.join(self.tree, 'equivalents')
+        with open(path, 'w') as file:
+            file.write('# Head.\n\ncore/clamp.cc\n- if (value > 9) return 9;\n+ if (value >= 9) return 9;\n'
+                       'Nine is nine.\n')
+        again = self.campaign(campaign.read_equivalents(path))
+        self.assertEqual(again.left(), of.left())
+        self.run_quietly(again, again.left())
+        self.assertEqual(again.left(), [])
+        total = again.counts('kind')[1]
+        self.assertEqual(total[campaign.EQUIVALENT], 1)
+        self.assertEqual(sum(total.values()), len(again.mutants))
+        survived = total[bench.SURVIVED]
+        self.assertGreater(survived, 0)
+        told = len(again.mutants) - 1
+        self.assertAlmostEqual(again.share(), 100 * (told - survived) / told)
+
+    def test_an_equivalent_without_a_reason_is_refused(self):
+        path = os.path.join(self.tree, 'equivalents')
+        with open(path, 'w') as file:
+            file.write('core/clamp.cc\n- a\n+ b\n')
+        with self.assertRaises(SystemExit):
+            campaign.read_equivalents(path)
+
+    def test_the_draw_follows_its_seed_and_its_files(self):
+        draws = [campaign.draw(ROOT, ['pmonb/*', '!*.h'], seed) for seed in (1, 1, 2)]
+        self.assertEqual(draws[0], draws[1])
+        self.assertNotEqual(draws[0], draws[2])
+        self.assertEqual({os.path.dirname(mutant.path) for mutant in draws[0]}, {'pmonb'})
+        self.assertTrue(all(mutant.path.endswith('.cc') for mutant in draws[0]))
+        places = [(mutant.path, mutant.line) for mutant in draws[0]]
+        self.assertEqual(len(places), len(set(places)))
+
+
+SOURCE = '''void F(bool a) {
+  if (a) {
+    G();
+  }
+  // Not reached: the table has no such row.
+  if (H()) {
+    G();
+  }
+  // Not reached:
+  K();
+  // Not reached: but it is, every time.
+  K();
+}
+'''
+# As llvm-cov writes it: line, column, count, whether there is one, whether a region begins, a gap.
+SEGMENTS = [[1, 16, 4, True, True, False], [2, 7, 4, True, True, False], [2, 8, 4, True, False, False],
+            [2, 10, 0, True, True, False], [4, 4, 4, True, False, False], [6, 7, 4, True, True, False],
+            [6, 10, 4, True, False, False], [6, 12, 0, True, True, False], [8, 4, 4, True, False, False],
+            [13, 2, 0, False, False, False]]
+BRANCHES = [[2, 7, 2, 8, 0, 4, 0, 0, 4], [6, 7, 6, 10, 0, 3, 0, 0, 4], [6, 7, 6, 10, 0, 1, 0, 0, 4]]
+
+
+class Coverage(unittest.TestCase):
+    def setUp(self):
+        self.directory = tempfile.TemporaryDirectory()
+        self.addCleanup(self.directory.cleanup)
+        path = os.path.join(self.directory.name, 'engine')
+        os.mkdir(path)
+        path = os.path.join(path, 'f.cc')
+        with open(path, 'w') as file:
+            file.write(SOURCE)
+        self.exported = {'files': [{'filename': path, 'segments': SEGMENTS, 'branches': BRANCHES}]}
+        self.files = reached.read(self.directory.name, self.exported)
+
+    def test_what_is_left_over(self):
+        self.assertEqual(list(reached.listing(self.files, 'engine/')),
+                         ['engine/f.cc:2: column 7: never true', 'engine/f.cc:3: not reached',
+                          'engine/f.cc:4: not reached'])
+        self.assertEqual(list(reached.listing(self.files, 'pmonb/')), [])
+
+    def test_marks_need_a_reason_and_something_to_excuse(self):
+        self.assertEqual(self.files[0].mistakes,
+                         ['engine/f.cc:9: no reason', 'engine/f.cc:11: everything is reached'])
+
+    def test_table(self):
+        # Of 13 lines two are excused, of the others two were not executed; of three sides one was not taken.
+        self.assertEqual([line.split() for line in reached.table(self.files)][1],
+                         ['engine', '11', '81.82%', '3', '66.67%'])
+
+
+class Scripts(unittest.TestCase):
+    def test_help(self):
+        for name in ('mutate', 'coverage'):
+            run = subprocess.run([sys.executable, os.path.join(ROOT, 'scripts', name), '--help'],
+                                 stdout=subprocess.PIPE, check=True)
+            self.assertIn(f'Usage: scripts/{name}', run.stdout.decode())
+
+    def test_a_saved_report(self):
+        with tempfile.NamedTemporaryFile('w', suffix='.json') as file:
+            json.dump({'data': [{'files': [
+                {'filename': os.path.join(ROOT, 'engine', 'broken.cc'), 'branches': [[9, 3, 9, 4, 1, 0, 0, 0, 4]],
+                 'segments': [[8, 1, 1, True, True, False], [12, 2, 0, False, False, False]]}]}]}, file)
+            file.flush()
+            run = subprocess.run([sys.executable, os.path.join(ROOT, 'scripts', 'coverage'), '--export', file.name,
+                                  '--list'], stdout=subprocess.PIPE)
+        self.assertEqual(run.returncode, 1)
+        self.assertIn('engine/broken.cc:9: column 3: never false\n', run.stdout.decode())
+        self.assertRegex(run.stdout.decode(), r'engine +5 +100\.00% +2 +50\.00%')
+
+
+if __name__ == '__main__':
+    unittest.main()
