@@ -46,8 +46,6 @@ constexpr int kRemoved = 1;
 
 bool StartedByDaemon() { return arcdelinfo.auto_flg != 0 || arcdelinfo.auto2_flg != 0; }
 
-bool HasSegment() { return arcdelinfo.mode == kModeSvr || arcdelinfo.mode == kModeArrayUpdate; }
-
 void ClearWorkAreas() {
   arcdelinfo = ArcDelInfo{};
   arcerrinfo = ArcErrInfo{};
@@ -90,7 +88,7 @@ bool PrepareDaemonRun() {
   if (!ReadConfiguration()) return false;
   SetTraceFile();
   TraceStart();
-  if (HasSegment() && !TakeLock()) return false;
+  if (!TakeLock()) return false;
   return EnterWorkDirectory();
 }
 

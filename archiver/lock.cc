@@ -69,6 +69,7 @@ pid_t LockHolder(const char* path) {
   const int error = errno;
   close(fd);
   errno = error;
+  // Not reached: the lock of a file that was opened just now can be asked for.
   if (!asked) return -1;
   return lock.l_type == F_UNLCK ? 0 : lock.l_pid;
 }

@@ -50,6 +50,7 @@ bool DayEndsBefore(struct tm date, int64_t limit) {
   date.tm_min = 59;
   date.tm_sec = 59;
   int64_t end = 0;
+  // Not reached: a year of four digits converts.
   return ToTime(&date, &end) && end < limit;
 }
 
@@ -62,6 +63,7 @@ bool DayArchiveExpired(const char* name, int64_t day_limit) {
   limit_month.tm_sec = 0;
   limit_month.tm_isdst = -1;
   int64_t limit = 0;
+  // Not reached: the month of a moment converts.
   if (!ToTime(&limit_month, &limit)) return false;
   return DayEndsBefore(NameDate(FirstDayOf(name).c_str(), -1), limit);
 }
@@ -82,9 +84,10 @@ int64_t FirstRemoval(const char* digits, const std::function<RemovalVerdict(int6
   constexpr int64_t kLongest = int64_t{800} * 86400;  // two years, and what is left of a month
   tm date = NameDate(digits, -1);
   int64_t early = 0;
+  // Not reached: a year of four digits converts.
   if (!ToTime(&date, &early)) return 0;
   int64_t late = early + kLongest;
-  if (IsRemoved(judge(early)) || !IsRemoved(judge(late))) return 0;
+  if (!IsRemoved(judge(late))) return 0;
   while (late - early > 1) {
     const int64_t middle = early + (late - early) / 2;
     (IsRemoved(judge(middle)) ? late : early) = middle;

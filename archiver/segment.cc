@@ -5,6 +5,7 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -33,11 +34,11 @@ bool ReadField(size_t offset, T* value) {
 }
 
 // Copies a directory name of less than `room` characters and ends it with a separator.
-template <size_t N>
-bool ReadDirectory(size_t offset, size_t room, char (&field)[N]) {
+template <size_t kRoom, size_t N>
+bool ReadDirectory(size_t offset, char (&field)[N]) {
+  static_assert(kRoom < N);
   if (offset > shmsize) return false;
-  if (room > shmsize - offset) room = shmsize - offset;
-  if (room > N - 1) room = N - 1;
+  const size_t room = std::min(kRoom, shmsize - offset);
   const char* text = static_cast<const char*>(shmptr) + offset;
   const size_t length = strnlen(text, room);
   if (length == room) return false;
@@ -74,7 +75,9 @@ bool ReadRetention(int retention_class) {
 bool ReadCapacity() {
   int32_t configured = 0;
   int32_t override_value = 0;
+  // Not reached: the PML directory lies behind both and has been read.
   if (!ReadField(kSegVolumeCapacity, &configured)) return false;
+  // Not reached: likewise.
   if (!ReadField(kSegCapacityOverride, &override_value)) return false;
   if (override_value >= 1) {
     arcdelinfo.capacity = override_value;
@@ -104,17 +107,15 @@ bool SystemCallFailed(const char* call, uint32_t detail) {
 }  // namespace
 
 int GetSvrSG() {
-  if (!ReadDirectory(kSegArchiveDirectory, kSegArchiveRoom, arcdelinfo.arcdir)) {
-    return -1;
-  }
-  if (!ReadDirectory(kSegRootDirectory, kSegDirectoryRoom, arcdelinfo.rootdir)) return -1;
+  if (!ReadDirectory<kSegArchiveRoom>(kSegArchiveDirectory, arcdelinfo.arcdir)) return -1;
+  if (!ReadDirectory<kSegDirectoryRoom>(kSegRootDirectory, arcdelinfo.rootdir)) return -1;
   if (!ReadArchivingSwitch()) return -1;
   if (arcdelinfo.mode != kModeArrayUpdate) {
     for (const int retention_class : {kClassPsl, kClassHour, kClassDay}) {
       if (!ReadRetention(retention_class)) return -1;
     }
   }
-  if (!ReadDirectory(kSegPmlDirectory, kSegDirectoryRoom, arcdelinfo.pmldir)) return -1;
+  if (!ReadDirectory<kSegDirectoryRoom>(kSegPmlDirectory, arcdelinfo.pmldir)) return -1;
   if (arcdelinfo.emb_flg == 1 && !ReadCapacity()) return -1;
   return 0;
 }
@@ -125,8 +126,10 @@ SegmentVerdict ReadSegment(int number) {
   shmptr = shmat(number, nullptr, 0);
   if (!Attached()) return SegmentVerdict::kNotAttached;
   shmid_ds status{};
+  // Not reached: who may attach may ask for the size.
   shmsize = shmctl(number, IPC_STAT, &status) == 0 ? status.shm_segsz : 0;
   if (GetSvrSG() != 0) return SegmentVerdict::kRefused;
+  // Not reached: what was attached just now can be detached.
   if (shmdt(shmptr) != 0) return SegmentVerdict::kNotDetached;
   shmptr = nullptr;
   return SegmentVerdict::kRead;
@@ -142,12 +145,14 @@ SegmentVerdict ReadSegmentBytes(const std::vector<char>& bytes) {
 }
 
 bool ReadConfiguration() {
-  if (arcdelinfo.mode == kModeUser) return GetUserSG() == 0 || RefuseConfiguration(kDetUserMode);
+  // Not reached: no configuration of a user's own can be read (GetUserSG).
+  if (arcdelinfo.mode == kModeUser && GetUserSG() != 0) return RefuseConfiguration(kDetUserMode);
   switch (ReadSegment(arcdelinfo.shmid)) {
     case SegmentVerdict::kRead:
       break;
     case SegmentVerdict::kNotAttached:
       return SystemCallFailed("shmat", kDetShmat);
+    // Not reached: see ReadSegment.
     case SegmentVerdict::kNotDetached:
       return SystemCallFailed("shmdt", kDetShmdt);
     case SegmentVerdict::kRefused:

@@ -158,7 +158,7 @@ void NameGroup() {
     durable = durable && output.durable;
     if (!named) TakeBackNames(names, i);
   }
-  if (durable && named) {
+  if (durable) {
     group.clear();
     ForgetWaiting();
   } else {
@@ -195,6 +195,7 @@ void RenameWriteFname(const char* name) {
 void FinishOutput(int32_t end, Followed followed) {
   const bool on_disk = CloseOutput();
   if (arcdelinfo.auto_flg != 0) {
+    // Not reached: an output is made for an input.
     const bool lacking = !output.inputs.empty() && LacksInputOf(output.inputs.back(), finfo.level);
     const Shortfall shortfall = ShortfallOf(finfo.level, lacking, auto_break_flg != 0);
     group.push_back({wfname, output.inputs, on_disk && shortfall == Shortfall::kNothing});

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstdlib>
@@ -111,7 +112,7 @@ int64_t Write(int fd, const void* buffer, size_t length) {
 void ReadExact(int fd, void* buffer, size_t length) {
   auto* p = static_cast<char*>(buffer);
   while (length > 0) {
-    const size_t piece = length < kLargestTransfer ? length : kLargestTransfer;
+    const size_t piece = std::min(length, kLargestTransfer);
     if (Read(fd, p, piece) != static_cast<int64_t>(piece)) ReadFailed(errno);
     p += piece;
     length -= piece;
@@ -121,7 +122,7 @@ void ReadExact(int fd, void* buffer, size_t length) {
 void WriteRecord(const void* buffer, size_t length) {
   const auto* p = static_cast<const char*>(buffer);
   while (length > 0) {
-    const size_t piece = length < kLargestTransfer ? length : kLargestTransfer;
+    const size_t piece = std::min(length, kLargestTransfer);
     if (Write(wfd, p, piece) != static_cast<int64_t>(piece)) WriteFailed(ENOSPC);
     p += piece;
     length -= piece;

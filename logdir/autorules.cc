@@ -117,6 +117,7 @@ AutoVerdict JudgeDate(const char* name, const AutoPeriod& period) {
   if (!BeginsWithDigits(name, kDayDigits)) return AutoVerdict::kOtherFile;
   struct tm date = NameDate(name, -1);
   int64_t time = 0;
+  // Not reached: a year of four digits converts.
   if (CheckTm(&date) != 0 || !ToTime(&date, &time)) return AutoVerdict::kNoDate;
   if (!IsOver(name, period)) return AutoVerdict::kNotOver;
   return period.has_limit && time < period.limit ? AutoVerdict::kBeforeLimit : AutoVerdict::kTarget;

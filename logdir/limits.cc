@@ -34,6 +34,7 @@ std::optional<int64_t> LimitOf(int32_t encoded, int64_t now) {
   date.tm_sec = 0;
   date.tm_isdst = -1;
   int64_t limit = 0;
+  // Not reached: no code leads to a year that does not convert.
   if (!ToTime(&date, &limit)) return std::nullopt;
   return limit;
 }

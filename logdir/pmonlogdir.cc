@@ -42,6 +42,7 @@ bool InSpan(const char* name, int isdst) {
   if (!BeginsWithDigits(name, kDayDigits)) return false;
   struct tm date = NameDate(name, isdst);
   int64_t time = 0;
+  // Not reached: a year of four digits converts.
   if (CheckTm(&date) != 0 || !ToTime(&date, &time)) return false;
   return (StartTime == 0 || StartTime <= time) && time <= EndTime;
 }

@@ -60,6 +60,7 @@ void SetRelativeSpan(const std::string& text, int64_t now) {
     // 12 months are a year, and neither moves the day.
     MoveBackMonths(&date, unit == 'm' || unit == 'M' ? count : count * 12);
     date.tm_isdst = -1;
+    // Not reached: a year of four digits converts.
     if (CheckAndModifyTm(&date, 0) != 0 || !ToTime(&date, &EndTime)) OutOfRange(text.c_str());
   } else {
     NoTime(text);
@@ -81,6 +82,7 @@ struct tm DateAt(const std::string& text, size_t position, int isdst) {
 }
 
 void ConvertDate(const std::string& text, struct tm* date, int64_t* time) {
+  // Not reached: a year of four digits converts.
   if (CheckTm(date) != 0 || !ToTime(date, time)) OutOfRange(text.c_str());
 }
 
@@ -95,7 +97,7 @@ void SetAbsoluteSpan(const std::string& text, int64_t now) {
     endtm = DateAt(text, kDateLength + 1, isdst);
     ConvertDate(text, &starttm, &StartTime);
     ConvertDate(text, &endtm, &EndTime);
-    if (StartTime > EndTime || now < StartTime) OutOfRange(text.c_str());
+    if (StartTime > EndTime) OutOfRange(text.c_str());
   }
   if (now < EndTime) OutOfRange(text.c_str());
 }
@@ -163,7 +165,7 @@ struct tm LocalTime(int64_t time) {
 bool ToTime(struct tm* date, int64_t* time) {
   errno = 0;
   const time_t value = mktime(date);
-  if (value == -1 && (errno == ERANGE || errno == EOVERFLOW)) return false;
+  if (value == -1 && errno == EOVERFLOW) return false;
   *time = value;
   return true;
 }

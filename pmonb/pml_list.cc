@@ -11,13 +11,10 @@
 
 namespace {
 
-// Decimal value of the digits that `text` begins with, at most `count`.
+// Decimal value of the `count` digits that `text` begins with.
 uint32_t Number(std::string_view text, size_t count) {
   uint32_t value = 0;
-  for (const char c : text.substr(0, count)) {
-    if (c < '0' || c > '9') break;
-    value = value * 10 + static_cast<uint32_t>(c - '0');
-  }
+  for (const char c : text.substr(0, count)) value = value * 10 + static_cast<uint32_t>(c - '0');
   return value;
 }
 
@@ -27,14 +24,10 @@ uint32_t OrderPart(std::string_view text, size_t mark) {
   return 999 - Number(text.substr(mark + 1).substr(1), 2);
 }
 
+// A name of the right shape has both marks (pml_name.cc).
 uint32_t OrderKey(std::string_view name) {
   const std::string_view text = name.substr(8);
-  const size_t hash = text.find('#');
-  const size_t underscore = text.rfind('_');
-  uint32_t order = 0;
-  if (hash != std::string_view::npos) order += OrderPart(text, hash) * 1000;
-  if (underscore != std::string_view::npos) order += OrderPart(text, underscore);
-  return order;
+  return OrderPart(text, text.find('#')) * 1000 + OrderPart(text, text.rfind('_'));
 }
 
 void NoteOldestAndNewest(PmlDirEntry& dir, const PmlFileEntry& file, uint32_t index) {
@@ -115,7 +108,8 @@ bool ListDirectory(PmlWork& work, PmlDirEntry& dir, uint32_t number) {
 template <typename T>
 bool Allocate(PmlWork& work, PmlTable<T>& table, size_t count, uint32_t detail) {
   table.reset(static_cast<T*>(pml_system.allocate(count, sizeof(T))));
-  return table != nullptr || PmlFailure(work, detail, "calloc", errno);
+  if (table == nullptr) return PmlFailure(work, detail, "calloc", errno);
+  return true;
 }
 
 }  // namespace

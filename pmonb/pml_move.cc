@@ -44,6 +44,7 @@ class ChildStatusKept {
     changed_ = sigaction(SIGCHLD, &standard, &previous_) == 0;
   }
   ~ChildStatusKept() {
+    // Not reached: the action of SIGCHLD can be set.
     if (changed_) sigaction(SIGCHLD, &previous_, nullptr);
   }
   ChildStatusKept(const ChildStatusKept&) = delete;

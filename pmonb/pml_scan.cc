@@ -46,7 +46,7 @@ int SubdirectoryNumber(std::string_view name) {
 
 bool LeftOutOfCounting(const PmlWork& work, uint32_t number) {
   const PmlDelParam& param = *work.param;
-  if (!work.mode->filtered || (param.scan_flags & kPmlScanned) == 0) return false;
+  if (!work.mode->filtered) return false;
   return (param.dir_flags[number] & (kPmlDirExists | kPmlDirExcluded)) != kPmlDirExists;
 }
 

@@ -16,6 +16,7 @@ namespace {
 // Threshold of deletion by age that selects every valid file of a directory.
 constexpr int64_t kEveryDate = 0xFFFFFFFF;
 
+// Not reached: a valid file that is selected, before candidates are gathered.
 bool IsCandidate(const PmlFileEntry& file) { return file.valid != 0 && file.selected == 0; }
 
 double Bytes(const PmlFileEntry& file) {

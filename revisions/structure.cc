@@ -74,10 +74,9 @@ bool DecodeHeader() {
 
 // Bits of kinds that the revision lacks are ignored.
 bool HasItemCount(size_t basic_at) {
-  for (const ItemRow& row : kItemRows) {
-    if (row.basic_at == basic_at) return row.span.Holds(finfo.revision);
-  }
-  return false;
+  size_t i = 0;
+  while (kItemRows[i].basic_at != basic_at) ++i;  // every count has its row
+  return kItemRows[i].span.Holds(finfo.revision);
 }
 
 bool HasWaitTimes() {

@@ -9,6 +9,7 @@
 namespace {
 
 void PublishSlots(Kind kind) {
+  // Not reached: a kind of sections that has no array.
   switch (kind) {
 #define QELPRF_PUBLISH(name, k)                \
   case k:                                      \

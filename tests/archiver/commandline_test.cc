@@ -102,6 +102,7 @@ TEST(CommandLine, MixedRunModesAreRefusedBeforeTheNextArgumentIsLookedAt) {
   // The unknown option behind them is never reported.
   ExpectRefused({"-v", "-auto", "-nosuch"});
   ExpectRefused({"-v", "-mode", "svr", "1", "-nosuch"});
+  ExpectRefused({"-auto", "-mode", "svr", "1", "-v", "-nosuch"});
 }
 
 TEST(CommandLine, Auto2WithTwoNumbersSwallowsMode) {

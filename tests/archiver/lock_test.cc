@@ -166,6 +166,18 @@ TEST_F(Lock, UnlockReleasesAndCloses) {
   EXPECT_TRUE(directory.Exists("arclock"));
 }
 
+TEST_F(Lock, DropReleasesAndCloses) {
+  ASSERT_EQ(Arc_chksgm(path.c_str()), 0);
+  ASSERT_EQ(Arc_Lock(), 0);
+  const int fd = lockfile_fd;
+  DropLock();
+  EXPECT_EQ(lockfile_fd, -1);
+  EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+  EXPECT_TRUE(IsFree(path));
+  DropLock();  // and once more changes nothing
+  EXPECT_EQ(lockfile_fd, -1);
+}
+
 TEST_F(Lock, UnlockWithoutAnOpenFileDoesNothing) {
   Capture errors(2);
   Arc_Unlock();

@@ -23,6 +23,7 @@ namespace {
 
 using spell::Bytes;
 using spell::Tags;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -230,6 +231,26 @@ TEST_F(PrefixOutNode, PipeThatIsReadGetsTheArchive) {
   close(reader);
   ASSERT_GT(count, 0);
   EXPECT_EQ(got.substr(0, static_cast<size_t>(count)), Output("file"));
+}
+
+// It could not be written at its reader's pace.
+TEST_F(PrefixOutNode, PipeThatCannotBeMadeToWaitIsNotWritten) {
+  SKIP_WITHOUT_PRELOADING();
+  const std::string input = Put("20240101A.psl", LogOf(0x21, {1, 1}));
+  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  const int reader = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_NE(reader, -1);
+  for (const char* rule : {"fcntl:/node:1:1:5", "fcntl:/node:2:2:5"}) {
+    ProgramSettings settings;
+    settings.variables = {{"DISTURB_FAIL", rule}, {"LD_PRELOAD", DISTURB_PATH}};
+    const ProgramResult result =
+        RunProgram(QELPRFARC_TEST_PATH, {"-ext", "-out", path_, input}, settings);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(TestServer::TraceOf(result.pid), Contains(HasSubstr("errno=5")));
+  }
+  char byte = 0;
+  EXPECT_EQ(read(reader, &byte, 1), 0) << "nothing was written";
+  close(reader);
 }
 
 // Once, the run waited for a reader.

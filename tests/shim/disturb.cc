@@ -23,6 +23,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -303,6 +304,32 @@ int stat(const char* path, struct stat* status) noexcept {
   if (Fails("stat", path)) return -1;
   return static_cast<int>(syscall(SYS_newfstatat, AT_FDCWD, path, status, 0));
 }
+
+int lstat(const char* path, struct stat* status) noexcept {
+  if (Fails("lstat", path)) return -1;
+  return static_cast<int>(syscall(SYS_newfstatat, AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW));
+}
+
+int access(const char* path, int mode) noexcept {
+  if (Fails("access", path)) return -1;
+  return static_cast<int>(syscall(SYS_faccessat, AT_FDCWD, path, mode));
+}
+
+int fchown(int fd, uid_t owner, gid_t group) noexcept {
+  if (FailsOn("fchown", fd)) return -1;
+  return static_cast<int>(syscall(SYS_fchown, fd, owner, group));
+}
+
+// Called by either name. Every command of it takes a number or a pointer.
+int fcntl64(int fd, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  const auto argument = va_arg(arguments, uintptr_t);
+  va_end(arguments);
+  if (FailsOn("fcntl", fd)) return -1;
+  return static_cast<int>(syscall(SYS_fcntl, fd, command, argument));
+}
+int fcntl(int fd, int command, ...) __attribute__((alias("fcntl64")));
 
 int fstat(int fd, struct stat* status) noexcept {
   if (FailsOn("fstat", fd)) return -1;
