@@ -31,7 +31,7 @@ class SeldomRemoval : public ::testing::Test {
     snprintf(arcdelinfo.arcdir, sizeof arcdelinfo.arcdir, "%s", directory.Path("arc/").c_str());
     snprintf(sgmtr_dmpfile, sizeof sgmtr_dmpfile, "%s", directory.Path("trace").c_str());
     arcdelinfo.savetm_flg[kClassPsl] = 1;
-    arcdelinfo.savetm[kClassPsl] = kDays + 1;
+    arcdelinfo.savetm[kClassPsl] = ::kDays + 1;
     SetClock("2021-03-15 10:00:00");
   }
   ~SeldomRemoval() override { ResetRunState(); }
@@ -92,11 +92,12 @@ TEST_F(SeldomRemoval, OrdersOfRuns) {
   EXPECT_EQ(TakeOrder(order, 1'615'802'400), OrderVerdict::kReady);
   EXPECT_EQ(arcdelinfo.mode, kModeArrayUpdate);
   EXPECT_EQ(arcdelinfo.auto_flg, 1);
+  EXPECT_EQ(arcdelinfo.auto2_flg, 0);
 }
 
 TEST_F(SeldomRemoval, CountOf0IsKeptForEver) {
   EXPECT_EQ(RetentionCode(0, 1), 0);
-  EXPECT_EQ(RetentionCode(3, 1), kMonths + 3);
+  EXPECT_EQ(RetentionCode(3, 1), ::kMonths + 3);
 }
 
 TEST_F(SeldomRemoval, ArchivesAreJudgedByNameAndLevel) {

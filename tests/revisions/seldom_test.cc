@@ -62,26 +62,21 @@ TEST(SeldomStructure, RecordOfAnotherRevisionIsNotHeld) {
   EXPECT_EQ(records[0].Get8(12), 0U);
 }
 
+SetShape Shape(Kind kind, int32_t entries) {
+  return {.entries = entries,
+          .lookup = Lookup::kScan,
+          .key_count = 2,
+          .head_size = SlotHeadSize(kind),
+          .quadsets = 8,
+          .tracked = 0};
+}
+
 TEST(SeldomSets, SetWithoutEntriesHasNoSlots) {
   RevisionRun run(0x1D);
-  ShapeSet(kPd, {.entries = 3,
-                 .stride = 2,
-                 .lookup = Lookup::kScan,
-                 .key_at = 0,
-                 .key_count = 2,
-                 .head_size = SlotHeadSize(kPd),
-                 .quadsets = 1,
-                 .tracked = 0});
+  ShapeSet(kPd, Shape(kPd, 3));
   StartSet(kPd);
   EXPECT_NE(sta_pd_arc, nullptr);
-  ShapeSet(kPd, {.entries = 0,
-                 .stride = 2,
-                 .lookup = Lookup::kScan,
-                 .key_at = 0,
-                 .key_count = 2,
-                 .head_size = SlotHeadSize(kPd),
-                 .quadsets = 1,
-                 .tracked = 0});
+  ShapeSet(kPd, Shape(kPd, 0));
   StartSet(kPd);
   EXPECT_EQ(sta_pd_arc, nullptr);
 }
@@ -89,24 +84,17 @@ TEST(SeldomSets, SetWithoutEntriesHasNoSlots) {
 // From a large page's size on the fields begin with a page.
 TEST(SeldomSets, SlotsByTheMegabyteLieInLargePages) {
   RevisionRun run(0x1D);
-  const uint32_t entries = 0xFFFF;
-  uint8_t* const table = ShapeSet(kLd, {.entries = entries,
-                                        .stride = 2,
-                                        .lookup = Lookup::kScan,
-                                        .key_at = 0,
-                                        .key_count = 2,
-                                        .head_size = SlotHeadSize(kLd),
-                                        .quadsets = 8,
-                                        .tracked = 0});
-  for (uint32_t i = 0; i < entries; ++i) {
-    table[2 * i] = static_cast<uint8_t>(i >> 8);
-    table[2 * i + 1] = static_cast<uint8_t>(i);
+  constexpr int32_t kEntries = 0xFFFF;
+  uint8_t* table = ShapeSet(kLd, Shape(kLd, kEntries));
+  for (int32_t i = 0; i < kEntries; ++i, table += kKeyRoom) {
+    table[0] = static_cast<uint8_t>(i >> 8);
+    table[1] = static_cast<uint8_t>(i);
   }
   StartSet(kLd);
   const ResourceSet& set = resource_sets[kLd];
   EXPECT_EQ(reinterpret_cast<uintptr_t>(OpenSlots::Fields(set, 0)) % kLargePage, 0U);
   EXPECT_EQ(*OpenSlots::Fields(set, 0), 0.0);
-  EXPECT_EQ(*OpenSlots::Fields(set, static_cast<int32_t>(entries) - 1), 0.0);
+  EXPECT_EQ(*OpenSlots::Fields(set, kEntries - 1), 0.0);
 }
 
 }  // namespace
