@@ -29,11 +29,8 @@ struct Section {
 };
 
 uint32_t FullMask(Kind kind) {
-  const RevisionLayout& layout = LayoutOf(kRevision);
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    if (layout.bitmaps[i].kind == kind) return layout.bitmaps[i].full;
-  }
-  return 0;
+  const BitmapRow* const bitmap = FindRow(LayoutOf(kRevision).Bitmaps(), kind);
+  return bitmap == nullptr ? 0 : bitmap->full;
 }
 
 // Entry `i`: valid, full, with operations in every counter group.
@@ -80,9 +77,7 @@ Section MakeSection(Kind kind, uint32_t count, bool words) {
   const RevisionLayout& layout = LayoutOf(kRevision);
   Section section;
   section.count = count;
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    if (layout.sections[i].kind == kind) section.row = &layout.sections[i];
-  }
+  section.row = FindRow(layout.Sections(), kind);
   section.rule = layout.row.rule;
   const uint32_t mask = FullMask(kind);
   const auto bits = static_cast<uint32_t>(std::popcount(mask));
@@ -95,9 +90,8 @@ Section MakeSection(Kind kind, uint32_t count, bool words) {
   const size_t step = form.size + (words ? size_t{bits} * 4 : 0);
   section.entries.assign(count * step, 0);
   for (uint32_t i = 0; i < count; ++i) FillEntry(form, i, section.entries.data() + i * step);
-  for (size_t i = 0; i < layout.list_count; ++i) {
-    const ListRow& row = layout.lists[i];
-    if (row.kind == kind) FillTable(section, kind, row.lookup, row.entry == 0 ? 64U : row.entry);
+  if (const ListRow* const row = FindRow(layout.Lists(), kind)) {
+    FillTable(section, kind, row->lookup, row->entry == 0 ? 64U : row->entry);
   }
   return section;
 }
