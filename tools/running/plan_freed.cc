@@ -3,23 +3,17 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
-#include <cstring>
 #include <map>
 
 #include "engine/names.h"
 #include "platform/places.h"
 #include "report/runinfo.h"
 #include "tools/running/plan.h"
+#include "tools/running/plan_inputs.h"
 
 namespace psltool {
 
 namespace {
-
-bool IsArchive(const std::string& path) { return path.starts_with(kArchivePart); }
-
-std::string NameOf(const std::string& path) {
-  return IsArchive(path) ? path.substr(strlen(kArchivePart)) : path;
-}
 
 // Sound archives that are there after the run, by the digits of their day or month.
 class Remaining {
@@ -35,7 +29,8 @@ class Remaining {
       if (sound && level == 2) days_.emplace(name.substr(0, kMonthDigits), name);
     }
     for (const PlanFile& file : plan.removed) {
-      if (IsArchive(file.path)) Erase(hours_, NameOf(file.path)), Erase(days_, NameOf(file.path));
+      if (LiesInSubdirectory(file.path))
+        Erase(hours_, PlanName(file.path)), Erase(days_, PlanName(file.path));
     }
   }
 
@@ -88,8 +83,8 @@ void NoteFreed(const ArchiveView& view, Plan& plan) {
     // What the run itself makes has no size yet.
     file.bytes = SizeOf(file.path);
     if (file.code != "expired") continue;
-    const std::string name = NameOf(file.path);
-    const bool archive = IsArchive(file.path);
+    const std::string name = PlanName(file.path);
+    const bool archive = LiesInSubdirectory(file.path);
     // Nothing comes after a day archive.
     if (archive && probe.level(name.c_str()) == 2) continue;
     file.archive = remaining.ArchiveOf(name, archive);

@@ -20,9 +20,11 @@ struct CheckedInputs {
 // `targets`: names as selected; `level`: of the outputs. Files that the run itself makes are taken
 // from the view. What is dropped is noted as left without its archive, as a run does.
 CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets, char level,
-                                 const PlanRequest& request, const ArchiveView& view);
+                                 const PlanRequest& request, ArchiveView& view);
 
-// "20240304a.psl", "archive/20240304a.psa".
+// "20240304a.psl", "archive/20240304a.psa". Whether such a path lies in "archive", and the name.
 std::string PlanPath(const std::string& name);
+bool LiesInSubdirectory(const std::string& path);
+std::string PlanName(const std::string& path);
 
 }  // namespace psltool

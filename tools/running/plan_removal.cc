@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "archiver/removal.h"
 #include "logdir/autotarget.h"
@@ -13,6 +12,7 @@
 #include "report/runinfo.h"
 #include "tools/reading/time_text.h"
 #include "tools/running/plan.h"
+#include "tools/running/plan_inputs.h"
 
 namespace psltool {
 
@@ -20,29 +20,23 @@ namespace {
 
 constexpr const char* kMarkers[] = {kUpdateMarker, kExecutionMarker};
 
-bool IsArchive(const std::string& path) { return path.starts_with(kArchivePart); }
-
-std::string NameOf(const std::string& path) {
-  return IsArchive(path) ? path.substr(strlen(kArchivePart)) : path;
-}
-
 int ClassOf(const std::string& path, const AutoProbe& probe) {
-  if (!IsArchive(path)) return kClassPsl;
-  return probe.level(NameOf(path).c_str()) == 2 ? kClassDay : kClassHour;
+  if (!LiesInSubdirectory(path)) return kClassPsl;
+  return probe.level(PlanName(path).c_str()) == 2 ? kClassDay : kClassHour;
 }
 
 RemovalVerdict Judge(const std::string& path, const AutoProbe& probe) {
-  const std::string name = NameOf(path);
+  const std::string name = PlanName(path);
   const Limits limits = RunLimits();
-  if (IsArchive(path)) return JudgeArchiveRemoval(name.c_str(), probe, limits);
+  if (LiesInSubdirectory(path)) return JudgeArchiveRemoval(name.c_str(), probe, limits);
   return JudgeLogRemoval(name.c_str(), LocalTime(limits.now).tm_isdst, probe, limits);
 }
 
 int64_t ExpiryOf(const std::string& path, const AutoProbe& probe) {
-  const std::string name = NameOf(path);
+  const std::string name = PlanName(path);
   const RetentionCodes codes = RunRetention();
-  return IsArchive(path) ? ArchiveExpiry(name.c_str(), probe.level(name.c_str()), codes)
-                         : LogExpiry(name.c_str(), codes);
+  return LiesInSubdirectory(path) ? ArchiveExpiry(name.c_str(), probe.level(name.c_str()), codes)
+                                  : LogExpiry(name.c_str(), codes);
 }
 
 std::string Minute(int64_t time) {
@@ -67,7 +61,7 @@ PlanFile Describe(const std::string& path, RemovalVerdict verdict, const AutoPro
               fmt::format("never removed: empty, or of a revision below 0x{:02X}",
                           kLowestAutoRevision)};
     case RemovalVerdict::kUnreadable:
-      return {path, "unreadable", "stays: " + UnreadText(NameOf(path))};
+      return {path, "unreadable", "stays: " + UnreadText(PlanName(path))};
     case RemovalVerdict::kUnarchived:
       return {path, "unarchived", "expired, but stays: its archive is left to a later run"};
     case RemovalVerdict::kOtherFile:
@@ -90,12 +84,13 @@ void PlanRemoval(const ArchiveView& view, Plan& plan) {
   }
   for (const std::string& name : view.Names()) paths.push_back(kArchivePart + name);
   for (const std::string& path : paths) {
-    const RemovalVerdict verdict = LeaveUnarchived(NameOf(path).c_str(), Judge(path, probe));
+    const RemovalVerdict verdict =
+        LeaveUnarchived(PlanName(path).c_str(), Judge(path, probe), view.unarchived);
     (IsRemoved(verdict) ? plan.removed : plan.kept).push_back(Describe(path, verdict, probe));
   }
   for (const PlanFile& file : DescribeOversized("", listing.oversized)) plan.kept.push_back(file);
   for (const PlanFile& file : DescribeOversized(kArchivePart, view.oversized)) {
-    const bool temporary = JudgeArchiveRemoval(NameOf(file.path).c_str(), probe, RunLimits()) ==
+    const bool temporary = JudgeArchiveRemoval(PlanName(file.path).c_str(), probe, RunLimits()) ==
                            RemovalVerdict::kTemporary;
     temporary ? plan.removed.push_back(Describe(file.path, RemovalVerdict::kTemporary, probe))
               : plan.kept.push_back(file);
