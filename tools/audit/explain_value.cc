@@ -59,7 +59,7 @@ std::optional<Decoded> Find(const FieldContext& context, std::span<const uint8_t
       return decoded;
     }
     if (part.type != RecordPart::Type::kEntry) continue;
-    const SectionRow* const row = SectionOf(layout, part.kind);
+    const SectionRow* const row = FindRow(layout.Sections(), part.kind);
     const Form& form = kForms[part.form];
     const size_t keys = part.kind == kCheseg ? context.cheseg_key_count : form.key.count;
     if (!wanted.Is(EntryKey(form.key, keys, bytes), keys)) continue;
@@ -93,12 +93,8 @@ class Explainer : public RunListener {
         choice_(request, LookAtInputs(request), archive.header().level, request.run),
         stamp_(stamp),
         zone_(request.zone),
-        explanation_(explanation) {
-    context_.header = archive.header();
-    for (size_t kind = 0; kind < kSectionKinds; ++kind) {
-      context_.header.masks[kind] = FullMaskOf(context_.header.revision, static_cast<Kind>(kind));
-    }
-  }
+        explanation_(explanation),
+        context_(FieldContext::OfArchive(archive.header())) {}
 
   void OutputBegins(const OutputStart& start) override { choice_.Begins(start); }
   void InputJoins(const PslReader& input) override {
@@ -118,8 +114,8 @@ class Explainer : public RunListener {
     interval.valid = each.entry[static_cast<size_t>(form.not_valid)] == 0;
     interval.length = Load32(each.entry.data() + kAtInterval);
     const RevisionLayout& layout = LayoutOfStatistics(input_->header(), each.record);
-    const EntryFields fields(input_->header(), *SectionOf(layout, each.kind), layout.row.rule,
-                             false);
+    const EntryFields fields(input_->header(), *FindRow(layout.Sections(), each.kind),
+                             layout.row.rule, false);
     interval.columns = fields.columns();
     fields.Decode({each.entry, each.words, each.rules.key_count, interval.offset}, interval.values);
     intervals_.push_back(std::move(interval));
@@ -252,7 +248,7 @@ class Explainer : public RunListener {
   void TakeResource(std::span<const uint8_t> record, const PeriodSums& sums) {
     const RevisionLayout& layout = LayoutOfStatistics(context_.header, record);
     EntryRules rules;
-    rules.form = &kForms[SectionOf(layout, wanted_.kind)->form];
+    rules.form = &kForms[FindRow(layout.Sections(), wanted_.kind)->form];
     rules.rule = layout.row.rule;
     for (const ResourceSum& sum : sums.kind(wanted_.kind).resources) {
       if (sum.key != *wanted_.key) continue;
@@ -338,7 +334,7 @@ ExplainEnd Explain(const ExplainRequest& request, Explanation& explanation, Prog
     return ExplainEnd::kRefused;
   }
   Wanted wanted = {request.kind, std::nullopt, 0, request.key};
-  if (const SectionRow* const row = SectionOf(LayoutOf(revision), request.kind)) {
+  if (const SectionRow* const row = FindRow(LayoutOf(revision).Sections(), request.kind)) {
     const auto key = ParseKey(kForms[row->form].key, request.key);
     if (!key) {
       static_cast<void>(Fail(request.archive, fmt::format("'{}' is not a key of {}", request.key,

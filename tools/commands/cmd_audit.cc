@@ -22,9 +22,6 @@ namespace psltool {
 namespace {
 
 constexpr uint64_t kListed = 10;  // of each class of findings and archive
-constexpr int kAgree = 0;
-constexpr int kFindings = 1;
-constexpr int kTrouble = 2;
 
 struct Options {
   ArchiveInputs made;
@@ -126,21 +123,16 @@ class Report {
                            {"entries", totals_.entries},
                            {"bytes", totals_.bytes},
                            {"findings", totals_.findings}};
-      // Names of files are bytes, JSON is UTF-8.
-      out_.Put(report.Text());
-      out_.Put("\n");
+      PutJson(report, out_);
     } else if (!options_.directory.empty()) {
       out_.Print("{}: {} agree{}, {} with findings, {} without inputs left; {} entries, {} bytes\n",
                  Count(totals_.archives, "archive"), totals_.agree, totals_.agree == 1 ? "s" : "",
                  totals_.with_findings, totals_.no_inputs, totals_.entries, totals_.bytes);
     }
-    if (!out_.Flush()) {
-      static_cast<void>(Fail("standard output", "cannot be written"));
-      return kTrouble;
-    }
-    if (totals_.unreadable) return kTrouble;
+    if (!out_.FlushOrFail()) return kExitUnusable;
+    if (totals_.unreadable) return kExitUnusable;
     const bool bad = totals_.findings != 0 || (options_.strict && totals_.no_inputs != 0);
-    return bad ? kFindings : kAgree;
+    return bad ? kExitFailed : kExitDone;
   }
 
  private:
@@ -230,7 +222,7 @@ class Report {
 
 int Refuse(const char* what, const char* why) {
   static_cast<void>(Fail(what, why));
-  return kTrouble;
+  return kExitUnusable;
 }
 
 int Audit(const Options& options) {
@@ -249,7 +241,7 @@ int Audit(const Options& options) {
   }
   if (single && !options.logs_directory.empty()) return Refuse("audit --logs", "goes with --all");
   Labels labels;
-  if (!labels.Read(options.answer.labels)) return kTrouble;
+  if (!labels.Read(options.answer.labels)) return kExitUnusable;
   TextOut out(stdout);
   Progress progress;
   Report report(options, labels, out, progress);
@@ -257,7 +249,7 @@ int Audit(const Options& options) {
     AuditedFile file;
     file.path = options.made.archive;
     AuditRequest audit = {options.made, RunOf(options.run)};
-    if (!ResolveInputs(audit)) return kTrouble;
+    if (!ResolveInputs(audit)) return kExitUnusable;
     file.result = AuditArchive(
         audit, [&](const AuditFinding& finding) { report.Take(finding); }, progress);
     progress.Clear();
@@ -275,7 +267,7 @@ int Audit(const Options& options) {
       },
       progress);
   progress.Clear();
-  if (!read) return kTrouble;
+  if (!read) return kExitUnusable;
   return report.Close();
 }
 

@@ -11,6 +11,7 @@
 #include "tools/checking/check_file.h"
 #include "tools/checking/digest.h"
 #include "tools/checking/sums_file.h"
+#include "tools/commands/dump_options.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
@@ -21,9 +22,6 @@ namespace psltool {
 namespace {
 
 constexpr uint64_t kListed = 10;  // of each class of findings and file
-constexpr int kClean = 0;
-constexpr int kFindings = 1;
-constexpr int kTrouble = 2;
 
 struct Options {
   std::vector<std::string> paths;
@@ -127,9 +125,7 @@ class Listing {
                            {"warnings", totals.warnings},
                            {"notes", totals.notes},
                            {"unreadable", totals.unreadable}};
-      // Names of files are bytes, JSON is UTF-8.
-      out_.Put(report.Text());
-      out_.Put("\n");
+      PutJson(report, out_);
     } else if (!options_.quiet) {
       out_.Print(
           "{} file{}, {} with findings: {} error{}, {} warning{}{}{}\n", totals.files,
@@ -203,7 +199,7 @@ int Check(const Options& options) {
   std::vector<std::string> files;
   // What can be read is checked also where a directory cannot.
   const bool trouble = !CollectFiles(options.paths, files);
-  if (files.empty()) return kTrouble;
+  if (files.empty()) return kExitUnusable;
   CheckGone(options, sums, listing, totals);
   for (const std::string& path : files) {
     const auto take = [&](const Finding& finding) { listing.Take(path, finding); };
@@ -223,12 +219,9 @@ int Check(const Options& options) {
   }
   progress.Clear();
   listing.Close(totals);
-  if (!out.Flush()) {
-    static_cast<void>(Fail("standard output", "cannot be written"));
-    return kTrouble;
-  }
-  if (trouble || sums.trouble() || totals.unreadable != 0) return kTrouble;
-  return totals.errors != 0 || (options.strict && totals.warnings != 0) ? kFindings : kClean;
+  if (!out.FlushOrFail()) return kExitUnusable;
+  if (trouble || sums.trouble() || totals.unreadable != 0) return kExitUnusable;
+  return totals.errors != 0 || (options.strict && totals.warnings != 0) ? kExitFailed : kExitDone;
 }
 
 }  // namespace
@@ -239,7 +232,7 @@ void AddCheckCommand(Command& command, int& status) {
   command.AddFlag("--strict", options->strict, "Warnings count for the exit status, too");
   command.AddFlag("--all", options->all,
                   "List every finding, not only the first 10 of a class in a file");
-  command.AddFlag("--json", options->json, "A JSON text for programs");
+  AddJsonFlag(command, options->json);
   command.AddFlag("-q,--quiet", options->quiet,
                   "No text but of what cannot be read, only the exit status");
   command.Does([options, &status] { status = Check(*options); });

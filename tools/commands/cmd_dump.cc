@@ -17,9 +17,6 @@ namespace psltool {
 
 namespace {
 
-constexpr int kBad = 1;
-constexpr int kTrouble = 2;
-
 struct Options {
   std::vector<std::string> files;
   ChoiceOptions choice;
@@ -47,28 +44,26 @@ int DumpOne(const Options& options, const DumpRequest& dump, TextOut& out, const
   const DumpEnd end =
       DumpFile(dump, *writer, out, progress, PslReader::Reports::kPrinted, nullptr, &count);
   progress.Clear();
-  if (!out.Flush()) {
-    static_cast<void>(Fail("standard output", "cannot be written"));
-    return kTrouble;
-  }
+  if (!out.FlushOrFail()) return kExitUnusable;
   if (end == DumpEnd::kDone) {
-    return HasWhatWasAsked(dump.path, options.choice, dump, count) ? 0 : kBad;
+    return HasWhatWasAsked(dump.path, options.choice, dump, count) ? 0 : kExitFailed;
   }
-  return end == DumpEnd::kBroken ? kBad : kTrouble;
+  return end == DumpEnd::kBroken ? kExitFailed : kExitUnusable;
 }
 
 int Dump(const Options& options) {
   DumpRequest dump;
   dump.raw = options.raw;
   Labels labels;
-  if (!TakeChoice("dump", options.choice, dump) || !labels.Read(options.labels)) return kTrouble;
+  if (!TakeChoice("dump", options.choice, dump) || !labels.Read(options.labels))
+    return kExitUnusable;
   const bool several = options.files.size() > 1;
   if (several && options.format != "table") {
     // Files of other revisions have other columns, and rows do not tell their file.
     static_cast<void>(Fail("dump", fmt::format("{} files: {} is of one file; psltool export takes "
                                                "any number",
                                                options.files.size(), options.format)));
-    return kTrouble;
+    return kExitUnusable;
   }
   TextOut out(stdout);
   // A table that runs over the terminal shows by itself how far it is.

@@ -23,10 +23,6 @@ namespace psltool {
 
 namespace {
 
-constexpr int kAgree = 0;
-constexpr int kBad = 1;
-constexpr int kTrouble = 2;
-
 struct Options {
   ArchiveInputs made;
   std::string kind;
@@ -44,7 +40,7 @@ int Explain(const Options& options) {
   const TimeReading at = ReadTime(options.at, Now(), zone);
   if (!at.span) {
     static_cast<void>(Fail("explain --at", at.why));
-    return kTrouble;
+    return kExitUnusable;
   }
   ExplainRequest explain = {options.made};
   explain.run = options.run == "automatic" ? RunKind::kAutomatic : RunKind::kManual;
@@ -55,26 +51,23 @@ int Explain(const Options& options) {
   ExplainView view = {options.made.archive, fmt::format("{} {}", options.kind, options.key),
                       options.field,        options.all,
                       options.group,        zone};
-  if (!view.labels.Read(options.answer.labels)) return kTrouble;
+  if (!view.labels.Read(options.answer.labels)) return kExitUnusable;
   view.kind = options.kind;
   view.name =
       view.labels.OfResource(ArrayOfArchive(options.made.archive), options.kind, options.key);
-  if (!ResolveInputs(explain)) return kTrouble;
+  if (!ResolveInputs(explain)) return kExitUnusable;
   Progress progress;
   Explanation explanation;
   const ExplainEnd end = Explain(explain, explanation, progress);
   progress.Clear();
-  if (end == ExplainEnd::kRefused || end == ExplainEnd::kUnreadable) return kTrouble;
-  if (explanation.fields.empty()) return kBad;
+  if (end == ExplainEnd::kRefused || end == ExplainEnd::kUnreadable) return kExitUnusable;
+  if (explanation.fields.empty()) return kExitFailed;
   TextOut out(stdout);
   const bool printed = options.answer.json ? PrintExplanationJson(view, explanation, out)
                                            : PrintExplanation(view, explanation, out);
-  if (!printed) return kTrouble;
-  if (!out.Flush()) {
-    static_cast<void>(Fail("standard output", "cannot be written"));
-    return kTrouble;
-  }
-  return end == ExplainEnd::kDone && explanation.differences == 0 ? kAgree : kBad;
+  if (!printed) return kExitUnusable;
+  if (!out.FlushOrFail()) return kExitUnusable;
+  return end == ExplainEnd::kDone && explanation.differences == 0 ? kExitDone : kExitFailed;
 }
 
 }  // namespace

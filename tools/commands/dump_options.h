@@ -42,6 +42,11 @@ bool OneKindForKey(const char* command, const ChoiceOptions& options);
 // What such a command says as JSON: the object of one kind, the list of several.
 void PutJson(std::vector<Json> objects, TextOut& out);
 
+// Adds --json; --utc; --group, one of the counter groups.
+Option* AddJsonFlag(Command& command, bool& json);
+Option* AddUtcFlag(Command& command, bool& utc);
+Option* AddGroupOption(Command& command, uint32_t& group);
+
 // Adds --labels, in whose place the environment variable PSLTOOL_LABELS can stand.
 void AddLabelsOption(Command& command, std::string& path);
 
