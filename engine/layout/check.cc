@@ -239,7 +239,8 @@ static_assert(ItemsAreGood(), "an item stands twice, or its fields overlap or le
 constexpr bool SameShape(const Form& a, const Form& b) {
   return a.quadsets == b.quadsets && a.tracked == b.tracked;
 }
-static_assert(SameShape(kForms[kLdSta_0x10], kForms[kLdSta]));
-static_assert(SameShape(kForms[kPdSta_0x10], kForms[kPdSta]));
+static_assert(SameShape(kForms[kLdSta_0x10], kForms[kLdSta]) &&
+                  SameShape(kForms[kPdSta_0x10], kForms[kPdSta]),
+              "a period of 0x10 is gathered in a form of another shape");
 
 }  // namespace

@@ -318,6 +318,36 @@ bool GoToRecord(PslReader& archive, const ExplainRequest& request, RecordPeriod&
                                    : std::string("no statistics records"));
 }
 
+// What is asked for, in files of a revision. Nothing: they cannot hold it, reported.
+std::optional<Wanted> WantedOf(const ExplainRequest& request, uint8_t revision) {
+  const auto refuse = [&](const std::string& why) {
+    static_cast<void>(Fail(request.archive, why));
+    return std::nullopt;
+  };
+  const char* const kind = WordOfKind(request.kind);
+  if (!HasKind(revision, request.kind)) {
+    return refuse(fmt::format("files of revision 0x{:02X} hold no {}", revision, kind));
+  }
+  Wanted wanted = {request.kind, std::nullopt, 0, request.key};
+  if (const SectionRow* const row = FindRow(LayoutOf(revision).Sections(), request.kind)) {
+    const auto key = ParseKey(kForms[row->form].key, request.key);
+    if (!key) return refuse(fmt::format("'{}' is not a key of {}", request.key, kind));
+    wanted.key = PackKey(key->bytes.data(), key->bytes.size());
+    wanted.key_size = key->bytes.size();
+  }
+  return wanted;
+}
+
+// Puts what the archive holds beside what the inputs make.
+void Compare(const Decoded& stored, Explanation& explanation) {
+  for (ExplainedField& field : explanation.fields) {
+    for (size_t i = 0; i < stored.columns.size(); ++i) {
+      if (stored.columns[i].name == field.column.name) field.stored = stored.values[i];
+    }
+    if (field.stored != field.expected) ++explanation.differences;
+  }
+}
+
 }  // namespace
 
 ExplainEnd Explain(const ExplainRequest& request, Explanation& explanation, Progress& progress) {
@@ -328,62 +358,40 @@ ExplainEnd Explain(const ExplainRequest& request, Explanation& explanation, Prog
   };
   if (!archive.Open()) return failure();
   const uint8_t revision = archive.header().revision;
-  if (!HasKind(revision, request.kind)) {
-    static_cast<void>(Fail(request.archive, fmt::format("files of revision 0x{:02X} hold no {}",
-                                                        revision, WordOfKind(request.kind))));
-    return ExplainEnd::kRefused;
-  }
-  Wanted wanted = {request.kind, std::nullopt, 0, request.key};
-  if (const SectionRow* const row = FindRow(LayoutOf(revision).Sections(), request.kind)) {
-    const auto key = ParseKey(kForms[row->form].key, request.key);
-    if (!key) {
-      static_cast<void>(Fail(request.archive, fmt::format("'{}' is not a key of {}", request.key,
-                                                          WordOfKind(request.kind))));
-      return ExplainEnd::kRefused;
-    }
-    wanted.key = PackKey(key->bytes.data(), key->bytes.size());
-    wanted.key_size = key->bytes.size();
-  }
+  const std::optional<Wanted> wanted = WantedOf(request, revision);
+  if (!wanted) return ExplainEnd::kRefused;
   explanation = Explanation();
   if (!GoToRecord(archive, request, explanation.period)) {
     return archive.failed() ? failure() : ExplainEnd::kFailed;
   }
   explanation.record = archive.number();
   explanation.revision = revision;
-  Explainer explainer(request, wanted, archive, explanation.period.stamp, explanation);
+  Explainer explainer(request, *wanted, archive, explanation.period.stamp, explanation);
   const RunRules rules = {archive.header().level, request.run, request.no_period};
   Recompute(request.inputs, rules, explainer, true, progress);
   progress.Clear();
-  const std::string what = fmt::format("{} {}", WordOfKind(request.kind), request.key);
-  if (!explainer.done()) {
-    static_cast<void>(Fail(
-        request.archive, fmt::format("the inputs make no record of {}: `psltool audit` tells more",
-                                     PeriodText(explanation.period, request.zone))));
+  const auto fail = [&](const std::string& why) {
+    static_cast<void>(Fail(request.archive, why));
     return ExplainEnd::kFailed;
+  };
+  const std::string what = fmt::format("{} {}", WordOfKind(request.kind), request.key);
+  const std::string period = PeriodText(explanation.period, request.zone);
+  if (!explainer.done()) {
+    return fail(fmt::format("the inputs make no record of {}: `psltool audit` tells more", period));
   }
   if (!explainer.found()) {
-    static_cast<void>(
-        Fail(request.archive, fmt::format("the inputs have no {} in the record of {}", what,
-                                          PeriodText(explanation.period, request.zone))));
-    return ExplainEnd::kFailed;
+    return fail(fmt::format("the inputs have no {} in the record of {}", what, period));
   }
   FieldContext context;
   context.header = archive.header();
   context.cheseg_key_count = explainer.cheseg_key_count();
-  const std::optional<Decoded> stored = Find(context, archive.record(), wanted);
+  const std::optional<Decoded> stored = Find(context, archive.record(), *wanted);
   if (!stored) {
-    static_cast<void>(
-        Fail(request.archive, fmt::format("record {} at offset {} holds no {}, but the inputs do",
-                                          archive.number(), archive.position(), what)));
-    return ExplainEnd::kFailed;
+    return fail(fmt::format("record {} at offset {} holds no {}, but the inputs do",
+                            archive.number(), archive.position(), what));
   }
   explanation.offset = archive.position() + stored->at;
-  for (ExplainedField& field : explanation.fields) {
-    for (size_t i = 0; i < stored->columns.size(); ++i) {
-      if (stored->columns[i].name == field.column.name) field.stored = stored->values[i];
-    }
-    if (field.stored != field.expected) ++explanation.differences;
-  }
+  Compare(*stored, explanation);
   return explainer.troubled() ? ExplainEnd::kFailed : ExplainEnd::kDone;
 }
 

@@ -18,7 +18,8 @@ namespace {
 
 constexpr size_t kOffsetAt = 4;  // in a section header
 constexpr size_t kSlotSize = 8;
-constexpr size_t kConcPresent = 12;
+constexpr size_t kConcPresent =
+    FindField(FieldsOfList(ItemRowOf(kConc).fields), Role::kPresent)->at;
 
 // Interval lengths of a record. Mostly all are the same; one that is not is worth a look.
 class Lengths {

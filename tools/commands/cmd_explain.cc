@@ -44,7 +44,7 @@ int Explain(const Options& options) {
   }
   ExplainRequest explain = {options.made};
   explain.run = options.run == "automatic" ? RunKind::kAutomatic : RunKind::kManual;
-  explain.kind = KindOfWord(options.kind);
+  explain.kind = *KindOfWord(options.kind);
   explain.key = options.key;
   explain.at = *at.span;
   explain.zone = zone;

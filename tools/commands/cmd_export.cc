@@ -88,17 +88,6 @@ bool NamesDiffer(const std::vector<std::string>& files) {
   return true;
 }
 
-// "-o archive/*.psa" would make an output of the first archive.
-bool IsOutput(const Options& options) {
-  std::error_code error;
-  const bool log = IsLogName(options.out) || IsArchiveName(options.out);
-  const bool input = std::any_of(options.files.begin(), options.files.end(), [&](const auto& file) {
-    return !options.out.empty() && std::filesystem::equivalent(file, options.out, error);
-  });
-  return (!log && !input) ||
-         Fail("export -o", options.out + " is a log or archive, which is never overwritten");
-}
-
 // Beside the output there is room for much; without one where the system keeps such files.
 std::string ScratchOf(const Options& options) {
   if (!options.out.empty()) return DirectoryOf(options.out);
@@ -156,7 +145,7 @@ int Export(Options& options) {
   what.array = options.array;
   Labels labels;
   if (!TakeChoice("export", options.choice, what.dump) || !TakeMetrics(options, what) ||
-      !IsOutput(options) || !labels.Read(options.labels)) {
+      !MayWrite("export -o", options.out, options.files) || !labels.Read(options.labels)) {
     return kExitRefused;
   }
   const bool database = options.format == "sqlite";

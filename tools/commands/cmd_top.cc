@@ -345,7 +345,7 @@ int Top(Options& options) {
 std::vector<std::string> KindsWithMeasures() {
   std::vector<std::string> words = KindWords();
   std::erase_if(words, [](const std::string& word) {
-    const Kind kind = KindOfWord(word);
+    const Kind kind = *KindOfWord(word);
     return kind >= kSectionKinds && kind != kWaittm;
   });
   return words;

@@ -34,10 +34,6 @@ std::vector<std::string> KindWords() {
   return words;
 }
 
-Kind KindOfWord(const std::string& word) {
-  return word == WordOfKind(kWaittm) ? kWaittm : *KindOf(word);
-}
-
 Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to) {
   command
       .AddOption("--from", options.from,
@@ -112,7 +108,7 @@ void AddLabelsOption(Command& command, std::string& path) {
 bool TakeChoice(const char* command, const ChoiceOptions& options, DumpRequest& request) {
   const std::string name = command;
   request.zone = options.zone();
-  for (const std::string& word : options.kinds) request.kinds.push_back(KindOfWord(word));
+  for (const std::string& word : options.kinds) request.kinds.push_back(*KindOfWord(word));
   if (!TakeTime(name + " --from", options.from, options.zone(), false, request.from) ||
       !TakeTime(name + " --to", options.to, options.zone(), true, request.to)) {
     return false;

@@ -24,7 +24,6 @@ struct ChoiceOptions {
 
 // The words of all kinds, "wait-time" included.
 std::vector<std::string> KindWords();
-Kind KindOfWord(const std::string& word);
 
 // Adds --from, --to and --utc. `with_to` false: --to is the command's own.
 Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to = true);

@@ -8,6 +8,7 @@
 #include <set>
 #include <tuple>
 
+#include "tools/exporting/export_sink.h"
 #include "tools/output/json.h"
 #include "tools/showing/dump_file.h"
 
@@ -26,20 +27,6 @@ std::string NumberText(double value, int digits) {
 
 std::string WithUnit(const std::string& number, const std::string& unit) {
   return unit.empty() ? number : number + " " + unit;
-}
-
-// A text between the quotes of a label.
-std::string Escaped(const std::string& text) {
-  std::string escaped;
-  for (const char c : Utf8Text(text)) {
-    if (c == '\\' || c == '"') escaped += '\\';
-    if (c == '\n') {
-      escaped += "\\n";
-    } else {
-      escaped += c;
-    }
-  }
-  return escaped;
 }
 
 class BreachText {
@@ -137,7 +124,7 @@ void PrintBreachesJson(const LimitView& view, const std::vector<Breach>& breache
 
 void PrintBreachMetrics(const LimitView& view, const std::vector<Breach>& breaches, TextOut& out) {
   const auto rule_labels = [](const LimitRule& rule) {
-    return fmt::format("line=\"{}\",rule=\"{}\"", rule.line, Escaped(rule.text));
+    return fmt::format("line=\"{}\",rule=\"{}\"", rule.line, EscapedLabel(rule.text));
   };
   // Of several breaches of one resource the worst is told.
   using Place = std::tuple<size_t, size_t, unsigned>;
@@ -159,7 +146,7 @@ void PrintBreachMetrics(const LimitView& view, const std::vector<Breach>& breach
     for (const auto& [array, stamp] : view.check.last_stamps()) {
       if (!view.rules[i].HasArray(array)) continue;
       const auto found = counts.find({i, array});
-      out.Put(fmt::format("psl_limit_breaches{{array=\"{}\",{}}} {}\n", Escaped(array),
+      out.Put(fmt::format("psl_limit_breaches{{array=\"{}\",{}}} {}\n", EscapedLabel(array),
                           rule_labels(view.rules[i]), found == counts.end() ? 0 : found->second));
     }
   }
@@ -170,8 +157,9 @@ void PrintBreachMetrics(const LimitView& view, const std::vector<Breach>& breach
     const SeriesResource& resource = view.reader.resources()[breach->resource];
     const std::string group = breach->group == 0 ? "" : fmt::format(",group=\"{}\"", breach->group);
     out.Put(fmt::format("psl_limit_worst{{array=\"{}\",kind=\"{}\",key=\"{}\"{},{}}} {}\n",
-                        Escaped(resource.array), WordOfKind(resource.kind), Escaped(resource.key),
-                        group, rule_labels(*breach->rule), breach->worst));
+                        EscapedLabel(resource.array), WordOfKind(resource.kind),
+                        EscapedLabel(resource.key), group, rule_labels(*breach->rule),
+                        breach->worst));
   }
   out.Put(
       "# TYPE psl_limit_last_sample_timestamp_seconds gauge\n"
@@ -179,7 +167,7 @@ void PrintBreachMetrics(const LimitView& view, const std::vector<Breach>& breach
       "# HELP psl_limit_last_sample_timestamp_seconds Stamp of the last record looked at\n");
   for (const auto& [array, stamp] : view.check.last_stamps()) {
     out.Put(fmt::format("psl_limit_last_sample_timestamp_seconds{{array=\"{}\"}} {}\n",
-                        Escaped(array), stamp));
+                        EscapedLabel(array), stamp));
   }
   out.Put("# EOF\n");
 }

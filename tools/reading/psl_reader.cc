@@ -19,7 +19,7 @@ namespace psltool {
 
 namespace {
 
-constexpr size_t kRankSlotOf0x11 = 56;
+constexpr size_t kRankSlotOf0x11 = FindRow(LayoutOf(0x11).Sections(), kRank)->header_at;
 
 }  // namespace
 

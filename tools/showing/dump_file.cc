@@ -299,6 +299,10 @@ DumpEnd DumpFile(const DumpRequest& request, DumpWriter& writer, const TextOut& 
   return reader.failed() ? failure() : DumpEnd::kDone;
 }
 
+std::optional<Kind> KindOfWord(std::string_view word) {
+  return word == WordOfKind(kWaittm) ? std::optional(kWaittm) : KindOf(word);
+}
+
 void LookAtColumns(const DumpRequest& request, DumpWriter& writer) {
   PslReader reader(request.path, PslReader::Reports::kKept);
   if (!reader.Open()) return;

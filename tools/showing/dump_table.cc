@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/output/characters.h"
 #include "tools/showing/dump_writers.h"
 
 namespace psltool {
@@ -41,12 +42,6 @@ std::string CellText(const Column& column, const Value& value) {
   if (const auto* flag = std::get_if<bool>(&value)) return *flag ? "yes" : "no";
   if (const auto* text = std::get_if<std::string>(&value)) return *text;
   return "-";
-}
-
-// Characters of UTF-8 text.
-size_t WidthOf(std::string_view text) {
-  return static_cast<size_t>(std::count_if(
-      text.begin(), text.end(), [](char c) { return (static_cast<uint8_t>(c) & 0xC0) != 0x80; }));
 }
 
 // One column of the table.
