@@ -29,8 +29,11 @@ struct Section {
 };
 
 uint32_t FullMask(Kind kind) {
-  const BitmapRow* const bitmap = FindRow(LayoutOf(kRevision).Bitmaps(), kind);
-  return bitmap == nullptr ? 0 : bitmap->full;
+  const RevisionLayout& layout = LayoutOf(kRevision);
+  for (size_t i = 0; i < layout.bitmap_count; ++i) {
+    if (layout.bitmaps[i].kind == kind) return layout.bitmaps[i].full;
+  }
+  return 0;
 }
 
 // Entry `i`: valid, full, with operations in every counter group.
@@ -54,18 +57,16 @@ void FillEntry(const Form& form, uint32_t i, uint8_t* entry) {
   }
 }
 
-void FillTable(const Section& section, Kind kind, Lookup lookup, uint32_t stride) {
+void FillTable(const Section& section, Kind kind, Lookup lookup) {
   const Form& form = kForms[section.row->form];
   uint8_t* table = ShapeSet(kind, {.entries = static_cast<int32_t>(section.count),
-                                   .stride = stride,
                                    .lookup = lookup,
-                                   .key_at = 0,
                                    .key_count = form.key.count,
                                    .head_size = SlotHeadSize(kind),
                                    .quadsets = form.quadsets,
                                    .tracked = form.tracked});
   const size_t step = section.entries.size() / section.count;
-  for (uint32_t i = 0; i < section.count; ++i, table += stride) {
+  for (uint32_t i = 0; i < section.count; ++i, table += kKeyRoom) {
     for (size_t n = 0; n < form.key.count; ++n) {
       table[n] = section.entries[i * step + form.key.at[n]];
     }
@@ -77,7 +78,9 @@ Section MakeSection(Kind kind, uint32_t count, bool words) {
   const RevisionLayout& layout = LayoutOf(kRevision);
   Section section;
   section.count = count;
-  section.row = FindRow(layout.Sections(), kind);
+  for (size_t i = 0; i < layout.section_count; ++i) {
+    if (layout.sections[i].kind == kind) section.row = &layout.sections[i];
+  }
   section.rule = layout.row.rule;
   const uint32_t mask = FullMask(kind);
   const auto bits = static_cast<uint32_t>(std::popcount(mask));
@@ -90,8 +93,9 @@ Section MakeSection(Kind kind, uint32_t count, bool words) {
   const size_t step = form.size + (words ? size_t{bits} * 4 : 0);
   section.entries.assign(count * step, 0);
   for (uint32_t i = 0; i < count; ++i) FillEntry(form, i, section.entries.data() + i * step);
-  if (const ListRow* const row = FindRow(layout.Lists(), kind)) {
-    FillTable(section, kind, row->lookup, row->entry == 0 ? 64U : row->entry);
+  for (size_t i = 0; i < layout.list_count; ++i) {
+    const ListRow& row = layout.lists[i];
+    if (row.kind == kind) FillTable(section, kind, row.lookup);
   }
   return section;
 }
@@ -121,10 +125,12 @@ void Write(benchmark::State& state, Kind kind) {
   const Section section = MakeSection(kind, static_cast<uint32_t>(state.range(0)), false);
   finfo.first_interval = true;
   ReadSection(section.Record(), *section.row, section.rule, 0, section.count);
-  std::vector<uint8_t> out(LargestSection(*section.row));
+  std::vector<uint8_t> out(section.count * LargestEntry(*section.row));
   size_t written = 0;
   for (auto _ : state) {
-    written = static_cast<size_t>(PutSection(out.data(), *section.row, section.rule) - out.data());
+    const auto count = static_cast<int32_t>(section.count);
+    const uint8_t* const end = PutSection(out.data(), *section.row, section.rule, 0, count);
+    written = static_cast<size_t>(end - out.data());
     benchmark::DoNotOptimize(out.data());
     benchmark::ClobberMemory();
   }

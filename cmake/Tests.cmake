@@ -6,7 +6,6 @@
 #   Prefix...  uses files below the test prefix, so one at a time;
 #   LongPrefix...  both.
 find_package(GTest REQUIRED)
-include(GoogleTest)
 
 if(TARGET Qelprfarc)
   add_executable(Qelprfarc_test archiver/main.cc)
@@ -33,6 +32,7 @@ if(NOT test_sources)
 endif()
 
 add_executable(qelprfarc_tests ${test_sources})
+qelprfarc_unite(qelprfarc_tests 8 "_test[.]cc$")
 target_link_libraries(qelprfarc_tests PRIVATE qelprfarc_prefix_test qelprfarc_named qelprfarc_core
   GTest::gmock GTest::gmock_main)
 if(TARGET psltool_core)
@@ -76,24 +76,15 @@ foreach(pair IN ITEMS
   endif()
 endforeach()
 
-# PRE_TEST: each test becomes a ctest test of its own when ctest starts, so "ctest -j" spreads them.
-# A test with a parameter is called as its suite names it, not by the bytes of the value.
-set(discovery DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 NO_PRETTY_VALUES)
-set(long_suites "Long*:*/Long*")
-set(prefix_suites "Prefix*:*/Prefix*")
-set(long_prefix_suites "LongPrefix*:*/LongPrefix*")
-gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST ordinary_tests
-  TEST_FILTER "-${long_suites}:${prefix_suites}"
-  PROPERTIES TIMEOUT 300)
-gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST long_tests
-  TEST_FILTER "${long_suites}:-${long_prefix_suites}"
-  PROPERTIES TIMEOUT 600 LABELS long)
-gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST prefix_tests
-  TEST_FILTER "${prefix_suites}"
-  PROPERTIES TIMEOUT 300 RESOURCE_LOCK test_prefix)
-gtest_discover_tests(qelprfarc_tests ${discovery} TEST_LIST long_prefix_tests
-  TEST_FILTER "${long_prefix_suites}"
-  PROPERTIES TIMEOUT 600 LABELS long RESOURCE_LOCK test_prefix)
+# Each suite becomes a ctest test of its own when ctest starts (TestSuites.cmake), so "ctest -j" spreads
+# them. One test alone: qelprfarc_tests --gtest_filter=Suite.Test.
+set(suites_of_tests "${CMAKE_BINARY_DIR}/test_suites.cmake")
+file(GENERATE OUTPUT "${suites_of_tests}" CONTENT
+  "set(program \"$<TARGET_FILE:qelprfarc_tests>\")
+set(directory \"${CMAKE_BINARY_DIR}\")
+include(\"${CMAKE_CURRENT_SOURCE_DIR}/cmake/TestSuites.cmake\")
+")
+set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${suites_of_tests}")
 
 # A slice of scripts/torture.
 find_package(Python3 COMPONENTS Interpreter QUIET)

@@ -65,11 +65,11 @@ bool LacksInput(const std::vector<std::string>& unopened, std::string_view name,
 
 // Why a finished output of an automatic run keeps its temporary name, left to a later run.
 enum class Shortfall : uint8_t {
-  kNone,
+  kNothing,
   kInput,      // an input of its period could not be opened: it would look complete
   kAbandoned,  // a day archive whose last input was abandoned
 };
 constexpr Shortfall ShortfallOf(char level, bool lacks_input, bool last_abandoned) {
   if (lacks_input) return Shortfall::kInput;
-  return level == 'D' && last_abandoned ? Shortfall::kAbandoned : Shortfall::kNone;
+  return level == 'D' && last_abandoned ? Shortfall::kAbandoned : Shortfall::kNothing;
 }

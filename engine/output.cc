@@ -197,7 +197,7 @@ void FinishOutput(int32_t end, Followed followed) {
   if (arcdelinfo.auto_flg != 0) {
     const bool lacking = !output.inputs.empty() && LacksInputOf(output.inputs.back(), finfo.level);
     const Shortfall shortfall = ShortfallOf(finfo.level, lacking, auto_break_flg != 0);
-    group.push_back({wfname, output.inputs, on_disk && shortfall == Shortfall::kNone});
+    group.push_back({wfname, output.inputs, on_disk && shortfall == Shortfall::kNothing});
     KeepWaiting();
     if (followed == Followed::kNo) NameGroup();
   }

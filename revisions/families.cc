@@ -65,6 +65,7 @@ void ForgetConfiguration() {
 void FreeResources() {
   ForgetConfiguration();
   FreeBatch();
+  FreePeriodRecord();
   FreeSignatures();
   FreeRecords();
 }

@@ -13,25 +13,21 @@ namespace {
 
 // Builds a set whose resources only statistics records name. False: broken, reported.
 bool BuildSet(const RecordView& record, const stahdr& header, const SectionRow& row) {
-  constexpr uint32_t kHostPortEntry = 48;
-  const uint32_t stride = row.kind == kHp ? kHostPortEntry : kHpNodeEntry;
   const Lookup lookup = row.kind == kHp ? Lookup::kPosition : Lookup::kScan;
   const Form& form = kForms[row.form];
   const size_t step = form.size + size_t{finfo.items[row.kind].in_count} * 4;
   if (Carve(record, header.offset, uint64_t{header.count} * step) == nullptr) {
     return BrokenRecord("section leaves its record");
   }
-  uint8_t* table = ShapeSet(row.kind, {.entries = header.count,
-                                       .stride = stride,
-                                       .lookup = lookup,
-                                       .key_at = 0,
-                                       .key_count = form.key.count,
-                                       .head_size = SlotHeadSize(row.kind),
-                                       .quadsets = form.quadsets,
-                                       .tracked = form.tracked});
+  uint8_t* key = ShapeSet(row.kind, {.entries = header.count,
+                                     .lookup = lookup,
+                                     .key_count = form.key.count,
+                                     .head_size = SlotHeadSize(row.kind),
+                                     .quadsets = form.quadsets,
+                                     .tracked = form.tracked});
   const uint8_t* entry = record.data + header.offset;
-  for (uint32_t i = 0; i < header.count; ++i, table += stride, entry += step) {
-    for (size_t n = 0; n < form.key.count; ++n) table[n] = entry[form.key.at[n]];
+  for (uint32_t i = 0; i < header.count; ++i, key += kKeyRoom, entry += step) {
+    for (size_t n = 0; n < form.key.count; ++n) key[n] = entry[form.key.at[n]];
   }
   StartSet(row.kind);
   resource_sets[row.kind].from_statistics = true;

@@ -1,6 +1,9 @@
 // Record buffers: see the header. Small ones are kept until MemoryFree.
 #include "revisions/record_buffer.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "areas/finfo.h"
 #include "engine/pmoncommon.h"
 #include "engine/stream.h"
@@ -34,10 +37,24 @@ void ReleaseWholeRecord() {
   if (record_in.capacity() > kLarge) record_in.Free();
 }
 
-uint8_t* OutputRecord(size_t room) { return record_out.Reserve(room); }
+uint8_t* RecordWriter::Room(size_t size) {
+  if (used_ + size > kRoom) Flush();
+  return record_out.Reserve(std::max(size, kRoom)) + used_;
+}
 
-void ReleaseOutput() {
-  if (record_out.capacity() > kLarge) record_out.Free();
+void RecordWriter::Put(const void* bytes, size_t size) {
+  if (size > kRoom) {
+    Flush();
+    WriteRecord(bytes, size);
+  } else if (size != 0) {
+    std::memcpy(Room(size), bytes, size);
+    Take(size);
+  }
+}
+
+void RecordWriter::Flush() {
+  if (used_ != 0) WriteRecord(record_out.data(), used_);
+  used_ = 0;
 }
 
 void FreeRecords() {

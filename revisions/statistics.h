@@ -13,8 +13,9 @@ void ReadStatistics(const RevisionLayout& layout);
 // Most records that are taken at a time; 1: each is read by itself. For tests.
 extern size_t records_at_a_time;
 
-// Frees what reading needs.
+// Frees what reading and writing need.
 void FreeBatch();
+void FreePeriodRecord();
 
 // Writes the period gathered in the slots as one record in `layout`, then clears the slots.
 void WriteStatistics(const RevisionLayout& layout);

@@ -176,7 +176,7 @@ uint8_t KeyCountOf(Kind kind, const Form& form) {
   return kind == kCheseg && !second ? 1 : form.key.count;
 }
 
-// Fills table and slots of a list; variable parts are stepped over.
+// Takes the keys of a list; variable parts are stepped over.
 void FillSet(size_t i) {
   const ListRow& row = Layout().lists[i];
   const conhdr& descriptor = structure.descriptors[i];
@@ -189,19 +189,17 @@ void FillSet(size_t i) {
   const size_t entry = EntrySize(row, descriptor);
   const Form& form = FormOf(row.kind);
   uint8_t* to = ShapeSet(row.kind, {.entries = descriptor.count,
-                                    .stride = static_cast<uint32_t>(entry),
                                     .lookup = row.lookup,
-                                    .key_at = row.key_at,
                                     .key_count = KeyCountOf(row.kind, form),
                                     .head_size = SlotHeadSize(row.kind),
                                     .quadsets = form.quadsets,
                                     .tracked = form.tracked});
   const uint8_t* from = structure.lists[i];
-  for (uint32_t n = 0; n < descriptor.count; ++n, to += entry) {
-    std::memcpy(to, from, entry);
+  const size_t key_count = resource_sets[row.kind].key_count;
+  for (uint32_t n = 0; n < descriptor.count; ++n, to += kKeyRoom) {
+    std::memcpy(to, from + row.key_at, key_count);
     from += row.total_length_at == kNone ? entry : Load32(from + row.total_length_at);
   }
-  StartSet(row.kind);
 }
 
 void NoteVariableParts() {
@@ -240,6 +238,15 @@ bool TakeStructure() {
   return true;
 }
 
+// Provides the slots of the lists. They come when the record has been written and its memory given
+// back: both may be large.
+void StartSets() {
+  for (size_t i = 0; i < Layout().list_count; ++i) {
+    const Kind kind = Layout().lists[i].kind;
+    if (kind != kNoKind && structure.lists[i] != nullptr) StartSet(kind);
+  }
+}
+
 // Skips the record at hand, or takes and writes it.
 void DecideOnStructure() {
   if (!DecodeHeader()) {
@@ -255,7 +262,38 @@ void DecideOnStructure() {
     WriteStatistics(*finfo.layout);
     pmonarc_stat = kNewOutput;
   }
-  if (TakeStructure()) WriteStructure();
+  if (!TakeStructure()) return;
+  WriteStructure();
+  ReleaseWholeRecord();
+  StartSets();
+}
+
+// Whether the entries of a list are written.
+bool IsWritten(size_t i) {
+  const ListRow& row = Layout().lists[i];
+  return row.written && !row.fixed_descriptor && structure.lists[i] != nullptr;
+}
+
+// Puts the descriptors of lists whose entries begin at `at`; the offset behind these. The list that
+// a pair excludes carries the offset of the other, so both are put where they start.
+size_t PutDescriptors(uint8_t* head, size_t at) {
+  size_t pair_at = 0;
+  for (size_t i = 0; i < Layout().list_count; ++i) {
+    const ListRow& row = Layout().lists[i];
+    conhdr descriptor = structure.descriptors[i];
+    if (row.fixed_descriptor) {
+      descriptor = {4, 0, 0};
+    } else if (!row.written) {
+      continue;
+    } else {
+      if (row.included != Included::kAlways && pair_at == 0) pair_at = at;
+      const size_t start = row.included != Included::kAlways ? pair_at : at;
+      descriptor.offset = static_cast<uint32_t>(start);
+      if (IsWritten(i)) at += structure.sizes[i];
+    }
+    hton_conhdr(head + row.header_at, &descriptor);
+  }
+  return at;
 }
 
 }  // namespace
@@ -279,9 +317,9 @@ int WriteStructure() {
   const RevisionLayout& layout = Layout();
   const size_t head = layout.row.record_head;
   const uint8_t* const in = structure.record.data;
-  size_t total = head + kBasicSize + structure.trailing_size;
-  for (size_t i = 0; i < layout.list_count; ++i) total += structure.sizes[i];
-  uint8_t* const out = OutputRecord(total);
+  RecordWriter writer;
+  uint8_t* const out = writer.Room(head + kBasicSize);
+  writer.Take(head + kBasicSize);
   std::memset(out, 0, head);
 
   std::memcpy(out + kAtTag, "CON", 3);
@@ -295,41 +333,18 @@ int WriteStructure() {
   descriptor.offset = static_cast<uint32_t>(head);
   hton_conhdr(out + kAtFirstHeader, &descriptor);
   std::memcpy(out + head, structure.basic, kBasicSize);
-
-  // The list that a pair excludes carries the offset of the other, so both are put where they
-  // start.
-  size_t at = head + kBasicSize;
-  size_t pair_at = 0;
-  for (size_t i = 0; i < layout.list_count; ++i) {
-    const ListRow& row = layout.lists[i];
-    descriptor = structure.descriptors[i];
-    if (row.fixed_descriptor) {
-      descriptor = {4, 0, 0};
-    } else if (!row.written) {
-      continue;
-    } else {
-      if (row.included != Included::kAlways && pair_at == 0) pair_at = at;
-      const size_t start = row.included != Included::kAlways ? pair_at : at;
-      descriptor.offset = static_cast<uint32_t>(start);
-      if (structure.lists[i] != nullptr) {
-        std::memcpy(out + at, structure.lists[i], structure.sizes[i]);
-        at += structure.sizes[i];
-      }
-    }
-    hton_conhdr(out + row.header_at, &descriptor);
-  }
+  const size_t trailing_at = PutDescriptors(out, head + kBasicSize);
   if (layout.row.trailing_at != 0) {
     uint8_t* const trailing = out + layout.row.trailing_at;
-    if (structure.trailing != nullptr) {
-      Store32(trailing, static_cast<uint32_t>(at));
-      std::memcpy(out + at, structure.trailing, structure.trailing_size);
-      at += structure.trailing_size;
-    }
+    if (structure.trailing != nullptr) Store32(trailing, static_cast<uint32_t>(trailing_at));
     std::memcpy(trailing + 4, in + layout.row.trailing_at + 4, 4);
   }
-  Store32(out + kAtLength, static_cast<uint32_t>(at));
-  WriteRecord(out, at);
-  ReleaseOutput();
+  Store32(out + kAtLength, static_cast<uint32_t>(trailing_at + structure.trailing_size));
+  for (size_t i = 0; i < layout.list_count; ++i) {
+    if (IsWritten(i)) writer.Put(structure.lists[i], structure.sizes[i]);
+  }
+  writer.Put(structure.trailing, structure.trailing_size);
+  writer.Flush();
   finfo.output_has_structure = true;
   return NoteStructureWritten();
 }

@@ -146,23 +146,31 @@ bool FoldCachesInStep(std::span<const SectionPlace> places, Kind kind) {
   return good;
 }
 
-uint8_t* PutCacheSection(uint8_t* out, Kind kind) {
+uint8_t* PutCacheSection(uint8_t* out, Kind kind, int32_t from, int32_t to) {
+  static_cast<void>(from);
+  static_cast<void>(to);
   RW_Cache_Sta(kCacheWrite, nullptr, out);
   return out + CacheEntrySize() * static_cast<size_t>(resource_sets[kind].entries);
+}
+
+size_t SizeOfCaches(Kind kind) {
+  return CacheEntrySize() * static_cast<size_t>(resource_sets[kind].entries);
 }
 
 struct SectionOps {
   bool (*read)(const RecordView& record, Kind kind, uint32_t offset, uint32_t count);
   bool (*in_step)(std::span<const SectionPlace> places, Kind kind);
-  uint8_t* (*put)(uint8_t* out, Kind kind);
+  uint8_t* (*put)(uint8_t* out, Kind kind, int32_t from, int32_t to);
+  size_t (*size)(Kind kind);
 };
 
 template <FormId kId, QuadRule kRule>
 constexpr SectionOps MakeOps() {
   if constexpr (IsCacheForm(kId)) {
-    return {&ReadCacheSection, &FoldCachesInStep, &PutCacheSection};
+    return {&ReadCacheSection, &FoldCachesInStep, &PutCacheSection, &SizeOfCaches};
   } else {
-    return {&ReadEntries<kId, kRule>, &FoldEntriesInStep<kId, kRule>, &PutSlots<kId, kRule>};
+    return {&ReadEntries<kId, kRule>, &FoldEntriesInStep<kId, kRule>, &PutSlots<kId, kRule>,
+            &SizeOfSlots<kId>};
   }
 }
 
@@ -198,11 +206,14 @@ bool FoldInStep(std::span<const SectionPlace> places, const SectionRow& row, Qua
   return OpsOf(row.form, rule).in_step(places, row.kind);
 }
 
-uint8_t* PutSection(uint8_t* out, const SectionRow& row, QuadRule rule) {
-  return OpsOf(row.form, rule).put(out, row.kind);
+uint8_t* PutSection(uint8_t* out, const SectionRow& row, QuadRule rule, int32_t from, int32_t to) {
+  return OpsOf(row.form, rule).put(out, row.kind, from, to);
 }
 
-size_t LargestSection(const SectionRow& row) {
-  const size_t entry = kForms[row.form].size + size_t{finfo.items[row.kind].out_count} * 4;
-  return static_cast<size_t>(resource_sets[row.kind].entries) * entry;
+size_t LargestEntry(const SectionRow& row) {
+  return kForms[row.form].size + size_t{finfo.items[row.kind].out_count} * 4;
+}
+
+size_t SectionSize(const SectionRow& row) {
+  return OpsOf(row.form, QuadRule::kCurrent).size(row.kind);
 }

@@ -33,12 +33,16 @@ struct SectionPlace {
 // reported.
 bool FoldInStep(std::span<const SectionPlace> places, const SectionRow& row, QuadRule rule);
 
-// Puts all slots of the kind as a section; returns the first byte behind it. There must be room for
-// LargestSection bytes.
-uint8_t* PutSection(uint8_t* out, const SectionRow& row, QuadRule rule);
+// Puts slots of the kind as entries of a section, from slot `from` to before `to`, which begin
+// tiles or end the set; returns the first byte behind them. Cache modules are put all at once.
+// There must be room for so many of the largest entries.
+uint8_t* PutSection(uint8_t* out, const SectionRow& row, QuadRule rule, int32_t from, int32_t to);
 
-// Bytes of a kind's section when no entry is compact.
-size_t LargestSection(const SectionRow& row);
+// Bytes of a kind's entry that is not compact.
+size_t LargestEntry(const SectionRow& row);
+
+// Bytes of the section that PutSection will make of all slots.
+size_t SectionSize(const SectionRow& row);
 
 // Frees what is kept of tables.
 void FreeSignatures();

@@ -48,21 +48,35 @@ uint8_t* PutTile(uint8_t* out, const ResourceSet& set, uint32_t mask, int32_t in
   return out;
 }
 
+// Puts the slots `from`, which begins a tile, to before `to`.
 template <FormId kId, QuadRule kRule>
-uint8_t* PutSlots(uint8_t* out, Kind kind) {
+uint8_t* PutSlots(uint8_t* out, Kind kind, int32_t from, int32_t to) {
   constexpr auto kStep = static_cast<int32_t>(kLanes);
   const ResourceSet& set = resource_sets[kind];
   const uint32_t mask = finfo.items[kind].out_mask;
-  int32_t i = 0;
+  int32_t i = from;
   if constexpr (kForms[kId].quadsets != 0) {
-    for (; fold_kernels != nullptr && i + kStep <= set.entries; i += kStep) {
+    for (; fold_kernels != nullptr && i + kStep <= to; i += kStep) {
       out = PutTile<kId, kRule>(out, set, mask, i);
     }
   }
-  for (; i < set.entries; ++i) {
+  for (; i < to; ++i) {
     const SlotRef slot = OpenSlots::At(set, i);
     SettleRates<kId, kRule>(slot);
     out = PutEntry<kId, kRule>(out, slot, set.key_count, mask);
   }
   return out;
+}
+
+// Bytes of the section that PutSlots makes of all slots.
+template <FormId kId>
+size_t SizeOfSlots(Kind kind) {
+  constexpr const Form& kForm = kForms[kId];
+  const ResourceSet& set = resource_sets[kind];
+  const size_t full = kForm.size + size_t{finfo.items[kind].out_count} * 4;
+  size_t idle = 0;
+  if constexpr (kForm.idles) {
+    for (int32_t i = 0; i < set.entries; ++i) idle += IsIdle<kId>(OpenSlots::At(set, i)) ? 1U : 0U;
+  }
+  return (static_cast<size_t>(set.entries) - idle) * full + idle * kForm.head;
 }

@@ -28,7 +28,7 @@ void ForgetOrder(ResourceSet& set) {
 
 void DropSet(Kind kind) {
   ResourceSet& set = resource_sets[kind];
-  set.table.Free();
+  set.keys.Free();
   OpenSlots::Free(set);
   set.count = 0;
   set.entries = 0;
@@ -68,15 +68,13 @@ uint8_t* ShapeSet(Kind kind, const SetShape& shape) {
   ResourceSet& set = resource_sets[kind];
   set.count = shape.entries;
   set.entries = shape.entries;
-  set.stride = shape.stride;
   set.lookup = shape.lookup;
-  set.key_at = shape.key_at;
   set.key_count = shape.key_count;
   set.head_size = shape.head_size;
   // Caches keep their counter groups in their heads.
   set.quadsets = kind == kCache ? 0 : shape.quadsets;
   set.fields_per_slot = set.quadsets == 0 ? 0 : 4 * (set.quadsets + shape.tracked) + 1;
-  return set.table.Zeroed(static_cast<size_t>(shape.entries) * shape.stride);
+  return set.keys.Zeroed(static_cast<size_t>(shape.entries) * kKeyRoom);
 }
 
 void StartSet(Kind kind) {

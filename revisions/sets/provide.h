@@ -11,13 +11,11 @@ void DropSets();
 // Drops the sets that were built from statistics records (a skipped structure record).
 void DropSetsFromStatistics();
 
-// Describes a set and provides its zeroed table of `entries` x `stride` bytes, to be filled by the
-// caller, who then calls StartSet.
+// Describes a set and provides the zeroed room of its keys, kKeyRoom bytes each, to be filled by
+// the caller, who then calls StartSet.
 struct SetShape {
   int32_t entries;
-  uint32_t stride;
   Lookup lookup;
-  uint8_t key_at;
   uint8_t key_count;
   size_t head_size;
   size_t quadsets;

@@ -71,19 +71,20 @@ struct CacheSlot {
   std::array<Accumulated, 6> quadsets;
 };
 
+// Of the tables of structure records only the keys are kept, so many bytes apart.
+inline constexpr size_t kKeyRoom = 4;
+
 struct ResourceSet {
   int32_t count = 0;    // as the structure record announced; compared with section counts
   int32_t entries = 0;  // configured resources in the table (0 for the list that is not carried)
-  uint32_t stride = 0;
   Lookup lookup = Lookup::kScan;
-  uint8_t key_at = 0;
   uint8_t key_count = 0;
   bool unique = false;           // no key occurs twice, so a hit at any position is the first one
   bool from_statistics = false;  // built by the statistics reader
   size_t head_size = 0;          // bytes of a slot's head: SlotHead, or all of a CacheSlot
   size_t quadsets = 0;
   size_t fields_per_slot = 0;
-  Buffer table;
+  Buffer keys;
   uint32_t provided = 0;  // how often slots were provided or dropped: other tables, other keys
   // For searches that go far, and only once they have (lookup.cc): key and position of all table
   // entries in ascending order, and how many entries such searches have looked at so far.
@@ -91,7 +92,7 @@ struct ResourceSet {
   uint64_t passed = 0;
 
   const uint8_t* KeyOf(int32_t index) const {
-    return table.data() + static_cast<size_t>(index) * stride + key_at;
+    return keys.data() + static_cast<size_t>(index) * kKeyRoom;
   }
   uint32_t KeyNumber(const uint8_t* key) const {
     uint32_t number = 0;

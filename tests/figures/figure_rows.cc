@@ -14,14 +14,13 @@ std::string LevelWord(char level) {
   return level == 'H' ? "hour" : "day";
 }
 
-// "20240304array01#002.psl": what stands between the digits and "#" or ".".
+}  // namespace
+
 std::string ArrayOf(const std::string& path) {
   const std::string name = path.substr(path.rfind('/') + 1);
   const size_t start = name.find_first_not_of("0123456789");
   return name.substr(start, name.find_first_of("#.", start) - start);
 }
-
-}  // namespace
 
 std::vector<std::vector<TidyRow>> FigureRowsByEntry(const std::string& path) {
   const std::string text = TempDir::ReadFile(path);

@@ -11,6 +11,7 @@
 
 #include "tests/figures/compare.h"
 #include "tests/figures/figure_files.h"
+#include "tests/figures/figure_rows.h"
 #include "tests/figures/spans.h"
 #include "tests/model/random_source.h"
 #include "tests/model/time_zone.h"
@@ -33,12 +34,6 @@ struct Side {
       lengths;
   std::vector<figures::Period> periods;
 };
-
-std::string ArrayOf(const std::string& path) {
-  const std::string name = path.substr(path.rfind('/') + 1);
-  const size_t start = name.find_first_not_of("0123456789");
-  return name.substr(start, name.find_first_of("#.", start) - start);
-}
 
 Side SideOf(const std::string& path) {
   const std::string text = TempDir::ReadFile(path);

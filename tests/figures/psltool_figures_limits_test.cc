@@ -102,7 +102,7 @@ std::vector<Run> RunsOf(const Rule& rule, const std::vector<Interval>& intervals
 // "kind key group begin intervals" to the worst value.
 using Breaches = std::map<std::string, double>;
 
-Breaches Expected(const Rule& rule, const SeriesMap& series, char level) {
+Breaches ExpectedBreaches(const Rule& rule, const SeriesMap& series, char level) {
   Breaches breaches;
   for (const auto& [name, intervals] : series) {
     const auto& [array, kind, key, measure, group] = name;
@@ -186,7 +186,7 @@ class PsltoolFiguresLimits : public testing::TestWithParam<int> {
       for (const Json& each : report["breaches"]) {
         if (each["line"] == i + 1) own["breaches"].push_back(each);
       }
-      const Breaches expected = Expected(rules[i], series, level);
+      const Breaches expected = ExpectedBreaches(rules[i], series, level);
       const Breaches printed = Printed(rules[i], own);
       breaches_ += expected.size();
       EXPECT_EQ(printed.size(), own["breaches"].size()) << rules[i].Text();

@@ -31,7 +31,7 @@ using ::testing::UnorderedElementsAre;
 
 std::vector<std::string> Listed() { return {Flist, Flist + Nfile}; }
 
-std::vector<std::string> Targets() { return {TargetList, TargetList + Ntarget}; }
+std::vector<std::string> TargetNames() { return {TargetList, TargetList + Ntarget}; }
 
 class FileList : public ::testing::Test {
  protected:
@@ -51,7 +51,7 @@ class FileList : public ::testing::Test {
     SetFileList(directory.Path("").c_str());
     SetTimeSpan(time);
     FindTargetFile();
-    return Targets();
+    return TargetNames();
   }
 
   TempDir directory;

@@ -29,7 +29,7 @@ struct NamedLookup {
   std::function<int32_t(const Key&)> find;
 };
 
-uint16_t Number(const Key& key) { return static_cast<uint16_t>(key[0] * 256 + key[1]); }
+uint16_t KeyNumber(const Key& key) { return static_cast<uint16_t>(key[0] * 256 + key[1]); }
 
 // clang-format off
 const NamedLookup kNamed[] = {
@@ -42,16 +42,16 @@ const NamedLookup kNamed[] = {
     {"FindDpSet", 0x21, kDp, {1, 2}, {9, 2}, [](const Key& k) { return FindDpSet(k[0], k[1]); }},
     {"FindCacheSet_0x19", 0x1F, kCache, {1}, {9}, [](const Key& k) { return FindCacheSet_0x19(k[0]); }},
     {"FindChesegSet_0x13", 0x13, kCheseg, {1}, {9}, [](const Key& k) { return FindChesegSet_0x13(k[0]); }},
-    {"FindLdSet", 0x10, kLd, {1, 2}, {1, 9}, [](const Key& k) { return FindLdSet(Number(k)); }},
-    {"FindLdSet", 0x14, kLd, {1, 2}, {9, 2}, [](const Key& k) { return FindLdSet(Number(k)); }},
+    {"FindLdSet", 0x10, kLd, {1, 2}, {1, 9}, [](const Key& k) { return FindLdSet(KeyNumber(k)); }},
+    {"FindLdSet", 0x14, kLd, {1, 2}, {9, 2}, [](const Key& k) { return FindLdSet(KeyNumber(k)); }},
     // The key of a rank stands at bytes 4 and 5 of its list entry.
     {"FindRankSet", 0x11, kRank, {1, 2}, {1, 9}, [](const Key& k) { return FindRankSet(k[0], k[1]); }},
     {"FindRankSet", 0x1D, kRank, {1, 2}, {9, 2}, [](const Key& k) { return FindRankSet(k[0], k[1]); }},
     {"FindRpSet_0x14", 0x14, kRp, {1, 2}, {1, 9}, [](const Key& k) { return FindRpSet_0x14(k[0], k[1]); }},
-    {"FindPoolSet_0x14", 0x14, kPool, {1, 2}, {1, 9}, [](const Key& k) { return FindPoolSet_0x14(Number(k)); }},
+    {"FindPoolSet_0x14", 0x14, kPool, {1, 2}, {1, 9}, [](const Key& k) { return FindPoolSet_0x14(KeyNumber(k)); }},
     // From 0x1C on the table's own entry size (here 56) is its stride.
-    {"FindPoolSet_0x14", 0x1C, kPool, {1, 2}, {1, 9}, [](const Key& k) { return FindPoolSet_0x14(Number(k)); }},
-    {"FindPoolSet_0x1C", 0x1F, kPool, {1, 2}, {9, 2}, [](const Key& k) { return FindPoolSet_0x1C(Number(k)); }},
+    {"FindPoolSet_0x14", 0x1C, kPool, {1, 2}, {1, 9}, [](const Key& k) { return FindPoolSet_0x14(KeyNumber(k)); }},
+    {"FindPoolSet_0x1C", 0x1F, kPool, {1, 2}, {9, 2}, [](const Key& k) { return FindPoolSet_0x1C(KeyNumber(k)); }},
 };
 // clang-format on
 

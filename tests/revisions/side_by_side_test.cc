@@ -7,6 +7,8 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
 #include <tuple>
@@ -47,7 +49,9 @@ class Reading {
 // A log of every kind with random figures, and optional items.
 class MadeLog {
  public:
-  MadeLog(int revision, uint32_t seed) : revision_(revision), figures_(seed) {}
+  // `strangers`: of so many entries one has the key of another resource or of none.
+  MadeLog(int revision, uint32_t seed, uint32_t strangers = 0)
+      : revision_(revision), figures_(seed), strangers_(strangers) {}
 
   std::string Make() {
     starts.clear();
@@ -85,7 +89,11 @@ class MadeLog {
     if (nodes) kinds.push_back(kHpNode);
     record.sections.clear();
     for (const Kind kind : kinds) {
-      for (uint8_t key = 1; key <= kOfEach; ++key) record.Add(kind, Entry(kind, key));
+      for (uint8_t key = 1; key <= kOfEach; ++key) {
+        const bool by_position = revision_ >= 0x1D && (kind == kHp || kind == kRp || kind == kMp);
+        const bool stranger = strangers_ != 0 && !by_position && figures_.OneIn(strangers_);
+        record.Add(kind, Entry(kind, stranger ? StrangerIn(kind) : key));
+      }
     }
     if (revision_ >= 0x18) {
       record.Item(Item({.type = kConcType, .elements = {Conc(figures_.Below(4), 1)}}));
@@ -113,8 +121,15 @@ class MadeLog {
     return entry.U8(static_cast<size_t>(facts.compact), 1).Part(0, static_cast<size_t>(head));
   }
 
+  // Disks that no table has go to where the search stands; with others a record is broken.
+  uint8_t StrangerIn(Kind kind) {
+    const bool by_cursor = kind == kPd || (kind == kLd && revision_ >= 0x15);
+    return static_cast<uint8_t>(1 + figures_.Below(by_cursor ? kOfEach + 5 : kOfEach));
+  }
+
   int revision_;
   Figures figures_;
+  uint32_t strangers_;
 };
 
 // Gives the last disk port of a record the key of none. Disk ports are never compact.
@@ -195,6 +210,15 @@ TEST_P(SideBySide, WholeLogs) {
   EXPECT_EQ(broken_, 0);
 }
 
+// Entries out of order, two for one resource, disks that are not configured: what an entry goes to
+// can depend on the record before it.
+TEST_P(SideBySide, EntriesInAnyOrder) {
+  for (uint32_t seed = 20; seed < 32; ++seed) {
+    SCOPED_TRACE(seed);
+    Compare(MadeLog(GetParam(), seed, seed % 3 == 0 ? 1000 : 300).Make());
+  }
+}
+
 // Each section header and each section of each record, in one revision of each family.
 class SideBySideDamaged : public SideBySide {};
 INSTANTIATE_TEST_SUITE_P(Revisions, SideBySideDamaged,
@@ -258,6 +282,44 @@ TEST_P(SideBySide, FirstRecordInTroubleIsToldOf) {
       EXPECT_NE(told_broken, told_unreadable) << errors.Text();
     }
   }
+}
+
+// What lies between the sections of a record is read and takes no memory: 600 MB in a process that
+// may take 256 MB.
+TEST(SideBySideSparse, GapsTakeNoMemory) {
+  constexpr uint32_t kGap = 600U << 20;
+  const auto archive = [](uint32_t gap) {
+    const TempDir directory;
+    const std::string path = directory.Path("20240101A.psl");
+    StructureBuilder structure(0x21);
+    StatisticsBuilder record(0x21);
+    for (uint8_t key = 1; key <= kOfEach; ++key) {
+      structure.Add(kLd, {{key, key}});
+      record.Add(kLd, PlainEntry(0x21, kLd, key, 1000));
+    }
+    Bytes built = record.Build();
+    const size_t entries = size_t{kOfEach} * 96;
+    const size_t head = built.size() - entries;
+    built.U32(8, built.size() + gap);
+    const auto slot = static_cast<size_t>(FindKind(KindsOf(0x21), kLd)->slot);
+    built.U32(slot + 4, head + gap);
+    const std::string text = spell::TextOf(built);
+    std::ofstream file(path, std::ios::binary);
+    file << spell::HeaderRecord({.revision = 0x21}) << spell::TextOf(structure.Build());
+    file << text.substr(0, head);
+    file.seekp(gap, std::ios::cur);
+    file << text.substr(head);
+    file.close();
+    EXPECT_EQ(RunManual({path}, {.outpath = directory.Path("out")}).status, kReturned);
+    return directory.Read("out");
+  };
+  const std::string expected = archive(0);
+  EXPECT_EQ(spell::Tags(expected), "HDR CON STA");
+  const int status = RunInChild([&] {
+    if (!LimitMemory()) return 90;
+    return archive(kGap) == expected && !::testing::Test::HasFailure() ? 0 : 1;
+  });
+  EXPECT_EQ(status, 0);
 }
 
 }  // namespace

@@ -13,12 +13,10 @@
 namespace revtest {
 namespace {
 
-size_t At(int at) { return static_cast<size_t>(at); }
-
 class BrokenStatistics : public ::testing::TestWithParam<int> {
  protected:
   int revision = GetParam();
-  size_t head = At(RecordHeadOf(GetParam()));
+  size_t head = Index(RecordHeadOf(GetParam()));
   std::vector<KindFacts> kinds = KindsOf(GetParam());
 
   // Whether `record` breaks a file that configures one resource of each kind, in both kinds of run.
@@ -74,7 +72,7 @@ TEST_P(BrokenStatistics, SectionThatLeavesTheRecord) {
     const auto size = static_cast<uint32_t>(record.size());
     // The last byte alone, the record's end, far beyond.
     for (const uint32_t offset : {size - 1, size, size + 1, 0xFFFFFFF0U}) {
-      EXPECT_TRUE(Breaks(Bytes(record).U32(At(facts.slot) + 4, offset)));
+      EXPECT_TRUE(Breaks(Bytes(record).U32(Index(facts.slot) + 4, offset)));
     }
   }
 }
@@ -86,7 +84,7 @@ TEST_P(BrokenStatistics, EntryCutByTheEndOfTheRecord) {
     // The entry once more at the record's very end, whole and one byte short.
     const Bytes entry = PlainEntry(revision, facts.kind, 1, 1000);
     Bytes record = EntryOfEach(revision, 1000).Build();
-    record.U32(At(facts.slot) + 4, record.size()).Add(entry);
+    record.U32(Index(facts.slot) + 4, record.size()).Add(entry);
     EXPECT_FALSE(Breaks(record.U32(8, record.size())));
     record = record.Part(0, record.size() - 1);
     EXPECT_TRUE(Breaks(record.U32(8, record.size())));
@@ -103,7 +101,7 @@ TEST_P(BrokenStatistics, ExtendedWordsCutByTheEndOfTheRecord) {
       run.InputMask(facts.kind, 0xA0000000);  // two words
       const Bytes entry = PlainEntry(revision, facts.kind, 1, 1000).Add(Bytes(8));
       Bytes record = EntryOfEach(revision, 1000).Build();
-      record.U32(At(facts.slot) + 4, record.size()).Add(entry);
+      record.U32(Index(facts.slot) + 4, record.size()).Add(entry);
       record = record.Part(0, record.size() - missing);
       EXPECT_EQ(run.Breaks(record.U32(8, record.size())), missing != 0);
     }

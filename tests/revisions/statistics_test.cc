@@ -14,12 +14,10 @@
 namespace revtest {
 namespace {
 
-size_t At(int at) { return static_cast<size_t>(at); }
-
 class Statistics : public ::testing::TestWithParam<int> {
  protected:
   int revision = GetParam();
-  size_t head = At(RecordHeadOf(GetParam()));
+  size_t head = Index(RecordHeadOf(GetParam()));
   std::vector<KindFacts> kinds = KindsOf(GetParam());
   RevisionRun run{GetParam()};
 
@@ -97,8 +95,8 @@ TEST_P(Statistics, SectionsFollowEachOtherWithTheirCounts) {
     for (auto& [kind, entries] : record.sections) {
       if (kind == kCache) continue;
       const EntryFacts facts = EntryOf(kind, revision);
-      if (facts.quads > 0) entries[0].U32(At(facts.quads_at), 1);
-      if (facts.quads == 0) entries[0].U16(At(facts.ratio), 10000);
+      if (facts.quads > 0) entries[0].U32(Index(facts.quads_at), 1);
+      if (facts.quads == 0) entries[0].U16(Index(facts.ratio), 10000);
     }
     run.Feed(record.Build());
     const Bytes period = run.Period();
@@ -107,9 +105,9 @@ TEST_P(Statistics, SectionsFollowEachOtherWithTheirCounts) {
       SCOPED_TRACE(NameOf(facts.kind));
       const bool excluded = revision >= 0x19 && facts.kind == (pools ? kRank : kPool);
       const bool there = facts.list != 0 && !excluded;
-      EXPECT_EQ(period.Part(At(facts.slot), 8),
+      EXPECT_EQ(period.Part(Index(facts.slot), 8),
                 Bytes(8).Slot(0, 0, there ? 1 : 0, excluded ? 0 : at));
-      if (there) at += At(facts.entry + 4 * Words(facts));
+      if (there) at += Index(facts.entry + 4 * Words(facts));
     }
     EXPECT_EQ(period.size(), at);
   }
@@ -120,7 +118,7 @@ TEST_P(Statistics, SlotsOfOtherKindsAreZero) {
   Bytes record = EntryOfEach(revision, 1000).Build();
   for (size_t slot = 24; slot + 8 <= head; slot += 8) {
     bool known = false;
-    for (const KindFacts& facts : kinds) known = known || At(facts.slot) == slot;
+    for (const KindFacts& facts : kinds) known = known || Index(facts.slot) == slot;
     // Slot 56 of 0x10 has a meaning of its own.
     if (!known && !(revision == 0x10 && slot == 56)) record.Slot(slot, 7, 7, 7);
   }
@@ -128,7 +126,7 @@ TEST_P(Statistics, SlotsOfOtherKindsAreZero) {
   const Bytes period = run.Period();
   for (size_t slot = 24; slot + 8 <= head; slot += 8) {
     bool known = false;
-    for (const KindFacts& facts : kinds) known = known || At(facts.slot) == slot;
+    for (const KindFacts& facts : kinds) known = known || Index(facts.slot) == slot;
     if (!known) {
       EXPECT_EQ(period.Part(slot, 8), Bytes(8)) << slot;
     }
@@ -151,8 +149,8 @@ TEST_P(Statistics, FirstFieldsAreThoseOfTheLastRecordRead) {
   const std::vector<Bytes> periods = Periods();
   ASSERT_EQ(periods.size(), 2U);
   for (const KindFacts& facts : kinds) {
-    EXPECT_EQ(periods[0].Get16(At(facts.slot)), 0x3000U + facts.kind);
-    EXPECT_EQ(periods[1].Get16(At(facts.slot)), 0x4000U + facts.kind);
+    EXPECT_EQ(periods[0].Get16(Index(facts.slot)), 0x3000U + facts.kind);
+    EXPECT_EQ(periods[1].Get16(Index(facts.slot)), 0x4000U + facts.kind);
   }
 }
 
@@ -175,7 +173,7 @@ TEST_P(Statistics, SectionWithOffset0CarriesNoEntries) {
   run.Feed(record.Build());
   const Bytes period = run.Period();
   EXPECT_EQ(TimeOf(period), 0U);
-  EXPECT_EQ(period.Get16(At(kinds[0].slot) + 2), 1U);
+  EXPECT_EQ(period.Get16(Index(kinds[0].slot) + 2), 1U);
 }
 
 // --- periods --------------------------------------------------------------------------------------
@@ -330,7 +328,7 @@ TEST_P(Statistics, SlotsAreClearedAfterEveryPeriod) {
   run.Feed(record.Build());
   const Bytes period = run.Period();
   for (const KindFacts& facts : kinds) {
-    if (period.Get16(At(facts.slot) + 2) == 0) continue;
+    if (period.Get16(Index(facts.slot) + 2) == 0) continue;
     SCOPED_TRACE(NameOf(facts.kind));
     EXPECT_EQ(SectionOf(period, revision, facts.kind, 8), Bytes(8));
     EXPECT_EQ(SectionOf(period, revision, facts.kind, 9).Get8(8), 1U);  // the configured key

@@ -14,23 +14,21 @@
 namespace revtest {
 namespace {
 
-size_t At(int at) { return static_cast<size_t>(at); }
-
 class BrokenStructure : public ::testing::TestWithParam<int> {
  protected:
   int revision = GetParam();
-  size_t head = At(RecordHeadOf(GetParam()));
+  size_t head = Index(RecordHeadOf(GetParam()));
 
   // Two entries in each list, with variable parts; rank and pool by byte 95.
   StructureBuilder Full(bool pools = false) const {
     StructureBuilder structure(revision);
     structure.basic.U8(95, pools ? 1 : 0);
     for (const ListFacts& list : ListsOf(revision)) {
-      const size_t fixed = list.entry == kFromDescriptor ? 56 : At(list.entry);
+      const size_t fixed = list.entry == kFromDescriptor ? 56 : Index(list.entry);
       if (list.entry == kFromDescriptor) structure.first[list.slot] = 56;
       for (unsigned i = 0; i < 2; ++i) {
         Bytes entry(fixed + (list.length_at >= 0 ? 4 : 0));
-        if (list.length_at >= 0) entry.U32(At(list.length_at), entry.size());
+        if (list.length_at >= 0) entry.U32(Index(list.length_at), entry.size());
         structure.AddTo(list.slot, entry);
       }
     }
@@ -79,7 +77,7 @@ TEST_P(BrokenStructure, ListWithEntriesAndOffset0) {
   for (const ListFacts& list : ListsOf(revision)) {
     SCOPED_TRACE(list.slot);
     Bytes record = Full().Build();
-    record.U32(At(list.slot) + 4, 0);
+    record.U32(Index(list.slot) + 4, 0);
     EXPECT_EQ(Breaks(record), !Excluded(list.slot));
   }
 }
@@ -91,11 +89,12 @@ TEST_P(BrokenStructure, ListThatLeavesTheRecord) {
       const Bytes record = Full(pools).Build();
       for (const uint32_t offset : {static_cast<uint32_t>(record.size()) - 1,
                                     static_cast<uint32_t>(record.size()), 0xFFFFFFFFU}) {
-        EXPECT_EQ(Breaks(Bytes(record).U32(At(list.slot) + 4, offset)),
+        EXPECT_EQ(Breaks(Bytes(record).U32(Index(list.slot) + 4, offset)),
                   !Excluded(list.slot, pools));
       }
       // A count that the record cannot hold.
-      EXPECT_EQ(Breaks(Bytes(record).U16(At(list.slot) + 2, 0xFFFF)), !Excluded(list.slot, pools));
+      EXPECT_EQ(Breaks(Bytes(record).U16(Index(list.slot) + 2, 0xFFFF)),
+                !Excluded(list.slot, pools));
     }
   }
 }
@@ -103,7 +102,7 @@ TEST_P(BrokenStructure, ListThatLeavesTheRecord) {
 TEST_P(BrokenStructure, EmptyListMayPointAnywhere) {
   for (const ListFacts& list : ListsOf(revision)) {
     SCOPED_TRACE(list.slot);
-    EXPECT_FALSE(Breaks(StructureBuilder(revision).Build().U32(At(list.slot) + 4, 0xFFFFFFFF)));
+    EXPECT_FALSE(Breaks(StructureBuilder(revision).Build().U32(Index(list.slot) + 4, 0xFFFFFFFF)));
   }
 }
 
@@ -113,12 +112,12 @@ TEST_P(BrokenStructure, VariableEntryShorterThanItsFixedPart) {
     SCOPED_TRACE(list.slot);
     for (const uint32_t length : {0U, static_cast<uint32_t>(list.entry) - 1, 0xFFFFFFFFU}) {
       StructureBuilder structure = Full();
-      structure.lists[list.slot][1].U32(At(list.length_at), length);
+      structure.lists[list.slot][1].U32(Index(list.length_at), length);
       EXPECT_TRUE(Breaks(structure.Build()));
     }
     StructureBuilder structure = Full();  // the fixed part alone is enough
-    structure.lists[list.slot][1] = structure.lists[list.slot][1].Part(0, At(list.entry));
-    structure.lists[list.slot][1].U32(At(list.length_at), At(list.entry));
+    structure.lists[list.slot][1] = structure.lists[list.slot][1].Part(0, Index(list.entry));
+    structure.lists[list.slot][1].U32(Index(list.length_at), Index(list.entry));
     EXPECT_FALSE(Breaks(structure.Build()));
   }
 }
@@ -128,7 +127,7 @@ TEST_P(BrokenStructure, VariablePartThatLeavesTheRecord) {
     if (list.length_at < 0) continue;
     SCOPED_TRACE(list.slot);
     StructureBuilder structure = Full();
-    structure.lists[list.slot][1].U32(At(list.length_at), 100000);
+    structure.lists[list.slot][1].U32(Index(list.length_at), 100000);
     EXPECT_TRUE(Breaks(structure.Build()));
   }
 }
@@ -144,9 +143,9 @@ TEST_P(BrokenStructure, TrailingSectionBeyondTheRecord) {
     }
     return;
   }
-  EXPECT_FALSE(Breaks(Bytes(record).U32(At(at), size)));  // empty
-  EXPECT_TRUE(Breaks(Bytes(record).U32(At(at), size + 1)));
-  EXPECT_TRUE(Breaks(Bytes(record).U32(At(at), 0xFFFFFFFF)));
+  EXPECT_FALSE(Breaks(Bytes(record).U32(Index(at), size)));  // empty
+  EXPECT_TRUE(Breaks(Bytes(record).U32(Index(at), size + 1)));
+  EXPECT_TRUE(Breaks(Bytes(record).U32(Index(at), 0xFFFFFFFF)));
 }
 
 // Pools whose size their descriptor gives.
@@ -189,7 +188,7 @@ TEST_P(BrokenStructure, ListOverTheRecordHeaderGivesTheBytesOfTheFile) {
   structure.time = 0x01020304;
   Bytes record = structure.Build();
   const int slot = revision <= 0x18 ? 24 : 64;
-  record.U16(At(slot) + 2, 2).U32(At(slot) + 4, 3);
+  record.U16(Index(slot) + 2, 2).U32(Index(slot) + 4, 3);
   RevisionRun run(revision);
   run.Feed(record);
   const std::vector<Bytes> written = run.Output();

@@ -14,12 +14,10 @@
 namespace revtest {
 namespace {
 
-size_t At(int at) { return static_cast<size_t>(at); }
-
 class Structure : public ::testing::TestWithParam<int> {
  protected:
   int revision = GetParam();
-  size_t head = At(RecordHeadOf(GetParam()));
+  size_t head = Index(RecordHeadOf(GetParam()));
   RevisionRun run{GetParam()};
 
   // One record with `n` entries in the first list, n + 1 in the second and so on; bytes are a
@@ -36,10 +34,10 @@ class Structure : public ::testing::TestWithParam<int> {
       structure.first[list.slot] = list.entry == kFromDescriptor ? 56 : 0x0900 + seed;
       if (revision >= 0x19 && list.slot == (pools ? 112 : 120)) continue;
       for (unsigned i = 0; i < n; ++i) {
-        const size_t fixed = list.entry == kFromDescriptor ? 56 : At(list.entry);
+        const size_t fixed = list.entry == kFromDescriptor ? 56 : Index(list.entry);
         const size_t size = fixed + (list.length_at >= 0 ? 3 * i + 2 : 0);
         Bytes entry = Bytes(size).Pattern(0, size, 16 * seed + i);
-        if (list.length_at >= 0) entry.U32(At(list.length_at), size);
+        if (list.length_at >= 0) entry.U32(Index(list.length_at), size);
         structure.AddTo(list.slot, entry);
       }
       ++n;
@@ -63,22 +61,22 @@ class Structure : public ::testing::TestWithParam<int> {
     for (const ListFacts& list : ListsOf(revision)) {
       if (list.output == ListFacts::kLogsOnly) continue;
       if (list.output == ListFacts::kFixed) {
-        out.Slot(At(list.slot), 4, 0, 0);
+        out.Slot(Index(list.slot), 4, 0, 0);
         continue;
       }
       const auto entries = in.lists.find(list.slot);
       const auto first = in.first.find(list.slot);
       if (list.slot == 112) rank_at = out.size();
       const size_t offset = revision >= 0x19 && list.slot == 120 ? rank_at : out.size();
-      out.Slot(At(list.slot), first != in.first.end() ? first->second : 0,
+      out.Slot(Index(list.slot), first != in.first.end() ? first->second : 0,
                entries != in.lists.end() ? entries->second.size() : 0, offset);
       if (entries == in.lists.end()) continue;
       for (const Bytes& entry : entries->second) out.Add(entry);
     }
     const int trailing = TrailingAt(revision);
-    if (trailing != 0) out.U32(At(trailing) + 4, in.last_word);
+    if (trailing != 0) out.U32(Index(trailing) + 4, in.last_word);
     if (in.trailing.has_value()) {
-      out.U32(At(trailing), out.size());
+      out.U32(Index(trailing), out.size());
       out.Add(*in.trailing);
     }
     return out.U32(8, out.size());
@@ -118,7 +116,7 @@ TEST_P(Structure, EmptyListsCarryTheRunningOffset) {
   for (size_t slot = 24; slot + 8 <= head; slot += 8) {
     uint32_t expected = 0;
     for (const ListFacts& list : ListsOf(revision)) {
-      if (At(list.slot) == slot && list.output == ListFacts::kWritten) {
+      if (Index(list.slot) == slot && list.output == ListFacts::kWritten) {
         expected = static_cast<uint32_t>(head + 112);
       }
     }
@@ -135,7 +133,7 @@ TEST_P(Structure, LengthIsHeaderAndBasicInformationAndAllLists) {
     if (facts.list == 0 || facts.kind == kPool) continue;
     structure.Add(facts.kind, {{1, 1}, {2, 2}});
     if (facts.kind == kHp && revision >= 0x1D) continue;  // not written
-    expected += 2 * At(facts.list);
+    expected += 2 * Index(facts.list);
   }
   const Bytes written = Written(structure);
   EXPECT_EQ(written.size(), expected);
@@ -165,8 +163,8 @@ TEST_P(Structure, WithoutATrailingSection0IsWritten) {
   EXPECT_EQ(written.size(), head + 112);
   const int at = TrailingAt(revision);
   if (at != 0) {
-    EXPECT_EQ(written.Get32(At(at)), 0U);
-    EXPECT_EQ(written.Get32(At(at) + 4), 0x99887766U);
+    EXPECT_EQ(written.Get32(Index(at)), 0U);
+    EXPECT_EQ(written.Get32(Index(at) + 4), 0x99887766U);
   }
 }
 

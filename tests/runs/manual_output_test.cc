@@ -177,51 +177,6 @@ TEST_F(ManualOutput, UnopenedInputLeavesWhatWasWritten) {
 
 // ---- inputs ----
 
-// Every call of a name on the input fails once, at a time: a read error each time.
-class ManualOutputFailingReads : public ManualOutput {
- protected:
-  int FailEach(const std::string& call, const std::string& input) {
-    Put("out/20240101A.psa", kOld);
-    int failures = 0;
-    for (int n = 1;; ++n) {
-      const std::string time = std::to_string(n);
-      std::string rule = call + ":20240101A.psl:";
-      rule += time + ":" + time + ":5";
-      const ProgramResult result = Disturbed({{"DISTURB_FAIL", rule}}, {input});
-      if (result.status == 0) return failures;  // the file has no further one
-      SCOPED_TRACE(rule);
-      ++failures;
-      EXPECT_LT(n, 1000);
-      EXPECT_EQ(result.status, 1);
-      EXPECT_THAT(result.err, HasSubstr("110 Read error -- " + input));
-      EXPECT_THAT(result.err, HasSubstr(" errno=5\n"));
-      EXPECT_EQ(Files(), (std::map<std::string, Bytes>{{"20240101A.psa", kOld}}));
-      if (HasFailure()) return failures;
-    }
-  }
-};
-
-// Once, a failing lseek made an empty archive of the log, with status 0.
-TEST_F(ManualOutputFailingReads, FailingSeekIsAReadError) {
-  SKIP_WITHOUT_PRELOADING();
-  EXPECT_GE(FailEach("lseek", Put("20240101A.psl", LogOf(0x1C, {1, 1}))), 4);
-}
-
-TEST_F(ManualOutputFailingReads, FailingReadIsAReadErrorWhereverItComes) {
-  SKIP_WITHOUT_PRELOADING();
-  const std::string small = Put("20240101A.psl", LogOf(0x1C, {1, 1}));
-  EXPECT_GE(FailEach("read", small), 4);
-  EXPECT_GE(FailEach("pread", small), 1);
-  // Records that are read by pieces, side by side.
-  const ProgramResult made =
-      RunProgram(PSLTOOL_PATH, {"make", "-q", "-o", directory_.Path("made"), "--none", "--ld",
-                                "1500", "--interval", "10", "--records", "12"});
-  ASSERT_EQ(made.status, 0) << made.err;
-  const std::string large =
-      Put("20240101A.psl", directory_.Read("made/" + directory_.Names("made").at(0)));
-  EXPECT_GT(FailEach("pread", large), 12 * 2);
-}
-
 // Once, the run waited for ever for somebody to write into the pipe.
 TEST_F(ManualOutput, PipeNamedLikeALogIsAShortFile) {
   const std::string input = directory_.Path("20240101A.psl");

@@ -15,7 +15,7 @@ namespace {
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
-constexpr char kBerlin[] = "Europe/Berlin";
+constexpr char kZoneOfBerlin[] = "Europe/Berlin";
 constexpr char kSantiago[] = "America/Santiago";  // its clocks change at midnight
 
 constexpr uint16_t kDays = 0;
@@ -111,30 +111,35 @@ TEST_F(PrefixNightTimes, YearEnds) {
 }
 
 TEST_F(PrefixNightTimes, DayOfTheSpringChangeEndsAtItsMidnight) {
-  AddLog("20240330", kBerlin);
-  AddLog("20240331", kBerlin);
-  EXPECT_THAT(ArchivesAt("2024-03-31 00:00:00", kBerlin), UnorderedElementsAre("20240330a.psa"));
-  EXPECT_THAT(ArchivesAt("2024-03-31 03:00:00", kBerlin), UnorderedElementsAre("20240330a.psa"));
-  EXPECT_THAT(ArchivesAt("2024-03-31 23:59:59", kBerlin), UnorderedElementsAre("20240330a.psa"));
-  EXPECT_THAT(ArchivesAt("2024-04-01 00:00:00", kBerlin),
+  AddLog("20240330", kZoneOfBerlin);
+  AddLog("20240331", kZoneOfBerlin);
+  EXPECT_THAT(ArchivesAt("2024-03-31 00:00:00", kZoneOfBerlin),
+              UnorderedElementsAre("20240330a.psa"));
+  EXPECT_THAT(ArchivesAt("2024-03-31 03:00:00", kZoneOfBerlin),
+              UnorderedElementsAre("20240330a.psa"));
+  EXPECT_THAT(ArchivesAt("2024-03-31 23:59:59", kZoneOfBerlin),
+              UnorderedElementsAre("20240330a.psa"));
+  EXPECT_THAT(ArchivesAt("2024-04-01 00:00:00", kZoneOfBerlin),
               UnorderedElementsAre("202403a.psa", "20240330a.psa", "20240331a.psa"));
 }
 
 TEST_F(PrefixNightTimes, DayOfTheAutumnChangeEndsAtItsMidnight) {
-  AddLog("20241026", kBerlin);
-  AddLog("20241027", kBerlin);
-  EXPECT_THAT(ArchivesAt("2024-10-27 00:00:00", kBerlin), UnorderedElementsAre("20241026a.psa"));
-  EXPECT_THAT(ArchivesAt("2024-10-27 23:59:59", kBerlin), UnorderedElementsAre("20241026a.psa"));
-  EXPECT_THAT(ArchivesAt("2024-10-28 00:00:00", kBerlin),
+  AddLog("20241026", kZoneOfBerlin);
+  AddLog("20241027", kZoneOfBerlin);
+  EXPECT_THAT(ArchivesAt("2024-10-27 00:00:00", kZoneOfBerlin),
+              UnorderedElementsAre("20241026a.psa"));
+  EXPECT_THAT(ArchivesAt("2024-10-27 23:59:59", kZoneOfBerlin),
+              UnorderedElementsAre("20241026a.psa"));
+  EXPECT_THAT(ArchivesAt("2024-10-28 00:00:00", kZoneOfBerlin),
               UnorderedElementsAre("20241026a.psa", "20241027a.psa"));
 }
 
 TEST_F(PrefixNightTimes, RunsInTheHourThatComesTwiceMakeTheSame) {
-  AddLog("20241026", kBerlin);
-  AddLog("20241027", kBerlin);
-  const int64_t two_in_summer = LocalTimeIn(kBerlin, "2024-10-27 01:59:59") + 1;
+  AddLog("20241026", kZoneOfBerlin);
+  AddLog("20241027", kZoneOfBerlin);
+  const int64_t two_in_summer = LocalTimeIn(kZoneOfBerlin, "2024-10-27 01:59:59") + 1;
   for (const int64_t now : {two_in_summer + 1800, two_in_summer + 3600 + 1800}) {
-    ASSERT_EQ(RunNight(server, {now, kBerlin}).status, 0);
+    ASSERT_EQ(RunNight(server, {now, kZoneOfBerlin}).status, 0);
     EXPECT_THAT(Archives(), UnorderedElementsAre("20241026a.psa"));
     std::filesystem::remove(server.directory.Path("arc/archive/20241026a.psa"));
   }
@@ -178,9 +183,10 @@ int RecordsOf(const std::string& bytes) {
 
 TEST_F(PrefixNightTimes, DaysOfAChangeHave23And25Hours) {
   for (const char* day : {"2024-03-30", "2024-03-31", "2024-10-27"}) {
-    MakeLogs(server.directory.Path("arc"), {"--name", "b", "--local", "--start", day}, kBerlin);
+    MakeLogs(server.directory.Path("arc"), {"--name", "b", "--local", "--start", day},
+             kZoneOfBerlin);
   }
-  ASSERT_EQ(RunNight(server, ClockAt("2024-10-28 00:30:00", kBerlin)).status, 0);
+  ASSERT_EQ(RunNight(server, ClockAt("2024-10-28 00:30:00", kZoneOfBerlin)).status, 0);
   EXPECT_EQ(RecordsOf(server.directory.Read("arc/archive/20240330b.psa")), 24);
   EXPECT_EQ(RecordsOf(server.directory.Read("arc/archive/20240331b.psa")), 23);
   EXPECT_EQ(RecordsOf(server.directory.Read("arc/archive/20241027b.psa")), 25);
@@ -272,25 +278,25 @@ constexpr Expiry kExpiries[] = {
      "2024-03-01 00:00:00"},
     {"DayArchiveOfAYearOnALeapDay", kDay, 1, kYears, "UTC", "202302", "2024-02-28 23:59:59",
      "2024-02-29 00:00:00"},
-    {"LogOfOneDayInSpring", kPsl, 1, kDays, kBerlin, "20240330", "2024-03-31 23:59:59",
+    {"LogOfOneDayInSpring", kPsl, 1, kDays, kZoneOfBerlin, "20240330", "2024-03-31 23:59:59",
      "2024-04-01 00:00:00"},
-    {"LogOfOneDayInAutumn", kPsl, 1, kDays, kBerlin, "20241026", "2024-10-27 23:59:59",
+    {"LogOfOneDayInAutumn", kPsl, 1, kDays, kZoneOfBerlin, "20241026", "2024-10-27 23:59:59",
      "2024-10-28 00:00:00"},
-    {"LogOf14DaysOverTheSpringChange", kPsl, 14, kDays, kBerlin, "20240320", "2024-04-03 23:59:59",
-     "2024-04-04 00:00:00"},
-    {"LogOf14DaysOverTheAutumnChange", kPsl, 14, kDays, kBerlin, "20241020", "2024-11-03 23:59:59",
-     "2024-11-04 00:00:00"},
-    {"LogOfAMonthOverTheSpringChange", kPsl, 1, kMonths, kBerlin, "20240309", "2024-04-09 23:59:59",
-     "2024-04-10 00:00:00"},
-    // In winter the end of a day in summer is taken an hour late, behind the limit's midnight.
-    {"LogOfAMonthOverTheAutumnChange", kPsl, 1, kMonths, kBerlin, "20241009", "2024-11-10 23:59:59",
-     "2024-11-11 00:00:00"},
-    {"HourArchiveOverTheSpringChange", kHour, 1, kMonths, kBerlin, "20240309",
+    {"LogOf14DaysOverTheSpringChange", kPsl, 14, kDays, kZoneOfBerlin, "20240320",
+     "2024-04-03 23:59:59", "2024-04-04 00:00:00"},
+    {"LogOf14DaysOverTheAutumnChange", kPsl, 14, kDays, kZoneOfBerlin, "20241020",
+     "2024-11-03 23:59:59", "2024-11-04 00:00:00"},
+    {"LogOfAMonthOverTheSpringChange", kPsl, 1, kMonths, kZoneOfBerlin, "20240309",
      "2024-04-09 23:59:59", "2024-04-10 00:00:00"},
-    {"HourArchiveOverTheAutumnChange", kHour, 1, kMonths, kBerlin, "20241009",
+    // In winter the end of a day in summer is taken an hour late, behind the limit's midnight.
+    {"LogOfAMonthOverTheAutumnChange", kPsl, 1, kMonths, kZoneOfBerlin, "20241009",
+     "2024-11-10 23:59:59", "2024-11-11 00:00:00"},
+    {"HourArchiveOverTheSpringChange", kHour, 1, kMonths, kZoneOfBerlin, "20240309",
+     "2024-04-09 23:59:59", "2024-04-10 00:00:00"},
+    {"HourArchiveOverTheAutumnChange", kHour, 1, kMonths, kZoneOfBerlin, "20241009",
      "2024-11-09 23:59:59", "2024-11-10 00:00:00"},
-    {"DayArchiveOverTheAutumnChange", kDay, 2, kMonths, kBerlin, "202408", "2024-10-31 23:59:59",
-     "2024-11-01 00:00:00"},
+    {"DayArchiveOverTheAutumnChange", kDay, 2, kMonths, kZoneOfBerlin, "202408",
+     "2024-10-31 23:59:59", "2024-11-01 00:00:00"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Prefix, PrefixExpiry, ::testing::ValuesIn(kExpiries),

@@ -242,6 +242,12 @@ ssize_t pread(int fd, void* buffer, size_t size, off_t offset) {
   return syscall(SYS_pread64, fd, buffer, size, offset);
 }
 
+off_t lseek(int fd, off_t offset, int whence) noexcept {
+  Point("lseek");
+  if (FailsOn("lseek", fd)) return -1;
+  return syscall(SYS_lseek, fd, offset, whence);
+}
+
 ssize_t write(int fd, const void* buffer, size_t size) {
   Point("write");
   if (FailsOn("write", fd)) return -1;
@@ -292,11 +298,6 @@ int mkdir(const char* path, mode_t mode) noexcept {
 }
 
 // What follows only fails by rule and is no point of disturbance.
-
-off_t lseek(int fd, off_t offset, int whence) noexcept {
-  if (FailsOn("lseek", fd)) return -1;
-  return syscall(SYS_lseek, fd, offset, whence);
-}
 
 int stat(const char* path, struct stat* status) noexcept {
   if (Fails("stat", path)) return -1;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -23,6 +24,9 @@ struct KindFacts {
   int mask_at;
   uint32_t mask;
 };
+// An offset of the layout as an index into a buffer.
+inline size_t Index(int at) { return static_cast<size_t>(at); }
+
 inline constexpr int kFromDescriptor = -1;
 
 // The kinds of a revision, in the order of the sections of its statistics records.

@@ -11,7 +11,7 @@ namespace psltool {
 
 namespace {
 
-constexpr size_t kMostKept = 100000;  // findings of one archive
+constexpr size_t kMostOfOne = 100000;  // findings of one archive
 
 AuditedFile AuditWith(const std::string& archive, std::vector<std::string> inputs, AuditRun run,
                       Progress& progress) {
@@ -23,7 +23,7 @@ AuditedFile AuditWith(const std::string& archive, std::vector<std::string> input
   request.inputs = std::move(inputs);
   request.run = run;
   const auto keep = [&](const AuditFinding& finding) {
-    if (file.findings.size() < kMostKept) file.findings.push_back(finding);
+    if (file.findings.size() < kMostOfOne) file.findings.push_back(finding);
   };
   if (!file.no_inputs) file.result = AuditArchive(request, keep, progress);
   return file;

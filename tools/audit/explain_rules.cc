@@ -1,6 +1,8 @@
 // Rules of fields: see the header.
 #include "tools/audit/explain_rules.h"
 
+#include "tools/audit/recompute_math.h"
+
 #include <bit>
 #include <functional>
 
@@ -10,8 +12,6 @@
 namespace psltool {
 
 namespace {
-
-constexpr uint32_t kTopBit = 0x80000000;
 
 constexpr const char* kByOperations = "operations";
 constexpr const char* kByTime = "milliseconds";
@@ -37,7 +37,7 @@ GroupInterval GroupOf(const AddedInterval& interval, size_t group) {
 
 // The extended word of an item bit, counted from bit 31 down.
 std::optional<double> WordOf(const AddedInterval& interval, size_t position) {
-  const uint32_t bit = kTopBit >> position;
+  const uint32_t bit = kFirstOfBitmap >> position;
   if (interval.words.empty() || (interval.rules.in_mask & bit) == 0) return std::nullopt;
   const auto before =
       static_cast<size_t>(std::popcount(interval.rules.in_mask & ~(bit | (bit - 1))));

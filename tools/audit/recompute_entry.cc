@@ -15,7 +15,6 @@ namespace psltool {
 
 namespace {
 
-constexpr uint32_t kTopBit = 0x80000000;
 constexpr uint8_t kNoSecondRatio = 0x80;  // in the flags byte of cache segments
 constexpr size_t kCacheFlags = 10;
 constexpr std::array<uint8_t, kQuadsetSize> kNoOperations = {};
@@ -99,7 +98,7 @@ void AddWords(const EntryRules& rules, std::span<const uint8_t> words, ResourceS
   const size_t last = 4 * size_t{rules.form->tracked} + 2;
   size_t at = 0;
   for (size_t position = 0; position < 32; ++position) {
-    const uint32_t bit = kTopBit >> position;
+    const uint32_t bit = kFirstOfBitmap >> position;
     if ((rules.in_mask & bit) == 0) continue;
     const double word = Load32(words.data() + at);
     at += 4;
@@ -283,7 +282,7 @@ void PutEntry(const EntryRules& rules, const ResourceSum& sum, std::vector<uint8
   }
   const size_t last = 4 * size_t{form.tracked} + 2;
   for (size_t position = 0; position < 32; ++position) {
-    if ((rules.out_mask & (kTopBit >> position)) == 0) continue;
+    if ((rules.out_mask & (kFirstOfBitmap >> position)) == 0) continue;
     const uint32_t word = position < last ? Word(sum.extremes[position]) : 0;
     out.resize(out.size() + 4);
     Store32(out.data() + out.size() - 4, word);

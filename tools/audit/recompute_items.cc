@@ -19,7 +19,7 @@ constexpr size_t kCabValue = 8;
 bool IsPair(Kind kind) { return kind == kLdCp || kind == kPoolCp; }
 
 // What tells the elements of a kind from each other.
-uint32_t ElementKey(Kind kind, std::span<const uint8_t> element) {
+uint32_t KeyOfElement(Kind kind, std::span<const uint8_t> element) {
   if (kind == kConc) return Load16(element.data());
   if (kind == kCab) return (uint32_t{element[0]} << 16) | Load16(element.data() + 2);
   return Load32(element.data());
@@ -27,7 +27,7 @@ uint32_t ElementKey(Kind kind, std::span<const uint8_t> element) {
 
 // Keeps an element in its own place, or in a free one; without either it is passed over. The place.
 size_t Keep(ItemSum& sum, std::span<const uint8_t> bytes) {
-  const uint32_t key = ElementKey(sum.row->kind, bytes);
+  const uint32_t key = KeyOfElement(sum.row->kind, bytes);
   const auto found = sum.index.find(key);
   if (found == sum.index.end()) {
     const size_t place = sum.elements.size();

@@ -12,6 +12,8 @@
 
 namespace psltool {
 
+inline constexpr uint32_t kFirstOfBitmap = 0x80000000;  // position 0
+
 inline constexpr double kRatioUnit = 10000.0;   // ratios are hundredths of a percent
 inline constexpr double kRateUnit = 1000000.0;  // rates of cache modules
 

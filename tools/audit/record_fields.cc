@@ -7,13 +7,12 @@
 
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
+#include "tools/audit/recompute_math.h"
 #include "tools/showing/dump_file.h"
 
 namespace psltool {
 
 namespace {
-
-constexpr uint32_t kTopBit = 0x80000000;
 
 // Gathers fields; the first one to name a byte keeps it.
 class Fields {
@@ -196,7 +195,7 @@ std::vector<FieldSpan> EntryFieldSpans(const Form& form, QuadRule rule, uint32_t
   }
   uint64_t at = form.size;
   for (size_t position = 0; position < 32; ++position) {
-    if ((mask & (kTopBit >> position)) == 0) continue;
+    if ((mask & (kFirstOfBitmap >> position)) == 0) continue;
     fields.Add(at, 4, WordName(form, rule, position));
     at += 4;
   }

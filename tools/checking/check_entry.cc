@@ -15,7 +15,7 @@ namespace psltool {
 
 namespace {
 
-constexpr uint32_t kTopBit = 0x80000000;
+constexpr uint32_t kUnitsOf256 = 0x80000000;     // in a count
 constexpr uint32_t kLeastLargeCount = 0x800000;  // above 2147483647 divided by 256
 constexpr uint8_t kNoSecondRatio = 0x80;         // in the flags byte of cache segments
 constexpr uint16_t kWhole = 10000;               // a ratio of 100 %
@@ -162,7 +162,7 @@ bool JudgeGroup(QuadRule rule, const uint8_t* group, uint32_t time, uint64_t at,
   const uint32_t first = Load32(group + 4);
   const uint32_t largest = Load32(group + 8);
   const uint32_t second = Load32(group + 12);
-  if ((count & kTopBit) != 0 && (count & ~kTopBit) < kLeastLargeCount) {
+  if ((count & kUnitsOf256) != 0 && (count & ~kUnitsOf256) < kLeastLargeCount) {
     return report.Error(
         "count-form", at, field + ", operations",
         fmt::format("{:08X}: so small a number is not written in units of 256", count));
@@ -217,7 +217,7 @@ void EntryJudge::NoteExtremes(const Entry& e) {
     if (e.time == 0) continue;
     const double rate = Rate(operations, e.time);
     // Stored numbers are cut: of large counts up to 255 operations, of extremes a fraction.
-    const double cut = (Load32(group) & kTopBit) != 0 ? Rate(256, e.time) : 0;
+    const double cut = (Load32(group) & kUnitsOf256) != 0 ? Rate(256, e.time) : 0;
     if (e.Extended(4 * i) + 1.0 < rate || e.Extended(4 * i + 1) > rate + cut + 1.0) {
       note(4 * i, "largest and smallest rate", rate, "operations");
     }

@@ -21,9 +21,9 @@ namespace psltool {
 
 namespace {
 
-constexpr uint64_t kListed = 10;  // of each class of findings and archive
+constexpr uint64_t kListedOfArchive = 10;  // of each class of findings and archive
 
-struct Options {
+struct AuditOptions {
   ArchiveInputs made;
   std::string directory;
   std::string logs_directory;
@@ -33,7 +33,7 @@ struct Options {
   AnswerOptions answer;
 };
 
-struct Totals {
+struct AuditTotals {
   uint64_t archives = 0;
   uint64_t agree = 0;
   uint64_t with_findings = 0;
@@ -52,7 +52,7 @@ AuditRun RunOf(const std::string& word) {
 
 class Report {
  public:
-  Report(const Options& options, const Labels& labels, TextOut& out, Progress& progress)
+  Report(const AuditOptions& options, const Labels& labels, TextOut& out, Progress& progress)
       : options_(options),
         labels_(labels),
         zone_(options.answer.utc ? Zone::kUtc : Zone::kLocal),
@@ -61,7 +61,7 @@ class Report {
 
   void Take(const AuditFinding& finding) {
     const uint64_t number = ++seen_[finding.code];
-    if (!options_.full && number > kListed) return;
+    if (!options_.full && number > kListedOfArchive) return;
     if (options_.answer.json) {
       findings_.Append(JsonOf(finding));
       return;
@@ -89,10 +89,11 @@ class Report {
     uint64_t beyond = result.findings;  // what not even the audit kept
     for (const auto& [code, count] : seen_) {
       beyond -= std::min(beyond, count);
-      if (options_.full || count <= kListed) continue;
-      more.Append({{"class", code}, {"count", count - kListed}});
+      if (options_.full || count <= kListedOfArchive) continue;
+      more.Append({{"class", code}, {"count", count - kListedOfArchive}});
       if (!options_.answer.json) {
-        out_.Print("{}: {} of class {}\n", file.path, Count(count - kListed, "more finding"), code);
+        out_.Print("{}: {} of class {}\n", file.path,
+                   Count(count - kListedOfArchive, "more finding"), code);
       }
     }
     if (beyond != 0) {
@@ -209,12 +210,12 @@ class Report {
     return group && field[1] >= '1' && field[1] <= '9' ? static_cast<size_t>(field[1] - '0') : 0;
   }
 
-  const Options& options_;
+  const AuditOptions& options_;
   const Labels& labels_;
   Zone zone_;
   TextOut& out_;
   Progress& progress_;
-  Totals totals_;
+  AuditTotals totals_;
   std::map<std::string, uint64_t> seen_;
   Json findings_ = Json::Array();
   Json files_ = Json::Array();
@@ -225,7 +226,7 @@ int Refuse(const char* what, const char* why) {
   return kExitUnusable;
 }
 
-int Audit(const Options& options) {
+int Audit(const AuditOptions& options) {
   const bool single = !options.made.archive.empty();
   if (single == !options.directory.empty()) {
     return Refuse("audit", "needs either --archive with its inputs or --all with a directory");
@@ -274,7 +275,7 @@ int Audit(const Options& options) {
 }  // namespace
 
 void AddAuditCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<AuditOptions>();
   command.AddOption("--archive", options->made.archive, "Archive to be proved")
       ->StandsFor(Stands::kInput);
   AddInputsArgument(command, options->made);

@@ -21,7 +21,7 @@ namespace psltool {
 
 namespace {
 
-struct Options {
+struct ChartOptions {
   std::vector<std::string> files;
   std::string out;
   std::string kind = "ld";
@@ -141,9 +141,9 @@ std::string StatisticsText(Gatherer::Line& line, const Measure& measure, const s
   if (measure.together != Together::kLargest) {
     text = fmt::format("mean {}, ", Number(line.sums.Value(measure), measure));
   }
-  text +=
-      fmt::format("median {}, 95th percentile {}", Number(line.values.Percentile(kMedian), measure),
-                  Number(line.values.Percentile(kHigh), measure));
+  text += fmt::format("median {}, 95th percentile {}",
+                      Number(line.values.Percentile(kMedianPercent), measure),
+                      Number(line.values.Percentile(kHighPercent), measure));
   if (line.sums.most) {
     text += fmt::format(", largest {} in {}", Number(line.sums.most->value, measure),
                         PeriodText(line.sums.most->period, zone));
@@ -152,7 +152,7 @@ std::string StatisticsText(Gatherer::Line& line, const Measure& measure, const s
 }
 
 // Puts titles, axes and lines together.
-Chart MakeChart(const Options& options, const Measure& measure, const Labels& labels,
+Chart MakeChart(const ChartOptions& options, const Measure& measure, const Labels& labels,
                 Gatherer& gatherer) {
   const Zone zone = options.choice.zone();
   const bool one = !options.choice.key.empty();
@@ -206,7 +206,7 @@ Chart MakeChart(const Options& options, const Measure& measure, const Labels& la
 }
 
 // A group that the kind does not have, or a measure. False: reported.
-bool TakeMeasure(const Options& options, Kind kind, SeriesRequest& request) {
+bool TakeMeasure(const ChartOptions& options, Kind kind, SeriesRequest& request) {
   std::string name = options.measure;
   if (name.empty()) name = GroupsOfKind(kind) > 0 ? "ops" : "busy";
   const Measure& measure = *MeasureOf(name);
@@ -221,7 +221,7 @@ bool TakeMeasure(const Options& options, Kind kind, SeriesRequest& request) {
   return true;
 }
 
-int DrawOf(const Options& options) {
+int DrawOf(const ChartOptions& options) {
   if (!options.out.ends_with(".svg") && !options.out.ends_with(".png")) {
     static_cast<void>(
         Fail("chart -o", fmt::format("'{}' ends in neither .svg nor .png", options.out)));
@@ -263,7 +263,7 @@ int DrawOf(const Options& options) {
 }  // namespace
 
 void AddChartCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ChartOptions>();
   AddFilesOption(command, options->files);
   command.AddOption("-o,--out", options->out, "Picture to write, x.svg or x.png")->Required();
   command.AddOption("-k,--kind", options->kind, "Kind of the resources (default ld)")

@@ -21,9 +21,9 @@ namespace psltool {
 
 namespace {
 
-constexpr uint64_t kListed = 10;  // of each class of findings and file
+constexpr uint64_t kListedOfFile = 10;  // of each class of findings and file
 
-struct Options {
+struct CheckOptions {
   std::vector<std::string> paths;
   bool json = false;
   bool strict = false;
@@ -31,7 +31,7 @@ struct Options {
   bool quiet = false;
 };
 
-struct Totals {
+struct CheckTotals {
   uint64_t files = 0;  // that could be read
   uint64_t bad_files = 0;
   uint64_t errors = 0;
@@ -57,12 +57,12 @@ const char* WordOf(Severity severity) {
 // Prints findings, or gathers them for the JSON text.
 class Listing {
  public:
-  Listing(const Options& options, TextOut& out, Progress& progress)
+  Listing(const CheckOptions& options, TextOut& out, Progress& progress)
       : options_(options), out_(out), progress_(progress) {}
 
   void Take(const std::string& path, const Finding& finding) {
     const uint64_t number = ++seen_[{finding.severity, finding.code}];
-    if (!options_.all && number > kListed) return;
+    if (!options_.all && number > kListedOfFile) return;
     if (options_.json) {
       findings_.Append({{"severity", WordOf(finding.severity)},
                         {"class", finding.code},
@@ -95,11 +95,11 @@ class Listing {
   void Finish(const CheckedFile& file) {
     Json more = Json::Array();
     for (const auto& [key, count] : seen_) {
-      if (options_.all || count <= kListed) continue;
-      more.Append({{"class", key.second}, {"count", count - kListed}});
+      if (options_.all || count <= kListedOfFile) continue;
+      more.Append({{"class", key.second}, {"count", count - kListedOfFile}});
       if (options_.json || options_.quiet) continue;
-      out_.Print("{}: {} more finding{} of class {}\n", file.path, count - kListed,
-                 count - kListed == 1 ? "" : "s", key.second);
+      out_.Print("{}: {} more finding{} of class {}\n", file.path, count - kListedOfFile,
+                 count - kListedOfFile == 1 ? "" : "s", key.second);
     }
     if (options_.json) {
       Json object = {{"path", file.path},         {"size", file.size},
@@ -118,7 +118,7 @@ class Listing {
     seen_.clear();
   }
 
-  void Close(const Totals& totals) {
+  void Close(const CheckTotals& totals) {
     if (options_.json) {
       const Json report = {{"files", files_},
                            {"errors", totals.errors},
@@ -139,7 +139,7 @@ class Listing {
   }
 
  private:
-  const Options& options_;
+  const CheckOptions& options_;
   TextOut& out_;
   Progress& progress_;
   std::map<std::pair<Severity, std::string>, uint64_t> seen_;
@@ -170,7 +170,8 @@ void CheckSeal(const std::string& sealed, const FindingSink& sink, Progress& pro
 }
 
 // Tells of files of the directories named that were sealed and are gone.
-void CheckGone(const Options& options, SumsOfDirectories& sums, Listing& listing, Totals& totals) {
+void CheckGone(const CheckOptions& options, SumsOfDirectories& sums, Listing& listing,
+               CheckTotals& totals) {
   for (std::string directory : DirectoriesWith(options.paths, kSumsName)) {
     while (directory.size() > 1 && directory.ends_with('/')) directory.pop_back();
     for (const std::string& name : sums.GoneFrom(directory)) {
@@ -190,11 +191,11 @@ void CheckGone(const Options& options, SumsOfDirectories& sums, Listing& listing
   }
 }
 
-int Check(const Options& options) {
+int Check(const CheckOptions& options) {
   TextOut out(stdout);
   Progress progress(!options.quiet);
   Listing listing(options, out, progress);
-  Totals totals;
+  CheckTotals totals;
   SumsOfDirectories sums;
   std::vector<std::string> files;
   // What can be read is checked also where a directory cannot.
@@ -227,7 +228,7 @@ int Check(const Options& options) {
 }  // namespace
 
 void AddCheckCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<CheckOptions>();
   command.AddOption("files", options->paths, kFilesHelp)->Required()->StandsFor(Stands::kInput);
   command.AddFlag("--strict", options->strict, "Warnings count for the exit status, too");
   command.AddFlag("--all", options->all,

@@ -19,7 +19,7 @@ namespace psltool {
 
 namespace {
 
-struct Options {
+struct CompareOptions {
   std::vector<std::string> files;  // with kDivision between those of before and after
   std::string before;
   std::string after;
@@ -41,8 +41,8 @@ Matching MatchingOf(const std::string& word) {
 }
 
 // Files and spans of before and after. False: reported.
-bool TakeSides(const Options& options, CompareRequest& request, std::vector<std::string>& before,
-               std::vector<std::string>& after) {
+bool TakeSides(const CompareOptions& options, CompareRequest& request,
+               std::vector<std::string>& before, std::vector<std::string>& after) {
   const auto mark = std::find(options.files.begin(), options.files.end(), kDivision);
   const bool spans = !options.before.empty() || !options.after.empty();
   if (spans && (options.before.empty() || options.after.empty())) {
@@ -70,7 +70,7 @@ bool TakeSides(const Options& options, CompareRequest& request, std::vector<std:
   return true;
 }
 
-bool TakeMeasures(const Options& options, CompareRequest& request) {
+bool TakeMeasures(const CompareOptions& options, CompareRequest& request) {
   std::vector<Kind> kinds = request.before.dump.kinds;
   for (int i = 0; kinds.size() < kKinds && options.choice.kinds.empty() && i < kKinds; ++i) {
     kinds.push_back(static_cast<Kind>(i));
@@ -87,14 +87,14 @@ bool TakeMeasures(const Options& options, CompareRequest& request) {
               fmt::format("the kinds asked for have no {}", fmt::join(options.measures, ", ")));
 }
 
-void Print(const Options& options, const CompareView& view, const Comparison& comparison,
+void Print(const CompareOptions& options, const CompareView& view, const Comparison& comparison,
            TextOut& out) {
   if (!options.page.empty()) return PutComparisonPage(view, comparison, out);
   if (options.json) return PrintComparisonJson(view, comparison, out);
   PrintComparison(view, comparison, out);
 }
 
-int RunCompare(const Options& options) {
+int RunCompare(const CompareOptions& options) {
   CompareRequest request;
   request.matching = MatchingOf(options.match);
   request.least = options.least;
@@ -128,7 +128,7 @@ int RunCompare(const Options& options) {
 }  // namespace
 
 void AddCompareCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<CompareOptions>();
   AddFilesOption(command, options->files);
   command.AddOption("--before", options->before, "Span of time, as \"last week\" or 2024-03-04")
       ->Must(kNotEmpty)

@@ -17,7 +17,7 @@ namespace psltool {
 
 namespace {
 
-struct Options {
+struct DumpOptions {
   std::vector<std::string> files;
   ChoiceOptions choice;
   std::string format = "table";
@@ -26,7 +26,7 @@ struct Options {
   bool wide = false;
 };
 
-std::unique_ptr<DumpWriter> MakeWriter(const Options& options, const std::string& file,
+std::unique_ptr<DumpWriter> MakeWriter(const DumpOptions& options, const std::string& file,
                                        TextOut& out, const Labels& labels) {
   const Zone zone = options.choice.zone();
   FileLabels names(labels, file);
@@ -37,7 +37,7 @@ std::unique_ptr<DumpWriter> MakeWriter(const Options& options, const std::string
 }
 
 // One file; returns the exit status.
-int DumpOne(const Options& options, const DumpRequest& dump, TextOut& out, const Labels& labels,
+int DumpOne(const DumpOptions& options, const DumpRequest& dump, TextOut& out, const Labels& labels,
             Progress& progress) {
   const std::unique_ptr<DumpWriter> writer = MakeWriter(options, dump.path, out, labels);
   DumpCount count;
@@ -51,7 +51,7 @@ int DumpOne(const Options& options, const DumpRequest& dump, TextOut& out, const
   return end == DumpEnd::kBroken ? kExitFailed : kExitUnusable;
 }
 
-int Dump(const Options& options) {
+int Dump(const DumpOptions& options) {
   DumpRequest dump;
   dump.raw = options.raw;
   Labels labels;
@@ -80,7 +80,7 @@ int Dump(const Options& options) {
 }  // namespace
 
 void AddDumpCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<DumpOptions>();
   AddFilesOption(command, options->files);
   AddChoiceOptions(command, options->choice);
   command.AddOption("--format", options->format, "table, csv or ndjson (default table)")

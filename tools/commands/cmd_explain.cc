@@ -23,7 +23,7 @@ namespace psltool {
 
 namespace {
 
-struct Options {
+struct ExplainOptions {
   ArchiveInputs made;
   std::string kind;
   std::string key;
@@ -35,7 +35,7 @@ struct Options {
   AnswerOptions answer;
 };
 
-int Explain(const Options& options) {
+int Explain(const ExplainOptions& options) {
   const Zone zone = options.answer.zone();
   const TimeReading at = ReadTime(options.at, Now(), zone);
   if (!at.span) {
@@ -73,7 +73,7 @@ int Explain(const Options& options) {
 }  // namespace
 
 void AddExplainCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ExplainOptions>();
   command.AddOption("--archive", options->made.archive, "Archive")
       ->Required()
       ->StandsFor(Stands::kInput);

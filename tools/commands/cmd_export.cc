@@ -22,7 +22,7 @@ namespace psltool {
 
 namespace {
 
-struct Options {
+struct ExportOptions {
   std::vector<std::string> files;
   std::vector<std::string> to;  // a format or the last time: words and times cannot be mixed up
   std::string format;
@@ -44,7 +44,7 @@ bool IsFormat(const std::string& text) {
 }
 
 // Sorts out what stands behind --to.
-bool TakeForm(Options& options) {
+bool TakeForm(ExportOptions& options) {
   for (const std::string& text : options.to) {
     std::string& place = IsFormat(text) ? options.format : options.choice.to;
     if (!place.empty() && place != text) {
@@ -63,7 +63,7 @@ std::vector<std::string> WholeMetricNames() {
   return names;
 }
 
-bool TakeMetrics(const Options& options, ExportRequest& what) {
+bool TakeMetrics(const ExportOptions& options, ExportRequest& what) {
   for (const std::string& name : options.metrics) {
     if (IsMetric(name)) continue;
     return Fail("export --metric", fmt::format("'{}' is no metric; there are {}, of counter groups "
@@ -89,13 +89,13 @@ bool NamesDiffer(const std::vector<std::string>& files) {
 }
 
 // Beside the output there is room for much; without one where the system keeps such files.
-std::string ScratchOf(const Options& options) {
+std::string ScratchOf(const ExportOptions& options) {
   if (!options.out.empty()) return DirectoryOf(options.out);
   const char* const directory = std::getenv("TMPDIR");
   return directory != nullptr && *directory != '\0' ? directory : "/tmp";
 }
 
-std::unique_ptr<ExportSink> MakeSink(const Options& options, const ExportRequest& what,
+std::unique_ptr<ExportSink> MakeSink(const ExportOptions& options, const ExportRequest& what,
                                      const Labels& labels, TextOut* out) {
   const Zone zone = options.choice.zone();
   if (options.format == "sqlite") return MakeSqliteSink(options.out, labels);
@@ -108,7 +108,7 @@ std::unique_ptr<ExportSink> MakeSink(const Options& options, const ExportRequest
 }
 
 // False: the files hold nothing of what was asked for, reported.
-bool HasRows(const Options& options, const ExportRequest& what, const Exporter& exporter) {
+bool HasRows(const ExportOptions& options, const ExportRequest& what, const Exporter& exporter) {
   if (!HasWhatWasAsked("export", options.choice, what.dump, exporter.count())) return false;
   if (exporter.rows() != 0 || (what.metrics.empty() && what.statistics.empty())) return true;
   return Fail("export", fmt::format("no entry has the metric{}{}{}{}",
@@ -118,7 +118,7 @@ bool HasRows(const Options& options, const ExportRequest& what, const Exporter& 
 }
 
 // Puts all files. The status is that of the worst; nothing: the output failed.
-std::optional<int> PutFiles(const Options& options, ExportRequest& what, ExportSink& sink) {
+std::optional<int> PutFiles(const ExportOptions& options, ExportRequest& what, ExportSink& sink) {
   // Rows that run over the terminal show by themselves how far it is.
   Progress progress(!options.out.empty() || isatty(STDOUT_FILENO) == 0);
   Exporter exporter(what, sink, progress);
@@ -139,7 +139,7 @@ std::optional<int> PutFiles(const Options& options, ExportRequest& what, ExportS
   return status;
 }
 
-int Export(Options& options) {
+int Export(ExportOptions& options) {
   if (!TakeForm(options)) return kExitRefused;
   ExportRequest what;
   what.array = options.array;
@@ -178,7 +178,7 @@ int Export(Options& options) {
 }  // namespace
 
 void AddExportCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ExportOptions>();
   AddFilesOption(command, options->files);
   command.AddOption("--format", options->format, "csv, wide, ndjson, sqlite or openmetrics")
       ->Must(OneOf(std::vector<std::string>(std::begin(kFormats), std::end(kFormats))));

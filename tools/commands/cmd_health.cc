@@ -27,7 +27,7 @@ namespace {
 
 // Exit statuses: monitoring tells "bad" from "could not look".
 
-struct Options {
+struct HealthOptions {
   int segment = -1;
   std::string root;
   std::string archive;
@@ -42,7 +42,7 @@ struct Options {
   bool utc = false;
 };
 
-bool ReadConfiguration(const Options& options, SegmentConfig& config) {
+bool ReadConfiguration(const HealthOptions& options, SegmentConfig& config) {
   if (options.segment >= 0) {
     const std::string what = fmt::format("segment {}", options.segment);
     std::vector<char> bytes;
@@ -59,7 +59,7 @@ bool ReadConfiguration(const Options& options, SegmentConfig& config) {
              : Fail("health", "--segment, or --root and --archive, is needed");
 }
 
-bool Prepare(const Options& options, HealthRequest& request) {
+bool Prepare(const HealthOptions& options, HealthRequest& request) {
   if (!ReadConfiguration(options, request.config)) return false;
   request.prefix = options.prefix.ends_with('/') ? options.prefix : options.prefix + '/';
   request.now = Now();
@@ -107,7 +107,7 @@ void PrintText(TextOut& out, const HealthRequest& request, const Health& health,
   }
 }
 
-int Report(const Options& options) {
+int Report(const HealthOptions& options) {
   HealthRequest request{};
   Health health;
   if (!Prepare(options, request)) return kExitUnusable;
@@ -136,7 +136,7 @@ const char* WordOf(HealthKind kind) {
 }
 
 void AddHealthCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<HealthOptions>();
   auto* segment = command.AddOption("--segment", options->segment,
                                     "Number of the configuration segment of the runs");
   segment->Must(kNotNegative);

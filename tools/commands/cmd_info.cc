@@ -20,7 +20,7 @@ namespace psltool {
 
 namespace {
 
-struct Options {
+struct InfoOptions {
   std::vector<std::string> files;
   bool json = false;
   bool utc = false;
@@ -169,7 +169,7 @@ Json JsonOf(const Finding& finding) {
           {"text", finding.text}};
 }
 
-int Show(const Options& options) {
+int Show(const InfoOptions& options) {
   TextOut out(stdout);
   Progress progress;
   Json all = Json::Array();
@@ -204,7 +204,7 @@ int Show(const Options& options) {
 }  // namespace
 
 void AddInfoCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<InfoOptions>();
   AddFilesOption(command, options->files);
   AddJsonFlag(command, options->json);
   AddUtcFlag(command, options->utc);

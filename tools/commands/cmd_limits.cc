@@ -18,7 +18,7 @@ namespace psltool {
 
 namespace {
 
-struct Options {
+struct LimitsOptions {
   std::vector<std::string> files;
   std::string rules;
   std::string out;
@@ -28,7 +28,7 @@ struct Options {
   ChoiceOptions choice;
 };
 
-void Print(const Options& options, const LimitView& view, const std::vector<Breach>& breaches,
+void Print(const LimitsOptions& options, const LimitView& view, const std::vector<Breach>& breaches,
            TextOut& out) {
   if (options.json) return PrintBreachesJson(view, breaches, out);
   if (options.metrics) return PrintBreachMetrics(view, breaches, out);
@@ -44,7 +44,7 @@ void TellIdleRules(const LimitView& view) {
   }
 }
 
-int Limits(const Options& options) {
+int Limits(const LimitsOptions& options) {
   Labels labels;
   std::vector<LimitRule> rules;
   SeriesRequest request;
@@ -74,7 +74,7 @@ int Limits(const Options& options) {
 }  // namespace
 
 void AddLimitsCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<LimitsOptions>();
   AddFilesOption(command, options->files);
   command.AddOption("-r,--rules", options->rules, "File of rules, one a line")->Required();
   AddSpanOptions(command, options->choice);

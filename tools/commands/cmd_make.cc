@@ -31,7 +31,7 @@ constexpr uint32_t kDaySeconds = 86400;
 constexpr uint32_t kMostFilesPerDay = 999;
 
 // What the command line says, before it is checked.
-struct Options {
+struct MakeOptions {
   uint32_t arrays = 1;
   std::string name;
   std::string start = "2024-03-04";
@@ -52,7 +52,7 @@ bool Refuse(const std::string& option, const std::string& reason) {
   return Fail("make " + option, reason);
 }
 
-bool CheckCounts(Options& options) {
+bool CheckCounts(MakeOptions& options) {
   MakePlan& plan = options.plan;
   for (const KindName& name : KindNames()) {
     const std::optional<int64_t> asked = options.counts[name.kind];
@@ -82,7 +82,7 @@ bool CheckCounts(Options& options) {
   return true;
 }
 
-bool CheckNames(Options& options) {
+bool CheckNames(MakeOptions& options) {
   if (options.arrays < 1 || options.arrays > kMostArrays) {
     return Refuse("--arrays", fmt::format("not a number from 1 to {}", kMostArrays));
   }
@@ -101,7 +101,7 @@ bool CheckNames(Options& options) {
   return true;
 }
 
-bool CheckDays(Options& options) {
+bool CheckDays(MakeOptions& options) {
   MakePlan& plan = options.plan;
   const TimeReading start = ReadTime(options.start, Now(), Zone::kUtc);
   if (!start.span) return Refuse("--start", start.why);
@@ -139,7 +139,7 @@ bool CheckDays(Options& options) {
   return true;
 }
 
-bool Check(Options& options) {
+bool Check(MakeOptions& options) {
   MakePlan& plan = options.plan;
   if (options.revision < kFirstRevision || options.revision > kLastRevision) {
     return Refuse("--revision", fmt::format("0x{:X} is not from 0x{:X} to 0x{:X}", options.revision,
@@ -168,7 +168,7 @@ bool Check(Options& options) {
   return true;
 }
 
-void AddTimeOptions(Command& command, Options& options) {
+void AddTimeOptions(Command& command, MakeOptions& options) {
   MakePlan& plan = options.plan;
   command.AddOption("--arrays", options.arrays, "How many arrays (default 1)")->Under("What");
   command
@@ -204,7 +204,7 @@ void AddTimeOptions(Command& command, Options& options) {
   command.AddFlag("-q,--quiet", plan.quiet, "Print nothing but errors")->Under("What");
 }
 
-void AddContentOptions(Command& command, Options& options) {
+void AddContentOptions(Command& command, MakeOptions& options) {
   MakePlan& plan = options.plan;
   command
       .AddOption("--profile", options.profile,
@@ -244,7 +244,7 @@ void AddContentOptions(Command& command, Options& options) {
       ->Under("Content");
 }
 
-void AddCountOptions(Command& command, Options& options) {
+void AddCountOptions(Command& command, MakeOptions& options) {
   for (const KindName& name : KindNames()) {
     command
         .AddOption(fmt::format("--{}", name.word), options.counts[name.kind],
@@ -265,7 +265,7 @@ void AddCountOptions(Command& command, Options& options) {
 }  // namespace
 
 void AddMakeCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<MakeOptions>();
   AddTimeOptions(command, *options);
   AddContentOptions(command, *options);
   AddCountOptions(command, *options);

@@ -29,7 +29,7 @@ const std::map<std::string, const char*> kUsual = {
     {"day-archive", "day archives"},
 };
 
-struct Options {
+struct PlanOptions {
   PlanRequest request;
   std::array<std::string, kSegRetentionClasses> keep = {"none", "none", "none"};
   std::string archiving = "on";
@@ -68,7 +68,7 @@ Json JsonOf(const PlanStep& step) {
           {"skip", JsonOf(step.skipped)}};
 }
 
-void PrintJson(const Options& options, const Plan& plan, TextOut& out) {
+void PrintJson(const PlanOptions& options, const Plan& plan, TextOut& out) {
   Json json = {{"at", When(options.request.now)}, {"directory", arcdelinfo.arcdir},
                {"ends_early", plan.end},          {"notes", plan.notes},
                {"warnings", plan.warnings},       {"runs", Json::Array()},
@@ -131,7 +131,7 @@ void PrintStep(const PlanStep& step, bool all, TextOut& out) {
   PrintFiles("skip", step.skipped, all, out);
 }
 
-void PrintText(const Options& options, const Plan& plan, TextOut& out) {
+void PrintText(const PlanOptions& options, const Plan& plan, TextOut& out) {
   PrintLine(out, "plan for {} (local), {}", Moment(options.request.now),
             options.request.prune ? arcdelinfo.pmldir : arcdelinfo.arcdir);
   for (const std::string& note : plan.notes) PrintLine(out, "note: {}", note);
@@ -154,7 +154,7 @@ void PrintText(const Options& options, const Plan& plan, TextOut& out) {
   }
 }
 
-bool CheckOptions(Options& options, bool archive_given) {
+bool CheckOptions(PlanOptions& options, bool archive_given) {
   PlanRequest& request = options.request;
   SegmentConfig& config = request.config;
   if (request.segment < 0 && config.root.empty()) {
@@ -188,9 +188,9 @@ bool CheckOptions(Options& options, bool archive_given) {
   return true;
 }
 
-int Run(Options& options, bool archive_given) {
+int Run(PlanOptions& options, bool archive_given) {
   if (!CheckOptions(options, archive_given) || !SetUpPlan(options.request)) return kExitUnusable;
-  const Plan plan = MakePlan(options.request);
+  const Plan plan = PlanRun(options.request);
   if (plan.unread) {
     static_cast<void>(Fail("plan", "a file could not be read, and the run would end there"));
     return kExitUnusable;
@@ -208,7 +208,7 @@ int Run(Options& options, bool archive_given) {
 }  // namespace
 
 void AddPlanCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<PlanOptions>();
   PlanRequest& request = options->request;
   auto* segment = command.AddOption("--segment", request.segment,
                                     "Number of the configuration segment, as the run gets it");

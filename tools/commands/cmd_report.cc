@@ -23,12 +23,14 @@ namespace {
 
 constexpr double kMegabyte = 1e6;
 constexpr size_t kUsualSize = 9;  // megabytes
-// Where an array has so many resources of a kind that few of them would have room.
+// Where an array has so many resources of a kind, or there are so many arrays, that few resources
+// would have room.
 constexpr size_t kSizeOfMany = 48;
+constexpr size_t kManyArrays = 16;
 constexpr double kSmallest = 1;
 constexpr double kLargest = 400;
 
-struct Options {
+struct ReportOptions {
   std::vector<std::string> files;
   std::string out = "report.html";
   std::string labels;
@@ -50,7 +52,7 @@ DumpCount CountOf(const PageData& page) {
   return count;
 }
 
-double BytesOf(const Options& options, const PageData& page) {
+double BytesOf(const ReportOptions& options, const PageData& page) {
   size_t size = options.size;
   if (size == 0) {
     const auto many = [](const auto& kind) {
@@ -59,7 +61,7 @@ double BytesOf(const Options& options, const PageData& page) {
     const bool any = std::any_of(page.arrays.begin(), page.arrays.end(), [&](const auto& array) {
       return std::any_of(array.second.kinds.begin(), array.second.kinds.end(), many);
     });
-    size = any ? kSizeOfMany : kUsualSize;
+    size = any || page.arrays.size() > kManyArrays ? kSizeOfMany : kUsualSize;
   }
   return static_cast<double>(size) * kMegabyte;
 }
@@ -82,7 +84,7 @@ bool WritePage(const std::string& path, const std::string& text) {
          file.Finish();
 }
 
-int Report(Options& options) {
+int Report(ReportOptions& options) {
   DumpRequest what;
   Labels labels;
   if (!TakeChoice("report", options.choice, what) ||
@@ -109,14 +111,14 @@ int Report(Options& options) {
 }  // namespace
 
 void AddReportCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ReportOptions>();
   AddFilesOption(command, options->files);
   command.AddOption("-o,--out", options->out, "The page to write (default: report.html)")
       ->Must(kNotEmpty);
   command
       .AddOption("--size", options->size,
-                 "Megabytes that the data may take (default 9, with more than 8,192 resources of a "
-                 "kind 48): more tells more resources in full")
+                 "Megabytes that the data may take (default 9; with more than 8,192 resources of a "
+                 "kind, or 16 arrays, 48): more tells more resources in full")
       ->Must(Between(kSmallest, kLargest));
   AddChoiceOptions(command, options->choice);
   AddLabelsOption(command, options->labels);

@@ -17,7 +17,7 @@ namespace psltool {
 
 namespace {
 
-struct Options {
+struct SealOptions {
   SealRequest seal;
   bool json = false;
 };
@@ -87,7 +87,7 @@ void PrintJson(TextOut& out, const SealReport& report) {
   PutJson(json, out);
 }
 
-int Run(const Options& options) {
+int Run(const SealOptions& options) {
   Progress progress;
   SealReport report;
   const bool done = Seal(options.seal, progress, report);
@@ -108,7 +108,7 @@ int Run(const Options& options) {
 }  // namespace
 
 void AddSealCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<SealOptions>();
   command.AddOption("directory", options->seal.directory, "Directory of the archives or logs")
       ->Required()
       ->StandsFor(Stands::kDirectory);

@@ -28,7 +28,7 @@ constexpr size_t kLongestArchiveDirectory = 180;
 constexpr size_t kLongestDirectory = kSegDirectoryRoom - 1;
 
 // What the command line says, before it is checked.
-struct Options {
+struct SegmentOptions {
   SegmentConfig config;
   std::array<std::string, kSegRetentionClasses> keep = {"none", "none", "none"};
   std::string archiving = "on";
@@ -50,7 +50,7 @@ bool CheckDirectory(const char* option, const std::string& path, size_t longest)
   return true;
 }
 
-bool Check(Options& options) {
+bool Check(SegmentOptions& options) {
   SegmentConfig& config = options.config;
   if (config.pml.empty()) config.pml = config.root + (config.root.ends_with('/') ? "pml" : "/pml");
   config.archiving = options.archiving == "on" ? 1 : 0;
@@ -72,7 +72,7 @@ bool Prepare(const SegmentConfig& config) {
   return true;
 }
 
-int Make(Options& options) {
+int Make(SegmentOptions& options) {
   if (!Check(options)) return kExitRefused;
   if (options.prepare && !Prepare(options.config)) return kExitFailed;
   const int number = MakeSharedSegment(EncodeSegment(options.config));
@@ -136,7 +136,7 @@ void PrintText(TextOut& out, int number, size_t size, const SegmentView& view) {
   for (const std::string& fault : view.faults) out.Print("refused            {}\n", fault);
 }
 
-int Show(const Options& options) {
+int Show(const SegmentOptions& options) {
   SegmentView view;
   size_t size = 0;
   if (!Read(options.number, view, size)) return kExitFailed;
@@ -150,7 +150,7 @@ int Show(const Options& options) {
   return view.faults.empty() ? kExitDone : kExitFailed;
 }
 
-int Remove(const Options& options) {
+int Remove(const SegmentOptions& options) {
   const std::string what = fmt::format("segment {}", options.number);
   if (!options.force) {
     SegmentView view;
@@ -171,7 +171,7 @@ int Remove(const Options& options) {
   return kExitDone;
 }
 
-void AddMake(Command& command, const std::shared_ptr<Options>& options, int& status) {
+void AddMake(Command& command, const std::shared_ptr<SegmentOptions>& options, int& status) {
   Command* make = command.AddCommand("make", "Make a segment and print its number");
   make->Footer(
       "Exit status: 0 done, 1 the system gives no segment, or a directory cannot be made, 2 the\n"
@@ -215,7 +215,7 @@ void AddMake(Command& command, const std::shared_ptr<Options>& options, int& sta
 }  // namespace
 
 void AddSegmentCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<SegmentOptions>();
   command.NeedsCommand();
   AddMake(command, options, status);
 

@@ -19,7 +19,7 @@ namespace psltool {
 
 namespace {
 
-struct Options {
+struct ShowOptions {
   std::vector<std::string> files;
   std::string kind;  // the one at hand
   uint32_t group = 1;
@@ -30,7 +30,7 @@ struct Options {
 };
 
 // What stands in front of the entries asked for is shown of a broken file, too.
-int ShowFile(const std::string& path, const Options& options, DumpRequest dump, TextOut& out,
+int ShowFile(const std::string& path, const ShowOptions& options, DumpRequest dump, TextOut& out,
              Progress& progress, std::vector<ShownFile>& shown) {
   dump.path = path;
   ShowWriter writer(path, options.kind, options.group);
@@ -61,7 +61,8 @@ int ShowFile(const std::string& path, const Options& options, DumpRequest dump, 
 }
 
 // One kind: its tables, or its object for `all`.
-int ShowKind(const Options& options, const Labels& labels, TextOut& out, std::vector<Json>& all) {
+int ShowKind(const ShowOptions& options, const Labels& labels, TextOut& out,
+             std::vector<Json>& all) {
   DumpRequest dump;
   ChoiceOptions choice = options.choice;
   choice.kinds = {options.kind};
@@ -81,7 +82,7 @@ int ShowKind(const Options& options, const Labels& labels, TextOut& out, std::ve
   return status;
 }
 
-int Show(Options& options) {
+int Show(ShowOptions& options) {
   Labels labels;
   if (!OneKindForKey("show", options.choice) || !labels.Read(options.labels)) return kExitRefused;
   TextOut out(stdout);
@@ -98,7 +99,7 @@ int Show(Options& options) {
 }  // namespace
 
 void AddShowCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ShowOptions>();
   std::vector<std::string> words;
   for (const KindName& name : KindNames()) {
     if (name.kind < kSectionKinds) words.emplace_back(name.word);

@@ -22,7 +22,7 @@ namespace psltool {
 
 namespace {
 
-struct Options {
+struct TopOptions {
   std::vector<std::string> files;
   std::string by = "ops";
   std::string kind;  // the one at hand
@@ -70,7 +70,7 @@ struct Middle {
 using Middles = std::map<std::pair<std::string, std::string>, Middle>;
 
 Middle MiddleOf(Distribution& values) {
-  return {values.Percentile(kMedian), values.Percentile(kHigh)};
+  return {values.Percentile(kMedianPercent), values.Percentile(kHighPercent)};
 }
 
 Middle MiddleOf(const TopTotal& total) {
@@ -105,7 +105,7 @@ struct Line {
 
 class Table {
  public:
-  Table(TextOut& out, const Options& options)
+  Table(TextOut& out, const TopOptions& options)
       : out_(out),
         by_(NameOfMeasure(options.by)),
         zone_(options.choice.zone()),
@@ -160,7 +160,7 @@ class Table {
   size_t at_width_ = 7;
 };
 
-std::vector<const TopResource*> Chosen(const TopCollector& collector, const Options& options) {
+std::vector<const TopResource*> Chosen(const TopCollector& collector, const TopOptions& options) {
   std::vector<const TopResource*> ranked = collector.Ranked();
   if (ranked.size() > options.number) ranked.resize(options.number);
   return ranked;
@@ -181,7 +181,7 @@ class MiddleSink : public SeriesSink {
 
 // Reads the files once more, for the values of the resources that are shown only: those of all
 // would not fit into memory.
-Middles MiddlesOf(const TopRequest& what, const Options& options,
+Middles MiddlesOf(const TopRequest& what, const TopOptions& options,
                   const std::vector<const TopResource*>& shown, Progress& progress) {
   Middles middles;
   for (const TopResource* each : shown) middles[{each->array, each->key}];
@@ -207,7 +207,7 @@ Middles MiddlesOf(const TopRequest& what, const Options& options,
   return middles;
 }
 
-void PrintTable(TextOut& out, const TopCollector& collector, const Options& options,
+void PrintTable(TextOut& out, const TopCollector& collector, const TopOptions& options,
                 const Middles& middles) {
   const Zone zone = options.choice.zone();
   out.Print("{} by {}{}, counter group {}{}, from {} to {} ({})\n", options.kind, options.by,
@@ -232,7 +232,7 @@ Json OrNull(std::optional<double> value) { return value ? Json(*value) : Json();
 
 // What resources and sums have in common.
 template <class Sums>
-void AddMeasures(const Sums& from, const Middle& middle, const Options& options, Json& json) {
+void AddMeasures(const Sums& from, const Middle& middle, const TopOptions& options, Json& json) {
   const Zone zone = options.choice.zone();
   const TopSums& all = from.all;
   json["ops"] = all.operations;
@@ -258,7 +258,7 @@ void AddMeasures(const Sums& from, const Middle& middle, const Options& options,
   }
 }
 
-Json JsonOf(const TopCollector& collector, const Options& options, const Middles& middles) {
+Json JsonOf(const TopCollector& collector, const TopOptions& options, const Middles& middles) {
   const Zone zone = options.choice.zone();
   Json json = {{"kind", options.kind}, {"by", options.by}, {"group", options.group}};
   const Labels& names = options.names;
@@ -287,7 +287,7 @@ Json JsonOf(const TopCollector& collector, const Options& options, const Middles
 }
 
 // One kind: its table, or its object for `all`.
-int TopOfKind(const Options& options, TextOut& out, std::vector<Json>& all) {
+int TopOfKind(const TopOptions& options, TextOut& out, std::vector<Json>& all) {
   TopRequest what;
   what.group = options.group;
   what.by = NameOfMeasure(options.by).measure;
@@ -327,7 +327,7 @@ int TopOfKind(const Options& options, TextOut& out, std::vector<Json>& all) {
   return status;
 }
 
-int Top(Options& options) {
+int Top(TopOptions& options) {
   if (!options.names.Read(options.labels)) return kExitRefused;
   TextOut out(stdout);
   std::vector<Json> all;
@@ -354,7 +354,7 @@ std::vector<std::string> KindsWithMeasures() {
 }  // namespace
 
 void AddTopCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<TopOptions>();
   AddFilesOption(command, options->files);
   command.AddOption("--by", options->by, "ops, busy, mean, max or volume (default ops)")
       ->Must(OneOf(MeasureWords()));

@@ -21,9 +21,9 @@ namespace psltool {
 
 namespace {
 
-enum class Listing : uint8_t { kCommands, kNames, kTsv, kJson };
+enum class ListFormat : uint8_t { kCommands, kNames, kTsv, kJson };
 
-struct Options {
+struct UnitsOptions {
   UnitRequest request;
   std::string level = "hour";
   std::string directory;
@@ -43,7 +43,7 @@ std::string Absolute(const std::string& path) {
   return text;
 }
 
-void SetPlace(Options& options) {
+void SetPlace(UnitsOptions& options) {
   UnitPlace& place = options.request.place;
   place.level = options.level == "hour" ? UnitLevel::kHour : UnitLevel::kDay;
   place.inputs = Absolute(options.directory);
@@ -59,7 +59,7 @@ std::string OwnName() {
   return called.find('/') == std::string::npos ? called : Absolute(called);
 }
 
-std::string CommandOf(const Options& options, const WorkUnit& unit) {
+std::string CommandOf(const UnitsOptions& options, const WorkUnit& unit) {
   const UnitRequest& request = options.request;
   std::string command = fmt::format("{} unit --level {}", ShellWord(OwnName()), options.level);
   if (!request.archiver.empty()) command += " --archiver " + ShellWord(request.archiver);
@@ -81,7 +81,7 @@ const char* WordOf(UnitState state) {
   return "due";
 }
 
-Json JsonOf(const Options& options, const WorkUnit& unit) {
+Json JsonOf(const UnitsOptions& options, const WorkUnit& unit) {
   Json inputs = Json::Array();
   for (const UnitInput& input : unit.inputs) inputs.Append(input.name);
   return {{"unit", unit.name},
@@ -114,7 +114,7 @@ std::string Field(const std::string& text) {
 }
 
 // False: the unit cannot be told in this form, reported.
-bool Print(const Options& options, const WorkUnit& unit, TextOut& out) {
+bool Print(const UnitsOptions& options, const WorkUnit& unit, TextOut& out) {
   if (options.tsv) {
     out.Print("{}\t{}\t{}\t{}\t{}\t{}\n", Field(unit.array), unit.date, unit.inputs.size(),
               unit.bytes, Field(OutputOf(options.request.place, unit)),
@@ -130,7 +130,7 @@ bool Print(const Options& options, const WorkUnit& unit, TextOut& out) {
   return true;
 }
 
-int List(Options& options) {
+int List(UnitsOptions& options) {
   SetPlace(options);
   options.request.again = options.all;
   std::vector<WorkUnit> units;
@@ -160,7 +160,7 @@ int List(Options& options) {
 }
 
 // One unit; its status.
-int WorkOn(Options& options, bool quiet) {
+int WorkOn(UnitsOptions& options, bool quiet) {
   WorkUnit unit;
   const UnitEnd end = RunUnit(options.request, unit);
   if (end == UnitEnd::kTrouble) return kExitUnusable;
@@ -177,7 +177,7 @@ int WorkOn(Options& options, bool quiet) {
 }
 
 // All units named, whatever becomes of each; the worst status.
-int Work(Options& options, const std::vector<std::string>& names, bool quiet) {
+int Work(UnitsOptions& options, const std::vector<std::string>& names, bool quiet) {
   SetPlace(options);
   int status = kExitDone;
   for (const std::string& name : names) {
@@ -187,7 +187,7 @@ int Work(Options& options, const std::vector<std::string>& names, bool quiet) {
   return status;
 }
 
-void AddCommonOptions(Command& command, const std::shared_ptr<Options>& options) {
+void AddCommonOptions(Command& command, const std::shared_ptr<UnitsOptions>& options) {
   command.AddOption("directory", options->directory, "Directory of the logs (or hour archives)")
       ->Required()
       ->StandsFor(Stands::kDirectory);
@@ -210,7 +210,7 @@ void AddCommonOptions(Command& command, const std::shared_ptr<Options>& options)
 }  // namespace
 
 void AddUnitsCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<UnitsOptions>();
   AddCommonOptions(command, options);
   command.AddFlag("--all", options->all, "Also what is done; the commands then do it again");
   command.AddFlag("--not-over", options->not_over, "Also what is not over");
@@ -226,7 +226,7 @@ void AddUnitsCommand(Command& command, int& status) {
 }
 
 void AddUnitCommand(Command& command, int& status) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<UnitsOptions>();
   auto names = std::make_shared<std::vector<std::string>>();
   auto quiet = std::make_shared<bool>(false);
   AddCommonOptions(command, options);

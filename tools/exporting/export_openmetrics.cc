@@ -7,7 +7,7 @@
 
 #include "tools/exporting/export_sink.h"
 #include "tools/exporting/sample_sort.h"
-#include "tools/output/json.h"
+#include "tools/output/metrics_label.h"
 
 namespace psltool {
 
@@ -61,7 +61,7 @@ class OpenMetricsSink : public ExportSink {
 
   bool StartFile(const ExportFile& file) override {
     array_ = file.array;
-    start_ = fmt::format(R"(array="{}",level="{}")", EscapedLabel(file.array), file.level);
+    start_ = fmt::format(R"(array="{}",level="{}")", MetricsLabel(file.array), file.level);
     return true;
   }
 
@@ -71,7 +71,7 @@ class OpenMetricsSink : public ExportSink {
     if (labels.empty()) {
       labels = fmt::format(R"({},kind="{}",key="{}")", start_, row.kind, row.key);
       const std::string& name = names_.OfResource(array_, row.kind, row.key);
-      if (!name.empty()) labels += fmt::format(R"(,name="{}")", EscapedLabel(name));
+      if (!name.empty()) labels += fmt::format(R"(,name="{}")", MetricsLabel(name));
       if (row.resource >= kinds_.size()) kinds_.resize(row.resource + size_t{1});
       kinds_[row.resource] = row.kind;
     }
@@ -117,7 +117,7 @@ class OpenMetricsSink : public ExportSink {
     } else if (part != 0) {
       out_.Print(R"(,group="{}")", part);
       const std::string& group = names_.OfGroup(kinds_[resource], part);
-      if (!group.empty()) out_.Print(R"(,group_name="{}")", EscapedLabel(group));
+      if (!group.empty()) out_.Print(R"(,group_name="{}")", MetricsLabel(group));
     }
     const BaseUnit* const unit = UnitOf(row);
     const double value = unit == nullptr ? sample.value : unit->value(sample.value);
@@ -139,14 +139,6 @@ class OpenMetricsSink : public ExportSink {
 std::unique_ptr<ExportSink> MakeOpenMetricsSink(TextOut& out, const std::string& scratch,
                                                 const Labels& labels) {
   return std::make_unique<OpenMetricsSink>(out, scratch, labels);
-}
-
-std::string EscapedLabel(const std::string& text) {
-  std::string escaped;
-  for (const char c : Utf8Text(text)) {
-    escaped += c == '\\' ? "\\\\" : c == '"' ? "\\\"" : c == '\n' ? "\\n" : std::string(1, c);
-  }
-  return escaped;
 }
 
 }  // namespace psltool

@@ -66,8 +66,6 @@ class ExportSink {
 // `labels`: names that rows bear, when there are any.
 std::unique_ptr<ExportSink> MakeCsvSink(TextOut& out, Zone zone, const Labels& labels);
 std::unique_ptr<ExportSink> MakeJsonLinesSink(TextOut& out, Zone zone, const Labels& labels);
-// A text between the quotes of a label in the text for time-series engines.
-std::string EscapedLabel(const std::string& text);
 // One line for each resource and time. `columns`: all that can occur, in the order of the line.
 std::unique_ptr<ExportSink> MakeWideSink(TextOut& out, Zone zone, const Labels& labels,
                                          std::vector<ExportColumn> columns);

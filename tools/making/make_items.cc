@@ -12,7 +12,7 @@ namespace psltool {
 
 namespace {
 
-constexpr uint32_t kHour = 3600;
+constexpr uint32_t kItemsEvery = 3600;
 
 uint32_t ElementsOf(const MakePlan& plan, const ItemRow& row) {
   if (!row.span.Holds(plan.revision)) return 0;
@@ -22,7 +22,7 @@ uint32_t ElementsOf(const MakePlan& plan, const ItemRow& row) {
 // Pairs are listed when the configuration is new and once an hour; cabinets in every record.
 bool ListsElements(const ItemRow& row, const MakePlan& plan, const Interval& interval) {
   if (row.written != Written::kChanged) return true;
-  return interval.first || interval.stamp % kHour < plan.interval;
+  return interval.first || interval.stamp % kItemsEvery < plan.interval;
 }
 
 // Of numbered elements.

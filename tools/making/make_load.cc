@@ -18,14 +18,15 @@ constexpr Curve kBatchNight = {0.10, 0.50, 0.90, 1.00, 0.80, 0.35, 0.05, 0, 0, 0
 constexpr double kOfficeWeekend = 0.12;
 constexpr double kBatchWeekend = 0.60;
 constexpr double kFlatDemand = 0.5;
-constexpr int64_t kHour = 3600;
+constexpr int64_t kSecondsPerHour = 3600;
 
 double Height(const Curve& curve, int64_t second) {
   if (second < 0) second = 0;
   // A day with a clock change has up to 25 hours; the last one repeats the end of the curve.
-  const auto hour = static_cast<size_t>(second / kHour);
+  const auto hour = static_cast<size_t>(second / kSecondsPerHour);
   if (hour + 1 >= curve.size()) return curve.back();
-  const double part = static_cast<double>(second % kHour) / static_cast<double>(kHour);
+  const double part =
+      static_cast<double>(second % kSecondsPerHour) / static_cast<double>(kSecondsPerHour);
   return curve[hour] + (curve[hour + 1] - curve[hour]) * part;
 }
 

@@ -26,7 +26,7 @@ size_t CellOf(const RecordPeriod& period, Matching matching, Zone zone) {
   return matching == Matching::kWeekdays ? weekday : 24 * weekday + hour;
 }
 
-using Cells = std::array<double, kCells>;
+using WeekOfHours = std::array<double, kCells>;
 
 struct Sum {
   double weight = 0;
@@ -45,8 +45,8 @@ class Side : public SeriesSink {
   bool Look(const std::vector<std::string>& paths) { return reader_.Look(paths); }
 
   // Seconds of each array's records, by cell.
-  std::map<std::string, Cells> Seconds() const {
-    std::map<std::string, Cells> all;
+  std::map<std::string, WeekOfHours> Seconds() const {
+    std::map<std::string, WeekOfHours> all;
     reader_.EachRecord([&](const FileCover& file, const RecordPeriod& period) {
       all[file.array][Cell(period)] += std::max<double>(1.0, period.end - period.begin);
     });
@@ -54,10 +54,10 @@ class Side : public SeriesSink {
   }
 
   // What intervals of each cell weigh, so that a cell weighs the same in both spans.
-  void TakeFactors(const std::map<std::string, Cells>& own,
-                   const std::map<std::string, Cells>& other) {
+  void TakeFactors(const std::map<std::string, WeekOfHours>& own,
+                   const std::map<std::string, WeekOfHours>& other) {
     for (const auto& [array, seconds] : own) {
-      Cells& factors = factors_[array];
+      WeekOfHours& factors = factors_[array];
       factors.fill(1);
       // An array that only one span holds is compared with nothing, hour by hour.
       const auto found = other.find(array);
@@ -148,8 +148,8 @@ class Side : public SeriesSink {
     if (values.intervals != 0) values.most = At(resource, measure).most;
     const auto found = values_.find({resource, measure});
     if (found == values_.end()) return values;
-    values.median = found->second.Percentile(kMedian);
-    values.high = found->second.Percentile(kHigh);
+    values.median = found->second.Percentile(kMedianPercent);
+    values.high = found->second.Percentile(kHighPercent);
     return values;
   }
 
@@ -169,8 +169,8 @@ class Side : public SeriesSink {
   SeriesReader reader_;
   Matching matching_;
   size_t width_;
-  std::unordered_map<std::string, Cells> factors_;  // by array
-  double factor_ = 1;                               // of the record at hand
+  std::unordered_map<std::string, WeekOfHours> factors_;  // by array
+  double factor_ = 1;                                     // of the record at hand
   ComparedSpan span_;
   std::vector<Sum> sums_;  // by resource and measure
   std::vector<double> milliseconds_;

@@ -8,8 +8,8 @@
 #include <set>
 #include <tuple>
 
-#include "tools/exporting/export_sink.h"
 #include "tools/output/json.h"
+#include "tools/output/metrics_label.h"
 #include "tools/showing/dump_file.h"
 
 namespace psltool {
@@ -124,7 +124,7 @@ void PrintBreachesJson(const LimitView& view, const std::vector<Breach>& breache
 
 void PrintBreachMetrics(const LimitView& view, const std::vector<Breach>& breaches, TextOut& out) {
   const auto rule_labels = [](const LimitRule& rule) {
-    return fmt::format("line=\"{}\",rule=\"{}\"", rule.line, EscapedLabel(rule.text));
+    return fmt::format("line=\"{}\",rule=\"{}\"", rule.line, MetricsLabel(rule.text));
   };
   // Of several breaches of one resource the worst is told.
   using Place = std::tuple<size_t, size_t, unsigned>;
@@ -146,7 +146,7 @@ void PrintBreachMetrics(const LimitView& view, const std::vector<Breach>& breach
     for (const auto& [array, stamp] : view.check.last_stamps()) {
       if (!view.rules[i].HasArray(array)) continue;
       const auto found = counts.find({i, array});
-      out.Put(fmt::format("psl_limit_breaches{{array=\"{}\",{}}} {}\n", EscapedLabel(array),
+      out.Put(fmt::format("psl_limit_breaches{{array=\"{}\",{}}} {}\n", MetricsLabel(array),
                           rule_labels(view.rules[i]), found == counts.end() ? 0 : found->second));
     }
   }
@@ -157,8 +157,8 @@ void PrintBreachMetrics(const LimitView& view, const std::vector<Breach>& breach
     const SeriesResource& resource = view.reader.resources()[breach->resource];
     const std::string group = breach->group == 0 ? "" : fmt::format(",group=\"{}\"", breach->group);
     out.Put(fmt::format("psl_limit_worst{{array=\"{}\",kind=\"{}\",key=\"{}\"{},{}}} {}\n",
-                        EscapedLabel(resource.array), WordOfKind(resource.kind),
-                        EscapedLabel(resource.key), group, rule_labels(*breach->rule),
+                        MetricsLabel(resource.array), WordOfKind(resource.kind),
+                        MetricsLabel(resource.key), group, rule_labels(*breach->rule),
                         breach->worst));
   }
   out.Put(
@@ -167,7 +167,7 @@ void PrintBreachMetrics(const LimitView& view, const std::vector<Breach>& breach
       "# HELP psl_limit_last_sample_timestamp_seconds Stamp of the last record looked at\n");
   for (const auto& [array, stamp] : view.check.last_stamps()) {
     out.Put(fmt::format("psl_limit_last_sample_timestamp_seconds{{array=\"{}\"}} {}\n",
-                        EscapedLabel(array), stamp));
+                        MetricsLabel(array), stamp));
   }
   out.Put("# EOF\n");
 }

@@ -160,7 +160,7 @@ std::vector<Breach> LimitCheck::Finish() {
     }
     for (auto& [place, span] : spans_[i]) {
       const bool median = rule.statistic == LimitStatistic::kMedian;
-      const auto value = span.values.Percentile(median ? kMedian : kHigh);
+      const auto value = span.values.Percentile(median ? kMedianPercent : kHighPercent);
       if (!value || !rule.IsBroken(*value)) continue;
       span.run.worst = *value;
       add(place, span.run);

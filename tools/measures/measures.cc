@@ -54,7 +54,7 @@ const std::vector<Measure> kMeasures = {
      "Value of a cabinet, as stored; over several intervals the mean of the time."},
 };
 
-const std::vector<Statistic> kStatistics = {
+const std::vector<Statistic> kStatisticsOfMeasures = {
     {"mean", "Weighted: rates, ratios and values by the length of the intervals, averages of an operation by its operations. So it is what one record of the whole span would hold.", true},
     {"peak, maximum, minimum", "The largest and the smallest single interval, where files carry extremes; else the largest and smallest value of a record. That is what archives keep and means lose.", true},
     {"median, 95th percentile", "The smallest value such that intervals of at least 50 % (95 %) of the weight have no larger one, with the same weights as the mean. Intervals are the records of logs, and the hours and days of archives.", true},
@@ -144,7 +144,7 @@ std::string_view Measure::least_column() const { return ColumnOf(metric, "min");
 
 const std::vector<Measure>& Measures() { return kMeasures; }
 
-const std::vector<Statistic>& Statistics() { return kStatistics; }
+const std::vector<Statistic>& Statistics() { return kStatisticsOfMeasures; }
 
 const Measure* MeasureOf(std::string_view name) {
   const auto found = std::find_if(kMeasures.begin(), kMeasures.end(), [&](const Measure& each) {

@@ -59,7 +59,7 @@ class Distribution {
   size_t merge_at_ = 4096;
 };
 
-inline constexpr double kMedian = 50;
-inline constexpr double kHigh = 95;
+inline constexpr double kMedianPercent = 50;
+inline constexpr double kHighPercent = 95;
 
 }  // namespace psltool

@@ -51,7 +51,9 @@ size_t NumberOf(const Measure& measure) {
   return static_cast<size_t>(&measure - Measures().data());
 }
 
-Json Column(uint16_t column) { return column == PageMeasure::kNowhere ? Json() : Json(column); }
+Json ColumnPlace(uint16_t column) {
+  return column == PageMeasure::kNowhere ? Json() : Json(column);
+}
 
 // The moments at which the clocks of the zone change within a span, and what they show from then
 // on.
@@ -189,9 +191,9 @@ class Packer {
 
   Json MeasureJson(const PageKind& kind, size_t number) {
     const PageMeasure& measure = kind.measures[number];
-    Json json = {{"m", NumberOf(*measure.at.measure)}, {"g", measure.at.group},
-                 {"value", Column(measure.value)},     {"most", Column(measure.most)},
-                 {"least", Column(measure.least)},     {"weight", Column(measure.weight)}};
+    Json json = {{"m", NumberOf(*measure.at.measure)},  {"g", measure.at.group},
+                 {"value", ColumnPlace(measure.value)}, {"most", ColumnPlace(measure.most)},
+                 {"least", ColumnPlace(measure.least)}, {"weight", ColumnPlace(measure.weight)}};
     AddRank(kind, number, kind.fine, kind.fine_ranks, "fine", json);
     AddRank(kind, number, kind.coarse, kind.coarse_ranks, "coarse", json);
     return json;

@@ -63,7 +63,8 @@ void LayOutRanks(const PageLimits& limits, Zone zone, std::vector<Place>& places
     const size_t count = kind.resources.size();
     if (count == 0) continue;
     // Small kinds beside a large one get more than their share, which costs next to nothing.
-    const size_t room = std::max(limits.rank_bytes * count / resources, limits.rank_bytes / 64);
+    const size_t least = limits.rank_bytes / std::max<size_t>(64, 2 * places.size());
+    const size_t room = std::max(limits.rank_bytes * count / resources, least);
     const size_t fine = BytesOfStep(kind, kind.fine_ranks);
     const size_t coarse = BytesOfStep(kind, kind.coarse_ranks);
     const size_t steps = each.array->intervals.size();

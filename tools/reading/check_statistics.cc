@@ -15,7 +15,7 @@ namespace psltool {
 namespace {
 
 constexpr size_t kCountAt = 2;  // in a section header
-constexpr size_t kOffsetAt = 4;
+constexpr size_t kSectionOffsetAt = 4;
 
 struct Context {
   const PslHeader& header;
@@ -69,7 +69,7 @@ bool BuildTable(Context& c, const SectionRow& row, const SectionPlace& place, Lo
   const uint64_t step = form.size + 4 * WordsOf(c.header, row.kind);
   const auto section = Carve(c.record, place.offset, place.count * step);
   if (section.empty()) {
-    return c.report.Error("section-bounds", row.header_at + kOffsetAt, SectionName(row.kind),
+    return c.report.Error("section-bounds", row.header_at + kSectionOffsetAt, SectionName(row.kind),
                           fmt::format("{} entries of {} bytes at {} are not in the record",
                                       place.count, step, place.offset));
   }
@@ -118,12 +118,12 @@ bool CheckKeys(Context& c, const SectionRow& row, const SectionPlace& place, con
     c.report.Warn("key-unknown", where, name + ", key", text + more);
   }
   if (whole) {
-    extents.Add(place.offset, behind - place.offset, name, row.header_at + kOffsetAt);
+    extents.Add(place.offset, behind - place.offset, name, row.header_at + kSectionOffsetAt);
     return true;
   }
   const bool outside = place.offset > c.record.size();
   return c.report.Error(
-      "section-bounds", outside ? row.header_at + kOffsetAt : behind,
+      "section-bounds", outside ? row.header_at + kSectionOffsetAt : behind,
       outside ? name + ", offset" : fmt::format("{}, entry {}", name, position),
       outside ? fmt::format("{} is behind the record's {} bytes", place.offset, c.record.size())
               : fmt::format("leaves the record's {} bytes", c.record.size()));

@@ -8,9 +8,9 @@ namespace psltool {
 
 namespace {
 
-constexpr HealthKind kKinds[] = {HealthKind::kRun,      HealthKind::kFailure, HealthKind::kBroken,
-                                 HealthKind::kLeftover, HealthKind::kMissing, HealthKind::kNoData,
-                                 HealthKind::kPath};
+constexpr HealthKind kHealthKinds[] = {
+    HealthKind::kRun,     HealthKind::kFailure, HealthKind::kBroken, HealthKind::kLeftover,
+    HealthKind::kMissing, HealthKind::kNoData,  HealthKind::kPath};
 
 uint64_t ProblemsOf(const Health& health, HealthKind kind) {
   return static_cast<uint64_t>(std::count_if(
@@ -63,7 +63,7 @@ void PutHealthMetrics(TextOut& out, const Health& health, bool healthy) {
   PutGauge(out, "gaps", "Days of an array with neither log nor archive.",
            ProblemsOf(health, HealthKind::kNoData));
   PutHead(out, "problems", "Problems, by the kinds of psltool health.");
-  for (const HealthKind kind : kKinds) {
+  for (const HealthKind kind : kHealthKinds) {
     out.Print("qelprfarc_problems{{kind=\"{}\"}} {}\n", WordOf(kind), ProblemsOf(health, kind));
   }
   PutStored(out, health);

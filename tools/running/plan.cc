@@ -100,7 +100,7 @@ std::string UnreadText(const std::string& name) {
   return fmt::format("cannot be looked at: {} (message 102)", strerror(error));
 }
 
-Plan MakePlan(const PlanRequest& request) {
+Plan PlanRun(const PlanRequest& request) {
   Plan plan;
   if (!FindsItsDirectories(plan)) return plan;
   LookAtLock(plan);
@@ -122,6 +122,12 @@ Plan MakePlan(const PlanRequest& request) {
     NoteFreed(view, plan);
   }
   return plan;
+}
+
+bool LiesWithArchives(const std::string& path) { return path.starts_with(kArchivePart); }
+
+std::string NameInDirectory(const std::string& path) {
+  return LiesWithArchives(path) ? path.substr(sizeof kArchivePart - 1) : path;
 }
 
 }  // namespace psltool

@@ -37,6 +37,10 @@ struct PlanFile {
   std::optional<std::string> archive = {};  // that has its data after the run; "": none has
 };
 
+// What PlanFile::path says: is it the directory of the archives, and the name without directory.
+bool LiesWithArchives(const std::string& path);
+std::string NameInDirectory(const std::string& path);
+
 // Code of a file that is moved, not deleted.
 inline constexpr char kPlanMove[] = "move";
 
@@ -102,9 +106,9 @@ struct ArchiveView {
 // reported.
 bool SetUpPlan(const PlanRequest& request);
 
-Plan MakePlan(const PlanRequest& request);
+Plan PlanRun(const PlanRequest& request);
 
-// Steps of MakePlan. The first returns false when the run would end with it.
+// Steps of PlanRun. The first returns false when the run would end with it.
 bool PlanArchiving(const PlanRequest& request, ArchiveView& view, Plan& plan);
 void PlanRemoval(const ArchiveView& view, Plan& plan);
 void PlanPruning(const PlanRequest& request, Plan& plan);

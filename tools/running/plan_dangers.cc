@@ -17,8 +17,6 @@ namespace psltool {
 
 namespace {
 
-constexpr int8_t kByAge = 3;
-constexpr int8_t kToLimit = 8;
 constexpr int8_t kMove = 9;
 constexpr size_t kLongestArray = 32;
 constexpr uint32_t kFirstOfTenDigits = 100000;  // 2010 as YYMMDD has all six digits

@@ -10,6 +10,10 @@
 
 namespace psltool {
 
+// Tasks of the pruning that plan says more about, by their codes.
+inline constexpr int8_t kByAge = 3;
+inline constexpr int8_t kToLimit = 8;
+
 // Warnings about the choice of one task, `today` being the date of the run (YYMMDD).
 void NoteDangers(const PmlWork& work, uint32_t today, Plan& plan);
 

@@ -3,13 +3,13 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include <cstring>
 #include <map>
 
 #include "engine/names.h"
 #include "platform/places.h"
 #include "report/runinfo.h"
 #include "tools/running/plan.h"
-#include "tools/running/plan_inputs.h"
 
 namespace psltool {
 
@@ -29,8 +29,8 @@ class Remaining {
       if (sound && level == 2) days_.emplace(name.substr(0, kMonthDigits), name);
     }
     for (const PlanFile& file : plan.removed) {
-      if (LiesInSubdirectory(file.path))
-        Erase(hours_, PlanName(file.path)), Erase(days_, PlanName(file.path));
+      if (LiesWithArchives(file.path))
+        Erase(hours_, NameInDirectory(file.path)), Erase(days_, NameInDirectory(file.path));
     }
   }
 
@@ -83,8 +83,8 @@ void NoteFreed(const ArchiveView& view, Plan& plan) {
     // What the run itself makes has no size yet.
     file.bytes = SizeOf(file.path);
     if (file.code != "expired") continue;
-    const std::string name = PlanName(file.path);
-    const bool archive = LiesInSubdirectory(file.path);
+    const std::string name = NameInDirectory(file.path);
+    const bool archive = LiesWithArchives(file.path);
     // Nothing comes after a day archive.
     if (archive && probe.level(name.c_str()) == 2) continue;
     file.archive = remaining.ArchiveOf(name, archive);

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <cstdlib>
-#include <cstring>
 
 #include "engine/byteorder.h"
 #include "engine/input.h"
@@ -109,12 +108,6 @@ CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets, char l
 
 std::string PlanPath(const std::string& name) {
   return (LiesInArchive(name) ? kArchivePart : "") + name;
-}
-
-bool LiesInSubdirectory(const std::string& path) { return path.starts_with(kArchivePart); }
-
-std::string PlanName(const std::string& path) {
-  return LiesInSubdirectory(path) ? path.substr(strlen(kArchivePart)) : path;
 }
 
 }  // namespace psltool

@@ -22,9 +22,7 @@ struct CheckedInputs {
 CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets, char level,
                                  const PlanRequest& request, ArchiveView& view);
 
-// "20240304a.psl", "archive/20240304a.psa". Whether such a path lies in "archive", and the name.
+// "20240304a.psl", "archive/20240304a.psa".
 std::string PlanPath(const std::string& name);
-bool LiesInSubdirectory(const std::string& path);
-std::string PlanName(const std::string& path);
 
 }  // namespace psltool

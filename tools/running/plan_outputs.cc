@@ -125,7 +125,7 @@ class Driver {
       case Shortfall::kAbandoned:
         KeepTemporary(output_, "its last input is abandoned: it is left to a later run");
         break;
-      case Shortfall::kNone:
+      case Shortfall::kNothing:
         break;
     }
     plan_.outputs.push_back(output_);

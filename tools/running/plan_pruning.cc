@@ -21,9 +21,7 @@ namespace psltool {
 
 namespace {
 
-constexpr int8_t kByAge = 3;
 constexpr int8_t kOldest = 4;
-constexpr int8_t kToLimit = 8;
 
 Plan* current = nullptr;
 uint32_t today = 0;            // YYMMDD

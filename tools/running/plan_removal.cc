@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "archiver/removal.h"
 #include "logdir/autotarget.h"
@@ -12,7 +13,6 @@
 #include "report/runinfo.h"
 #include "tools/reading/time_text.h"
 #include "tools/running/plan.h"
-#include "tools/running/plan_inputs.h"
 
 namespace psltool {
 
@@ -21,22 +21,22 @@ namespace {
 constexpr const char* kMarkers[] = {kUpdateMarker, kExecutionMarker};
 
 int ClassOf(const std::string& path, const AutoProbe& probe) {
-  if (!LiesInSubdirectory(path)) return kClassPsl;
-  return probe.level(PlanName(path).c_str()) == 2 ? kClassDay : kClassHour;
+  if (!LiesWithArchives(path)) return kClassPsl;
+  return probe.level(NameInDirectory(path).c_str()) == 2 ? kClassDay : kClassHour;
 }
 
 RemovalVerdict Judge(const std::string& path, const AutoProbe& probe) {
-  const std::string name = PlanName(path);
+  const std::string name = NameInDirectory(path);
   const Limits limits = RunLimits();
-  if (LiesInSubdirectory(path)) return JudgeArchiveRemoval(name.c_str(), probe, limits);
+  if (LiesWithArchives(path)) return JudgeArchiveRemoval(name.c_str(), probe, limits);
   return JudgeLogRemoval(name.c_str(), LocalTime(limits.now).tm_isdst, probe, limits);
 }
 
 int64_t ExpiryOf(const std::string& path, const AutoProbe& probe) {
-  const std::string name = PlanName(path);
+  const std::string name = NameInDirectory(path);
   const RetentionCodes codes = RunRetention();
-  return LiesInSubdirectory(path) ? ArchiveExpiry(name.c_str(), probe.level(name.c_str()), codes)
-                                  : LogExpiry(name.c_str(), codes);
+  return LiesWithArchives(path) ? ArchiveExpiry(name.c_str(), probe.level(name.c_str()), codes)
+                                : LogExpiry(name.c_str(), codes);
 }
 
 std::string Minute(int64_t time) {
@@ -61,7 +61,7 @@ PlanFile Describe(const std::string& path, RemovalVerdict verdict, const AutoPro
               fmt::format("never removed: empty, or of a revision below 0x{:02X}",
                           kLowestAutoRevision)};
     case RemovalVerdict::kUnreadable:
-      return {path, "unreadable", "stays: " + UnreadText(PlanName(path))};
+      return {path, "unreadable", "stays: " + UnreadText(NameInDirectory(path))};
     case RemovalVerdict::kUnarchived:
       return {path, "unarchived", "expired, but stays: its archive is left to a later run"};
     case RemovalVerdict::kOtherFile:
@@ -85,13 +85,13 @@ void PlanRemoval(const ArchiveView& view, Plan& plan) {
   for (const std::string& name : view.Names()) paths.push_back(kArchivePart + name);
   for (const std::string& path : paths) {
     const RemovalVerdict verdict =
-        LeaveUnarchived(PlanName(path).c_str(), Judge(path, probe), view.unarchived);
+        LeaveUnarchived(NameInDirectory(path).c_str(), Judge(path, probe), view.unarchived);
     (IsRemoved(verdict) ? plan.removed : plan.kept).push_back(Describe(path, verdict, probe));
   }
   for (const PlanFile& file : DescribeOversized("", listing.oversized)) plan.kept.push_back(file);
   for (const PlanFile& file : DescribeOversized(kArchivePart, view.oversized)) {
-    const bool temporary = JudgeArchiveRemoval(PlanName(file.path).c_str(), probe, RunLimits()) ==
-                           RemovalVerdict::kTemporary;
+    const bool temporary = JudgeArchiveRemoval(NameInDirectory(file.path).c_str(), probe,
+                                               RunLimits()) == RemovalVerdict::kTemporary;
     temporary ? plan.removed.push_back(Describe(file.path, RemovalVerdict::kTemporary, probe))
               : plan.kept.push_back(file);
   }

@@ -15,10 +15,8 @@
 
 namespace psltool {
 
-namespace {
-
 // The columns that count, in the places of their numbers.
-enum Counted : uint8_t {
+enum TopCounted : uint8_t {
   kInterval,
   kValid,
   kBusy,
@@ -31,10 +29,12 @@ enum Counted : uint8_t {
   kCountedColumns
 };
 
+namespace {
+
 struct MeasureColumns {
   const char* rate;  // of the group
   const char* peak;
-  Counted record;  // what the measure of one record is
+  TopCounted record;  // what the measure of one record is
 };
 
 MeasureColumns ColumnsOf(TopMeasure by) {
@@ -57,14 +57,14 @@ MeasureColumns ColumnsOf(TopMeasure by) {
 std::vector<uint8_t> PlacesOf(const std::vector<Column>& columns, uint32_t group, TopMeasure by) {
   const auto of_group = [group](const char* name) { return fmt::format("g{}_{}", group, name); };
   const MeasureColumns measure = ColumnsOf(by);
-  std::map<std::string, Counted> names = {{"interval_ms", kInterval},
-                                          {"valid", kValid},
-                                          {"busy_pct", kBusy},
-                                          {of_group("ops"), kOps},
-                                          {of_group("first_mean"), kFirst},
-                                          {of_group("max"), kMaximum},
-                                          {of_group(measure.rate), kRate},
-                                          {of_group(measure.peak), kPeak}};
+  std::map<std::string, TopCounted> names = {{"interval_ms", kInterval},
+                                             {"valid", kValid},
+                                             {"busy_pct", kBusy},
+                                             {of_group("ops"), kOps},
+                                             {of_group("first_mean"), kFirst},
+                                             {of_group("max"), kMaximum},
+                                             {of_group(measure.rate), kRate},
+                                             {of_group(measure.peak), kPeak}};
   if (by == TopMeasure::kBusy) names["busy_pct_max"] = kPeak;
   // Up to 0x12 the second average is one over time and makes no volume.
   const bool volume = std::any_of(columns.begin(), columns.end(), [&](const Column& column) {
@@ -181,7 +181,7 @@ class TopCollector::Writer : public DumpWriter {
   void LookAt(const std::vector<Column>& columns) {
     columns_ = &columns;
     const std::vector<uint8_t> places = WantsNumbers(columns);
-    const auto has = [&](Counted which) {
+    const auto has = [&](TopCounted which) {
       return std::find(places.begin(), places.end(), which) != places.end();
     };
     counts_ = has(kOps);
@@ -189,7 +189,9 @@ class TopCollector::Writer : public DumpWriter {
     peak_ = ColumnsOf(collector_.request_.by).record;
   }
 
-  double NumberAt(Counted which) const { return std::isnan(numbers_[which]) ? 0 : numbers_[which]; }
+  double NumberAt(TopCounted which) const {
+    return std::isnan(numbers_[which]) ? 0 : numbers_[which];
+  }
 
   TopSums Sums() const {
     constexpr double kVolumeUnit = 1024.0;
@@ -215,7 +217,7 @@ class TopCollector::Writer : public DumpWriter {
   const std::vector<Column>* columns_ = nullptr;
   bool counts_ = false;  // operations
   bool has_volume_ = false;
-  Counted peak_ = kRate;
+  TopCounted peak_ = kRate;
   std::array<double, kCountedColumns> numbers_ = {};  // of the entry at hand
   RecordPeriod period_;                               // of the record at hand
   size_t cell_ = 0;

@@ -22,10 +22,10 @@ namespace {
 using model::Random;
 
 constexpr int kFlipsPerRevision = 400;
-constexpr const char* kZone = "Europe/Berlin";
+constexpr const char* kFlipZone = "Europe/Berlin";
 
 // An entry of a resource, or an optional item's head or element.
-struct Place {
+struct FlipPlace {
   uint64_t record;
   uint32_t stamp;
   uint64_t at;  // in the file
@@ -34,8 +34,8 @@ struct Place {
   RecordPart::Type type;
 };
 
-std::vector<Place> PlacesOf(const std::string& path) {
-  std::vector<Place> places;
+std::vector<FlipPlace> FlipPlacesOf(const std::string& path) {
+  std::vector<FlipPlace> places;
   ForEachPart(path, [&](const PslReader& reader, const RecordPart& part) {
     places.push_back({reader.number(), Load32(reader.record().data() + kAtTime),
                       reader.position() + part.at, part.size, part.kind, part.type});
@@ -77,8 +77,8 @@ class PsltoolAuditFlip : public testing::TestWithParam<int> {
  protected:
   // Changes words of one archive. False: one was not named as it should.
   bool FlipWords(const ArchivedFile& archive, Random& random, int flips) {
-    std::map<Kind, std::vector<Place>> by_kind;
-    for (const Place& place : PlacesOf(archive.path)) by_kind[place.kind].push_back(place);
+    std::map<Kind, std::vector<FlipPlace>> by_kind;
+    for (const FlipPlace& place : FlipPlacesOf(archive.path)) by_kind[place.kind].push_back(place);
     if (by_kind.empty()) return true;
     const AuditRequest request = {{.archive = archive.path, .inputs = archive.inputs},
                                   AuditRun::kManual};
@@ -87,7 +87,7 @@ class PsltoolAuditFlip : public testing::TestWithParam<int> {
     for (int i = 0; i < flips; ++i) {
       auto kind = by_kind.begin();
       std::advance(kind, static_cast<int>(random.Below(by_kind.size())));
-      const Place& place = kind->second[random.Below(kind->second.size())];
+      const FlipPlace& place = kind->second[random.Below(kind->second.size())];
       const uint64_t at = place.at + 4 * random.Below(place.size / 4);
       const uint32_t bits =
           random.Percent(50) ? 1U << random.Below(32) : random.Word() | 1U << random.Below(32);
@@ -101,7 +101,7 @@ class PsltoolAuditFlip : public testing::TestWithParam<int> {
     return true;
   }
 
-  static bool Names(const Audited& audited, const Place& place, uint64_t at, uint32_t bits,
+  static bool Names(const Audited& audited, const FlipPlace& place, uint64_t at, uint32_t bits,
                     const std::string& bytes) {
     uint32_t named = 0;  // bits of the word
     for (const AuditFinding& each : audited.findings) {
@@ -131,12 +131,12 @@ class PsltoolAuditFlip : public testing::TestWithParam<int> {
 };
 
 TEST_P(PsltoolAuditFlip, NamesTheWord) {
-  const model::ScopedZone zone(kZone);
+  const model::ScopedZone zone(kFlipZone);
   const auto revision = static_cast<uint8_t>(GetParam());
   Random random(revision);
   for (uint64_t seed = 40; seed < 46 && flips_ < kFlipsPerRevision; ++seed) {
     SCOPED_TRACE(seed);
-    const ArchivedLogs logs(seed, revision, {}, kZone);
+    const ArchivedLogs logs(seed, revision, {}, kFlipZone);
     const auto hours = logs.Archive(logs.logs(), "hour");
     if (hours.empty()) continue;
     std::vector<ArchivedFile> archives = {hours.front(), hours.back()};

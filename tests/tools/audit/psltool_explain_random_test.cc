@@ -28,16 +28,16 @@ namespace {
 
 using model::Random;
 
-constexpr const char* kZone = "America/Los_Angeles";
+constexpr const char* kRandomZone = "America/Los_Angeles";
 
-struct Place {
+struct RandomPlace {
   Kind kind;
   std::string key;
   uint32_t stamp;
 };
 
-std::vector<Place> PlacesOf(const std::string& path) {
-  std::vector<Place> places;
+std::vector<RandomPlace> RandomPlacesOf(const std::string& path) {
+  std::vector<RandomPlace> places;
   ForEachPart(path, [&](const PslReader& reader, const RecordPart& part) {
     const uint32_t stamp = Load32(reader.record().data() + kAtTime);
     const auto bytes = reader.record().subspan(part.at, part.size);
@@ -100,7 +100,7 @@ void ExpectSumsOfTheList(const Explanation& explanation) {
 class PsltoolExplainRandom : public testing::TestWithParam<int> {};
 
 TEST_P(PsltoolExplainRandom, StoredNumbersAreExplained) {
-  const model::ScopedZone zone(kZone);
+  const model::ScopedZone zone(kRandomZone);
   const auto revision = static_cast<uint8_t>(GetParam());
   Random random(revision + 900U);
   int explained = 0;
@@ -108,7 +108,7 @@ TEST_P(PsltoolExplainRandom, StoredNumbersAreExplained) {
   std::set<Kind> kinds;
   for (uint64_t seed = 70; seed < 73; ++seed) {
     SCOPED_TRACE(seed);
-    const ArchivedLogs logs(seed, revision, {}, kZone);
+    const ArchivedLogs logs(seed, revision, {}, kRandomZone);
     const auto hours = logs.Archive(logs.logs(), "hour");
     if (hours.empty()) continue;
     std::vector<ArchivedFile> archives = {hours.front()};
@@ -116,14 +116,14 @@ TEST_P(PsltoolExplainRandom, StoredNumbersAreExplained) {
     for (const ArchivedFile& archive : archives) {
       const ArchiveInputs files = {.archive = archive.path, .inputs = archive.inputs};
       if (!RunAudit({files, AuditRun::kManual}).findings.empty()) continue;
-      const std::vector<Place> places = PlacesOf(archive.path);
-      std::vector<Place> elements_there;
+      const std::vector<RandomPlace> places = RandomPlacesOf(archive.path);
+      std::vector<RandomPlace> elements_there;
       std::copy_if(places.begin(), places.end(), std::back_inserter(elements_there),
-                   [](const Place& place) { return place.kind >= kSectionKinds; });
+                   [](const RandomPlace& place) { return place.kind >= kSectionKinds; });
       for (int i = 0; i < 40 && !places.empty(); ++i) {
-        const std::vector<Place>& from =
+        const std::vector<RandomPlace>& from =
             i >= 25 && !elements_there.empty() ? elements_there : places;
-        const Place& place = from[random.Below(from.size())];
+        const RandomPlace& place = from[random.Below(from.size())];
         ExplainRequest request;
         static_cast<ArchiveInputs&>(request) = files;
         request.kind = place.kind;

@@ -21,7 +21,7 @@ using spell::Bytes;
 
 constexpr uint64_t kSeeds = 10;  // cases of random logs per revision
 
-std::string TextOf(const model::Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
+std::string TextOfBytes(const model::Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
 // ---- every revision: random logs and the archives made of them ----
 
@@ -40,17 +40,17 @@ TEST_P(PsltoolCheckRevision, ValidLogsAndArchivesHaveNoErrors) {
     SCOPED_TRACE(seed);
     const std::vector<InputFile> logs = Logs(seed, false);
     for (const InputFile& log : logs) {
-      EXPECT_EQ(CheckBytes(TextOf(log.bytes)).Errors(), "") << log.name;
+      EXPECT_EQ(CheckBytes(TextOfBytes(log.bytes)).Errors(), "") << log.name;
     }
     std::vector<InputFile> hours;
     for (const auto& [name, bytes] : model::RunArchiver(logs, {}).files) {
-      EXPECT_EQ(CheckBytes(TextOf(bytes)).Errors(), "") << name;
+      EXPECT_EQ(CheckBytes(TextOfBytes(bytes)).Errors(), "") << name;
       hours.push_back({name, bytes});
       ++archives;
     }
     if (hours.empty()) continue;
     for (const auto& [name, bytes] : model::RunArchiver(hours, {}).files) {
-      EXPECT_EQ(CheckBytes(TextOf(bytes)).Errors(), "") << name;
+      EXPECT_EQ(CheckBytes(TextOfBytes(bytes)).Errors(), "") << name;
     }
   }
   EXPECT_GT(archives, kSeeds / 2);
@@ -60,7 +60,7 @@ TEST_P(PsltoolCheckRevision, FindsFaultWithWhatTheArchiverRefuses) {
   int refused = 0;
   for (uint64_t seed = 1; seed <= kSeeds; ++seed) {
     for (const InputFile& log : Logs(seed, true)) {
-      const std::string bytes = TextOf(log.bytes);
+      const std::string bytes = TextOfBytes(log.bytes);
       const Checked checked = CheckBytes(bytes);
       const bool archived = IsArchived(bytes);
       EXPECT_EQ(checked.file.errors == 0, archived)
@@ -80,7 +80,7 @@ TEST_P(PsltoolCheckRevision, AgreesWithTheArchiverOnDamagedLogs) {
   for (uint64_t seed = 1; seed <= 4; ++seed) {
     for (const InputFile& log : Logs(seed, false)) {
       for (int i = 0; i < kChangesPerLog; ++i) {
-        std::string bytes = TextOf(log.bytes);
+        std::string bytes = TextOfBytes(log.bytes);
         // The file's level decides what kind of run it is for; that is not the question here.
         const size_t header = spell::HeaderSize(static_cast<uint8_t>(GetParam()));
         for (int n = random.Range(1, 3); n > 0; --n) {

@@ -1,12 +1,15 @@
 // `psltool chart` and `compare` from outside: files that are pictures, and every refusal.
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/support/process.h"
 #include "tests/support/tempdir.h"
+#include "tools/page/page_assets.h"
 
 namespace {
 
+using psltool::kPageStyle;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -43,6 +46,23 @@ TEST_F(PsltoolPictures, AreSvgAndPng) {
   // Its head says the size.
   ASSERT_GT(png.size(), 24U);
   EXPECT_EQ(png.substr(16, 8), std::string("\0\0\1\x90\0\0\1\x2C", 8));
+}
+
+// One look: what pages call --line-1 is the line of a chart.
+TEST_F(PsltoolPictures, HaveTheColoursOfPages) {
+  EXPECT_EQ(Run({"chart", directory_.Names()[0], "--key", "1", "-o", "x.svg"}).status, 0);
+  const std::string picture = directory_.Read("x.svg");
+  for (const char* name : {"--line-1: #", "--ink: #", "--muted: #", "--grid: #"}) {
+    const size_t at = kPageStyle.find(name);
+    ASSERT_NE(at, kPageStyle.npos) << name;
+    const std::string digits(kPageStyle.substr(at + std::string(name).size(), 6));
+    // As cairo writes it: in percent, to as many digits as its version has.
+    const auto percent = [&](size_t from) {
+      return fmt::format("{:.6f}", std::stoi(digits.substr(from, 2), nullptr, 16) / 2.55);
+    };
+    const std::string red = percent(0).substr(0, percent(0).find('.') + 4);
+    EXPECT_THAT(picture, HasSubstr("rgb(" + red)) << name << digits;
+  }
 }
 
 TEST_F(PsltoolPictures, HostileNamesAreDrawn) {

@@ -19,7 +19,7 @@
 
 namespace {
 
-ProgramResult Export(std::vector<std::string> arguments) {
+ProgramResult ExportChosen(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), {"export", "--utc"});
   return RunProgram(PSLTOOL_PATH, arguments);
 }
@@ -55,8 +55,8 @@ class PsltoolExportWide : public testing::TestWithParam<int> {};
 TEST_P(PsltoolExportWide, HoldsTheRowsOfTheLongForm) {
   TempDir dir;
   const std::vector<LeveledFile> files = MakeAllLevels(dir.Path(), GetParam());
-  const std::vector<Row> rows = ReadCsv(Export(With({"--format", "csv"}, files)).out);
-  const ProgramResult result = Export(With({"--format", "wide"}, files));
+  const std::vector<Row> rows = ReadCsv(ExportChosen(With({"--format", "csv"}, files)).out);
+  const ProgramResult result = ExportChosen(With({"--format", "wide"}, files));
   EXPECT_EQ(result.status, 0) << result.err;
   const std::vector<Row> lines = ReadCsv(result.out);
   ASSERT_GT(rows.size(), 10 * lines.size());
@@ -94,13 +94,13 @@ class PsltoolExportChoice : public testing::Test {
 };
 
 TEST_F(PsltoolExportChoice, MetricsAndStatisticsChooseRows) {
-  const std::vector<Row> all = ReadCsv(Export({"--format", "csv", Hour()}).out);
+  const std::vector<Row> all = ReadCsv(ExportChosen({"--format", "csv", Hour()}).out);
   const auto expect = [&](std::vector<std::string> options, auto wanted) {
     options.insert(options.end(), {"--format", "csv", Hour()});
     std::vector<Row> expected;
     std::copy_if(all.begin(), all.end(), std::back_inserter(expected), wanted);
     EXPECT_FALSE(expected.empty());
-    EXPECT_EQ(ReadCsv(Export(options).out), expected) << options[1];
+    EXPECT_EQ(ReadCsv(ExportChosen(options).out), expected) << options[1];
   };
   expect({"--metric", "busy"}, [](const Row& row) { return row.at("metric") == "busy"; });
   expect({"--metric", "g2_ops_rate", "--stat", "max"}, [](const Row& row) {
@@ -116,26 +116,27 @@ TEST_F(PsltoolExportChoice, MetricsAndStatisticsChooseRows) {
   expect({"--stat", "min", "--stat", "sum", "--kind", "ld"}, [](const Row& row) {
     return row.at("kind") == "ld" && (row.at("statistic") == "min" || row.at("statistic") == "sum");
   });
-  const std::vector<std::string> wide = Lines(
-      Export({"--format", "wide", "--metric", "busy", "--kind", "ld", "--stat", "mean", Log()})
-          .out);
+  const std::vector<std::string> wide =
+      Lines(ExportChosen(
+                {"--format", "wide", "--metric", "busy", "--kind", "ld", "--stat", "mean", Log()})
+                .out);
   EXPECT_EQ(wide[0], "time,array,kind,key,level,begin,end,busy_mean");
 }
 
 TEST_F(PsltoolExportChoice, WordsThatMeanNothingAreRefused) {
   for (const auto& [option, word] : std::map<std::string, std::string>{
            {"--metric", "g7_ops"}, {"--stat", "median"}, {"--format", "xml"}}) {
-    const ProgramResult result = Export({"--to", "csv", option, word, Log()});
+    const ProgramResult result = ExportChosen({"--to", "csv", option, word, Log()});
     EXPECT_EQ(result.status, 2) << option;
     EXPECT_EQ(result.out, "");
     EXPECT_NE(result.err.find(word), std::string::npos) << result.err;
   }
   for (const char* word : {"g1_busy", "word_at_", "word_at_x", "word", "", "ops_per_s"}) {
-    EXPECT_EQ(Export({"--format", "csv", "--metric", word, Log()}).status, 2) << word;
+    EXPECT_EQ(ExportChosen({"--format", "csv", "--metric", word, Log()}).status, 2) << word;
   }
   // A metric that exists, but not here.
   const ProgramResult none =
-      Export({"--format", "csv", "--metric", "volume_rate", "--stat", "sum", Log()});
+      ExportChosen({"--format", "csv", "--metric", "volume_rate", "--stat", "sum", Log()});
   EXPECT_EQ(none.status, 1);
   EXPECT_EQ(none.err,
             "psltool: export: no entry has the metric volume_rate with the statistic sum\n");
@@ -143,14 +144,15 @@ TEST_F(PsltoolExportChoice, WordsThatMeanNothingAreRefused) {
 
 // The form had to be given as --to, which is also the last time.
 TEST_F(PsltoolExportChoice, TheFormHasAnOptionOfItsOwn) {
-  const std::string to = Export({"--to", "csv", "--to", "2024-03-04 10:00", Log()}).out;
+  const std::string to = ExportChosen({"--to", "csv", "--to", "2024-03-04 10:00", Log()}).out;
   EXPECT_GT(Lines(to).size(), 10U);
-  EXPECT_EQ(Export({"--format", "csv", "--to", "2024-03-04 10:00", Log()}).out, to);
-  EXPECT_EQ(Export({"--format", "csv", "--to", "csv", "--to", "2024-03-04 10:00", Log()}).out, to);
-  const ProgramResult two = Export({"--format", "csv", "--to", "ndjson", Log()});
+  EXPECT_EQ(ExportChosen({"--format", "csv", "--to", "2024-03-04 10:00", Log()}).out, to);
+  EXPECT_EQ(ExportChosen({"--format", "csv", "--to", "csv", "--to", "2024-03-04 10:00", Log()}).out,
+            to);
+  const ProgramResult two = ExportChosen({"--format", "csv", "--to", "ndjson", Log()});
   EXPECT_EQ(two.status, 2);
   EXPECT_NE(two.err.find("exclude each other"), std::string::npos) << two.err;
-  EXPECT_EQ(Export({Log()}).status, 2);
+  EXPECT_EQ(ExportChosen({Log()}).status, 2);
 }
 
 TEST_F(PsltoolExportChoice, NamesOfASiteAreInEveryForm) {
@@ -159,7 +161,7 @@ TEST_F(PsltoolExportChoice, NamesOfASiteAreInEveryForm) {
   const auto exported = [&](std::vector<std::string> more) {
     more.insert(more.end(), options.begin(), options.end());
     more.push_back(Log());
-    const ProgramResult result = Export(more);
+    const ProgramResult result = ExportChosen(more);
     EXPECT_EQ(result.status, 0) << result.err;
     return result.out;
   };
@@ -214,14 +216,15 @@ TEST_F(PsltoolExportChoice, ADatabaseKeepsTheNames) {
     sqlite3_close(db);
     return text;
   };
-  ASSERT_EQ(Export({"--format", "sqlite", "-o", path, Log()}).status, 0);
+  ASSERT_EQ(ExportChosen({"--format", "sqlite", "-o", path, Log()}).status, 0);
   EXPECT_EQ(names(), "0 NULL NULL 1 NULL NULL ");
-  ASSERT_EQ(
-      Export({"--format", "sqlite", "-o", path, "--labels", dir_.Path("labels"), Log()}).status, 0);
+  ASSERT_EQ(ExportChosen({"--format", "sqlite", "-o", path, "--labels", dir_.Path("labels"), Log()})
+                .status,
+            0);
   const std::string named = "0   0  reads 1 mail  1 mail reads ";
   EXPECT_EQ(names(), named);
   // A run without names leaves them.
-  ASSERT_EQ(Export({"--format", "sqlite", "-o", path, Log()}).status, 0);
+  ASSERT_EQ(ExportChosen({"--format", "sqlite", "-o", path, Log()}).status, 0);
   EXPECT_EQ(names(), named);
 }
 

@@ -25,18 +25,15 @@ namespace {
 
 using Samples = OpenMetricsText::Samples;
 
-ProgramResult Psltool(const std::vector<std::string>& arguments) {
+ProgramResult ExportOpenMetrics(const std::vector<std::string>& more) {
+  std::vector<std::string> arguments = {"export", "--to", "openmetrics"};
+  arguments.insert(arguments.end(), more.begin(), more.end());
   return RunProgram(PSLTOOL_PATH, arguments);
 }
 
-ProgramResult Export(const std::vector<std::string>& more) {
-  std::vector<std::string> arguments = {"export", "--to", "openmetrics"};
-  arguments.insert(arguments.end(), more.begin(), more.end());
-  return Psltool(arguments);
-}
-
 std::vector<TidyRow> Dumped(const LeveledFile& file) {
-  const ProgramResult result = Psltool({"dump", file.path, "--format", "ndjson", "--utc"});
+  const ProgramResult result =
+      RunProgram(PSLTOOL_PATH, {"dump", file.path, "--format", "ndjson", "--utc"});
   EXPECT_EQ(result.status, 0) << result.err;
   return RowsOfDump(result.out, "array01", file.level);
 }
@@ -71,7 +68,7 @@ TEST_P(PsltoolOpenMetricsRevision, HoldsWhatDumpPrints) {
     paths.push_back(file.path);
     for (const TidyRow& row : Dumped(file)) AddSample(row, expected);
   }
-  const ProgramResult result = Export(paths);
+  const ProgramResult result = ExportOpenMetrics(paths);
   EXPECT_EQ(result.status, 0) << result.err;
   const OpenMetricsText text = ReadOpenMetrics(result.out);
   ASSERT_EQ(text.error, "");
@@ -102,7 +99,7 @@ TEST_P(PsltoolOpenMetricsRevision, AnEngineHasNothingToSay) {
   TempDir dir;
   std::vector<std::string> more = {"-o", dir.Path("x.om")};
   for (const LeveledFile& file : MakeAllLevels(dir.Path(), GetParam())) more.push_back(file.path);
-  ASSERT_EQ(Export(more).status, 0);
+  ASSERT_EQ(ExportOpenMetrics(more).status, 0);
   const ProgramResult result = RunProgram(
       "/bin/sh", {"-c", "exec \"$0\" check metrics < \"$1\"", promtool, dir.Path("x.om")});
   EXPECT_EQ(result.status, 0);
@@ -141,7 +138,7 @@ TEST(PsltoolOpenMetrics, BlocksOfAnEngineHoldTheSamples) {
   TempDir dir;
   std::vector<std::string> more = {"-o", dir.Path("x.om")};
   for (const LeveledFile& file : MakeAllLevels(dir.Path(), 0x21)) more.push_back(file.path);
-  ASSERT_EQ(Export(more).status, 0);
+  ASSERT_EQ(ExportOpenMetrics(more).status, 0);
   const OpenMetricsText text = ReadOpenMetrics(dir.Read("x.om"));
   ASSERT_EQ(text.error, "");
   const ProgramResult made = RunProgram(
@@ -164,8 +161,8 @@ TEST(PsltoolOpenMetrics, TheOrderOfTheFilesDoesNotMatter) {
             0);
   const std::string first = dir.Path("20240304array01.psl");
   const std::string second = dir.Path("20240305array01.psl");
-  const OpenMetricsText rising = ReadOpenMetrics(Export({first, second}).out);
-  const OpenMetricsText falling = ReadOpenMetrics(Export({second, first, second}).out);
+  const OpenMetricsText rising = ReadOpenMetrics(ExportOpenMetrics({first, second}).out);
+  const OpenMetricsText falling = ReadOpenMetrics(ExportOpenMetrics({second, first, second}).out);
   EXPECT_EQ(rising.error, "");
   EXPECT_EQ(falling.error, "");
   EXPECT_FALSE(rising.samples.empty());
@@ -176,7 +173,7 @@ TEST(PsltoolOpenMetrics, NamesOfArraysAreEscaped) {
   TempDir dir;
   const std::string name = "20240101a\"b\\c\xff.psl";
   dir.Write(name, spell::Log({.revision = 0x1D}, {spell::kNewYear}));
-  const OpenMetricsText text = ReadOpenMetrics(Export({dir.Path(name)}).out);
+  const OpenMetricsText text = ReadOpenMetrics(ExportOpenMetrics({dir.Path(name)}).out);
   EXPECT_EQ(text.error, "");
   ASSERT_FALSE(text.samples.empty());
   EXPECT_EQ(std::get<1>(text.samples.begin()->first).at("array"), "a\"b\\c\xEF\xBF\xBD");
@@ -185,7 +182,7 @@ TEST(PsltoolOpenMetrics, NamesOfArraysAreEscaped) {
 TEST(PsltoolOpenMetrics, NothingLeavesAWellFormedText) {
   TempDir dir;
   dir.Write("x.psl", spell::Log({.revision = 0x1D}, {spell::kNewYear}));
-  EXPECT_EQ(Export({dir.Path("x.psl"), "--from", "2025-01-01"}).out, "# EOF\n");
+  EXPECT_EQ(ExportOpenMetrics({dir.Path("x.psl"), "--from", "2025-01-01"}).out, "# EOF\n");
 }
 
 // More samples than are kept in memory.

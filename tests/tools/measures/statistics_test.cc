@@ -17,14 +17,14 @@ RecordPeriod At(uint32_t stamp) {
 TEST(Distribution, MedianIsAValueThatIsThere) {
   Distribution values;
   for (const double value : {4.0, 1.0, 3.0, 2.0}) values.Add(value, 60000);
-  EXPECT_EQ(values.Percentile(kMedian), 2.0);
-  EXPECT_EQ(values.Percentile(kHigh), 4.0);
+  EXPECT_EQ(values.Percentile(kMedianPercent), 2.0);
+  EXPECT_EQ(values.Percentile(kHighPercent), 4.0);
 }
 
 TEST(Distribution, TwentyEqualIntervalsHaveTheNineteenthAtNinetyFive) {
   Distribution values;
   for (int i = 20; i >= 1; --i) values.Add(i, 900000);
-  EXPECT_EQ(values.Percentile(kHigh), 19.0);
+  EXPECT_EQ(values.Percentile(kHighPercent), 19.0);
 }
 
 TEST(Distribution, LongIntervalsCountForMore) {
@@ -32,18 +32,18 @@ TEST(Distribution, LongIntervalsCountForMore) {
   values.Add(10, 3600000);
   values.Add(20, 60000);
   values.Add(30, 60000);
-  EXPECT_EQ(values.Percentile(kMedian), 10.0);
-  EXPECT_EQ(values.Percentile(kHigh), 10.0);
+  EXPECT_EQ(values.Percentile(kMedianPercent), 10.0);
+  EXPECT_EQ(values.Percentile(kHighPercent), 10.0);
   EXPECT_EQ(values.Percentile(99), 30.0);
 }
 
 TEST(Distribution, WithoutWeightThereIsNoPart) {
   Distribution values;
-  EXPECT_EQ(values.Percentile(kMedian), std::nullopt);
+  EXPECT_EQ(values.Percentile(kMedianPercent), std::nullopt);
   values.Add(1000, 0);
-  EXPECT_EQ(values.Percentile(kMedian), std::nullopt);
+  EXPECT_EQ(values.Percentile(kMedianPercent), std::nullopt);
   values.Add(5, 1);
-  EXPECT_EQ(values.Percentile(kMedian), 5.0);
+  EXPECT_EQ(values.Percentile(kMedianPercent), 5.0);
 }
 
 TEST(Sums, MeanIsWeightedAndExtremesAreOfSingleIntervals) {

@@ -201,7 +201,7 @@ def test_told_in_steps(files, arguments):
                                  ".map((f) => [f.chartName, f.csv()])")
             charts = {name.rsplit("/", 1)[1]: text for name, text in charts if name.startswith("rough/")}
             holds("g1_ops" in charts, f"ld {key}: {sorted(charts)}")
-            rows = files.dump("ld", *paths)[key].values()
+            rows = files.dump("ld", *paths, key=key)[key].values()
             compare_steps(charts["g1_ops"], list(rows))
         quiet(browser, page)
     del arguments

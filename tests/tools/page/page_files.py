@@ -44,11 +44,12 @@ class Files:
         self.tool("report", *arguments, "-o", page, zone=zone, status=status)
         return page
 
-    def dump(self, kind, *files):
+    def dump(self, kind, *files, key=None):
         """Rows of a dump: by key and stamp, the cells by column."""
         rows = {}
+        choice = ["--key", key] if key else []
         for path in files:
-            text = self.tool("dump", path, "--kind", kind, "--utc", "--format", "csv")
+            text = self.tool("dump", path, "--kind", kind, *choice, "--utc", "--format", "csv")
             for row in csv.DictReader(io.StringIO(text)):
                 rows.setdefault(row["key"], {})[row["time"].replace(" ", "T").rstrip("Z")] = row
         return rows

@@ -1,4 +1,5 @@
 """Tests of using report pages: hands, keys, themes and sizes, hostile names, old browsers, zones."""
+import json
 import os
 import shutil
 
@@ -196,8 +197,12 @@ def test_old_browsers(files, arguments):
 def test_days_of_23_and_25_hours(files, arguments):
     """Days on which clocks change have the hours that they had; zones can be switched."""
     for day, hours_of_day in (("2024-03-31", 23), ("2024-10-27", 25)):
-        logs, _ = files.make(day, "--name", "berlin", "--start", day[:-2] + "26", "--days", "8",
-                             "--interval", "900", "--none", "--ld", "2", zone="Europe/Berlin")
+        logs, hours = files.make(day, "--name", "berlin", "--start", day[:-2] + "26", "--days", "8",
+                                 "--interval", "900", "--none", "--ld", "2", zone="Europe/Berlin")
+        other = {"2024-03-31": "2024-03-30", "2024-10-27": "2024-10-28"}[day]
+        sides = ("--before", other, "--after", day)
+        told = json.loads(files.tool("compare", *sides, "--json", hours, zone="Europe/Berlin"))
+        same([told[side]["records"] for side in ("before", "after")], [24, hours_of_day], "hours compared")
         page = files.report(day, logs, "--from", day, "--to", day, zone="Europe/Berlin")
         with Browser(zone="Asia/Tokyo") as browser:
             browser.open(page)

@@ -15,7 +15,7 @@ using namespace psltool;
 
 namespace {
 
-constexpr int64_t kNow = 0;
+constexpr int64_t kEpoch = 0;
 
 void SetZone(const char* zone) {
   setenv("TZ", zone, 1);
@@ -37,8 +37,8 @@ std::string Text(const RecordPeriod& period, Zone zone = Zone::kUtc) {
 
 // What a user asks for, and whether the record is meant.
 bool Chosen(const RecordPeriod& period, const std::string& from, const std::string& to, Zone zone) {
-  const TimeReading first = ReadTime(from, kNow, zone);
-  const TimeReading last = ReadTime(to, kNow, zone);
+  const TimeReading first = ReadTime(from, kEpoch, zone);
+  const TimeReading last = ReadTime(to, kEpoch, zone);
   EXPECT_TRUE(first.span && last.span) << from << " " << to;
   return LiesIn(period, first.span->first, last.span->last, zone);
 }

@@ -175,10 +175,10 @@ TEST_F(PsltoolSegment, ShowTellsWhatMakeWasTold) {
                                    "keep hour archives none\n"
                                    "keep day archives  2y\n"
                                    "capacity           0, override 0\n"));
-  const ProgramResult json = Psltool({"show", "--json", std::to_string(number)});
-  EXPECT_EQ(json.status, 0);
-  EXPECT_THAT(json.out, HasSubstr("\"keep_psl\": \"30d\""));
-  EXPECT_THAT(json.out, HasSubstr("\"valid\": true"));
+  const ProgramResult as_json = Psltool({"show", "--json", std::to_string(number)});
+  EXPECT_EQ(as_json.status, 0);
+  EXPECT_THAT(as_json.out, HasSubstr("\"keep_psl\": \"30d\""));
+  EXPECT_THAT(as_json.out, HasSubstr("\"valid\": true"));
 }
 
 TEST_F(PsltoolSegment, ShowNamesWhatTheArchiverRefuses) {

@@ -185,7 +185,9 @@ async function fillOverview() {
   const about = make("p", { class: "note" }, `${kind.title} of ${rows.length} arrays` + (state.find ? `, found by “${state.find}”` : "") +
       `, ${periodText(time.from, time.to, state.zone)}, ${zoneText(state.zone, time.from)}. ` +
       "A name chooses what the rest of the page is about, a head orders.");
-  at("overview").replaceChildren(about, make("div", { class: "scroll-x", tabindex: "0", role: "region", "aria-label": "Arrays" }, table),
+  // Many arrays scroll in a window of their own, below their heads.
+  const scrolls = rows.length > 14 ? "scroll" : "scroll-x";
+  at("overview").replaceChildren(about, make("div", { class: scrolls, tabindex: "0", role: "region", "aria-label": "Arrays" }, table),
     make("div", { class: "tools" }, levelLegend(rows.map((row) => row.array), true),
       measure ? make("ul", { class: "legend" }, make("li", {}, make("span", { class: "key" }), `${title} of all together`)) : null,
       copy));
