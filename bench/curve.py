@@ -17,28 +17,31 @@ from draw import DAY, HOUR, INK, LINE, LOG, PEAK, SOFT, Svg  # noqa: E402
 
 SIZES = [16, 32, 64, 128, 256, 512, 1024, 2048, 4096, 8192, 24576, 65535]
 SHAPES = {"full": {}, "half idle": {"--idle-share": 50}}
-BYTES = 48_000_000  # of a log, about; an hour and a half of the largest arrays is more
+BYTES = 120_000_000  # of a log, about; at least two hours, which is more of the largest arrays
 COLOURS = [LOG, PEAK, HOUR, DAY]
 
 
 def case_of(size, options, quick):
     """A case of its own for one point."""
     record = 256 + size * (56 if options else 96)
-    records = max(90, BYTES // (8 if quick else 1) // record)
-    days = -(-records // 1440)
+    # Whole hours, so that each size writes as much for what it reads.
+    hours = max(1 if quick else 2, BYTES // (8 if quick else 1) // record // 60)
+    days = -(-hours // 24)
+    records = (24 * days if days > 1 else hours) * 60
     limit = {} if days > 1 else {"--records": records}
     return cases.Case("curve", "", {"ld": size}, {**options, **limit, "--days": days},
                       records * record, beside=4 << 20)
 
 
-def measure(programs, maker, cache, turns, environment):
+def measure(programs, maker, cache, place, turns, environment):
     """All points, as scripts/bench writes them to JSON."""
     points = []
     for shape, options in SHAPES.items():
         for size in SIZES:
             case = case_of(size, options, maker.quick)
             maker.prepare(case)
-            runs, _ = rounds.measure_files(case, programs, cache, turns, environment)
+            with rounds.in_memory(case, place):
+                runs, _ = rounds.measure_files(case, programs, cache, turns, environment)
             shutil.rmtree(maker.cache / case.name)
             points.append({"shape": shape, "disks": size, "slots": case.slot_bytes(), "runs": runs})
             rows = tables.curve_table(points).splitlines()

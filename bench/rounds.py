@@ -1,7 +1,9 @@
 """Interleaved rounds of one or more archivers, of a bare read and of cat over the same files."""
+import contextlib
 import shutil
 import subprocess
 import sys
+import tempfile
 from pathlib import Path
 
 BASES = ("read", "cat")  # run beside the archivers
@@ -33,6 +35,25 @@ def commands_of(case, programs, cache, out):
     commands |= {"read": [str(cache / "read_only")], "cat": ["cat"]}
     return {name: for_each(command, case.files) if case.each else [*command, *case.files]
             for name, command in commands.items()}
+
+
+@contextlib.contextmanager
+def in_memory(case, place):
+    """The files of a case lie in `place`, a file system in memory, meanwhile; None: where they are.
+
+    What cat costs depends on the pages that hold the files. Of a disk's file system they are of any
+    size, by how the files came into the page cache, and cat takes one to three times as long; those
+    of a file system in memory are always 4 KB, as all were before kernels had larger ones."""
+    if place is None:
+        yield
+        return
+    before = case.files
+    with tempfile.TemporaryDirectory(dir=place, prefix="qelprfarc-bench-") as folder:
+        case.files = [shutil.copy(path, folder) for path in before]
+        try:
+            yield
+        finally:
+            case.files = before
 
 
 def sizes(folder):
@@ -78,9 +99,10 @@ def measure_files(case, programs, cache, turns, environment):
     return runs, written
 
 
-def measure_case(case, programs, cache, rounds, environment):
+def measure_case(case, programs, cache, place, rounds, environment):
     """All runs of a case, as scripts/bench writes them to JSON."""
-    runs, written = measure_files(case, programs, cache, rounds * case.times, environment)
+    with in_memory(case, place):
+        runs, written = measure_files(case, programs, cache, rounds * case.times, environment)
     return {"title": case.title, "files": len(case.files),
             "input_bytes": sum(Path(path).stat().st_size for path in case.files),
             "output_bytes": written, "goal": case.goal, "goal_of": list(case.goal_of),

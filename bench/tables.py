@@ -97,10 +97,10 @@ def cases_table(runs):
             return ", ".join(f"{cpu_ratio(run[key], name):.2f}" for run in runs)
         goal = goal_of(first, names[-1], runs[0])
         rows.append([f"`{key}`", *(each(name) for name in names), f"{goal[0]:.2f}" if goal else "",
-                     each("read"),
+                     each("read"), f"{median(first, 'cat', CPU) * 1000:.1f}",
                      *(f"{max(peak(run[key], name) for run in runs):.1f}" for name in names),
                      f"{first['allowed_memory'] / (1 << 20):.1f}"])
-    return table(["case", *names, "goal", "`read`", *(f"MiB {name}" for name in names), "allowed"],
+    return table(["case", *names, "goal", "`read`", "`cat`, ms", *(f"MiB {name}" for name in names), "allowed"],
                  rows)
 
 

@@ -31,6 +31,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   target_compile_options(qelprfarc_flags INTERFACE -Wno-restrict)
 endif()
 
+# What g++ leaves to an option of its own clang warns of with -Wconversion.
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  target_compile_options(qelprfarc_flags INTERFACE -Wno-sign-conversion)
+endif()
+
 if(QELPRFARC_SANITIZE)
   set(sanitizers -fsanitize=address,undefined)
   # Instrumented code makes this warning guess wrongly; the sanitizers see what it looks for.

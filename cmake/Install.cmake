@@ -22,10 +22,16 @@ configure_file("${packaging}/qelprfarc.logrotate.in" "${units}/qelprfarc.logrota
 install(FILES "${units}/qelprfarc.logrotate" RENAME qelprfarc
   DESTINATION "${CMAKE_INSTALL_FULL_SYSCONFDIR}/logrotate.d")
 
-install(FILES README.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+# The pages as they lie in the checkout, so that their links lead somewhere.
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md LICENSE
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}" PATTERN "*.py" EXCLUDE)
 set(examples "${CMAKE_INSTALL_DOCDIR}/examples")
 install(DIRECTORY "${packaging}/examples/" "${packaging}/prometheus" "${packaging}/postgres"
   DESTINATION "${examples}")
 install(PROGRAMS "${packaging}/qelprfarc-submit" "${packaging}/qelprfarc-units.sbatch"
   DESTINATION "${examples}")
+install(FILES "${packaging}/psltool-limits.rules" DESTINATION "${examples}")
+# The pages call them packaging/.
+file(CREATE_LINK examples "${units}/packaging" SYMBOLIC)
+install(FILES "${units}/packaging" DESTINATION "${CMAKE_INSTALL_DOCDIR}")

@@ -99,7 +99,7 @@ if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANIT
     COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/scripts/torture" --build "${CMAKE_BINARY_DIR}" --state none
       --hostile 200 hostile)
   set_tests_properties(TortureSlice.night TortureSlice.manual TortureSlice.pruning
-    TortureSlice.psltool TortureSlice.hostile PROPERTIES LABELS "long" TIMEOUT 300)
+    TortureSlice.psltool TortureSlice.hostile PROPERTIES LABELS "long" TIMEOUT 300 COST 40)
 endif()
 
 # Instructions per entry, counted by callgrind in the built archiver: not under the sanitizers and not
@@ -153,18 +153,23 @@ if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANIT
         "${CMAKE_CURRENT_SOURCE_DIR}/tests/tools/page/report_page.py"
         $<TARGET_FILE:psltool> $<TARGET_FILE:Qelprfarc> ${name})
     set_tests_properties(ReportPage.${name} PROPERTIES
-      LABELS "browser" TIMEOUT 300 SKIP_RETURN_CODE 77)
+      LABELS "browser" TIMEOUT 300 SKIP_RETURN_CODE 77 COST 35)
   endforeach()
 endif()
 
+# The archiver and a slice of the engine's tests by clang: half a minute, so it comes first, beside the
+# others; skipped without clang.
+if(TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANITIZE)
+  add_test(NAME LongClang COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/scripts/build-elsewhere" --quick
+    --programs "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}" clang)
+  set_tests_properties(LongClang PROPERTIES LABELS long TIMEOUT 900 SKIP_RETURN_CODE 77 COST 1000
+    ENVIRONMENT "JOBS=1")
+endif()
+
 # The Debian package through its life in a bare root, and the engine's tests on other systems.
-foreach(pair IN ITEMS "Package:QELPRFARC_TRY_PACKAGE:try-package"
-    "Elsewhere:QELPRFARC_BUILD_ELSEWHERE:build-elsewhere")
-  string(REPLACE ":" ";" pair "${pair}")
-  list(GET pair 0 name)
-  list(GET pair 1 variable)
-  list(GET pair 2 script)
-  add_test(NAME Long${name} COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tests/asked_for.sh" ${variable}
-    "${CMAKE_CURRENT_SOURCE_DIR}/scripts/${script}")
-  set_tests_properties(Long${name} PROPERTIES LABELS long TIMEOUT 7200 SKIP_RETURN_CODE 77)
-endforeach()
+set(asked_for "${CMAKE_CURRENT_SOURCE_DIR}/tests/asked_for.sh")
+add_test(NAME LongPackage COMMAND "${asked_for}" QELPRFARC_TRY_PACKAGE
+  "${CMAKE_CURRENT_SOURCE_DIR}/scripts/try-package")
+add_test(NAME LongElsewhere COMMAND "${asked_for}" QELPRFARC_BUILD_ELSEWHERE
+  "${CMAKE_CURRENT_SOURCE_DIR}/scripts/build-elsewhere" --programs "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+set_tests_properties(LongPackage LongElsewhere PROPERTIES LABELS long TIMEOUT 7200 SKIP_RETURN_CODE 77)

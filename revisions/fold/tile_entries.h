@@ -73,17 +73,24 @@ void PutSignature(uint8_t* signature, const uint8_t* key, size_t key_count, uint
   }
 }
 
-// Whether the next eight entries are full, valid, and those of a tile.
-inline bool AreTile(const uint8_t* entry, size_t size, const uint8_t* expected, uint64_t mask) {
-  uint64_t differ = 0;
-  for (size_t i = 0; i < kLanes; ++i, entry += size, expected += 8) {
-    uint64_t signature;
-    uint64_t want;
-    std::memcpy(&signature, entry + kAtSignature, 8);
-    std::memcpy(&want, expected, 8);
-    differ |= (signature ^ want) & mask;
-  }
-  return differ == 0;
+inline uint64_t SignatureAt(const uint8_t* at) {
+  uint64_t signature;
+  std::memcpy(&signature, at, 8);
+  return signature;
+}
+
+// Whether eight entries that follow each other have the signatures of a tile in the bits of `mask`,
+// but for `turned`.
+inline bool AreTile(const uint8_t* entry, size_t size, const uint8_t* expected, uint64_t mask,
+                    uint64_t turned = 0) {
+  const auto differ = [&](size_t i) {
+    return SignatureAt(entry + i * size + kAtSignature) ^ SignatureAt(expected + i * 8) ^ turned;
+  };
+  // Of most tiles that are others the first entry is already another.
+  if ((differ(0) & mask) != 0) return false;
+  uint64_t any = 0;
+  for (size_t i = 1; i < kLanes; ++i) any |= differ(i);
+  return (any & mask) == 0;
 }
 
 // The bits of the key, of compact and of not-valid entries in a signature.
@@ -92,6 +99,7 @@ struct SignatureBits {
   uint64_t key;
   uint64_t compact;
   uint64_t not_valid;
+  uint64_t one_if_compact;  // how the byte of compact entries usually differs
 
   explicit SignatureBits(size_t key_count) {
     constexpr const Form& kForm = kForms[kId];
@@ -99,20 +107,58 @@ struct SignatureBits {
     uint8_t signature[8];
     PutSignature<kId>(signature, kAll, key_count, 0);
     std::memcpy(&key, signature, 8);
-    compact = kForm.compact == kNone ? 0 : ByteAt(kForm.compact - static_cast<int>(kAtSignature));
-    not_valid = ByteAt(kForm.not_valid - static_cast<int>(kAtSignature));
+    constexpr int kCompact = kForm.compact - static_cast<int>(kAtSignature);
+    compact = kForm.compact == kNone ? 0 : ByteAt(kCompact, 0xFF);
+    one_if_compact = kForm.compact == kNone ? 0 : ByteAt(kCompact, 1);
+    not_valid = ByteAt(kForm.not_valid - static_cast<int>(kAtSignature), 0xFF);
   }
   uint64_t All() const { return key | compact | not_valid; }
 
  private:
-  static uint64_t ByteAt(int at) {
+  static uint64_t ByteAt(int at, uint8_t value) {
     uint8_t bytes[8] = {};
-    bytes[at] = 0xFF;
+    bytes[at] = value;
     uint64_t word;
     std::memcpy(&word, bytes, 8);
     return word;
   }
 };
+
+// Takes the next eight entries if they are those of a tile, whatever they are; there is room for
+// full ones. Returns the first byte behind them, else null.
+template <FormId kId>
+const uint8_t* TakeWholeTile(MixedEntries& tile, const uint8_t* entry, size_t full,
+                             const uint8_t* expected, const SignatureBits<kId>& signature) {
+  constexpr const Form& kForm = kForms[kId];
+  constexpr size_t kHead = kForm.compact == kNone ? kForm.size : kForm.head;
+  const auto differ = [&](size_t lane) {
+    return SignatureAt(entry + kAtSignature) ^ SignatureAt(expected + lane * 8);
+  };
+  // Idle ones as a rule stand together, and are found without going from one to the next.
+  if (AreTile(entry, kHead, expected, signature.All(), signature.one_if_compact)) {
+    for (size_t lane = 0; lane < kLanes; ++lane) tile.entry[lane] = entry + lane * kHead;
+    tile.groups.fill(kNoEntry.data());
+    tile.compact = tile.valid = 0xFF;
+    return entry + kLanes * kHead;
+  }
+  uint64_t any = 0;
+  unsigned compact = 0;
+  unsigned not_valid = 0;
+  for (size_t lane = 0; lane < kLanes; ++lane) {
+    const uint64_t here = differ(lane);
+    const bool is_compact = (here & signature.compact) != 0;
+    const bool is_not_valid = (here & signature.not_valid) != 0;
+    any |= here;
+    compact |= unsigned{is_compact} << lane;
+    not_valid |= unsigned{is_not_valid} << lane;
+    tile.entry[lane] = entry;
+    tile.groups[lane] = is_compact || is_not_valid ? kNoEntry.data() : entry;
+    entry += is_compact ? kHead : full;
+  }
+  tile.compact = static_cast<uint8_t>(compact);
+  tile.valid = static_cast<uint8_t>(~not_valid);
+  return (any & signature.key) == 0 ? entry : nullptr;
+}
 
 // Takes the next entries if they are those of a tile, in whose `lanes` they belong, whatever they
 // are; returns the first byte behind them, else null.
@@ -123,16 +169,15 @@ const uint8_t* TakeTile(MixedEntries& tile, const uint8_t* entry, const uint8_t*
   constexpr const Form& kForm = kForms[kId];
   constexpr size_t kHead = kForm.compact == kNone ? kForm.size : kForm.head;
   static_assert(kHead >= kAtSignature + 8);
+  if (lanes == kLanes && static_cast<size_t>(end - entry) >= kLanes * full) {
+    return TakeWholeTile<kId>(tile, entry, full, expected, signature);
+  }
   if (lanes != kLanes) tile = kNoEntries;
   tile.compact = 0;
   tile.valid = 0;
   for (size_t lane = 0; lane < lanes; ++lane, expected += 8) {
     if (static_cast<size_t>(end - entry) < kHead) return nullptr;
-    uint64_t have;
-    uint64_t want;
-    std::memcpy(&have, entry + kAtSignature, 8);
-    std::memcpy(&want, expected, 8);
-    const uint64_t differ = have ^ want;
+    const uint64_t differ = SignatureAt(entry + kAtSignature) ^ SignatureAt(expected);
     if ((differ & signature.key) != 0) return nullptr;
     const bool compact = (differ & signature.compact) != 0;
     const size_t size = compact ? kHead : full;

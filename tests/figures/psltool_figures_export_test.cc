@@ -100,15 +100,16 @@ void JoinPeriods(std::vector<TidyRow>& rows) {
   for (TidyRow& row : rows) std::tie(row.begin, row.end) = periods.at(row.time);
 }
 
-// Everything but the value.
+// Everything but the value; what tells most rows of a file apart comes first.
 auto NameOf(const TidyRow& row) {
-  return std::tie(row.level, row.array, row.time, row.begin, row.end, row.kind, row.key, row.metric,
-                  row.statistic, row.unit);
+  return std::tie(row.key, row.metric, row.statistic, row.time, row.kind, row.begin, row.end,
+                  row.level, row.array, row.unit);
 }
 
 void Sort(std::vector<TidyRow>& rows) {
   std::sort(rows.begin(), rows.end(), [](const TidyRow& a, const TidyRow& b) {
-    return NameOf(a) != NameOf(b) ? NameOf(a) < NameOf(b) : a.value < b.value;
+    const auto order = NameOf(a) <=> NameOf(b);
+    return order != 0 ? order < 0 : a.value < b.value;
   });
 }
 

@@ -1,8 +1,12 @@
 // Records through the engine. Whatever the bytes are, the run ends in an orderly way.
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <filesystem>
+
 #include "tests/fuzz/target.h"
 #include "tests/support/archive_target.h"
+#include "tests/support/run_state.h"
 #include "tests/support/tools/audit_run.h"
 #include "tests/support/tools/psl_check.h"
 
@@ -33,6 +37,26 @@ std::string WrongWithArchive(const std::string& path, const std::vector<std::str
   return "";
 }
 
+// Of one log: the archiver takes it, and check finds no fault with it, or neither.
+std::string OtherVerdict(const std::string& path, bool archived) {
+  const Checked checked = CheckPath(path);
+  if (checked.file.level != 'L' || (checked.file.errors == 0) == archived) return "";
+  return archived ? "check finds fault with what is archived: " + checked.Errors()
+                  : "check finds no fault with what is refused";
+}
+
+// What is wrong with the archives of a manual run.
+std::string WrongWithArchives(const std::string& directory, const std::vector<std::string>& paths) {
+  std::string wrong;
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+    const std::string path = entry.path().string();
+    const bool is_input = std::find(paths.begin(), paths.end(), path) != paths.end();
+    if (!entry.is_regular_file() || is_input || !wrong.empty()) continue;
+    wrong = WrongWithArchive(path, paths);
+  }
+  return wrong;
+}
+
 }  // namespace
 
 std::string Archive(Input input) {
@@ -56,15 +80,13 @@ std::string Prove(Input input) {
   ArchiveBytes(files, options,
                [&](const std::string& directory, const std::vector<std::string>& inputs,
                    const ArchiveTargetResult& result) {
-                 if (result.status != -1) return;
                  std::vector<std::string> paths;
                  for (const std::string& name : inputs) paths.push_back(directory + name);
-                 for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-                   const std::string path = entry.path().string();
-                   const bool is_input = std::find(paths.begin(), paths.end(), path) != paths.end();
-                   if (!entry.is_regular_file() || is_input || !wrong.empty()) continue;
-                   wrong = WrongWithArchive(path, paths);
+                 const bool archived = result.status == kReturned;
+                 if (paths.size() == 1 && options.level == 'H') {
+                   wrong = OtherVerdict(paths[0], archived);
                  }
+                 if (archived && wrong.empty()) wrong = WrongWithArchives(directory, paths);
                });
   return wrong;
 }

@@ -108,6 +108,27 @@ std::vector<std::string> ArchiveSeeds() {
   return seeds;
 }
 
+std::vector<std::string> SideBySideSeeds() {
+  constexpr int kRecords = 14;  // one batch and the beginning of another, and some of the next hour
+  std::vector<std::string> seeds;
+  char choice = 0;
+  for (int number = kFirstRevision; number <= kLastRevision; ++number) {
+    std::vector<uint32_t> times;
+    for (uint32_t i = 1; i <= kRecords; ++i) times.push_back(spell::kNewYear + i * 270);
+    for (const bool all_kinds : {false, true}) {
+      const std::string text =
+          spell::Log({.revision = static_cast<uint8_t>(number)}, times, all_kinds);
+      seeds.push_back(std::string(1, choice) + '\10' + text);
+      choice = static_cast<char>((choice + 5) % 16);
+      seeds.push_back(std::string(1, choice) + '\2' + text.substr(0, text.size() / 2));
+    }
+  }
+  for (const std::string& seed : ArchiveSeeds()) {
+    if (seed.size() > 1) seeds.push_back(seed[0] + ('\7' + seed.substr(1)));
+  }
+  return seeds;
+}
+
 std::vector<std::string> AuditSeeds() {
   std::vector<std::string> seeds;
   for (const Case& each : Cases()) {

@@ -19,6 +19,9 @@ using Target = std::string (*)(Input input);
 // Records through the engine: the first byte chooses automatic or manual rules and the level of the
 // outputs, then up to three files.
 std::string Archive(Input input);
+// The same, up to two files, twice: the records one by one, and side by side in pieces. The first
+// byte chooses the size of pieces, too, the second one how many records at a time.
+std::string SideBySide(Input input);
 // One log through the engine; what comes out is checked and audited against it.
 std::string Prove(Input input);
 // One file through `check`, `info`, `dump` and `export`. The first byte chooses the forms.

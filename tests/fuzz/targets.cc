@@ -7,6 +7,7 @@ namespace {
 
 constexpr NamedTarget kTargets[] = {
     {"archive", Archive, ArchiveSeeds},
+    {"batch", SideBySide, SideBySideSeeds},
     {"prove", Prove, FileSeeds},
     {"read", Read, ReadSeeds},
     {"salvage", Salvaged, FileSeeds},

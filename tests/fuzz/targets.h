@@ -19,6 +19,7 @@ std::span<const NamedTarget> AllTargets();
 
 // Sound inputs and slightly broken ones, made by the generators of the tests.
 std::vector<std::string> ArchiveSeeds();
+std::vector<std::string> SideBySideSeeds();
 std::vector<std::string> FileSeeds();
 std::vector<std::string> ReadSeeds();
 std::vector<std::string> AuditSeeds();

@@ -16,6 +16,7 @@
 
 #include "areas/finfo.h"
 #include "engine/input_bytes.h"
+#include "revisions/sets/lookup.h"
 #include "revisions/statistics.h"
 #include "tests/revisions/broken_input_fixture.h"
 #include "tests/revisions/items_fixture.h"
@@ -67,6 +68,9 @@ class MadeLog {
     return log;
   }
   std::vector<size_t> starts;  // of the statistics records
+  // Keys of entries of logical and physical disks instead of their own, by record and place.
+  std::map<std::pair<int, int>, uint8_t> logical, physical;
+  Bytes padding;  // behind the sections of each statistics record
 
  private:
   Bytes Structure() const {
@@ -92,7 +96,8 @@ class MadeLog {
       for (uint8_t key = 1; key <= kOfEach; ++key) {
         const bool by_position = revision_ >= 0x1D && (kind == kHp || kind == kRp || kind == kMp);
         const bool stranger = strangers_ != 0 && !by_position && figures_.OneIn(strangers_);
-        record.Add(kind, Entry(kind, stranger ? StrangerIn(kind) : key));
+        const uint8_t usual = stranger ? StrangerIn(kind) : key;
+        record.Add(kind, Entry(kind, KeyInstead(kind, i, key - 1, usual)));
       }
     }
     if (revision_ >= 0x18) {
@@ -101,8 +106,22 @@ class MadeLog {
                         .flag = 0x80,
                         .interval = 5,
                         .elements = {Cab(1, 2, figures_.Next()), Cab(2, 2, figures_.Next())}}));
+      // Of a disk that no table has, which goes to where the section has left the search, and of
+      // one in the midst, where it goes on.
+      const uint32_t n = figures_.Below(1000);
+      record.Item(Item({.type = kWaitType,
+                        .interval = 1000,
+                        .elements = {Wait(0x6363, n, 2, 3, 4), Wait(0x0404, n, 3, 4, 5)}}));
     }
-    return record.Build();
+    Bytes built = record.Build().Add(padding);
+    return built.U32(8, built.size());
+  }
+
+  uint8_t KeyInstead(Kind kind, int record, int place, uint8_t usual) const {
+    if (kind != kLd && kind != kPd) return usual;
+    const auto& keys = kind == kLd ? logical : physical;
+    const auto found = keys.find({record, place});
+    return found != keys.end() ? found->second : usual;
   }
 
   Bytes Entry(Kind kind, uint8_t key) {
@@ -156,6 +175,7 @@ class SideBySide : public ::testing::TestWithParam<int> {
                              std::map<std::string, std::string>>;
 
   Outcome Run(bool automatic, const std::string& log) {
+    usLdCursor = usPdCursor = 0;  // as in a process of its own
     std::filesystem::remove_all(directory_.Path("archive"));
     directory_.MakeDirectory("archive");
     directory_.Write(kName, log);
@@ -217,6 +237,31 @@ TEST_P(SideBySide, EntriesInAnyOrder) {
     SCOPED_TRACE(seed);
     Compare(MadeLog(GetParam(), seed, seed % 3 == 0 ? 1000 : 300).Make());
   }
+}
+
+// A disk that no table has goes to where the search before it ended: in another file, in the record
+// before, in the wait times of that. A disk that comes twice later has the period repeated.
+TEST_P(SideBySide, SearchesResumeWhereTheyHaveEnded) {
+  MadeLog first(GetParam(), 40);
+  for (auto* keys : {&first.logical, &first.physical}) {
+    (*keys)[{kRecords + 2, kOfEach - 1}] = 4;  // the searches end there
+  }
+  const std::string log = first.Make();
+  for (const int strange : {0, 9, 10, 11}) {
+    for (const int late : {3, 9, 10, 12, 99}) {
+      SCOPED_TRACE(std::to_string(strange) + ", " + std::to_string(late));
+      MadeLog second(GetParam(), 41);
+      for (auto* keys : {&second.logical, &second.physical}) {
+        // Logical disks are searched from the start before 0x15, and must be found.
+        if (keys == &second.physical || GetParam() >= 0x15) (*keys)[{strange, 0}] = 99;
+        (*keys)[{late, 5}] = 2;
+      }
+      second_ = second.Make();
+      Compare(log);
+      if (HasFatalFailure()) return;
+    }
+  }
+  EXPECT_EQ(broken_, 0);
 }
 
 // Each section header and each section of each record, in one revision of each family.
@@ -282,6 +327,23 @@ TEST_P(SideBySide, FirstRecordInTroubleIsToldOf) {
       EXPECT_NE(told_broken, told_unreadable) << errors.Text();
     }
   }
+}
+
+// Bytes that nobody uses are read, too: one that is missing is an error of its record.
+TEST_P(SideBySide, UnusedBytesBehindSectionsAreRead) {
+  const Reading by_small_pieces(10, 200);
+  const Capture errors(2);
+  RevisionRun run(GetParam());
+  MadeLog made(GetParam(), 1);
+  made.padding = Bytes(1000);
+  const std::string log = made.Make();
+  const size_t head = spell::HeaderSize(static_cast<uint8_t>(GetParam()));
+  run.Append(
+      Bytes(std::vector<uint8_t>(log.begin() + static_cast<std::ptrdiff_t>(head),
+                                 log.begin() + static_cast<std::ptrdiff_t>(made.starts[3]))));
+  ASSERT_EQ(ftruncate(rfd, static_cast<off_t>(made.starts[3] - head - 2)), 0);
+  EXPECT_EQ(StatusOf([&] { run.ReadOn(); }), 1);
+  EXPECT_NE(errors.Text().find(" 110 "), std::string::npos) << errors.Text();
 }
 
 // What lies between the sections of a record is read and takes no memory: 600 MB in a process that

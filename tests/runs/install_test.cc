@@ -68,6 +68,34 @@ TEST_F(Install, PutsEverythingIntoItsPlace) {
   }
 }
 
+// README.md and docs/ are read where they are installed, too. Links to what is in the checkout only
+// were dead there: the changelog, what is trusted, rules to begin with.
+TEST_F(Install, LinksOfThePagesLeadSomewhere) {
+  const std::regex link("\\]\\(([^)#:[:space:]]+)[^):]*\\)");
+  const std::regex example("packaging/[a-z/.-]*[a-z]");
+  size_t followed = 0;
+  const auto follow = [&](const fs::path& page, const fs::path& target) {
+    ++followed;
+    EXPECT_TRUE(fs::exists(target)) << page << ": " << target;
+  };
+  for (const std::string& file : files_) {
+    if (!file.ends_with(".md")) continue;
+    const fs::path page = stage_.Path(file.substr(1));
+    const std::string text = TempDir::ReadFile(page);
+    for (std::sregex_iterator at(text.begin(), text.end(), link), end; at != end; ++at) {
+      follow(page, page.parent_path() / (*at)[1].str());
+    }
+    // What operators and analysts are told to run.
+    if (page.filename() != "export.md" && page.filename() != "scale.md") continue;
+    const fs::path root = page.parent_path().parent_path();
+    if (page.parent_path().filename() != "docs") continue;
+    for (std::sregex_iterator at(text.begin(), text.end(), example), end; at != end; ++at) {
+      follow(page, root / at->str());
+    }
+  }
+  EXPECT_GE(followed, 200U);
+}
+
 // A path in a unit that nobody installs would fail at night.
 TEST_F(Install, UnitsAndPagesNameWhatIsThere) {
   const std::regex path("[=+-](/[a-zA-Z][^ \n]*/(bin|libexec|etc)/[^ \n]*)");

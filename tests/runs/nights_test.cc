@@ -21,7 +21,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using model::ArchiveState;
-using model::Date;
 using model::LogState;
 using std::chrono::days;
 
@@ -71,7 +70,7 @@ NightNames NamesOf(const TestServer& server) {
   return names;
 }
 
-std::string TimeText(Date date, int second) {
+std::string TimeText(model::Date date, int second) {
   const std::string digits = model::Digits(date);
   char text[32];
   snprintf(text, sizeof text, "%s-%s-%s %02d:%02d:%02d", digits.substr(0, 4).c_str(),
@@ -91,7 +90,7 @@ class LongPrefixNights : public ::testing::Test {
   void SetUp() override { SKIP_WITHOUT_PRELOADING(); }
 
   // Moves the logs of a day from where they were made. Returns their names.
-  std::vector<std::string> Deliver(Date date) {
+  std::vector<std::string> Deliver(model::Date date) {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(made.Path())) {
       const std::string name = entry.path().filename().string();
@@ -127,8 +126,8 @@ TEST_F(LongPrefixNights, MonthFromAnEmptyDirectoryToADayArchive) {
   Keep(1, 1, 'm');
   std::vector<model::InputFile> logs;
   std::vector<model::InputFile> hours;
-  const Date first = model::DateOf("20240201");
-  for (Date today = first; today <= first + days(32); today += days(1)) {
+  const model::Date first = model::DateOf("20240201");
+  for (model::Date today = first; today <= first + days(32); today += days(1)) {
     if (today > first) Deliver(today - days(1));
     for (const auto& [name, bytes] : FilesOf(server)) {
       if (name.starts_with(model::Digits(today - days(1)))) {
@@ -229,7 +228,7 @@ class LongPrefixYear : public LongPrefixNights {
   bool OneIn(int count) { return std::uniform_int_distribution<int>(0, count - 1)(random) == 0; }
 
   // Arrival of a day: one file in twelve has a fault.
-  void DeliverWithFaults(Date date) {
+  void DeliverWithFaults(model::Date date) {
     constexpr LogState kFaults[] = {LogState::kBroken, LogState::kBroken,     LogState::kHeadless,
                                     LogState::kEmpty,  LogState::kUnreadable, LogState::kOld};
     std::vector<std::string> names = Deliver(date);
@@ -240,7 +239,7 @@ class LongPrefixYear : public LongPrefixNights {
     }
   }
 
-  void RunAndCompare(Date today, int second) {
+  void RunAndCompare(model::Date today, int second) {
     const Clock clock = ClockAt(TimeText(today, second), kBerlin);
     if (std::uniform_int_distribution<int>(0, 9)(random) == 0) {
       // This night's first attempt is killed somewhere; the second must end as if it had not been.
@@ -264,9 +263,9 @@ TEST_F(LongPrefixYear, ThreeArraysWithFaultsMissedAndKilledNights) {
   Keep(0, 40, 'd');
   Keep(1, 3, 'm');
   Keep(2, 6, 'm');
-  const Date first = model::DateOf("20240101");
+  const model::Date first = model::DateOf("20240101");
   int nights = 0;
-  for (Date today = first + days(1); today <= first + days(366); today += days(1)) {
+  for (model::Date today = first + days(1); today <= first + days(366); today += days(1)) {
     DeliverWithFaults(today - days(1));
     GiveBackRights();
     if (today == model::DateOf("20240715")) {

@@ -9,20 +9,24 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/driver_fixture.h"
 #include "tests/support/process.h"
-#include "tests/support/record_bytes.h"
 #include "tests/support/runs/nights.h"
+#include "tests/support/tempdir.h"
 
 namespace {
 
-using spell::Bytes;
 using ::testing::HasSubstr;
 
-constexpr char kOld[] = "what stood there before";
+constexpr char kStoodBefore[] = "what stood there before";
 
-class Reading : public DriverTest {
+class Reading : public ::testing::Test {
  protected:
+  Reading() { directory_.MakeDirectory("out"); }
+
+  std::string Put(const std::string& name, const std::string& bytes) {
+    directory_.Write(name, bytes);
+    return directory_.Path(name);
+  }
   // A run of the built program into "out" with the disturbing library.
   ProgramResult Disturbed(const Variables& disturb, const std::string& input) const {
     ProgramSettings settings;
@@ -31,8 +35,8 @@ class Reading : public DriverTest {
     return RunProgram(QELPRFARC_PATH, {"-o", directory_.Path("out"), input}, settings);
   }
 
-  std::map<std::string, Bytes> Files() const {
-    std::map<std::string, Bytes> files;
+  std::map<std::string, std::string> Files() const {
+    std::map<std::string, std::string> files;
     for (const auto& entry : std::filesystem::directory_iterator(directory_.Path("out"))) {
       files[entry.path().filename().string()] = TempDir::ReadFile(entry.path().string());
     }
@@ -41,12 +45,16 @@ class Reading : public DriverTest {
 
   // A log of logical disks only, as "20240101A.psl".
   std::string MakeLog(const std::string& disks, const std::string& records) {
-    const ProgramResult made =
-        RunProgram(PSLTOOL_PATH, {"make", "-q", "-o", directory_.Path("made"), "--none", "--ld",
-                                  disks, "--interval", "10", "--records", records});
+    const ProgramResult made = RunProgram(
+        PSLTOOL_PATH, {"make", "-q", "-o", directory_.Path("made"), "--start", "2024-01-01",
+                       "--none", "--ld", disks, "--interval", "10", "--records", records});
     EXPECT_EQ(made.status, 0) << made.err;
-    return Put("20240101A.psl", directory_.Read("made/" + directory_.Names("made").at(0)));
+    const std::string log = directory_.Read("made/" + directory_.Names("made").at(0));
+    std::filesystem::remove_all(directory_.Path("made"));
+    return Put("20240101A.psl", log);
   }
+
+  TempDir directory_;
 };
 
 // ---- calls ----
@@ -73,7 +81,6 @@ TEST_F(Reading, TakesFewCalls) {
     EXPECT_GT(calls, 5U);
     // The header is read by itself, twice.
     EXPECT_LE(calls, 10 + size / log.bytes_per_call);
-    std::filesystem::remove_all(directory_.Path("made"));
   }
 }
 
@@ -83,7 +90,7 @@ TEST_F(Reading, TakesFewCalls) {
 class FailingReads : public Reading {
  protected:
   int FailEach(const std::string& call, const std::string& input) {
-    Put("out/20240101A.psa", kOld);
+    Put("out/20240101A.psa", kStoodBefore);
     int failures = 0;
     for (int n = 1;; ++n) {
       const std::string time = std::to_string(n);
@@ -97,7 +104,7 @@ class FailingReads : public Reading {
       EXPECT_EQ(result.status, 1);
       EXPECT_THAT(result.err, HasSubstr("110 Read error -- " + input));
       EXPECT_THAT(result.err, HasSubstr(" errno=5\n"));
-      EXPECT_EQ(Files(), (std::map<std::string, Bytes>{{"20240101A.psa", kOld}}));
+      EXPECT_EQ(Files(), (std::map<std::string, std::string>{{"20240101A.psa", kStoodBefore}}));
       if (HasFailure()) return failures;
     }
   }
@@ -106,12 +113,12 @@ class FailingReads : public Reading {
 // Once, a failing lseek made an empty archive of the log, with status 0.
 TEST_F(FailingReads, FailingSeekIsAReadError) {
   SKIP_WITHOUT_PRELOADING();
-  EXPECT_GE(FailEach("lseek", Put("20240101A.psl", LogOf(0x1C, {1, 1}))), 4);
+  EXPECT_GE(FailEach("lseek", MakeLog("1", "2")), 4);
 }
 
 TEST_F(FailingReads, FailingReadIsAReadErrorWhereverItComes) {
   SKIP_WITHOUT_PRELOADING();
-  const std::string small = Put("20240101A.psl", LogOf(0x1C, {1, 1}));
+  const std::string small = MakeLog("1", "2");
   EXPECT_GE(FailEach("read", small), 4);
   EXPECT_GE(FailEach("pread", small), 1);
   // Records that are read by pieces, side by side.

@@ -136,7 +136,7 @@ class Judge:
                 continue  # judged by the next run: what is in it by half is rolled back when it is opened
             if path in self.ref.content and content == self.ref.content[path]:
                 continue
-            if _is_temporary(path, self.ref.before) or moved_from(path, content, self.ref.before):
+            if is_temporary(path, self.ref.before) or moved_from(path, content, self.ref.before):
                 continue
             if self._left_on_purpose(path, result):
                 continue
@@ -162,9 +162,9 @@ class Judge:
         # What a killed manual run or a killed psltool had in hand is nobody's to remove.
         if killed is not None and not self.scenario.automatic:
             tree = {path: content for path, content in tree.items()
-                    if path in self.ref.tree or not _is_temporary(path, self.ref.before)}
+                    if path in self.ref.tree or not is_temporary(path, self.ref.before)}
         wrong = [f'still left behind: {path}' for path in tree
-                 if path not in self.ref.tree and _is_temporary(path, {})]
+                 if path not in self.ref.tree and is_temporary(path, {})]
         if self.as_undisturbed(tree):
             return wrong, False
         told += self.scenario.messages(result, tree)
@@ -195,11 +195,11 @@ class Judge:
         removes its own; that of `unit` its working directory; a database its journal."""
         if self.scenario.automatic or path in self.ref.tree or path in self.scenario.tree:
             return False
-        return (_is_temporary(path, self.ref.before) and '/.units' not in path
+        return (is_temporary(path, self.ref.before) and '/.units' not in path
                 and not path.endswith('-journal'))
 
 
-def _is_temporary(path, before):
+def is_temporary(path, before):
     name = os.path.basename(path)
     return path not in before and ('_tmp' in name or name.startswith('.') or '.part' in name
                                    or '-journal' in name or '.units' in path)

@@ -1,6 +1,6 @@
-"""What happens around a night: the program is stopped before one of its calls, the file system is full or
+"""What happens around a run: the program is stopped before one of its calls, the file system is full or
 read-only from there on, rights are taken away, or the clock jumps; then it goes on. Afterwards all is as
-before, and the next night must make everything good."""
+before, and the next run must make everything good."""
 import atexit
 import ctypes
 import os
@@ -8,7 +8,6 @@ import os
 import machine as machines
 import oracle
 import races
-import scenarios
 
 MS_RDONLY, MS_REMOUNT, MS_BIND, MS_REC, MS_PRIVATE = 1, 32, 4096, 16384, 1 << 18
 CLONE_NEWNS = 0x20000
@@ -41,6 +40,7 @@ def _own_mounts():
 
 class SmallMachine(machines.Machine):
     """Its files lie in a file system of their own, of four megabytes."""
+    title = 'full and read-only'
 
     def __init__(self, build):
         super().__init__(build)
@@ -54,6 +54,7 @@ class SmallMachine(machines.Machine):
 
 class NobodysMachine(machines.Machine):
     """Programs run without any privilege, in a tree that is theirs."""
+    title = 'rights'
 
     def __init__(self, build):
         super().__init__(build)
@@ -125,14 +126,15 @@ class Rights:
             os.chmod(path, self.before)
 
 
-MACHINES = {
-    'full and read-only': (SmallMachine, {
+# Of the night, by the machine that they take.
+NIGHT = {
+    SmallMachine: {
         'the file system is full': Full(),
         'the archives become read-only': ReadOnly('arc/archive'),
         'logs and archives become read-only': ReadOnly('arc'),
         'everything becomes read-only': ReadOnly('.'),
-    }),
-    'rights': (NobodysMachine, {
+    },
+    NobodysMachine: {
         'archives cannot be written': Rights('arc/archive', 0o555),
         'archives cannot be looked at': Rights('arc/archive', 0),
         'logs cannot be removed': Rights('arc', 0o555),
@@ -141,8 +143,18 @@ MACHINES = {
         'a log cannot be read': Rights('arc/20240313b.psl', 0),
         'a part of a day cannot be read': Rights('arc/20240310a#002.psl', 0),
         'an hour archive cannot be read': Rights('arc/archive/20240115a.psa', 0),
-    }),
+    },
 }
+
+
+def cases_of(scenario):
+    """By machine, what may happen around a scenario."""
+    if scenario.name == 'night':
+        return NIGHT
+    written = scenario.outputs[0].split('/')[0] if scenario.outputs else 'pml'
+    return {SmallMachine: {'the file system is full': Full(),
+                           f'{written} becomes read-only': ReadOnly(written)}}
+
 
 CLOCKS = {'the clock goes back by a day': -DAY, 'the clock goes back by ten years': -3650 * DAY,
           'the clock goes forward by a day': DAY}
@@ -161,6 +173,11 @@ def one_case(machine, scenario, judge, case, number):
     if acted:
         case.undo(machine)
     tree = machine.take()
+    if isinstance(case, ReadOnly) and not scenario.automatic:
+        # Where nothing can be removed any more, a temporary file stays; nobody else takes it away.
+        for path in [path for path in tree if oracle.is_temporary(path, judge.ref.before)]:
+            if tree.pop(path) is not None:
+                os.unlink(os.path.join(machine.tree, path))
     wrong = judge.failed_run(result, tree)
     more, told = judge.next_run(result, tree)
     return wrong + more, told
@@ -180,13 +197,3 @@ def one_clock(machine, scenario, judge, seconds, number):
               if tree.get(archive) != judge.ref.tree[archive]]
     wrong += [f'still left behind: {path}' for path in tree if '_tmp' in path]
     return wrong
-
-
-def tables(build):
-    """(name, machine, scenario, cases) of each; instead of the machine a word why it cannot be."""
-    for name, (make, cases) in MACHINES.items():
-        try:
-            machine = make(build)
-            yield name, machine, scenarios.night(machine), cases
-        except NotAllowed as word:
-            yield name, str(word), None, {}

@@ -134,6 +134,7 @@ PsltoolTargetResult RunPsltool(std::span<const uint8_t> bytes, unsigned forms) {
   const std::string path = Scratch::Write("x.psl", bytes);
   const CheckedFile checked = Check(path);
   result.clean = checked.errors == 0;
+  result.level = checked.level;
   if ((forms & kEveryForm) != 0) ReadIt(path, forms, result);
   if ((forms & kSalvage) != 0) SaveIt(path, bytes, checked.records, result);
   if (LeftAnything()) result.contradiction = "a partial file was left";

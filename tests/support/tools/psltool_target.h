@@ -10,6 +10,7 @@ struct PsltoolTargetResult {
   // Empty, or what the commands say that cannot both be true.
   std::string contradiction;
   bool clean = false;       // `check` finds no error
+  char level = 0;           // of the file; 0: it has no header that can be read
   bool saved = false;       // `salvage` writes a file
   bool saved_more = false;  // and with resync one that holds more
 };

@@ -152,9 +152,9 @@ class Browser:
 
     def key(self, name, code=None, modifiers=0):
         """Presses a key where the focus is."""
-        text = name if len(name) == 1 else ""
+        text = name if len(name) == 1 else "\r" if name == "Enter" else ""
         # What the browser itself does with a key goes by its number.
-        number = {"ArrowLeft": 37, "ArrowUp": 38, "ArrowRight": 39, "ArrowDown": 40}.get(name, 0)
+        number = {"Enter": 13, "ArrowLeft": 37, "ArrowUp": 38, "ArrowRight": 39, "ArrowDown": 40}.get(name, 0)
         for kind in ("keyDown", "keyUp"):
             self.call("Input.dispatchKeyEvent", type=kind, key=name, code=code or name, text=text,
                       modifiers=modifiers, windowsVirtualKeyCode=number)

@@ -23,7 +23,7 @@ class Files:
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
         if status is not None and done.returncode != status:
             raise AssertionError(f"{arguments}: status {done.returncode}, {done.stderr.decode()}")
-        return done.stdout.decode()
+        return done.stdout.decode(errors="replace")
 
     def make(self, name, *options, zone="UTC"):
         """Makes logs, and hour archives of them; the directories of both."""

@@ -16,9 +16,24 @@ def test_hands(files, arguments):
     with Browser() as browser:
         browser.open(page)
         use_charts(browser)
+        explained_by_docs(browser)
         use_controls(browser, page)
         use_sizes(browser, arguments)
         quiet(browser, page)
+
+
+def explained_by_docs(browser):
+    """What the words mean is said in the lines of the documentation."""
+    path = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../docs/measures.md")
+    with open(path, encoding="utf-8") as file:
+        lines = file.read()
+    words = browser.run("[...document.querySelectorAll('#words dd, #totals .meaning, #top .meaning, #heat-meaning')]"
+                        ".map((e) => e.textContent)")
+    holds(len(words) > 15, f"only {len(words)} explanations")
+    for text in words:
+        # In front of the top list the kind and the measure are explained in one line.
+        parts = [text] if text in lines else text.split(". ", 1)
+        holds(all(part.rstrip(".") in lines for part in parts), f"{text} is not said in docs/measures.md")
 
 
 def use_charts(browser):
@@ -136,6 +151,24 @@ def use_sizes(browser, arguments):
     browser.run("window.shades = []; new MutationObserver(() => window.shades.push("
                 "document.documentElement.dataset.shade)).observe(document.documentElement, "
                 "{ attributes: true })")
+    # Charts go to paper as they are on their canvas: of a new one the browser would print every stroke, the one
+    # that clears it among them, and viewers show nothing.
+    kept = browser.run("""(() => {
+      const plot = document.querySelector('#totals .plot');
+      const canvas = plot.querySelector('canvas');
+      const blue = () => { const { data } = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height);
+        for (let i = 0; i < data.length; i += 4) {
+          if (data[i] === 10 && data[i + 1] === 88 && data[i + 2] === 202 && data[i + 3] === 255) return true;
+        }
+        return false; };
+      const before = blue();
+      window.dispatchEvent(new Event('beforeprint'));
+      const during = [plot.contains(canvas), blue()];
+      window.dispatchEvent(new Event('afterprint'));
+      return [before, ...during, blue()]; })()""")
+    same(kept, [False, True, True, False], "the light blue of a line, its canvas, and again, around printing")
+    browser.events = [each for each in browser.events if "willReadFrequently" not in json.dumps(each)]
+    browser.run("window.shades.length = 0")
     holds(browser.pdf().startswith(b"%PDF"), "printed")
     same(browser.run("window.shades"), ["light", "dark"], "themes while it was printed")
 

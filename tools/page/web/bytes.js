@@ -4,7 +4,9 @@
 const pieces = new Map();
 
 async function unpack(text) {
-  const bytes = Uint8Array.from(atob(text), (c) => c.charCodeAt(0));
+  const letters = atob(text);
+  const bytes = new Uint8Array(letters.length);
+  for (let i = 0; i < bytes.length; ++i) bytes[i] = letters.charCodeAt(i);
   const stream = new Blob([bytes]).stream().pipeThrough(new DecompressionStream("deflate-raw"));
   return new Uint8Array(await new Response(stream).arrayBuffer());
 }
@@ -77,14 +79,15 @@ class Columns {
   }
 
   floating(numbers, width) {
-    const one = new DataView(new ArrayBuffer(8));
-    for (let i = 0; i < numbers.length; ++i) {
-      for (let plane = 0; plane < width; ++plane) {
-        one.setUint8(plane, this.bytes[this.at + plane * numbers.length + i]);
-      }
-      numbers[i] = width === 8 ? one.getFloat64(0, true) : one.getFloat32(0, true);
+    const count = numbers.length;
+    const whole = new Uint8Array(width * count);
+    for (let plane = 0; plane < width; ++plane, this.at += count) {
+      for (let i = 0; i < count; ++i) whole[i * width + plane] = this.bytes[this.at + i];
     }
-    this.at += width * numbers.length;
+    const view = new DataView(whole.buffer);
+    for (let i = 0; i < count; ++i) {
+      numbers[i] = width === 8 ? view.getFloat64(8 * i, true) : view.getFloat32(4 * i, true);
+    }
     return numbers;
   }
 

@@ -158,13 +158,11 @@ function drawChart(chart) {
     series: lines.length > 1 ? { "line 2": { axis: "y2" } } : {},
     customBars: chart.banded,
     stepPlot: true,
-    colors: lines.map((line, i) => colour(`--line-${i + 1}`)),
+    ...coloursOf(chart),
     strokeWidth: 1.5,
     fillAlpha: 0.35,
     dateWindow: windowOf(array),
     includeZero: true,
-    axisLineColor: colour("--axis"),
-    gridLineColor: colour("--grid"),
     axisLabelFontSize: 12,
     highlightCircleSize: 3,
     axes: {
@@ -199,6 +197,19 @@ function describeChart(chart) {
   chart.figure.querySelector(".axis").textContent =
     `${unitText(chart.lines[0].measure)} over time, ${zoneText(state.zone, from / 1000)}` +
     (chart.stride > 1 ? `; drawn in steps of ${chart.stride} intervals` : "");
+}
+
+const coloursOf = (chart) => ({ colors: chart.lines.map((line, i) => colour(`--line-${i + 1}`)),
+  axisLineColor: colour("--axis"), gridLineColor: colour("--grid") });
+
+// In the colours of another theme, on the canvas that is there. Of a new one browsers would print each
+// stroke again, and with them the one that clears it.
+function recolourCharts() {
+  for (const chart of shownCharts) {
+    if (!chart.graph || !chart.plot.isConnected) continue;
+    chart.drawnFor = state.zone + document.documentElement.dataset.shade;
+    chart.graph.updateOptions(coloursOf(chart));
+  }
 }
 
 // Draws what is new, moves what is there to the span.

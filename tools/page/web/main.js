@@ -82,7 +82,7 @@ function listenToPrinter() {
     document.documentElement.dataset.shade = shade;
     fillArrays();
     if (shownHeat) drawHeat(...shownHeat);
-    refreshCharts();
+    recolourCharts();
   };
   window.addEventListener("beforeprint", () => {
     before = document.documentElement.dataset.shade;

@@ -71,6 +71,25 @@ function change(changes, quiet = false) {
   tell();
 }
 
+// Panels make their elements anew; who goes through them with keys stays where he was.
+function focusPlace() {
+  const element = document.activeElement;
+  if (!element || element === document.body) return null;
+  if (element.id) return { home: element.id };
+  const home = element.closest("[id]");
+  const tag = element.tagName;
+  return home && { home: home.id, tag, text: element.textContent, number: [...home.querySelectorAll(tag)].indexOf(element) };
+}
+
+function focusAgain(place) {
+  if (!place || document.activeElement !== document.body) return;
+  const home = at(place.home);
+  const all = home && place.tag ? [...home.querySelectorAll(place.tag)] : [home];
+  const same = (element) => !place.tag || (element && element.textContent === place.text);
+  const found = same(all[place.number || 0]) ? all[place.number || 0] : all.find(same);
+  if (found) found.focus({ preventScroll: true });
+}
+
 let telling = null;
 
 // Tells the panels, once for changes that come together.
@@ -78,10 +97,12 @@ function tell() {
   telling = telling || Promise.resolve().then(async () => {
     telling = null;
     document.body.dataset.busy = "true";
+    const place = focusPlace();
     try {
       await keysOf(currentKind());
       for (const listener of listeners) await listener();
     } finally {
+      focusAgain(place);
       if (telling === null) delete document.body.dataset.busy;
     }
   });
