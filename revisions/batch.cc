@@ -92,7 +92,8 @@ bool Batch::PeekAt(int64_t at, BatchRecord& record) {
   }
   if (!follows || !piece->Holds(at, record.frame.length)) {
     piece = &pieces_[n];
-    if (!piece->Get(at, HeadSize(), piece_bytes)) {
+    piece->Get(at, HeadSize(), piece_bytes);
+    if (!piece->Holds(at, kRecordHeaderSize)) {
       NoteUnreadable(at, piece->error());
       return false;
     }
@@ -100,6 +101,11 @@ bool Batch::PeekAt(int64_t at, BatchRecord& record) {
   }
   if (record.frame.fault != FrameFault::kSound || record.frame.length < HeadSize()) return false;
   if (record.frame.tag != RecordTag::kStatistics) return false;
+  // Of other records nothing behind the header need be readable.
+  if (!piece->Holds(at, HeadSize())) {
+    NoteUnreadable(at, piece->error());
+    return false;
+  }
   record.head = piece->At(at);
   record.bytes.Begin(piece, at, record.frame.length);
   return true;

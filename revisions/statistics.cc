@@ -104,19 +104,22 @@ bool ReadAlone(const RevisionLayout& of_file, bool decided) {
   return true;
 }
 
-// Folds the entries of a record that has been read before once more.
-void FoldAgain(const RevisionLayout& of_file) {
+// Folds the entries of a record that has been read before once more. False: broken, reported; only
+// what has been changed since is.
+bool FoldAgain(const RevisionLayout& of_file) {
   RecordBytes record;
   ReadWholeRecord(&record);
   const RecordView view = ViewOf(record);
+  if (view.size < of_file.row.record_head) return BrokenRecord("statistics record too short");
   const RevisionLayout& layout = LayoutOfRecord(view.data, of_file);
-  FoldSections(view, DecodeSections(view.data, layout), layout);
+  if (!FoldSections(view, DecodeSections(view.data, layout), layout)) return false;
   finfo.first_interval = false;
+  return true;
 }
 
 // The slots are void. They get the entries of the period's records again, up to those of the batch,
-// whose first record is at hand.
-void RepeatPeriod(const RevisionLayout& layout) {
+// whose first record is at hand. False: broken, reported.
+bool RepeatPeriod(const RevisionLayout& layout) {
   const FileInfo now = finfo;
   for (uint8_t kind = 0; kind < kSectionKinds; ++kind) ClearSlots(static_cast<Kind>(kind));
   finfo.first_interval = true;
@@ -124,12 +127,15 @@ void RepeatPeriod(const RevisionLayout& layout) {
   while (finfo.position < now.record_start) {
     const int64_t at = finfo.position;
     const Frame frame = FrameAt(InputBytes(at, kRecordHeaderSize), at);
+    // Somebody may have written to the file since.
+    if (frame.fault != FrameFault::kSound) return BrokenRecord("record changed while it was read");
     NoteRecord(at, frame);
-    if (frame.tag == RecordTag::kStatistics) FoldAgain(layout);
+    if (frame.tag == RecordTag::kStatistics && !FoldAgain(layout)) return false;
   }
   const bool first = finfo.first_interval;
   finfo = now;
   finfo.first_interval = first;
+  return true;
 }
 
 // Takes the records of the batch as the stream hands them over, one after the other, when their
@@ -170,7 +176,7 @@ void ReadStatistics(const RevisionLayout& layout) {
     return;
   }
   ReadAloneFromNowOn();
-  RepeatPeriod(layout);
+  if (!RepeatPeriod(layout)) return;
   usLdCursor = cursors[0];
   usPdCursor = cursors[1];
   ReadAlone(layout, true);

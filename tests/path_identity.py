@@ -7,7 +7,7 @@ byte. Entries are counted in the logs themselves, by their section headers. A pa
 lacks is passed over with a word.
 
 Usage: tests/path_identity.py [--all] psltool Qelprfarc_scalar Qelprfarc_PATH...
-  --all   every shape in every revision (about a minute)
+  --all   every shape in every revision (some ten seconds)
 """
 import os
 import subprocess

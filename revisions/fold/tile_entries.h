@@ -135,11 +135,13 @@ const uint8_t* TakeWholeTile(MixedEntries& tile, const uint8_t* entry, size_t fu
     return SignatureAt(entry + kAtSignature) ^ SignatureAt(expected + lane * 8);
   };
   // Idle ones as a rule stand together, and are found without going from one to the next.
-  if (AreTile(entry, kHead, expected, signature.All(), signature.one_if_compact)) {
-    for (size_t lane = 0; lane < kLanes; ++lane) tile.entry[lane] = entry + lane * kHead;
-    tile.groups.fill(kNoEntry.data());
-    tile.compact = tile.valid = 0xFF;
-    return entry + kLanes * kHead;
+  if constexpr (kForm.compact != kNone) {
+    if (AreTile(entry, kHead, expected, signature.All(), signature.one_if_compact)) {
+      for (size_t lane = 0; lane < kLanes; ++lane) tile.entry[lane] = entry + lane * kHead;
+      tile.groups.fill(kNoEntry.data());
+      tile.compact = tile.valid = 0xFF;
+      return entry + kLanes * kHead;
+    }
   }
   uint64_t any = 0;
   unsigned compact = 0;

@@ -1,0 +1,129 @@
+// Bytes that cannot be read, and files that change, while records are read side by side: what is
+// told, and of which record.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "areas/finfo.h"
+#include "revisions/statistics.h"
+#include "tests/revisions/side_by_side_logs.h"
+#include "tests/support/engine_run.h"
+#include "tests/support/record_builder.h"
+#include "tests/support/revision_facts.h"
+#include "tests/support/revision_run.h"
+#include "tests/support/run_state.h"
+
+namespace revtest {
+namespace {
+
+class SideBySideFaults : public ::testing::TestWithParam<int> {};
+INSTANTIATE_TEST_SUITE_P(Revisions, SideBySideFaults, ::testing::ValuesIn(AllRevisions()),
+                         [](const ::testing::TestParamInfo<int>& test) {
+                           return "Rev" + RevisionName(test.param);
+                         });
+
+// A record that is broken late counts before one behind it that cannot be read, and the other way
+// round, though all pieces but the last of both are read before.
+TEST_P(SideBySideFaults, FirstRecordInTroubleIsToldOf) {
+  for (const bool broken : {false, true}) {
+    for (const bool unreadable_first : {false, true}) {
+      const Reading by_small_pieces(10, SmallPiece(GetParam()));
+      Capture errors(2);
+      RevisionRun run(GetParam());
+      MadeLog made(GetParam(), 1);
+      std::string log = made.Make();
+      const size_t head = spell::HeaderSize(static_cast<uint8_t>(GetParam()));
+      const size_t broken_record = made.starts[unreadable_first ? 2 : 1];
+      if (broken) BreakLastDiskPort(&log, broken_record, GetParam());
+      log.resize(made.starts[3]);
+      run.Append(
+          Bytes(std::vector<uint8_t>(log.begin() + static_cast<std::ptrdiff_t>(head), log.end())));
+      // The file ends before its size says: in the third record, or in the second.
+      const size_t end = (unreadable_first ? made.starts[2] : made.starts[3]) - head - 2;
+      ASSERT_EQ(ftruncate(rfd, static_cast<off_t>(end)), 0);
+      EXPECT_EQ(StatusOf([&] { run.ReadOn(); }), 1);
+      const bool told_broken = errors.Text().find(" 112 ") != std::string::npos;
+      const bool told_unreadable = errors.Text().find(" 110 ") != std::string::npos;
+      EXPECT_EQ(told_broken, broken && !unreadable_first) << errors.Text();
+      EXPECT_NE(told_broken, told_unreadable) << errors.Text();
+    }
+  }
+}
+
+// Bytes that nobody uses are read, too: one that is missing is an error of its record.
+TEST_P(SideBySideFaults, UnusedBytesBehindSectionsAreRead) {
+  const Reading by_small_pieces(10, SmallPiece(GetParam()));
+  const Capture errors(2);
+  RevisionRun run(GetParam());
+  MadeLog made(GetParam(), 1);
+  made.padding = Bytes(1000);
+  const std::string log = made.Make();
+  const size_t head = spell::HeaderSize(static_cast<uint8_t>(GetParam()));
+  run.Append(
+      Bytes(std::vector<uint8_t>(log.begin() + static_cast<std::ptrdiff_t>(head),
+                                 log.begin() + static_cast<std::ptrdiff_t>(made.starts[3]))));
+  ASSERT_EQ(ftruncate(rfd, static_cast<off_t>(made.starts[3] - head - 2)), 0);
+  EXPECT_EQ(StatusOf([&] { run.ReadOn(); }), 1);
+  EXPECT_NE(errors.Text().find(" 110 "), std::string::npos) << errors.Text();
+}
+
+// The bytes of a log between two places, as records.
+Bytes PartOf(const std::string& log, size_t from, size_t to) {
+  return Bytes(std::vector<uint8_t>(log.begin() + static_cast<std::ptrdiff_t>(from),
+                                    log.begin() + static_cast<std::ptrdiff_t>(to)));
+}
+
+// The system cannot give what lies behind the header of the last record. It is asked for when the
+// statistics record before it is read, but only another one of those must be readable.
+TEST_P(SideBySideFaults, OnlyStatisticsRecordsBehindMustBeReadable) {
+  const Reading by_small_pieces(10, SmallPiece(GetParam()));
+  const auto read = [](const std::string& last) {
+    Capture errors(2);
+    RevisionRun run(GetParam());
+    MadeLog made(GetParam(), 1);
+    const std::string log = made.Make();
+    const size_t head = spell::HeaderSize(static_cast<uint8_t>(GetParam()));
+    run.Append(PartOf(log, head, made.starts[3]));
+    run.Append(PartOf(last, 0, last.size()));
+    const off_t end = finfo.input_size - static_cast<off_t>(last.size()) + 20;
+    if (ftruncate(rfd, end) != 0) return std::string("not cut");
+    const int status = StatusOf([&] { run.ReadOn(); });
+    return std::to_string(status) + errors.Text().substr(0, std::string("Qelprfarc: 112").size());
+  };
+  const std::string returned = std::to_string(kReturned);
+  EXPECT_EQ(read(spell::FreeRecord(400)), returned);
+  EXPECT_EQ(read(spell::FixedRecord("XYZ", 400)), "1Qelprfarc: 112");
+  EXPECT_EQ(read(spell::FixedRecord("STA", 13)), "1Qelprfarc: 112");
+  EXPECT_EQ(read(spell::FixedRecord("STA", 400)), "1Qelprfarc: 110");
+  EXPECT_EQ(read(spell::FixedRecord("NNC", 400)), "1Qelprfarc: 110");
+}
+
+// A period that must be repeated, but somebody has written to its first record meanwhile.
+TEST_P(SideBySideFaults, RecordChangedBeforeItIsReadAgain) {
+  const Reading by_small_pieces(10, SmallPiece(GetParam()));
+  for (const char length : {'\0', '\x0C', '\x14'}) {
+    SCOPED_TRACE(int{length});
+    Capture errors(2);
+    RevisionRun run(GetParam());
+    run.Automatic();
+    MadeLog made(GetParam(), 1);
+    std::string log = made.Make();
+    const size_t head = spell::HeaderSize(static_cast<uint8_t>(GetParam()));
+    BreakLastDiskPort(&log, made.starts[2], GetParam());
+    run.Append(PartOf(log, head, made.starts[2]));
+    run.ReadOn();
+    const char changed[4] = {0, 0, 0, length};
+    ASSERT_EQ(pwrite(rfd, changed, 4, static_cast<off_t>(made.starts[0] - head + 8)), 4);
+    run.Append(PartOf(log, made.starts[2], made.starts[3]));
+    EXPECT_EQ(StatusOf([&] { run.ReadOn(); }), kReturned);
+    EXPECT_EQ(auto_break_flg, 1);
+    EXPECT_EQ(errors.Text(), "Qelprfarc: 112 Record broken -- 20240101array.psl\n");
+  }
+}
+
+}  // namespace
+}  // namespace revtest
