@@ -168,7 +168,8 @@ int Export(ExportOptions& options) {
   if (sink == nullptr) return kExitUnusable;
   const std::optional<int> status = PutFiles(options, what, *sink);
   // A part file and a database tell by themselves what failed.
-  if (!status || !out->FlushOrFail()) return kExitUnusable;
+  const bool printed = out->FlushOrFail();
+  if (!status || !printed) return kExitUnusable;
   if (*status == kNothing) return kExitFailed;
   // What lacks a file is no export of all of them.
   if (!part || *status == kExitUnusable) return *status;
