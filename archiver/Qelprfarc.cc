@@ -55,7 +55,7 @@ void ClearWorkAreas() {
   sgmtr_dmpfile[0] = '\0';
   wfd = -1;
   rfd = -1;
-  ForgetUnarchived();
+  unarchived = {};
   ForgetUnread();
   InitWorkArea();
 }

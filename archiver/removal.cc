@@ -166,8 +166,9 @@ int64_t ArchiveExpiry(const char* name, int level, const RetentionCodes& codes) 
   });
 }
 
-RemovalVerdict LeaveUnarchived(const char* name, RemovalVerdict verdict) {
-  const bool left = verdict == RemovalVerdict::kExpired && IsUnarchived(name);
+RemovalVerdict LeaveUnarchived(const char* name, RemovalVerdict verdict,
+                               const UnarchivedPeriods& noted) {
+  const bool left = verdict == RemovalVerdict::kExpired && noted.Hold(name);
   return left ? RemovalVerdict::kUnarchived : verdict;
 }
 
@@ -196,13 +197,13 @@ int32_t CreatDelList() {
   if (limits.before[kClassPsl]) {
     for (const std::string& name : ListForRemoval(arcdelinfo.arcdir, false).names) {
       const RemovalVerdict verdict = JudgeLogRemoval(name.c_str(), isdst, FileProbe(), limits);
-      Judge(arcdelinfo.arcdir, name, LeaveUnarchived(name.c_str(), verdict));
+      Judge(arcdelinfo.arcdir, name, LeaveUnarchived(name.c_str(), verdict, unarchived));
     }
   }
   const Listing archives = ListForRemoval(ArchiveSubdirectory(), true);
   for (const std::string& name : archives.names) {
     const RemovalVerdict verdict = JudgeArchiveRemoval(name.c_str(), FileProbe(), limits);
-    Judge(ArchiveSubdirectory(), name, LeaveUnarchived(name.c_str(), verdict));
+    Judge(ArchiveSubdirectory(), name, LeaveUnarchived(name.c_str(), verdict, unarchived));
   }
   // An archive that is being made has a longer name than its inputs.
   for (const std::string& name : archives.oversized) {

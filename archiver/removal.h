@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "engine/unarchived.h"
 #include "logdir/autorules.h"
 #include "logdir/limits.h"
 
@@ -34,7 +35,8 @@ int64_t LogExpiry(const char* name, const RetentionCodes& codes);
 int64_t ArchiveExpiry(const char* name, int level, const RetentionCodes& codes);
 
 // The verdict when it is known what this run left without its archive: such files stay.
-RemovalVerdict LeaveUnarchived(const char* name, RemovalVerdict verdict);
+RemovalVerdict LeaveUnarchived(const char* name, RemovalVerdict verdict,
+                               const UnarchivedPeriods& noted);
 
 // Removes the files whose retention period has run out and every abandoned temporary archive.
 // Returns 0, or -1 when a removal failed or a file could not be looked at. A directory that cannot

@@ -39,7 +39,7 @@ bool Automatic() { return arcdelinfo.auto_flg != 0; }
 // The input gives nothing to an archive in this run (automatic runs).
 void LeaveUnarchived(const char* name) {
   arcdel_errflg |= 1;
-  NoteUnarchived(name, finfo.level);
+  unarchived.Note(name, finfo.level);
 }
 
 void MarkTarget(int32_t i) {

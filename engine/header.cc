@@ -50,8 +50,7 @@ ItemMasks& MasksOf(Kind kind) {
 
 // Masks of kinds that the revision lacks keep what an earlier input gave them.
 void SetMasks(const RevisionLayout& layout, const uint8_t* header) {
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    const BitmapRow& row = layout.bitmaps[i];
+  for (const BitmapRow& row : layout.Bitmaps()) {
     ItemMasks& masks = MasksOf(row.kind);
     masks.in_mask = Load32(header + row.at);
     masks.in_count = static_cast<uint32_t>(CountBit(masks.in_mask));
@@ -193,8 +192,7 @@ void WriteHeaderRec() {
   }
   header[kAtLevel] = static_cast<uint8_t>(finfo.level);
   Store32(header.data() + kAtConfiguration, finfo.configuration);
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    const BitmapRow& row = layout.bitmaps[i];
+  for (const BitmapRow& row : layout.Bitmaps()) {
     Store32(header.data() + row.at, MasksOf(row.kind).out_mask);
   }
   WriteRecord(header.data(), layout.row.file_header);

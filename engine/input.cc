@@ -43,28 +43,28 @@ std::string InputPath(const char* name) {
   return std::string(finfo.path != nullptr ? finfo.path : "") + name;
 }
 
-InputHead LookAtInput(const std::string& path) {
-  InputHead head;
+InputLook LookAtInput(const std::string& path) {
+  InputLook look;
   const int fd = OpenToRead(path.c_str());
   if (fd < 0) {
-    head.error = errno;
-    return head;
+    look.error = errno;
+    return look;
   }
-  head.opened = true;
+  look.opened = true;
   uint8_t bytes[kJudgedBytes] = {};
   struct stat status = {};
   // What has no positions counts as empty.
   if (::fstat(fd, &status) != 0 ||
       (S_ISREG(status.st_mode) && ::pread(fd, bytes, sizeof bytes, 0) < 0)) {
-    head.error = errno;
+    look.error = errno;
   }
   ::close(fd);
   const int64_t size = S_ISREG(status.st_mode) ? status.st_size : 0;
-  head.verdict = JudgeHeader(bytes, size, true, false);
-  head.revision = bytes[kAtFlag];
-  head.level = static_cast<char>(bytes[kAtLevel]);
-  head.time = Load32(bytes + kAtTime);
-  return head;
+  look.verdict = JudgeHeader(bytes, size, true, false);
+  look.revision = bytes[kAtFlag];
+  look.level = static_cast<char>(bytes[kAtLevel]);
+  look.time = Load32(bytes + kAtTime);
+  return look;
 }
 
 bool OpenInput(const char* name, unsigned detail) {
@@ -75,7 +75,7 @@ bool OpenInput(const char* name, unsigned detail) {
   LogMessage(102, path.c_str(), "fopen", errno, detail);
   if (arcdelinfo.auto_flg == 0) LeaveOutputAndEnd();
   arcdel_errflg |= 1;
-  NoteUnarchived(name, finfo.level);
+  unarchived.Note(name, finfo.level);
   unopened.emplace_back(name);
   return false;
 }
@@ -99,7 +99,7 @@ void CheckInputs() {
     if (verdict == -1) {
       if (!automatic) EndProcess(1);
       arcdel_errflg |= 1;
-      NoteUnarchived(TargetList[i], finfo.level);
+      unarchived.Note(TargetList[i], finfo.level);
     } else if (verdict == -2) {
       TargetList[i] = nullptr;
     } else {

@@ -17,7 +17,7 @@ std::string InputPath(const char* name);
 void CheckInputs();
 
 // What a look at an input tells, without any effect on the run.
-struct InputHead {
+struct InputLook {
   int error = 0;  // of the call that failed: the input does not open, or cannot be read
   bool opened = false;
   HeaderVerdict verdict = HeaderVerdict::kAccepted;
@@ -27,7 +27,7 @@ struct InputHead {
 };
 
 // Looks at an input of an automatic run, as the check of its inputs will.
-InputHead LookAtInput(const std::string& path);
+InputLook LookAtInput(const std::string& path);
 
 // Opens an input for reading on rfd. On failure logs message 102 ("fopen", `detail`); a manual run
 // then ends with status 1, the output in progress left as it is; an automatic run ORs 1 into

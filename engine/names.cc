@@ -21,6 +21,20 @@ std::string_view From(std::string_view text, size_t at) {
   return text.substr(std::min(at, text.size()));
 }
 
+std::string SequenceText(int number) {
+  char text[16];
+  return {text, static_cast<size_t>(std::snprintf(text, sizeof text, "#%03d", number))};
+}
+
+// The date bytes of a header may be any: a month of three digits makes a longer name.
+std::string DigitsOf(const FileDate& date, bool with_day) {
+  char digits[64];
+  int size =
+      std::snprintf(digits, sizeof digits, "%04d%02d", date.year + kFirstYear, date.month + 1);
+  if (with_day) size += std::snprintf(digits + size, 16, "%02d", date.day);
+  return {digits, static_cast<size_t>(size)};
+}
+
 }  // namespace
 
 std::string_view BaseName(std::string_view path) {
@@ -115,6 +129,12 @@ std::string ArchiveOfLog(std::string_view log) {
   return std::string(log.substr(0, log.find('#'))).append(kArchiveExtension);
 }
 
+std::string LogName(const FileDate& date, std::string_view array, unsigned sequence) {
+  std::string name = DigitsOf(date, true).append(array);
+  if (sequence != 0) name.append(SequenceText(static_cast<int>(sequence)));
+  return name.append(kLogExtension);
+}
+
 std::string_view StemOf(std::string_view path) {
   const std::string_view base = BaseName(path);
   return base.substr(0, base.find_first_of("#."));
@@ -134,13 +154,7 @@ bool OfSameMonth(std::string_view left, std::string_view right) {
 }
 
 std::string ArchiveName(char level, const FileDate& date, std::string_view array) {
-  // The date bytes of a header may be any: a month of three digits makes a longer name.
-  char digits[64];
-  int size =
-      std::snprintf(digits, sizeof digits, "%04d%02d", date.year + kFirstYear, date.month + 1);
-  if (level == 'H') size += std::snprintf(digits + size, 16, "%02d", date.day);
-  std::string name(digits, static_cast<size_t>(size));
-  return name.append(array).append(kArchiveExtension);
+  return DigitsOf(date, level == 'H').append(array).append(kArchiveExtension);
 }
 
 std::string SequelName(std::string path) {
@@ -149,10 +163,13 @@ std::string SequelName(std::string path) {
   if (hash == std::string::npos || hash < base) {
     return path.insert(base + ExtensionAt(BaseName(path)), kSecondSequence);
   }
-  char number[16];
-  std::snprintf(number, sizeof number, "%03d", std::atoi(path.substr(hash + 1, 5).c_str()) + 1);
-  path.resize(hash + 1);
-  return path.append(number).append(kArchiveExtension);
+  const std::string next = SequenceText(std::atoi(path.substr(hash + 1, 5).c_str()) + 1);
+  path.resize(hash);
+  return path.append(next).append(kArchiveExtension);
+}
+
+bool IsSequelName(std::string_view name) {
+  return IsArchiveName(name) && BaseName(name).find('#') != std::string_view::npos;
 }
 
 bool IsArchiveOf(std::string_view stem, std::string_view name) {

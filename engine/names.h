@@ -85,6 +85,9 @@ std::string MonthKeyOfDay(const std::string& day_key);
 // "#", without one at the extension.
 std::string ArchiveOfLog(std::string_view log);
 
+// The name of a log of a day; `sequence`: its number where the day has several, else 0.
+std::string LogName(const FileDate& date, std::string_view array, unsigned sequence);
+
 // --- output --------------------------------------------------------------------------------
 
 // The base name without number and extension.
@@ -102,6 +105,9 @@ std::string ArchiveName(char level, const FileDate& date, std::string_view array
 
 // The next file of an archive: "x.psa" -> "x#002.psa" -> "x#003.psa". The directory is kept.
 std::string SequelName(std::string path);
+
+// True of names like that of a sequel.
+bool IsSequelName(std::string_view name);
 
 // True when `name` is "<stem>.psa" or a sequel of it.
 bool IsArchiveOf(std::string_view stem, std::string_view name);

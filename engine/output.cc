@@ -49,7 +49,7 @@ std::vector<Finished> group;
 
 void LeaveGroup() {
   for (const Finished& finished : group) {
-    for (const char* input : finished.inputs) NoteUnarchived(input, finfo.level);
+    for (const char* input : finished.inputs) unarchived.Note(input, finfo.level);
   }
   group.clear();
   ForgetWaiting();

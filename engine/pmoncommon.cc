@@ -58,12 +58,6 @@ void ConvertHeader(void* dst, const void* src) {
   std::memcpy(dst, &header, sizeof header);
 }
 
-void ConvertQuadset(void* dst, const void* src) {
-  const auto* p = static_cast<const uint8_t*>(src);
-  const PMONquadset words = {Load32(p), Load32(p + 4), Load32(p + 8), Load32(p + 12)};
-  std::memcpy(dst, &words, sizeof words);
-}
-
 }  // namespace
 
 void* Malloc(size_t size) {
@@ -169,14 +163,3 @@ void ntoh_conhdr(void* dst, const void* src) { ConvertHeader(dst, src); }
 void hton_conhdr(void* dst, const void* src) { ConvertHeader(dst, src); }
 void ntoh_stahdr(void* dst, const void* src) { ConvertHeader(dst, src); }
 void hton_stahdr(void* dst, const void* src) { ConvertHeader(dst, src); }
-void ntoh_PMONquadset(void* dst, const void* src) { ConvertQuadset(dst, src); }
-void hton_PMONquadset(void* dst, const void* src) { ConvertQuadset(dst, src); }
-
-void ntoh_ExSta(void* words, int n) {
-  auto* p = static_cast<uint8_t*>(words);
-  for (int i = 0; i < n; ++i, p += 4) {
-    const uint32_t v = Load32(p);
-    std::memcpy(p, &v, sizeof v);
-  }
-}
-void hton_ExSta(void* words, int n) { ntoh_ExSta(words, n); }

@@ -63,20 +63,8 @@ struct conhdr {
 using stahdr = conhdr;
 static_assert(sizeof(conhdr) == 8);
 
-// Four words of a counter group.
-struct PMONquadset {
-  uint32_t q0, q1, q2, q3;
-};
-static_assert(sizeof(PMONquadset) == 16);
-
 // Convert between on-disk and host order; `dst` and `src` may be the same.
 void ntoh_conhdr(void* dst, const void* src);
 void hton_conhdr(void* dst, const void* src);
 void ntoh_stahdr(void* dst, const void* src);
 void hton_stahdr(void* dst, const void* src);
-void ntoh_PMONquadset(void* dst, const void* src);
-void hton_PMONquadset(void* dst, const void* src);
-
-// Convert `n` 32-bit words in place; nothing for n of 0 or less.
-void ntoh_ExSta(void* words, int n);
-void hton_ExSta(void* words, int n);

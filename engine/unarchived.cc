@@ -2,17 +2,13 @@
 #include "engine/unarchived.h"
 
 #include <optional>
-#include <set>
-#include <string>
 #include <string_view>
-#include <utility>
 
 #include "engine/names.h"
 
-namespace {
+UnarchivedPeriods unarchived;
 
-std::set<std::pair<std::string, std::string>> periods;  // array, date digits
-std::set<std::string> single_names;
+namespace {
 
 // The digits of the date that a name begins with.
 std::string DigitsOf(const char* name, size_t count) {
@@ -21,24 +17,19 @@ std::string DigitsOf(const char* name, size_t count) {
 
 }  // namespace
 
-void NoteUnarchived(const char* name, char level) {
+void UnarchivedPeriods::Note(const char* name, char level) {
   const std::optional<std::string_view> array = ArrayOf(name);
   if (array) {
-    periods.emplace(*array, DigitsOf(name, level == 'D' ? kMonthDigits : kDayDigits));
+    periods_.emplace(*array, DigitsOf(name, level == 'D' ? kMonthDigits : kDayDigits));
   } else {
-    single_names.emplace(BaseName(name));
+    single_names_.emplace(BaseName(name));
   }
 }
 
-bool IsUnarchived(const char* name) {
+bool UnarchivedPeriods::Hold(const char* name) const {
   const std::optional<std::string_view> array = ArrayOf(name);
-  if (!array) return single_names.contains(std::string(BaseName(name)));
+  if (!array) return single_names_.contains(std::string(BaseName(name)));
   const std::string of_array(*array);
-  return periods.contains({of_array, DigitsOf(name, kMonthDigits)}) ||
-         periods.contains({of_array, DigitsOf(name, kDayDigits)});
-}
-
-void ForgetUnarchived() {
-  periods.clear();
-  single_names.clear();
+  return periods_.contains({of_array, DigitsOf(name, kMonthDigits)}) ||
+         periods_.contains({of_array, DigitsOf(name, kDayDigits)});
 }

@@ -19,6 +19,7 @@
 #include "areas/finfo.h"
 #include "engine/names.h"
 #include "engine/pmoncommon.h"
+#include "engine/pmonfile.h"
 #include "engine/unarchived.h"
 #include "logdir/autorules.h"
 #include "logdir/limits.h"
@@ -40,9 +41,6 @@ constexpr uint32_t kDetOpen = 0x030D0002;
 constexpr uint32_t kDetFstat = 0x030D0003;
 constexpr uint32_t kDetRead = 0x030D0004;
 constexpr uint32_t kDetSync = 0x030D0005;
-
-constexpr size_t kRevisionOffset = 3;
-constexpr size_t kLevelOffset = 12;
 
 int ClassOf(char letter) {
   return letter == 'L' ? kClassPsl : letter == 'H' ? kClassHour : kClassDay;
@@ -110,7 +108,7 @@ void ReportUnreadable(const AutoSelection& selection) {
       if (file.verdict == AutoVerdict::kUnreadable) ReportUnread(AutoFilePath(file.name));
     }
   }
-  NoteHeldUp(finfo.level, selection);
+  NoteHeldUp(finfo.level, selection, unarchived);
 }
 
 // The beginning of a file of the archive directory.
@@ -118,7 +116,7 @@ struct FileHead {
   enum class State : uint8_t { kRead, kGone, kUnreadable };
   State state = State::kUnreadable;
   size_t size = 0;
-  uint8_t bytes[kLevelOffset + 1] = {};
+  uint8_t bytes[kAtLevel + 1] = {};
 };
 
 ssize_t ReadBeginning(int fd, uint8_t* bytes, size_t count) {
@@ -163,15 +161,15 @@ int LevelOf(const char* name) {
     return head.state == FileHead::State::kGone ? -1 : kUnreadableFile;
   }
   if (head.size == 0) return 1;
-  if (head.size <= kLevelOffset) return 0;
-  const uint8_t level = head.bytes[kLevelOffset];
+  if (head.size <= kAtLevel) return 0;
+  const uint8_t level = head.bytes[kAtLevel];
   return level == 'H' ? 1 : level == 'D' ? 2 : 0;
 }
 
 int VersionOf(const char* name) {
   const FileHead head = LookInto(name);
   if (head.state == FileHead::State::kUnreadable) return kUnreadableFile;
-  return head.size >= kLevelOffset && head.bytes[kRevisionOffset] >= kLowestAutoRevision ? 0 : -1;
+  return head.size >= kAtLevel && head.bytes[kAtFlag] >= kLowestAutoRevision ? 0 : -1;
 }
 
 }  // namespace
@@ -196,7 +194,8 @@ void GetSaveTime(int32_t encoded, char letter) {
 
 void GetTargetFile() {
   const AutoPeriod period = PeriodOfRun(finfo.level, RunLimits());
-  AutoSelection selection = BeginSelection();
+  AutoSelection selection;
+  selection.held_up = unarchived.held_up();
   JudgeLogs(period, SortedNames(arcdelinfo.arcdir), &selection);
   if (!NeedsArchives(finfo.level, selection)) {
     FreeFileList();
@@ -209,20 +208,14 @@ void GetTargetFile() {
   ReportUnreadable(selection);
 }
 
-AutoSelection BeginSelection() {
-  AutoSelection selection;
-  selection.held_up = HeldUpInputs();
-  return selection;
-}
-
-void NoteHeldUp(char level, const AutoSelection& selection) {
+void NoteHeldUp(char level, const AutoSelection& selection, UnarchivedPeriods& noted) {
   for (const auto* files : {&selection.logs, &selection.archives}) {
     for (const AutoFile& file : *files) {
-      if (file.verdict == AutoVerdict::kPassedOver) NoteUnarchived(file.name.c_str(), level);
+      if (file.verdict == AutoVerdict::kPassedOver) noted.Note(file.name.c_str(), level);
       if (file.verdict != AutoVerdict::kUnreadable) continue;
       for (const std::string& input : InputsHeldUpBy(level, file.name)) {
-        NoteUnarchived(input.c_str(), level);
-        HoldUp(input);
+        noted.Note(input.c_str(), level);
+        noted.HoldUp(input);
       }
     }
   }

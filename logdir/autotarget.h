@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "engine/unarchived.h"
 #include "logdir/autorules.h"
 
 // Files of earlier revisions are archived by hand only, and never removed.
@@ -25,12 +26,9 @@ void GetSaveTime(int32_t encoded, char letter);
 // FlistBuf. Ends the process when the "archive" directory can neither be opened nor created.
 void GetTargetFile();
 
-// Notes what the unreadable files of a selection hold up, so that removal leaves it
-// (engine/unarchived.h), and the selection that follows in the same night passes over it, too.
-void NoteHeldUp(char level, const AutoSelection& selection);
-
-// A selection that knows what the one before held up.
-AutoSelection BeginSelection();
+// Notes what the unreadable files of a selection hold up, so that removal leaves it, and the
+// selection that follows in the same night passes over it, too.
+void NoteHeldUp(char level, const AutoSelection& selection, UnarchivedPeriods& noted);
 
 // Level of the file `name` in the archive directory or its "archive" subdirectory: 1 for an hour
 // archive or an empty file, 2 for a day archive, 0 for any other, -1 when it does not open.

@@ -20,7 +20,6 @@ struct FailedCall {
 
 std::map<std::string, FailedCall> failed;
 std::set<std::string> reported;
-std::vector<std::string> held_up;
 
 }  // namespace
 
@@ -56,12 +55,7 @@ int UnreadError(const std::string& path) {
   return at != failed.end() ? at->second.error : 0;
 }
 
-void HoldUp(const std::string& input) { held_up.push_back(input); }
-
-const std::vector<std::string>& HeldUpInputs() { return held_up; }
-
 void ForgetUnread() {
-  held_up.clear();
   failed.clear();
   reported.clear();
 }

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 // Remembers why the file at `path` could not be looked at: the call, its errno, the detail code of
 // the place.
@@ -24,10 +23,6 @@ void ReportOversized(const std::string& path);
 // Why `path` could not be looked at, as an errno (ENAMETOOLONG for a path that is too long); 0 when
 // nothing is noted.
 int UnreadError(const std::string& path);
-
-// Inputs whose day or month waits for a file that could not be looked at.
-void HoldUp(const std::string& input);
-const std::vector<std::string>& HeldUpInputs();
 
 // A new run tells everything again.
 void ForgetUnread();

@@ -23,9 +23,9 @@ constexpr bool EveryRevisionHasOneRow() {
 static_assert(EveryRevisionHasOneRow(), "a revision has no row or several");
 
 // Of each sort of rows, those of one revision: all pairs, each once.
-template <class Rows>
-constexpr bool AllPairs(const Rows& rows, size_t count, auto agree) {
-  for (size_t i = 0; i < count; ++i) {
+template <class Row>
+constexpr bool AllPairs(std::span<const Row> rows, auto agree) {
+  for (size_t i = 0; i < rows.size(); ++i) {
     for (size_t j = 0; j < i; ++j) {
       if (!agree(rows[i], rows[j])) return false;
     }
@@ -40,20 +40,19 @@ constexpr bool AllRevisions(bool (*holds)(const RevisionLayout&)) {
 }
 
 constexpr bool SectionsStandApart(const RevisionLayout& layout) {
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    const size_t slot = layout.sections[i].header_at;
+  for (const SectionRow& section : layout.Sections()) {
+    const size_t slot = section.header_at;
     if (slot < kAtFirstHeader || slot + kHeaderStep > layout.row.record_head) return false;
     if (layout.has_items && Overlap(slot, kHeaderStep, kItemsHeader, kHeaderStep)) return false;
   }
-  return AllPairs(layout.sections, layout.section_count, [](const auto& a, const auto& b) {
+  return AllPairs(layout.Sections(), [](const auto& a, const auto& b) {
     return a.kind != b.kind && !Overlap(a.header_at, kHeaderStep, b.header_at, kHeaderStep);
   });
 }
 static_assert(AllRevisions(SectionsStandApart), "a section stands twice, on another or outside");
 
 constexpr bool ListsStandApart(const RevisionLayout& layout) {
-  for (size_t i = 0; i < layout.list_count; ++i) {
-    const ListRow& row = layout.lists[i];
+  for (const ListRow& row : layout.Lists()) {
     if (row.header_at <= kAtFirstHeader || row.header_at + kHeaderStep > layout.row.record_head)
       return false;
     const size_t trailing = layout.row.trailing_at;
@@ -62,7 +61,7 @@ constexpr bool ListsStandApart(const RevisionLayout& layout) {
     if (row.key_at >= row.entry || row.total_length_at + 4 > row.entry) return false;
   }
   return layout.row.trailing_at + kHeaderStep <= layout.row.record_head &&
-         AllPairs(layout.lists, layout.list_count, [](const auto& a, const auto& b) {
+         AllPairs(layout.Lists(), [](const auto& a, const auto& b) {
            return (a.kind != b.kind || a.kind == kNoKind) &&
                   !Overlap(a.header_at, kHeaderStep, b.header_at, kHeaderStep);
          });
@@ -70,12 +69,12 @@ constexpr bool ListsStandApart(const RevisionLayout& layout) {
 static_assert(AllRevisions(ListsStandApart), "a list stands twice, on another or outside");
 
 constexpr bool BitmapsStandApart(const RevisionLayout& layout) {
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    const size_t at = layout.bitmaps[i].at;
+  for (const BitmapRow& bitmap : layout.Bitmaps()) {
+    const size_t at = bitmap.at;
     if (at < kAtConfiguration + 4 || at + 4 > layout.row.file_header) return false;
     if (layout.row.keeps_header && Overlap(at, 4, kAtYear, 3)) return false;
   }
-  return AllPairs(layout.bitmaps, layout.bitmap_count, [](const auto& a, const auto& b) {
+  return AllPairs(layout.Bitmaps(), [](const auto& a, const auto& b) {
     return a.kind != b.kind && !Overlap(a.at, 4, b.at, 4);
   });
 }
@@ -88,31 +87,24 @@ static_assert(AllRevisions(BitmapsStandApart), "a bitmap stands twice, on anothe
 // asks for no words that its form lacks.
 constexpr bool SectionIsWhole(const RevisionLayout& layout, const SectionRow& section) {
   const Form& form = kForms[section.form];
-  bool list = section.kind == kHpNode;
-  for (size_t i = 0; i < layout.list_count; ++i) {
-    const ListRow& row = layout.lists[i];
-    if (row.kind != section.kind) continue;
-    list = row.header_at == section.header_at && row.included == section.included &&
-           (row.entry == kSizeFromDescriptor || row.key_at + form.key.count <= row.entry);
-  }
-  bool bitmap = section.kind == kCache;
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    if (layout.bitmaps[i].kind != section.kind) continue;
-    const int words = 4 * form.tracked + (form.ratio != kNone ? 2 : 0);
-    bitmap = (uint64_t{layout.bitmaps[i].full} << words & 0xFFFFFFFF) == 0;
-  }
-  return list && bitmap;
+  const ListRow* const list = FindRow(layout.Lists(), section.kind);
+  const BitmapRow* const bitmap = FindRow(layout.Bitmaps(), section.kind);
+  const int words = 4 * form.tracked + (form.ratio != kNone ? 2 : 0);
+  const bool listed = list == nullptr ? section.kind == kHpNode
+                                      : list->header_at == section.header_at &&
+                                            list->included == section.included &&
+                                            (list->entry == kSizeFromDescriptor ||
+                                             list->key_at + form.key.count <= list->entry);
+  const bool masked = bitmap == nullptr ? section.kind == kCache
+                                        : (uint64_t{bitmap->full} << words & 0xFFFFFFFF) == 0;
+  return listed && masked;
 }
 constexpr bool IsWhole(const RevisionLayout& layout) {
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    if (!SectionIsWhole(layout, layout.sections[i])) return false;
+  for (const SectionRow& section : layout.Sections()) {
+    if (!SectionIsWhole(layout, section)) return false;
   }
-  for (size_t i = 0; i < layout.list_count; ++i) {
-    bool section = layout.lists[i].kind == kNoKind;
-    for (size_t j = 0; j < layout.section_count; ++j) {
-      section = section || layout.sections[j].kind == layout.lists[i].kind;
-    }
-    if (!section) return false;
+  for (const ListRow& list : layout.Lists()) {
+    if (list.kind != kNoKind && FindRow(layout.Sections(), list.kind) == nullptr) return false;
   }
   return layout.section_count != 0;
 }
@@ -126,18 +118,33 @@ constexpr bool IsGone(Kind kind, uint8_t revision) {
 }
 
 // Whether each of a revision's rows has one in the next revision that is the same in its own way.
-template <class Rows>
-constexpr bool GoesOn(const Rows& rows, size_t count, const Rows& next, size_t next_count,
-                      uint8_t revision, auto same) {
-  for (size_t i = 0; i < count; ++i) {
-    bool found = IsGone(rows[i].kind, revision);
-    for (size_t j = 0; j < next_count; ++j) found = found || same(rows[i], next[j]);
+template <class Row>
+constexpr bool GoesOn(std::span<const Row> rows, std::span<const Row> next, uint8_t revision,
+                      auto same) {
+  for (const Row& row : rows) {
+    bool found = IsGone(row.kind, revision);
+    for (const Row& later : next) found = found || same(row, later);
     if (!found) return false;
   }
   return true;
 }
+// The fields of a section's entries are still there, with as many counter groups and extremes.
+constexpr bool FieldsGoOn(const Form& form, const Form& next) {
+  for (const Field& field : form.Fields()) {
+    size_t number = 0;  // of those of its role
+    while (FindField(form.Fields(), field.role, number) != &field) ++number;
+    const Field* const later = FindField(next.Fields(), field.role, number);
+    if (later == nullptr || later->count() < field.count()) return false;
+  }
+  return next.tracked >= form.tracked;
+}
 constexpr bool NothingIsLost() {
-  const auto kind = [](const auto& a, const auto& b) { return a.kind == b.kind; };
+  const auto section = [](const SectionRow& a, const SectionRow& b) {
+    return a.kind == b.kind && FieldsGoOn(kForms[a.form], kForms[b.form]);
+  };
+  const auto bitmap = [](const BitmapRow& a, const BitmapRow& b) {
+    return a.kind == b.kind && (a.full & ~b.full) == 0;
+  };
   const auto list = [](const ListRow& a, const ListRow& b) {
     return a.kind == b.kind && (a.kind != kNoKind || a.header_at == b.header_at);
   };
@@ -145,9 +152,9 @@ constexpr bool NothingIsLost() {
     const RevisionLayout& a = kLayouts[i];
     const RevisionLayout& b = kLayouts[i + 1];
     const uint8_t next = b.revision;
-    if (!GoesOn(a.sections, a.section_count, b.sections, b.section_count, next, kind) ||
-        !GoesOn(a.lists, a.list_count, b.lists, b.list_count, next, list) ||
-        !GoesOn(a.bitmaps, a.bitmap_count, b.bitmaps, b.bitmap_count, next, kind)) {
+    if (!GoesOn(a.Sections(), b.Sections(), next, section) ||
+        !GoesOn(a.Lists(), b.Lists(), next, list) ||
+        !GoesOn(a.Bitmaps(), b.Bitmaps(), next, bitmap)) {
       return false;
     }
     if ((a.has_items && !b.has_items) || (a.row.trailing_at != 0 && b.row.trailing_at == 0)) {
@@ -181,7 +188,7 @@ constexpr bool FieldsAreGood(std::span<const Field> fields) {
     if ((field.detail != 0) != detailed) return false;
     if (field.from != 0 && (!begins || !KnownRevision(field.from))) return false;
   }
-  return AllPairs(fields, fields.size(), StandApart);
+  return AllPairs(fields, StandApart);
 }
 
 // Counter groups fill an entry to its end, of entries with a compact byte from the cut on;
@@ -222,7 +229,7 @@ constexpr bool ItemsAreGood() {
     if (fields.empty() || !fields[0].IsKey() || !FieldsAreGood(fields)) return false;
     if (row.basic_at + 2U > kBasicSize || row.span.from < kItemsSpan.from) return false;
   }
-  return AllPairs(kItemRows, std::size(kItemRows), [](const ItemRow& a, const ItemRow& b) {
+  return AllPairs(std::span<const ItemRow>(kItemRows), [](const ItemRow& a, const ItemRow& b) {
     return a.kind != b.kind && a.type != b.type && a.basic_at != b.basic_at;
   });
 }
@@ -232,7 +239,8 @@ static_assert(ItemsAreGood(), "an item stands twice, or its fields overlap or le
 constexpr bool SameShape(const Form& a, const Form& b) {
   return a.quadsets == b.quadsets && a.tracked == b.tracked;
 }
-static_assert(SameShape(kForms[kLdSta_0x10], kForms[kLdSta]));
-static_assert(SameShape(kForms[kPdSta_0x10], kForms[kPdSta]));
+static_assert(SameShape(kForms[kLdSta_0x10], kForms[kLdSta]) &&
+                  SameShape(kForms[kPdSta_0x10], kForms[kPdSta]),
+              "a period of 0x10 is gathered in a form of another shape");
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "areas/kinds.h"
 #include "engine/layout/forms.h"
@@ -27,7 +28,22 @@ struct RevisionLayout {
   std::array<BitmapRow, 14> bitmaps = {};
   size_t bitmap_count = 0;
   bool has_items = false;
+
+  constexpr std::span<const ListRow> Lists() const { return {lists.data(), list_count}; }
+  constexpr std::span<const SectionRow> Sections() const {
+    return {sections.data(), section_count};
+  }
+  constexpr std::span<const BitmapRow> Bitmaps() const { return {bitmaps.data(), bitmap_count}; }
 };
+
+// The row of a kind, or null.
+template <class Row>
+constexpr const Row* FindRow(std::span<const Row> rows, Kind kind) {
+  for (const Row& row : rows) {
+    if (row.kind == kind) return &row;
+  }
+  return nullptr;
+}
 
 constexpr RevisionLayout MakeLayout(uint8_t revision) {
   RevisionLayout layout;
@@ -65,8 +81,8 @@ constexpr const RevisionLayout& LayoutOf(uint8_t revision) {
 
 // True of revisions whose files hold either ranks or pools, not both.
 constexpr bool HasOneOfRankAndPool(const RevisionLayout& layout) {
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    if (layout.sections[i].included != Included::kAlways) return true;
+  for (const SectionRow& section : layout.Sections()) {
+    if (section.included != Included::kAlways) return true;
   }
   return false;
 }

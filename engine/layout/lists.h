@@ -133,7 +133,7 @@ inline constexpr ListRow kListRows[] = {
 };
 // clang-format on
 
-// A kind that a later revision gives up is named here, with the first revision that lacks it.
+// A kind of which a later revision gives up all or fields stands here, with the first that does.
 struct GoneRow {
   Kind kind;
   uint8_t from;

@@ -37,3 +37,14 @@ void SwapEntry(const Form& form, uint8_t* entry) {
 void SwapElement(Kind kind, uint8_t* element) {
   for (const Field& field : FieldsOfList(ItemRowOf(kind).fields)) SwapField(field, element);
 }
+
+void ntoh_PMONquadset(void* dst, const void* src) {
+  const auto* p = static_cast<const uint8_t*>(src);
+  const PMONquadset words = {Load32(p), Load32(p + 4), Load32(p + 8), Load32(p + 12)};
+  std::memcpy(dst, &words, sizeof words);
+}
+
+void ntoh_ExSta(void* words, int n) {
+  auto* p = static_cast<uint8_t*>(words);
+  for (int i = 0; i < n; ++i) Swap32At(p + 4 * i);
+}

@@ -1,5 +1,5 @@
-// Byte-order converters of statistics entries: ntoh_<form> turns an entry as it stands in a file to
-// host order in place, hton_<form> back. The fields come from the form's row in
+// Byte-order converters of statistics entries and their words: ntoh_<form> turns an entry as it
+// stands in a file to host order in place, hton_<form> back. The fields come from the form's row in
 // engine/layout/layout.h.
 #pragma once
 
@@ -11,6 +11,20 @@ void SwapEntry(const Form& form, uint8_t* entry);
 
 // The same for the elements of optional items.
 void SwapElement(Kind kind, uint8_t* element);
+
+// Four words of a counter group.
+struct PMONquadset {
+  uint32_t q0, q1, q2, q3;
+};
+static_assert(sizeof(PMONquadset) == kQuadsetSize);
+
+// Convert it; `dst` and `src` may be the same.
+void ntoh_PMONquadset(void* dst, const void* src);
+inline void hton_PMONquadset(void* dst, const void* src) { ntoh_PMONquadset(dst, src); }
+
+// Convert `n` 32-bit words in place; nothing for n of 0 or less.
+void ntoh_ExSta(void* words, int n);
+inline void hton_ExSta(void* words, int n) { ntoh_ExSta(words, n); }
 
 // clang-format off
 #define QELPRF_CONVERTED_FORMS(X) \

@@ -9,7 +9,6 @@
 #include "revisions/fold/accumulate.h"
 #include "revisions/fold/cache.h"
 #include "revisions/items.h"
-#include "revisions/named/converters.h"
 #include "revisions/sets/lookup.h"
 #include "revisions/sets/open_slots.h"
 

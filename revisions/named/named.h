@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "engine/pmoncommon.h"
+#include "revisions/named/converters.h"
 #include "revisions/sets/slots.h"
 
 // clang-format off

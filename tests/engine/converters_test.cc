@@ -1,4 +1,5 @@
-// The byte-order converters of statistics entries, against the fields of each form spelled out.
+// The byte-order converters of statistics entries and their words, against the fields of each form
+// spelled out.
 #include "revisions/named/converters.h"
 
 #include <gtest/gtest.h>
@@ -123,6 +124,34 @@ TEST(ChesegConverter, FlagBit7MakesTheSecondCounterBytes) {
   EXPECT_EQ(bytes.substr(8, 6), before.substr(8, 6));
   hton_ChesegSta_0x13(bytes.data());
   EXPECT_EQ(bytes, before);
+}
+
+constexpr unsigned char kWords[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+
+TEST(CounterGroupConverter, TurnsFourWords) {
+  PMONquadset quadset;
+  ntoh_PMONquadset(&quadset, kWords);
+  EXPECT_EQ(quadset.q0, 0x01020304U);
+  EXPECT_EQ(quadset.q1, 0x05060708U);
+  EXPECT_EQ(quadset.q2, 0x090A0B0CU);
+  EXPECT_EQ(quadset.q3, 0x0D0E0F10U);
+  hton_PMONquadset(&quadset, &quadset);
+  EXPECT_EQ(std::memcmp(&quadset, kWords, 16), 0);
+}
+
+TEST(ExtendedWordsConverter, TurnsSoManyWords) {
+  uint32_t words[4];
+  std::memcpy(words, kWords, 16);
+  ntoh_ExSta(words, 0);
+  ntoh_ExSta(words, -3);
+  hton_ExSta(words, -1);
+  EXPECT_EQ(std::memcmp(words, kWords, 16), 0);
+  ntoh_ExSta(words, 3);
+  EXPECT_EQ(words[0], 0x01020304U);
+  EXPECT_EQ(words[2], 0x090A0B0CU);
+  EXPECT_EQ(std::memcmp(words + 3, kWords + 12, 4), 0);
+  hton_ExSta(words, 3);
+  EXPECT_EQ(std::memcmp(words, kWords, 16), 0);
 }
 
 }  // namespace

@@ -30,6 +30,9 @@ void PrintTo(const Planted& planted, std::ostream* out) { *out << planted.name; 
 
 const char* const kTwice = "a section stands twice, on another or outside";
 const char* const kLost = "a revision lacks what the one before it carries";
+const char* const kListTwice = "a list stands twice, on another or outside";
+const char* const kBitmapTwice = "a bitmap stands twice, on another or outside";
+const char* const kItems = "an item stands twice, or its fields overlap or leave it";
 const char* const kFields = "fields of a form overlap, leave it or stand twice";
 
 const Change kRevision0x22 = {"revisions.h", "kLastRevision = 0x21", "kLastRevision = 0x22"};
@@ -61,6 +64,41 @@ const std::vector<Planted> kPlanted = {
     {"HalfMadeRevisionWithoutAnItem",
      kLost,
      {kRevision0x22, {"items.h", "kBasicCab,    {0x1D, kOn}", "kBasicCab,    {0x1D, 0x21}"}}},
+    {"HalfMadeRevisionWithoutOptionalItems",
+     kLost,
+     {kRevision0x22, {"items.h", "kItemsSpan = {0x14, kOn}", "kItemsSpan = {0x14, 0x21}"}}},
+    {"HalfMadeRevisionWithoutTheTrailingSection",
+     kLost,
+     {kRevision0x22,
+      {"revisions.h", "    {{0x1D, kOn},   256,    256, QuadRule::kCurrent,      248, ",
+       "    {{0x22, kOn}, 256, 256, QuadRule::kCurrent, 0, true, true, true, true, true, true},\n"
+       "    {{0x1D, 0x21}, 256, 256, QuadRule::kCurrent, 248, "}}},
+    {"HalfMadeRevisionWithoutAListThatIsCarried",
+     kLost,
+     {kRevision0x22,
+      {"lists.h", "{kNoKind,  128,                   4, {0x1A, kOn}}",
+       "{kNoKind,  128,                   4, {0x1A, 0x21}}"}}},
+    {"HalfMadeRevisionWithoutTheReservedBitmap",
+     kLost,
+     {kRevision0x22,
+      {"lists.h", "{kReservedItems, 56, 0,          {0x19, kOn}}",
+       "{kReservedItems, 56, 0,          {0x19, 0x21}}"}}},
+    {"HalfMadeRevisionWithFewerExtremes",
+     kLost,
+     {kRevision0x22,
+      {"lists.h", "{kMp,            84, 0xFFC00000, {0x1D, kOn}}",
+       "{kMp, 84, 0xFFC00000, {0x1D, 0x21}}, {kMp, 84, 0xFF800000, {0x22, kOn}}"}}},
+    {"HalfMadeRevisionWithoutFieldsOfASection",
+     kLost,
+     {kRevision0x22,
+      {"forms.h", "{kCache,   72, kCacheSta_0x21,  {0x21, kOn}}",
+       "{kCache, 72, kCacheSta_0x21, {0x21, 0x21}}, {kCache, 72, kCacheSta_0x1F, {0x22, kOn}}"}}},
+    {"RevisionThatGivesUpFieldsAndSaysSo",
+     "",
+     {kRevision0x22,
+      {"forms.h", "{kCache,   72, kCacheSta_0x21,  {0x21, kOn}}",
+       "{kCache, 72, kCacheSta_0x21, {0x21, 0x21}}, {kCache, 72, kCacheSta_0x1F, {0x22, kOn}}"},
+      {"lists.h", "GoneRow, 0> kGoneRows = {}", "GoneRow, 1> kGoneRows = {{{kCache, 0x22}}}"}}},
     {"RevisionThatGivesUpAnItemAndSaysSo",
      "",
      {kRevision0x22,
@@ -71,9 +109,13 @@ const std::vector<Planted> kPlanted = {
      {{"forms.h", "{kRd,      32, kRdSta_0x1A,     {0x1A, kOn}},",
        "{kRd, 32, kRdSta_0x1A, {0x1A, kOn}}, {kRd, 32, kRdSta_0x1A, {0x1A, 0x1A}},"}}},
     {"SectionInThePlaceOfAnother", kTwice, {{"forms.h", "{kMp,     136,", "{kMp,     128,"}}},
-    {"BitmapOverAnother",
-     "a bitmap stands twice, on another or outside",
-     {{"lists.h", "84, 0xFFC00000", "82, 0xFFC00000"}}},
+    {"SectionBesideTheHead", kTwice, {{"forms.h", "{kMp,     136,", "{kMp,     250,"}}},
+    {"SectionOnTheOptionalItems", kTwice, {{"forms.h", "{kMp,     136,", "{kMp,     16,"}}},
+    {"ListInThePlaceOfAnother", kListTwice, {{"lists.h", "{kMp,      136,", "{kMp,      128,"}}},
+    {"ListOnTheTrailingSection", kListTwice, {{"lists.h", "{kMp,      136,", "{kMp,      244,"}}},
+    {"BitmapBesideTheHeader", kBitmapTwice, {{"lists.h", "84, 0xFFC00000", "254, 0xFFC00000"}}},
+    {"BitmapOnTheDate", kBitmapTwice, {{"lists.h", "84, 0xFFC00000", "130, 0xFFC00000"}}},
+    {"BitmapOverAnother", kBitmapTwice, {{"lists.h", "84, 0xFFC00000", "82, 0xFFC00000"}}},
     {"BitmapOfWordsThatTheFormLacks",
      "a section lacks its list or bitmap, or a list its section",
      {{"lists.h", "84, 0xFFC00000", "84, 0xFFE00000"}}},
@@ -91,9 +133,14 @@ const std::vector<Planted> kPlanted = {
        "{12, kCarried, 0, 0x1F}, {32, kGroups, 2}"}}},
     {"FieldBesideItsForm", kFields, {{"forms.h", "{28, kCacheRate2}", "{126, kCacheRate2}"}}},
     {"GroupsBeyondTheEntry", kFields, {{"forms.h", "{16, kGroups, 3}", "{16, kGroups, 4}"}}},
-    {"FieldBesideItsElement",
-     "an item stands twice, or its fields overlap or leave it",
-     {{"items.h", "{8, kValue}", "{14, kValue}"}}},
+    {"OneOfTwoShapesOf0x10",
+     "a period of 0x10 is gathered in a form of another shape",
+     {{"forms.h", "{\"PdSta_0x10\",     48, 16, 2,", "{\"PdSta_0x10\",     48, 16, 1,"}}},
+    {"FieldBesideItsElement", kItems, {{"items.h", "{8, kValue}", "{14, kValue}"}}},
+    {"ItemOfATypeThatIsTaken", kItems, {{"items.h", "{kCab,    64, 16,", "{kCab,    33, 16,"}}},
+    {"ItemBeforeThereAreAny",
+     kItems,
+     {{"items.h", "kBasicConc,   {0x18, kOn}", "kBasicConc,   {0x13, kOn}"}}},
 };
 
 class LayoutProof : public ::testing::TestWithParam<Planted> {};

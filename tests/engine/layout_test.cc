@@ -21,15 +21,10 @@ class Layout : public ::testing::TestWithParam<int> {
   int revision = GetParam();
   const RevisionLayout& layout = LayoutOf(static_cast<uint8_t>(GetParam()));
 
-  const SectionRow* Section(Kind kind) const {
-    for (size_t i = 0; i < layout.section_count; ++i) {
-      if (layout.sections[i].kind == kind) return &layout.sections[i];
-    }
-    return nullptr;
-  }
+  const SectionRow* Section(Kind kind) const { return FindRow(layout.Sections(), kind); }
   const ListRow* ListAt(int slot) const {
-    for (size_t i = 0; i < layout.list_count; ++i) {
-      if (layout.lists[i].header_at == slot) return &layout.lists[i];
+    for (const ListRow& list : layout.Lists()) {
+      if (list.header_at == slot) return &list;
     }
     return nullptr;
   }
@@ -47,8 +42,8 @@ TEST_P(Layout, BitmapsStandWhereTheHeaderHasThem) {
   }
   if (revision >= 0x19) expected[56] = {kReservedItems, 0};
   std::map<int, std::pair<int, uint32_t>> actual;
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    actual[layout.bitmaps[i].at] = {layout.bitmaps[i].kind, layout.bitmaps[i].full};
+  for (const BitmapRow& bitmap : layout.Bitmaps()) {
+    actual[bitmap.at] = {bitmap.kind, bitmap.full};
   }
   EXPECT_EQ(actual, expected);
   EXPECT_EQ(layout.bitmap_count, expected.size());
@@ -58,8 +53,8 @@ TEST_P(Layout, SectionsFollowTheOrderOfTheRevision) {
   std::vector<std::string> expected;
   std::vector<std::string> actual;
   for (const KindFacts& facts : KindsOf(revision)) expected.push_back(NameOf(facts.kind));
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    actual.push_back(NameOf(layout.sections[i].kind));
+  for (const SectionRow& section : layout.Sections()) {
+    actual.push_back(NameOf(section.kind));
   }
   EXPECT_EQ(actual, expected);
 }

@@ -247,30 +247,4 @@ TEST(ByteOrder, SectionHeaders) {
   }
 }
 
-TEST(ByteOrder, Quadsets) {
-  PMONquadset quadset;
-  ntoh_PMONquadset(&quadset, kWire);
-  EXPECT_EQ(quadset.q0, 0x01020304U);
-  EXPECT_EQ(quadset.q1, 0x05060708U);
-  EXPECT_EQ(quadset.q2, 0x090A0B0CU);
-  EXPECT_EQ(quadset.q3, 0x0D0E0F10U);
-  hton_PMONquadset(&quadset, &quadset);
-  EXPECT_EQ(std::memcmp(&quadset, kWire, 16), 0);
-}
-
-TEST(ByteOrder, ExtendedWords) {
-  uint32_t words[4];
-  std::memcpy(words, kWire, 16);
-  ntoh_ExSta(words, 0);
-  ntoh_ExSta(words, -3);
-  hton_ExSta(words, -1);
-  EXPECT_EQ(std::memcmp(words, kWire, 16), 0);
-  ntoh_ExSta(words, 3);
-  EXPECT_EQ(words[0], 0x01020304U);
-  EXPECT_EQ(words[2], 0x090A0B0CU);
-  EXPECT_EQ(std::memcmp(words + 3, kWire + 12, 4), 0);
-  hton_ExSta(words, 3);
-  EXPECT_EQ(std::memcmp(words, kWire, 16), 0);
-}
-
 }  // namespace

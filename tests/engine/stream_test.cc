@@ -287,12 +287,15 @@ TEST_F(StreamTest, StatisticsBeforeAnyStructureRecordBreakTheFileWhenTheyCarryEn
 
 // ---- revision 0x10 through the 0x11 writer ----
 
+// A log with an "LDM" record between two of statistics, which count so many operations.
+Bytes FlushedLog(uint32_t before, uint32_t behind) {
+  return HeaderRecord({.revision = 0x10}) + Structure(0x10, {.all_kinds = true}) +
+         Statistics(0x10, {.operations = before, .all_kinds = true}) + FixedRecord("LDM", 64) +
+         Statistics(0x10, {.operations = behind, .all_kinds = true});
+}
+
 TEST_F(StreamTest, LdmFlushOf10GoesThroughThe11Writer) {
-  const Bytes file = HeaderRecord({.revision = 0x10}) + Structure(0x10, {.all_kinds = true}) +
-                     Statistics(0x10, {.operations = 9, .all_kinds = true}) +
-                     FixedRecord("LDM", 64) +
-                     Statistics(0x10, {.operations = 7, .all_kinds = true});
-  ASSERT_EQ(Archive(file).status, kReturned);
+  ASSERT_EQ(Archive(FlushedLog(9, 7)).status, kReturned);
   ASSERT_EQ(Tags(archive_), "HDR CON STA LDM STA");
   const Bytes flushed = Records(archive_).at(2).bytes;
   // Host port 64 + 32, disk port 48 + 32, logical disk 96 + 80, physical disk 64 + 32 bytes.
@@ -316,22 +319,14 @@ TEST_F(StreamTest, LdmFlushOf10GoesThroughThe11Writer) {
 }
 
 TEST_F(StreamTest, IdlePhysicalDiskOfThe10FlushKeeps32Bytes) {
-  const Bytes file = HeaderRecord({.revision = 0x10}) + Structure(0x10, {.all_kinds = true}) +
-                     Statistics(0x10, {.operations = 0, .all_kinds = true}) +
-                     FixedRecord("LDM", 64) +
-                     Statistics(0x10, {.operations = 0, .all_kinds = true});
-  ASSERT_EQ(Archive(file).status, kReturned);
+  ASSERT_EQ(Archive(FlushedLog(0, 0)).status, kReturned);
   // Host port 96, disk port 80, logical disk 16; then the physical disk.
   EXPECT_EQ(Records(archive_).at(2).bytes.size(), 80U + 96 + 80 + 16 + 32);
   EXPECT_EQ(Records(archive_).at(4).bytes.size(), 80U + 96 + 80 + 16 + 16);
 }
 
 TEST_F(StreamTest, ArchivesFlushedThroughThe11WriterAreReadBack) {
-  const Bytes file = HeaderRecord({.revision = 0x10}) + Structure(0x10, {.all_kinds = true}) +
-                     Statistics(0x10, {.operations = 9, .all_kinds = true}) +
-                     FixedRecord("LDM", 64) +
-                     Statistics(0x10, {.operations = 7, .all_kinds = true});
-  ASSERT_EQ(Archive(file).status, kReturned);
+  ASSERT_EQ(Archive(FlushedLog(9, 7)).status, kReturned);
   ASSERT_EQ(Archive(archive_).status, kReturned);
   ASSERT_EQ(Tags(archive_), "HDR CON STA LDM STA");
   EXPECT_EQ(archive_.at(12), 'D');

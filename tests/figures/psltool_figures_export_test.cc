@@ -40,14 +40,7 @@ std::vector<TidyRow> RowsOfCsv(const std::string& text) {
   std::vector<TidyRow> rows;
   std::vector<std::string> names;
   for (const std::string& line : Lines(text)) {
-    std::vector<std::string> cells(1);
-    for (const char c : line) {
-      if (c == ',') {
-        cells.emplace_back();
-      } else {
-        cells.back() += c;
-      }
-    }
+    const std::vector<std::string> cells = Cells(line);
     if (names.empty()) {
       names = cells;
       continue;

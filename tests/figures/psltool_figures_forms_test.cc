@@ -24,63 +24,7 @@ std::string NameOf(const std::string& path) {
   return path.substr(path.rfind('/', path.rfind('/') - 1) + 1);
 }
 
-// What a row of a metric and statistic is called there, and by what it is in seconds, bytes or
-// ratios from 0 to 1.
-struct Family {
-  std::string name;
-  double factor = 1;
-};
-
-Family FamilyOf(const std::string& metric, const std::string& statistic) {
-  const std::map<std::string, Family> families = {
-      {"interval sum", {"interval_seconds", 1e-3}},
-      {"busy mean", {"busy_ratio", 1e-2}},
-      {"busy max", {"max_busy_ratio", 1e-2}},
-      {"busy min", {"min_busy_ratio", 1e-2}},
-      {"first_ratio mean", {"cache_first_ratio", 1e-2}},
-      {"second_ratio mean", {"cache_second_ratio", 1e-2}},
-      {"first_maximum max", {"cache_first_maximum"}},
-      {"second_maximum max", {"cache_second_maximum"}},
-      {"first_rate mean", {"cache_first_rate"}},
-      {"second_rate mean", {"cache_second_rate"}},
-      {"flags last", {"cache_flags"}},
-      {"second_flags last", {"cache_second_flags"}},
-      {"value mean", {"cabinet_value"}},
-      {"word last", {"carried_word"}},
-      {"ops sum", {"operations"}},
-      {"ops_rate mean", {"operations_per_second"}},
-      {"ops_rate max", {"max_operations_per_second"}},
-      {"ops_rate min", {"min_operations_per_second"}},
-      {"first mean", {"operation_first_average"}},
-      {"maximum max", {"operation_maximum"}},
-      {"second mean", {"operation_second_average"}},
-      {"second max", {"max_operation_second_average"}},
-      {"second min", {"min_operation_second_average"}},
-      {"volume_rate mean", {"volume_bytes_per_second", 1024}},
-      {"volume_rate max", {"max_volume_bytes_per_second", 1024}},
-      {"volume_rate min", {"min_volume_bytes_per_second", 1024}},
-  };
-  const auto found = families.find(metric + " " + statistic);
-  return found == families.end() ? Family{metric} : found->second;
-}
-
-using Samples = std::map<std::tuple<std::string, OpenMetricsText::Labels, uint32_t>, double>;
-
-// Of two values for one place the one read last stays.
-void AddTo(Samples& samples, const TidyRow& row) {
-  OpenMetricsText::Labels labels = {
-      {"array", row.array}, {"level", row.level}, {"kind", row.kind}, {"key", row.key}};
-  std::string metric = row.metric;
-  if (metric[0] == 'g' && metric[2] == '_') {
-    labels["group"] = metric.substr(1, 1);
-    metric = metric.substr(3);
-  } else if (metric.starts_with("word_at_")) {
-    labels["offset"] = metric.substr(8);
-    metric = "word";
-  }
-  const Family family = FamilyOf(metric, row.statistic);
-  samples[{"psl_" + family.name, labels, row.stamp}] = row.value * family.factor;
-}
+using Samples = OpenMetricsText::Samples;
 
 std::string PlaceOf(const Samples::value_type& sample) {
   const auto& [name, labels, stamp] = sample.first;
@@ -110,9 +54,9 @@ class PsltoolFiguresForms : public testing::TestWithParam<int> {
     const std::vector<std::string> lines = Lines(result.out);
     const auto entries = FigureRowsByEntry(path);
     ASSERT_EQ(lines.size(), entries.size() + 1) << path;
-    const std::vector<std::string> names = CellsOf(lines[0]);
+    const std::vector<std::string> names = Cells(lines[0]);
     for (size_t i = 0; i < entries.size(); ++i) {
-      const std::vector<std::string> cells = CellsOf(lines[i + 1]);
+      const std::vector<std::string> cells = Cells(lines[i + 1]);
       ASSERT_EQ(cells.size(), names.size()) << path;
       Values printed;
       for (size_t c = 0; c < cells.size(); ++c) {
@@ -127,18 +71,6 @@ class PsltoolFiguresForms : public testing::TestWithParam<int> {
       comparison_.Take(NameOf(path) + ", " + first.time + " " + first.kind + " " + first.key,
                        expected, printed);
     }
-  }
-
-  static std::vector<std::string> CellsOf(const std::string& line) {
-    std::vector<std::string> cells(1);
-    for (const char c : line) {
-      if (c == ',') {
-        cells.emplace_back();
-      } else {
-        cells.back() += c;
-      }
-    }
-    return cells;
   }
 
   static constexpr size_t kTexts = 7;  // time, array, kind, key, level, begin, end
@@ -157,7 +89,7 @@ TEST_P(PsltoolFiguresForms, EveryValueIsTheCalculations) {
     for (const std::string& path : files.all()) {
       CompareWide(path);
       arguments.push_back(path);
-      for (const TidyRow& row : FigureRows(path)) AddTo(expected, row);
+      for (const TidyRow& row : FigureRows(path)) AddSample(row, expected);
     }
     const ProgramResult result = RunPsltool(arguments);
     ASSERT_EQ(result.status, 0) << result.err;

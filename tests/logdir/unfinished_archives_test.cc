@@ -8,9 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/record_bytes.h"
 #include "tests/support/runs/nights.h"
-#include "tests/support/sample_records.h"
 
 namespace {
 
@@ -26,22 +24,13 @@ class PrefixUnfinished : public ::testing::Test {
     server.segment.PutRetention(0, 2, 0);
     server.segment.PutRetention(1, 1, 1);
     for (const char* name : {"20240115a.psa", "20240116a.psa", "20240116b.psa"}) {
-      server.directory.Write(std::string("arc/archive/") + name, Bytes(name, 'H'));
+      server.directory.Write(std::string("arc/archive/") + name, FileOfDay(name, 'H'));
     }
     for (const char* name : {"20240210a.psl", "20240210b.psl"}) {
-      server.directory.Write(std::string("arc/") + name, Bytes(name, 'L'));
+      server.directory.Write(std::string("arc/") + name, FileOfDay(name, 'L'));
     }
   }
   void SetUp() override { SKIP_WITHOUT_PRELOADING(); }
-
-  static std::string Bytes(const std::string& name, char level) {
-    const auto time =
-        static_cast<uint32_t>(LocalTimeIn("UTC", name.substr(0, 4) + "-" + name.substr(4, 2) + "-" +
-                                                     name.substr(6, 2) + " 12:00:00"));
-    return spell::HeaderRecord({.revision = 0x1D, .level = level, .time = time}) +
-           spell::Structure(0x1D, {.time = time, .continuation = 1}) +
-           spell::Statistics(0x1D, {.time = time + 60});
-  }
 
   void Night(const std::string& rules = "") {
     const AddedText log = AddedText::OperationLog();
@@ -148,7 +137,7 @@ TEST_F(PrefixUnfinished, BrokenLogStaysForTheNight) {
 }
 
 TEST_F(PrefixUnfinished, LogWhoseArchiveHasItsNameTakenStays) {
-  server.directory.Write("arc/20240210a.bak.psl", Bytes("20240210a", 'L'));
+  server.directory.Write("arc/20240210a.bak.psl", FileOfDay("20240210a", 'L'));
   Night();
   EXPECT_THAT(entries, HasSubstr("func=open errno=17 detcode=03020003"));
   EXPECT_TRUE(Log("20240210a.psl"));
@@ -159,7 +148,7 @@ TEST_F(PrefixUnfinished, LogWhoseArchiveHasItsNameTakenStays) {
 // Selection looked for this log in the directory, the driver among the archives: its day and month
 // failed every night.
 TEST_F(PrefixUnfinished, LogNamedLikeAnArchiveIsArchived) {
-  server.directory.Write("arc/20240209s.psa.psl", Bytes("20240209s", 'L'));
+  server.directory.Write("arc/20240209s.psa.psl", FileOfDay("20240209s", 'L'));
   Night();
   EXPECT_EQ(entries, "");
   EXPECT_TRUE(Archive("20240209s.psa") && Archive("202402s.psa"));

@@ -195,21 +195,17 @@ TEST_F(KindRules, KeysAreTheConfiguredOnesAfterEveryPeriod) {
   EXPECT_EQ(SectionOf(run.Period(), 0x1D, kPd, 32).Get8(9), 1U);
 }
 
+Bytes BusyDisk(uint32_t length) { return Bytes(64).U32(4, length).U8(9, 1).U16(20, 10000); }
+
 TEST_F(KindRules, TimeSumWraps) {
-  const auto disk = [](uint32_t length) {
-    return Bytes(64).U32(4, length).U8(9, 1).U16(20, 10000);
-  };
-  const Bytes written = Period(0x1D, kPd, {0, 1}, {disk(0xFFFFFFFF), disk(1001)}, 64);
+  const Bytes written = Period(0x1D, kPd, {0, 1}, {BusyDisk(0xFFFFFFFF), BusyDisk(1001)}, 64);
   EXPECT_EQ(written.Get32(4), 1000U);
   // Busy for 4294968296 ms of a sum of 1000: (4294968296 / 1000) x 10000 does not fit 31 bits.
   EXPECT_EQ(written.Get16(20), 0xFFFFU);
 }
 
 TEST_F(KindRules, TimeSumThatWrapsTo0IsWrittenNotValid) {
-  const auto disk = [](uint32_t length) {
-    return Bytes(64).U32(4, length).U8(9, 1).U16(20, 10000);
-  };
-  const Bytes written = Period(0x1D, kPd, {0, 1}, {disk(0xFFFFFFFF), disk(1)}, 64);
+  const Bytes written = Period(0x1D, kPd, {0, 1}, {BusyDisk(0xFFFFFFFF), BusyDisk(1)}, 64);
   EXPECT_EQ(written.Get32(4), 0U);
   EXPECT_EQ(written.Get8(11), 1U);
   EXPECT_EQ(written.Get16(20), 0U);

@@ -311,14 +311,24 @@ TEST(Revision0x10, LdmFlushWritesThe0x11Layout) {
   EXPECT_EQ(period.Part(disks + 96, 32), Bytes(32).U32(4, 2000).U8(9, 2).U8(10, 1));
 }
 
-TEST(Revision0x10, RecordInThe0x11LayoutIsReadBack) {
+// The record that an "LDM" record flushed; its run is over before another begins.
+Bytes FlushedByLdm() {
   RevisionRun log(0x10);
-  const Bytes period = FlushedBy(log, "LDM");
-  RevisionRun run(0x10, 'H', 'D');
+  return FlushedBy(log, "LDM");
+}
+
+// Feeds it to a run that makes a day archive.
+void FeedFlushed(RevisionRun& run, const Bytes& period) {
   run.InputMask(kLd, 0xFFFFF000);
   run.InputMask(kPd, 0xFF000000);
   run.Feed(StructureBuilder(0x10).Add(kLd, {{0, 1}, {0, 2}}).Add(kPd, {{0, 1}, {0, 2}}).Build());
   run.Feed(period);
+}
+
+TEST(Revision0x10, RecordInThe0x11LayoutIsReadBack) {
+  const Bytes period = FlushedByLdm();
+  RevisionRun run(0x10, 'H', 'D');
+  FeedFlushed(run, period);
   const Bytes again = run.Period();  // written as 0x10
   EXPECT_EQ(again.size(), 80U + 96 + 80 + 16 + 80 + 16);
   Bytes disk = Bytes(48).U32(0, 8).U32(4, 2000).U8(9, 1).Quad(16, 4, 5, 6, 7).Quad(32, 1, 2, 3, 4);
@@ -328,13 +338,9 @@ TEST(Revision0x10, RecordInThe0x11LayoutIsReadBack) {
 }
 
 TEST(Revision0x10, BothLayoutsMixInOnePeriod) {
-  RevisionRun log(0x10);
-  const Bytes period = FlushedBy(log, "LDM");
+  const Bytes period = FlushedByLdm();
   RevisionRun run(0x10, 'H', 'D');
-  run.InputMask(kLd, 0xFFFFF000);
-  run.InputMask(kPd, 0xFF000000);
-  run.Feed(StructureBuilder(0x10).Add(kLd, {{0, 1}, {0, 2}}).Add(kPd, {{0, 1}, {0, 2}}).Build());
-  run.Feed(period);
+  FeedFlushed(run, period);
   StatisticsBuilder record(0x10);
   Bytes words(8 * 4);
   record.Add(kLd, Bytes(96).U32(4, 1000).U16(8, 1).U8(10, 1).Part(0, 16));

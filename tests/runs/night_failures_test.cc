@@ -38,26 +38,17 @@ class LongPrefixFailures : public ::testing::Test {
     }
   }
 
-  static std::string Bytes(const std::string& name, char level) {
-    const auto time =
-        static_cast<uint32_t>(LocalTimeIn("UTC", name.substr(0, 4) + "-" + name.substr(4, 2) + "-" +
-                                                     name.substr(6, 2) + " 12:00:00"));
-    return spell::HeaderRecord({.revision = 0x1D, .level = level, .time = time}) +
-           spell::Structure(0x1D, {.time = time, .continuation = 1}) +
-           spell::Statistics(0x1D, {.time = time + 60});
-  }
-
   static void Prepare(const TestServer& server) {
     auto& segment = const_cast<TestServer&>(server).segment;
     segment.PutRetention(0, 2, 0);
     segment.PutRetention(1, 1, 1);
     server.directory.MakeDirectory("arc/archive");
     for (const char* name : {"20240115a.psa", "20240116a.psa", "20240220b.psa"}) {
-      server.directory.Write(std::string("arc/archive/") + name, Bytes(name, 'H'));
+      server.directory.Write(std::string("arc/archive/") + name, FileOfDay(name, 'H'));
     }
     for (const char* name : {"20240310a#001.psl", "20240310a#002.psl", "20240313b.psl",
                              "20240314a.psl", "20240314b#001.psl", "20240314b#002.psl"}) {
-      server.directory.Write(std::string("arc/") + name, Bytes(name, 'L'));
+      server.directory.Write(std::string("arc/") + name, FileOfDay(name, 'L'));
     }
     server.directory.Write("arc/Qelprf.A");
     server.directory.Write("arc/archive/20240312a.psa_tmp", "remains");

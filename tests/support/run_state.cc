@@ -58,7 +58,7 @@ void ResetRunState() {
   StartTime = 0;
   EndTime = 0;
   clock_hook = nullptr;
-  ForgetUnarchived();
+  unarchived = {};
   ForgetUnread();
   InitWorkArea();
 }

@@ -39,6 +39,19 @@ uint64_t EntriesOf(const FieldContext& context, std::span<const uint8_t> record)
   return count;
 }
 
+// What a reader reported of a file.
+AuditFinding FindingOf(const std::string& path, const Finding& trouble) {
+  AuditFinding finding;
+  finding.path = path;
+  finding.code = trouble.code;
+  finding.tag = trouble.tag;
+  finding.offset = trouble.offset;
+  finding.field = trouble.field;
+  finding.text = trouble.text;
+  finding.unreadable = trouble.severity == Severity::kUnreadable;
+  return finding;
+}
+
 class Auditor : public RunListener {
  public:
   Auditor(const AuditRequest& request, const InputsAtHand& inputs, PslReader& archive,
@@ -48,12 +61,8 @@ class Auditor : public RunListener {
         records_(archive),
         choice_(request, inputs, result.level, result.run),
         sink_(sink),
-        result_(result) {
-    context_.header = archive.header();
-    for (size_t kind = 0; kind < kSectionKinds; ++kind) {
-      context_.header.masks[kind] = FullMaskOf(context_.header.revision, static_cast<Kind>(kind));
-    }
-  }
+        result_(result),
+        context_(FieldContext::OfArchive(archive.header())) {}
 
   void OutputBegins(const OutputStart& start) override {
     if (!choice_.Begins(start)) return;
@@ -90,8 +99,8 @@ class Auditor : public RunListener {
     if (sums != nullptr) {
       due.cheseg_key_count = std::max<size_t>(sums->tables().kinds[kCheseg].key_count, 1);
     }
-    if (pending_) Match(*pending_, &due);
-    pending_ = std::move(due);
+    if (due_) Match(*due_, &due);
+    due_ = std::move(due);
   }
 
   void InputTrouble(const std::string& path, const Finding& trouble) override {
@@ -101,8 +110,8 @@ class Auditor : public RunListener {
 
   // Everything that the inputs make has been told.
   void Finish() {
-    if (pending_) Match(*pending_, nullptr);
-    pending_.reset();
+    if (due_) Match(*due_, nullptr);
+    due_.reset();
     if (other_revision_) return;
     if (!choice_.found()) {
       AuditFinding finding;
@@ -151,9 +160,9 @@ class Auditor : public RunListener {
 
   // The next record of the archive is one that no input makes.
   void TellExtra() {
-    const ArchiveRecords::Head& head = *records_.Ahead(0);
-    Put(RecordFinding("record-without-input", head.number, TagText(head.tag), head.stamp,
-                      head.offset,
+    const ArchiveRecords::Frame& frame = *records_.Ahead(0);
+    Put(RecordFinding("record-without-input", frame.number, TagText(frame.tag), frame.stamp,
+                      frame.offset,
                       "no input makes this record: an input is missing or incomplete"));
     records_.Pass();
   }
@@ -170,32 +179,25 @@ class Auditor : public RunListener {
     PutTrouble(request_.archive, trouble, records_.number(), trouble.code);
   }
 
-  // What a reader reported of a file.
   void PutTrouble(const std::string& path, const Finding& trouble, uint64_t record,
                   const char* code) {
-    AuditFinding finding;
-    finding.path = path;
+    AuditFinding finding = FindingOf(path, trouble);
     finding.code = code;
     finding.record = record;
-    finding.tag = trouble.tag;
-    finding.offset = trouble.offset;
-    finding.field = trouble.field;
-    finding.text = trouble.text;
-    finding.unreadable = trouble.severity == Severity::kUnreadable;
     result_.unreadable = result_.unreadable || finding.unreadable;
     Put(finding);
   }
 
-  static bool Belong(const ArchiveRecords::Head& head, const DueRecord& due) {
-    return head.tag == due.tag() && head.stamp == due.stamp();
+  static bool Belong(const ArchiveRecords::Frame& frame, const DueRecord& due) {
+    return frame.tag == due.tag() && frame.stamp == due.stamp();
   }
 
   // Finds the archive's counterpart of a record that is due. `next`: the one due behind it.
   void Match(const DueRecord& due, const DueRecord* next) {
-    const ArchiveRecords::Head* head = records_.Ahead(0);
-    if (head != nullptr && !Belong(*head, due)) {
+    const ArchiveRecords::Frame* frame = records_.Ahead(0);
+    if (frame != nullptr && !Belong(*frame, due)) {
       size_t distance = 1;
-      const ArchiveRecords::Head* other = nullptr;
+      const ArchiveRecords::Frame* other = nullptr;
       while (distance < kFarAhead && (other = records_.Ahead(distance)) != nullptr &&
              !Belong(*other, due)) {
         ++distance;
@@ -211,18 +213,19 @@ class Auditor : public RunListener {
   }
 
   void Compare(const DueRecord& due) {
-    const ArchiveRecords::Head* const head = records_.Ahead(0);
+    const ArchiveRecords::Frame* const frame = records_.Ahead(0);
     const uint64_t start = records_.position();
     const uint64_t number = records_.number();
     const size_t size = due.bytes.size();
     // A damaged length must not hide what it frames: the record is taken as long as it should be
     // when the file goes on behind that.
-    const bool framed = head != nullptr && head->length == size;
-    const bool mended = !framed && (head == nullptr || !records_.CanBegin(start + head->length)) &&
+    const bool framed = frame != nullptr && frame->length == size;
+    const bool mended = !framed &&
+                        (frame == nullptr || !records_.CanBegin(start + frame->length)) &&
                         records_.CanBegin(start + size);
     std::vector<uint8_t> stored;
     const bool loaded =
-        mended ? records_.LoadAs(start, size, stored) : head != nullptr && records_.Load(stored);
+        mended ? records_.LoadAs(start, size, stored) : frame != nullptr && records_.Load(stored);
     if (!loaded) {
       TellMissing(due);
       TellBroken();
@@ -263,7 +266,7 @@ class Auditor : public RunListener {
   const AuditSink& sink_;
   AuditResult& result_;
   FieldContext context_;
-  std::optional<DueRecord> pending_;
+  std::optional<DueRecord> due_;
   bool other_revision_ = false;  // than that of the inputs
   bool told_broken_ = false;
 };
@@ -274,14 +277,7 @@ AuditResult AuditOnce(const AuditRequest& request, const InputsAtHand& inputs, R
   result.run = run;
   PslReader archive(request.archive, PslReader::Reports::kKept);
   const auto refuse = [&](const Finding& trouble) {
-    AuditFinding finding;
-    finding.path = request.archive;
-    finding.code = trouble.code;
-    finding.tag = trouble.tag;
-    finding.offset = trouble.offset;
-    finding.field = trouble.field;
-    finding.text = trouble.text;
-    finding.unreadable = trouble.severity == Severity::kUnreadable;
+    const AuditFinding finding = FindingOf(request.archive, trouble);
     result.unreadable = finding.unreadable;
     ++result.findings;
     sink(finding);

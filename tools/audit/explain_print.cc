@@ -11,6 +11,7 @@
 #include "engine/names.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
+#include "tools/showing/dump_writers.h"
 
 namespace psltool {
 
@@ -28,14 +29,6 @@ std::string ValueText(const Value& value) {
   if (const auto* flag = std::get_if<bool>(&value)) return *flag ? "yes" : "no";
   if (const auto* text = std::get_if<std::string>(&value)) return *text;
   return "-";
-}
-
-Json ValueJson(const Value& value) {
-  if (const auto* number = std::get_if<uint64_t>(&value)) return *number;
-  if (const auto* real = std::get_if<double>(&value)) return *real;
-  if (const auto* flag = std::get_if<bool>(&value)) return *flag;
-  if (const auto* text = std::get_if<std::string>(&value)) return *text;
-  return nullptr;
 }
 
 const Value* Find(const ExplainedInterval& interval, std::string_view name) {
@@ -73,7 +66,7 @@ bool IsTold(const ExplainView& view, const ExplainedField& field) {
 
 struct Shown {
   std::string name;  // of the column of intervals
-  std::string head;
+  std::string heading;
   size_t width;
 };
 
@@ -84,7 +77,8 @@ void Show(const Explanation& explanation, const std::string& name, std::vector<S
       const bool there = std::any_of(shown.begin(), shown.end(),
                                      [&](const Shown& each) { return each.name == name; });
       // One interval is enough to know the column.
-      if (!there) shown.push_back({name, column.head, std::max(column.head.size(), kLeastWidth)});
+      if (!there)
+        shown.push_back({name, column.heading, std::max(column.heading.size(), kLeastWidth)});
       return;
     }
   }
@@ -134,7 +128,7 @@ void PrintIntervals(const ExplainView& view, const Explanation& explanation, siz
                   logs ? fmt::format("interval ending ({})", zone_name)
                        : PeriodHead(explanation.intervals.front().period.level, view.zone),
                   "seconds", explanation.of_items ? "named" : "valid");
-  for (const Shown& column : columns) line += fmt::format(" {:>{}} ", column.head, column.width);
+  for (const Shown& column : columns) line += fmt::format(" {:>{}} ", column.heading, column.width);
   const auto put = [&] {
     line.erase(line.find_last_not_of(' ') + 1);
     out.Put(line);
@@ -235,7 +229,7 @@ bool PrintExplanation(const ExplainView& view, const Explanation& explanation, T
     if (!IsTold(view, field)) continue;
     const std::string group =
         field.column.group != 0 && last > first ? fmt::format("group {} ", field.column.group) : "";
-    out.Print("{}{} {}: {}\n", group, field.column.head, ValueText(field.expected),
+    out.Print("{}{} {}: {}\n", group, field.column.heading, ValueText(field.expected),
               HowOf(view, explanation, field));
     if (field.stored != field.expected) {
       out.Print("  but the archive holds {}\n", ValueText(field.stored));
@@ -267,7 +261,7 @@ bool PrintExplanationJson(const ExplainView& view, const Explanation& explanatio
     if (explanation.of_items) each["named"] = interval.named;
     for (size_t i = 0; i < interval.columns.size(); ++i) {
       const std::string& name = interval.columns[i].name;
-      if (!each.Has(name)) each[name] = ValueJson(interval.values[i]);
+      if (!each.Has(name)) each[name] = JsonOf(interval.values[i]);
     }
     intervals.Append(std::move(each));
   }
@@ -275,8 +269,8 @@ bool PrintExplanationJson(const ExplainView& view, const Explanation& explanatio
   for (const ExplainedField& field : explanation.fields) {
     if (!IsShown(view, field)) continue;
     Json each = {{"field", field.column.name},
-                 {"value", ValueJson(field.expected)},
-                 {"stored", ValueJson(field.stored)},
+                 {"value", JsonOf(field.expected)},
+                 {"stored", JsonOf(field.stored)},
                  {"rule", kRules[static_cast<size_t>(field.rule)]}};
     if (field.rule == Gathered::kMean) {
       each["sum"] = field.sum;
@@ -301,9 +295,7 @@ bool PrintExplanationJson(const ExplainView& view, const Explanation& explanatio
     report["name"] = view.name;
     report["group_name"] = view.labels.OfGroup(view.kind, view.group);
   }
-  // Names of files are bytes, JSON is UTF-8.
-  out.Put(report.Text());
-  out.Put("\n");
+  PutJson(report, out);
   return true;
 }
 

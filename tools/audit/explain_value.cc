@@ -59,7 +59,7 @@ std::optional<Decoded> Find(const FieldContext& context, std::span<const uint8_t
       return decoded;
     }
     if (part.type != RecordPart::Type::kEntry) continue;
-    const SectionRow* const row = SectionOf(layout, part.kind);
+    const SectionRow* const row = FindRow(layout.Sections(), part.kind);
     const Form& form = kForms[part.form];
     const size_t keys = part.kind == kCheseg ? context.cheseg_key_count : form.key.count;
     if (!wanted.Is(EntryKey(form.key, keys, bytes), keys)) continue;
@@ -93,12 +93,8 @@ class Explainer : public RunListener {
         choice_(request, LookAtInputs(request), archive.header().level, request.run),
         stamp_(stamp),
         zone_(request.zone),
-        explanation_(explanation) {
-    context_.header = archive.header();
-    for (size_t kind = 0; kind < kSectionKinds; ++kind) {
-      context_.header.masks[kind] = FullMaskOf(context_.header.revision, static_cast<Kind>(kind));
-    }
-  }
+        explanation_(explanation),
+        context_(FieldContext::OfArchive(archive.header())) {}
 
   void OutputBegins(const OutputStart& start) override { choice_.Begins(start); }
   void InputJoins(const PslReader& input) override {
@@ -118,8 +114,8 @@ class Explainer : public RunListener {
     interval.valid = each.entry[static_cast<size_t>(form.not_valid)] == 0;
     interval.length = Load32(each.entry.data() + kAtInterval);
     const RevisionLayout& layout = LayoutOfStatistics(input_->header(), each.record);
-    const EntryFields fields(input_->header(), *SectionOf(layout, each.kind), layout.row.rule,
-                             false);
+    const EntryFields fields(input_->header(), *FindRow(layout.Sections(), each.kind),
+                             layout.row.rule, false);
     interval.columns = fields.columns();
     fields.Decode({each.entry, each.words, each.rules.key_count, interval.offset}, interval.values);
     intervals_.push_back(std::move(interval));
@@ -252,7 +248,7 @@ class Explainer : public RunListener {
   void TakeResource(std::span<const uint8_t> record, const PeriodSums& sums) {
     const RevisionLayout& layout = LayoutOfStatistics(context_.header, record);
     EntryRules rules;
-    rules.form = &kForms[SectionOf(layout, wanted_.kind)->form];
+    rules.form = &kForms[FindRow(layout.Sections(), wanted_.kind)->form];
     rules.rule = layout.row.rule;
     for (const ResourceSum& sum : sums.kind(wanted_.kind).resources) {
       if (sum.key != *wanted_.key) continue;
@@ -322,6 +318,36 @@ bool GoToRecord(PslReader& archive, const ExplainRequest& request, RecordPeriod&
                                    : std::string("no statistics records"));
 }
 
+// What is asked for, in files of a revision. Nothing: they cannot hold it, reported.
+std::optional<Wanted> WantedOf(const ExplainRequest& request, uint8_t revision) {
+  const auto refuse = [&](const std::string& why) {
+    static_cast<void>(Fail(request.archive, why));
+    return std::nullopt;
+  };
+  const char* const kind = WordOfKind(request.kind);
+  if (!HasKind(revision, request.kind)) {
+    return refuse(fmt::format("files of revision 0x{:02X} hold no {}", revision, kind));
+  }
+  Wanted wanted = {request.kind, std::nullopt, 0, request.key};
+  if (const SectionRow* const row = FindRow(LayoutOf(revision).Sections(), request.kind)) {
+    const auto key = ParseKey(kForms[row->form].key, request.key);
+    if (!key) return refuse(fmt::format("'{}' is not a key of {}", request.key, kind));
+    wanted.key = PackKey(key->bytes.data(), key->bytes.size());
+    wanted.key_size = key->bytes.size();
+  }
+  return wanted;
+}
+
+// Puts what the archive holds beside what the inputs make.
+void Compare(const Decoded& stored, Explanation& explanation) {
+  for (ExplainedField& field : explanation.fields) {
+    for (size_t i = 0; i < stored.columns.size(); ++i) {
+      if (stored.columns[i].name == field.column.name) field.stored = stored.values[i];
+    }
+    if (field.stored != field.expected) ++explanation.differences;
+  }
+}
+
 }  // namespace
 
 ExplainEnd Explain(const ExplainRequest& request, Explanation& explanation, Progress& progress) {
@@ -332,62 +358,40 @@ ExplainEnd Explain(const ExplainRequest& request, Explanation& explanation, Prog
   };
   if (!archive.Open()) return failure();
   const uint8_t revision = archive.header().revision;
-  if (!HasKind(revision, request.kind)) {
-    static_cast<void>(Fail(request.archive, fmt::format("files of revision 0x{:02X} hold no {}",
-                                                        revision, WordOfKind(request.kind))));
-    return ExplainEnd::kRefused;
-  }
-  Wanted wanted = {request.kind, std::nullopt, 0, request.key};
-  if (const SectionRow* const row = SectionOf(LayoutOf(revision), request.kind)) {
-    const auto key = ParseKey(kForms[row->form].key, request.key);
-    if (!key) {
-      static_cast<void>(Fail(request.archive, fmt::format("'{}' is not a key of {}", request.key,
-                                                          WordOfKind(request.kind))));
-      return ExplainEnd::kRefused;
-    }
-    wanted.key = PackKey(key->bytes.data(), key->bytes.size());
-    wanted.key_size = key->bytes.size();
-  }
+  const std::optional<Wanted> wanted = WantedOf(request, revision);
+  if (!wanted) return ExplainEnd::kRefused;
   explanation = Explanation();
   if (!GoToRecord(archive, request, explanation.period)) {
     return archive.failed() ? failure() : ExplainEnd::kFailed;
   }
   explanation.record = archive.number();
   explanation.revision = revision;
-  Explainer explainer(request, wanted, archive, explanation.period.stamp, explanation);
+  Explainer explainer(request, *wanted, archive, explanation.period.stamp, explanation);
   const RunRules rules = {archive.header().level, request.run, request.no_period};
   Recompute(request.inputs, rules, explainer, true, progress);
   progress.Clear();
-  const std::string what = fmt::format("{} {}", WordOfKind(request.kind), request.key);
-  if (!explainer.done()) {
-    static_cast<void>(Fail(
-        request.archive, fmt::format("the inputs make no record of {}: `psltool audit` tells more",
-                                     PeriodText(explanation.period, request.zone))));
+  const auto fail = [&](const std::string& why) {
+    static_cast<void>(Fail(request.archive, why));
     return ExplainEnd::kFailed;
+  };
+  const std::string what = fmt::format("{} {}", WordOfKind(request.kind), request.key);
+  const std::string period = PeriodText(explanation.period, request.zone);
+  if (!explainer.done()) {
+    return fail(fmt::format("the inputs make no record of {}: `psltool audit` tells more", period));
   }
   if (!explainer.found()) {
-    static_cast<void>(
-        Fail(request.archive, fmt::format("the inputs have no {} in the record of {}", what,
-                                          PeriodText(explanation.period, request.zone))));
-    return ExplainEnd::kFailed;
+    return fail(fmt::format("the inputs have no {} in the record of {}", what, period));
   }
   FieldContext context;
   context.header = archive.header();
   context.cheseg_key_count = explainer.cheseg_key_count();
-  const std::optional<Decoded> stored = Find(context, archive.record(), wanted);
+  const std::optional<Decoded> stored = Find(context, archive.record(), *wanted);
   if (!stored) {
-    static_cast<void>(
-        Fail(request.archive, fmt::format("record {} at offset {} holds no {}, but the inputs do",
-                                          archive.number(), archive.position(), what)));
-    return ExplainEnd::kFailed;
+    return fail(fmt::format("record {} at offset {} holds no {}, but the inputs do",
+                            archive.number(), archive.position(), what));
   }
   explanation.offset = archive.position() + stored->at;
-  for (ExplainedField& field : explanation.fields) {
-    for (size_t i = 0; i < stored->columns.size(); ++i) {
-      if (stored->columns[i].name == field.column.name) field.stored = stored->values[i];
-    }
-    if (field.stored != field.expected) ++explanation.differences;
-  }
+  Compare(*stored, explanation);
   return explainer.troubled() ? ExplainEnd::kFailed : ExplainEnd::kDone;
 }
 

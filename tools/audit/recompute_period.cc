@@ -19,18 +19,12 @@ EntryRules RulesOf(const RevisionLayout& layout, uint8_t file_revision, const Se
   rules.rule = layout.row.rule;
   rules.revision = file_revision;
   rules.key_count = table.key_count;
-  rules.out_mask = FullMaskOf(file_revision, row.kind);
+  const BitmapRow* const bitmap = FindRow(LayoutOf(file_revision).Bitmaps(), row.kind);
+  rules.out_mask = bitmap == nullptr ? 0 : bitmap->full;
   return rules;
 }
 
 }  // namespace
-
-uint32_t FullMaskOf(uint8_t revision, Kind kind) {
-  for (const BitmapRow& row : kBitmapRows) {
-    if (row.kind == kind && row.span.Holds(revision)) return row.full;
-  }
-  return 0;
-}
 
 void PeriodSums::StartKind(Kind kind) {
   const KeyTable& table = tables_.kinds[kind];
@@ -75,8 +69,8 @@ void PeriodSums::DropFound() {
 void PeriodSums::Note(const RevisionLayout& layout, std::span<const uint8_t> record) {
   firsts_.fill(0);
   items_first_ = 0;
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    firsts_[layout.sections[i].kind] = Load16(record.data() + layout.sections[i].header_at);
+  for (const SectionRow& section : layout.Sections()) {
+    firsts_[section.kind] = Load16(record.data() + section.header_at);
   }
   if (layout.has_items) items_first_ = Load16(record.data() + kItemsHeader);
 }
@@ -151,8 +145,7 @@ void PeriodSums::Add(const PslHeader& header, const RevisionLayout& layout,
     tables_.kinds[i] = found[i];
     StartKind(static_cast<Kind>(i));
   }
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    const SectionRow& row = layout.sections[i];
+  for (const SectionRow& row : layout.Sections()) {
     if (IsRead(row, PlaceOf(record, row), tables_)) AddSection(header, layout, row, record);
   }
   ItemSums::Watch watch;
@@ -174,8 +167,7 @@ std::vector<uint8_t> PeriodSums::Put(const RevisionLayout& layout, uint8_t file_
     Store16(record.data() + slot + 2, static_cast<uint16_t>(count));
     Store32(record.data() + slot + 4, static_cast<uint32_t>(offset));
   };
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    const SectionRow& row = layout.sections[i];
+  for (const SectionRow& row : layout.Sections()) {
     const KeyTable& table = tables_.kinds[row.kind];
     const bool carried = IsIncluded(row.included, tables_.choice);
     put_header(row.header_at, firsts_[row.kind], table.count, carried ? record.size() : 0);

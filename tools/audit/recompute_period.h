@@ -95,7 +95,4 @@ class PeriodSums {
   bool first_ = true;  // the next record is the first of the period
 };
 
-// The item bits of a kind in archives of a revision.
-uint32_t FullMaskOf(uint8_t revision, Kind kind);
-
 }  // namespace psltool

@@ -215,14 +215,9 @@ class Run {
   // Whether the statistics of the record at hand, or its tables, are what the archiver takes.
   template <class Judge>
   bool IsSound(Judge judge) {
-    std::optional<Finding> error;
-    const FindingSink sink = [&](const Finding& finding) {
-      if (finding.severity == Severity::kError && !error) error = finding;
-    };
-    RecordReport report(sink, reader_->number(), reader_->position(), reader_->tag());
-    if (judge(report)) return true;
-    listener_.InputTrouble(reader_->path(), *error);
-    return false;
+    const std::optional<Finding> error = ErrorOf(*reader_, judge);
+    if (error) listener_.InputTrouble(reader_->path(), *error);
+    return !error;
   }
 
   bool HasBasicInformation() const {
@@ -347,8 +342,8 @@ std::vector<uint8_t> PutHeader(const PslHeader& header, std::span<const uint8_t>
     std::memcpy(out.data() + kAtConfiguration, record.data() + kAtConfiguration, 4);
   }
   out[kAtLevel] = static_cast<uint8_t>(level);
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    Store32(out.data() + layout.bitmaps[i].at, layout.bitmaps[i].full);
+  for (const BitmapRow& bitmap : layout.Bitmaps()) {
+    Store32(out.data() + bitmap.at, bitmap.full);
   }
   return out;
 }

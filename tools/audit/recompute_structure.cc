@@ -91,8 +91,7 @@ std::vector<uint8_t> PutStructure(const RevisionLayout& layout, std::span<const 
   Append(out, BasicOf(record));
   // Of ranks and pools one list is there, and both descriptors hold its offset.
   size_t shared = 0;
-  for (size_t i = 0; i < layout.list_count; ++i) {
-    const ListRow& row = layout.lists[i];
+  for (const ListRow& row : layout.Lists()) {
     if (row.fixed_descriptor) PutDescriptor(out, row.header_at, 4, 0, 0);
     if (!row.written) continue;
     const bool either = row.included != Included::kAlways;

@@ -100,8 +100,7 @@ std::vector<FieldSpan> FileHeaderFields(const FieldContext& context, uint64_t si
   fields.Add(kAtSecondLevel, 1, "second level byte");
   fields.Add(kAtConfiguration, 4, "configuration word");
   const RevisionLayout& layout = LayoutOf(context.header.revision);
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    const BitmapRow& row = layout.bitmaps[i];
+  for (const BitmapRow& row : layout.Bitmaps()) {
     fields.Add(row.at, 4,
                row.kind == kReservedItems ? "item mask reserved"
                                           : fmt::format("item mask {}", WordOfKind(row.kind)));
@@ -122,8 +121,7 @@ std::vector<FieldSpan> HeadFields(const FieldContext& context, std::span<const u
   AddRecordHead(fields, "flag byte");
   if (tag == "STA") {
     const RevisionLayout& layout = LayoutOfStatistics(context.header, record);
-    for (size_t i = 0; i < layout.section_count; ++i) {
-      const SectionRow& row = layout.sections[i];
+    for (const SectionRow& row : layout.Sections()) {
       AddSlot(fields, row.header_at, fmt::format("section {}", WordOfKind(row.kind)));
     }
     if (layout.has_items) AddSlot(fields, kItemsHeader, "optional items");
@@ -132,8 +130,8 @@ std::vector<FieldSpan> HeadFields(const FieldContext& context, std::span<const u
     fields.Add(kAtContinuation, 1, "continuation flag");
     if (layout.row.carries_pair) fields.Add(kAtIntervalValue, 2, "interval value");
     AddSlot(fields, kAtFirstHeader, "basic information");
-    for (size_t i = 0; i < layout.list_count; ++i) {
-      AddSlot(fields, layout.lists[i].header_at, ListName(layout.lists[i]));
+    for (const ListRow& list : layout.Lists()) {
+      AddSlot(fields, list.header_at, ListName(list));
     }
     const size_t trailing = layout.row.trailing_at;
     if (trailing != 0) {
@@ -174,6 +172,15 @@ std::vector<FieldSpan> ElementSpans(Kind kind, uint64_t size) {
 }
 
 }  // namespace
+
+FieldContext FieldContext::OfArchive(const PslHeader& header) {
+  FieldContext context = {header};
+  context.header.masks.fill(0);
+  for (const BitmapRow& row : LayoutOf(header.revision).Bitmaps()) {
+    if (row.kind != kReservedItems) context.header.masks[row.kind] = row.full;
+  }
+  return context;
+}
 
 std::vector<FieldSpan> EntryFieldSpans(const Form& form, QuadRule rule, uint32_t mask,
                                        size_t key_count, size_t size) {

@@ -33,6 +33,9 @@ struct RecordPart {
 
 // What must be known to take an archive's records apart.
 struct FieldContext {
+  // Of archives of a header: what its item masks say does not count, but what its revision has.
+  static FieldContext OfArchive(const PslHeader& header);
+
   PslHeader header;             // with the item masks that the records go by
   size_t cheseg_key_count = 1;  // key bytes of cache segments
 };

@@ -74,8 +74,7 @@ void AddItems(std::span<const uint8_t> record, uint8_t revision, Parts& parts) {
 
 void AddSections(const FieldContext& context, std::span<const uint8_t> record, Parts& parts) {
   const RevisionLayout& layout = LayoutOfStatistics(context.header, record);
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    const SectionRow& row = layout.sections[i];
+  for (const SectionRow& row : layout.Sections()) {
     uint32_t index = 0;
     VisitSection(
         context.header, record, row,
@@ -92,8 +91,7 @@ void AddLists(const FieldContext& context, std::span<const uint8_t> record, Part
   const uint32_t basic = Load32(record.data() + kAtFirstHeader + 4);
   if (Carve(record, basic, kBasicSize).empty()) return;
   parts.Add({Type::kBasic, kNoKind, 0, basic, kBasicSize, kFormCount});
-  for (size_t i = 0; i < layout.list_count; ++i) {
-    const ListRow& row = layout.lists[i];
+  for (const ListRow& row : layout.Lists()) {
     const auto bytes = ListBytes(record, row);
     const uint64_t start = PlaceAt(record, row.header_at).offset;
     const uint64_t entry =

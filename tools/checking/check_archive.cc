@@ -18,7 +18,8 @@ namespace {
 
 constexpr size_t kOffsetAt = 4;  // in a section header
 constexpr size_t kSlotSize = 8;
-constexpr size_t kConcPresent = 12;
+constexpr size_t kConcPresent =
+    FindField(FieldsOfList(ItemRowOf(kConc).fields), Role::kPresent)->at;
 
 // Interval lengths of a record. Mostly all are the same; one that is not is worth a look.
 class Lengths {
@@ -296,9 +297,9 @@ void CheckArchivedHeader(const PslHeader& header, std::span<const uint8_t> recor
   std::vector<bool> used(record.size(), false);
   std::fill_n(used.begin(), kSecondLevelEnd, true);
   std::fill_n(used.begin() + kWord, 4, true);
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    if (layout.bitmaps[i].kind == kReservedItems) continue;
-    std::fill_n(used.begin() + layout.bitmaps[i].at, 4, true);
+  for (const BitmapRow& bitmap : layout.Bitmaps()) {
+    if (bitmap.kind == kReservedItems) continue;
+    std::fill_n(used.begin() + bitmap.at, 4, true);
   }
   for (size_t i = 0; i < record.size(); ++i) {
     if (used[i] || record[i] == 0) continue;

@@ -22,8 +22,7 @@ constexpr size_t kEndOfDate = 3;
 void CheckMasks(const PslReader& reader, RecordReport& report) {
   const PslHeader& header = reader.header();
   const RevisionLayout& layout = LayoutOf(header.revision);
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    const BitmapRow& row = layout.bitmaps[i];
+  for (const BitmapRow& row : layout.Bitmaps()) {
     if (row.kind == kReservedItems) continue;
     const uint32_t mask = header.masks[row.kind];
     const std::string field = fmt::format("item mask of {}", NameOf(row.kind).word);

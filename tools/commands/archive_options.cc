@@ -22,9 +22,9 @@ void AddMakingOptions(Command& command, ArchiveInputs& made) {
 }
 
 void AddAnswerOptions(Command& command, AnswerOptions& answer) {
-  command.AddFlag("--json", answer.json, "A JSON text for programs");
+  AddJsonFlag(command, answer.json);
   AddLabelsOption(command, answer.labels);
-  command.AddFlag("--utc", answer.utc, "Times in UTC instead of local time");
+  AddUtcFlag(command, answer.utc);
 }
 
 }  // namespace psltool

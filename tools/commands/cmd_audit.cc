@@ -11,7 +11,6 @@
 #include "tools/audit/audit_archive.h"
 #include "tools/audit/audit_directory.h"
 #include "tools/commands/archive_options.h"
-#include "tools/commands/exit_status.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
@@ -125,21 +124,16 @@ class Report {
                            {"entries", totals_.entries},
                            {"bytes", totals_.bytes},
                            {"findings", totals_.findings}};
-      // Names of files are bytes, JSON is UTF-8.
-      out_.Put(report.Text());
-      out_.Put("\n");
+      PutJson(report, out_);
     } else if (!options_.directory.empty()) {
       out_.Print("{}: {} agree{}, {} with findings, {} without inputs left; {} entries, {} bytes\n",
                  Count(totals_.archives, "archive"), totals_.agree, totals_.agree == 1 ? "s" : "",
                  totals_.with_findings, totals_.no_inputs, totals_.entries, totals_.bytes);
     }
-    if (!out_.Flush()) {
-      static_cast<void>(Fail("standard output", "cannot be written"));
-      return kExitTrouble;
-    }
-    if (totals_.unreadable) return kExitTrouble;
+    if (!out_.FlushOrFail()) return kExitUnusable;
+    if (totals_.unreadable) return kExitUnusable;
     const bool bad = totals_.findings != 0 || (options_.strict && totals_.no_inputs != 0);
-    return bad ? kExitFindings : kExitClean;
+    return bad ? kExitFailed : kExitDone;
   }
 
  private:
@@ -229,7 +223,7 @@ class Report {
 
 int Refuse(const char* what, const char* why) {
   static_cast<void>(Fail(what, why));
-  return kExitTrouble;
+  return kExitUnusable;
 }
 
 int Audit(const AuditOptions& options) {
@@ -248,7 +242,7 @@ int Audit(const AuditOptions& options) {
   }
   if (single && !options.logs_directory.empty()) return Refuse("audit --logs", "goes with --all");
   Labels labels;
-  if (!labels.Read(options.answer.labels)) return kExitTrouble;
+  if (!labels.Read(options.answer.labels)) return kExitUnusable;
   TextOut out(stdout);
   Progress progress;
   Report report(options, labels, out, progress);
@@ -256,7 +250,7 @@ int Audit(const AuditOptions& options) {
     AuditedFile file;
     file.path = options.made.archive;
     AuditRequest audit = {options.made, RunOf(options.run)};
-    if (!ResolveInputs(audit)) return kExitTrouble;
+    if (!ResolveInputs(audit)) return kExitUnusable;
     file.result = AuditArchive(
         audit, [&](const AuditFinding& finding) { report.Take(finding); }, progress);
     progress.Clear();
@@ -274,7 +268,7 @@ int Audit(const AuditOptions& options) {
       },
       progress);
   progress.Clear();
-  if (!read) return kExitTrouble;
+  if (!read) return kExitUnusable;
   return report.Close();
 }
 

@@ -277,8 +277,7 @@ void AddChartCommand(Command& command, int& status) {
       .AddOption("-m,--measure", options->measure,
                  "What is drawn (default ops, of kinds that count none busy)")
       ->Must(OneOf(MeasureNames()));
-  command.AddOption("-g,--group", options->group, "Counter group, from 1 (default 1)")
-      ->Must(Between(1, 6));
+  AddGroupOption(command, options->group)->Must(Between(1, 6));
   constexpr int kLeastWidth = 320;
   constexpr int kLeastHeight = 240;
   constexpr int kMost = 10000;

@@ -11,7 +11,7 @@
 #include "tools/checking/check_file.h"
 #include "tools/checking/digest.h"
 #include "tools/checking/sums_file.h"
-#include "tools/commands/exit_status.h"
+#include "tools/commands/dump_options.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
@@ -125,9 +125,7 @@ class Listing {
                            {"warnings", totals.warnings},
                            {"notes", totals.notes},
                            {"unreadable", totals.unreadable}};
-      // Names of files are bytes, JSON is UTF-8.
-      out_.Put(report.Text());
-      out_.Put("\n");
+      PutJson(report, out_);
     } else if (!options_.quiet) {
       out_.Print(
           "{} file{}, {} with findings: {} error{}, {} warning{}{}{}\n", totals.files,
@@ -202,7 +200,7 @@ int Check(const CheckOptions& options) {
   std::vector<std::string> files;
   // What can be read is checked also where a directory cannot.
   const bool trouble = !CollectFiles(options.paths, files);
-  if (files.empty()) return kExitTrouble;
+  if (files.empty()) return kExitUnusable;
   CheckGone(options, sums, listing, totals);
   for (const std::string& path : files) {
     const auto take = [&](const Finding& finding) { listing.Take(path, finding); };
@@ -222,13 +220,9 @@ int Check(const CheckOptions& options) {
   }
   progress.Clear();
   listing.Close(totals);
-  if (!out.Flush()) {
-    static_cast<void>(Fail("standard output", "cannot be written"));
-    return kExitTrouble;
-  }
-  if (trouble || sums.trouble() || totals.unreadable != 0) return kExitTrouble;
-  return totals.errors != 0 || (options.strict && totals.warnings != 0) ? kExitFindings
-                                                                        : kExitClean;
+  if (!out.FlushOrFail()) return kExitUnusable;
+  if (trouble || sums.trouble() || totals.unreadable != 0) return kExitUnusable;
+  return totals.errors != 0 || (options.strict && totals.warnings != 0) ? kExitFailed : kExitDone;
 }
 
 }  // namespace
@@ -239,7 +233,7 @@ void AddCheckCommand(Command& command, int& status) {
   command.AddFlag("--strict", options->strict, "Warnings count for the exit status, too");
   command.AddFlag("--all", options->all,
                   "List every finding, not only the first 10 of a class in a file");
-  command.AddFlag("--json", options->json, "A JSON text for programs");
+  AddJsonFlag(command, options->json);
   command.AddFlag("-q,--quiet", options->quiet,
                   "No text but of what cannot be read, only the exit status");
   command.Does([options, &status] { status = Check(*options); });

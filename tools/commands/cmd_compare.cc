@@ -87,22 +87,11 @@ bool TakeMeasures(const CompareOptions& options, CompareRequest& request) {
               fmt::format("the kinds asked for have no {}", fmt::join(options.measures, ", ")));
 }
 
-// Into the page of --page, written whole or not at all, or to standard output. False: reported.
-bool PrintTo(const CompareOptions& options, const CompareView& view, const Comparison& comparison) {
-  if (!options.page.empty()) {
-    RecordFile file(options.page);
-    if (!file.Create()) return false;
-    TextOut out(file);
-    PutComparisonPage(view, comparison, out);
-    return out.Flush() && file.Finish();
-  }
-  TextOut out(stdout);
-  if (options.json) {
-    PrintComparisonJson(view, comparison, out);
-  } else {
-    PrintComparison(view, comparison, out);
-  }
-  return out.Flush() || Fail("standard output", "cannot be written");
+void Print(const CompareOptions& options, const CompareView& view, const Comparison& comparison,
+           TextOut& out) {
+  if (!options.page.empty()) return PutComparisonPage(view, comparison, out);
+  if (options.json) return PrintComparisonJson(view, comparison, out);
+  PrintComparison(view, comparison, out);
 }
 
 int RunCompare(const CompareOptions& options) {
@@ -123,7 +112,8 @@ int RunCompare(const CompareOptions& options) {
   Comparison comparison;
   if (!Compare(request, before, after, progress, comparison)) return kExitRefused;
   const CompareView view = {options.choice.zone(), request.matching, request.least, labels};
-  if (!PrintTo(options, view, comparison)) return kExitUnusable;
+  const auto print = [&](TextOut& out) { Print(options, view, comparison, out); };
+  if (!PrintTo(options.page, print)) return kExitUnusable;
   int status = comparison.status;
   for (const auto* span : {&comparison.before, &comparison.after}) {
     if (span->records != 0 || status != kExitDone) continue;
@@ -164,8 +154,8 @@ void AddCompareCommand(Command& command, int& status) {
   command.AddOption("-n", options->number, "How many changes are told (default 20)")
       ->Must(Between(1, 1000000));
   AddKeyOptions(command, options->choice);
-  command.AddFlag("--utc", options->choice.utc, "Times in UTC instead of local time");
-  Option* const json = command.AddFlag("--json", options->json, "A JSON text for programs");
+  AddUtcFlag(command, options->choice.utc);
+  Option* const json = AddJsonFlag(command, options->json);
   command.AddOption("--page", options->page, "HTML file to write instead, to open in a browser")
       ->Excludes(json);
   AddLabelsOption(command, options->labels);

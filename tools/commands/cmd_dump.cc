@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "tools/commands/dump_options.h"
-#include "tools/commands/exit_status.h"
 #include "tools/commands/files_option.h"
 #include "tools/output/report.h"
 #include "tools/showing/dump_file.h"
@@ -45,14 +44,11 @@ int DumpOne(const DumpOptions& options, const DumpRequest& dump, TextOut& out, c
   const DumpEnd end =
       DumpFile(dump, *writer, out, progress, PslReader::Reports::kPrinted, nullptr, &count);
   progress.Clear();
-  if (!out.Flush()) {
-    static_cast<void>(Fail("standard output", "cannot be written"));
-    return kExitTrouble;
-  }
+  if (!out.FlushOrFail()) return kExitUnusable;
   if (end == DumpEnd::kDone) {
-    return HasWhatWasAsked(dump.path, options.choice, dump, count) ? 0 : kExitFindings;
+    return HasWhatWasAsked(dump.path, options.choice, dump, count) ? 0 : kExitFailed;
   }
-  return end == DumpEnd::kBroken ? kExitFindings : kExitTrouble;
+  return end == DumpEnd::kBroken ? kExitFailed : kExitUnusable;
 }
 
 int Dump(const DumpOptions& options) {
@@ -60,14 +56,14 @@ int Dump(const DumpOptions& options) {
   dump.raw = options.raw;
   Labels labels;
   if (!TakeChoice("dump", options.choice, dump) || !labels.Read(options.labels))
-    return kExitTrouble;
+    return kExitUnusable;
   const bool several = options.files.size() > 1;
   if (several && options.format != "table") {
     // Files of other revisions have other columns, and rows do not tell their file.
     static_cast<void>(Fail("dump", fmt::format("{} files: {} is of one file; psltool export takes "
                                                "any number",
                                                options.files.size(), options.format)));
-    return kExitTrouble;
+    return kExitUnusable;
   }
   TextOut out(stdout);
   // A table that runs over the terminal shows by itself how far it is.

@@ -12,7 +12,6 @@
 #include "tools/audit/explain_value.h"
 #include "tools/commands/archive_options.h"
 #include "tools/commands/dump_options.h"
-#include "tools/commands/exit_status.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/clock.h"
@@ -41,37 +40,34 @@ int Explain(const ExplainOptions& options) {
   const TimeReading at = ReadTime(options.at, Now(), zone);
   if (!at.span) {
     static_cast<void>(Fail("explain --at", at.why));
-    return kExitTrouble;
+    return kExitUnusable;
   }
   ExplainRequest explain = {options.made};
   explain.run = options.run == "automatic" ? RunKind::kAutomatic : RunKind::kManual;
-  explain.kind = KindOfWord(options.kind);
+  explain.kind = *KindOfWord(options.kind);
   explain.key = options.key;
   explain.at = *at.span;
   explain.zone = zone;
   ExplainView view = {options.made.archive, fmt::format("{} {}", options.kind, options.key),
                       options.field,        options.all,
                       options.group,        zone};
-  if (!view.labels.Read(options.answer.labels)) return kExitTrouble;
+  if (!view.labels.Read(options.answer.labels)) return kExitUnusable;
   view.kind = options.kind;
   view.name =
       view.labels.OfResource(ArrayOfArchive(options.made.archive), options.kind, options.key);
-  if (!ResolveInputs(explain)) return kExitTrouble;
+  if (!ResolveInputs(explain)) return kExitUnusable;
   Progress progress;
   Explanation explanation;
   const ExplainEnd end = Explain(explain, explanation, progress);
   progress.Clear();
-  if (end == ExplainEnd::kRefused || end == ExplainEnd::kUnreadable) return kExitTrouble;
-  if (explanation.fields.empty()) return kExitFindings;
+  if (end == ExplainEnd::kRefused || end == ExplainEnd::kUnreadable) return kExitUnusable;
+  if (explanation.fields.empty()) return kExitFailed;
   TextOut out(stdout);
   const bool printed = options.answer.json ? PrintExplanationJson(view, explanation, out)
                                            : PrintExplanation(view, explanation, out);
-  if (!printed) return kExitTrouble;
-  if (!out.Flush()) {
-    static_cast<void>(Fail("standard output", "cannot be written"));
-    return kExitTrouble;
-  }
-  return end == ExplainEnd::kDone && explanation.differences == 0 ? kExitClean : kExitFindings;
+  if (!printed) return kExitUnusable;
+  if (!out.FlushOrFail()) return kExitUnusable;
+  return end == ExplainEnd::kDone && explanation.differences == 0 ? kExitDone : kExitFailed;
 }
 
 }  // namespace

@@ -24,8 +24,8 @@ namespace {
 
 struct ExportOptions {
   std::vector<std::string> files;
-  std::vector<std::string> to;  // a form or the last time: words and times cannot be mixed up
-  std::string form;
+  std::vector<std::string> to;  // a format or the last time: words and times cannot be mixed up
+  std::string format;
   std::vector<std::string> metrics;
   std::vector<std::string> statistics;
   std::string labels;
@@ -39,20 +39,20 @@ constexpr int kNothing = -1;
 
 constexpr const char* kFormats[] = {"csv", "wide", "ndjson", "sqlite", "openmetrics"};
 
-bool IsForm(const std::string& text) {
+bool IsFormat(const std::string& text) {
   return std::find(std::begin(kFormats), std::end(kFormats), text) != std::end(kFormats);
 }
 
 // Sorts out what stands behind --to.
 bool TakeForm(ExportOptions& options) {
   for (const std::string& text : options.to) {
-    std::string& place = IsForm(text) ? options.form : options.choice.to;
+    std::string& place = IsFormat(text) ? options.format : options.choice.to;
     if (!place.empty() && place != text) {
       return Fail("export --to", fmt::format("'{}' and '{}' exclude each other", place, text));
     }
     place = text;
   }
-  return !options.form.empty() ||
+  return !options.format.empty() ||
          Fail("export", "--format csv, wide, ndjson, sqlite or openmetrics is needed");
 }
 
@@ -88,17 +88,6 @@ bool NamesDiffer(const std::vector<std::string>& files) {
   return true;
 }
 
-// "-o archive/*.psa" would make an output of the first archive.
-bool IsOutput(const ExportOptions& options) {
-  std::error_code error;
-  const bool log = IsLogName(options.out) || IsArchiveName(options.out);
-  const bool input = std::any_of(options.files.begin(), options.files.end(), [&](const auto& file) {
-    return !options.out.empty() && std::filesystem::equivalent(file, options.out, error);
-  });
-  return (!log && !input) ||
-         Fail("export -o", options.out + " is a log or archive, which is never overwritten");
-}
-
 // Beside the output there is room for much; without one where the system keeps such files.
 std::string ScratchOf(const ExportOptions& options) {
   if (!options.out.empty()) return DirectoryOf(options.out);
@@ -109,13 +98,13 @@ std::string ScratchOf(const ExportOptions& options) {
 std::unique_ptr<ExportSink> MakeSink(const ExportOptions& options, const ExportRequest& what,
                                      const Labels& labels, TextOut* out) {
   const Zone zone = options.choice.zone();
-  if (options.form == "sqlite") return MakeSqliteSink(options.out, labels);
-  if (options.form == "openmetrics") return MakeOpenMetricsSink(*out, ScratchOf(options), labels);
-  if (options.form == "wide") {
+  if (options.format == "sqlite") return MakeSqliteSink(options.out, labels);
+  if (options.format == "openmetrics") return MakeOpenMetricsSink(*out, ScratchOf(options), labels);
+  if (options.format == "wide") {
     return MakeWideSink(*out, zone, labels, ColumnsOfFiles(what, options.files));
   }
-  return options.form == "csv" ? MakeCsvSink(*out, zone, labels)
-                               : MakeJsonLinesSink(*out, zone, labels);
+  return options.format == "csv" ? MakeCsvSink(*out, zone, labels)
+                                 : MakeJsonLinesSink(*out, zone, labels);
 }
 
 // False: the files hold nothing of what was asked for, reported.
@@ -156,10 +145,10 @@ int Export(ExportOptions& options) {
   what.array = options.array;
   Labels labels;
   if (!TakeChoice("export", options.choice, what.dump) || !TakeMetrics(options, what) ||
-      !IsOutput(options) || !labels.Read(options.labels)) {
+      !MayWrite("export -o", options.out, options.files) || !labels.Read(options.labels)) {
     return kExitRefused;
   }
-  const bool database = options.form == "sqlite";
+  const bool database = options.format == "sqlite";
   if (database && options.out.empty()) {
     static_cast<void>(Fail("export --format sqlite", "needs -o with the database's path"));
     return kExitRefused;
@@ -178,15 +167,13 @@ int Export(ExportOptions& options) {
   const std::unique_ptr<ExportSink> sink = MakeSink(options, what, labels, &*out);
   if (sink == nullptr) return kExitUnusable;
   const std::optional<int> status = PutFiles(options, what, *sink);
-  if (status && out->Flush()) {
-    if (*status == kNothing) return kExitFailed;
-    // What lacks a file is no export of all of them.
-    if (!part || *status == kExitUnusable) return *status;
-    return part->FinishDurably() ? *status : kExitUnusable;
-  }
-  // The part file and the database tell by themselves.
-  if (!part && out->failed()) static_cast<void>(Fail("standard output", "cannot be written"));
-  return kExitUnusable;
+  // A part file and a database tell by themselves what failed.
+  const bool printed = out->FlushOrFail();
+  if (!status || !printed) return kExitUnusable;
+  if (*status == kNothing) return kExitFailed;
+  // What lacks a file is no export of all of them.
+  if (!part || *status == kExitUnusable) return *status;
+  return part->FinishDurably() ? *status : kExitUnusable;
 }
 
 }  // namespace
@@ -194,7 +181,7 @@ int Export(ExportOptions& options) {
 void AddExportCommand(Command& command, int& status) {
   auto options = std::make_shared<ExportOptions>();
   AddFilesOption(command, options->files);
-  command.AddOption("--format", options->form, "csv, wide, ndjson, sqlite or openmetrics")
+  command.AddOption("--format", options->format, "csv, wide, ndjson, sqlite or openmetrics")
       ->Must(OneOf(std::vector<std::string>(std::begin(kFormats), std::end(kFormats))));
   command
       .AddOption("--to", options->to,

@@ -26,9 +26,6 @@ namespace psltool {
 namespace {
 
 // Exit statuses: monitoring tells "bad" from "could not look".
-constexpr int kHealthy = 0;
-constexpr int kUnhealthy = 1;
-constexpr int kUnknown = 2;
 
 struct HealthOptions {
   int segment = -1;
@@ -94,8 +91,7 @@ void PrintJson(TextOut& out, const HealthRequest& request, const Health& health,
     json["findings"].Append(
         {{"problem", finding.problem}, {"kind", WordOf(finding.kind)}, {"text", finding.text}});
   }
-  out.Put(json.Text());
-  out.Put("\n");
+  PutJson(json, out);
 }
 
 void PrintText(TextOut& out, const HealthRequest& request, const Health& health, bool healthy) {
@@ -111,26 +107,11 @@ void PrintText(TextOut& out, const HealthRequest& request, const Health& health,
   }
 }
 
-template <class Print>
-bool PrintTo(Print print) {
-  TextOut out(stdout);
-  return print(out) || Fail("standard output", "cannot be written");
-}
-
-// Whoever reads the file meets a whole one, the old or the new.
-template <class Print>
-bool WriteTo(const std::string& path, Print print) {
-  RecordFile file(path);
-  if (!file.Create()) return false;
-  TextOut out(file);
-  return print(out) && file.Finish();
-}
-
 int Report(const HealthOptions& options) {
   HealthRequest request{};
   Health health;
-  if (!Prepare(options, request)) return kUnknown;
-  if (!LookAtRuns(request, health) || !LookAtFiles(request, health)) return kUnknown;
+  if (!Prepare(options, request)) return kExitUnusable;
+  if (!LookAtRuns(request, health) || !LookAtFiles(request, health)) return kExitUnusable;
   const bool healthy = std::none_of(health.findings.begin(), health.findings.end(),
                                     [](const HealthFinding& finding) { return finding.problem; });
   const auto print = [&](TextOut& out) {
@@ -141,10 +122,9 @@ int Report(const HealthOptions& options) {
     } else {
       PrintText(out, request, health, healthy);
     }
-    return out.Flush();
   };
-  if (!(options.out.empty() ? PrintTo(print) : WriteTo(options.out, print))) return kUnknown;
-  return healthy ? kHealthy : kUnhealthy;
+  if (!PrintTo(options.out, print)) return kExitUnusable;
+  return healthy ? kExitDone : kExitFailed;
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "engine/layout/layout.h"
-#include "tools/commands/exit_status.h"
+#include "tools/commands/dump_options.h"
 #include "tools/commands/files_option.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
@@ -37,13 +37,6 @@ const char* LevelName(char level) {
     default:
       return "unknown";
   }
-}
-
-const BitmapRow* BitmapOf(const RevisionLayout& layout, Kind kind) {
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    if (layout.bitmaps[i].kind == kind) return &layout.bitmaps[i];
-  }
-  return nullptr;
 }
 
 std::string RangeText(const CountRange& range) {
@@ -114,7 +107,7 @@ void PrintTable(TextOut& out, const FileSummary& summary, Zone zone) {
   line("interval", IntervalText(summary.interval));
   out.Print("  {:<10} {:>14} {:>9} {:>6} {:>7}\n", "kind", "resources", "item mask", "words", "of");
   for (const KindLine& kind : KindsOf(header.revision)) {
-    const BitmapRow* const row = BitmapOf(layout, kind.kind);
+    const BitmapRow* const row = FindRow(layout.Bitmaps(), kind.kind);
     out.Print("  {:<10} {:>14}", kind.word, RangeText(summary.counts[kind.kind]));
     if (row != nullptr) {
       out.Print("  {:08X} {:>6} {:>7}", header.masks[kind.kind],
@@ -159,7 +152,7 @@ Json JsonOf(const FileSummary& summary, Zone zone) {
     Json each = {{"kind", kind.word}, {"title", kind.title}};
     each["least"] = range.seen ? Json(range.least) : Json();
     each["most"] = range.seen ? Json(range.most) : Json();
-    if (BitmapOf(layout, kind.kind) != nullptr) {
+    if (FindRow(layout.Bitmaps(), kind.kind) != nullptr) {
       each["mask"] = fmt::format("{:08X}", header.masks[kind.kind]);
       each["words"] = std::popcount(header.masks[kind.kind]);
     }
@@ -200,16 +193,12 @@ int Show(const InfoOptions& options) {
     out.Flush();
     static_cast<void>(Fail(path, DescribeWithAdvice(*summary.trouble)));
     const bool unreadable = summary.trouble->severity == Severity::kUnreadable;
-    status = std::max(status, unreadable ? kExitTrouble : kExitFindings);
+    status = std::max(status, unreadable ? kExitUnusable : kExitFailed);
   }
   if (options.json) {
-    // Names of files are bytes, JSON is UTF-8.
-    out.Put(all.Text());
-    out.Put("\n");
+    PutJson(all, out);
   }
-  if (out.Flush()) return status;
-  static_cast<void>(Fail("standard output", "cannot be written"));
-  return kExitTrouble;
+  return out.FlushOrFail() ? status : kExitUnusable;
 }
 
 }  // namespace
@@ -217,8 +206,8 @@ int Show(const InfoOptions& options) {
 void AddInfoCommand(Command& command, int& status) {
   auto options = std::make_shared<InfoOptions>();
   AddFilesOption(command, options->files);
-  command.AddFlag("--json", options->json, "A JSON text for programs");
-  command.AddFlag("--utc", options->utc, "Times in UTC instead of local time");
+  AddJsonFlag(command, options->json);
+  AddUtcFlag(command, options->utc);
   command.Does([options, &status] { status = Show(*options); });
 }
 

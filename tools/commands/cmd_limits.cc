@@ -35,21 +35,6 @@ void Print(const LimitsOptions& options, const LimitView& view, const std::vecto
   PrintBreaches(view, breaches, out);
 }
 
-// Into the file of -o, renamed when it is whole, or to standard output. False: reported.
-bool PrintTo(const LimitsOptions& options, const LimitView& view,
-             const std::vector<Breach>& breaches) {
-  if (options.out.empty()) {
-    TextOut out(stdout);
-    Print(options, view, breaches, out);
-    return out.Flush() || Fail("standard output", "cannot be written");
-  }
-  RecordFile file(options.out);
-  if (!file.Create()) return false;
-  TextOut out(file);
-  Print(options, view, breaches, out);
-  return out.Flush() && file.FinishDurably();
-}
-
 // A rule that no value is held against may be mistyped: it is told, though nothing is broken.
 void TellIdleRules(const LimitView& view) {
   for (size_t i = 0; i < view.rules.size(); ++i) {
@@ -76,7 +61,8 @@ int Limits(const LimitsOptions& options) {
   int status = reader.Walk(check);
   const LimitView view = {options.rules, rules, check, reader, labels, options.choice.zone()};
   const std::vector<Breach> breaches = check.Finish();
-  if (!PrintTo(options, view, breaches)) return kExitUnusable;
+  const auto print = [&](TextOut& out) { Print(options, view, breaches, out); };
+  if (!PrintTo(options.out, print, true)) return kExitUnusable;
   if (status == kExitDone &&
       !HasWhatWasAsked("limits", options.choice, request.dump, reader.count())) {
     return kExitFailed;
@@ -92,7 +78,7 @@ void AddLimitsCommand(Command& command, int& status) {
   AddFilesOption(command, options->files);
   command.AddOption("-r,--rules", options->rules, "File of rules, one a line")->Required();
   AddSpanOptions(command, options->choice);
-  Option* const json = command.AddFlag("--json", options->json, "A JSON text for programs");
+  Option* const json = AddJsonFlag(command, options->json);
   command.AddFlag("--openmetrics", options->metrics, "Metrics for a collector of text files")
       ->Excludes(json);
   command.AddOption("-o,--out", options->out,

@@ -9,7 +9,6 @@
 #include <string>
 
 #include "report/runinfo.h"
-#include "tools/commands/exit_status.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
@@ -20,9 +19,6 @@
 namespace psltool {
 
 namespace {
-
-constexpr int kPlanned = 0;
-constexpr int kWouldEnd = 1;
 
 // Reasons that every healthy directory has; without --all they are only counted.
 const std::map<std::string, const char*> kUsual = {
@@ -86,8 +82,7 @@ void PrintJson(const PlanOptions& options, const Plan& plan, TextOut& out) {
                           {"bytes_freed", BytesFreed(step.files)},
                           {"files", JsonOf(step.files)}});
   }
-  out.Put(json.Text());
-  out.Put("\n");
+  PutJson(json, out);
 }
 
 std::string ArchiveText(const PlanFile& file) {
@@ -173,16 +168,7 @@ bool CheckOptions(PlanOptions& options, bool archive_given) {
       if (path->size() >= kSegArchiveRoom) return Fail(*path, "the path is too long");
       if (!path->starts_with('/')) return Fail(*path, "is not an absolute path");
     }
-    constexpr const char* kOptions[] = {"--keep-psl", "--keep-hour", "--keep-day"};
-    for (size_t i = 0; i < options.keep.size(); ++i) {
-      const auto keep = ParseRetention(options.keep[i]);
-      if (!keep || !IsRetention(keep->count, keep->unit, i)) {
-        return Fail(fmt::format("plan {}", kOptions[i]),
-                    fmt::format("'{}' is not none, {}1m to 24m, or 1y to 2y", options.keep[i],
-                                i == 0 ? "1d to 366d, " : ""));
-      }
-      config.keep[i] = *keep;
-    }
+    if (!ReadRetentions("plan", options.keep, config)) return false;
   }
   request.array_update = options.mode == "arrayupdate";
   request.now = Now();
@@ -203,11 +189,11 @@ bool CheckOptions(PlanOptions& options, bool archive_given) {
 }
 
 int Run(PlanOptions& options, bool archive_given) {
-  if (!CheckOptions(options, archive_given) || !SetUpPlan(options.request)) return kExitTrouble;
+  if (!CheckOptions(options, archive_given) || !SetUpPlan(options.request)) return kExitUnusable;
   const Plan plan = PlanRun(options.request);
   if (plan.unread) {
     static_cast<void>(Fail("plan", "a file could not be read, and the run would end there"));
-    return kExitTrouble;
+    return kExitUnusable;
   }
   TextOut out(stdout);
   if (options.json) {
@@ -215,11 +201,8 @@ int Run(PlanOptions& options, bool archive_given) {
   } else {
     PrintText(options, plan, out);
   }
-  if (!out.Flush()) {
-    static_cast<void>(Fail("standard output", "cannot be written"));
-    return kExitTrouble;
-  }
-  return plan.end.empty() ? kPlanned : kWouldEnd;
+  if (!out.FlushOrFail()) return kExitUnusable;
+  return plan.end.empty() ? kExitDone : kExitFailed;
 }
 
 }  // namespace

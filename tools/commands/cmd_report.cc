@@ -38,17 +38,6 @@ struct ReportOptions {
   ChoiceOptions choice;
 };
 
-// "-o archive/*.psa" would make a page of the first archive.
-bool IsOutput(const ReportOptions& options) {
-  std::error_code error;
-  const bool log = options.out.ends_with(".psl") || options.out.ends_with(".psa");
-  const bool input = std::any_of(options.files.begin(), options.files.end(), [&](const auto& file) {
-    return std::filesystem::equivalent(file, options.out, error);
-  });
-  return (!log && !input) ||
-         Fail("report -o", options.out + " is a log or archive, which is never overwritten");
-}
-
 int StatusOf(DumpEnd end) {
   if (end == DumpEnd::kDone) return kExitDone;
   return end == DumpEnd::kBroken ? kExitFailed : kExitUnusable;
@@ -98,8 +87,8 @@ bool WritePage(const std::string& path, const std::string& text) {
 int Report(ReportOptions& options) {
   DumpRequest what;
   Labels labels;
-  if (!TakeChoice("report", options.choice, what) || !IsOutput(options) ||
-      !labels.Read(options.labels)) {
+  if (!TakeChoice("report", options.choice, what) ||
+      !MayWrite("report -o", options.out, options.files) || !labels.Read(options.labels)) {
     return kExitRefused;
   }
   Progress progress;

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "tools/checking/salvage.h"
-#include "tools/commands/exit_status.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/input_files.h"
@@ -17,8 +16,6 @@
 namespace psltool {
 
 namespace {
-
-constexpr int kNothingSaved = 1;
 
 void Print(TextOut& out, const SalvageRequest& options, const SalvageReport& report) {
   uint64_t records = 0;
@@ -62,13 +59,11 @@ int Run(const SalvageRequest& options) {
       static_cast<void>(
           Fail(options.broken, end == SalvageEnd::kNothing ? "nothing can be saved: " + why : why));
     }
-    return end == SalvageEnd::kNothing ? kNothingSaved : kExitTrouble;
+    return end == SalvageEnd::kNothing ? kExitFailed : kExitUnusable;
   }
   TextOut out(stdout);
   Print(out, options, report);
-  if (out.Flush()) return 0;
-  static_cast<void>(Fail("standard output", "cannot be written"));
-  return kExitTrouble;
+  return out.FlushOrFail() ? kExitDone : kExitUnusable;
 }
 
 // A directory: each of its files into the new directory, under its own name.
@@ -76,10 +71,10 @@ int RunAll(const SalvageRequest& options) {
   std::error_code error;
   if (!std::filesystem::is_directory(options.broken, error)) return Run(options);
   std::vector<std::string> files;
-  if (!CollectFiles({options.broken}, files)) return kExitTrouble;
+  if (!CollectFiles({options.broken}, files)) return kExitUnusable;
   if (!std::filesystem::is_directory(options.good, error)) {
     static_cast<void>(Fail(options.good, "is no directory; of a directory only one is made"));
-    return kExitTrouble;
+    return kExitUnusable;
   }
   int status = 0;
   std::set<std::string> names;
@@ -90,7 +85,7 @@ int RunAll(const SalvageRequest& options) {
         (std::filesystem::path(options.good) / std::filesystem::path(file).filename()).string();
     if (!names.insert(one.good).second) {
       static_cast<void>(Fail(file, "another file of this name is there already"));
-      status = kExitTrouble;
+      status = kExitUnusable;
       continue;
     }
     status = std::max(status, Run(one));

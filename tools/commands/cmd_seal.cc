@@ -8,6 +8,7 @@
 
 #include "tools/checking/seal.h"
 #include "tools/checking/sums_file.h"
+#include "tools/commands/dump_options.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/text_out.h"
@@ -83,9 +84,7 @@ void PrintJson(TextOut& out, const SealReport& report) {
                   {"text", TextOf(entry)}});
   }
   const Json json = {{"files", std::move(files)}, {"written", report.written}};
-  // Names of files are bytes, JSON is UTF-8.
-  out.Put(json.Text());
-  out.Put("\n");
+  PutJson(json, out);
 }
 
 int Run(const SealOptions& options) {
@@ -100,10 +99,7 @@ int Run(const SealOptions& options) {
   } else {
     PrintText(out, report);
   }
-  if (!out.Flush()) {
-    static_cast<void>(Fail("standard output", "cannot be written"));
-    return kExitUnusable;
-  }
+  if (!out.FlushOrFail()) return kExitUnusable;
   const bool findings = std::any_of(report.entries.begin(), report.entries.end(),
                                     [](const SealEntry& entry) { return IsFinding(entry.state); });
   return findings ? kExitFailed : kExitDone;
@@ -123,7 +119,7 @@ void AddSealCommand(Command& command, int& status) {
   command.AddFlag("--forget", options->seal.forget, "Drop the lines of files that are gone");
   command.AddFlag("--new", options->seal.only_new,
                   "Only add new files, do not read the sealed ones");
-  command.AddFlag("--json", options->json, "A JSON text for programs");
+  AddJsonFlag(command, options->json);
   command.Does([options, &status] { status = Run(*options); });
 }
 

@@ -27,9 +27,6 @@ namespace {
 constexpr size_t kLongestArchiveDirectory = 180;
 constexpr size_t kLongestDirectory = kSegDirectoryRoom - 1;
 
-constexpr std::array<const char*, kSegRetentionClasses> kKeepOptions = {"--keep-psl", "--keep-hour",
-                                                                        "--keep-day"};
-
 // What the command line says, before it is checked.
 struct SegmentOptions {
   SegmentConfig config;
@@ -53,19 +50,6 @@ bool CheckDirectory(const char* option, const std::string& path, size_t longest)
   return true;
 }
 
-bool CheckKeep(SegmentOptions& options) {
-  for (size_t i = 0; i < options.keep.size(); ++i) {
-    const auto keep = ParseRetention(options.keep[i]);
-    if (!keep || !IsRetention(keep->count, keep->unit, i)) {
-      return Fail(fmt::format("segment make {}", kKeepOptions[i]),
-                  fmt::format("'{}' is not none, {}1m to 24m, or 1y to 2y", options.keep[i],
-                              i == 0 ? "1d to 366d, " : ""));
-    }
-    options.config.keep[i] = *keep;
-  }
-  return true;
-}
-
 bool Check(SegmentOptions& options) {
   SegmentConfig& config = options.config;
   if (config.pml.empty()) config.pml = config.root + (config.root.ends_with('/') ? "pml" : "/pml");
@@ -73,7 +57,8 @@ bool Check(SegmentOptions& options) {
   return CheckDirectory("--root", config.root,
                         kLongestDirectory - strlen("/") - strlen(kLockFile)) &&
          CheckDirectory("--archive", config.archive, kLongestArchiveDirectory) &&
-         CheckDirectory("--pml", config.pml, kLongestDirectory) && CheckKeep(options);
+         CheckDirectory("--pml", config.pml, kLongestDirectory) &&
+         ReadRetentions("segment make", options.keep, config);
 }
 
 bool Prepare(const SegmentConfig& config) {
@@ -98,9 +83,8 @@ int Make(SegmentOptions& options) {
   // A number that nobody got belongs to a segment that nobody would remove.
   TextOut out(stdout);
   out.Print("{}\n", number);
-  if (out.Flush()) return kExitDone;
+  if (out.FlushOrFail()) return kExitDone;
   shmctl(number, IPC_RMID, nullptr);
-  static_cast<void>(Fail("standard output", "cannot be written"));
   return kExitUnusable;
 }
 
@@ -131,8 +115,7 @@ void PrintJson(TextOut& out, int number, size_t size, const SegmentView& view) {
       {"valid", view.faults.empty()},
       {"faults", view.faults},
   };
-  out.Put(json.Text());
-  out.Put("\n");
+  PutJson(json, out);
 }
 
 void PrintText(TextOut& out, int number, size_t size, const SegmentView& view) {
@@ -163,10 +146,7 @@ int Show(const SegmentOptions& options) {
   } else {
     PrintText(out, options.number, size, view);
   }
-  if (!out.Flush()) {
-    static_cast<void>(Fail("standard output", "cannot be written"));
-    return kExitUnusable;
-  }
+  if (!out.FlushOrFail()) return kExitUnusable;
   return view.faults.empty() ? kExitDone : kExitFailed;
 }
 

@@ -93,9 +93,7 @@ int Show(ShowOptions& options) {
     status = std::max(status, ShowKind(options, labels, out, all));
   }
   PutJson(std::move(all), out);
-  if (out.Flush()) return status;
-  static_cast<void>(Fail("standard output", "cannot be written"));
-  return kExitUnusable;
+  return out.FlushOrFail() ? status : kExitUnusable;
 }
 
 }  // namespace
@@ -109,10 +107,10 @@ void AddShowCommand(Command& command, int& status) {
   words.emplace_back(WordOfKind(kWaittm));
   AddFilesOption(command, options->files);
   AddKeyOptions(command, options->choice, "ld", words);
-  command.AddOption("-g,--group", options->group, "Counter group, from 1 (default 1)");
+  AddGroupOption(command, options->group);
   const Option* utc = AddSpanOptions(command, options->choice);
   command.AddFlag("--local", options->local, "Times in local time, as without it")->Excludes(utc);
-  command.AddFlag("--json", options->json, "A JSON text for programs");
+  AddJsonFlag(command, options->json);
   AddLabelsOption(command, options->labels);
   command.Does([options, &status] { status = Show(*options); });
 }

@@ -338,16 +338,14 @@ int Top(TopOptions& options) {
     status = std::max(status, TopOfKind(options, out, all));
   }
   PutJson(std::move(all), out);
-  if (out.Flush()) return status;
-  static_cast<void>(Fail("standard output", "cannot be written"));
-  return kExitUnusable;
+  return out.FlushOrFail() ? status : kExitUnusable;
 }
 
 // Kinds whose entries count something or have a busy ratio.
 std::vector<std::string> KindsWithMeasures() {
   std::vector<std::string> words = KindWords();
   std::erase_if(words, [](const std::string& word) {
-    const Kind kind = KindOfWord(word);
+    const Kind kind = *KindOfWord(word);
     return kind >= kSectionKinds && kind != kWaittm;
   });
   return words;
@@ -364,12 +362,11 @@ void AddTopCommand(Command& command, int& status) {
   command.AddOption("-n", options->number, "How many resources (default 10)")
       ->Must(Between(1, 1000000));
   AddKeyOptions(command, options->choice, "ld", KindsWithMeasures());
-  command.AddOption("-g,--group", options->group, "Counter group, from 1 (default 1)")
-      ->Must(Between(1, 6));
+  AddGroupOption(command, options->group)->Must(Between(1, 6));
   AddSpanOptions(command, options->choice);
   command.AddFlag("--ascii", options->ascii,
                   "Bars of plain characters, as in a locale without UTF-8");
-  command.AddFlag("--json", options->json, "A JSON text for programs");
+  AddJsonFlag(command, options->json);
   AddLabelsOption(command, options->labels);
   command.Does([options, &status] { status = Top(*options); });
 }

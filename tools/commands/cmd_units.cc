@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "tools/commands/exit_status.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 #include "tools/output/shell_word.h"
@@ -22,9 +21,7 @@ namespace psltool {
 
 namespace {
 
-constexpr int kGood = 0;
-
-enum class Form : uint8_t { kCommands, kNames, kTsv, kJson };
+enum class ListFormat : uint8_t { kCommands, kNames, kTsv, kJson };
 
 struct UnitsOptions {
   UnitRequest request;
@@ -62,7 +59,7 @@ std::string OwnName() {
   return called.find('/') == std::string::npos ? called : Absolute(called);
 }
 
-std::string CommandOf(const UnitsOptions& options, const Unit& unit) {
+std::string CommandOf(const UnitsOptions& options, const WorkUnit& unit) {
   const UnitRequest& request = options.request;
   std::string command = fmt::format("{} unit --level {}", ShellWord(OwnName()), options.level);
   if (!request.archiver.empty()) command += " --archiver " + ShellWord(request.archiver);
@@ -84,7 +81,7 @@ const char* WordOf(UnitState state) {
   return "due";
 }
 
-Json JsonOf(const UnitsOptions& options, const Unit& unit) {
+Json JsonOf(const UnitsOptions& options, const WorkUnit& unit) {
   Json inputs = Json::Array();
   for (const UnitInput& input : unit.inputs) inputs.Append(input.name);
   return {{"unit", unit.name},
@@ -117,7 +114,7 @@ std::string Field(const std::string& text) {
 }
 
 // False: the unit cannot be told in this form, reported.
-bool Print(const UnitsOptions& options, const Unit& unit, TextOut& out) {
+bool Print(const UnitsOptions& options, const WorkUnit& unit, TextOut& out) {
   if (options.tsv) {
     out.Print("{}\t{}\t{}\t{}\t{}\t{}\n", Field(unit.array), unit.date, unit.inputs.size(),
               unit.bytes, Field(OutputOf(options.request.place, unit)),
@@ -136,9 +133,9 @@ bool Print(const UnitsOptions& options, const Unit& unit, TextOut& out) {
 int List(UnitsOptions& options) {
   SetPlace(options);
   options.request.again = options.all;
-  std::vector<Unit> units;
+  std::vector<WorkUnit> units;
   std::vector<std::string> left_out;
-  if (!FindUnits(options.request.place, units, left_out)) return kExitTrouble;
+  if (!FindUnits(options.request.place, units, left_out)) return kExitUnusable;
   for (const std::string& name : left_out) {
     static_cast<void>(Fail(name, "is empty, its log was broken; no unit takes it"));
   }
@@ -146,7 +143,7 @@ int List(UnitsOptions& options) {
   Json list = Json::Array();
   bool complete = true;
   if (options.tsv) out.Put("array\tday\tinputs\tbytes\toutput\tcommand\n");
-  for (const Unit& unit : units) {
+  for (const WorkUnit& unit : units) {
     if (unit.state == UnitState::kPresent && !options.all) continue;
     if (unit.state == UnitState::kNotOver && !options.not_over) continue;
     if (options.json) {
@@ -156,22 +153,18 @@ int List(UnitsOptions& options) {
     }
   }
   if (options.json) {
-    out.Put(list.Text());
-    out.Put("\n");
+    PutJson(list, out);
   }
-  if (!out.Flush()) {
-    static_cast<void>(Fail("standard output", "cannot be written"));
-    return kExitTrouble;
-  }
-  return complete ? kGood : kExitFindings;
+  if (!out.FlushOrFail()) return kExitUnusable;
+  return complete ? kExitDone : kExitFailed;
 }
 
 // One unit; its status.
 int WorkOn(UnitsOptions& options, bool quiet) {
-  Unit unit;
+  WorkUnit unit;
   const UnitEnd end = RunUnit(options.request, unit);
-  if (end == UnitEnd::kTrouble) return kExitTrouble;
-  if (end == UnitEnd::kNotMade) return kExitFindings;
+  if (end == UnitEnd::kTrouble) return kExitUnusable;
+  if (end == UnitEnd::kNotMade) return kExitFailed;
   if (!quiet) {
     TextOut out(stdout);
     out.Print("{}: {}\n", OutputOf(options.request.place, unit),
@@ -180,13 +173,13 @@ int WorkOn(UnitsOptions& options, bool quiet) {
                                 unit.inputs.size() == 1 ? "" : "s", unit.bytes)
                   : "done already");
   }
-  return kGood;
+  return kExitDone;
 }
 
 // All units named, whatever becomes of each; the worst status.
 int Work(UnitsOptions& options, const std::vector<std::string>& names, bool quiet) {
   SetPlace(options);
-  int status = kGood;
+  int status = kExitDone;
   for (const std::string& name : names) {
     options.request.name = name;
     status = std::max(status, WorkOn(options, quiet));

@@ -5,9 +5,16 @@
 #include <string>
 #include <vector>
 
-#include "tools/commands/command_line.h"
-
 namespace psltool {
+
+// What the text of an option stands for, and so what a shell offers for it.
+enum class Stands {
+  kPath,       // a file, as far as nothing else is said
+  kDirectory,  // a directory
+  kInput,      // a log or an archive, or a directory of them
+  kTime,       // a time, as ReadTime takes it
+  kText,       // nothing that could be offered
+};
 
 struct OptionFacts {
   std::vector<std::string> names;  // "-k", "--kind"; of an argument its name, "files"
@@ -32,9 +39,5 @@ struct CommandFacts {
   std::vector<OptionFacts> options;
   std::vector<CommandFacts> commands;
 };
-
-// Of the program and all its commands; --help and --version, which all have, are the program's
-// only.
-CommandFacts FactsOf(const Program& program);
 
 }  // namespace psltool

@@ -10,7 +10,6 @@
 #include <optional>
 #include <utility>
 
-#include "tools/commands/command_facts.h"
 #include "tools/commands/nearest.h"
 #include "tools/output/shown.h"
 
@@ -109,16 +108,16 @@ std::vector<std::string> WordsOf(int argc, char** argv, const char* divided) {
 
 }  // namespace
 
-const ValueRule kPositive{ValueRule::Form::kPositive, {}};
-const ValueRule kNotNegative{ValueRule::Form::kNotNegative, {}};
-const ValueRule kNotEmpty{ValueRule::Form::kNotEmpty, {}};
+const ValueRule kPositive{ValueRule::Sort::kPositive, {}};
+const ValueRule kNotNegative{ValueRule::Sort::kNotNegative, {}};
+const ValueRule kNotEmpty{ValueRule::Sort::kNotEmpty, {}};
 
 ValueRule OneOf(std::vector<std::string> words) {
-  return {ValueRule::Form::kOneOf, std::move(words)};
+  return {ValueRule::Sort::kOneOf, std::move(words)};
 }
 
 ValueRule Between(double least, double most) {
-  return {ValueRule::Form::kBetween, {}, least, most};
+  return {ValueRule::Sort::kBetween, {}, least, most};
 }
 
 Option* Option::Required() {
@@ -128,21 +127,21 @@ Option* Option::Required() {
 
 Option* Option::Must(const ValueRule& check) {
   words_ = check.words;
-  switch (check.form) {
-    case ValueRule::Form::kOneOf:
+  switch (check.sort) {
+    case ValueRule::Sort::kOneOf:
       option_->check(CLI::IsMember(check.words));
       break;
-    case ValueRule::Form::kBetween:
+    case ValueRule::Sort::kBetween:
       option_->check(
           CLI::Range(static_cast<int64_t>(check.least), static_cast<int64_t>(check.most)));
       break;
-    case ValueRule::Form::kPositive:
+    case ValueRule::Sort::kPositive:
       option_->check(CLI::PositiveNumber);
       break;
-    case ValueRule::Form::kNotNegative:
+    case ValueRule::Sort::kNotNegative:
       option_->check(CLI::NonNegativeNumber);
       break;
-    case ValueRule::Form::kNotEmpty:
+    case ValueRule::Sort::kNotEmpty:
       option_->check([](const std::string& text) {
         return std::string(text.empty() ? "the value is empty" : "");
       });

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/commands/command_facts.h"
+
 namespace CLI {
 class App;
 class Option;
@@ -18,8 +20,8 @@ namespace psltool {
 
 // What the text of an option must be, beside being of its variable's type.
 struct ValueRule {
-  enum class Form { kOneOf, kBetween, kPositive, kNotNegative, kNotEmpty };
-  Form form;
+  enum class Sort { kOneOf, kBetween, kPositive, kNotNegative, kNotEmpty };
+  Sort sort;
   std::vector<std::string> words;  // kOneOf
   double least = 0;                // kBetween, ends included
   double most = 0;
@@ -34,15 +36,6 @@ extern const ValueRule kPositive;
 extern const ValueRule kNotNegative;
 // A text of at least one character: an unset variable of a shell asks for nothing by it.
 extern const ValueRule kNotEmpty;
-
-// What the text of an option stands for, and so what a shell offers for it.
-enum class Stands {
-  kPath,       // a file, as far as nothing else is said
-  kDirectory,  // a directory
-  kInput,      // a log or an archive, or a directory of them
-  kTime,       // a time, as ReadTime takes it
-  kText,       // nothing that could be offered
-};
 
 // An option as added: each call narrows what is taken, and returns the option for the next.
 class Option {
@@ -131,5 +124,9 @@ struct Program {
 // after help or version; `refused` for a wrong command line, told in one line on standard error
 // with the nearest command or option that there is.
 int RunCommandLine(const Program& program, int refused, int argc, char** argv);
+
+// What the program and all its commands say of themselves; --help and --version, which all have,
+// are the program's only.
+CommandFacts FactsOf(const Program& program);
 
 }  // namespace psltool

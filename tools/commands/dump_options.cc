@@ -34,10 +34,6 @@ std::vector<std::string> KindWords() {
   return words;
 }
 
-Kind KindOfWord(const std::string& word) {
-  return word == WordOfKind(kWaittm) ? kWaittm : *KindOf(word);
-}
-
 Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to) {
   command
       .AddOption("--from", options.from,
@@ -50,7 +46,7 @@ Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to) {
         ->Must(kNotEmpty)
         ->StandsFor(Stands::kTime);
   }
-  return command.AddFlag("--utc", options.utc, "Times in UTC instead of local time");
+  return AddUtcFlag(command, options.utc);
 }
 
 void AddKeyOptions(Command& command, ChoiceOptions& options, const std::string& otherwise,
@@ -87,9 +83,19 @@ void PutJson(std::vector<Json> objects, TextOut& out) {
   for (Json& each : objects) {
     if (!one) list.Append(std::move(each));
   }
-  // Names of files are bytes, JSON is UTF-8.
-  out.Put((one ? objects.front() : list).Text());
-  out.Put("\n");
+  PutJson(one ? objects.front() : list, out);
+}
+
+Option* AddJsonFlag(Command& command, bool& json) {
+  return command.AddFlag("--json", json, "A JSON text for programs");
+}
+
+Option* AddUtcFlag(Command& command, bool& utc) {
+  return command.AddFlag("--utc", utc, "Times in UTC instead of local time");
+}
+
+Option* AddGroupOption(Command& command, uint32_t& group) {
+  return command.AddOption("-g,--group", group, "Counter group, from 1 (default 1)");
 }
 
 void AddLabelsOption(Command& command, std::string& path) {
@@ -102,7 +108,7 @@ void AddLabelsOption(Command& command, std::string& path) {
 bool TakeChoice(const char* command, const ChoiceOptions& options, DumpRequest& request) {
   const std::string name = command;
   request.zone = options.zone();
-  for (const std::string& word : options.kinds) request.kinds.push_back(KindOfWord(word));
+  for (const std::string& word : options.kinds) request.kinds.push_back(*KindOfWord(word));
   if (!TakeTime(name + " --from", options.from, options.zone(), false, request.from) ||
       !TakeTime(name + " --to", options.to, options.zone(), true, request.to)) {
     return false;

@@ -24,7 +24,6 @@ struct ChoiceOptions {
 
 // The words of all kinds, "wait-time" included.
 std::vector<std::string> KindWords();
-Kind KindOfWord(const std::string& word);
 
 // Adds --from, --to and --utc. `with_to` false: --to is the command's own.
 Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to = true);
@@ -41,6 +40,11 @@ std::vector<std::string> KindsOr(const char* otherwise, const ChoiceOptions& opt
 bool OneKindForKey(const char* command, const ChoiceOptions& options);
 // What such a command says as JSON: the object of one kind, the list of several.
 void PutJson(std::vector<Json> objects, TextOut& out);
+
+// Adds --json; --utc; --group, one of the counter groups.
+Option* AddJsonFlag(Command& command, bool& json);
+Option* AddUtcFlag(Command& command, bool& utc);
+Option* AddGroupOption(Command& command, uint32_t& group);
 
 // Adds --labels, in whose place the environment variable PSLTOOL_LABELS can stand.
 void AddLabelsOption(Command& command, std::string& path);

@@ -12,4 +12,9 @@ namespace psltool {
 // cannot be read or there is no file at all, which is reported.
 void AddFilesOption(Command& command, std::vector<std::string>& files);
 
+// Whether `out` may be written: "-o archive/*.psa" would make an output of the first archive.
+// False: reported of the option, as "export -o".
+bool MayWrite(const std::string& option, const std::string& out,
+              const std::vector<std::string>& files);
+
 }  // namespace psltool

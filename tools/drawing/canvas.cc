@@ -4,6 +4,7 @@
 
 #include <cairo-svg.h>
 
+#include "tools/output/characters.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
 
@@ -107,7 +108,7 @@ std::string Canvas::Fitting(const std::string& text, double room) {
   const std::string dots = "\u2026";
   while (!fitting.empty() && WidthOf(fitting + dots) > room) {
     // Whole characters go.
-    while (!fitting.empty() && (static_cast<unsigned char>(fitting.back()) & 0xC0) == 0x80) {
+    while (!fitting.empty() && IsInsideCharacter(fitting.back())) {
       fitting.pop_back();
     }
     if (!fitting.empty()) fitting.pop_back();

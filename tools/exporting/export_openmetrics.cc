@@ -78,7 +78,7 @@ class OpenMetricsSink : public ExportSink {
     const size_t family = row.column.number >> 8U;
     if (family >= families_.size()) families_.resize(family + 1);
     families_[family] = row.column.row;
-    return sort_.Add({OrderOf(row), row.stamp, NumberOf(row.value)});
+    return sort_.Add({OrderOf(row), row.stamp, NumberOr(row.value, 0)});
   }
 
   bool EndFile(ExportFileEnd, const std::string&) override { return true; }

@@ -76,8 +76,4 @@ std::unique_ptr<ExportSink> MakeSqliteSink(const std::string& path, const Labels
 std::unique_ptr<ExportSink> MakeOpenMetricsSink(TextOut& out, const std::string& scratch,
                                                 const Labels& labels);
 
-// A value as text: exact, the shortest digits that read back as the same number; flags are 1 and 0.
-std::string NumberText(const Value& value);
-double NumberOf(const Value& value);
-
 }  // namespace psltool

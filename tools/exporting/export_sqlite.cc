@@ -195,7 +195,7 @@ class SqliteSink : public ExportSink {
   bool Put(const ExportRow& row) override {
     int64_t series = 0;
     if (!FindSeries(row, series) || !PutPeriod(row.period)) return false;
-    return sort_->Add({static_cast<uint64_t>(series), row.stamp, NumberOf(row.value)});
+    return sort_->Add({static_cast<uint64_t>(series), row.stamp, NumberOr(row.value, 0)});
   }
 
   bool EndFile(ExportFileEnd end, const std::string& trouble) override {

@@ -44,14 +44,6 @@ constexpr std::array<KindTraits, kSectionKinds> kTraits = {{
     {0.6, 2500, 32768, 1, 0, 0},    // Pool
 }};
 
-const Form* FormOf(uint8_t revision, Kind kind) {
-  const RevisionLayout& layout = LayoutOf(revision);
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    if (layout.sections[i].kind == kind) return &kForms[layout.sections[i].form];
-  }
-  return nullptr;
-}
-
 std::array<uint8_t, 3> KeyAt(const KeyBytes& key, uint8_t in_use, uint32_t group, uint32_t count,
                              uint32_t i) {
   const auto byte = [](uint32_t value) { return static_cast<uint8_t>(value & 0xFF); };
@@ -103,10 +95,10 @@ void MakeHot(std::vector<Resource>& disks, size_t position) {
 }  // namespace
 
 uint8_t KeyCountOf(const MakePlan& plan, Kind kind) {
-  const Form* form = FormOf(plan.revision, kind);
-  if (form == nullptr) return 0;
+  const SectionRow* const section = FindRow(LayoutOf(plan.revision).Sections(), kind);
+  if (section == nullptr) return 0;
   if (kind == kCheseg && !HasSecondChesegKey(plan)) return 1;
-  return form->key.count;
+  return kForms[section->form].key.count;
 }
 
 ArrayModel MakeArray(const MakePlan& plan, size_t position) {
@@ -119,7 +111,7 @@ ArrayModel MakeArray(const MakePlan& plan, size_t position) {
     const uint32_t count = plan.counts[kind];
     if (count == 0) continue;
     const KindTraits& traits = kTraits[kind];
-    const Form& form = *FormOf(plan.revision, kind);
+    const Form& form = kForms[FindRow(LayoutOf(plan.revision).Sections(), kind)->form];
     Random random(Mix(model.seed, 0x4B000000U + k));
     std::vector<Resource>& all = model.resources[kind];
     double weights = 0;

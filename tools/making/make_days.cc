@@ -1,8 +1,6 @@
 // Days and files: see the header.
 #include "tools/making/make_days.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <ctime>
 
@@ -17,15 +15,22 @@ int64_t MidnightOf(const MakePlan& plan, const year_month_day& date) {
   if (!plan.local_days) {
     return std::chrono::seconds(sys_days(date).time_since_epoch()).count();
   }
+  const FileDate fields = FileDateOf(date);
   struct tm local {};
-  local.tm_year = static_cast<int>(date.year()) - 1900;
-  local.tm_mon = static_cast<int>(static_cast<unsigned>(date.month())) - 1;
-  local.tm_mday = static_cast<int>(static_cast<unsigned>(date.day()));
+  local.tm_year = fields.year;
+  local.tm_mon = fields.month;
+  local.tm_mday = fields.day;
   local.tm_isdst = -1;
   return mktime(&local);
 }
 
 }  // namespace
+
+FileDate FileDateOf(const year_month_day& date) {
+  return {static_cast<int>(date.year()) - 1900,
+          static_cast<int>(static_cast<unsigned>(date.month())) - 1,
+          static_cast<int>(static_cast<unsigned>(date.day()))};
+}
 
 Day DayOf(const MakePlan& plan, uint32_t index) {
   const sys_days date = sys_days(plan.start) + std::chrono::days(index);
@@ -47,10 +52,8 @@ Slice SliceOf(const MakePlan& plan, const Day& day, uint32_t part) {
 }
 
 std::string PathOf(const MakePlan& plan, const std::string& array, const Day& day, uint32_t part) {
-  const std::string suffix = plan.files_per_day > 1 ? fmt::format("#{:03}", part + 1) : "";
-  return fmt::format("{}/{:04}{:02}{:02}{}{}.psl", plan.out, static_cast<int>(day.date.year()),
-                     static_cast<unsigned>(day.date.month()), static_cast<unsigned>(day.date.day()),
-                     array, suffix);
+  const uint32_t sequence = plan.files_per_day > 1 ? part + 1 : 0;
+  return plan.out + "/" + LogName(FileDateOf(day.date), array, sequence);
 }
 
 }  // namespace psltool

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "engine/names.h"
 #include "tools/making/make_plan.h"
 
 namespace psltool {
@@ -16,6 +17,9 @@ struct Day {
   uint32_t intervals;  // their stamps are start, start + interval and so on
   uint32_t weekday;    // 0 is Sunday
 };
+
+// A date as names and file headers count it.
+FileDate FileDateOf(const std::chrono::year_month_day& date);
 
 // Day `index` of the plan, from 0.
 Day DayOf(const MakePlan& plan, uint32_t index);

@@ -44,14 +44,14 @@ Bytes FileHeader(const MakePlan& plan, Extended words, const Day& day, uint32_t 
   header[kAtLevel] = 'L';
   Store32(header.data() + kAtConfiguration, kConfigurationWord);
   const auto masks = ItemMasksOf(plan, words);
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    const BitmapRow& row = layout.bitmaps[i];
+  for (const BitmapRow& row : layout.Bitmaps()) {
     if (row.kind != kReservedItems) Store32(header.data() + row.at, masks[row.kind]);
   }
   if (layout.row.keeps_header) {
-    header[kAtYear] = static_cast<uint8_t>(static_cast<int>(day.date.year()) - 1900);
-    header[kAtMonth] = static_cast<uint8_t>(static_cast<unsigned>(day.date.month()) - 1);
-    header[kAtDay] = static_cast<uint8_t>(static_cast<unsigned>(day.date.day()));
+    const FileDate date = FileDateOf(day.date);
+    header[kAtYear] = static_cast<uint8_t>(date.year);
+    header[kAtMonth] = static_cast<uint8_t>(date.month);
+    header[kAtDay] = static_cast<uint8_t>(date.day);
   }
   return header;
 }
@@ -132,7 +132,7 @@ struct FileMaker {
     if (!plan.quiet) {
       out.Print("{}  {} bytes, {} intervals\n", file.path(), file.size(), all);
       // Whoever watches sees each file when it is there.
-      if (!out.Flush()) return Fail("standard output", "cannot be written");
+      if (!out.FlushOrFail()) return false;
     }
     return true;
   }
@@ -159,7 +159,7 @@ bool MakeFiles(const MakePlan& plan) {
       out.Print("{}: the busiest logical disk is number {}\n", model.name, plan.hot_ld);
     }
   }
-  return out.Flush() || Fail("standard output", "cannot be written");
+  return out.FlushOrFail();
 }
 
 }  // namespace psltool

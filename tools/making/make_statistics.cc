@@ -9,6 +9,7 @@
 #include "tools/making/make_entries.h"
 #include "tools/making/make_items.h"
 #include "tools/making/make_random.h"
+#include "tools/making/make_structure.h"
 
 namespace psltool {
 
@@ -23,18 +24,11 @@ bool Includes(const MakePlan& plan, const SectionRow& row) {
 size_t LargestRecord(const MakePlan& plan, const std::array<uint32_t, kSectionKinds>& masks) {
   const RevisionLayout& layout = LayoutOf(plan.revision);
   size_t size = layout.row.record_head + LargestItems(plan);
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    const SectionRow& row = layout.sections[i];
+  for (const SectionRow& row : layout.Sections()) {
     if (!Includes(plan, row)) continue;
     size += size_t{plan.counts[row.kind]} * FullEntrySize(kForms[row.form], masks[row.kind]);
   }
   return size;
-}
-
-void PutSectionHeader(uint8_t* at, uint16_t first, uint32_t count, size_t offset) {
-  Store16(at, first);
-  Store16(at + 2, static_cast<uint16_t>(count));
-  Store32(at + 4, static_cast<uint32_t>(offset));
 }
 
 }  // namespace
@@ -43,8 +37,7 @@ std::array<uint32_t, kSectionKinds> ItemMasksOf(const MakePlan& plan, Extended w
   std::array<uint32_t, kSectionKinds> masks = {};
   if (words == Extended::kNoWords) return masks;
   const RevisionLayout& layout = LayoutOf(plan.revision);
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    const BitmapRow& row = layout.bitmaps[i];
+  for (const BitmapRow& row : layout.Bitmaps()) {
     if (row.kind == kReservedItems) continue;
     masks[row.kind] = words == Extended::kAllWords ? row.full : row.full & kMaxima;
   }
@@ -62,12 +55,11 @@ size_t BuildStatistics(const MakePlan& plan, const ArrayModel& model, const Inte
   uint8_t* out = start + layout.row.record_head;
   // A stream of its own for each record: how days are cut into files changes no record.
   Random random(Mix(model.seed, interval.stamp));
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    const SectionRow& row = layout.sections[i];
+  for (const SectionRow& row : layout.Sections()) {
     const Form& form = kForms[row.form];
     const bool included = Includes(plan, row);
-    PutSectionHeader(start + row.header_at, form.size, plan.counts[row.kind],
-                     included ? static_cast<size_t>(out - start) : 0);
+    PutDescriptor(start + row.header_at, form.size, plan.counts[row.kind],
+                  included ? static_cast<size_t>(out - start) : 0);
     if (!included) continue;
     const uint32_t all = plan.counts[row.kind];
     const EntryContext context = {
@@ -89,7 +81,7 @@ size_t BuildStatistics(const MakePlan& plan, const ArrayModel& model, const Inte
     const auto offset = static_cast<size_t>(out - start);
     uint32_t items = 0;
     out = PutItems(out, plan, model, interval, random, items);
-    if (items != 0) PutSectionHeader(start + kItemsHeader, kItemHead, items, offset);
+    if (items != 0) PutDescriptor(start + kItemsHeader, kItemHead, items, offset);
   }
   const auto size = static_cast<size_t>(out - start);
   std::memcpy(start + kAtTag, "STA", 3);

@@ -95,13 +95,13 @@ void FillBasic(const MakePlan& plan, const ArrayModel& model, uint8_t* basic) {
   }
 }
 
+}  // namespace
+
 void PutDescriptor(uint8_t* at, uint16_t first, uint32_t count, size_t offset) {
   Store16(at, first);
   Store16(at + 2, static_cast<uint16_t>(count));
   Store32(at + 4, static_cast<uint32_t>(offset));
 }
-
-}  // namespace
 
 void BuildStructure(const MakePlan& plan, const ArrayModel& model, uint32_t stamp, bool continued,
                     Bytes& record) {
@@ -110,8 +110,7 @@ void BuildStructure(const MakePlan& plan, const ArrayModel& model, uint32_t stam
   record.assign(head + kBasicSize, 0);
   FillBasic(plan, model, record.data() + head);
   PutDescriptor(record.data() + kAtFirstHeader, kBasicSize, 1, head);
-  for (size_t i = 0; i < layout.list_count; ++i) {
-    const ListRow& row = layout.lists[i];
+  for (const ListRow& row : layout.Lists()) {
     const uint16_t size = row.entry == kSizeFromDescriptor ? kPoolEntry : row.entry;
     const uint32_t count = row.kind == kNoKind ? kOtherEntries : plan.counts[row.kind];
     // Of ranks and pools the excluded kind keeps its count and has no list.

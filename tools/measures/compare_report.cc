@@ -155,8 +155,7 @@ void PrintComparisonJson(const CompareView& view, const Comparison& comparison, 
     each["after"] = JsonOf(row.after);
     json["changes"].Append(std::move(each));
   }
-  out.Put(json.Text());
-  out.Put("\n");
+  PutJson(json, out);
 }
 
 }  // namespace psltool

@@ -119,8 +119,7 @@ void PrintBreachesJson(const LimitView& view, const std::vector<Breach>& breache
                           {"breaches", count}});
   }
   for (const Breach& breach : breaches) json["breaches"].Append(JsonOf(view, breach));
-  out.Put(json.Text());
-  out.Put("\n");
+  PutJson(json, out);
 }
 
 void PrintBreachMetrics(const LimitView& view, const std::vector<Breach>& breaches, TextOut& out) {

@@ -65,10 +65,6 @@ std::vector<std::string> Parts(const std::string& text, char between) {
   return parts;
 }
 
-std::optional<Kind> KindOfWord(const std::string& word) {
-  return word == WordOfKind(kWaittm) ? std::optional(kWaittm) : KindOf(word);
-}
-
 std::optional<double> Number(std::string_view text) {
   double number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);

@@ -109,9 +109,8 @@ std::set<std::string> MakeColumns(Kind kind) {
     PslHeader header = {static_cast<uint8_t>(revision), 'L', {}};
     header.masks.fill(UINT32_MAX);
     const RevisionLayout& layout = LayoutOf(header.revision);
-    for (size_t i = 0; i < layout.section_count; ++i) {
-      if (layout.sections[i].kind != kind) continue;
-      take(EntryFields(header, layout.sections[i], layout.row.rule, false).columns());
+    if (const SectionRow* const section = FindRow(layout.Sections(), kind)) {
+      take(EntryFields(header, *section, layout.row.rule, false).columns());
     }
   }
   return names;

@@ -18,14 +18,7 @@ namespace psltool {
 
 namespace {
 
-Kind KindOfEntry(const char* word) {
-  const auto kind = KindOf(word);
-  return kind ? *kind : kWaittm;
-}
-
 // Logs tell more than hour archives, those more than day archives.
-int Coarseness(char level) { return level == 'D' ? 2 : level == 'H' ? 1 : 0; }
-
 constexpr size_t kMostGroups = 6;
 
 // Places of the numbers that are decoded: first those that all measures share, then three for each
@@ -88,7 +81,7 @@ class SeriesReader::Writer : public DumpWriter {
     if (columns_ != &entry.columns) {
       columns_ = &entry.columns;
       parts_ = &PartsOf(entry.columns);
-      kind_ = KindOfEntry(entry.kind);
+      kind_ = *KindOfWord(entry.kind);
     }
     const size_t resource = ResourceOf(entry);
     if (wanted_ && !wanted_(resource)) return;

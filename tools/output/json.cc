@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "tools/output/text_out.h"
+
 namespace psltool {
 
 namespace {
@@ -103,6 +105,11 @@ bool Json::Has(std::string_view name) const {
 size_t Json::Size() const { return std::get<List>(value_).items.size(); }
 
 std::string Json::Text() const { return TextOf(JsonTree().Of(*this), 2); }
+
+void PutJson(const Json& json, TextOut& out) {
+  out.Put(json.Text());
+  out.Put("\n");
+}
 
 std::string JsonText(const std::string& text) { return TextOf(nlohmann::json(text), -1); }
 

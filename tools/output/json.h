@@ -13,6 +13,8 @@
 
 namespace psltool {
 
+class TextOut;
+
 class Json {
  public:
   // Nothing of it is inline: commands are full of such values, and compiling them takes long.
@@ -69,6 +71,9 @@ class Json {
 
   std::variant<std::monostate, bool, int64_t, uint64_t, double, std::string, List, Members> value_;
 };
+
+// Prints it, with a line break at its end. Names of files are bytes, JSON is UTF-8: see Text.
+void PutJson(const Json& json, TextOut& out);
 
 // A text as a JSON string, quotes included. Bytes that are no UTF-8 become U+FFFD.
 std::string JsonText(const std::string& text);

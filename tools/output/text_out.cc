@@ -6,6 +6,8 @@
 
 #include <iterator>
 
+#include "tools/output/report.h"
+
 namespace psltool {
 
 namespace {
@@ -32,6 +34,12 @@ bool TextOut::Flush() {
   return !failed_;
 }
 
+bool TextOut::FlushOrFail() {
+  if (Flush()) return true;
+  if (part_ == nullptr) static_cast<void>(Fail("standard output", "cannot be written"));
+  return false;
+}
+
 bool TextOut::FlushToPart() {
   return part_->Write(reinterpret_cast<const uint8_t*>(text_.data()), text_.size());
 }
@@ -41,6 +49,19 @@ bool TextOut::FlushToFile() {
   const bool whole =
       text_.empty() || std::fwrite(text_.data(), 1, text_.size(), file_) == text_.size();
   return std::fflush(file_) == 0 && whole;
+}
+
+bool PrintTo(const std::string& path, const std::function<void(TextOut&)>& print, bool durable) {
+  if (path.empty()) {
+    TextOut out(stdout);
+    print(out);
+    return out.FlushOrFail();
+  }
+  RecordFile file(path);
+  if (!file.Create()) return false;
+  TextOut out(file);
+  print(out);
+  return out.FlushOrFail() && (durable ? file.FinishDurably() : file.Finish());
 }
 
 }  // namespace psltool

@@ -6,6 +6,7 @@
 #include <fmt/core.h>
 
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -40,6 +41,8 @@ class TextOut {
 
   // Hands everything to the operating system. False: something could not be written.
   bool Flush();
+  // The same, and what cannot be written is reported.
+  bool FlushOrFail();
   bool failed() const { return failed_; }
 
  private:
@@ -66,6 +69,11 @@ class TextOut {
   std::string text_;
   bool failed_ = false;
 };
+
+// Prints into the file of this path, renamed when it is whole, or without one to standard output.
+// `durable`: see RecordFile::FinishDurably. False: reported.
+bool PrintTo(const std::string& path, const std::function<void(TextOut&)>& print,
+             bool durable = false);
 
 // A line whose arguments may come from anywhere: no control character of theirs reaches a reader.
 template <class... Arguments>

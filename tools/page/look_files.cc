@@ -20,8 +20,6 @@ struct Looked {
 };
 
 // Logs tell more than hour archives, those more than day archives.
-int Coarseness(char level) { return level == 'D' ? 2 : level == 'H' ? 1 : 0; }
-
 bool IsToldFiner(const std::vector<Looked>& files, const FileCover& own, const RecordPeriod& time) {
   return std::any_of(files.begin(), files.end(), [&](const Looked& other) {
     return Coarseness(other.cover.header.level) < Coarseness(own.header.level) &&

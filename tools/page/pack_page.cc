@@ -310,7 +310,7 @@ class Packer {
       PageKind* kind;
       PageBytes bytes = {};
       Json told = {{"resources", Json::array()}, {"pieces", Json::array()}, {"at", Json::array()}};
-      size_t pending = 0;  // resources of `bytes`
+      size_t waiting = 0;  // resources of `bytes`
     };
     std::vector<Open> open;
     size_t a = 0;
@@ -322,9 +322,9 @@ class Packer {
       ++a;
     }
     const auto close = [&](Open& each) {
-      if (each.pending == 0) return;
+      if (each.waiting == 0) return;
       const size_t piece = Add(each.bytes);
-      for (; each.pending > 0; --each.pending) each.told["pieces"].push_back(piece);
+      for (; each.waiting > 0; --each.waiting) each.told["pieces"].push_back(piece);
       each.bytes.clear();
     };
     size_t waiting = 0;  // bytes that are not packed yet
@@ -342,7 +342,7 @@ class Packer {
         each.told["resources"].push_back(number);
         each.told["at"].push_back(each.bytes.size());
         each.bytes.insert(each.bytes.end(), bytes.begin(), bytes.end());
-        ++each.pending;
+        ++each.waiting;
         waiting += bytes.size();
         if (each.bytes.size() < kPieceBytes) continue;
         waiting -= each.bytes.size();

@@ -12,10 +12,6 @@ namespace {
 
 constexpr size_t kMostColumns = ColumnChoice::kNowhere;  // places of numbers are bytes
 
-Kind KindOfEntry(std::string_view word) {
-  return word == WordOfKind(kWaittm) ? kWaittm : *KindOf(word);
-}
-
 PageKind MakeKind(Kind kind, PageData& page, size_t intervals) {
   PageKind made;
   made.kind = kind;
@@ -92,7 +88,7 @@ double PageWriter::LeastOf(const PageMeasure& measure, double value) const {
 
 void PageWriter::LookAt(const DumpedEntry& entry) {
   columns_ = &entry.columns;
-  const Kind kind = KindOfEntry(entry.kind);
+  const Kind kind = *KindOfWord(entry.kind);
   auto found = array_.kinds.find(kind);
   if (found == array_.kinds.end()) {
     found = array_.kinds.emplace(kind, MakeKind(kind, page_, array_.intervals.size())).first;

@@ -61,15 +61,10 @@ std::string Action(const std::string& name, const OptionFacts& option, const Com
 }
 
 std::string AtPlace(const std::string& name, const Place& place, const Completed& program) {
-  std::vector<OptionFacts> options = place.command->options;
-  if (!place.words.empty()) {
-    const auto common = CommonOptions(program.program);
-    options.insert(options.end(), common.begin(), common.end());
-  }
   std::string values;
   std::vector<std::string> names;
   std::string argument;
-  for (const OptionFacts& option : options) {
+  for (const OptionFacts& option : OptionsAt(place, program.program)) {
     const std::string action = Action(name, option, program);
     if (option.argument) {
       // The last one may come several times; one that names a file goes before others.

@@ -91,11 +91,7 @@ std::string FishCompletion(const Completed& program) {
     for (const CommandFacts& below : place.command->commands) {
       script += fmt::format("{} -a {} -d {}\n", where, below.name, Quoted(below.summary));
     }
-    for (const OptionFacts& option : place.command->options) {
-      script += OptionLine(where, option, program);
-    }
-    if (place.words.empty()) continue;
-    for (const OptionFacts& option : CommonOptions(program.program)) {
+    for (const OptionFacts& option : OptionsAt(place, program.program)) {
       script += OptionLine(where, option, program);
     }
   }

@@ -61,17 +61,14 @@ std::string FunctionName(const std::string& program, const std::string& words) {
 }
 
 std::string AtPlace(const Place& place, const Completed& program) {
-  std::vector<OptionFacts> options = place.command->options;
-  if (!place.words.empty()) {
-    const auto common = CommonOptions(program.program);
-    options.insert(options.end(), common.begin(), common.end());
-  }
   const std::string name = program.program.name;
   std::string text = FunctionName(name, place.words) + "() {\n";
   const bool commands = !place.command->commands.empty();
   if (commands) text += "  local curcontext=\"$curcontext\" state line\n";
   text += fmt::format("  _arguments{}", commands ? " -C" : "");
-  for (const OptionFacts& option : options) PutOption(option, program, text);
+  for (const OptionFacts& option : OptionsAt(place, program.program)) {
+    PutOption(option, program, text);
+  }
   if (!commands) return text + "\n}\n\n";
   text += " \\\n    '1:command:->command' '*::argument:->argument'\n  case $state in\n";
   text += "    command)\n      local -a commands=(";

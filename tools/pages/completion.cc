@@ -20,8 +20,12 @@ std::vector<Place> PlacesOf(const CommandFacts& program) {
   return places;
 }
 
-std::vector<OptionFacts> CommonOptions(const CommandFacts& program) {
-  return program.commands.empty() ? std::vector<OptionFacts>() : program.options;
+std::vector<OptionFacts> OptionsAt(const Place& place, const CommandFacts& program) {
+  std::vector<OptionFacts> options = place.command->options;
+  if (!place.words.empty()) {
+    options.insert(options.end(), program.options.begin(), program.options.end());
+  }
+  return options;
 }
 
 std::vector<std::string> OfferedWords(const OptionFacts& option, const Completed& program) {

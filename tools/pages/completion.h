@@ -27,8 +27,8 @@ struct Place {
 // The program first. Each has the options of its own.
 std::vector<Place> PlacesOf(const CommandFacts& program);
 
-// Those that every command takes: the ones of the program, where it has commands.
-std::vector<OptionFacts> CommonOptions(const CommandFacts& program);
+// The options of a place, and behind them those of the program, which every command takes.
+std::vector<OptionFacts> OptionsAt(const Place& place, const CommandFacts& program);
 
 // The words a shell offers for the value of an option; empty: none, or files.
 std::vector<std::string> OfferedWords(const OptionFacts& option, const Completed& program);

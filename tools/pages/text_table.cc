@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "tools/output/characters.h"
 #include "tools/pages/roff.h"
 
 namespace psltool {
@@ -81,12 +82,6 @@ void PutRow(const TableRow& row, const std::vector<size_t>& widths,
 }
 
 }  // namespace
-
-size_t WidthOf(const std::string& text) {
-  return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-    return (static_cast<unsigned char>(c) & 0xC0) != 0x80;  // not inside a character
-  }));
-}
 
 std::optional<std::vector<std::string>> TableLines(const std::vector<TableRow>& rows) {
   const std::vector<size_t> widths = WidthsOf(rows);

@@ -13,7 +13,4 @@ using TableRow = std::vector<std::string>;
 // line. Nothing where even that does not fit.
 std::optional<std::vector<std::string>> TableLines(const std::vector<TableRow>& rows);
 
-// Characters of a UTF-8 text.
-size_t WidthOf(const std::string& text);
-
 }  // namespace psltool

@@ -8,7 +8,7 @@
 
 namespace psltool {
 
-const ArchiveRecords::Head* ArchiveRecords::Ahead(size_t distance) {
+const ArchiveRecords::Frame* ArchiveRecords::Ahead(size_t distance) {
   while (ahead_.size() <= distance) {
     if (!reader_.NextHeader()) return nullptr;
     ahead_.push_back({std::string(reader_.tag()), Load32(reader_.record().data() + kAtTime),
@@ -19,8 +19,8 @@ const ArchiveRecords::Head* ArchiveRecords::Ahead(size_t distance) {
 }
 
 bool ArchiveRecords::Load(std::vector<uint8_t>& bytes) {
-  const Head& head = ahead_.front();
-  return LoadAs(head.offset, head.length, bytes);
+  const Frame& frame = ahead_.front();
+  return LoadAs(frame.offset, frame.length, bytes);
 }
 
 void ArchiveRecords::Pass() {
@@ -43,9 +43,9 @@ bool ArchiveRecords::LoadAs(uint64_t offset, size_t size, std::vector<uint8_t>& 
 
 bool ArchiveRecords::CanBegin(uint64_t offset) {
   if (offset == reader_.size()) return true;
-  std::vector<uint8_t> head;
-  if (!LoadAs(offset, kRecordHeaderSize, head)) return false;
-  const std::string_view tag(reinterpret_cast<const char*>(head.data()), 3);
+  std::vector<uint8_t> frame;
+  if (!LoadAs(offset, kRecordHeaderSize, frame)) return false;
+  const std::string_view tag(reinterpret_cast<const char*>(frame.data()), 3);
   const RecordTag known = TagOf(tag);
   return known != RecordTag::kUnknown && known != RecordTag::kFre;
 }

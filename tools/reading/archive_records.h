@@ -15,7 +15,7 @@ class ArchiveRecords {
  public:
   explicit ArchiveRecords(PslReader& reader) : reader_(reader) {}
 
-  struct Head {
+  struct Frame {
     std::string tag;
     uint32_t stamp;
     uint64_t number;
@@ -23,8 +23,8 @@ class ArchiveRecords {
     uint32_t length;  // of what means something
   };
 
-  // The head of a record ahead, 0 being the next one. Null: the file ends before, or is broken.
-  const Head* Ahead(size_t distance);
+  // The frame of a record ahead, 0 being the next one. Null: the file ends before, or is broken.
+  const Frame* Ahead(size_t distance);
   // The content of the next record.
   bool Load(std::vector<uint8_t>& bytes);
   void Pass();
@@ -42,7 +42,7 @@ class ArchiveRecords {
 
  private:
   PslReader& reader_;
-  std::deque<Head> ahead_;
+  std::deque<Frame> ahead_;
   uint64_t passed_ = 0;
 };
 

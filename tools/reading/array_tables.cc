@@ -41,11 +41,9 @@ List ListOf(std::span<const uint8_t> record, const ListRow& row) {
 size_t KeyCountOf(const RevisionLayout& layout, Kind kind, std::span<const uint8_t> basic) {
   const bool second =
       layout.row.second_cheseg_key && (basic[kBasicFlags] & kBasicSecondChesegKey) != 0;
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    if (layout.sections[i].kind != kind) continue;
-    return kind == kCheseg && !second ? 1 : kForms[layout.sections[i].form].key.count;
-  }
-  return 0;
+  const SectionRow* const section = FindRow(layout.Sections(), kind);
+  if (section == nullptr) return 0;
+  return kind == kCheseg && !second ? 1 : kForms[section->form].key.count;
 }
 
 // Walks the entries of a list; `visit` gets each fixed part. Returns the size of the whole list, or
@@ -177,8 +175,7 @@ bool ReadTables(const PslHeader& header, std::span<const uint8_t> record, Record
   extents.Add(0, head, "the head", 0);
   extents.Add(basic_at, kBasicSize, "the basic information", kAtFirstHeader + kOffsetAt);
   bool sound = true;
-  for (size_t i = 0; i < layout.list_count; ++i) {
-    const ListRow& row = layout.lists[i];
+  for (const ListRow& row : layout.Lists()) {
     const List list = ListOf(record, row);
     KeyTable* const table = row.kind == kNoKind ? nullptr : &tables.kinds[row.kind];
     if (table != nullptr) {

@@ -32,8 +32,7 @@ bool HasEntries(const SectionPlace& place) { return place.count != 0 && place.of
 
 bool CheckKnown(Context& c) {
   if (c.tables.known) return true;
-  for (size_t i = 0; i < c.layout.section_count; ++i) {
-    const SectionRow& row = c.layout.sections[i];
+  for (const SectionRow& row : c.layout.Sections()) {
     if (!HasEntries(PlaceOf(c.record, row))) continue;
     return c.report.Error("no-structure", row.header_at + kCountAt,
                           SectionName(row.kind) + ", count", "entries before any structure record");
@@ -43,8 +42,7 @@ bool CheckKnown(Context& c) {
 
 bool CheckCounts(Context& c) {
   bool agree = true;
-  for (size_t i = 0; i < c.layout.section_count; ++i) {
-    const SectionRow& row = c.layout.sections[i];
+  for (const SectionRow& row : c.layout.Sections()) {
     const KeyTable& table = c.tables.kinds[row.kind];
     const uint32_t count = PlaceOf(c.record, row).count;
     const auto differ = [&] {
@@ -168,8 +166,8 @@ bool CheckStatistics(const PslHeader& header, std::span<const uint8_t> record, R
   Extents extents;
   extents.Add(0, head, "the head", 0);
   bool sound = true;
-  for (size_t i = 0; i < c.layout.section_count; ++i) {
-    sound = CheckSection(c, c.layout.sections[i], extents) && sound;
+  for (const SectionRow& section : c.layout.Sections()) {
+    sound = CheckSection(c, section, extents) && sound;
   }
   if (c.layout.has_items) sound = CheckItems(c.layout, record, report, tables, extents) && sound;
   if (!sound) return false;

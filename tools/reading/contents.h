@@ -40,6 +40,18 @@ namespace psltool {
 enum class Content : uint8_t { PSLTOOL_CONTENTS(PSLTOOL_CONTENT) };
 #undef PSLTOOL_CONTENT
 
+// By what a column is picked: a content, or a field's role.
+struct ColumnSort {
+  Content content = Content::kField;
+  Role role = Role::kNothing;  // of fields
+
+  // NOLINTNEXTLINE(google-explicit-constructor): either stands for itself
+  constexpr ColumnSort(Content what) : content(what) {}
+  // NOLINTNEXTLINE(google-explicit-constructor)
+  constexpr ColumnSort(Role what) : role(what) {}
+  constexpr bool operator==(const ColumnSort&) const = default;
+};
+
 struct ContentRow {
   std::string_view name;
   Gathered gathered;

@@ -25,11 +25,8 @@ constexpr Form kNoForm = {};              // of elements
 using Bytes = std::span<const uint8_t>;
 
 uint32_t FullMask(const PslHeader& header, Kind kind) {
-  const RevisionLayout& layout = LayoutOf(header.revision);
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    if (layout.bitmaps[i].kind == kind) return layout.bitmaps[i].full;
-  }
-  return 0;
+  const BitmapRow* const bitmap = FindRow(LayoutOf(header.revision).Bitmaps(), kind);
+  return bitmap == nullptr ? 0 : bitmap->full;
 }
 
 uint64_t WordOf(Bytes bytes, size_t at) { return Load32(bytes.data() + at); }
@@ -52,21 +49,21 @@ bool HasRatio(const Form& form, Bytes entry) {
 double SecondsOf(Bytes entry) { return static_cast<double>(WordOf(entry, kAtInterval)) / kMilli; }
 
 // What tables call a column: "ops/s" for "ops_per_s", "busy %" for "busy_pct".
-std::string HeadOf(std::string_view name, QuadRule rule) {
+std::string HeadingOf(std::string_view name, QuadRule rule) {
   static constexpr std::pair<std::string_view, std::string_view> kWords[] = {
       {"kvolume_per_s", "volume/1024/s"},
       {"ops_per_s", "ops/s"},
       {"first_mean", "1st mean/op"},
       {"second_mean", "2nd mean"},
       {"_pct", " %"}};
-  std::string head(name);
+  std::string heading(name);
   for (const auto& [from, to] : kWords) {
-    const size_t at = head.find(from);
-    if (at != std::string::npos) head.replace(at, from.size(), to);
+    const size_t at = heading.find(from);
+    if (at != std::string::npos) heading.replace(at, from.size(), to);
   }
-  if (name == "second_mean" && rule == QuadRule::kCurrent) head += "/op";
-  std::replace(head.begin(), head.end(), '_', ' ');
-  return head;
+  if (name == "second_mean" && rule == QuadRule::kCurrent) heading += "/op";
+  std::replace(heading.begin(), heading.end(), '_', ' ');
+  return heading;
 }
 
 // A value as a number, whatever else its variant can hold.
@@ -148,13 +145,13 @@ EntryFields::EntryFields(const ItemRow& row, bool raw) : form_(kNoForm), item_(&
 void EntryFields::Add(const Step& step, size_t group) {
   const bool field = step.content == Content::kField;
   const ContentRow row = field ? RowOf(step.field.role) : RowOf(step.content);
-  Add(step, std::string(row.name), HeadOf(row.name, rule_), group);
+  Add(step, std::string(row.name), HeadingOf(row.name, rule_), group);
 }
 
-void EntryFields::Add(const Step& step, std::string name, std::string head, size_t group) {
+void EntryFields::Add(const Step& step, std::string name, std::string heading, size_t group) {
   if (group != 0) name = fmt::format("g{}_{}", group, name);
-  columns_.push_back({std::move(name), std::move(head), static_cast<uint8_t>(group), step.content,
-                      step.field.role});
+  columns_.push_back({std::move(name), std::move(heading), static_cast<uint8_t>(group),
+                      step.content, step.field.role});
   steps_.push_back(step);
 }
 

@@ -20,14 +20,17 @@ namespace psltool {
 using Value = std::variant<std::monostate, uint64_t, double, bool, std::string>;
 
 struct Column {
-  std::string name;   // "g1_ops_per_s"
-  std::string head;   // in tables: "ops/s"
-  uint8_t group = 0;  // counter group, from 1; 0: of the entry as a whole
+  std::string name;     // "g1_ops_per_s"
+  std::string heading;  // in tables: "ops/s"
+  uint8_t group = 0;    // counter group, from 1; 0: of the entry as a whole
   Content content = Content::kField;
   Role role = Role::kNothing;  // of fields
 
   // Without the group: "ops_per_s".
   std::string_view base() const { return std::string_view(name).substr(group == 0 ? 0 : 3); }
+  ColumnSort sort() const {
+    return content == Content::kField ? ColumnSort(role) : ColumnSort(content);
+  }
   ContentRow row() const { return content == Content::kField ? RowOf(role) : RowOf(content); }
 };
 
@@ -85,7 +88,7 @@ class EntryFields {
   };
 
   void Add(const Step& step, size_t group = 0);
-  void Add(const Step& step, std::string name, std::string head, size_t group);
+  void Add(const Step& step, std::string name, std::string heading, size_t group);
   void AddField(const Field& field, size_t& groups);
   void AddRatio(const Field& field);
   void AddGroup(size_t number, const Field& field);

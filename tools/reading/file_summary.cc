@@ -51,19 +51,14 @@ class Gatherer {
  private:
   bool TakeStructure() {
     if (!reader_.Load()) return false;
-    std::optional<Finding> error;
-    const FindingSink sink = [&](const Finding& finding) {
-      if (finding.severity == Severity::kError && !error) error = finding;
-    };
-    RecordReport report(sink, reader_.number(), reader_.position(), reader_.tag());
-    if (!ReadTables(reader_.header(), reader_.record(), report, tables_)) {
-      summary_.trouble = error;
-      return false;
-    }
+    summary_.trouble = ErrorOf(reader_, [&](RecordReport& report) {
+      return ReadTables(reader_.header(), reader_.record(), report, tables_);
+    });
+    if (summary_.trouble) return false;
     summary_.choice = tables_.choice;
     const RevisionLayout& layout = LayoutOf(reader_.header().revision);
-    for (size_t i = 0; i < layout.list_count; ++i) {
-      const Kind kind = layout.lists[i].kind;
+    for (const ListRow& row : layout.Lists()) {
+      const Kind kind = row.kind;
       if (kind == kNoKind || TakesFromStatistics(kind)) continue;
       // A list that the array does not carry has a count, but no resources.
       summary_.counts[kind].Take(static_cast<uint32_t>(tables_.kinds[kind].keys.size()));
@@ -85,8 +80,7 @@ class Gatherer {
           fmt::format("{} bytes are less than the head of {}", record.size(), head));
     }
     const RevisionLayout& layout = LayoutOfStatistics(reader_.header(), record);
-    for (size_t i = 0; i < layout.section_count; ++i) {
-      const SectionRow& row = layout.sections[i];
+    for (const SectionRow& row : layout.Sections()) {
       if (!TakesFromStatistics(row.kind)) continue;
       const SectionPlace place = PlaceOf(record, row);
       summary_.counts[row.kind].Take(place.offset == 0 ? 0 : place.count);

@@ -49,10 +49,7 @@ std::optional<Kind> KindOf(std::string_view word) {
 }
 
 bool HasKind(uint8_t revision, Kind kind) {
-  const RevisionLayout& layout = LayoutOf(revision);
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    if (layout.sections[i].kind == kind) return true;
-  }
+  if (FindRow(LayoutOf(revision).Sections(), kind) != nullptr) return true;
   return std::any_of(std::begin(kItemRows), std::end(kItemRows), [=](const ItemRow& row) {
     return row.kind == kind && row.span.Holds(revision);
   });

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "engine/layout/layout.h"
+#include "tools/output/characters.h"
 #include "tools/output/report.h"
 #include "tools/reading/file_summary.h"
 #include "tools/reading/kind_names.h"
@@ -100,31 +101,18 @@ bool IsKey(std::string_view kind, std::string_view text) {
   }
 }
 
-// Length of the UTF-8 sequence at the beginning, 0: there is none.
-size_t SequenceAt(std::string_view text) {
-  const auto lead = static_cast<uint8_t>(text[0]);
-  const size_t size = lead < 0x80 ? 1 : lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-  if (size == 0 || lead > 0xF4 || text.size() < size) return 0;
-  for (size_t i = 1; i < size; ++i) {
-    if ((static_cast<uint8_t>(text[i]) & 0xC0) != 0x80) return 0;
-  }
-  // Too long a form, half of a surrogate pair, or beyond the last character.
-  const auto second = size > 2 ? static_cast<uint8_t>(text[1]) : uint8_t{0};
-  const bool odd = (lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F) ||
-                   (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F);
-  return odd ? 0 : size;
-}
-
 std::string TroubleOfName(std::string_view name) {
   if (name.empty()) return "the name is missing";
   if (name.size() > kMostBytes) return fmt::format("the name has more than {} bytes", kMostBytes);
   for (size_t at = 0; at < name.size();) {
-    const size_t size = SequenceAt(name.substr(at));
-    if (size == 0) return "the name is no UTF-8";
+    const size_t size = CharacterAt(name, at);
     const auto byte = static_cast<uint8_t>(name[at]);
     // U+0080 to U+009F command terminals as the bytes below the blank do.
-    const bool late = byte == 0xC2 && static_cast<uint8_t>(name[at + 1]) < 0xA0;
-    if (byte < 0x20 || byte == 0x7F || late) return "the name holds a control character";
+    const bool late = byte == 0xC2 && at + 1 < name.size() && IsInsideCharacter(name[at + 1]);
+    if (size == 0) {
+      return byte < 0x20 || byte == 0x7F || late ? "the name holds a control character"
+                                                 : "the name is no UTF-8";
+    }
     at += size;
   }
   return "";

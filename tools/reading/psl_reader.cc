@@ -19,7 +19,7 @@ namespace psltool {
 
 namespace {
 
-constexpr size_t kRankSlotOf0x11 = 56;
+constexpr size_t kRankSlotOf0x11 = FindRow(LayoutOf(0x11).Sections(), kRank)->header_at;
 
 }  // namespace
 
@@ -98,8 +98,7 @@ bool PslReader::Open() {
   if (!ReadAt(0, record_.data(), record_.size())) return false;
   header_.revision = revision;
   header_.level = static_cast<char>(record_[kAtLevel]);
-  for (size_t i = 0; i < layout.bitmap_count; ++i) {
-    const BitmapRow& row = layout.bitmaps[i];
+  for (const BitmapRow& row : layout.Bitmaps()) {
     if (row.kind != kReservedItems) header_.masks[row.kind] = Load32(record_.data() + row.at);
   }
   return true;
@@ -180,6 +179,17 @@ std::span<const uint8_t> Carve(std::span<const uint8_t> record, uint64_t offset,
 
 size_t WordsOf(const PslHeader& header, Kind kind) {
   return static_cast<size_t>(std::popcount(header.masks[kind]));
+}
+
+std::optional<Finding> ErrorOf(const PslReader& reader,
+                               const std::function<bool(RecordReport&)>& judge) {
+  std::optional<Finding> error;
+  const FindingSink sink = [&](const Finding& finding) {
+    if (finding.severity == Severity::kError && !error) error = finding;
+  };
+  RecordReport report(sink, reader.number(), reader.position(), reader.tag());
+  if (judge(report)) error.reset();
+  return error;
 }
 
 SectionPlace PlaceOf(std::span<const uint8_t> record, const SectionRow& row) {

@@ -6,6 +6,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -102,6 +104,10 @@ bool VisitSection(const PslHeader& header, std::span<const uint8_t> record, cons
 
 // Number of 32-bit words behind a full entry of a kind.
 size_t WordsOf(const PslHeader& header, Kind kind);
+
+// Judges the record at hand. The first error that `judge` reports; nothing: it is sound.
+std::optional<Finding> ErrorOf(const PslReader& reader,
+                               const std::function<bool(RecordReport&)>& judge);
 
 struct SectionPlace {
   uint32_t count;

@@ -100,7 +100,7 @@ class Reader {
     if (TakeWord("now")) return Moment(now_);
     const std::string_view start = rest_;
     uint64_t count = 0;
-    Unit unit = Unit::kDay;
+    TimeUnit unit = TimeUnit::kDay;
     if (Take("-") && TakeAmount(count, unit) && rest_.empty()) return Ago(count, unit);
     rest_ = start;
     if (TakeAmount(count, unit) && Take(" ago")) return Ago(count, unit);
@@ -112,14 +112,14 @@ class Reader {
       last_ = now_;
       return true;
     }
-    if (rest_.empty() || Digits() > 0 || !TakeUnit(unit) || unit < Unit::kHour) {
+    if (rest_.empty() || Digits() > 0 || !TakeUnit(unit) || unit < TimeUnit::kHour) {
       rest_ = start;
       return false;
     }
     return Whole(unit, last ? 1 : 0);
   }
 
-  bool TakeAmount(uint64_t& count, Unit& unit) {
+  bool TakeAmount(uint64_t& count, TimeUnit& unit) {
     constexpr size_t kMost = 9;
     const size_t digits = Digits();
     if (digits == 0 || digits > kMost) return false;
@@ -128,7 +128,7 @@ class Reader {
     return TakeUnit(unit);
   }
 
-  bool TakeUnit(Unit& unit) {
+  bool TakeUnit(TimeUnit& unit) {
     for (const auto& [each, words] : kUnits) {
       if (std::none_of(words.begin(), words.end(), [&](auto word) { return TakeWord(word); })) {
         continue;
@@ -140,22 +140,22 @@ class Reader {
   }
 
   // Below a day by the seconds that pass, from a day on by the calendar.
-  bool Ago(uint64_t count, Unit unit) {
+  bool Ago(uint64_t count, TimeUnit unit) {
     constexpr int64_t kSeconds[] = {1, 60, kSecondsOfHour};
     const auto back = static_cast<int64_t>(count);
-    if (unit < Unit::kDay) return Moment(now_ - back * kSeconds[static_cast<size_t>(unit)]);
+    if (unit < TimeUnit::kDay) return Moment(now_ - back * kSeconds[static_cast<size_t>(unit)]);
     return Moment(FirstMomentOf(Back(CivilAt(now_, zone_), back, unit), zone_));
   }
 
-  static Civil Back(Civil civil, int64_t count, Unit unit) {
-    if (unit == Unit::kHour) return civil - count * kSecondsOfHour;
-    if (unit == Unit::kDay) return civil - count * kSecondsOfDay;
-    if (unit == Unit::kWeek) return civil - 7 * count * kSecondsOfDay;
+  static Civil Back(Civil civil, int64_t count, TimeUnit unit) {
+    if (unit == TimeUnit::kHour) return civil - count * kSecondsOfHour;
+    if (unit == TimeUnit::kDay) return civil - count * kSecondsOfDay;
+    if (unit == TimeUnit::kWeek) return civil - 7 * count * kSecondsOfDay;
     const CivilDate date = DateOf(civil);
     const int64_t clock = civil - CivilOf(date);
     constexpr int64_t kMonthsOfYear = 12;
     const int64_t months = kMonthsOfYear * date.year + date.month - 1 -
-                           count * (unit == Unit::kYear ? kMonthsOfYear : 1);
+                           count * (unit == TimeUnit::kYear ? kMonthsOfYear : 1);
     // Before 1970 is told later; years that a calendar cannot hold are not asked of it.
     if (months < 0) return -kSecondsOfDay * 366;
     CivilDate back = {months / kMonthsOfYear, static_cast<unsigned>(months % kMonthsOfYear) + 1,
@@ -165,14 +165,14 @@ class Reader {
   }
 
   // The hour, day, week, month or year of now, or so many before it.
-  bool Whole(Unit unit, int64_t back) {
+  bool Whole(TimeUnit unit, int64_t back) {
     const Civil now = CivilAt(now_, zone_);
     const CivilDate date = DateOf(now);
     Civil start = CivilOf(date);
-    if (unit == Unit::kHour) start = now - (now - start) % kSecondsOfHour;
-    if (unit == Unit::kWeek) start -= kSecondsOfDay * static_cast<int64_t>(WeekdayOf(now));
-    if (unit == Unit::kMonth) start = CivilOf({date.year, date.month, 1});
-    if (unit == Unit::kYear) start = CivilOf({date.year, 1, 1});
+    if (unit == TimeUnit::kHour) start = now - (now - start) % kSecondsOfHour;
+    if (unit == TimeUnit::kWeek) start -= kSecondsOfDay * static_cast<int64_t>(WeekdayOf(now));
+    if (unit == TimeUnit::kMonth) start = CivilOf({date.year, date.month, 1});
+    if (unit == TimeUnit::kYear) start = CivilOf({date.year, 1, 1});
     start = Back(start, back, unit);
     return Readings({start, Back(start, -1, unit) - 1});
   }
@@ -242,7 +242,9 @@ class Reader {
     }
     one_day = parts == 3;
     if (!IsDate(date)) return false;
-    const Unit unit = parts == 1 ? Unit::kYear : parts == 2 ? Unit::kMonth : Unit::kDay;
+    const TimeUnit unit = parts == 1   ? TimeUnit::kYear
+                          : parts == 2 ? TimeUnit::kMonth
+                                       : TimeUnit::kDay;
     span = {CivilOf(date), Back(CivilOf(date), -1, unit) - 1};
     return true;
   }

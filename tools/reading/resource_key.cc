@@ -33,11 +33,4 @@ std::optional<ResourceKey> ParseKey(const KeyBytes& key, const std::string& text
   return result;
 }
 
-const SectionRow* SectionOf(const RevisionLayout& layout, Kind kind) {
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    if (layout.sections[i].kind == kind) return &layout.sections[i];
-  }
-  return nullptr;
-}
-
 }  // namespace psltool

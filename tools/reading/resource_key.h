@@ -19,7 +19,4 @@ struct ResourceKey {
 // the form.
 std::optional<ResourceKey> ParseKey(const KeyBytes& key, const std::string& text);
 
-// The section row of a kind in a revision, or null.
-const SectionRow* SectionOf(const RevisionLayout& layout, Kind kind);
-
 }  // namespace psltool

@@ -10,17 +10,17 @@
 
 namespace psltool {
 
-enum class Unit : uint8_t { kSecond, kMinute, kHour, kDay, kWeek, kMonth, kYear };
+enum class TimeUnit : uint8_t { kSecond, kMinute, kHour, kDay, kWeek, kMonth, kYear };
 
 // "m" are months, as in retention periods and in the archiver's time texts.
-inline constexpr std::pair<Unit, std::array<std::string_view, 4>> kUnits[] = {
-    {Unit::kSecond, {"s", "sec", "second", "seconds"}},
-    {Unit::kMinute, {"min", "min", "minute", "minutes"}},
-    {Unit::kHour, {"h", "h", "hour", "hours"}},
-    {Unit::kDay, {"d", "d", "day", "days"}},
-    {Unit::kWeek, {"w", "w", "week", "weeks"}},
-    {Unit::kMonth, {"m", "m", "month", "months"}},
-    {Unit::kYear, {"y", "y", "year", "years"}}};
+inline constexpr std::pair<TimeUnit, std::array<std::string_view, 4>> kUnits[] = {
+    {TimeUnit::kSecond, {"s", "sec", "second", "seconds"}},
+    {TimeUnit::kMinute, {"min", "min", "minute", "minutes"}},
+    {TimeUnit::kHour, {"h", "h", "hour", "hours"}},
+    {TimeUnit::kDay, {"d", "d", "day", "days"}},
+    {TimeUnit::kWeek, {"w", "w", "week", "weeks"}},
+    {TimeUnit::kMonth, {"m", "m", "month", "months"}},
+    {TimeUnit::kYear, {"y", "y", "year", "years"}}};
 
 inline constexpr std::array<std::string_view, 7> kWeekdays = {
     "monday", "tuesday", "wednesday", "thursday", "friday", "saturday", "sunday"};

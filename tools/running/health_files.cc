@@ -14,6 +14,7 @@
 #include <set>
 
 #include "engine/names.h"
+#include "engine/pmonfile.h"
 #include "logdir/autorules.h"
 #include "logdir/autotarget.h"
 #include "logdir/limits.h"
@@ -27,8 +28,7 @@ namespace psltool {
 
 namespace {
 
-constexpr size_t kHeadSize = 13;  // revision at 3, level at 12
-constexpr size_t kShortestLog = 12;
+constexpr size_t kShortestLog = kRecordHeaderSize;
 
 // What the beginning of a file tells.
 struct Head {
@@ -66,14 +66,14 @@ Head ReadHead(const std::string& path) {
   const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd == -1) return head;
   struct stat status {};
-  uint8_t bytes[kHeadSize] = {};
+  uint8_t bytes[kAtLevel + 1] = {};
   head.opens =
       fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && read(fd, bytes, sizeof bytes) >= 0;
   close(fd);
   head.size = status.st_size;
   head.written = status.st_mtime;
-  head.revision = bytes[3];
-  head.level = static_cast<char>(bytes[12]);
+  head.revision = bytes[kAtFlag];
+  head.level = static_cast<char>(bytes[kAtLevel]);
   return head;
 }
 

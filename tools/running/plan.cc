@@ -9,7 +9,6 @@
 
 #include "archiver/lock.h"
 #include "engine/names.h"
-#include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "logdir/listing.h"
 #include "logdir/unread.h"
@@ -105,7 +104,6 @@ Plan PlanRun(const PlanRequest& request) {
   Plan plan;
   if (!FindsItsDirectories(plan)) return plan;
   LookAtLock(plan);
-  ForgetUnarchived();
   ForgetUnread();
   ArchiveView view;
   if (!ListArchives(view, plan)) return plan;

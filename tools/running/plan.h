@@ -96,6 +96,7 @@ struct ArchiveView {
   std::vector<std::string> unread;     // their status could not be read
   std::vector<std::string> oversized;  // longer than the run's lists hold
   std::map<std::string, MadeArchive> made;
+  UnarchivedPeriods unarchived;  // what the run leaves without its archive
 
   std::vector<std::string> Names() const;
   AutoProbe Probe() const;

@@ -12,7 +12,7 @@
 
 #include "engine/joining.h"
 #include "engine/names.h"
-#include "engine/unarchived.h"
+#include "engine/pmonfile.h"
 #include "logdir/autotarget.h"
 #include "logdir/listing.h"
 #include "platform/places.h"
@@ -33,13 +33,13 @@ std::string Day(int64_t time) {
 std::string RefusalText(const std::string& name) {
   const int fd = open(AutoFilePath(name).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd == -1) return fmt::format("does not open: {}", strerror(errno));
-  uint8_t bytes[12] = {};
+  uint8_t bytes[kRecordHeaderSize] = {};
   const ssize_t count = pread(fd, bytes, sizeof bytes, 0);
   close(fd);
   if (count <= 0) return "is empty";
   if (count < static_cast<ssize_t>(sizeof bytes)) return "has no file header";
-  return fmt::format("format revision 0x{:02X}; below 0x{:02X} logs are archived by hand", bytes[3],
-                     kLowestAutoRevision);
+  return fmt::format("format revision 0x{:02X}; below 0x{:02X} logs are archived by hand",
+                     bytes[kAtFlag], kLowestAutoRevision);
 }
 
 // `path`: below the archive directory, as listed.
@@ -107,7 +107,8 @@ std::string FateText(const PlannedInput& input, InputFate fate) {
 class StepPlanner {
  public:
   StepPlanner(char level, const PlanRequest& request, ArchiveView& view, Plan& plan)
-      : request_(request), view_(view), plan_(plan), selection_(BeginSelection()) {
+      : request_(request), view_(view), plan_(plan) {
+    selection_.held_up = view.unarchived.held_up();
     step_.level = level;
     step_.period = PeriodOfRun(level, RunLimits());
   }
@@ -137,7 +138,7 @@ class StepPlanner {
       DropArchived(step_.level, view_.Probe(), &selection_);
       if (step_.level == 'D') AddOversizedArchives();
     }
-    NoteHeldUp(step_.level, selection_);
+    NoteHeldUp(step_.level, selection_, view_.unarchived);
     return true;
   }
 
@@ -187,7 +188,7 @@ class StepPlanner {
       if (!taken) file.code = "passed-over";
       // As the run notes what it leaves without its archive.
       if (fate != InputFate::kArchived && fate != InputFate::kDayLevel) {
-        NoteUnarchived(input.name.c_str(), step_.level);
+        view_.unarchived.Note(input.name.c_str(), step_.level);
       }
       (taken ? step_.archived : step_.skipped).push_back(file);
     }
@@ -216,11 +217,13 @@ class StepPlanner {
 
   // The output is there from now on.
   void Take(const PlannedOutput& output) {
-    const std::string temporary = output.name + "_tmp";
+    const std::string temporary = TemporaryOf(output.name);
     step_.outputs.push_back({kArchivePart + (output.temporary ? temporary : output.name),
                              output.inputs.size(), output.trouble});
     if (output.temporary) {
-      for (const std::string& input : output.inputs) NoteUnarchived(input.c_str(), step_.level);
+      for (const std::string& input : output.inputs) {
+        view_.unarchived.Note(input.c_str(), step_.level);
+      }
     }
     std::erase(view_.listed, temporary);
     MadeArchive made;

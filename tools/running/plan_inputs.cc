@@ -10,7 +10,6 @@
 #include "engine/names.h"
 #include "engine/pmoncommon.h"
 #include "engine/pmonfile.h"
-#include "engine/unarchived.h"
 #include "logdir/autotarget.h"
 #include "platform/places.h"
 #include "tools/checking/check_file.h"
@@ -22,10 +21,10 @@ namespace psltool {
 namespace {
 
 // Why the check of the inputs drops one.
-PlanFile Dropped(const std::string& name, const InputHead& head) {
+PlanFile Dropped(const std::string& name, const InputLook& look) {
   const std::string path = PlanPath(name);
-  if (!head.opened) return {path, "unreadable", "does not open (message 102)"};
-  switch (head.verdict) {
+  if (!look.opened) return {path, "unreadable", "does not open (message 102)"};
+  switch (look.verdict) {
     case HeaderVerdict::kShort:
       return {path, "short", "shorter than its file header (message 110)"};
     case HeaderVerdict::kUnknownRevision:
@@ -75,7 +74,7 @@ PlannedInput FromView(const std::string& name, const MadeArchive& made) {
 }  // namespace
 
 CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets, char level,
-                                 const PlanRequest& request, const ArchiveView& view) {
+                                 const PlanRequest& request, ArchiveView& view) {
   CheckedInputs checked;
   Progress progress;
   for (const std::string& name : Sorted(targets)) {
@@ -84,23 +83,23 @@ CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets, char l
       checked.accepted.push_back(FromView(name, made->second));
       continue;
     }
-    const InputHead head = LookAtInput(AutoFilePath(name));
-    if (head.opened && head.error != 0) {
+    const InputLook look = LookAtInput(AutoFilePath(name));
+    if (look.opened && look.error != 0) {
       checked.unread = true;
       return checked;
     }
-    if (!head.opened) checked.unopened.push_back(name);
-    if (!head.opened || head.verdict != HeaderVerdict::kAccepted) {
-      checked.dropped.push_back(Dropped(name, head));
-      NoteUnarchived(name.c_str(), level);  // as the run does
+    if (!look.opened) checked.unopened.push_back(name);
+    if (!look.opened || look.verdict != HeaderVerdict::kAccepted) {
+      checked.dropped.push_back(Dropped(name, look));
+      view.unarchived.Note(name.c_str(), level);  // as the run does
       continue;
     }
     PlannedInput input;
     input.name = name;
-    input.revision = head.revision;
-    input.level = head.level;
-    input.header_time = head.time;
-    input.last_time = head.time;
+    input.revision = look.revision;
+    input.level = look.level;
+    input.header_time = look.time;
+    input.last_time = look.time;
     if (request.read_through) ReadThrough(input, progress);
     checked.accepted.push_back(input);
   }

@@ -20,7 +20,7 @@ struct CheckedInputs {
 // `targets`: names as selected; `level`: of the outputs. Files that the run itself makes are taken
 // from the view. What is dropped is noted as left without its archive, as a run does.
 CheckedInputs CheckPlannedInputs(const std::vector<std::string>& targets, char level,
-                                 const PlanRequest& request, const ArchiveView& view);
+                                 const PlanRequest& request, ArchiveView& view);
 
 // "20240304a.psl", "archive/20240304a.psa".
 std::string PlanPath(const std::string& name);

@@ -85,7 +85,7 @@ void PlanRemoval(const ArchiveView& view, Plan& plan) {
   for (const std::string& name : view.Names()) paths.push_back(kArchivePart + name);
   for (const std::string& path : paths) {
     const RemovalVerdict verdict =
-        LeaveUnarchived(NameInDirectory(path).c_str(), Judge(path, probe));
+        LeaveUnarchived(NameInDirectory(path).c_str(), Judge(path, probe), view.unarchived);
     (IsRemoved(verdict) ? plan.removed : plan.kept).push_back(Describe(path, verdict, probe));
   }
   for (const PlanFile& file : DescribeOversized("", listing.oversized)) plan.kept.push_back(file);

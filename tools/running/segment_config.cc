@@ -76,6 +76,21 @@ std::optional<Retention> ParseRetention(const std::string& text) {
                    static_cast<uint16_t>(unit - std::begin(kRetentionUnits))};
 }
 
+bool ReadRetentions(const std::string& command,
+                    const std::array<std::string, kSegRetentionClasses>& texts,
+                    SegmentConfig& config) {
+  for (size_t i = 0; i < texts.size(); ++i) {
+    const auto keep = ParseRetention(texts[i]);
+    if (!keep || !IsRetention(keep->count, keep->unit, i)) {
+      return Fail(fmt::format("{} {}", command, kKeepOptions[i]),
+                  fmt::format("'{}' is not none, {}1m to 24m, or 1y to 2y", texts[i],
+                              i == 0 ? "1d to 366d, " : ""));
+    }
+    config.keep[i] = *keep;
+  }
+  return true;
+}
+
 std::string RetentionText(const Retention& keep) {
   if (keep.count == 0) return "none";
   if (keep.unit >= std::size(kRetentionUnits)) {

@@ -37,6 +37,16 @@ struct SegmentView {
 // "30d", "12m", "2y" or "none". Nothing when the text is no such period.
 std::optional<Retention> ParseRetention(const std::string& text);
 
+// The options that tell the periods of logs, hour archives and day archives.
+inline constexpr std::array<const char*, kSegRetentionClasses> kKeepOptions = {
+    "--keep-psl", "--keep-hour", "--keep-day"};
+
+// Reads what they say. False: one is no period that the archiver takes, reported under the
+// command's name.
+bool ReadRetentions(const std::string& command,
+                    const std::array<std::string, kSegRetentionClasses>& texts,
+                    SegmentConfig& config);
+
 // As ParseRetention reads it; a number for units that do not exist.
 std::string RetentionText(const Retention& keep);
 

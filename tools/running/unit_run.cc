@@ -152,15 +152,13 @@ bool NamesIn(const std::string& directory, const std::string& begin,
   if (error != 0) return Fail(directory, strerror(error));
   // Sequels first, the unit's own name last: where that is, all are.
   std::sort(names.begin(), names.end());
-  std::stable_partition(names.begin(), names.end(), [](const std::string& name) {
-    return name.find('#') != std::string::npos;
-  });
+  std::stable_partition(names.begin(), names.end(), IsSequelName);
   return true;
 }
 
 class UnitRunner {
  public:
-  UnitRunner(const UnitRequest& request, const Unit& unit)
+  UnitRunner(const UnitRequest& request, const WorkUnit& unit)
       : request_(request), place_(request.place), unit_(unit), own_(place_.outputs + "/.units") {
     scratch_ = fmt::format("{}/{}-{}", own_, WordOf(place_.level), unit.name);
   }
@@ -205,7 +203,7 @@ class UnitRunner {
     }
     if (WEXITSTATUS(status) != 0) return Failed("the archiver failed, see its message");
     // A log that grew meanwhile may be in the archive in part.
-    Unit now;
+    WorkUnit now;
     if (!FindUnit(place_, unit_.name, now)) return UnitEnd::kNotMade;
     if (now.inputs != unit_.inputs) return Failed("its inputs changed meanwhile; start it again");
     return UnitEnd::kMade;
@@ -267,7 +265,7 @@ class UnitRunner {
 
   const UnitRequest& request_;
   const UnitPlace& place_;
-  const Unit& unit_;
+  const WorkUnit& unit_;
   std::string own_;
   std::string scratch_;
 };
@@ -281,7 +279,7 @@ bool ProvideOutputs(const std::string& path) {
 
 }  // namespace
 
-UnitEnd RunUnit(const UnitRequest& request, Unit& unit) {
+UnitEnd RunUnit(const UnitRequest& request, WorkUnit& unit) {
   // Looked up before anything is made, so that a wrong name leaves no directory.
   if (!FindUnit(request.place, request.name, unit)) return UnitEnd::kTrouble;
   if (!ProvideOutputs(request.place.outputs)) return UnitEnd::kTrouble;

@@ -24,6 +24,6 @@ struct UnitRequest {
   bool again = false;    // even if it is done
 };
 
-UnitEnd RunUnit(const UnitRequest& request, Unit& unit);
+UnitEnd RunUnit(const UnitRequest& request, WorkUnit& unit);
 
 }  // namespace psltool

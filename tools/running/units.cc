@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "engine/names.h"
+#include "engine/pmonfile.h"
 #include "logdir/autorules.h"
 #include "logdir/timespan.h"
 #include "tools/checking/check_file.h"
@@ -47,12 +48,12 @@ size_t DigitsOf(UnitLevel level) { return level == UnitLevel::kDay ? kMonthDigit
 
 // Level byte of an archive, 0 when there is none.
 char LevelByte(const std::string& path) {
-  char bytes[13] = "";
+  char bytes[kAtLevel + 1] = "";
   const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd == -1) return 0;
   const bool whole = read(fd, bytes, sizeof bytes) == static_cast<ssize_t>(sizeof bytes);
   close(fd);
-  return whole ? bytes[12] : '\0';
+  return whole ? bytes[kAtLevel] : '\0';
 }
 
 bool IsOver(const UnitPlace& place, const UnitInput& input) {
@@ -62,7 +63,7 @@ bool IsOver(const UnitPlace& place, const UnitInput& input) {
                   PeriodOfRun(place.level == UnitLevel::kHour ? 'H' : 'D', none));
 }
 
-UnitState StateOf(const UnitPlace& place, const Unit& unit) {
+UnitState StateOf(const UnitPlace& place, const WorkUnit& unit) {
   if (!IsOver(place, unit.inputs.front())) return UnitState::kNotOver;
   const std::string output = OutputOf(place, unit);
   struct stat status {};
@@ -99,8 +100,8 @@ class Finder {
     return error == 0 || Fail(place_.inputs, strerror(error));
   }
 
-  std::vector<Unit> Units() {
-    std::vector<Unit> units;
+  std::vector<WorkUnit> Units() {
+    std::vector<WorkUnit> units;
     for (auto& [name, unit] : units_) {
       SortInputs(unit.inputs);
       unit.state = StateOf(place_, unit);
@@ -123,7 +124,7 @@ class Finder {
       }
       if (LevelByte(path) == 'D') return;
     }
-    Unit& unit = units_[unit_name];
+    WorkUnit& unit = units_[unit_name];
     unit.name = unit_name;
     unit.date = DateOfDigits(unit_name, DigitsOf(place_.level));
     unit.array = unit_name.substr(DigitsOf(place_.level));
@@ -134,7 +135,7 @@ class Finder {
   }
 
   const UnitPlace& place_;
-  std::map<std::string, Unit> units_;
+  std::map<std::string, WorkUnit> units_;
   std::vector<std::string> left_out_;
 };
 
@@ -142,13 +143,13 @@ class Finder {
 
 const char* WordOf(UnitLevel level) { return level == UnitLevel::kHour ? "hour" : "day"; }
 
-std::string ArchiveOf(const Unit& unit) { return unit.name + std::string(kArchiveExtension); }
+std::string ArchiveOf(const WorkUnit& unit) { return unit.name + std::string(kArchiveExtension); }
 
-std::string OutputOf(const UnitPlace& place, const Unit& unit) {
+std::string OutputOf(const UnitPlace& place, const WorkUnit& unit) {
   return place.outputs + "/" + ArchiveOf(unit);
 }
 
-bool FindUnits(const UnitPlace& place, std::vector<Unit>& units,
+bool FindUnits(const UnitPlace& place, std::vector<WorkUnit>& units,
                std::vector<std::string>& left_out) {
   Finder finder(place);
   if (!finder.Read("")) return false;
@@ -158,10 +159,10 @@ bool FindUnits(const UnitPlace& place, std::vector<Unit>& units,
   return true;
 }
 
-bool FindUnit(const UnitPlace& place, const std::string& name, Unit& unit) {
+bool FindUnit(const UnitPlace& place, const std::string& name, WorkUnit& unit) {
   Finder finder(place);
   if (!finder.Read(name)) return false;
-  std::vector<Unit> units = finder.Units();
+  std::vector<WorkUnit> units = finder.Units();
   if (units.empty()) {
     return Fail(place.inputs + "/" + name,
                 fmt::format("there is no {} of this unit",

@@ -26,7 +26,7 @@ struct UnitInput {
   bool operator==(const UnitInput&) const = default;
 };
 
-struct Unit {
+struct WorkUnit {
   std::string name;
   std::string array;
   std::string date;               // "2024-03-04", "2024-03"
@@ -44,15 +44,15 @@ struct UnitPlace {
 
 // The units below `place.inputs`, by name. Names of empty hour archives, which no unit takes, go to
 // `left_out`. False: the directory cannot be read, reported.
-bool FindUnits(const UnitPlace& place, std::vector<Unit>& units,
+bool FindUnits(const UnitPlace& place, std::vector<WorkUnit>& units,
                std::vector<std::string>& left_out);
 
 // One of them, by its name, looked up anew. False: reported; there may be no such unit.
-bool FindUnit(const UnitPlace& place, const std::string& name, Unit& unit);
+bool FindUnit(const UnitPlace& place, const std::string& name, WorkUnit& unit);
 
 // Name and path of the unit's archive.
-std::string ArchiveOf(const Unit& unit);
-std::string OutputOf(const UnitPlace& place, const Unit& unit);
+std::string ArchiveOf(const WorkUnit& unit);
+std::string OutputOf(const UnitPlace& place, const WorkUnit& unit);
 
 // Whether `path` is a sound archive of the level: its header, and with `whole` every record.
 // Otherwise `why` tells.

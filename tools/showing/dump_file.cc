@@ -92,8 +92,7 @@ class Dumper {
     const RevisionLayout& layout = LayoutOf(layout_revision);
     Plan plan;
     plan.revision = layout_revision;
-    for (size_t i = 0; i < layout.section_count; ++i) {
-      const SectionRow& row = layout.sections[i];
+    for (const SectionRow& row : layout.Sections()) {
       if (!IsWanted(row.kind)) continue;
       plan.sections[row.kind] =
           std::make_unique<EntryFields>(reader_.header(), row, layout.row.rule, request_.raw);
@@ -109,7 +108,7 @@ class Dumper {
   bool TakeKey(bool printed) {
     if (!request_.key || request_.kinds.empty()) return true;
     const Kind kind = request_.kinds.front();
-    const SectionRow* const row = SectionOf(LayoutOf(reader_.header().revision), kind);
+    const SectionRow* const row = FindRow(LayoutOf(reader_.header().revision).Sections(), kind);
     if (row == nullptr) return true;  // keys of optional items are compared as text
     key_ = ParseKey(kForms[row->form].key, *request_.key);
     if (key_) return true;
@@ -121,13 +120,10 @@ class Dumper {
   }
 
   bool TakeStructure() {
-    std::optional<Finding> error;
-    const FindingSink sink = [&](const Finding& finding) {
-      if (finding.severity == Severity::kError && !error) error = finding;
-    };
-    RecordReport report(sink, reader_.number(), reader_.position(), reader_.tag());
-    if (ReadTables(reader_.header(), reader_.record(), report, tables_)) return true;
-    return reader_.Broken(error->code, error->offset, error->field, error->text);
+    const std::optional<Finding> error = ErrorOf(reader_, [&](RecordReport& report) {
+      return ReadTables(reader_.header(), reader_.record(), report, tables_);
+    });
+    return !error || reader_.Broken(error->code, error->offset, error->field, error->text);
   }
 
   bool TakeStatistics() {
@@ -141,8 +137,7 @@ class Dumper {
     const auto plan = std::find_if(plans_.begin(), plans_.end(), [&](const Plan& each) {
       return each.revision == layout.revision;
     });
-    for (size_t i = 0; i < layout.section_count; ++i) {
-      const SectionRow& row = layout.sections[i];
+    for (const SectionRow& row : layout.Sections()) {
       if (plan->sections[row.kind] != nullptr && !TakeSection(row, *plan)) return false;
     }
     return !layout.has_items || TakeItems();
@@ -302,6 +297,10 @@ DumpEnd DumpFile(const DumpRequest& request, DumpWriter& writer, const TextOut& 
     count->entries += dumper.count().entries;
   }
   return reader.failed() ? failure() : DumpEnd::kDone;
+}
+
+std::optional<Kind> KindOfWord(std::string_view word) {
+  return word == WordOfKind(kWaittm) ? std::optional(kWaittm) : KindOf(word);
 }
 
 void LookAtColumns(const DumpRequest& request, DumpWriter& writer) {

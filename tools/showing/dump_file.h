@@ -50,5 +50,7 @@ void LookAtColumns(const DumpRequest& request, DumpWriter& writer);
 
 // "ld", "wait-time".
 const char* WordOfKind(Kind kind);
+// The kind of such a word. Nothing: there is none.
+std::optional<Kind> KindOfWord(std::string_view word);
 
 }  // namespace psltool

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/output/characters.h"
 #include "tools/showing/dump_writers.h"
 
 namespace psltool {
@@ -18,18 +19,17 @@ constexpr size_t kGroupDigits = 5;
 // Rows that are looked at together before their columns are made wide enough.
 constexpr size_t kBlock = 256;
 
-// What is left out last when there is no room, by names without the group. All others follow in
-// their order.
-constexpr std::string_view kTelling[] = {
-    "key",          "ops_per_s",   "busy_pct",      "first_mean",
-    "max",          "second_mean", "kvolume_per_s", "first_pct",
-    "second_pct",   "value",       "present",       "ops_per_s_max",
-    "busy_pct_max", "ops",         "valid",         "kvolume_per_s_max",
-    "first_max",    "second_max",  "first_rate",    "second_rate",
-    "interval_ms"};
+// What is left out last when there is no room. All others follow in their order.
+constexpr ColumnSort kTelling[] = {
+    Content::kKey,           Content::kOpsRate,    Role::kRatio,         Content::kFirstMean,
+    Content::kMaximum,       Content::kSecondMean, Content::kVolumeRate, Role::kCacheRatio1,
+    Role::kSecondRatio,      Role::kCacheRatio2,   Role::kValue,         Role::kPresent,
+    Content::kOpsRateMax,    Content::kFieldMax,   Content::kOps,        Role::kNotValid,
+    Content::kVolumeRateMax, Role::kCacheMaximum1, Role::kCacheMaximum2, Role::kCacheRate1,
+    Role::kCacheRate2,       Role::kInterval};
 
-size_t RankOf(std::string_view name) {
-  const auto* const found = std::find(std::begin(kTelling), std::end(kTelling), name);
+size_t RankOf(ColumnSort sort) {
+  const auto* const found = std::find(std::begin(kTelling), std::end(kTelling), sort);
   return static_cast<size_t>(found - std::begin(kTelling));
 }
 
@@ -42,12 +42,6 @@ std::string CellText(const Column& column, const Value& value) {
   if (const auto* flag = std::get_if<bool>(&value)) return *flag ? "yes" : "no";
   if (const auto* text = std::get_if<std::string>(&value)) return *text;
   return "-";
-}
-
-// Characters of UTF-8 text.
-size_t WidthOf(std::string_view text) {
-  return static_cast<size_t>(std::count_if(
-      text.begin(), text.end(), [](char c) { return (static_cast<uint8_t>(c) & 0xC0) != 0x80; }));
 }
 
 // One column of the table.
@@ -130,12 +124,12 @@ class TableWriter : public DumpWriter {
       const bool of_groups = column.group != 0;
       table.groups = std::max<size_t>(table.groups, column.group);
       auto cell = std::find_if(table.cells.begin(), table.cells.end(), [&](const Cell& each) {
-        return of_groups && each.of_groups && each.head == column.head;
+        return of_groups && each.of_groups && each.head == column.heading;
       });
       if (cell == table.cells.end()) {
         const size_t least = of_groups ? kLeastGroupWidth : kLeastWidth;
         table.cells.push_back(
-            {column.head, RankOf(column.base()), std::max(column.head.size(), least)});
+            {column.heading, RankOf(column.sort()), std::max(column.heading.size(), least)});
         cell = table.cells.end() - 1;
         cell->of_groups = of_groups;
       }

@@ -1,6 +1,5 @@
 // Forms of a dump: see the header.
 #include "tools/showing/dump_writers.h"
-#include "tools/output/json.h"
 
 #include <algorithm>
 #include <map>
@@ -143,6 +142,14 @@ std::unique_ptr<DumpWriter> MakeCsvWriter(TextOut& out, Zone zone, FileLabels la
 
 std::unique_ptr<DumpWriter> MakeJsonLinesWriter(TextOut& out, Zone zone, FileLabels labels) {
   return std::make_unique<JsonLinesWriter>(out, zone, std::move(labels));
+}
+
+Json JsonOf(const Value& value) {
+  if (const auto* number = std::get_if<uint64_t>(&value)) return *number;
+  if (const auto* real = std::get_if<double>(&value)) return *real;
+  if (const auto* flag = std::get_if<bool>(&value)) return *flag;
+  if (const auto* text = std::get_if<std::string>(&value)) return *text;
+  return nullptr;
 }
 
 std::string CsvText(const std::string& text) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/output/json.h"
 #include "tools/output/text_out.h"
 #include "tools/reading/entry_fields.h"
 #include "tools/reading/labels.h"
@@ -71,6 +72,9 @@ class DumpWriter {
 std::unique_ptr<DumpWriter> MakeTableWriter(TextOut& out, Zone zone, FileLabels labels, bool wide);
 std::unique_ptr<DumpWriter> MakeCsvWriter(TextOut& out, Zone zone, FileLabels labels);
 std::unique_ptr<DumpWriter> MakeJsonLinesWriter(TextOut& out, Zone zone, FileLabels labels);
+
+// A value in JSON; one that an entry does not say is null.
+Json JsonOf(const Value& value);
 
 // A cell of CSV, in quotes where it needs them.
 std::string CsvText(const std::string& text);

@@ -35,14 +35,14 @@ std::string Bar(double value, double mark, double full) {
   return bar;
 }
 
-// The values of a file's rows by the names of columns, those of groups without the number.
+// The values of a file's rows by what their columns show.
 class Fields {
  public:
   explicit Fields(const ShownFile& file) : file_(file) {}
 
-  bool Has(std::string_view name) const { return PlaceOf(name).has_value(); }
-  std::optional<double> Of(const ShownRow& row, std::string_view name) const {
-    const auto place = PlaceOf(name);
+  bool Has(ColumnSort sort) const { return PlaceOf(sort).has_value(); }
+  std::optional<double> Of(const ShownRow& row, ColumnSort sort) const {
+    const auto place = PlaceOf(sort);
     if (!place) return std::nullopt;
     const Value& value = row.values[*place];
     if (const auto* number = std::get_if<uint64_t>(&value)) return static_cast<double>(*number);
@@ -51,14 +51,14 @@ class Fields {
   }
   // Elements of optional items have no mark of their own: they are there or not.
   bool IsValid(const ShownRow& row) const {
-    const auto place = PlaceOf("valid");
+    const auto place = PlaceOf(Role::kNotValid);
     return !place || std::get<bool>(row.values[*place]);
   }
 
  private:
-  std::optional<size_t> PlaceOf(std::string_view name) const {
+  std::optional<size_t> PlaceOf(ColumnSort sort) const {
     for (size_t i = 0; i < file_.columns.size(); ++i) {
-      if (file_.columns[i].base() == name) return i;
+      if (file_.columns[i].sort() == sort) return i;
     }
     return std::nullopt;
   }
@@ -70,14 +70,6 @@ std::string Text(std::optional<double> value, int digits) {
   return value ? fmt::format("{:.{}f}", *value, digits) : "-";
 }
 
-Json JsonOf(const Value& value) {
-  if (const auto* number = std::get_if<uint64_t>(&value)) return *number;
-  if (const auto* real = std::get_if<double>(&value)) return *real;
-  if (const auto* flag = std::get_if<bool>(&value)) return *flag;
-  if (const auto* text = std::get_if<std::string>(&value)) return *text;
-  return nullptr;
-}
-
 // The lines of a file's resource.
 class HistoryTable {
  public:
@@ -86,9 +78,9 @@ class HistoryTable {
         file_(file),
         fields_(file),
         out_(out),
-        counts_(fields_.Has("ops")),
-        has_peak_(fields_.Has("ops_per_s_max")),
-        has_busy_(fields_.Has("busy_pct")) {}
+        counts_(fields_.Has(Content::kOps)),
+        has_peak_(fields_.Has(Content::kOpsRateMax)),
+        has_busy_(fields_.Has(Role::kRatio)) {}
 
   void Print() {
     const std::string head = PeriodHead(file_.header.level, zone_);
@@ -109,27 +101,27 @@ class HistoryTable {
  private:
   // What the bar shows: operations, or of kinds that count none how busy it was.
   double ValueOf(const ShownRow& row) const {
-    return fields_.Of(row, counts_ ? "ops_per_s" : "busy_pct").value_or(0);
+    return fields_.Of(row, counts_ ? ColumnSort(Content::kOpsRate) : Role::kRatio).value_or(0);
   }
   double MarkOf(const ShownRow& row) const {
-    return fields_.Of(row, counts_ ? "ops_per_s_max" : "busy_pct_max").value_or(0);
+    return fields_.Of(row, counts_ ? Content::kOpsRateMax : Content::kFieldMax).value_or(0);
   }
 
   void PrintRow(const ShownRow& row) {
     std::string line = fmt::format("{:<{}} {:>6.1f}", PeriodText(row.period, zone_), width_,
-                                   fields_.Of(row, "interval_ms").value_or(0) / 60000.0);
+                                   fields_.Of(row, Role::kInterval).value_or(0) / 60000.0);
     // Some counters of a cache module count whether it is valid or not.
-    if (!fields_.IsValid(row) && !fields_.Of(row, "ops")) {
+    if (!fields_.IsValid(row) && !fields_.Of(row, Content::kOps)) {
       out_.Print("{} {:>9}\n", line, "no data");
       return;
     }
-    if (counts_) line += fmt::format(" {:>9}", Text(fields_.Of(row, "ops_per_s"), 1));
-    if (has_peak_) line += fmt::format(" {:>9}", Text(fields_.Of(row, "ops_per_s_max"), 1));
+    if (counts_) line += fmt::format(" {:>9}", Text(fields_.Of(row, Content::kOpsRate), 1));
+    if (has_peak_) line += fmt::format(" {:>9}", Text(fields_.Of(row, Content::kOpsRateMax), 1));
     if (counts_) {
-      line += fmt::format(" {:>9} {:>9}", Text(fields_.Of(row, "first_mean"), 0),
-                          Text(fields_.Of(row, "max"), 0));
+      line += fmt::format(" {:>9} {:>9}", Text(fields_.Of(row, Content::kFirstMean), 0),
+                          Text(fields_.Of(row, Content::kMaximum), 0));
     }
-    if (has_busy_) line += fmt::format(" {:>6}", Text(fields_.Of(row, "busy_pct"), 2));
+    if (has_busy_) line += fmt::format(" {:>6}", Text(fields_.Of(row, Role::kRatio), 2));
     const std::string bar = Bar(ValueOf(row), MarkOf(row), full_);
     out_.Print("{}{}{}\n", line, bar.empty() ? "" : "  ", bar);
   }

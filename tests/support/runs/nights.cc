@@ -9,7 +9,9 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "tests/support/record_bytes.h"
 #include "tests/support/run_state.h"
+#include "tests/support/sample_records.h"
 
 std::string NoPreloading() {
 #ifdef __SANITIZE_ADDRESS__
@@ -26,6 +28,14 @@ int64_t LocalTimeIn(const std::string& zone, const std::string& text) {
   if (rest == nullptr || *rest != '\0') throw std::runtime_error("no time: " + text);
   fields.tm_isdst = -1;
   return mktime(&fields);
+}
+
+std::string FileOfDay(const std::string& name, char level) {
+  const std::string day = name.substr(0, 4) + "-" + name.substr(4, 2) + "-" + name.substr(6, 2);
+  const auto time = static_cast<uint32_t>(LocalTimeIn("UTC", day + " 12:00:00"));
+  return spell::HeaderRecord({.revision = 0x1D, .level = level, .time = time}) +
+         spell::Structure(0x1D, {.time = time, .continuation = 1}) +
+         spell::Statistics(0x1D, {.time = time + 60});
 }
 
 Variables NightVariables(const Clock& clock, const Variables& disturb) {

@@ -28,6 +28,9 @@ std::string NoPreloading();
 // Seconds since the epoch of a local time "2024-03-04 00:30:00" in a zone.
 int64_t LocalTimeIn(const std::string& zone, const std::string& text);
 
+// A log or archive of 0x1D as it lies in a directory of nights: of noon of the day in its name.
+std::string FileOfDay(const std::string& name, char level);
+
 // A time and place for a run.
 struct Clock {
   int64_t now;

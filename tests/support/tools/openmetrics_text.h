@@ -7,6 +7,8 @@
 #include <tuple>
 #include <utility>
 
+#include "tests/support/tools/export_rows.h"
+
 struct OpenMetricsText {
   std::string error;  // empty: the text is well-formed
   struct Family {
@@ -16,7 +18,12 @@ struct OpenMetricsText {
   };
   using Labels = std::map<std::string, std::string>;
   std::map<std::string, Family> families;
-  std::map<std::tuple<std::string, Labels, uint32_t>, double> samples;
+  using Samples = std::map<std::tuple<std::string, Labels, uint32_t>, double>;
+  Samples samples;
 };
 
 OpenMetricsText ReadOpenMetrics(const std::string& text);
+
+// Puts a row where it stands in the exposition; of two for one place the one put last stays. An
+// independent account of the names and units there.
+void AddSample(const TidyRow& row, OpenMetricsText::Samples& samples);

@@ -88,11 +88,16 @@ TEST(PsltoolCheckCommand, JsonTellsTheSame) {
   EXPECT_EQ(file["findings"][0]["record"], 3);
 }
 
+// A log of so many records, each stamped before the one in front of it.
+spell::Bytes BackwardLog(uint32_t records) {
+  std::vector<uint32_t> times;
+  for (uint32_t i = records; i > 0; --i) times.push_back(spell::kNewYear + i);
+  return spell::Log({}, times);
+}
+
 TEST(PsltoolCheckCommand, AClassIsListedTenTimesUnlessAsked) {
   TempDir dir;
-  std::vector<uint32_t> times;
-  for (uint32_t i = 15; i > 0; --i) times.push_back(spell::kNewYear + i);
-  dir.Write("a.psl", spell::Log({}, times));
+  dir.Write("a.psl", BackwardLog(15));
   const std::string few = Check({dir.Path("a.psl")}).out;
   EXPECT_NE(few.find("4 more findings of class stamp-back"), std::string::npos) << few;
   const std::string all = Check({"--all", dir.Path("a.psl")}).out;
@@ -132,9 +137,7 @@ TEST(PsltoolCheckCommand, ADirectoryWithoutLogsIsNotSound) {
 
 TEST(PsltoolCheckCommand, OneFindingMoreIsOne) {
   TempDir dir;
-  std::vector<uint32_t> times;
-  for (uint32_t i = 12; i > 0; --i) times.push_back(spell::kNewYear + i);
-  dir.Write("a.psl", spell::Log({}, times));
+  dir.Write("a.psl", BackwardLog(12));
   const std::string out = Check({dir.Path("a.psl")}).out;
   EXPECT_NE(out.find(": 1 more finding of class stamp-back\n"), std::string::npos) << out;
 }

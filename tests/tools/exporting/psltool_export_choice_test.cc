@@ -35,16 +35,7 @@ using Row = std::map<std::string, std::string>;
 
 std::vector<Row> ReadCsv(const std::string& text) {
   std::vector<std::vector<std::string>> lines;
-  for (const std::string& line : Lines(text)) {
-    lines.emplace_back(1);
-    for (const char c : line) {
-      if (c == ',') {
-        lines.back().emplace_back();
-      } else {
-        lines.back().back() += c;
-      }
-    }
-  }
+  for (const std::string& line : Lines(text)) lines.push_back(Cells(line));
   std::vector<Row> rows;
   for (size_t i = 1; i < lines.size(); ++i) {
     EXPECT_EQ(lines[i].size(), lines[0].size()) << text.substr(0, 1000);

@@ -23,6 +23,8 @@ using namespace psltool;
 
 namespace {
 
+using Samples = OpenMetricsText::Samples;
+
 ProgramResult ExportOpenMetrics(const std::vector<std::string>& more) {
   std::vector<std::string> arguments = {"export", "--to", "openmetrics"};
   arguments.insert(arguments.end(), more.begin(), more.end());
@@ -34,75 +36,6 @@ std::vector<TidyRow> Dumped(const LeveledFile& file) {
       RunProgram(PSLTOOL_PATH, {"dump", file.path, "--format", "ndjson", "--utc"});
   EXPECT_EQ(result.status, 0) << result.err;
   return RowsOfDump(result.out, "array01", file.level);
-}
-
-// What rows of a metric and statistic are called, and what their values are multiplied with to be
-// in seconds, bytes or ratios from 0 to 1.
-struct Family {
-  std::string name;
-  double factor = 1;
-  double divisor = 1;
-};
-
-const std::map<std::string, Family>& Families() {
-  static const std::map<std::string, Family> families = {
-      {"status last", {"psl_status"}},
-      {"interval sum", {"psl_interval_seconds", 1, 1000}},
-      {"valid state", {"psl_valid"}},
-      {"compact state", {"psl_compact"}},
-      {"busy mean", {"psl_busy_ratio", 100, 10000}},
-      {"busy max", {"psl_max_busy_ratio", 100, 10000}},
-      {"busy min", {"psl_min_busy_ratio", 100, 10000}},
-      {"first_ratio mean", {"psl_cache_first_ratio", 100, 10000}},
-      {"second_ratio mean", {"psl_cache_second_ratio", 100, 10000}},
-      {"first_maximum max", {"psl_cache_first_maximum"}},
-      {"second_maximum max", {"psl_cache_second_maximum"}},
-      {"first_rate mean", {"psl_cache_first_rate"}},
-      {"second_rate mean", {"psl_cache_second_rate"}},
-      {"flags last", {"psl_cache_flags"}},
-      {"second_flags last", {"psl_cache_second_flags"}},
-      {"item_flag last", {"psl_item_flag"}},
-      {"counted state", {"psl_counted"}},
-      {"sticky state", {"psl_sticky"}},
-      {"mark state", {"psl_mark"}},
-      {"present state", {"psl_present"}},
-      {"value mean", {"psl_cabinet_value"}},
-      {"word last", {"psl_carried_word"}},
-      {"ops sum", {"psl_operations"}},
-      {"ops_rate mean", {"psl_operations_per_second"}},
-      {"ops_rate max", {"psl_max_operations_per_second"}},
-      {"ops_rate min", {"psl_min_operations_per_second"}},
-      {"first mean", {"psl_operation_first_average"}},
-      {"maximum max", {"psl_operation_maximum"}},
-      {"second mean", {"psl_operation_second_average"}},
-      {"second max", {"psl_max_operation_second_average"}},
-      {"second min", {"psl_min_operation_second_average"}},
-      {"volume_rate mean", {"psl_volume_bytes_per_second", 1024}},
-      {"volume_rate max", {"psl_max_volume_bytes_per_second", 1024}},
-      {"volume_rate min", {"psl_min_volume_bytes_per_second", 1024}},
-  };
-  return families;
-}
-
-using Samples = std::map<std::tuple<std::string, OpenMetricsText::Labels, uint32_t>, double>;
-
-// Puts a row where it stands in the exposition.
-void AddTo(Samples& samples, const TidyRow& row) {
-  OpenMetricsText::Labels labels = {
-      {"array", row.array}, {"level", row.level}, {"kind", row.kind}, {"key", row.key}};
-  std::string metric = row.metric;
-  if (metric[0] == 'g' && metric[2] == '_') {
-    labels["group"] = metric.substr(1, 1);
-    metric = metric.substr(3);
-  } else if (metric.substr(0, 8) == "word_at_") {
-    labels["offset"] = metric.substr(8);
-    metric = "word";
-  }
-  const Family& family = Families().at(metric + " " + row.statistic);
-  // Percentages are hundredths: whole numbers in front of the division.
-  const double scaled = row.value * family.factor;
-  const double value = family.divisor == 1 ? scaled : std::round(scaled) / family.divisor;
-  samples[{family.name, labels, row.stamp}] = value;
 }
 
 TEST(OpenMetricsReader, TellsWellFormedTextFromOther) {
@@ -133,7 +66,7 @@ TEST_P(PsltoolOpenMetricsRevision, HoldsWhatDumpPrints) {
   std::vector<std::string> paths;
   for (const LeveledFile& file : files) {
     paths.push_back(file.path);
-    for (const TidyRow& row : Dumped(file)) AddTo(expected, row);
+    for (const TidyRow& row : Dumped(file)) AddSample(row, expected);
   }
   const ProgramResult result = ExportOpenMetrics(paths);
   EXPECT_EQ(result.status, 0) << result.err;

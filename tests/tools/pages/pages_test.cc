@@ -64,12 +64,10 @@ std::string Unescaped(const std::string& roff) {
                             std::regex(R"(\\(-|&))"), "$1");
 }
 
-// Names of options that stand in the entries of lists.
-Names OptionsOfMan(const std::string& page) {
+// The names of options in what `entry` finds of a page.
+Names OptionsIn(const std::string& page, const std::regex& entry) {
   Names names;
-  const std::string text = Unescaped(page);
-  const std::regex entry("\n\\.TP\n(-[^\n]*)");
-  for (std::sregex_iterator at(text.begin(), text.end(), entry), end; at != end; ++at) {
+  for (std::sregex_iterator at(page.begin(), page.end(), entry), end; at != end; ++at) {
     std::istringstream words((*at)[1]);
     for (std::string word; words >> word && word.starts_with('-');) {
       names.insert(word.ends_with(',') ? word.substr(0, word.size() - 1) : word);
@@ -78,16 +76,13 @@ Names OptionsOfMan(const std::string& page) {
   return names;
 }
 
+// Those that stand in the entries of lists.
+Names OptionsOfMan(const std::string& page) {
+  return OptionsIn(Unescaped(page), std::regex("\n\\.TP\n(-[^\n]*)"));
+}
+
 Names OptionsOfDocs(const std::string& page) {
-  Names names;
-  const std::regex row("\n\\| `(-[^`]*)`");
-  for (std::sregex_iterator at(page.begin(), page.end(), row), end; at != end; ++at) {
-    std::istringstream words((*at)[1]);
-    for (std::string word; words >> word && word.starts_with('-');) {
-      names.insert(word.ends_with(',') ? word.substr(0, word.size() - 1) : word);
-    }
-  }
-  return names;
+  return OptionsIn(page, std::regex("\n\\| `(-[^`]*)`"));
 }
 
 // With those of the commands below it; --help and --version are told once, in psltool(1).
