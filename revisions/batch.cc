@@ -78,6 +78,13 @@ bool Batch::Begin() {
   return true;
 }
 
+void Batch::ReadFirst() {
+  BatchRecord& record = records_[0];
+  if (record.bytes.LiesIn(InputWindow())) return;
+  if (!record.bytes.ReadUntil(record.bytes.size())) ReadFailed(record.bytes.error());
+  record.head = InputBytes(record.bytes.start(), HeadSize());
+}
+
 // Has the header and the head of the record at `at`, if it can lie in memory beside those before
 // it.
 bool Batch::PeekAt(int64_t at, BatchRecord& record) {

@@ -30,6 +30,8 @@ class Batch {
  public:
   // Begins with the record at hand. False: its head does not show that it can be read so.
   bool Begin();
+  // Reads its first record to the end, which is read again when it is folded.
+  void ReadFirst();
   // Adds the records that follow it as long as they belong to its period, `most` in all at most.
   void Gather(size_t most);
 

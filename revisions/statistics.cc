@@ -44,6 +44,12 @@ void BeginPeriod() {
   period_start = finfo.record_start;
 }
 
+// Whether the record at hand belongs to another period than the one in progress.
+bool EndsThePeriod() {
+  return (pmonarc_stat & (kNewOutput | kContinued)) == 0 &&
+         EndsPeriod(finfo.previous_sta_time, finfo.record_time);
+}
+
 // Starts a period, or writes the finished hour when this record belongs to a later one.
 void DecidePeriod() {
   const int64_t now = finfo.record_time;
@@ -52,7 +58,7 @@ void DecidePeriod() {
     BeginPeriod();
   } else {
     finfo.interval_ms = (now - finfo.previous_sta_time) * 1000;
-    if (EndsPeriod(finfo.previous_sta_time, now)) {
+    if (EndsThePeriod()) {
       WriteStatistics(*finfo.layout);
       finfo.no_statistics = false;  // this record waits now
       BeginPeriod();
@@ -168,6 +174,8 @@ void ReadStatistics(const RevisionLayout& layout) {
     return;
   }
   sections_read = *batch[0].sections;
+  // Nothing is written before it is known that this record can be read.
+  if (EndsThePeriod()) batch.ReadFirst();
   DecidePeriod();
   batch.Gather(records_at_a_time);
   const std::array cursors = {usLdCursor, usPdCursor};

@@ -60,9 +60,9 @@ TEST_F(SeldomEngine, OutputOfAnEndedRunThatCannotBeClosedIsTold) {
 }
 
 TEST_F(SeldomEngine, FileThatIsNotThereIsLookedAt) {
-  const InputHead head = LookAtInput(directory_.Path("nothing.psl"));
-  EXPECT_FALSE(head.opened);
-  EXPECT_EQ(head.error, ENOENT);
+  const InputLook look = LookAtInput(directory_.Path("nothing.psl"));
+  EXPECT_FALSE(look.opened);
+  EXPECT_EQ(look.error, ENOENT);
 }
 
 TEST_F(SeldomEngine, InputsOfADirectoryThatHasNoName) {

@@ -77,6 +77,28 @@ Bytes PartOf(const std::string& log, size_t from, size_t to) {
                                     log.begin() + static_cast<std::ptrdiff_t>(to)));
 }
 
+// What stands in an output when the record that begins the second hour cannot be read whole.
+TEST_P(SideBySideFaults, PeriodIsWrittenWhenTheNextRecordHasBeenRead) {
+  std::vector<off_t> written;
+  for (const size_t records : {1, 10}) {
+    const Reading reading(records, SmallPiece(GetParam()));
+    Capture errors(2);
+    RevisionRun run(GetParam());
+    MadeLog made(GetParam(), 1);
+    const std::string log = made.Make();
+    const size_t head = spell::HeaderSize(static_cast<uint8_t>(GetParam()));
+    run.Append(PartOf(log, head, made.starts[kRecords + 1]));
+    ASSERT_EQ(ftruncate(rfd, static_cast<off_t>(made.starts[kRecords + 1] - head - 2)), 0);
+    const int output = dup(wfd);
+    EXPECT_EQ(StatusOf([&] { run.ReadOn(); }), 1);
+    EXPECT_NE(errors.Text().find(" 110 "), std::string::npos) << errors.Text();
+    written.push_back(lseek(output, 0, SEEK_END));
+    close(output);
+  }
+  EXPECT_EQ(written[0], written[1]);
+  EXPECT_GE(written[0], 0);
+}
+
 // The system cannot give what lies behind the header of the last record. It is asked for when the
 // statistics record before it is read, but only another one of those must be readable.
 TEST_P(SideBySideFaults, OnlyStatisticsRecordsBehindMustBeReadable) {
