@@ -28,6 +28,10 @@ target_link_libraries(qelprfarc_engine_tests PRIVATE qelprfarc_prefix_test qelpr
   qelprfarc_core GTest::gmock GTest::gmock_main)
 qelprfarc_precompile(qelprfarc_engine_tests <gmock/gmock.h> <gtest/gtest.h>)
 target_compile_options(qelprfarc_engine_tests PRIVATE -O1)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # As in Tests.cmake.
+  target_compile_options(qelprfarc_engine_tests PRIVATE -Wno-array-bounds -Wno-stringop-overflow)
+endif()
 target_compile_definitions(qelprfarc_engine_tests PRIVATE
   "TEST_SOURCE_DIR=\"${CMAKE_CURRENT_SOURCE_DIR}/tests\"" "CXX_COMPILER=\"${CMAKE_CXX_COMPILER}\""
   "QELPRFARC_TEST_PREFIX=\"${test_prefix}\"" "QELPRFARC_PATH=\"$<TARGET_FILE:Qelprfarc>\""
