@@ -106,31 +106,36 @@ auto NameOf(const TidyRow& row) {
                   row.level, row.array, row.unit);
 }
 
-void Sort(std::vector<TidyRow>& rows) {
-  std::sort(rows.begin(), rows.end(), [](const TidyRow& a, const TidyRow& b) {
-    const auto order = NameOf(a) <=> NameOf(b);
-    return order != 0 ? order < 0 : a.value < b.value;
+std::vector<const TidyRow*> Sorted(const std::vector<TidyRow>& rows) {
+  std::vector<const TidyRow*> sorted;
+  for (const TidyRow& row : rows) sorted.push_back(&row);
+  std::sort(sorted.begin(), sorted.end(), [](const TidyRow* a, const TidyRow* b) {
+    const auto order = NameOf(*a) <=> NameOf(*b);
+    return order != 0 ? order < 0 : a->value < b->value;
   });
+  return sorted;
 }
 
 class PsltoolFiguresExport : public testing::TestWithParam<int> {
  protected:
-  void Compare(std::vector<TidyRow> expected, std::vector<TidyRow> exported,
+  void Compare(const std::vector<TidyRow>& expected, const std::vector<TidyRow>& exported,
                const std::string& what) {
-    Sort(expected);
-    Sort(exported);
-    auto want = expected.begin();
-    auto have = exported.begin();
-    while (want != expected.end() || have != exported.end()) {
-      const bool no_more = have == exported.end();
-      if (want != expected.end() && (no_more || NameOf(*want) < NameOf(*have))) {
-        Take(what, *want, want->value, Json());
+    const std::vector<const TidyRow*> wanted = Sorted(expected);
+    const std::vector<const TidyRow*> had = Sorted(exported);
+    auto want = wanted.begin();
+    auto have = had.begin();
+    while (want != wanted.end() || have != had.end()) {
+      const bool no_more = have == had.end();
+      const auto order = want == wanted.end() || no_more ? std::strong_ordering::equal
+                                                         : NameOf(**want) <=> NameOf(**have);
+      if (want != wanted.end() && (no_more || order < 0)) {
+        Take(what, **want, (*want)->value, Json());
         ++want;
-      } else if (want == expected.end() || NameOf(*have) < NameOf(*want)) {
-        Take(what, *have, Json(), have->value);
+      } else if (want == wanted.end() || order > 0) {
+        Take(what, **have, Json(), (*have)->value);
         ++have;
       } else {
-        Take(what, *want, want->value, have->value);
+        Take(what, **want, (*want)->value, (*have)->value);
         ++want;
         ++have;
       }
