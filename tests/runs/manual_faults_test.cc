@@ -112,10 +112,10 @@ TEST_F(ManualFaults, WhatMayNotBeWrittenIsNotReplaced) {
 }
 
 TEST_F(ManualFaults, RightsThatCannotBeAskedAreNotTakenOver) {
-  PutOld(0600);
+  PutOld(0700);
   const ProgramResult run = Run("fstat:(deleted):1:1:5");
   EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(Status().st_mode & 0600U, 0600U);
+  EXPECT_EQ(Status().st_mode & 0700U, 0600U);
   EXPECT_EQ(Tags(Output("20240101A.psa")), "HDR CON STA");
 }
 
