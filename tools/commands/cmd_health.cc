@@ -12,6 +12,7 @@
 #include <string>
 
 #include "platform/prefix.h"
+#include "tools/commands/files_option.h"
 #include "tools/output/json.h"
 #include "tools/output/record_file.h"
 #include "tools/output/report.h"
@@ -24,8 +25,6 @@
 namespace psltool {
 
 namespace {
-
-// Exit statuses: monitoring tells "bad" from "could not look".
 
 struct HealthOptions {
   int segment = -1;
@@ -110,6 +109,7 @@ void PrintText(TextOut& out, const HealthRequest& request, const Health& health,
 int Report(const HealthOptions& options) {
   HealthRequest request{};
   Health health;
+  if (!MayWrite("health -o", options.out, {})) return kExitRefused;
   if (!Prepare(options, request)) return kExitUnusable;
   if (!LookAtRuns(request, health) || !LookAtFiles(request, health)) return kExitUnusable;
   const bool healthy = std::none_of(health.findings.begin(), health.findings.end(),

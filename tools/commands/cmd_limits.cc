@@ -48,7 +48,8 @@ int Limits(const LimitsOptions& options) {
   Labels labels;
   std::vector<LimitRule> rules;
   SeriesRequest request;
-  if (!TakeChoice("limits", options.choice, request.dump) || !labels.Read(options.labels) ||
+  if (!TakeChoice("limits", options.choice, request.dump) ||
+      !MayWrite("limits -o", options.out, options.files) || !labels.Read(options.labels) ||
       !ReadLimitRules(options.rules, labels, rules)) {
     return kExitRefused;
   }
