@@ -4,11 +4,13 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <optional>
+#include <string_view>
 
 #include "engine/names.h"
 #include "tools/output/record_file.h"
@@ -36,6 +38,15 @@ std::optional<std::string> Unescaped(const std::string& text) {
   return name;
 }
 
+// "./a", "././a" and ".//a" name the file "a".
+std::string WithoutHere(std::string_view name) {
+  while (name.starts_with("./")) {
+    name.remove_prefix(1);
+    name.remove_prefix(std::min(name.find_first_not_of('/'), name.size()));
+  }
+  return std::string(name);
+}
+
 // False: a line of another form.
 bool ParseLine(const std::string& text, SumsLine& line) {
   line = {text, "", ""};
@@ -55,8 +66,8 @@ bool ParseLine(const std::string& text, SumsLine& line) {
   const std::string name = rest.substr(kDigits + 2);
   const auto plain = escaped ? Unescaped(name) : name;
   if (!plain) return false;
-  line.name = plain->starts_with("./") ? plain->substr(2) : *plain;
-  return true;
+  line.name = WithoutHere(*plain);
+  return !line.name.empty();
 }
 
 std::string PathOf(const std::string& directory) {

@@ -203,6 +203,21 @@ TEST(PsltoolSeal, OddNamesAreWrittenAsSha256sumReadsThem) {
   EXPECT_EQ(Seal(dir).out, "1 kept, 0 added, 0 renewed, 0 forgotten, 0 findings\n");
 }
 
+// However a line leads to its file from here: it is that file's.
+TEST(PsltoolSeal, NamesThatBeginHereAreTheSameNames) {
+  for (const char* here : {"./", "././", ".//", ".//././//"}) {
+    TempDir dir;
+    dir.Write("2024.psa", Archive());
+    ASSERT_EQ(Seal(dir).status, 0);
+    std::string line = dir.Read("SHA256SUMS");
+    line.insert(line.find("2024"), here);
+    dir.Write("SHA256SUMS", line);
+    EXPECT_EQ(Sha256sum(dir), 0) << here;
+    EXPECT_EQ(Seal(dir).out, "1 kept, 0 added, 0 renewed, 0 forgotten, 0 findings\n") << here;
+    EXPECT_EQ(dir.Read("SHA256SUMS"), line);
+  }
+}
+
 TEST(PsltoolSeal, ASumsFileThatIsNoneIsLeftAlone) {
   TempDir dir;
   WriteTwo(dir);
@@ -210,8 +225,8 @@ TEST(PsltoolSeal, ASumsFileThatIsNoneIsLeftAlone) {
   const std::string sealed = dir.Read("SHA256SUMS");
   const std::string twice = "0" + sealed.substr(1, sealed.find('\n'));
   const std::string good_first = sealed[0] == '0' ? "1" + twice.substr(1) : twice;
-  for (const std::string& bad :
-       {"?" + sealed.substr(1), sealed.substr(0, 40) + "\n", sealed + good_first}) {
+  for (const std::string& bad : {"?" + sealed.substr(1), sealed.substr(0, 40) + "\n",
+                                 sealed + good_first, sealed.substr(0, 66) + "./\n"}) {
     dir.Write("SHA256SUMS", bad);
     const ProgramResult result = Seal(dir);
     EXPECT_EQ(result.status, 2);
