@@ -13,6 +13,7 @@ else()
   add_subdirectory("${GTEST_SOURCES}" googletest EXCLUDE_FROM_ALL)
 endif()
 
+include(TestSettings)
 file(GLOB engine_tests CONFIGURE_DEPENDS
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/engine/*_test.cc"
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/revisions/*_test.cc")
@@ -27,14 +28,5 @@ add_executable(qelprfarc_engine_tests EXCLUDE_FROM_ALL ${engine_tests})
 target_link_libraries(qelprfarc_engine_tests PRIVATE qelprfarc_prefix_test qelprfarc_named
   qelprfarc_core GTest::gmock GTest::gmock_main)
 qelprfarc_precompile(qelprfarc_engine_tests <gmock/gmock.h> <gtest/gtest.h>)
-target_compile_options(qelprfarc_engine_tests PRIVATE -O1)
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # As in Tests.cmake.
-  target_compile_options(qelprfarc_engine_tests PRIVATE -Wno-array-bounds -Wno-stringop-overflow)
-endif()
-target_compile_definitions(qelprfarc_engine_tests PRIVATE
-  "TEST_SOURCE_DIR=\"${CMAKE_CURRENT_SOURCE_DIR}/tests\"" "CXX_COMPILER=\"${CMAKE_CXX_COMPILER}\""
-  "QELPRFARC_TEST_PREFIX=\"${test_prefix}\"" "QELPRFARC_PATH=\"$<TARGET_FILE:Qelprfarc>\""
-  "PSLTOOL_PATH=\"\"" "QELPRFARC_TEST_PATH=\"\"" "FAKETIME_PATH=\"\"" "DISTURB_PATH=\"\"")
-add_dependencies(qelprfarc_engine_tests Qelprfarc)
-file(MAKE_DIRECTORY "${test_prefix}")
+qelprfarc_test_settings(qelprfarc_engine_tests)
+target_compile_definitions(qelprfarc_engine_tests PRIVATE "FAKETIME_PATH=\"\"" "DISTURB_PATH=\"\"")

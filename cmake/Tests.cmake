@@ -1,18 +1,11 @@
-# The test program qelprfarc_tests, and Qelprfarc_test: the archiver with a prefix inside the build
-# tree, for tests that look at the trace file and the operation log of a whole run.
+# The test program qelprfarc_tests, and the other tests of ctest.
 #
 # How ctest treats a suite follows from the beginning of its name:
 #   Long...    labelled "long", left out of the sanitizer run of scripts/test;
 #   Prefix...  uses files below the test prefix, so one at a time;
 #   LongPrefix...  both.
 find_package(GTest REQUIRED)
-
-if(TARGET Qelprfarc)
-  add_executable(Qelprfarc_test archiver/main.cc)
-  target_link_libraries(Qelprfarc_test PRIVATE qelprfarc_prefix_test qelprfarc_core)
-  qelprfarc_harden(Qelprfarc_test)
-endif()
-file(MAKE_DIRECTORY "${test_prefix}")
+include(TestSettings)
 
 file(GLOB test_sources CONFIGURE_DEPENDS
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/*/*_test.cc"
@@ -38,18 +31,9 @@ target_link_libraries(qelprfarc_tests PRIVATE qelprfarc_prefix_test qelprfarc_na
 if(TARGET psltool_core)
   target_link_libraries(qelprfarc_tests PRIVATE qelprfarc_pages_core psltool_core)
 endif()
-# Tests are many and run once: they are compiled quickly, what they test as in the product.
-target_compile_options(qelprfarc_tests PRIVATE -O1 -g1)
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # The same GCC bug as in Flags.cmake, by another name at -O1.
-  target_compile_options(qelprfarc_tests PRIVATE -Wno-array-bounds -Wno-stringop-overflow)
-endif()
+qelprfarc_test_settings(qelprfarc_tests)
 qelprfarc_precompile(qelprfarc_tests
   <gmock/gmock.h> <gtest/gtest.h> <algorithm> <filesystem> <fstream> <map> <string> <vector>)
-target_compile_definitions(qelprfarc_tests PRIVATE
-  "TEST_SOURCE_DIR=\"${CMAKE_CURRENT_SOURCE_DIR}/tests\""
-  "CXX_COMPILER=\"${CMAKE_CXX_COMPILER}\""
-  "QELPRFARC_TEST_PREFIX=\"${test_prefix}\"")
 # Preloaded by tests: the system's libfaketime (tests that need it are skipped without it) and a
 # library that disturbs a program between its system calls.
 file(GLOB faketime_library "/usr/lib/*/faketime/libfaketime.so.1" "/usr/lib/faketime/libfaketime.so.1")
@@ -61,20 +45,6 @@ target_link_libraries(qelprfarc_torture PRIVATE qelprfarc_flags)
 add_dependencies(qelprfarc_tests qelprfarc_disturb qelprfarc_torture)
 target_compile_definitions(qelprfarc_tests PRIVATE
   "FAKETIME_PATH=\"${faketime_library}\"" "DISTURB_PATH=\"$<TARGET_FILE:qelprfarc_disturb>\"")
-# Programs that tests start; the tests name them by absolute path.
-foreach(pair IN ITEMS
-    "QELPRFARC_PATH:Qelprfarc" "QELPRFARC_TEST_PATH:Qelprfarc_test" "PSLTOOL_PATH:psltool")
-  string(REPLACE ":" ";" pair "${pair}")
-  list(GET pair 0 definition)
-  list(GET pair 1 program)
-  if(TARGET ${program})
-    target_compile_definitions(qelprfarc_tests PRIVATE
-      "${definition}=\"$<TARGET_FILE:${program}>\"")
-    add_dependencies(qelprfarc_tests ${program})
-  else()
-    target_compile_definitions(qelprfarc_tests PRIVATE "${definition}=\"\"")
-  endif()
-endforeach()
 
 # Each suite becomes a ctest test of its own when ctest starts (TestSuites.cmake), so "ctest -j" spreads
 # them. One test alone: qelprfarc_tests --gtest_filter=Suite.Test.
@@ -164,19 +134,27 @@ if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANIT
   endforeach()
 endif()
 
-# The archiver and a slice of the engine's tests by clang: half a minute, so it comes first, beside the
-# others; skipped without clang.
+# Which kernels are built, with compilers that know less.
+if(Python3_FOUND AND NOT QELPRFARC_SANITIZE)
+  add_test(NAME KernelChoice
+    COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tests/kernel_choice.py" "${CMAKE_CXX_COMPILER}")
+  set_tests_properties(KernelChoice PROPERTIES TIMEOUT 300)
+endif()
+
+# The archiver by clang, and its archives against those of the usual build: some seconds. Skipped without
+# clang. The tests by other compilers: LongElsewhere.
 if(TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANITIZE)
   add_test(NAME LongClang COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/scripts/build-elsewhere" --quick
     --programs "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}" clang)
-  set_tests_properties(LongClang PROPERTIES LABELS long TIMEOUT 900 SKIP_RETURN_CODE 77 COST 1000
+  set_tests_properties(LongClang PROPERTIES LABELS long TIMEOUT 900 SKIP_RETURN_CODE 77 COST 30
     ENVIRONMENT "JOBS=1")
 endif()
 
-# The Debian package through its life in a bare root, and the engine's tests on other systems.
+# The Debian package through its life in a bare root, and the tests by other compilers, with other
+# libraries and on another processor.
 set(asked_for "${CMAKE_CURRENT_SOURCE_DIR}/tests/asked_for.sh")
 add_test(NAME LongPackage COMMAND "${asked_for}" QELPRFARC_TRY_PACKAGE
   "${CMAKE_CURRENT_SOURCE_DIR}/scripts/try-package")
 add_test(NAME LongElsewhere COMMAND "${asked_for}" QELPRFARC_BUILD_ELSEWHERE
   "${CMAKE_CURRENT_SOURCE_DIR}/scripts/build-elsewhere" --programs "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
-set_tests_properties(LongPackage LongElsewhere PROPERTIES LABELS long TIMEOUT 7200 SKIP_RETURN_CODE 77)
+set_tests_properties(LongPackage LongElsewhere PROPERTIES LABELS long TIMEOUT 14400 SKIP_RETURN_CODE 77)

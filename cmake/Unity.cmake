@@ -7,6 +7,9 @@
 # qelprfarc_unite(<target> <files at a time> <pattern>): those sources whose paths match the pattern;
 # sources with options of their own stay alone.
 option(QELPRFARC_UNITY "Compile several files of a folder at a time" ON)
+# The archiver's own files are few and compiled each by itself, so that each is optimised by itself, and a
+# change of one costs one. For a single look, as LongClang takes it, all of a folder at once is quickest.
+option(QELPRFARC_UNITY_ARCHIVER "Compile the archiver's files of a folder at a time, too" OFF)
 function(qelprfarc_unite target size pattern)
   if(NOT QELPRFARC_UNITY OR QELPRFARC_SANITIZE OR QELPRFARC_FUZZ OR CMAKE_BUILD_TYPE STREQUAL "Debug")
     return()

@@ -8,11 +8,9 @@
 #include <cstring>
 
 #include "areas/finfo.h"
+#include "platform/transfer.h"
 
 namespace {
-
-// One call moves at most this much; the kernel cuts longer transfers, which is no failure.
-constexpr size_t kLargestTransfer = size_t{1} << 30;
 
 // Bytes read, fewer than asked where the input ends or an error comes.
 size_t ReadAt(int64_t at, uint8_t* bytes, size_t size, int* error) {

@@ -13,6 +13,7 @@
 
 #include "areas/finfo.h"
 #include "engine/names.h"
+#include "platform/directory.h"
 #include "platform/process.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
@@ -206,7 +207,7 @@ const char* CompleteOutputFile() {
 }
 
 const char* RenameOutputFile(const char* from, const char* to) {
-  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return nullptr;
+  if (RenameToFreeName(from, to) == 0) return nullptr;
   const bool unknown = errno == EINVAL || errno == ENOSYS;
   if (errno != EEXIST && !unknown) return "rename";
   struct stat status = {};

@@ -17,12 +17,10 @@
 #include "engine/names.h"
 #include "engine/output_file.h"
 #include "platform/process.h"
+#include "platform/transfer.h"
 #include "report/messages.h"
 
 namespace {
-
-// One call moves at most this much; the kernel cuts longer transfers, which is no failure.
-constexpr size_t kLargestTransfer = size_t{1} << 30;
 
 constexpr uint32_t kDetMallocSize = 0x03050001;
 constexpr uint32_t kDetMalloc = 0x03050002;

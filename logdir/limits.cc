@@ -11,7 +11,6 @@ namespace {
 constexpr int32_t kCodeDays = 0x10000000;
 constexpr int32_t kCodeMonths = 0x20000000;
 constexpr int32_t kCodeYears = 0x40000000;
-constexpr int64_t kSecondsPerDay = 86400;
 
 }  // namespace
 

@@ -21,7 +21,6 @@ namespace {
 constexpr size_t kMaxText = 1024;
 constexpr size_t kDateLength = 8;
 constexpr size_t kRangeLength = 17;
-constexpr int64_t kSecondsPerDay = 86400;
 
 constexpr int mdays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
 

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <ctime>
 
+inline constexpr int64_t kSecondsPerDay = 86400;
+
 // The span of a directory run, seconds since the epoch. A StartTime of 0 is no lower bound.
 extern int64_t StartTime;
 extern int64_t EndTime;

@@ -1,8 +1,10 @@
 // Detail codes of the pruning. They have a form of their own, not that of the archiver's messages,
-// and reach the operator in trace lines only.
+// and reach the operator in trace lines only. And what calls that need an argument return without it.
 #pragma once
 
 #include <cstdint>
+
+inline constexpr int kPmlNullArgument = 5;
 
 inline constexpr uint32_t kPmlDetParam = 0x01B00002;
 inline constexpr uint32_t kPmlDetMkdir = 0x01B00005;

@@ -17,7 +17,6 @@ namespace {
 
 constexpr int kMoved = 0;
 constexpr int kNotMoved = 4;
-constexpr int kNullArgument = 5;
 
 // `path` as one word of the shell in which nothing is interpreted, and which the command cannot
 // take for an option.
@@ -91,14 +90,14 @@ bool MovedByCommand(const std::string& command, std::string& failure) {
 const std::string& PmlMoveFailure() { return move_failure; }
 
 int move_chink_pml(const char* source, const char* target, uint32_t* detail) {
-  if (detail == nullptr) return kNullArgument;
+  if (detail == nullptr) return kPmlNullArgument;
   if (source == nullptr) {
     *detail = kPmlDetNoSource;
-    return kNullArgument;
+    return kPmlNullArgument;
   }
   if (target == nullptr) {
     *detail = kPmlDetNoTarget;
-    return kNullArgument;
+    return kPmlNullArgument;
   }
   move_failure.clear();
   if (RenamedInto(source, target, move_failure)) return kMoved;

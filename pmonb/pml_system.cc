@@ -1,19 +1,15 @@
 // The outside calls of the pruning: see the header.
 #include "pmonb/pml_system.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
+
+#include "platform/directory.h"
 
 namespace {
 
 int Status(const char* path, struct stat* status) { return stat(path, status); }
-
-int RenameToFreeName(const char* source, const char* target) {
-  return renameat2(AT_FDCWD, source, AT_FDCWD, target, RENAME_NOREPLACE);
-}
 
 }  // namespace
 

@@ -11,7 +11,6 @@ namespace {
 constexpr int kMounted = 0;
 constexpr int kNotMounted = 2;
 constexpr int kStatFailed = 4;
-constexpr int kNullArgument = 5;
 
 int Report(PmlErrorBlock* block, int result, const char* text, uint32_t detail, int error) {
   snprintf(block->text, sizeof block->text, "%s", text);
@@ -23,8 +22,8 @@ int Report(PmlErrorBlock* block, int result, const char* text, uint32_t detail, 
 }  // namespace
 
 int check_flash_exist(const char* path, PmlErrorBlock* block) {
-  if (block == nullptr) return kNullArgument;
-  if (path == nullptr) return Report(block, kNullArgument, "param", kPmlDetNoPath, 0);
+  if (block == nullptr) return kPmlNullArgument;
+  if (path == nullptr) return Report(block, kPmlNullArgument, "param", kPmlDetNoPath, 0);
   struct stat root {};
   if (pml_system.status("/", &root) != 0) {
     return Report(block, kStatFailed, "stat", kPmlDetStatRoot, errno);

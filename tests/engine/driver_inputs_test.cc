@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -132,7 +133,13 @@ TEST_F(DriverTest, InputThatVanishesEndsTheRunAndLeavesTheOutput) {
   const int leased = open(last.c_str(), O_RDWR | O_CLOEXEC);
   if (fcntl(leased, F_SETLEASE, F_WRLCK) != 0) GTEST_SKIP() << "no leases in this file system";
   RunningProgram program(QELPRFARC_PATH, {"-o", directory_.Path("out"), first, second, last});
-  while (fcntl(leased, F_GETLEASE) == F_WRLCK) {
+  const auto runs = [&] {
+    siginfo_t ended = {};
+    return waitid(P_PID, static_cast<id_t>(program.pid()), &ended, WEXITED | WNOHANG | WNOWAIT) ==
+               0 &&
+           ended.si_pid == 0;
+  };
+  while (runs() && fcntl(leased, F_GETLEASE) == F_WRLCK) {
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   unlink(second.c_str());

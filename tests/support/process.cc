@@ -68,11 +68,27 @@ void Check(int error, const char* call) {
   if (error != 0) throw std::runtime_error(call + std::string(": ") + strerror(error));
 }
 
+// Programs under test that were built for another processor are started by an emulator, which the
+// environment names: the kernel does not know them, and an emulator is not there for what the
+// programs that it runs start in turn. The compiler and the system's own programs are this
+// machine's.
+std::vector<std::string> CommandLine(const std::string& program,
+                                     const std::vector<std::string>& arguments) {
+  std::vector<std::string> words;
+  if (const char* emulator = getenv("QELPRFARC_EMULATOR"); emulator != nullptr) {
+    for (const char* built : {QELPRFARC_PATH, QELPRFARC_TEST_PATH, PSLTOOL_PATH}) {
+      if (program == built) words = {"/usr/bin/env", emulator};
+    }
+  }
+  words.push_back(program);
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  return words;
+}
+
 // Not by fork: to copy the tables of a large test program takes longer than many a program runs.
 pid_t Start(const std::string& program, const std::vector<std::string>& arguments,
             const ProgramSettings& settings, int out, int err) {
-  std::vector<std::string> words = {program};
-  words.insert(words.end(), arguments.begin(), arguments.end());
+  std::vector<std::string> words = CommandLine(program, arguments);
   std::vector<std::string> variables = EnvironmentWith(settings.variables);
   posix_spawn_file_actions_t actions;
   Check(posix_spawn_file_actions_init(&actions), "posix_spawn_file_actions_init");
@@ -84,7 +100,7 @@ pid_t Start(const std::string& program, const std::vector<std::string>& argument
   }
   pid_t pid = -1;
   if (error == 0) {
-    error = posix_spawn(&pid, program.c_str(), &actions, nullptr, Pointers(words).data(),
+    error = posix_spawn(&pid, words[0].c_str(), &actions, nullptr, Pointers(words).data(),
                         Pointers(variables).data());
   }
   posix_spawn_file_actions_destroy(&actions);
