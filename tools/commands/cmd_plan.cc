@@ -232,11 +232,11 @@ void AddPlanCommand(Command& command, int& status) {
   of_root(command
               .AddOption("--keep-psl", options->keep[0],
                          "How long logs are kept: 30d, 12m, 2y or none (default none)")
-              ->StandsFor(Stands::kText));
+              ->ValueName("AGE"));
   of_root(command.AddOption("--keep-hour", options->keep[1], "How long hour archives are kept")
-              ->StandsFor(Stands::kText));
+              ->ValueName("AGE"));
   of_root(command.AddOption("--keep-day", options->keep[2], "How long day archives are kept")
-              ->StandsFor(Stands::kText));
+              ->ValueName("AGE"));
   of_root(command.AddOption("--archiving", options->archiving, "on, or off (default on)")
               ->Must(OneOf({"on", "off"})));
   of_root(command.AddOption("--capacity", request.config.capacity,

@@ -195,7 +195,7 @@ void AddMake(Command& command, const std::shared_ptr<SegmentOptions>& options, i
                     fmt::format("How long {} kept: {}months like 12m, years like 2y, none = for "
                                 "ever (default none)",
                                 kept[i], i == 0 ? "days like 30d, " : ""))
-        ->StandsFor(Stands::kText);
+        ->ValueName("AGE");
   }
   make->AddOption("--archiving", options->archiving,
                   "on: make archives; off: only delete what has expired (default on)")

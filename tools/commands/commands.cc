@@ -232,6 +232,11 @@ constexpr CommandRow kCommands[] = {
      "  psltool segment show 7",
      AddSegmentCommand},
     {kRun, "health", "Tell whether the last night of automatic archiving went well",
+     "What is looked at is told by --segment, or by --root and --archive: the trace file, the\n"
+     "operation log, the lock and the archive directory. A finding is a line: PROBLEM or note, "
+     "what\n"
+     "it is about (run, failure, broken, leftover, missing, nodata, skipped, path), and which "
+     "file.\n\n"
      "Exit status: 0 healthy, 1 not healthy, 2 not found out.\n\n"
      "Examples:\n"
      "  psltool health --segment 7 --json\n"

@@ -147,7 +147,8 @@ std::string ManOfProgram(const CommandFacts& program, const std::string& docs) {
          SeeAlso(pages);
 }
 
-std::string ManOfCommand(const CommandFacts& program, const CommandFacts& command) {
+std::string ManOfCommand(const CommandFacts& program, const CommandFacts& command,
+                         const std::string& told) {
   const std::string words = program.name + " " + command.name;
   std::string name = "PSLTOOL-" + command.name;
   for (char& c : name) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
@@ -162,7 +163,12 @@ std::string ManOfCommand(const CommandFacts& program, const CommandFacts& comman
   if (!commands.empty()) commands = ".SH COMMANDS\n" + commands;
   std::vector<std::string> pages = {"psltool(1)", "Qelprfarc(1)", "psl(5)", "qelprfarc(7)"};
   if (command.heading == "Run") pages.insert(pages.end() - 1, "qelprfarc.conf(5)");
-  return page + Body(command, commands) + SeeAlso(pages);
+  page += Body(command, commands);
+  if (!told.empty()) {
+    page += fmt::format(".SH FILES\n.TP\n{}\n", Italic(told)) +
+            Prose("What it prints, and how it is meant: section \"" + command.name + "\".");
+  }
+  return page + SeeAlso(pages);
 }
 
 }  // namespace psltool

@@ -57,13 +57,13 @@ void AddWritten(const fs::path& folder, const Installed& installed, Pages& pages
   }
 }
 
-// The page of docs/psltool/ that has a section of this name, as a link from docs/commands/.
+// The page of docs/psltool/ that has a section of this name; empty: none.
 std::string SectionOf(const fs::path& folder, const std::string& command) {
   if (!fs::is_directory(folder)) return "";
   for (const auto& entry : fs::directory_iterator(folder)) {
     if (entry.path().extension() != ".md") continue;
     if (TextOf(entry.path()).find("\n## " + command + "\n") != std::string::npos) {
-      return "../psltool/" + entry.path().filename().string() + "#" + command;
+      return entry.path().filename().string();
     }
   }
   return "";
@@ -77,7 +77,9 @@ Pages InstalledPages(const std::string& source, const Installed& installed) {
   Pages pages;
   pages["man/man1/psltool.1"] = ManOfProgram(psltool.program, installed.docs);
   for (const CommandFacts& command : psltool.program.commands) {
-    pages["man/man1/psltool-" + command.name + ".1"] = ManOfCommand(psltool.program, command);
+    const std::string told = SectionOf(fs::path(source) / "docs/psltool", command.name);
+    pages["man/man1/psltool-" + command.name + ".1"] = ManOfCommand(
+        psltool.program, command, told.empty() ? "" : installed.docs + "/docs/psltool/" + told);
   }
   std::string end = kFormatEnd;
   Replace(end, "@DOCDIR@", installed.docs);
@@ -102,8 +104,9 @@ Pages DocsPages(const std::string& source) {
   Pages pages;
   pages["docs/commands/README.md"] = DocsOfProgram(program);
   for (const CommandFacts& command : program.commands) {
-    pages["docs/commands/" + command.name + ".md"] =
-        DocsOfCommand(program, command, SectionOf(fs::path(source) / "docs/psltool", command.name));
+    const std::string told = SectionOf(fs::path(source) / "docs/psltool", command.name);
+    pages["docs/commands/" + command.name + ".md"] = DocsOfCommand(
+        program, command, told.empty() ? "" : "../psltool/" + told + "#" + command.name);
   }
   return pages;
 }

@@ -4,6 +4,8 @@
 #include <fmt/format.h>
 
 #include <cctype>
+#include <string>
+#include <vector>
 
 #include "archiver/options.h"
 #include "tools/commands/program.h"
@@ -14,6 +16,16 @@ namespace {
 
 std::string Upper(std::string text) {
   for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
+}
+
+// "a, b or c"
+std::string Alternatives(const std::vector<std::string>& words) {
+  std::string text;
+  for (size_t i = 0; i < words.size(); ++i) {
+    if (i > 0) text += i + 1 < words.size() ? ", " : " or ";
+    text += words[i];
+  }
   return text;
 }
 
@@ -94,7 +106,9 @@ std::string MoreOf(const OptionFacts& option) {
   if (!option.variable.empty() && option.text.find(option.variable) == std::string::npos) {
     add(fmt::format("Without it, that of ${}.", option.variable));
   }
-  for (const std::string& other : option.excludes) add(fmt::format("Not with {}.", other));
+  if (!option.excludes.empty()) {
+    add(fmt::format("Not with {}.", Alternatives(option.excludes)));
+  }
   return more;
 }
 

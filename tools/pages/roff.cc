@@ -138,6 +138,8 @@ std::string Tidied(const std::string& page) {
     if (line == ".fi") filled = true;
     const bool text = filled && !line.starts_with('.');
     tidied += text && line.size() > kSourceWidth ? Folded(WordsOf(line)) : line + "\n";
+    // Names and options are whole words, and no line is stretched.
+    if (line.starts_with(".TH")) tidied += ".nh\n.ad l\n";
     before = line;
   }
   return tidied;

@@ -217,4 +217,20 @@ TEST_F(PagesLint, ManIsSilent) {
   }
 }
 
+// As a reader has them before him: names and options are whole, whatever line they end, and lines
+// are not stretched to the margin with blanks.
+TEST_F(PagesLint, WordsAreWholeOnTheScreen) {
+  if (!Has("man") || !Has("groff")) GTEST_SKIP() << "no man or groff (packages man-db, groff)";
+  for (const std::string& file : files_) {
+    const ProgramResult result = Sh("MANWIDTH=80 LC_ALL=C.UTF-8 man -P cat -l ./" + file);
+    ASSERT_EQ(result.status, 0) << file << result.err;
+    EXPECT_EQ(result.out.find("\u2010\n"), std::string::npos) << file;
+    if (file == "psl.5") continue;  // has tables
+    const std::string prose = result.out.substr(0, result.out.find("\nEXAMPLES"));
+    std::smatch stretched;
+    EXPECT_FALSE(std::regex_search(prose, stretched, std::regex("[a-z,]  +[a-z]+")))
+        << file << ": " << stretched.str();
+  }
+}
+
 }  // namespace
