@@ -9,6 +9,7 @@ set(doc_tests "${CMAKE_CURRENT_SOURCE_DIR}/tests/docs")
 add_test(NAME Docs.Links
   COMMAND "${Python3_EXECUTABLE}" "${doc_tests}/links.py" --psltool $<TARGET_FILE:psltool>)
 add_test(NAME Docs.PlantedMistakes COMMAND "${Python3_EXECUTABLE}" "${doc_tests}/planted.py")
+add_test(NAME Docs.PackageLife COMMAND "${Python3_EXECUTABLE}" "${doc_tests}/package_life.py")
 add_test(NAME Docs.Pictures COMMAND "${Python3_EXECUTABLE}" -B
   "${CMAKE_CURRENT_SOURCE_DIR}/docs/pictures/draw.py" --check --programs "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
 

@@ -12,6 +12,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 import links  # noqa: E402
+import package_life  # noqa: E402
 import pages  # noqa: E402
 import shape  # noqa: E402
 import transcripts  # noqa: E402
@@ -179,6 +180,49 @@ class Shape(unittest.TestCase):
                 ("a ... e", "a b", False), ("a ... c", "c a", False), ("a ... a", "a", False)]:
             with self.subTest(shown=shown, printed=printed):
                 self.assertEqual(shape.matches(shown.split(), printed.split(), False), expected)
+
+
+class PlantedInALife(unittest.TestCase):
+    """The life of a package: a page, the script that it shows, and what that printed."""
+
+    PAGE = ("# Installing\n\n## A package's life\n\n```console not-run: as root\n== Installed\n$ install '$1'\n"
+            "Setting up it (1.2.3~0.gabcdef0) ...\n$ list\none\n...\nnine\n\n== Purged\n$ purge\n2 files gone\n```\n")
+    SCRIPT = ("step \"Needs\"\nrun \"needs\"\nstep \"Installed\"\nrun \"install '\\$1'\"\n  run \"list\"\n"
+              "step \"Purged\"\nrun \"purge\"\n")
+    TRANSCRIPT = ("== Needs\n$ needs\n\n== Installed\n$ install '$1'\nSetting up it (1.2.3~0.g1234567) ...\n$ list\n"
+                  "one\ntwo\nnine\n\n== Purged\n$ purge\n7 files gone\n")
+
+    def complaints(self, page=PAGE, script=SCRIPT, transcript=TRANSCRIPT, version="1.2.3", write=False):
+        with tempfile.TemporaryDirectory() as folder:
+            root = Path(folder)
+            (root / "docs").mkdir()
+            (root / "packaging").mkdir()
+            (root / "docs/install.md").write_text(page, encoding="utf-8")
+            (root / "packaging/try-package.sh").write_text(script, encoding="utf-8")
+            (root / "CMakeLists.txt").write_text(f"project(It VERSION {version} LANGUAGES CXX)\n", encoding="utf-8")
+            (root / "transcript").write_text(transcript, encoding="utf-8")
+            found = package_life.against_script(root)
+            found += package_life.against_transcript(root, root / "transcript", write)
+            self.page = (root / "docs/install.md").read_text(encoding="utf-8")
+            return found
+
+    def test_what_is_as_it_is_shown(self):
+        self.assertEqual(self.complaints(), [])
+
+    def test_a_version_of_yesterday(self):
+        self.assertIn("version 1.2.3", self.complaints(version="1.2.4")[0])
+
+    def test_commands_and_steps_that_the_script_has_not(self):
+        self.assertIn("list", self.complaints(script=self.SCRIPT.replace("list", "show"))[0])
+        self.assertIn("Purged", self.complaints(script=self.SCRIPT.replace("Purged", "Gone"))[0])
+
+    def test_another_output(self):
+        self.assertIn("files left", self.complaints(transcript=self.TRANSCRIPT.replace("gone", "left"))[0])
+        self.assertIn("not run: purge", self.complaints(transcript=self.TRANSCRIPT.replace("purge", "keep"))[0])
+
+    def test_what_was_printed_can_be_written(self):
+        self.assertEqual(self.complaints(write=True), [])
+        self.assertEqual(self.page, self.PAGE.replace("abcdef0", "1234567").replace("2 files", "7 files"))
 
 
 if __name__ == "__main__":
