@@ -90,18 +90,21 @@ if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANIT
     target_link_libraries(Qelprfarc_${path} PRIVATE qelprfarc_prefix_test qelprfarc_core)
     qelprfarc_harden(Qelprfarc_${path})
   endforeach()
-  add_test(NAME InstructionCeiling
-    COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tests/instruction_ceiling.py"
-      $<TARGET_FILE:Qelprfarc> $<TARGET_FILE:Qelprfarc_pairs> $<TARGET_FILE:Qelprfarc_scalar>
-      $<TARGET_FILE:psltool>)
-  set_tests_properties(InstructionCeiling PROPERTIES
-    LABELS "long;instructions" TIMEOUT 300 SKIP_RETURN_CODE 77)
   # All paths over all shapes, byte for byte.
   add_test(NAME PathIdentity
     COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tests/path_identity.py"
       $<TARGET_FILE:psltool> $<TARGET_FILE:Qelprfarc_scalar> $<TARGET_FILE:Qelprfarc_pairs>
       $<TARGET_FILE:Qelprfarc_avx2> $<TARGET_FILE:Qelprfarc_avx512>)
   set_tests_properties(PathIdentity PROPERTIES LABELS long TIMEOUT 300)
+endif()
+# Ceilings are those of g++'s code, and the debug information of clang is not what callgrind 3.19 reads.
+if(TARGET Qelprfarc_scalar AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  add_test(NAME InstructionCeiling
+    COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tests/instruction_ceiling.py"
+      $<TARGET_FILE:Qelprfarc> $<TARGET_FILE:Qelprfarc_pairs> $<TARGET_FILE:Qelprfarc_scalar>
+      $<TARGET_FILE:psltool>)
+  set_tests_properties(InstructionCeiling PROPERTIES
+    LABELS "long;instructions" TIMEOUT 300 SKIP_RETURN_CODE 77)
   add_test(NAME SelectionGrowth
     COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tests/selection_growth.py"
       $<TARGET_FILE:Qelprfarc_test> $<TARGET_FILE:psltool>)
