@@ -25,12 +25,12 @@ inline FoldContext ContextOf(Kind kind) {
           finfo.revision};
 }
 
-inline void LoadKey(const KeyBytes& key, const uint8_t* entry, uint8_t* bytes) {
-  if (key.number) {
-    Store16(bytes, Load16(entry + key.at[0]));
-    return;
+template <FormId kId>
+inline void LoadKey(uint8_t* key, const uint8_t* entry, size_t count = 3) {
+  constexpr const KeyBytes& kKey = kForms[kId].key;
+  for (size_t i = 0; i < kKey.count; ++i) {
+    if (i < count) key[i] = entry[kKey.at[i]];
   }
-  for (size_t i = 0; i < key.count; ++i) bytes[i] = entry[key.at[i]];
 }
 
 constexpr bool IsSet(const FlagBit& flag, const uint8_t* entry) {
@@ -52,14 +52,6 @@ inline void FoldSecondRatio(SlotHead& head, const uint8_t* entry, double length,
   }
 }
 
-// The key of an entry becomes the slot's: an entry can go to a slot of another key (ResumeForKey).
-template <FormId kId>
-inline void TakeKey(SlotHead& head, const uint8_t* key, const FoldContext& context) {
-  for (size_t i = 0; i < kForms[kId].key.count; ++i) {
-    if (i < context.key_count) head.key[i] = key[i];
-  }
-}
-
 // What a slot has from its last valid entry, status apart.
 template <FormId kId>
 inline void TakeLast(SlotHead& head, const uint8_t* entry, const FoldContext& context) {
@@ -75,10 +67,10 @@ inline void TakeLast(SlotHead& head, const uint8_t* entry, const FoldContext& co
 // Folds the head of an entry: everything but counter groups. Returns false for a not-valid entry,
 // which refreshes the key only.
 template <FormId kId>
-inline bool FoldHead(SlotHead& head, const uint8_t* entry, const uint8_t* key,
-                     const FoldContext& context) {
+inline bool FoldHead(SlotHead& head, const uint8_t* entry, const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
-  TakeKey<kId>(head, key, context);
+  // An entry can go to a slot of another key (ResumeForKey).
+  LoadKey<kId>(head.key.data(), entry, context.key_count);
   if constexpr (kForm.kept_always) {
     if (context.revision >= kForm.kept_from) head.kept = IsSet(kForm.kept, entry);
   }

@@ -59,7 +59,7 @@ bool ReadEntries(const RecordView& record, Kind kind, uint32_t offset, uint32_t 
       const size_t size = compact ? kForm.head : tiles.full();
       if (left < size) return BrokenRecord("section leaves its record");
       uint8_t key[3] = {};
-      LoadKey(kForm.key, entry, key);
+      LoadKey<kId>(key, entry);
       const int32_t index = FindNext(set, kind, key, static_cast<int32_t>(i), expected);
       if (index < 0) return false;
       tiles.TakeOne(index, entry, compact);

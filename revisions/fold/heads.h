@@ -1,5 +1,5 @@
-// Folding the heads of pending entries: by a vector kernel where it knows the form's head, else one
-// by one.
+// Folding the heads of a tile's entries: by a vector kernel where it knows the form's head, else
+// one by one.
 #pragma once
 
 #include <algorithm>
@@ -11,63 +11,49 @@
 #include "revisions/fold/kernel.h"
 #include "revisions/fold/tile_entries.h"
 
-// The pending intervals of one tile while they are folded.
+// Intervals of one tile while they are folded.
 struct TileRun {
-  const uint8_t* const* plain;
-  const MixedEntries* mixed;
-  size_t step;  // between plain entries
+  TileEntries* of;
   size_t count;
   size_t lanes;  // in use
   bool first;
-  uint8_t valid[kMostIntervals];  // bit n: lane n counts
-  // Of runs that are not all plain: intervals in which a lane has counter groups; where heads and
-  // groups lie.
-  bool scattered = false;
+  size_t step = 0;         // of all intervals; 0: they are scattered
+  uint8_t busy_lanes = 0;  // bit n: lane n has counter groups in an interval
+  bool whole = false;      // each lane counts in all intervals
+  // If they are scattered, those in which a lane has groups.
   size_t busy_count = 0;
-  uint8_t busy[kMostIntervals];
-  const uint8_t* const* heads[kMostIntervals];
-  const uint8_t* const* groups[kMostIntervals];
-  std::array<const uint8_t*, kLanes> places[kMostIntervals];
+  const TileEntries* busy[kMostIntervals];
 
   // Also tells the compiler that the arrays suffice.
   size_t Count() const { return std::min(count, kMostIntervals); }
-  // Null: the lane is not in use.
+  // kNoEntry: the lane is not in use.
   const uint8_t* EntryOf(size_t interval, size_t lane) const {
-    return plain[interval] != nullptr ? plain[interval] + lane * step : mixed[interval].entry[lane];
+    const TileEntries& entries = of[interval];
+    return entries.step != 0 ? entries.first + lane * entries.step : entries.entry[lane];
   }
-  uint8_t CompactOf(size_t interval) const {
-    return plain[interval] != nullptr ? uint8_t{0} : mixed[interval].compact;
-  }
+  bool IsValid(size_t interval, size_t lane) const { return (of[interval].valid >> lane & 1) != 0; }
 
-  void LookAt(size_t i) {
-    if (plain[i] != nullptr) {
-      for (size_t lane = 0; lane < kLanes; ++lane) places[i][lane] = plain[i] + lane * step;
-      heads[i] = groups[i] = places[i].data();
-      busy[busy_count++] = static_cast<uint8_t>(i);
+  void Look() {
+    size_t alike = 1;
+    while (alike < Count() && of[alike].step == of[0].step) ++alike;
+    if (alike == Count() && of[0].step != 0) {
+      step = of[0].step;
+      busy_lanes = of[0].compact != 0 ? 0 : 0xFF;
+      whole = true;
       return;
     }
-    const MixedEntries& entries = mixed[i];
-    if ((entries.valid & ~entries.compact) != 0) busy[busy_count++] = static_cast<uint8_t>(i);
-    groups[i] = entries.groups.data();
-    heads[i] = entries.entry.data();
-    if (entries.valid == 0xFF) return;
-    for (size_t lane = 0; lane < kLanes; ++lane) {
-      places[i][lane] = (entries.valid >> lane & 1) != 0 ? entries.entry[lane] : kNoEntry.data();
-    }
-    heads[i] = places[i].data();
-  }
-  void Look() {
+    unsigned valid = 0xFF;
     for (size_t i = 0; i < Count(); ++i) {
-      valid[i] = plain[i] != nullptr ? uint8_t{0xFF} : mixed[i].valid;
-      scattered = scattered || plain[i] == nullptr;
+      Scatter(of[i]);
+      const auto now = static_cast<uint8_t>(of[i].valid & ~of[i].compact);
+      valid &= of[i].valid;
+      busy_lanes |= now;
+      busy[busy_count] = of + i;
+      busy_count += now != 0 ? 1 : 0;
     }
-    for (size_t i = 0; scattered && i < Count(); ++i) LookAt(i);
+    whole = valid == 0xFF;
   }
-
-  // The run as kernels take it, with the heads of its entries or with their groups.
-  TileIntervals With(const uint8_t* const* const* lanes_of) const {
-    return {Count(), scattered, plain, step, lanes_of};
-  }
+  TileIntervals Intervals() const { return {Count(), of, step}; }
 };
 
 // Interval lengths of the run, 0 in lanes that do not count.
@@ -76,18 +62,14 @@ using TileLengths = double[kMostIntervals][kLanes];
 template <FormId kId>
 void FoldHeads(const TileRun& run, TileLengths& lengths, SlotHead* heads,
                const SectionContext& context) {
-  constexpr const Form& kForm = kForms[kId];
   for (size_t lane = 0; lane < kLanes; ++lane) {
     for (size_t i = 0; i < run.Count(); ++i) {
       lengths[i][lane] = 0;
       const uint8_t* const entry = run.EntryOf(i, lane);
-      if (entry == nullptr) continue;
+      if (entry == kNoEntry.data()) continue;
       FoldContext fold = context.fold;
       fold.first = run.first && i == 0;
-      uint8_t key[3] = {};
-      LoadKey(kForm.key, entry, key);
-      if (FoldHead<kId>(heads[lane], entry, key, fold))
-        lengths[i][lane] = Load32(entry + kAtInterval);
+      if (FoldHead<kId>(heads[lane], entry, fold)) lengths[i][lane] = Load32(entry + kAtInterval);
     }
   }
 }
@@ -121,16 +103,13 @@ bool KernelsKnowHead(const FoldContext& context) {
 template <FormId kId>
 void TakeLastOfRun(const TileRun& run, SlotHead& head, size_t lane, const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
-  size_t i = run.Count() - 1;
-  const uint8_t* last = run.EntryOf(i, lane);
-  while (last == nullptr && i > 0) last = run.EntryOf(--i, lane);
-  if (last == nullptr) return;
-  while ((run.valid[i] >> lane & 1) == 0 && i > 0) --i;
-  const uint8_t* const counted = (run.valid[i] >> lane & 1) != 0 ? run.EntryOf(i, lane) : nullptr;
-  uint8_t key[3] = {};
-  LoadKey(kForm.key, last, key);
-  TakeKey<kId>(head, key, context);
-  if (counted != nullptr) {
+  size_t i = run.Count();
+  const uint8_t* const last = run.EntryOf(i - 1, lane);
+  if (last == kNoEntry.data()) return;
+  LoadKey<kId>(head.key.data(), last, context.key_count);
+  while (i > 0 && !run.IsValid(i - 1, lane)) --i;
+  if (i > 0) {
+    const uint8_t* const counted = run.EntryOf(i - 1, lane);
     head.status = Load32(counted + kAtStatus);
     TakeLast<kId>(head, counted, context);
   }
@@ -143,8 +122,8 @@ template <FormId kId>
 void FoldHeadsByKernel(const TileRun& run, HeadRun& fold, SlotHead* heads,
                        const SectionContext& context) {
   constexpr const Form& kForm = kForms[kId];
-  fold.intervals = run.With(run.heads);
-  fold.valid = run.valid;
+  fold.intervals = run.Intervals();
+  fold.whole = run.whole;
   fold.ratio = RatioPlaceOf<kId>();
   fold.always = kForm.ratio_flag.at == kNone;
   fold.track = context.fold.compute;

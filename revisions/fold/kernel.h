@@ -10,22 +10,34 @@
 // Intervals that are folded at a time at most.
 inline constexpr size_t kMostIntervals = 16;
 
-// The entries of eight slots over several intervals, oldest first: as they follow each other in the
-// file, or scattered, each lane's for itself. Lanes that are to stay as they are have zeros there.
+// The entries of eight slots in one interval: they follow each other `step` bytes apart, all full
+// and valid or all compact and valid; or, where the step is 0, each lane's is told for itself.
+// Lanes that are not in use have zeros there.
+struct TileEntries {
+  const uint8_t* first;
+  size_t step;
+  size_t size;  // of all of them
+  const uint8_t* entry[8];
+  const uint8_t* groups[8];  // the same where the lane counts and has counter groups, else zeros
+  uint8_t compact;           // bit n: the entry of lane n has no counter groups
+  uint8_t valid;             // bit n: lane n counts
+};
+
+// The same over several intervals, oldest first. If a step is given, it is that of all of them.
 struct TileIntervals {
   size_t count;
-  bool scattered;
-  const uint8_t* const* first;  // of each interval's eight entries
-  size_t step;                  // from one entry to the next
-  const uint8_t* const* const* lanes;
+  const TileEntries* of;
+  size_t step;
 };
 
 struct FoldRun {
   TileIntervals intervals;
+  uint8_t busy_lanes;  // bit n: lane n has counter groups in any interval
   // Of scattered intervals those in which a lane has counter groups; in the others all that have a
-  // length stand still, which is a rate of 0.
-  const uint8_t* busy;
+  // length stand still, which is a rate of 0. Whether each lane has a length in all of them.
+  const TileEntries* const* busy;
   size_t busy_count;
+  bool whole;
   const double (*lengths)[8];  // of all intervals, milliseconds; 0: the lane does not count
   size_t groups_at;            // of the first counter group in an entry
   size_t quadsets;
@@ -38,11 +50,10 @@ struct FoldRun {
 // The same for extended words.
 struct MergeRun {
   TileIntervals intervals;
-  uint8_t take[kMostIntervals];  // bit n: lane n has words
-  size_t words_at;               // in an entry
-  size_t words;                  // so many follow each other
-  double* extremes[32];          // of each word: eight lanes; null: it is passed over
-  uint32_t minima;               // bit n: word n is a minimum, else a maximum
+  size_t words_at;       // in an entry
+  size_t words;          // so many follow each other
+  double* extremes[32];  // of each word: eight lanes; null: it is passed over
+  uint32_t minima;       // bit n: word n is a minimum, else a maximum
   bool first;
 };
 
@@ -59,7 +70,7 @@ struct HeadBit {
 // The heads of eight slots: what of them is summed up.
 struct HeadRun {
   TileIntervals intervals;
-  const uint8_t* valid;  // of scattered intervals; bit n: lane n counts
+  bool whole;  // each lane counts in all intervals
   RatioPlace ratio;
   bool always;        // ratios are always present, else where the bit `there` is set
   bool track;         // ratios have extremes,

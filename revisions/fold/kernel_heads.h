@@ -14,7 +14,14 @@ QELPRF_INLINE uint64_t FlagOf(const HeadBit& bit) {
 }
 // Where the flag, which is not 0, is set.
 QELPRF_INLINE Masks AreSet(Wide flags, Wide flag) {
+#if QELPRF_WIDTH == 2
+  // The processor cannot compare more than words.
+  const Words same = reinterpret_cast<Words>(reinterpret_cast<Words>(flags & flag) ==
+                                             reinterpret_cast<Words>(flag));
+  return reinterpret_cast<Masks>(same & __builtin_shufflevector(same, same, 1, 0, 3, 2));
+#else
   return reinterpret_cast<Masks>((flags & flag) == flag);
+#endif
 }
 
 template <bool kScattered>
@@ -26,6 +33,7 @@ void FoldHeadIntervals(HeadRun& run) {
   const bool track = run.track;
   const bool track_always = run.track_always;
   const bool first = run.first;
+  const bool whole = run.whole;
   const uint64_t there = FlagOf(run.there);
   const uint64_t counts = FlagOf(run.counted);
   const uint64_t sticks = FlagOf(run.sticky);
@@ -38,7 +46,14 @@ void FoldHeadIntervals(HeadRun& run) {
     Doubles maximum = Load(run.maximum + lane);
     Doubles minimum = Load(run.minimum + lane);
     for (size_t i = 0; i < intervals.count; ++i) {
-      const Group head = LoadFrom<kScattered>(intervals, i, lane, 0);
+      const TileEntries& entries = intervals.of[i];
+      Group head = LoadFrom<kScattered>(entries, intervals.step, lane, 0, &TileEntries::entry);
+      Masks valid = AllIf(true);
+      if (kScattered && !whole) {
+        valid = LanesOf(entries.valid, lane);
+        // Those that are not are as if they were 0.
+        for (size_t n = 1; n < 4; ++n) head.word[n] &= WordOf(reinterpret_cast<Wide>(valid));
+      }
       time += head.word[1];
       const Doubles length = ToDoubles(head.word[1]);
       Store(run.lengths[i] + lane, length);
@@ -48,11 +63,11 @@ void FoldHeadIntervals(HeadRun& run) {
       if (place == RatioPlace::kNowhere) continue;
       Wide word = head.word[3];
       if (place != RatioPlace::kAt14) {
-        const Group next = LoadFrom<kScattered>(intervals, i, lane, kGroupBytes);
+        const Group next =
+            LoadFrom<kScattered>(entries, intervals.step, lane, kGroupBytes, &TileEntries::entry);
         word = (place == RatioPlace::kAt16 ? next.word[0] : next.word[1]) >> 16;
       }
       const Doubles ratio = ToDoubles(WordOf(word & 0xFFFF));
-      const Masks valid = kScattered ? LanesOf(run.valid[i], lane) : AllIf(true);
       const Masks present = always ? valid : AreSet(flags, Wide{} + there);
       // No sum is below 0: to add 0 leaves it as it is.
       busy += ZeroIn(~present, (ratio * length) / 10000.0);
@@ -79,7 +94,7 @@ void FoldHeadIntervals(HeadRun& run) {
 }
 
 void FoldHeadsOf(HeadRun& run) {
-  (run.intervals.scattered ? FoldHeadIntervals<true> : FoldHeadIntervals<false>)(run);
+  (run.intervals.step == 0 ? FoldHeadIntervals<true> : FoldHeadIntervals<false>)(run);
 }
 
 }  // namespace

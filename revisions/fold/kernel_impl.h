@@ -37,8 +37,11 @@ QELPRF_INLINE size_t BusyCount(const FoldRun& run) {
   return kScattered ? run.busy_count : run.intervals.count;
 }
 template <bool kScattered>
-QELPRF_INLINE size_t BusyInterval(const FoldRun& run, size_t n) {
-  return kScattered ? run.busy[n] : n;
+QELPRF_INLINE const TileEntries& Busy(const FoldRun& run, size_t n) {
+  return kScattered ? *run.busy[n] : run.intervals.of[n];
+}
+QELPRF_INLINE const double* LengthsIn(const FoldRun& run, const TileEntries& interval) {
+  return run.lengths[&interval - run.intervals.of];
 }
 
 // What the intervals' lengths say of kWidth lanes.
@@ -71,7 +74,7 @@ QELPRF_INLINE Lengths LengthsOf(const FoldRun& run, size_t lane) {
     }
     const Masks timed = reinterpret_cast<Masks>(length != 0.0);
     differ |= other & timed;
-    if (busy < run.busy_count && run.busy[busy] == i) {
+    if (busy < run.busy_count && run.busy[busy] == run.intervals.of + i) {
       ++busy;
       least = Smaller(least, length);
     } else {
@@ -122,7 +125,7 @@ QELPRF_INLINE Figures Add(Sums& sums, const Group& group, Doubles length) {
   const Doubles product = q3 * count;
   sums.count += count;
   sums.first += word * q1;
-  sums.largest = Larger(sums.largest, group.word[2]);
+  sums.largest = Larger(group.word[2], sums.largest);
   sums.second += kCurrent ? product : length * q3;
   return {count, product, q3};
 }
@@ -162,10 +165,11 @@ QELPRF_INLINE bool FoldCounts(double* fields, double* extremes, size_t offset, c
   Doubles most_volume = {};
   Doubles least_volume = begin;
   for (size_t n = 0; n < BusyCount<kScattered>(run); ++n) {
-    const size_t i = BusyInterval<kScattered>(run, n);
-    const Group group = LoadFrom<kScattered>(run.intervals, i, lane, offset);
+    const TileEntries& entries = Busy<kScattered>(run, n);
+    const Group group =
+        LoadFrom<kScattered>(entries, run.intervals.step, lane, offset, &TileEntries::groups);
     counts |= group.word[0];
-    const Doubles length = kGaps ? Load(run.lengths[i] + lane) : lengths.length;
+    const Doubles length = kGaps ? Load(LengthsIn(run, entries) + lane) : lengths.length;
     const Figures now = Add<kCurrent, kScaled>(sums, group, length);
     const Doubles volume = kCurrent ? now.product : now.q3;
     if constexpr (kGaps) {
@@ -175,10 +179,11 @@ QELPRF_INLINE bool FoldCounts(double* fields, double* extremes, size_t offset, c
       most_volume = Larger(most_volume, ZeroIn(~timed, volume));
       least_volume = Smaller(least_volume, NoNumberIn(~timed, volume));
     } else {
-      most = Larger(most, now.count);
-      least = Smaller(least, now.count);
-      most_volume = Larger(most_volume, volume);
-      least_volume = Smaller(least_volume, volume);
+      // No number is missing or below 0, so either may come first; this way none need be copied.
+      most = Larger(now.count, most);
+      least = Smaller(now.count, least);
+      most_volume = Larger(volume, most_volume);
+      least_volume = Smaller(volume, least_volume);
     }
   }
   if (!kScaled && AnyOf(reinterpret_cast<Masks>(counts << 32))) return false;
@@ -224,15 +229,16 @@ QELPRF_INLINE void FoldAny(double* fields, double* extremes, size_t offset, cons
   }
   Sums sums = LoadSums(fields);
   for (size_t n = 0; n < BusyCount<kScattered>(run); ++n) {
-    const size_t i = BusyInterval<kScattered>(run, n);
-    const Doubles length = Load(run.lengths[i] + lane);
-    const Group group = LoadFrom<kScattered>(run.intervals, i, lane, offset);
+    const TileEntries& entries = Busy<kScattered>(run, n);
+    const Doubles length = Load(LengthsIn(run, entries) + lane);
+    const Group group =
+        LoadFrom<kScattered>(entries, run.intervals.step, lane, offset, &TileEntries::groups);
     const Figures now = Add<kCurrent, true>(sums, group, length);
     if (!tracked) continue;
     const Divisor by = DivisorOf(length);
     const Doubles rate = Rate(now.count, by);
     const Doubles volume = Volume<kCurrent>(kCurrent ? now.product : now.q3, by);
-    if (run.first && i == 0) {
+    if (run.first && &entries == run.intervals.of) {
       Begin(extremes, rate, by.timed);
       Begin(extremes + kTileLanes, rate, by.timed);
       Begin(extremes + 2 * kTileLanes, volume, by.timed);
@@ -264,81 +270,80 @@ QELPRF_INLINE void Fetch(const double* fields) {
 }
 
 template <bool kCurrent, bool kScattered>
-void FoldIntervals(double* fields, const FoldRun& run) {
+void FoldLanes(double* fields, const FoldRun& run, size_t lane) {
   const size_t tracked = run.compute ? run.tracked : 0;
-  for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
-    double* sums = fields + lane;
-    double* extremes = sums + run.quadsets * 4 * kTileLanes;
-    double* const counted = extremes + run.tracked * 4 * kTileLanes;
-    const Lengths lengths = LengthsOf<kScattered>(run, lane);
-    if (run.first) SettleRates<kCurrent>(extremes, run.tracked, counted);
-    // A lane without a length has no extremes; one that begins a period or goes on with its length
-    // keeps counts.
-    const Doubles old = Load(counted);
-    const Masks goes_on = reinterpret_cast<Masks>(old == lengths.length);
-    const Masks agree = goes_on | lengths.begins | ~lengths.timed;
-    const bool counts =
-        lengths.equal &&
-        (!AnyOf(~agree) || !AnyOf(~(agree | Untouched(extremes, run.tracked, counted))));
-    if (!counts) SettleRates<kCurrent>(extremes, run.tracked, counted);
-    if (counts && tracked != 0) Store(counted, Choose(lengths.timed, lengths.length, old));
-    size_t offset = run.groups_at;
-    for (size_t i = 0; i < run.quadsets; ++i, offset += kGroupBytes) {
-      if (run.next != 0 && lane == 0) {
-        Fetch(sums + run.next);
-        if (i < run.tracked) Fetch(extremes + run.next);
-      }
-      if (!counts || i >= tracked) {
-        FoldAny<kCurrent, kScattered>(sums, extremes, offset, run, lane, lengths, i < tracked);
-      } else if (kScattered && lengths.gaps) {
-        FoldCounts<kCurrent, true, kScattered, kScattered>(sums, extremes, offset, run, lane,
-                                                           lengths);
-      } else if (!FoldCounts<kCurrent, false, kScattered, false>(sums, extremes, offset, run, lane,
-                                                                 lengths)) {
-        FoldCounts<kCurrent, true, kScattered, false>(sums, extremes, offset, run, lane, lengths);
-      }
-      sums += 4 * kTileLanes;
-      extremes += 4 * kTileLanes;
+  double* sums = fields + lane;
+  double* extremes = sums + run.quadsets * 4 * kTileLanes;
+  double* const counted = extremes + run.tracked * 4 * kTileLanes;
+  const bool plain = !kScattered || (run.whole && run.busy_count == run.intervals.count);
+  const Lengths lengths = plain ? LengthsOf<false>(run, lane) : LengthsOf<true>(run, lane);
+  if (run.first) SettleRates<kCurrent>(extremes, run.tracked, counted);
+  // A lane without a length has no extremes; one that begins a period or goes on with its length
+  // keeps counts.
+  const Doubles old = Load(counted);
+  const Masks goes_on = reinterpret_cast<Masks>(old == lengths.length);
+  const Masks agree = goes_on | lengths.begins | ~lengths.timed;
+  const bool counts =
+      lengths.equal &&
+      (!AnyOf(~agree) || !AnyOf(~(agree | Untouched(extremes, run.tracked, counted))));
+  if (!counts) SettleRates<kCurrent>(extremes, run.tracked, counted);
+  if (counts && tracked != 0) Store(counted, Choose(lengths.timed, lengths.length, old));
+  size_t offset = run.groups_at;
+  for (size_t i = 0; i < run.quadsets; ++i, offset += kGroupBytes) {
+    if (run.next != 0 && lane == 0) {
+      Fetch(sums + run.next);
+      if (i < run.tracked) Fetch(extremes + run.next);
     }
+    if (!counts || i >= tracked) {
+      FoldAny<kCurrent, kScattered>(sums, extremes, offset, run, lane, lengths, i < tracked);
+    } else if (kScattered && lengths.gaps) {
+      FoldCounts<kCurrent, true, kScattered, kScattered>(sums, extremes, offset, run, lane,
+                                                         lengths);
+    } else if (!FoldCounts<kCurrent, false, kScattered, false>(sums, extremes, offset, run, lane,
+                                                               lengths)) {
+      FoldCounts<kCurrent, true, kScattered, false>(sums, extremes, offset, run, lane, lengths);
+    }
+    sums += 4 * kTileLanes;
+    extremes += 4 * kTileLanes;
   }
 }
 
 // No lane has counter groups: lanes with a length have rates of 0, which stay 0 whether extremes
 // are counts or rates, so none are settled for it.
 template <bool kCurrent>
-void StandStill(double* fields, const FoldRun& run) {
-  for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
-    double* extremes = fields + lane + run.quadsets * 4 * kTileLanes;
-    const Doubles oldest = Load(run.lengths[0] + lane);
-    Doubles length = oldest;
-    for (size_t i = 1; i < run.intervals.count; ++i) {
-      length = Larger(length, Load(run.lengths[i] + lane));
-    }
-    const Masks timed = reinterpret_cast<Masks>(length != 0.0);
-    if (run.first) {
-      SettleRates<kCurrent>(extremes, run.tracked, extremes + run.tracked * 4 * kTileLanes);
-    }
-    const Masks begins = reinterpret_cast<Masks>(oldest != 0.0);
-    for (size_t i = 0; i < run.tracked; ++i, extremes += 4 * kTileLanes) {
-      if (run.next != 0 && lane == 0) Fetch(extremes + run.next);
-      for (size_t n = 0; n < 4; ++n) {
-        double* const field = extremes + n * kTileLanes;
-        const bool minimum = n % 2 != 0;
-        if (minimum) Store(field, ZeroIn(timed, Load(field)));
-        if (!minimum && run.first) Store(field, ZeroIn(begins, Load(field)));
-      }
+void StandStill(double* fields, const FoldRun& run, size_t lane) {
+  double* extremes = fields + lane + run.quadsets * 4 * kTileLanes;
+  const Doubles oldest = Load(run.lengths[0] + lane);
+  Doubles length = oldest;
+  for (size_t i = 1; i < run.intervals.count; ++i) {
+    length = Larger(length, Load(run.lengths[i] + lane));
+  }
+  const Masks timed = reinterpret_cast<Masks>(length != 0.0);
+  if (run.first) {
+    SettleRates<kCurrent>(extremes, run.tracked, extremes + run.tracked * 4 * kTileLanes);
+  }
+  const Masks begins = reinterpret_cast<Masks>(oldest != 0.0);
+  for (size_t i = 0; i < run.tracked; ++i, extremes += 4 * kTileLanes) {
+    if (run.next != 0 && lane == 0) Fetch(extremes + run.next);
+    for (size_t n = 0; n < 4; ++n) {
+      double* const field = extremes + n * kTileLanes;
+      const bool minimum = n % 2 != 0;
+      if (minimum) Store(field, ZeroIn(timed, Load(field)));
+      if (!minimum && run.first) Store(field, ZeroIn(begins, Load(field)));
     }
   }
 }
 
 template <bool kCurrent>
 void Fold(double* fields, const FoldRun& run) {
-  if (!run.intervals.scattered) {
-    FoldIntervals<kCurrent, false>(fields, run);
-  } else if (run.busy_count != 0) {
-    FoldIntervals<kCurrent, true>(fields, run);
-  } else if (run.compute) {
-    StandStill<kCurrent>(fields, run);
+  for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
+    if ((run.busy_lanes >> lane & ((1U << kWidth) - 1)) == 0) {
+      if (run.compute) StandStill<kCurrent>(fields, run, lane);
+    } else if (run.intervals.step != 0) {
+      FoldLanes<kCurrent, false>(fields, run, lane);
+    } else {
+      FoldLanes<kCurrent, true>(fields, run, lane);
+    }
   }
 }
 
@@ -349,12 +354,15 @@ void MergeIntervals(const MergeRun& run) {
   for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
     Wide takes[kMostIntervals];
     Masks merged = {};
+    Masks begun = {};
     for (size_t n = 0; n < run.intervals.count; ++n) {
-      const Masks take = LanesOf(run.take[n], lane);
+      const TileEntries& entries = run.intervals.of[n];
+      const Masks take = LanesOf(entries.valid & ~unsigned{entries.compact}, lane);
       takes[n] = WordOf(reinterpret_cast<Wide>(take) & kWord);
       merged |= take;
+      if (n == 0) begun = take;
     }
-    const Masks begun = LanesOf(run.take[0], lane);
+    if (!AnyOf(merged)) continue;
     // Four words at a time; the last four end with the last word, so none is beyond the entry.
     for (size_t last = run.words < 4 ? run.words : 4;; last += 4) {
       if (last > run.words) last = run.words;
@@ -367,7 +375,8 @@ void MergeIntervals(const MergeRun& run) {
       }
       Wide found[4] = {kZeroWords, kZeroWords, kZeroWords, kZeroWords};
       for (size_t n = 0; n < run.intervals.count; ++n) {
-        const Group group = LoadFrom<kScattered>(run.intervals, n, lane, offset);
+        const Group group = LoadFrom<kScattered>(run.intervals.of[n], run.intervals.step, lane,
+                                                 offset, &TileEntries::groups);
         for (size_t k = 0; k < 4; ++k) {
           const Wide word = group.word[k] ^ flips[k];
           found[k] = Larger(found[k], kScattered ? word & takes[n] : word);
@@ -390,7 +399,7 @@ void MergeIntervals(const MergeRun& run) {
 }
 
 void Merge(const MergeRun& run) {
-  (run.intervals.scattered ? MergeIntervals<true> : MergeIntervals<false>)(run);
+  (run.intervals.step == 0 ? MergeIntervals<true> : MergeIntervals<false>)(run);
 }
 
 QELPRF_INLINE void Store(uint64_t* p, Wide v) { *reinterpret_cast<LooseWide*>(p) = v; }

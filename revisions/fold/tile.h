@@ -16,9 +16,11 @@ void FoldGroupsByKernel(const TileRun& run, const TileLengths& lengths, double* 
                         const SectionContext& context) {
   constexpr const Form& kForm = kForms[kId];
   FoldRun fold;
-  fold.intervals = run.With(run.groups);
+  fold.intervals = run.Intervals();
   fold.busy = run.busy;
   fold.busy_count = run.busy_count;
+  fold.busy_lanes = run.busy_lanes;
+  fold.whole = run.whole;
   fold.lengths = lengths;
   fold.groups_at = kForm.quadsets_at;
   fold.quadsets = kForm.quadsets;
@@ -54,10 +56,7 @@ void MergeByKernel(const TileRun& run, double* fields, SlotHead* heads,
     if (position % 2 != 0) merge.minima |= 1U << merge.words;
     merge.extremes[merge.words++] = (context.masks.out_mask & bit) != 0 ? extremes : nullptr;
   }
-  merge.intervals = run.With(run.groups);
-  for (size_t i = 0; i < run.Count(); ++i) {
-    merge.take[i] = static_cast<uint8_t>(run.valid[i] & ~run.CompactOf(i));
-  }
+  merge.intervals = run.Intervals();
   merge.words_at = kForm.size;
   merge.first = run.first;
   for (size_t lane = 0; lane < run.lanes; ++lane) {
@@ -77,12 +76,12 @@ void FoldGroupsOneByOne(const TileRun& run, Kind kind, size_t tile, const Sectio
   constexpr const Form& kForm = kForms[kId];
   for (size_t lane = 0; lane < kLanes; ++lane) {
     for (size_t i = 0; i < run.Count(); ++i) {
-      if ((run.valid[i] >> lane & 1) == 0) continue;
+      if (!run.IsValid(i, lane)) continue;
       const SlotRef slot =
           OpenSlots::At(resource_sets[kind], static_cast<int32_t>(tile * kLanes + lane));
       SettleRates<kId, kRule>(slot);
       const uint8_t* entry = run.EntryOf(i, lane);
-      const bool compact = (run.CompactOf(i) >> lane & 1) != 0;
+      const bool compact = (run.of[i].compact >> lane & 1) != 0;
       FoldContext fold = context.fold;
       fold.first = run.first && i == 0;
       FoldGroups<kId, kRule>(slot, entry, compact ? kNoEntry.data() : entry + kForm.quadsets_at,
@@ -124,5 +123,7 @@ void FoldTile(TileRun& run, Kind kind, size_t tile, const SectionContext& contex
   if constexpr (kForm.quadsets != 0) {
     FoldGroupsByKernel<kId, kRule>(run, folded.lengths, fields, next, context);
   }
-  if (!context.fold.compute) MergeByKernel<kId>(run, fields, heads, context);
+  if (!context.fold.compute && run.busy_lanes != 0) {
+    MergeByKernel<kId>(run, fields, heads, context);
+  }
 }

@@ -22,30 +22,37 @@ struct SectionContext {
   size_t words_size;  // bytes of the extended words behind a full entry
 };
 
-// One interval of a tile whose entries do not simply follow each other, full and valid. Of the last
-// tile of a set fewer lanes may be in use.
-struct MixedEntries {
-  std::array<const uint8_t*, kLanes> entry;   // in a record; null in lanes that are not in use
-  std::array<const uint8_t*, kLanes> groups;  // the same where the lane has counter groups, else
-                                              // kNoEntry
-  uint8_t compact;                            // bit n: the entry of lane n has no counter groups
-  uint8_t valid;                              // bit n: lane n counts
-
-  void Put(size_t lane, const uint8_t* at, bool is_compact, bool is_valid) {
-    entry[lane] = at;
-    groups[lane] = is_compact || !is_valid ? kNoEntry.data() : at;
-    compact = static_cast<uint8_t>(compact | unsigned{is_compact} << lane);
-    valid = static_cast<uint8_t>(valid | unsigned{is_valid} << lane);
+// Has the entry in a lane, which was not in use.
+inline void PutLane(TileEntries& tile, size_t lane, const uint8_t* at, bool compact, bool valid) {
+  tile.entry[lane] = at;
+  if (!compact && valid) tile.groups[lane] = at;
+  tile.compact = static_cast<uint8_t>(tile.compact | unsigned{compact} << lane);
+  tile.valid = static_cast<uint8_t>(tile.valid | unsigned{valid} << lane);
+}
+inline void PutNone(TileEntries& tile) {
+  for (size_t lane = 0; lane < kLanes; ++lane)
+    tile.entry[lane] = tile.groups[lane] = kNoEntry.data();
+  tile.step = 0;
+  tile.compact = tile.valid = 0;
+}
+inline const uint8_t* PutInLine(TileEntries& tile, const uint8_t* first, size_t step,
+                                bool compact) {
+  tile.first = first;
+  tile.step = step;
+  tile.size = kLanes * step;
+  tile.compact = compact ? 0xFF : 0;
+  tile.valid = 0xFF;
+  return first + tile.size;
+}
+// Tells each lane's entry of those that follow each other.
+inline void Scatter(TileEntries& tile) {
+  if (tile.step == 0) return;
+  for (size_t lane = 0; lane < kLanes; ++lane) {
+    const uint8_t* const at = tile.first + lane * tile.step;
+    tile.entry[lane] = at;
+    tile.groups[lane] = tile.compact != 0 ? kNoEntry.data() : at;
   }
-};
-
-// No lane is in use.
-inline constexpr MixedEntries kNoEntries = {
-    {},
-    {kNoEntry.data(), kNoEntry.data(), kNoEntry.data(), kNoEntry.data(), kNoEntry.data(),
-     kNoEntry.data(), kNoEntry.data(), kNoEntry.data()},
-    0,
-    0};
+}
 
 // Key, compact and not-valid bytes of all forms lie in the same eight bytes of an entry: its
 // signature.
@@ -124,30 +131,41 @@ struct SignatureBits {
   }
 };
 
-// Takes the next eight entries if they are those of a tile, whatever they are; there is room for
-// full ones. Returns the first byte behind them, else null.
+// Takes the next eight entries if they lie as those of the same tile did in another interval, and
+// are the same but for what they count: resources mostly stay busy or idle.
+inline const uint8_t* TakeLike(TileEntries& tile, const TileEntries& other, const uint8_t* entry,
+                               uint64_t mask) {
+  const auto moved =
+      reinterpret_cast<uintptr_t>(entry) - reinterpret_cast<uintptr_t>(other.entry[0]);
+  uint64_t any = 0;
+  for (size_t lane = 0; lane < kLanes; ++lane) {
+    const uint8_t* const was = other.entry[lane];
+    const auto* const at =
+        reinterpret_cast<const uint8_t*>(reinterpret_cast<uintptr_t>(was) + moved);
+    any |= SignatureAt(at + kAtSignature) ^ SignatureAt(was + kAtSignature);
+    tile.entry[lane] = at;
+    tile.groups[lane] = other.groups[lane] == was ? at : kNoEntry.data();
+  }
+  tile.step = 0;
+  tile.compact = other.compact;
+  tile.valid = other.valid;
+  tile.size = other.size;
+  return (any & mask) == 0 ? entry + tile.size : nullptr;
+}
+
+// Takes the next eight entries, for which there is room were they all full, if they are those of a
+// tile, whatever they are. Returns the first byte behind them, else null.
 template <FormId kId>
-const uint8_t* TakeWholeTile(MixedEntries& tile, const uint8_t* entry, size_t full,
-                             const uint8_t* expected, const SignatureBits<kId>& signature) {
+const uint8_t* TakeMixed(TileEntries& tile, const uint8_t* entry, size_t full,
+                         const uint8_t* expected, const SignatureBits<kId>& signature) {
   constexpr const Form& kForm = kForms[kId];
   constexpr size_t kHead = kForm.compact == kNone ? kForm.size : kForm.head;
-  const auto differ = [&](size_t lane) {
-    return SignatureAt(entry + kAtSignature) ^ SignatureAt(expected + lane * 8);
-  };
-  // Idle ones as a rule stand together, and are found without going from one to the next.
-  if constexpr (kForm.compact != kNone) {
-    if (AreTile(entry, kHead, expected, signature.All(), signature.one_if_compact)) {
-      for (size_t lane = 0; lane < kLanes; ++lane) tile.entry[lane] = entry + lane * kHead;
-      tile.groups.fill(kNoEntry.data());
-      tile.compact = tile.valid = 0xFF;
-      return entry + kLanes * kHead;
-    }
-  }
+  const uint8_t* const first = entry;
   uint64_t any = 0;
   unsigned compact = 0;
   unsigned not_valid = 0;
   for (size_t lane = 0; lane < kLanes; ++lane) {
-    const uint64_t here = differ(lane);
+    const uint64_t here = SignatureAt(entry + kAtSignature) ^ SignatureAt(expected + lane * 8);
     const bool is_compact = (here & signature.compact) != 0;
     const bool is_not_valid = (here & signature.not_valid) != 0;
     any |= here;
@@ -157,26 +175,23 @@ const uint8_t* TakeWholeTile(MixedEntries& tile, const uint8_t* entry, size_t fu
     tile.groups[lane] = is_compact || is_not_valid ? kNoEntry.data() : entry;
     entry += is_compact ? kHead : full;
   }
+  tile.step = 0;
+  tile.size = static_cast<size_t>(entry - first);
   tile.compact = static_cast<uint8_t>(compact);
   tile.valid = static_cast<uint8_t>(~not_valid);
   return (any & signature.key) == 0 ? entry : nullptr;
 }
 
-// Takes the next entries if they are those of a tile, in whose `lanes` they belong, whatever they
-// are; returns the first byte behind them, else null.
+// The same for any room and for tiles of fewer lanes.
 template <FormId kId>
-const uint8_t* TakeTile(MixedEntries& tile, const uint8_t* entry, const uint8_t* end, size_t full,
-                        const uint8_t* expected, const SignatureBits<kId>& signature,
-                        size_t lanes) {
+const uint8_t* TakeLanes(TileEntries& tile, const uint8_t* entry, const uint8_t* end, size_t full,
+                         const uint8_t* expected, const SignatureBits<kId>& signature,
+                         size_t lanes) {
   constexpr const Form& kForm = kForms[kId];
   constexpr size_t kHead = kForm.compact == kNone ? kForm.size : kForm.head;
   static_assert(kHead >= kAtSignature + 8);
-  if (lanes == kLanes && static_cast<size_t>(end - entry) >= kLanes * full) {
-    return TakeWholeTile<kId>(tile, entry, full, expected, signature);
-  }
-  if (lanes != kLanes) tile = kNoEntries;
-  tile.compact = 0;
-  tile.valid = 0;
+  PutNone(tile);
+  const uint8_t* const first = entry;
   for (size_t lane = 0; lane < lanes; ++lane, expected += 8) {
     if (static_cast<size_t>(end - entry) < kHead) return nullptr;
     const uint64_t differ = SignatureAt(entry + kAtSignature) ^ SignatureAt(expected);
@@ -184,8 +199,9 @@ const uint8_t* TakeTile(MixedEntries& tile, const uint8_t* entry, const uint8_t*
     const bool compact = (differ & signature.compact) != 0;
     const size_t size = compact ? kHead : full;
     if (static_cast<size_t>(end - entry) < size) return nullptr;
-    tile.Put(lane, entry, compact, (differ & signature.not_valid) == 0);
+    PutLane(tile, lane, entry, compact, (differ & signature.not_valid) == 0);
     entry += size;
   }
+  tile.size = static_cast<size_t>(entry - first);
   return entry;
 }

@@ -163,20 +163,20 @@ QELPRF_INLINE Wide Larger(Wide a, Wide b) {
   return reinterpret_cast<Wide>(x < y ? y : x);
 }
 
-// The groups at `offset` of the entries of kWidth lanes from `lane` on.
+// The groups at `offset` of the entries of kWidth lanes from `lane` on, which follow each other at
+// `step`, or are scattered and those of `lanes`.
 template <bool kScattered>
-QELPRF_INLINE Group LoadFrom(const TileIntervals& intervals, size_t interval, size_t lane,
-                             size_t offset) {
-  if constexpr (kScattered) return LoadGroups(Scattered{intervals.lanes[interval] + lane, offset});
-  return LoadGroups(
-      InLine{intervals.first[interval] + lane * intervals.step + offset, intervals.step});
+QELPRF_INLINE Group LoadFrom(const TileEntries& entries, size_t step, size_t lane, size_t offset,
+                             const uint8_t* const (TileEntries::*lanes)[8]) {
+  if constexpr (kScattered) return LoadGroups(Scattered{entries.*lanes + lane, offset});
+  return LoadGroups(InLine{entries.first + lane * step + offset, step});
 }
 
-// The lanes of a byte's bits.
-QELPRF_INLINE Masks LanesOf(uint8_t bits, size_t lane) {
-  Wide bit = {};
-  for (size_t i = 0; i < kWidth; ++i) bit[i] = uint64_t{1} << i;
-  return reinterpret_cast<Masks>((bit & (uint64_t{bits} >> lane)) != 0);
+// The lanes of a byte's bits. Compared as words, which all processors can.
+QELPRF_INLINE Masks LanesOf(unsigned bits, size_t lane) {
+  Words bit = {};
+  for (size_t i = 0; i < 2 * kWidth; ++i) bit[i] = 1U << i / 2;
+  return reinterpret_cast<Masks>((bit & (Words{} + (bits >> lane))) == bit);
 }
 
 constexpr uint64_t kWord = 0xFFFFFFFF;

@@ -34,7 +34,7 @@ struct FileEntry {
   explicit FileEntry(const void* entry) {
     std::memcpy(bytes.data(), entry, bytes.size());
     SwapEntry(kForms[kId], bytes.data());
-    LoadKey(kForms[kId].key, bytes.data(), key);
+    LoadKey<kId>(key, bytes.data());
   }
 };
 
@@ -58,7 +58,7 @@ void GetSet(const void* entry, int32_t position = kUnknownPosition) {
   const SlotRef slot = SlotOf<kId>(index);
   const FoldContext context = ContextOf(file.kKind);
   const uint8_t* const bytes = file.bytes.data();
-  if (!FoldHead<kId>(slot.head, bytes, file.key, context)) return;
+  if (!FoldHead<kId>(slot.head, bytes, context)) return;
   FoldGroups<kId, kRule>(slot, bytes, bytes + kForms[kId].quadsets_at, context);
 }
 
