@@ -10,7 +10,7 @@
 
 // What is read of a record at a time. Records up to this size are read many at once; pieces of ten
 // records that are read side by side stay in the caches.
-inline constexpr size_t kPieceBytes = size_t{64} << 10;
+inline constexpr size_t kPieceBytes = size_t{80} << 10;
 // Tests make it smaller.
 extern size_t piece_bytes;
 

@@ -37,7 +37,8 @@ const char* ReasonOf(FrameFault fault) {
   return "";
 }
 
-// The window is to hold so many records like the last one, within limits.
+// The window is to hold so many records like the last one, or several times as many: they are folded
+// together, and what is left of a window would be folded alone.
 constexpr size_t kRecordsAhead = 10;
 
 InputPiece window;
@@ -50,7 +51,9 @@ int unreadable_error = 0;
 // use.
 size_t BytesAhead() {
   if (finfo.record_length > piece_bytes) return piece_bytes;
-  return std::max(kRecordsAhead * finfo.record_length, 2 * piece_bytes);
+  const size_t records = kRecordsAhead * finfo.record_length;
+  const size_t least = 2 * piece_bytes;
+  return records == 0 || records > least ? std::max(records, least) : least / records * records;
 }
 
 // Copies the fixed part of a record to the output with its length field set to that size. From

@@ -66,6 +66,5 @@ void FreeResources() {
   ForgetConfiguration();
   FreeBatch();
   FreePeriodRecord();
-  FreeSignatures();
   FreeRecords();
 }

@@ -10,7 +10,7 @@
 class RecordWriter {
  public:
   // So much is written at a time.
-  static constexpr size_t kRoom = size_t{256} << 10;
+  static constexpr size_t kRoom = size_t{128} << 10;
 
   // Room for the next `size` bytes, which Take then says are there.
   uint8_t* Room(size_t size);

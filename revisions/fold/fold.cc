@@ -15,59 +15,71 @@
 
 namespace {
 
-std::array<KindSignatures, kSectionKinds> signatures;
-
 constexpr bool IsCacheForm(FormId id) {
   return id == kCacheSta_0x19 || id == kCacheSta_0x1F || id == kCacheSta_0x21;
 }
 
+bool LeavesRecord() { return BrokenRecord("section leaves its record"); }
+
+// Reads the entry at `position` of its section, whose slot is `next` if it follows the one before
+// it as in the table, and sets that to the slot behind. Returns the first byte behind the entry;
+// null: broken, reported.
 template <FormId kId, QuadRule kRule>
-bool ReadEntries(const RecordView& record, Kind kind, uint32_t offset, uint32_t count) {
+const uint8_t* ReadOne(SectionTiles<kId, kRule>& tiles, Kind kind, const uint8_t* entry,
+                       const uint8_t* end, uint32_t position, int32_t& next) {
   constexpr const Form& kForm = kForms[kId];
   constexpr bool kCompacts = kForm.compact != kNone;
-  constexpr size_t kLeast = kCompacts ? kForm.head : kForm.size;
+  const auto left = static_cast<size_t>(end - entry);
+  size_t size = kCompacts ? kForm.head : kForm.size;
+  bool compact = false;
+  if (left >= size) {
+    if constexpr (kCompacts) compact = entry[kForm.compact] != 0;
+    if (!compact) size = tiles.full();
+  }
+  if (left < size) {
+    LeavesRecord();
+    return nullptr;
+  }
+  uint8_t key[3] = {};
+  LoadKey<kId>(key, entry);
+  const int32_t index = FindNext(tiles.set(), kind, key, static_cast<int32_t>(position), next);
+  if (index < 0) return nullptr;
+  tiles.TakeOne(index, entry, compact);
+  tiles.Fold(1);
+  next = index + 1;
+  return entry + size;
+}
+
+template <FormId kId, QuadRule kRule>
+bool ReadEntries(const RecordView& record, Kind kind, uint32_t offset, uint32_t count) {
   static_assert(SignatureLiesTogether<kId>());
-  if (offset > record.size) return BrokenRecord("section leaves its record");
+  if (offset > record.size) return LeavesRecord();
   SectionTiles<kId, kRule> tiles(kind);
   const ResourceSet& set = tiles.set();
   // The slot with the key is the right one when no other has the key, or when the position decides.
   const bool in_step = set.unique || set.lookup == Lookup::kPosition;
   const uint8_t* entry = record.data + offset;
   const uint8_t* const end = record.data + record.size;
-  int32_t expected = 0;
+  int32_t next = 0;
   for (uint32_t i = 0; i < count;) {
-    const size_t tile = static_cast<size_t>(expected) / kLanes;
-    if (in_step && static_cast<size_t>(expected) % kLanes == 0 && expected < set.entries &&
-        count - i >= tiles.LanesOf(tile)) {
-      const uint8_t* const behind = tiles.Take(0, tile, entry, end);
+    if (in_step && static_cast<size_t>(next) % kLanes == 0 && next < set.entries) {
+      const size_t lanes = tiles.Begin(static_cast<size_t>(next) / kLanes);
+      const uint8_t* const behind = count - i >= lanes ? tiles.Take(0, entry, end) : nullptr;
       if (behind != nullptr) {
-        tiles.Fold(tile, 1);
+        tiles.Fold(1);
         entry = behind;
-        i += static_cast<uint32_t>(tiles.LanesOf(tile));
-        expected += static_cast<int32_t>(tiles.LanesOf(tile));
-        if (set.lookup == Lookup::kCursor) CursorOf(kind) = static_cast<uint16_t>(expected - 1);
+        i += static_cast<uint32_t>(lanes);
+        next += static_cast<int32_t>(lanes);
+        if (set.lookup == Lookup::kCursor) CursorOf(kind) = static_cast<uint16_t>(next - 1);
         continue;
       }
     }
     // One by one until they are back in step with the tiles.
     entries_out_of_step = true;
     do {
-      const auto left = static_cast<size_t>(end - entry);
-      if (left < kLeast) return BrokenRecord("section leaves its record");
-      bool compact = false;
-      if constexpr (kCompacts) compact = entry[kForm.compact] != 0;
-      const size_t size = compact ? kForm.head : tiles.full();
-      if (left < size) return BrokenRecord("section leaves its record");
-      uint8_t key[3] = {};
-      LoadKey<kId>(key, entry);
-      const int32_t index = FindNext(set, kind, key, static_cast<int32_t>(i), expected);
-      if (index < 0) return false;
-      tiles.TakeOne(index, entry, compact);
-      tiles.Fold(static_cast<size_t>(index) / kLanes, 1);
-      expected = index + 1;
-      entry += size;
-      ++i;
-    } while (i < count && static_cast<size_t>(expected) % kLanes != 0);
+      entry = ReadOne(tiles, kind, entry, end, i++, next);
+      if (entry == nullptr) return false;
+    } while (i < count && static_cast<size_t>(next) % kLanes != 0);
   }
   return true;
 }
@@ -98,25 +110,25 @@ bool FoldEntriesInStep(std::span<const SectionPlace> places, Kind kind) {
   for (size_t i = 0; i < places.size(); ++i) progress[i].offset = places[i].offset;
   const size_t most = kLanes * tiles.full();
   for (size_t tile = 0; tile < tiles.count(); ++tile) {
+    tiles.Begin(tile);
     for (size_t i = 0; i < places.size(); ++i) {
       Progress& at = progress[i];
       if (static_cast<size_t>(at.end - at.entry) < most && !at.Refill(*places[i].record, most)) {
         return false;
       }
-      at.entry = tiles.Take(i, tile, at.entry, at.end);
+      at.entry = tiles.Take(i, at.entry, at.end);
       if (at.entry == nullptr) return false;
     }
-    tiles.Fold(tile, places.size());
+    tiles.Fold(places.size());
   }
   const ResourceSet& set = tiles.set();
   if (set.lookup == Lookup::kCursor) CursorOf(kind) = static_cast<uint16_t>(set.entries - 1);
   return true;
 }
 
-bool ReadCacheSection(const RecordView& record, Kind kind, uint32_t offset, uint32_t count) {
+bool ReadCacheSection(const RecordView& record, Kind /*kind*/, uint32_t offset, uint32_t count) {
   const size_t room = offset > record.size ? 0 : record.size - offset;
-  if (uint64_t{count} * CacheEntrySize() > room) return BrokenRecord("section leaves its record");
-  static_cast<void>(kind);
+  if (uint64_t{count} * CacheEntrySize() > room) return LeavesRecord();
   cache_section_count = count;
   return RW_Cache_Sta(kCacheRead, nullptr, const_cast<uint8_t*>(record.data + offset)) == 0;
 }
@@ -146,15 +158,13 @@ bool FoldCachesInStep(std::span<const SectionPlace> places, Kind kind) {
   return good;
 }
 
-uint8_t* PutCacheSection(uint8_t* out, Kind kind, int32_t from, int32_t to) {
-  static_cast<void>(from);
-  static_cast<void>(to);
-  RW_Cache_Sta(kCacheWrite, nullptr, out);
-  return out + CacheEntrySize() * static_cast<size_t>(resource_sets[kind].entries);
-}
-
 size_t SizeOfCaches(Kind kind) {
   return CacheEntrySize() * static_cast<size_t>(resource_sets[kind].entries);
+}
+
+uint8_t* PutCacheSection(uint8_t* out, Kind kind, int32_t /*from*/, int32_t /*to*/) {
+  RW_Cache_Sta(kCacheWrite, nullptr, out);
+  return out + SizeOfCaches(kind);
 }
 
 struct SectionOps {
@@ -190,12 +200,6 @@ const SectionOps& OpsOf(FormId form, QuadRule rule) {
 }  // namespace
 
 bool entries_out_of_step = false;
-
-KindSignatures& SignaturesOf(Kind kind) { return signatures[kind]; }
-
-void FreeSignatures() {
-  for (KindSignatures& held : signatures) held.bytes.Free();
-}
 
 bool ReadSection(const RecordView& record, const SectionRow& row, QuadRule rule, uint32_t offset,
                  uint32_t count) {

@@ -43,6 +43,3 @@ size_t LargestEntry(const SectionRow& row);
 
 // Bytes of the section that PutSection will make of all slots.
 size_t SectionSize(const SectionRow& row);
-
-// Frees what is kept of tables.
-void FreeSignatures();

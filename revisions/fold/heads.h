@@ -11,50 +11,36 @@
 #include "revisions/fold/kernel.h"
 #include "revisions/fold/tile_entries.h"
 
-// Intervals of one tile while they are folded.
-struct TileRun {
-  TileEntries* of;
-  size_t count;
-  size_t lanes;  // in use
-  bool first;
-  size_t step = 0;         // of all intervals; 0: they are scattered
-  uint8_t busy_lanes = 0;  // bit n: lane n has counter groups in an interval
-  bool whole = false;      // each lane counts in all intervals
-  // If they are scattered, those in which a lane has groups.
-  size_t busy_count = 0;
-  const TileEntries* busy[kMostIntervals];
+// Also tells the compiler that the arrays suffice.
+inline size_t Count(const TileRun& run) { return std::min(run.count, kMostIntervals); }
 
-  // Also tells the compiler that the arrays suffice.
-  size_t Count() const { return std::min(count, kMostIntervals); }
-  // kNoEntry: the lane is not in use.
-  const uint8_t* EntryOf(size_t interval, size_t lane) const {
-    const TileEntries& entries = of[interval];
-    return entries.step != 0 ? entries.first + lane * entries.step : entries.entry[lane];
-  }
-  bool IsValid(size_t interval, size_t lane) const { return (of[interval].valid >> lane & 1) != 0; }
+// kNoEntry: the lane is not in use.
+inline const uint8_t* EntryOf(const TileEntries& entries, size_t lane) {
+  return entries.step != 0 ? entries.first + lane * entries.step : entries.entry[lane];
+}
+inline bool IsValid(const TileEntries& entries, size_t lane) {
+  return (entries.valid >> lane & 1) != 0;
+}
 
-  void Look() {
-    size_t alike = 1;
-    while (alike < Count() && of[alike].step == of[0].step) ++alike;
-    if (alike == Count() && of[0].step != 0) {
-      step = of[0].step;
-      busy_lanes = of[0].compact != 0 ? 0 : 0xFF;
-      whole = true;
-      return;
-    }
-    unsigned valid = 0xFF;
-    for (size_t i = 0; i < Count(); ++i) {
-      Scatter(of[i]);
-      const auto now = static_cast<uint8_t>(of[i].valid & ~of[i].compact);
-      valid &= of[i].valid;
-      busy_lanes |= now;
-      busy[busy_count] = of + i;
-      busy_count += now != 0 ? 1 : 0;
-    }
-    whole = valid == 0xFF;
+// Tells what intervals have in common.
+inline void LookAt(TileRun& run) {
+  size_t alike = 1;
+  while (alike < Count(run) && run.of[alike].step == run.of[0].step) ++alike;
+  run.step = alike == Count(run) ? run.of[0].step : 0;
+  unsigned valid = 0xFF;
+  run.busy_count = 0;
+  run.busy_lanes = run.step == 0 || run.of[0].compact != 0 ? 0 : 0xFF;
+  for (size_t i = 0; run.step == 0 && i < Count(run); ++i) {
+    TileEntries& entries = run.of[i];
+    Scatter(entries);
+    const auto busy = static_cast<uint8_t>(entries.valid & ~entries.compact);
+    valid &= entries.valid;
+    run.busy_lanes |= busy;
+    run.busy[run.busy_count] = &entries;
+    run.busy_count += busy != 0 ? 1 : 0;
   }
-  TileIntervals Intervals() const { return {Count(), of, step}; }
-};
+  run.whole = valid == 0xFF;
+}
 
 // Interval lengths of the run, 0 in lanes that do not count.
 using TileLengths = double[kMostIntervals][kLanes];
@@ -63,9 +49,9 @@ template <FormId kId>
 void FoldHeads(const TileRun& run, TileLengths& lengths, SlotHead* heads,
                const SectionContext& context) {
   for (size_t lane = 0; lane < kLanes; ++lane) {
-    for (size_t i = 0; i < run.Count(); ++i) {
+    for (size_t i = 0; i < Count(run); ++i) {
       lengths[i][lane] = 0;
-      const uint8_t* const entry = run.EntryOf(i, lane);
+      const uint8_t* const entry = EntryOf(run.of[i], lane);
       if (entry == kNoEntry.data()) continue;
       FoldContext fold = context.fold;
       fold.first = run.first && i == 0;
@@ -103,13 +89,13 @@ bool KernelsKnowHead(const FoldContext& context) {
 template <FormId kId>
 void TakeLastOfRun(const TileRun& run, SlotHead& head, size_t lane, const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
-  size_t i = run.Count();
-  const uint8_t* const last = run.EntryOf(i - 1, lane);
+  size_t i = Count(run);
+  const uint8_t* const last = EntryOf(run.of[i - 1], lane);
   if (last == kNoEntry.data()) return;
   LoadKey<kId>(head.key.data(), last, context.key_count);
-  while (i > 0 && !run.IsValid(i - 1, lane)) --i;
+  while (i > 0 && !IsValid(run.of[i - 1], lane)) --i;
   if (i > 0) {
-    const uint8_t* const counted = run.EntryOf(i - 1, lane);
+    const uint8_t* const counted = EntryOf(run.of[i - 1], lane);
     head.status = Load32(counted + kAtStatus);
     TakeLast<kId>(head, counted, context);
   }
@@ -122,13 +108,11 @@ template <FormId kId>
 void FoldHeadsByKernel(const TileRun& run, HeadRun& fold, SlotHead* heads,
                        const SectionContext& context) {
   constexpr const Form& kForm = kForms[kId];
-  fold.intervals = run.Intervals();
-  fold.whole = run.whole;
+  fold.tile = &run;
   fold.ratio = RatioPlaceOf<kId>();
   fold.always = kForm.ratio_flag.at == kNone;
   fold.track = context.fold.compute;
   fold.track_always = kForm.ratio_extremes_always;
-  fold.first = run.first;
   static_assert(IsInHead(kForm.ratio_flag) && IsInHead(kForm.counted) && IsInHead(kForm.sticky));
   fold.there = BitAt(kForm.ratio_flag);
   fold.counted = BitAt(kForm.counted);

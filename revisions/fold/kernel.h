@@ -23,38 +23,38 @@ struct TileEntries {
   uint8_t valid;             // bit n: lane n counts
 };
 
-// The same over several intervals, oldest first. If a step is given, it is that of all of them.
-struct TileIntervals {
+// Intervals of a tile that are folded together.
+struct TileRun {
   size_t count;
-  const TileEntries* of;
-  size_t step;
+  TileEntries of[kMostIntervals];  // oldest first
+  bool first;                      // the oldest is the first of its period
+  size_t lanes;                    // in use
+  size_t step;                     // that of all intervals; 0: they are scattered
+  bool whole;                      // each lane counts in all intervals
+  uint8_t busy_lanes;              // bit n: lane n has counter groups in an interval
+  // If they are scattered, those in which a lane has groups. In the others all that have a length
+  // stand still, which is a rate of 0.
+  size_t busy_count;
+  const TileEntries* busy[kMostIntervals];
 };
 
 struct FoldRun {
-  TileIntervals intervals;
-  uint8_t busy_lanes;  // bit n: lane n has counter groups in any interval
-  // Of scattered intervals those in which a lane has counter groups; in the others all that have a
-  // length stand still, which is a rate of 0. Whether each lane has a length in all of them.
-  const TileEntries* const* busy;
-  size_t busy_count;
-  bool whole;
+  const TileRun* tile;
   const double (*lengths)[8];  // of all intervals, milliseconds; 0: the lane does not count
   size_t groups_at;            // of the first counter group in an entry
   size_t quadsets;
   size_t tracked;  // groups that have extremes
   bool compute;    // extremes come from rates; else extended words say them
-  bool first;      // the oldest interval is the first of its period
   size_t next;     // doubles from this tile to the one folded next, 0: none follows
 };
 
 // The same for extended words.
 struct MergeRun {
-  TileIntervals intervals;
+  const TileRun* tile;
   size_t words_at;       // in an entry
   size_t words;          // so many follow each other
   double* extremes[32];  // of each word: eight lanes; null: it is passed over
   uint32_t minima;       // bit n: word n is a minimum, else a maximum
-  bool first;
 };
 
 // Where a head has its ratio, an unsigned 16-bit field.
@@ -69,13 +69,11 @@ struct HeadBit {
 
 // The heads of eight slots: what of them is summed up.
 struct HeadRun {
-  TileIntervals intervals;
-  bool whole;  // each lane counts in all intervals
+  const TileRun* tile;
   RatioPlace ratio;
   bool always;        // ratios are always present, else where the bit `there` is set
   bool track;         // ratios have extremes,
   bool track_always;  // whether they are present or not
-  bool first;         // as in FoldRun
   HeadBit there;
   HeadBit counted;
   HeadBit sticky;

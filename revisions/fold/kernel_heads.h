@@ -27,13 +27,15 @@ QELPRF_INLINE Masks AreSet(Wide flags, Wide flag) {
 template <bool kScattered>
 void FoldHeadIntervals(HeadRun& run) {
   // Taken out of the run once: it is written to in the loop, through pointers to its parts.
-  const TileIntervals intervals = run.intervals;
+  const TileRun& tile = *run.tile;
+  const size_t intervals = tile.count;
+  const size_t step = tile.step;
   const RatioPlace place = run.ratio;
   const bool always = run.always;
   const bool track = run.track;
   const bool track_always = run.track_always;
-  const bool first = run.first;
-  const bool whole = run.whole;
+  const bool first = run.tile->first;
+  const bool whole = run.tile->whole;
   const uint64_t there = FlagOf(run.there);
   const uint64_t counts = FlagOf(run.counted);
   const uint64_t sticks = FlagOf(run.sticky);
@@ -45,9 +47,9 @@ void FoldHeadIntervals(HeadRun& run) {
     Doubles busy = Load(run.busy + lane);
     Doubles maximum = Load(run.maximum + lane);
     Doubles minimum = Load(run.minimum + lane);
-    for (size_t i = 0; i < intervals.count; ++i) {
-      const TileEntries& entries = intervals.of[i];
-      Group head = LoadFrom<kScattered>(entries, intervals.step, lane, 0, &TileEntries::entry);
+    for (size_t i = 0; i < intervals; ++i) {
+      const TileEntries& entries = tile.of[i];
+      Group head = LoadFrom<kScattered>(entries, step, lane, 0, &TileEntries::entry);
       Masks valid = AllIf(true);
       if (kScattered && !whole) {
         valid = LanesOf(entries.valid, lane);
@@ -64,7 +66,7 @@ void FoldHeadIntervals(HeadRun& run) {
       Wide word = head.word[3];
       if (place != RatioPlace::kAt14) {
         const Group next =
-            LoadFrom<kScattered>(entries, intervals.step, lane, kGroupBytes, &TileEntries::entry);
+            LoadFrom<kScattered>(entries, step, lane, kGroupBytes, &TileEntries::entry);
         word = (place == RatioPlace::kAt16 ? next.word[0] : next.word[1]) >> 16;
       }
       const Doubles ratio = ToDoubles(WordOf(word & 0xFFFF));
@@ -81,7 +83,7 @@ void FoldHeadIntervals(HeadRun& run) {
       maximum = Larger(maximum, ZeroIn(~take, ratio));
       minimum = Smaller(minimum, NoNumberIn(~take, ratio));
     }
-    Store(run.time + lane, time - kAbove * intervals.count);
+    Store(run.time + lane, time - kAbove * intervals);
     Store(run.ratios + lane, ratios);
     Store(run.counted_in + lane, counted);
     Store(run.sticky_in + lane, sticky & sticks);
@@ -94,7 +96,7 @@ void FoldHeadIntervals(HeadRun& run) {
 }
 
 void FoldHeadsOf(HeadRun& run) {
-  (run.intervals.step == 0 ? FoldHeadIntervals<true> : FoldHeadIntervals<false>)(run);
+  (run.tile->step == 0 ? FoldHeadIntervals<true> : FoldHeadIntervals<false>)(run);
 }
 
 }  // namespace

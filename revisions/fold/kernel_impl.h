@@ -34,14 +34,14 @@ QELPRF_INLINE Masks AllIf(bool condition) { return condition ? ~Masks{} : Masks{
 // The intervals in which lanes have counter groups.
 template <bool kScattered>
 QELPRF_INLINE size_t BusyCount(const FoldRun& run) {
-  return kScattered ? run.busy_count : run.intervals.count;
+  return kScattered ? run.tile->busy_count : run.tile->count;
 }
 template <bool kScattered>
 QELPRF_INLINE const TileEntries& Busy(const FoldRun& run, size_t n) {
-  return kScattered ? *run.busy[n] : run.intervals.of[n];
+  return kScattered ? *run.tile->busy[n] : run.tile->of[n];
 }
 QELPRF_INLINE const double* LengthsIn(const FoldRun& run, const TileEntries& interval) {
-  return run.lengths[&interval - run.intervals.of];
+  return run.lengths[&interval - run.tile->of];
 }
 
 // What the intervals' lengths say of kWidth lanes.
@@ -59,13 +59,13 @@ template <bool kScattered>
 QELPRF_INLINE Lengths LengthsOf(const FoldRun& run, size_t lane) {
   const Doubles oldest = Load(run.lengths[0] + lane);
   Lengths found = {oldest, true, Masks{}, Masks{}, Masks{}, Masks{}, false};
-  for (size_t i = 1; kScattered && i < run.intervals.count; ++i) {
+  for (size_t i = 1; kScattered && i < run.tile->count; ++i) {
     found.length = Larger(found.length, Load(run.lengths[i] + lane));
   }
   found.timed = reinterpret_cast<Masks>(found.length != 0.0);
   Masks differ = {};
   Doubles least = found.length;
-  for (size_t i = 0, busy = 0; i < run.intervals.count; ++i) {
+  for (size_t i = 0, busy = 0; i < run.tile->count; ++i) {
     const Doubles length = Load(run.lengths[i] + lane);
     const Masks other = reinterpret_cast<Masks>(length != found.length);
     if constexpr (!kScattered) {
@@ -74,17 +74,17 @@ QELPRF_INLINE Lengths LengthsOf(const FoldRun& run, size_t lane) {
     }
     const Masks timed = reinterpret_cast<Masks>(length != 0.0);
     differ |= other & timed;
-    if (busy < run.busy_count && run.busy[busy] == run.intervals.of + i) {
+    if (busy < run.tile->busy_count && run.tile->busy[busy] == run.tile->of + i) {
       ++busy;
       least = Smaller(least, length);
     } else {
       found.still |= timed;
-      if (i == 0 && run.first) found.begins_still = timed;
+      if (i == 0 && run.tile->first) found.begins_still = timed;
     }
   }
   found.equal = !AnyOf(differ);
   found.gaps = kScattered && AnyOf(reinterpret_cast<Masks>(least != found.length));
-  if (run.first) found.begins = reinterpret_cast<Masks>(oldest != 0.0);
+  if (run.tile->first) found.begins = reinterpret_cast<Masks>(oldest != 0.0);
   return found;
 }
 
@@ -167,7 +167,7 @@ QELPRF_INLINE bool FoldCounts(double* fields, double* extremes, size_t offset, c
   for (size_t n = 0; n < BusyCount<kScattered>(run); ++n) {
     const TileEntries& entries = Busy<kScattered>(run, n);
     const Group group =
-        LoadFrom<kScattered>(entries, run.intervals.step, lane, offset, &TileEntries::groups);
+        LoadFrom<kScattered>(entries, run.tile->step, lane, offset, &TileEntries::groups);
     counts |= group.word[0];
     const Doubles length = kGaps ? Load(LengthsIn(run, entries) + lane) : lengths.length;
     const Figures now = Add<kCurrent, kScaled>(sums, group, length);
@@ -188,7 +188,7 @@ QELPRF_INLINE bool FoldCounts(double* fields, double* extremes, size_t offset, c
   }
   if (!kScaled && AnyOf(reinterpret_cast<Masks>(counts << 32))) return false;
   StoreSums(fields, sums);
-  if (run.first) {
+  if (run.tile->first) {
     Begin(extremes, most, lengths.begins);
     Begin(extremes + kTileLanes, least, lengths.begins);
     Begin(extremes + 2 * kTileLanes, most_volume, lengths.begins);
@@ -232,13 +232,13 @@ QELPRF_INLINE void FoldAny(double* fields, double* extremes, size_t offset, cons
     const TileEntries& entries = Busy<kScattered>(run, n);
     const Doubles length = Load(LengthsIn(run, entries) + lane);
     const Group group =
-        LoadFrom<kScattered>(entries, run.intervals.step, lane, offset, &TileEntries::groups);
+        LoadFrom<kScattered>(entries, run.tile->step, lane, offset, &TileEntries::groups);
     const Figures now = Add<kCurrent, true>(sums, group, length);
     if (!tracked) continue;
     const Divisor by = DivisorOf(length);
     const Doubles rate = Rate(now.count, by);
     const Doubles volume = Volume<kCurrent>(kCurrent ? now.product : now.q3, by);
-    if (run.first && &entries == run.intervals.of) {
+    if (run.tile->first && &entries == run.tile->of) {
       Begin(extremes, rate, by.timed);
       Begin(extremes + kTileLanes, rate, by.timed);
       Begin(extremes + 2 * kTileLanes, volume, by.timed);
@@ -275,9 +275,9 @@ void FoldLanes(double* fields, const FoldRun& run, size_t lane) {
   double* sums = fields + lane;
   double* extremes = sums + run.quadsets * 4 * kTileLanes;
   double* const counted = extremes + run.tracked * 4 * kTileLanes;
-  const bool plain = !kScattered || (run.whole && run.busy_count == run.intervals.count);
+  const bool plain = !kScattered || (run.tile->whole && run.tile->busy_count == run.tile->count);
   const Lengths lengths = plain ? LengthsOf<false>(run, lane) : LengthsOf<true>(run, lane);
-  if (run.first) SettleRates<kCurrent>(extremes, run.tracked, counted);
+  if (run.tile->first) SettleRates<kCurrent>(extremes, run.tracked, counted);
   // A lane without a length has no extremes; one that begins a period or goes on with its length
   // keeps counts.
   const Doubles old = Load(counted);
@@ -315,11 +315,11 @@ void StandStill(double* fields, const FoldRun& run, size_t lane) {
   double* extremes = fields + lane + run.quadsets * 4 * kTileLanes;
   const Doubles oldest = Load(run.lengths[0] + lane);
   Doubles length = oldest;
-  for (size_t i = 1; i < run.intervals.count; ++i) {
+  for (size_t i = 1; i < run.tile->count; ++i) {
     length = Larger(length, Load(run.lengths[i] + lane));
   }
   const Masks timed = reinterpret_cast<Masks>(length != 0.0);
-  if (run.first) {
+  if (run.tile->first) {
     SettleRates<kCurrent>(extremes, run.tracked, extremes + run.tracked * 4 * kTileLanes);
   }
   const Masks begins = reinterpret_cast<Masks>(oldest != 0.0);
@@ -329,7 +329,7 @@ void StandStill(double* fields, const FoldRun& run, size_t lane) {
       double* const field = extremes + n * kTileLanes;
       const bool minimum = n % 2 != 0;
       if (minimum) Store(field, ZeroIn(timed, Load(field)));
-      if (!minimum && run.first) Store(field, ZeroIn(begins, Load(field)));
+      if (!minimum && run.tile->first) Store(field, ZeroIn(begins, Load(field)));
     }
   }
 }
@@ -337,9 +337,9 @@ void StandStill(double* fields, const FoldRun& run, size_t lane) {
 template <bool kCurrent>
 void Fold(double* fields, const FoldRun& run) {
   for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
-    if ((run.busy_lanes >> lane & ((1U << kWidth) - 1)) == 0) {
+    if ((run.tile->busy_lanes >> lane & ((1U << kWidth) - 1)) == 0) {
       if (run.compute) StandStill<kCurrent>(fields, run, lane);
-    } else if (run.intervals.step != 0) {
+    } else if (run.tile->step != 0) {
       FoldLanes<kCurrent, false>(fields, run, lane);
     } else {
       FoldLanes<kCurrent, true>(fields, run, lane);
@@ -355,8 +355,8 @@ void MergeIntervals(const MergeRun& run) {
     Wide takes[kMostIntervals];
     Masks merged = {};
     Masks begun = {};
-    for (size_t n = 0; n < run.intervals.count; ++n) {
-      const TileEntries& entries = run.intervals.of[n];
+    for (size_t n = 0; n < run.tile->count; ++n) {
+      const TileEntries& entries = run.tile->of[n];
       const Masks take = LanesOf(entries.valid & ~unsigned{entries.compact}, lane);
       takes[n] = WordOf(reinterpret_cast<Wide>(take) & kWord);
       merged |= take;
@@ -374,9 +374,9 @@ void MergeIntervals(const MergeRun& run) {
         flips[k] = minimum ? kWord : 0;
       }
       Wide found[4] = {kZeroWords, kZeroWords, kZeroWords, kZeroWords};
-      for (size_t n = 0; n < run.intervals.count; ++n) {
-        const Group group = LoadFrom<kScattered>(run.intervals.of[n], run.intervals.step, lane,
-                                                 offset, &TileEntries::groups);
+      for (size_t n = 0; n < run.tile->count; ++n) {
+        const Group group = LoadFrom<kScattered>(run.tile->of[n], run.tile->step, lane, offset,
+                                                 &TileEntries::groups);
         for (size_t k = 0; k < 4; ++k) {
           const Wide word = group.word[k] ^ flips[k];
           found[k] = Larger(found[k], kScattered ? word & takes[n] : word);
@@ -386,7 +386,7 @@ void MergeIntervals(const MergeRun& run) {
         double* const extreme = run.extremes[last + k - 4];
         if (extreme == nullptr) continue;
         const Doubles value = ToDoubles(found[k] ^ flips[k]);
-        if (run.first) Begin(extreme + lane, value, begun);
+        if (run.tile->first) Begin(extreme + lane, value, begun);
         if (flips[k] != 0) {
           TrackMinimum(extreme + lane, value, merged);
         } else {
@@ -399,7 +399,7 @@ void MergeIntervals(const MergeRun& run) {
 }
 
 void Merge(const MergeRun& run) {
-  (run.intervals.step == 0 ? MergeIntervals<true> : MergeIntervals<false>)(run);
+  (run.tile->step == 0 ? MergeIntervals<true> : MergeIntervals<false>)(run);
 }
 
 QELPRF_INLINE void Store(uint64_t* p, Wide v) { *reinterpret_cast<LooseWide*>(p) = v; }

@@ -7,7 +7,6 @@
 #include <cstdint>
 
 #include "areas/finfo.h"
-#include "revisions/fold/signatures.h"
 #include "revisions/fold/tile.h"
 #include "revisions/sets/lookup.h"
 
@@ -19,66 +18,71 @@ class SectionTiles {
         set_(resource_sets[kind]),
         context_{ContextOf(kind), finfo.items[kind], size_t{finfo.items[kind].in_count} * 4},
         full_(kForms[kId].size + context_.words_size),
-        signature_(set_.key_count),
-        expected_(ExpectedSignatures<kId>(kind)) {}
+        signature_(set_.key_count) {}
 
   const ResourceSet& set() const { return set_; }
   size_t count() const { return (static_cast<size_t>(set_.entries) + kLanes - 1) / kLanes; }
-  size_t LanesOf(size_t tile) const {
-    return std::min(static_cast<size_t>(set_.entries) - tile * kLanes, kLanes);
+  // Goes to a tile; the lanes that are in use.
+  size_t Begin(size_t tile) {
+    tile_ = tile;
+    run_.lanes = std::min(static_cast<size_t>(set_.entries) - tile * kLanes, kLanes);
+    const auto first = static_cast<int32_t>(tile * kLanes);
+    for (size_t lane = 0; lane < run_.lanes; ++lane) {
+      const uint8_t* const key = set_.KeyOf(first + static_cast<int32_t>(lane));
+      expected_[lane] = SignatureOf<kId>(key, set_.key_count);
+    }
+    return run_.lanes;
   }
   // Bytes of an entry that is not compact, extended words included.
   size_t full() const { return full_; }
 
-  // Takes the entries of a tile as its interval `i`; returns the first byte behind them, or null if
+  // Takes the tile's entries as its interval `i`; returns the first byte behind them, or null if
   // these are other entries or end behind `end`.
-  const uint8_t* Take(size_t i, size_t tile, const uint8_t* entry, const uint8_t* end) {
-    const uint8_t* const wanted = expected_ + tile * kLanes * 8;
-    if (LanesOf(tile) == kLanes && static_cast<size_t>(end - entry) >= kLanes * full_ &&
-        AreTile(entry, full_, wanted, signature_.All())) {
-      return PutInLine(intervals_[i], entry, full_, false);
+  const uint8_t* Take(size_t i, const uint8_t* entry, const uint8_t* end) {
+    if (run_.lanes == kLanes && static_cast<size_t>(end - entry) >= kLanes * full_ &&
+        AreTile(entry, full_, expected_, signature_.All())) {
+      return PutInLine(run_.of[i], entry, full_, false);
     }
-    return TakeOther(i, LanesOf(tile), wanted, entry, end);
+    return TakeOther(i, entry, end);
   }
   // Takes one entry as the only interval of its slot's tile.
   void TakeOne(int32_t slot, const uint8_t* entry, bool compact) {
-    PutNone(intervals_[0]);
-    PutLane(intervals_[0], static_cast<size_t>(slot) % kLanes, entry, compact,
+    tile_ = static_cast<size_t>(slot) / kLanes;
+    run_.lanes = std::min(static_cast<size_t>(set_.entries) - tile_ * kLanes, kLanes);
+    PutNone(run_.of[0]);
+    PutLane(run_.of[0], static_cast<size_t>(slot) % kLanes, entry, compact,
             entry[kForms[kId].not_valid] == 0);
   }
   // Folds the intervals taken, oldest first.
-  void Fold(size_t tile, size_t intervals) {
-    TileRun run;
-    run.of = intervals_.data();
-    run.count = intervals;
-    run.first = context_.fold.first;
-    FoldTile<kId, kRule>(run, kind_, tile, context_);
+  void Fold(size_t intervals) {
+    run_.count = intervals;
+    run_.first = context_.fold.first;
+    FoldTile<kId, kRule>(run_, kind_, tile_, context_);
   }
 
  private:
   // Take, of what is not eight full and valid entries.
-  const uint8_t* TakeOther(size_t i, size_t lanes, const uint8_t* wanted, const uint8_t* entry,
-                           const uint8_t* end) {
+  const uint8_t* TakeOther(size_t i, const uint8_t* entry, const uint8_t* end) {
     const auto left = static_cast<size_t>(end - entry);
     const uint64_t all = signature_.All();
-    TileEntries& now = intervals_[i];
-    if (lanes == kLanes) {
+    TileEntries& now = run_.of[i];
+    if (run_.lanes == kLanes) {
       // Resources mostly stay busy or idle.
-      if (i != 0 && intervals_[i - 1].step == 0 && left >= intervals_[i - 1].size) {
-        const uint8_t* const behind = TakeLike(now, intervals_[i - 1], entry, all);
+      if (i != 0 && run_.of[i - 1].step == 0 && left >= run_.of[i - 1].size) {
+        const uint8_t* const behind = TakeLike(now, run_.of[i - 1], entry, all);
         if (behind != nullptr) return behind;
       }
       // Idle ones as a rule stand together, and are found without going from one to the next.
       if constexpr (kForms[kId].compact != kNone) {
         constexpr size_t kHead = kForms[kId].head;
         if (left >= kLanes * kHead &&
-            AreTile(entry, kHead, wanted, all, signature_.one_if_compact)) {
+            AreTile(entry, kHead, expected_, all, signature_.one_if_compact)) {
           return PutInLine(now, entry, kHead, true);
         }
       }
-      if (left >= kLanes * full_) return TakeMixed<kId>(now, entry, full_, wanted, signature_);
+      if (left >= kLanes * full_) return TakeMixed<kId>(now, entry, full_, expected_, signature_);
     }
-    return TakeLanes<kId>(now, entry, end, full_, wanted, signature_, lanes);
+    return TakeLanes<kId>(now, entry, end, full_, expected_, signature_, run_.lanes);
   }
 
   Kind kind_;
@@ -86,6 +90,7 @@ class SectionTiles {
   SectionContext context_;
   size_t full_;
   SignatureBits<kId> signature_;
-  const uint8_t* expected_;
-  std::array<TileEntries, kMostIntervals> intervals_;
+  size_t tile_ = 0;
+  uint64_t expected_[kLanes] = {};  // signatures of the tile's full and valid entries
+  TileRun run_;
 };

@@ -16,17 +16,12 @@ void FoldGroupsByKernel(const TileRun& run, const TileLengths& lengths, double* 
                         const SectionContext& context) {
   constexpr const Form& kForm = kForms[kId];
   FoldRun fold;
-  fold.intervals = run.Intervals();
-  fold.busy = run.busy;
-  fold.busy_count = run.busy_count;
-  fold.busy_lanes = run.busy_lanes;
-  fold.whole = run.whole;
+  fold.tile = &run;
   fold.lengths = lengths;
   fold.groups_at = kForm.quadsets_at;
   fold.quadsets = kForm.quadsets;
   fold.tracked = kForm.tracked;
   fold.compute = context.fold.compute;
-  fold.first = run.first;
   fold.next = next;
   (kRule == QuadRule::kCurrent ? fold_kernels->fold_current : fold_kernels->fold_older)(fields,
                                                                                         fold);
@@ -56,9 +51,8 @@ void MergeByKernel(const TileRun& run, double* fields, SlotHead* heads,
     if (position % 2 != 0) merge.minima |= 1U << merge.words;
     merge.extremes[merge.words++] = (context.masks.out_mask & bit) != 0 ? extremes : nullptr;
   }
-  merge.intervals = run.Intervals();
+  merge.tile = &run;
   merge.words_at = kForm.size;
-  merge.first = run.first;
   for (size_t lane = 0; lane < run.lanes; ++lane) {
     ratios[0][lane] = heads[lane].ratio_maximum;
     ratios[1][lane] = heads[lane].ratio_minimum;
@@ -75,12 +69,12 @@ template <FormId kId, QuadRule kRule>
 void FoldGroupsOneByOne(const TileRun& run, Kind kind, size_t tile, const SectionContext& context) {
   constexpr const Form& kForm = kForms[kId];
   for (size_t lane = 0; lane < kLanes; ++lane) {
-    for (size_t i = 0; i < run.Count(); ++i) {
-      if (!run.IsValid(i, lane)) continue;
+    for (size_t i = 0; i < Count(run); ++i) {
+      if (!IsValid(run.of[i], lane)) continue;
       const SlotRef slot =
           OpenSlots::At(resource_sets[kind], static_cast<int32_t>(tile * kLanes + lane));
       SettleRates<kId, kRule>(slot);
-      const uint8_t* entry = run.EntryOf(i, lane);
+      const uint8_t* entry = EntryOf(run.of[i], lane);
       const bool compact = (run.of[i].compact >> lane & 1) != 0;
       FoldContext fold = context.fold;
       fold.first = run.first && i == 0;
@@ -104,8 +98,7 @@ void FoldTile(TileRun& run, Kind kind, size_t tile, const SectionContext& contex
   constexpr const Form& kForm = kForms[kId];
   const ResourceSet& set = resource_sets[kind];
   const auto left = static_cast<size_t>(set.entries) - tile * kLanes;
-  run.lanes = std::min(left, kLanes);
-  run.Look();
+  LookAt(run);
   auto* const heads = OpenSlots::Heads(set) + tile * kLanes;
   double* const fields = OpenSlots::Fields(set, static_cast<int32_t>(tile * kLanes));
   const size_t next = left > kLanes ? set.fields_per_slot * kLanes : 0;

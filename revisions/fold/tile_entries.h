@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -68,16 +69,20 @@ constexpr bool SignatureLiesTogether() {
   return (kForm.compact == kNone || inside(kForm.compact)) && inside(kForm.not_valid);
 }
 
+// A signature in which one byte of an entry, the one at `at`, is not 0.
+constexpr uint64_t SignatureByte(size_t at, uint8_t value) {
+  const size_t place = at - kAtSignature;
+  return uint64_t{value} << 8 * (std::endian::native == std::endian::little ? place : 7 - place);
+}
+// The signature of a full and valid entry.
 template <FormId kId>
-void PutSignature(uint8_t* signature, const uint8_t* key, size_t key_count, uint8_t flag) {
-  constexpr const Form& kForm = kForms[kId];
-  std::memset(signature, 0, 8);
-  if constexpr (kForm.compact != kNone) signature[kForm.compact - kAtSignature] = flag;
-  signature[kForm.not_valid - kAtSignature] = flag;
-  for (size_t i = 0; i < kForm.key.count; ++i) {
-    const size_t at = kForm.key.number ? size_t{kForm.key.at[0]} + i : size_t{kForm.key.at[i]};
-    if (i < key_count) signature[at - kAtSignature] = key[i];
+uint64_t SignatureOf(const uint8_t* key, size_t key_count) {
+  constexpr const KeyBytes& kKey = kForms[kId].key;
+  uint64_t signature = 0;
+  for (size_t i = 0; i < kKey.count; ++i) {
+    if (i < key_count) signature |= SignatureByte(kKey.at[i], key[i]);
   }
+  return signature;
 }
 
 inline uint64_t SignatureAt(const uint8_t* at) {
@@ -88,10 +93,10 @@ inline uint64_t SignatureAt(const uint8_t* at) {
 
 // Whether eight entries that follow each other have the signatures of a tile in the bits of `mask`,
 // but for `turned`.
-inline bool AreTile(const uint8_t* entry, size_t size, const uint8_t* expected, uint64_t mask,
+inline bool AreTile(const uint8_t* entry, size_t size, const uint64_t* expected, uint64_t mask,
                     uint64_t turned = 0) {
   const auto differ = [&](size_t i) {
-    return SignatureAt(entry + i * size + kAtSignature) ^ SignatureAt(expected + i * 8) ^ turned;
+    return SignatureAt(entry + i * size + kAtSignature) ^ expected[i] ^ turned;
   };
   // Of most tiles that are others the first entry is already another.
   if ((differ(0) & mask) != 0) return false;
@@ -111,24 +116,12 @@ struct SignatureBits {
   explicit SignatureBits(size_t key_count) {
     constexpr const Form& kForm = kForms[kId];
     constexpr uint8_t kAll[3] = {0xFF, 0xFF, 0xFF};
-    uint8_t signature[8];
-    PutSignature<kId>(signature, kAll, key_count, 0);
-    std::memcpy(&key, signature, 8);
-    constexpr int kCompact = kForm.compact - static_cast<int>(kAtSignature);
-    compact = kForm.compact == kNone ? 0 : ByteAt(kCompact, 0xFF);
-    one_if_compact = kForm.compact == kNone ? 0 : ByteAt(kCompact, 1);
-    not_valid = ByteAt(kForm.not_valid - static_cast<int>(kAtSignature), 0xFF);
+    key = SignatureOf<kId>(kAll, key_count);
+    compact = kForm.compact == kNone ? 0 : SignatureByte(kForm.compact, 0xFF);
+    one_if_compact = kForm.compact == kNone ? 0 : SignatureByte(kForm.compact, 1);
+    not_valid = SignatureByte(kForm.not_valid, 0xFF);
   }
   uint64_t All() const { return key | compact | not_valid; }
-
- private:
-  static uint64_t ByteAt(int at, uint8_t value) {
-    uint8_t bytes[8] = {};
-    bytes[at] = value;
-    uint64_t word;
-    std::memcpy(&word, bytes, 8);
-    return word;
-  }
 };
 
 // Takes the next eight entries if they lie as those of the same tile did in another interval, and
@@ -157,7 +150,7 @@ inline const uint8_t* TakeLike(TileEntries& tile, const TileEntries& other, cons
 // tile, whatever they are. Returns the first byte behind them, else null.
 template <FormId kId>
 const uint8_t* TakeMixed(TileEntries& tile, const uint8_t* entry, size_t full,
-                         const uint8_t* expected, const SignatureBits<kId>& signature) {
+                         const uint64_t* expected, const SignatureBits<kId>& signature) {
   constexpr const Form& kForm = kForms[kId];
   constexpr size_t kHead = kForm.compact == kNone ? kForm.size : kForm.head;
   const uint8_t* const first = entry;
@@ -165,7 +158,7 @@ const uint8_t* TakeMixed(TileEntries& tile, const uint8_t* entry, size_t full,
   unsigned compact = 0;
   unsigned not_valid = 0;
   for (size_t lane = 0; lane < kLanes; ++lane) {
-    const uint64_t here = SignatureAt(entry + kAtSignature) ^ SignatureAt(expected + lane * 8);
+    const uint64_t here = SignatureAt(entry + kAtSignature) ^ expected[lane];
     const bool is_compact = (here & signature.compact) != 0;
     const bool is_not_valid = (here & signature.not_valid) != 0;
     any |= here;
@@ -185,16 +178,16 @@ const uint8_t* TakeMixed(TileEntries& tile, const uint8_t* entry, size_t full,
 // The same for any room and for tiles of fewer lanes.
 template <FormId kId>
 const uint8_t* TakeLanes(TileEntries& tile, const uint8_t* entry, const uint8_t* end, size_t full,
-                         const uint8_t* expected, const SignatureBits<kId>& signature,
+                         const uint64_t* expected, const SignatureBits<kId>& signature,
                          size_t lanes) {
   constexpr const Form& kForm = kForms[kId];
   constexpr size_t kHead = kForm.compact == kNone ? kForm.size : kForm.head;
   static_assert(kHead >= kAtSignature + 8);
   PutNone(tile);
   const uint8_t* const first = entry;
-  for (size_t lane = 0; lane < lanes; ++lane, expected += 8) {
+  for (size_t lane = 0; lane < lanes; ++lane) {
     if (static_cast<size_t>(end - entry) < kHead) return nullptr;
-    const uint64_t differ = SignatureAt(entry + kAtSignature) ^ SignatureAt(expected);
+    const uint64_t differ = SignatureAt(entry + kAtSignature) ^ expected[lane];
     if ((differ & signature.key) != 0) return nullptr;
     const bool compact = (differ & signature.compact) != 0;
     const size_t size = compact ? kHead : full;
