@@ -30,13 +30,13 @@ size_t ReadAt(int64_t at, uint8_t* bytes, size_t size, int* error) {
 
 size_t piece_bytes = kPieceBytes;
 
-bool InputPiece::Get(int64_t at, size_t need, size_t more) {
+bool InputPiece::Get(int64_t at, size_t need, size_t most) {
   if (Holds(at, need)) return true;
   error_ = 0;
   const auto left = static_cast<uint64_t>(std::max<int64_t>(finfo.input_size - at, 0));
   if (need > left) return false;
   size_t kept = Holds(at, 0) ? static_cast<size_t>(End() - at) : 0;
-  size_t size = std::max<size_t>(need, std::min<uint64_t>(kept + more, left));
+  const size_t size = std::max<size_t>(need, std::min<uint64_t>(most, left));
   if (size > bytes_.capacity()) {
     kept = 0;
     bytes_.Reserve(size);

@@ -55,7 +55,7 @@ void FoldQuadsets(CacheSlot& slot, const uint8_t* entry, size_t from, size_t to)
 
 // The part that every revision has, and from 0x1F on the first quadsets: by key.
 void FoldByKey(const uint8_t* entry, int32_t position, bool quadsets) {
-  const int32_t index = FindIndex(kCache, entry + kKey, position);
+  const int32_t index = FindNext(resource_sets[kCache], kCache, entry + kKey, position, position);
   if (index < 0) return;
   CacheSlot& slot = OpenSlots::Caches()[index];
   const uint32_t interval = Load32(entry + kAtInterval);

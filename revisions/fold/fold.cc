@@ -133,19 +133,24 @@ bool ReadCacheSection(const RecordView& record, Kind /*kind*/, uint32_t offset, 
   return RW_Cache_Sta(kCacheRead, nullptr, const_cast<uint8_t*>(record.data + offset)) == 0;
 }
 
-// Whether all caches of a section are configured.
-bool CachesAreKnown(ResourceSet& set, const uint8_t* entry) {
+size_t SizeOfCaches(Kind kind) {
+  return CacheEntrySize() * static_cast<size_t>(resource_sets[kind].entries);
+}
+
+// Whether the caches of a section are those of the table.
+bool CachesAreKnown(const ResourceSet& set, const uint8_t* entry) {
   const size_t key_at = kForms[kCacheSta_0x19].key.at[0];
-  for (int32_t i = 0; i < set.entries; ++i, entry += CacheEntrySize()) {
-    if (ScanForKey(set, entry + key_at) < 0) return false;
+  const size_t size = CacheEntrySize();
+  for (int32_t i = 0; i < set.entries; ++i, entry += size) {
+    if (!KeyMatches(set, i, entry + key_at)) return false;
   }
   return true;
 }
 
 // Caches are few: those of a record lie in one piece.
 bool FoldCachesInStep(std::span<const SectionPlace> places, Kind kind) {
-  ResourceSet& set = resource_sets[kind];
-  const size_t size = static_cast<size_t>(set.entries) * CacheEntrySize();
+  const ResourceSet& set = resource_sets[kind];
+  const size_t size = SizeOfCaches(kind);
   const bool first_interval = finfo.first_interval;
   bool good = true;
   for (size_t i = 0; i < places.size() && good; ++i) {
@@ -156,10 +161,6 @@ bool FoldCachesInStep(std::span<const SectionPlace> places, Kind kind) {
   }
   finfo.first_interval = first_interval;
   return good;
-}
-
-size_t SizeOfCaches(Kind kind) {
-  return CacheEntrySize() * static_cast<size_t>(resource_sets[kind].entries);
 }
 
 uint8_t* PutCacheSection(uint8_t* out, Kind kind, int32_t /*from*/, int32_t /*to*/) {

@@ -21,6 +21,8 @@ uint8_t* PutTile(uint8_t* out, const ResourceSet& set, uint32_t mask, int32_t in
   PutRun run;
   run.quadsets = kForm.quadsets;
   run.tracked = kForm.tracked;
+  run.next = set.fields_per_slot * kLanes;
+  OpenSlots::Fetch(set, index + static_cast<int32_t>(kLanes));
   for (size_t lane = 0; lane < kLanes; ++lane) {
     run.time[lane] = OpenSlots::At(set, index + static_cast<int32_t>(lane)).head.time;
   }

@@ -86,12 +86,6 @@ void FoldGroupsOneByOne(const TileRun& run, Kind kind, size_t tile, const Sectio
   }
 }
 
-// Slots of large arrays come from beyond the caches: those of the next tile are on their way while
-// one is folded. The kernels do the same for fields.
-inline void FetchHeads(const SlotHead* heads, size_t count) {
-  for (size_t i = 0; i < count; ++i) __builtin_prefetch(heads + i, 1);
-}
-
 // Folds `run`, whose intervals are there, into the slots of a tile.
 template <FormId kId, QuadRule kRule>
 void FoldTile(TileRun& run, Kind kind, size_t tile, const SectionContext& context) {
@@ -102,7 +96,7 @@ void FoldTile(TileRun& run, Kind kind, size_t tile, const SectionContext& contex
   auto* const heads = OpenSlots::Heads(set) + tile * kLanes;
   double* const fields = OpenSlots::Fields(set, static_cast<int32_t>(tile * kLanes));
   const size_t next = left > kLanes ? set.fields_per_slot * kLanes : 0;
-  if (next != 0) FetchHeads(heads + kLanes, std::min(left - kLanes, kLanes));
+  OpenSlots::Fetch(set, static_cast<int32_t>((tile + 1) * kLanes));
   HeadRun folded;
   if (fold_kernels != nullptr && KernelsKnowHead<kId>(context.fold)) {
     FoldHeadsByKernel<kId>(run, folded, heads, context);
