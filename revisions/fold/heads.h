@@ -45,37 +45,14 @@ inline void LookAt(TileRun& run) {
 // Interval lengths of the run, 0 in lanes that do not count.
 using TileLengths = double[kMostIntervals][kLanes];
 
-template <FormId kId>
-void FoldHeads(const TileRun& run, TileLengths& lengths, SlotHead* heads,
-               const SectionContext& context) {
-  for (size_t lane = 0; lane < kLanes; ++lane) {
-    for (size_t i = 0; i < Count(run); ++i) {
-      lengths[i][lane] = 0;
-      const uint8_t* const entry = EntryOf(run.of[i], lane);
-      if (entry == kNoEntry.data()) continue;
-      FoldContext fold = context.fold;
-      fold.first = run.first && i == 0;
-      if (FoldHead<kId>(heads[lane], entry, fold)) lengths[i][lane] = Load32(entry + kAtInterval);
-    }
-  }
+// A flag in the third and fourth word of a head, the latter above: the vector kernels know no
+// others.
+constexpr uint64_t BitAt(const FlagBit& flag) {
+  return flag.at == kNone ? 0
+                          : uint64_t{flag.bit} << 8 * (3 - flag.at % 4 + (flag.at < 12 ? 0 : 4));
 }
-
-constexpr HeadBit BitAt(const FlagBit& flag) {
-  if (flag.at == kNone) return {};
-  return {flag.at >= 12, uint32_t{flag.bit} << 8 * (3 - flag.at % 4)};
-}
-
-// Places that the vector kernels know.
 constexpr bool IsInHead(const FlagBit& flag) {
   return flag.at == kNone || (flag.at >= 8 && flag.at < 16);
-}
-template <FormId kId>
-constexpr RatioPlace RatioPlaceOf() {
-  constexpr int kRatio = kForms[kId].ratio;
-  static_assert(kRatio == kNone || kRatio == 14 || kRatio == 16 || kRatio == 20);
-  if (kRatio == kNone) return RatioPlace::kNowhere;
-  if (kRatio == 14) return RatioPlace::kAt14;
-  return kRatio == 16 ? RatioPlace::kAt16 : RatioPlace::kAt20;
 }
 
 // Whether the vector kernels know all of the form's head.
@@ -109,7 +86,8 @@ void FoldHeadsByKernel(const TileRun& run, HeadRun& fold, SlotHead* heads,
                        const SectionContext& context) {
   constexpr const Form& kForm = kForms[kId];
   fold.tile = &run;
-  fold.ratio = RatioPlaceOf<kId>();
+  static_assert(kForm.ratio == kNone || kForm.ratio >= 14);
+  fold.ratio_at = kForm.ratio == kNone ? 0 : static_cast<size_t>(kForm.ratio);
   fold.always = kForm.ratio_flag.at == kNone;
   fold.track = context.fold.compute;
   fold.track_always = kForm.ratio_extremes_always;

@@ -57,26 +57,17 @@ struct MergeRun {
   uint32_t minima;       // bit n: word n is a minimum, else a maximum
 };
 
-// Where a head has its ratio, an unsigned 16-bit field.
-enum class RatioPlace : uint8_t { kNowhere, kAt14, kAt16, kAt20 };
-
-// A bit of a head: number of its 32-bit word, which is the second or third, and the bit's value in
-// it; 0 for none.
-struct HeadBit {
-  bool in_third;
-  uint32_t bit;
-};
-
 // The heads of eight slots: what of them is summed up.
 struct HeadRun {
   const TileRun* tile;
-  RatioPlace ratio;
+  size_t ratio_at;    // of the 16-bit ratio in a head, 14 or more; 0: there is none
   bool always;        // ratios are always present, else where the bit `there` is set
   bool track;         // ratios have extremes,
   bool track_always;  // whether they are present or not
-  HeadBit there;
-  HeadBit counted;
-  HeadBit sticky;
+  // Of the third word of a head and, above it, the fourth; 0: none.
+  uint64_t there;
+  uint64_t counted;
+  uint64_t sticky;
   double busy[8];  // sum of ratio x length / 10000
   double maximum[8];
   double minimum[8];

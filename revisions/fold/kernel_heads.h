@@ -9,9 +9,6 @@ namespace {
 QELPRF_INLINE Wide FlagsOf(const Group& head) {
   return NumberOf(head.word[2]) | head.word[3] << 32;
 }
-QELPRF_INLINE uint64_t FlagOf(const HeadBit& bit) {
-  return uint64_t{bit.bit} << (bit.in_third ? 32 : 0);
-}
 // Where the flag, which is not 0, is set.
 QELPRF_INLINE Masks AreSet(Wide flags, Wide flag) {
 #if QELPRF_WIDTH == 2
@@ -24,21 +21,24 @@ QELPRF_INLINE Masks AreSet(Wide flags, Wide flag) {
 #endif
 }
 
+// A ratio that ends the fourth word.
+constexpr size_t kRatioAtEnd = 14;
+
 template <bool kScattered>
 void FoldHeadIntervals(HeadRun& run) {
   // Taken out of the run once: it is written to in the loop, through pointers to its parts.
   const TileRun& tile = *run.tile;
   const size_t intervals = tile.count;
   const size_t step = tile.step;
-  const RatioPlace place = run.ratio;
+  const size_t ratio_at = run.ratio_at;
   const bool always = run.always;
   const bool track = run.track;
   const bool track_always = run.track_always;
   const bool first = run.tile->first;
   const bool whole = run.tile->whole;
-  const uint64_t there = FlagOf(run.there);
-  const uint64_t counts = FlagOf(run.counted);
-  const uint64_t sticks = FlagOf(run.sticky);
+  const uint64_t there = run.there;
+  const uint64_t counts = run.counted;
+  const uint64_t sticks = run.sticky;
   for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
     Wide time = {};
     Wide ratios = {};
@@ -62,12 +62,12 @@ void FoldHeadIntervals(HeadRun& run) {
       const Wide flags = FlagsOf(head);
       sticky |= flags;
       if (counts != 0) counted -= reinterpret_cast<Wide>(AreSet(flags, Wide{} + counts));
-      if (place == RatioPlace::kNowhere) continue;
+      if (ratio_at == 0) continue;
       Wide word = head.word[3];
-      if (place != RatioPlace::kAt14) {
-        const Group next =
-            LoadFrom<kScattered>(entries, step, lane, kGroupBytes, &TileEntries::entry);
-        word = (place == RatioPlace::kAt16 ? next.word[0] : next.word[1]) >> 16;
+      if (ratio_at != kRatioAtEnd) {
+        word =
+            LoadFrom<kScattered>(entries, step, lane, ratio_at - kRatioAtEnd, &TileEntries::entry)
+                .word[3];
       }
       const Doubles ratio = ToDoubles(WordOf(word & 0xFFFF));
       const Masks present = always ? valid : AreSet(flags, Wide{} + there);

@@ -38,12 +38,31 @@ class SectionTiles {
 
   // Takes the tile's entries as its interval `i`; returns the first byte behind them, or null if
   // these are other entries or end behind `end`.
-  const uint8_t* Take(size_t i, const uint8_t* entry, const uint8_t* end) {
-    if (run_.lanes == kLanes && static_cast<size_t>(end - entry) >= kLanes * full_ &&
-        AreTile(entry, full_, expected_, signature_.All())) {
-      return PutInLine(run_.of[i], entry, full_, false);
+  __attribute__((always_inline)) const uint8_t* Take(size_t i, const uint8_t* entry,
+                                                     const uint8_t* end) {
+    constexpr bool kCompacts = kForms[kId].compact != kNone;
+    constexpr size_t kHead = kForms[kId].head;
+    const auto left = static_cast<size_t>(end - entry);
+    const uint64_t all = signature_.All();
+    TileEntries& now = run_.of[i];
+    if (run_.lanes == kLanes) {
+      const bool room = left >= kLanes * full_;
+      if (room && AreTile(entry, full_, expected_, all)) {
+        return PutInLine(now, entry, full_, false);
+      }
+      // Resources mostly stay busy or idle.
+      if (i != 0 && run_.of[i - 1].step == 0 && left >= run_.of[i - 1].size) {
+        const uint8_t* const behind = TakeLike(now, run_.of[i - 1], entry, all);
+        if (behind != nullptr) return behind;
+      }
+      // Idle ones as a rule stand together, and are found without going from one to the next.
+      if (kCompacts && left >= kLanes * kHead &&
+          AreTile(entry, kHead, expected_, all, signature_.one_if_compact)) {
+        return PutInLine(now, entry, kHead, true);
+      }
+      if (room) return TakeMixed<kId>(now, entry, full_, expected_, signature_);
     }
-    return TakeOther(i, entry, end);
+    return TakeLanes<kId>(now, entry, end, full_, expected_, signature_, run_.lanes);
   }
   // Takes one entry as the only interval of its slot's tile.
   void TakeOne(int32_t slot, const uint8_t* entry, bool compact) {
@@ -61,30 +80,6 @@ class SectionTiles {
   }
 
  private:
-  // Take, of what is not eight full and valid entries.
-  const uint8_t* TakeOther(size_t i, const uint8_t* entry, const uint8_t* end) {
-    const auto left = static_cast<size_t>(end - entry);
-    const uint64_t all = signature_.All();
-    TileEntries& now = run_.of[i];
-    if (run_.lanes == kLanes) {
-      // Resources mostly stay busy or idle.
-      if (i != 0 && run_.of[i - 1].step == 0 && left >= run_.of[i - 1].size) {
-        const uint8_t* const behind = TakeLike(now, run_.of[i - 1], entry, all);
-        if (behind != nullptr) return behind;
-      }
-      // Idle ones as a rule stand together, and are found without going from one to the next.
-      if constexpr (kForms[kId].compact != kNone) {
-        constexpr size_t kHead = kForms[kId].head;
-        if (left >= kLanes * kHead &&
-            AreTile(entry, kHead, expected_, all, signature_.one_if_compact)) {
-          return PutInLine(now, entry, kHead, true);
-        }
-      }
-      if (left >= kLanes * full_) return TakeMixed<kId>(now, entry, full_, expected_, signature_);
-    }
-    return TakeLanes<kId>(now, entry, end, full_, expected_, signature_, run_.lanes);
-  }
-
   Kind kind_;
   const ResourceSet& set_;
   SectionContext context_;

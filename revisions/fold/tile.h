@@ -64,20 +64,25 @@ void MergeByKernel(const TileRun& run, double* fields, SlotHead* heads,
   }
 }
 
-// The same without kernels.
+// One entry after the other: heads that the kernels do not know; without kernels all that entries
+// have.
 template <FormId kId, QuadRule kRule>
-void FoldGroupsOneByOne(const TileRun& run, Kind kind, size_t tile, const SectionContext& context) {
+void FoldOneByOne(const TileRun& run, TileLengths& lengths, const ResourceSet& set, size_t tile,
+                  const SectionContext& context) {
   constexpr const Form& kForm = kForms[kId];
   for (size_t lane = 0; lane < kLanes; ++lane) {
     for (size_t i = 0; i < Count(run); ++i) {
-      if (!IsValid(run.of[i], lane)) continue;
-      const SlotRef slot =
-          OpenSlots::At(resource_sets[kind], static_cast<int32_t>(tile * kLanes + lane));
-      SettleRates<kId, kRule>(slot);
-      const uint8_t* entry = EntryOf(run.of[i], lane);
-      const bool compact = (run.of[i].compact >> lane & 1) != 0;
+      lengths[i][lane] = 0;
+      const uint8_t* const entry = EntryOf(run.of[i], lane);
+      if (entry == kNoEntry.data()) continue;
+      const SlotRef slot = OpenSlots::At(set, static_cast<int32_t>(tile * kLanes + lane));
       FoldContext fold = context.fold;
       fold.first = run.first && i == 0;
+      if (!FoldHead<kId>(slot.head, entry, fold)) continue;
+      lengths[i][lane] = Load32(entry + kAtInterval);
+      if (fold_kernels != nullptr) continue;
+      const bool compact = (run.of[i].compact >> lane & 1) != 0;
+      SettleRates<kId, kRule>(slot);
       FoldGroups<kId, kRule>(slot, entry, compact ? kNoEntry.data() : entry + kForm.quadsets_at,
                              fold);
       if (compact || context.words_size == 0) continue;
@@ -101,12 +106,9 @@ void FoldTile(TileRun& run, Kind kind, size_t tile, const SectionContext& contex
   if (fold_kernels != nullptr && KernelsKnowHead<kId>(context.fold)) {
     FoldHeadsByKernel<kId>(run, folded, heads, context);
   } else {
-    FoldHeads<kId>(run, folded.lengths, heads, context);
+    FoldOneByOne<kId, kRule>(run, folded.lengths, set, tile, context);
   }
-  if (fold_kernels == nullptr) {
-    FoldGroupsOneByOne<kId, kRule>(run, kind, tile, context);
-    return;
-  }
+  if (fold_kernels == nullptr) return;
   if constexpr (kForm.quadsets != 0) {
     FoldGroupsByKernel<kId, kRule>(run, folded.lengths, fields, next, context);
   }

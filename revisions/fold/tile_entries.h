@@ -70,8 +70,8 @@ constexpr bool SignatureLiesTogether() {
 }
 
 // A signature in which one byte of an entry, the one at `at`, is not 0.
-constexpr uint64_t SignatureByte(size_t at, uint8_t value) {
-  const size_t place = at - kAtSignature;
+constexpr uint64_t SignatureByte(int at, uint8_t value) {
+  const int place = at - static_cast<int>(kAtSignature);
   return uint64_t{value} << 8 * (std::endian::native == std::endian::little ? place : 7 - place);
 }
 // The signature of a full and valid entry.
