@@ -37,8 +37,8 @@ const char* ReasonOf(FrameFault fault) {
   return "";
 }
 
-// The window is to hold so many records like the last one, or several times as many: they are folded
-// together, and what is left of a window would be folded alone.
+// The window is to hold so many records like the last one, or several times as many: they are
+// folded together, and what is left of a window would be folded alone.
 constexpr size_t kRecordsAhead = 10;
 
 InputPiece window;

@@ -70,12 +70,12 @@ template <FormId kId, QuadRule kRule>
 void FoldOneByOne(const TileRun& run, TileLengths& lengths, const ResourceSet& set, size_t tile,
                   const SectionContext& context) {
   constexpr const Form& kForm = kForms[kId];
-  for (size_t lane = 0; lane < kLanes; ++lane) {
+  std::memset(lengths, 0, Count(run) * sizeof lengths[0]);
+  for (size_t lane = 0; lane < run.lanes; ++lane) {
+    const SlotRef slot = OpenSlots::At(set, static_cast<int32_t>(tile * kLanes + lane));
     for (size_t i = 0; i < Count(run); ++i) {
-      lengths[i][lane] = 0;
       const uint8_t* const entry = EntryOf(run.of[i], lane);
       if (entry == kNoEntry.data()) continue;
-      const SlotRef slot = OpenSlots::At(set, static_cast<int32_t>(tile * kLanes + lane));
       FoldContext fold = context.fold;
       fold.first = run.first && i == 0;
       if (!FoldHead<kId>(slot.head, entry, fold)) continue;

@@ -1,5 +1,4 @@
-// The slots themselves, whatever may be pending for them: for those who provide them and those who
-// fold into them. Everybody else reads settled slots (revisions/fold/settled.h).
+// The memory of slots: for those who provide them, fold into them and put them.
 #pragma once
 
 #include <algorithm>
@@ -26,7 +25,6 @@ struct OpenSlots {
   static SlotRef At(const ResourceSet& set, int32_t index) {
     return {Heads(set)[index], Fields(set, index), set.quadsets};
   }
-  // Nothing is ever pending for cache modules.
   static CacheSlot* Caches() { return reinterpret_cast<CacheSlot*>(Bytes(resource_sets[kCache])); }
 
   static void Provide(ResourceSet& set);
