@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -64,6 +65,10 @@ class MadeLog {
   // Keys of entries of logical and physical disks instead of their own, by record and place.
   std::map<std::pair<int, int>, uint8_t> logical, physical;
   Bytes padding;  // behind the sections of each statistics record
+  // Whether what is compact or not valid is so in all records, but for the entries at these records
+  // and places, which are compact where others are not.
+  bool steady = false;
+  std::set<std::pair<int, int>> turned;
 
  private:
   Bytes Structure() const {
@@ -90,7 +95,7 @@ class MadeLog {
         const bool by_position = revision_ >= 0x1D && (kind == kHp || kind == kRp || kind == kMp);
         const bool stranger = strangers_ != 0 && !by_position && figures_.OneIn(strangers_);
         const uint8_t usual = stranger ? StrangerIn(kind) : key;
-        record.Add(kind, Entry(kind, KeyInstead(kind, i, key - 1, usual)));
+        record.Add(kind, Entry(kind, KeyInstead(kind, i, key - 1, usual), i, key - 1));
       }
     }
     if (revision_ >= 0x18) {
@@ -117,7 +122,7 @@ class MadeLog {
     return found != keys.end() ? found->second : usual;
   }
 
-  Bytes Entry(Kind kind, uint8_t key) {
+  Bytes Entry(Kind kind, uint8_t key, int record, int place) {
     Bytes entry = PlainEntry(revision_, kind, key, 1 + figures_.Below(3) * 1000);
     entry.U32(0, figures_.Next());
     if (kind == kCache) return entry;
@@ -126,10 +131,13 @@ class MadeLog {
       entry.Quad(static_cast<size_t>(facts.quads_at + 16 * k), figures_.Next(), figures_.Next(),
                  figures_.Next(), figures_.Next());
     }
-    if (figures_.OneIn(12)) entry.U8(static_cast<size_t>(facts.not_valid), 1);
+    const bool not_valid = steady ? place == 3 : figures_.OneIn(12);
+    if (not_valid) entry.U8(static_cast<size_t>(facts.not_valid), 1);
     const std::vector<KindFacts> kinds = KindsOf(revision_);
     const int head = FindKind(kinds, kind)->head;
-    if (head == 0 || !figures_.OneIn(5)) return entry;
+    if (head == 0) return entry;
+    const bool usual = steady ? place == 2 || place == 5 : figures_.OneIn(5);
+    if (usual == turned.contains({record, place})) return entry;
     return entry.U8(static_cast<size_t>(facts.compact), 1).Part(0, static_cast<size_t>(head));
   }
 

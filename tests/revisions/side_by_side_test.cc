@@ -134,6 +134,26 @@ INSTANTIATE_TEST_SUITE_P(Revisions, SideBySideDamaged,
                          ::testing::Values(0x10, 0x12, 0x13, 0x16, 0x1A, 0x1D, 0x21),
                          SideBySideName);
 
+// Entries that are compact and not valid where those of the record before were: one of another
+// resource among them, or one that is compact where it was not.
+TEST_P(SideBySideDamaged, NoEntryIsTakenForThatOfTheRecordBefore) {
+  for (const int record : {2, 9, 11}) {
+    for (const int place : {0, 4, 7}) {
+      SCOPED_TRACE(std::to_string(record) + ", " + std::to_string(place));
+      MadeLog other(GetParam(), 50);
+      other.steady = true;
+      for (auto* keys : {&other.logical, &other.physical}) (*keys)[{record, place}] = 2;
+      Compare(other.Make());
+      MadeLog turned(GetParam(), 51);
+      turned.steady = true;
+      turned.turned = {{record, place}};
+      Compare(turned.Make());
+      if (HasFatalFailure()) return;
+    }
+  }
+  EXPECT_EQ(broken_, 0);
+}
+
 TEST_P(SideBySideDamaged, DamageAtEverySectionOfEveryRecord) {
   MadeLog made(GetParam(), 1);
   const std::string log = made.Make();
