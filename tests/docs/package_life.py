@@ -97,7 +97,9 @@ def alike(line):
 
 def against_transcript(root, transcript, write):
     page, shown = life(root)
-    printed = {step.name: step for step in steps_of(Path(transcript).read_text(encoding="utf-8").split("\n"))}
+    # A progress line of dpkg goes back to its beginning.
+    text = Path(transcript).read_bytes().decode("utf-8").replace("\r", "")
+    printed = {step.name: step for step in steps_of(text.split("\n"))}
     complaints = []
     for step in reversed(shown):
         there = {command.text: command.printed for command in printed[step.name].commands()} \

@@ -9,8 +9,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -53,9 +53,10 @@ inline std::vector<size_t> SlotsOf(uint8_t revision) {
 inline bool LimitMemory() {
 #ifndef __SANITIZE_ADDRESS__
   constexpr rlim_t kRoom = rlim_t{256} << 20;
-  std::ifstream statm("/proc/self/statm");
-  rlim_t pages = 0;
-  statm >> pages;
+  unsigned long pages = 0;
+  FILE* const statm = fopen("/proc/self/statm", "r");
+  if (statm == nullptr || fscanf(statm, "%lu", &pages) != 1) return false;
+  fclose(statm);
   const rlimit limit = {pages * 4096 + kRoom, pages * 4096 + kRoom};
   return setrlimit(RLIMIT_AS, &limit) == 0;
 #else
