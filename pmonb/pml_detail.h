@@ -1,5 +1,6 @@
 // Detail codes of the pruning. They have a form of their own, not that of the archiver's messages,
-// and reach the operator in trace lines only. And what calls that need an argument return without it.
+// and reach the operator in trace lines only. And what calls that need an argument return without
+// it.
 #pragma once
 
 #include <cstdint>
