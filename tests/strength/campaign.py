@@ -97,7 +97,7 @@ class Campaign:
     def run(self, bench, numbers):
         for number in numbers:
             mutant = self.mutants[number]
-            verdict = bench.trial(mutant)
+            verdict = bench.trial(number, mutant)
             self.enter(number, verdict)
             print(f'{number:4} {verdict.result:12} {verdict.seconds:5.0f} s  {mutant.path}:{mutant.line + 1} '
                   f'{mutant.kind}{": " if verdict.by else ""}{verdict.by}', flush=True)

@@ -37,7 +37,6 @@ class CheckoutCopy:
         self.build = os.path.join(self.tree, 'build')
         self.jobs = jobs
         self.suites = {}
-        self.starting = set()
         self.environment = dict(os.environ, CCACHE_READONLY='1', TMPDIR='/tmp')
         self.mounts = []  # (what, where), besides the copy itself
 
@@ -109,7 +108,7 @@ class CheckoutCopy:
         return found[1][:100] if found else f'status {status}'
 
     def find_files(self, left_out):
-        """The suites of each file of tests, and which of the files start programs."""
+        """The suites of each file of tests."""
         self.run(['build/bin/qelprfarc_tests', '--gtest_list_tests', '--gtest_output=json:build/list.json'], 300)
         with open(os.path.join(self.build, 'list.json')) as file:
             suites = json.load(file)['testsuites']
@@ -118,26 +117,19 @@ class CheckoutCopy:
             file = os.path.relpath(suite['testsuite'][0]['file'], os.path.join(self.root, 'tests'))
             if not re.search(left_out, f'{file} {suite["name"]}'):
                 self.suites[file].append(suite['name'])
-        deps = subprocess.run(['ninja', '-C', self.build, '-t', 'deps'], stdout=subprocess.PIPE,
-                              check=True).stdout.decode()
-        for entry in deps.split('\n\n'):
-            file = entry.split(':')[0].removeprefix('CMakeFiles/qelprfarc_tests.dir/tests/').removesuffix('.o')
-            if file in self.suites and 'tests/support/process.h' in entry:
-                self.starting.add(file)
-        if 'CMakeFiles/qelprfarc_tests.dir/Unity/' in deps:
-            self.starting = set(self.suites)  # files compiled together: nobody knows which of them does
 
-    def test(self, file, seconds, wall, options=(), memory=MEMORY):
-        """True: all of a file pass; otherwise the first test that failed, or what ended the process."""
+    def test(self, files, seconds, wall, options=(), memory=MEMORY):
+        """True: all of the files pass; otherwise the first test that failed, or what ended the process."""
         path = os.path.join(self.build, 'test.log')
         with open(path, 'wb') as log:
             status = self.run(['build/bin/qelprfarc_tests', '--gtest_brief=1', *options,
-                               '--gtest_filter=' + ':'.join(f'{name}.*' for name in self.suites[file])],
+                               '--gtest_filter=' + ':'.join(
+                                   f'{name}.*' for file in files for name in self.suites[file])],
                               wall, log, seconds, memory)
         if status == 0:
             return True
         if status is None:
-            return f'time ({file})'
+            return f'time ({" ".join(files)})'
         with open(path, errors='replace') as log:
             found = re.search(r'\[  FAILED  \] ([^\s,]+)', log.read())
-        return found[1] if found else f'status {status} ({file})'
+        return found[1] if found else f'status {status} ({" ".join(files)})'

@@ -10,6 +10,10 @@ COMPARISONS = {'<': ('<=', '>'), '<=': ('<', '>='), '>': ('>=', '<'), '>=': ('>'
                '==': ('!=',), '!=': ('==',)}
 OTHER = {'&&': '||', '||': '&&', '+': '-', '-': '+', '+=': '-=', '-=': '+=', 'true': 'false',
          'false': 'true'}
+# As mutants.h calls them.
+OP = {old: f'mutants::k{name}' for old, name in (
+    ('<', 'Less'), ('<=', 'LessEqual'), ('>', 'More'), ('>=', 'MoreEqual'), ('==', 'Equal'), ('!=', 'Unequal'),
+    ('+', 'Plus'), ('-', 'Minus'), ('+=', 'Plus'), ('-=', 'Minus'))}
 NUMBER = re.compile(r"(?<![\w.'])(0[xX][0-9A-Fa-f']+|\d[\d']*)([uUlL]*)(?![\w.'])")
 CALL = re.compile(r'(?:static_cast<void>\()?(?:::)?[A-Za-z_][\w:]*(?:(?:\.|->)\w+)*\(.*\);$')
 NOT_CODE = ('#', 'static_assert', 'using ', 'namespace', 'template', 'extern ', 'friend ')
@@ -45,39 +49,41 @@ def closing(text, at):
     return -1
 
 
-def changes(line, table):
-    """(kind, the line changed) for each fault that fits. `table`: the line is a row of a table."""
+def faults(line, table):
+    """(kind, start, end, new text) for each fault that fits. `table`: the line is a row of a table."""
     text = masked(line)
     if not text.strip() or text.strip().startswith(NOT_CODE):
         return
-
-    def put(kind, start, end, new):
-        return kind, line[:start] + new + line[end:]
-
     for match in re.finditer(r' (<=|>=|==|!=|<|>) ', text):
         for other in COMPARISONS[match[1]]:
-            yield put('comparison', *match.span(1), other)
+            yield 'comparison', *match.span(1), other
     for match in re.finditer(r' (&&|\|\|) ', text):
-        yield put('connective', *match.span(1), OTHER[match[1]])
+        yield 'connective', *match.span(1), OTHER[match[1]]
     for match in re.finditer(r' (\+|-|\+=|-=) ', text):
-        yield put('arithmetic', *match.span(1), OTHER[match[1]])
+        yield 'arithmetic', *match.span(1), OTHER[match[1]]
     for match in NUMBER.finditer(text):
         digits = match[1].replace("'", '')
         base, form = (16, '0x%x') if 'x' in digits.lower() else (8, '0%o') if digits[0] == '0' != digits else (10, '%d')
         for other in (int(digits, base) + 1, int(digits, base) - 1):
             if other >= 0:
                 new = '0' if other == 0 else form % other
-                yield put('table cell' if table else 'constant', *match.span(1), new)
+                yield 'table cell' if table else 'constant', *match.span(1), new
     for match in re.finditer(r'\b(true|false)\b', text):
-        yield put('table cell' if table else 'truth value', *match.span(1), OTHER[match[1]])
+        yield 'table cell' if table else 'truth value', *match.span(1), OTHER[match[1]]
     for match in re.finditer(r'\b(?:if|while) (?:constexpr )?\(', text):
         start = match.end() - 1
         end = closing(text, start)
         if end > 0 and ';' not in text[start:end]:
-            yield put('condition', start, end + 1, '(!' + line[start:end + 1] + ')')
+            yield 'condition', start, end + 1, '(!' + line[start:end + 1] + ')'
     statement = re.match(r'\s*(?:if \(.*\) |else )?', text).end()
     if CALL.match(text[statement:]) and text.startswith(' '):
-        yield put('call left out', statement, len(text), '{}')
+        yield 'call left out', statement, len(text), '{}'
+
+
+def changes(line, table):
+    """(kind, the line changed) for each fault that fits."""
+    for kind, start, end, new in faults(line, table):
+        yield kind, line[:start] + new + line[end:]
 
 
 def mutants_of(path, source):
@@ -101,19 +107,66 @@ def find(mutant, source):
 
 
 def planted(mutant, source):
-    """The source with the mutant, or None. What the compiler says of the fault's style is no verdict."""
+    """The source with the mutant, or None."""
     lines = source.split('\n')
     number = find(mutant, source)
     if number is None:
         return None
     lines[number] = mutant.after
-    quiet = ' '.join(f'_Pragma("GCC diagnostic ignored \\"-W{name}\\"")' for name in QUIET)
-    return quiet + '\n' + '\n'.join(lines)
+    return '\n'.join(lines)
 
 
-QUIET = ('unused', 'unused-function', 'unused-variable', 'unused-parameter', 'unused-but-set-variable',
-         'unused-const-variable', 'type-limits', 'empty-body', 'parentheses', 'conversion', 'sign-compare',
-         'sign-conversion', 'int-in-bool-context', 'return-type', 'array-bounds', 'stringop-overflow',
-         'maybe-uninitialized', 'uninitialized', 'logical-not-parentheses', 'bool-compare', 'overflow',
-         'stringop-overread', 'format-truncation', 'shift-count-overflow', 'aggressive-loop-optimizations',
-         'tautological-compare', 'bool-operation', 'narrowing', 'address', 'restrict')
+def expression_around(text, at):
+    """Where the expression around `at` begins and ends, down to what binds it less than && and ||; None: on
+    another line."""
+    def ends(here):
+        return text[here] in ';,?' or re.match(r' [-+|&]?= |return |(?<!:): ', text[here:])
+
+    def outwards(places, opens, closes):
+        depth = 0
+        for here in places:
+            if text[here] in closes:
+                depth += 1
+            elif text[here] in opens:
+                depth -= 1
+            if depth < 0 or depth == 0 and ends(here):
+                return here
+        return None
+
+    before = outwards(range(at - 1, -1, -1), '([{', ')]}')
+    end = outwards(range(at, len(text)), ')]}', '([{')
+    if before is None or end is None:
+        return None
+    word = re.match(r' [-+|&]?= |return |.', text[before:])
+    return before + word.end(), end
+
+
+def switched(mutant, number):
+    """The line with both, the original and the fault, of which Mutant(number) chooses when it runs; None: it
+    cannot be written so. See mutants.h."""
+    line = mutant.before
+    for kind, start, end, new in faults(line, '/layout/' in mutant.path):
+        if kind == mutant.kind and line[:start] + new + line[end:] == mutant.after:
+            break
+    else:
+        return None
+    old, head, tail = line[start:end], line[:start], line[end:]
+    if kind == 'comparison':
+        word = '==' if old in ('==', '!=') else '<='
+        return f'{head}{word} mutants::Op<{number}, {OP[old]}, {OP[new]}>{{}} {word}{tail}'
+    if kind == 'arithmetic':
+        word = '+=' if '=' in old else '+'
+        return f'{head}{word} mutants::Op<{number}, {OP[old]}, {OP[new]}>{{}} {word}{tail}'
+    if kind == 'connective':
+        around = expression_around(masked(line).ljust(len(line)), start)
+        if around is None:
+            return None
+        first, last = around
+        both = [line[first:last], line[first:start] + new + line[end:last]]
+        return f'{line[:first]}(Mutant({number}) ? ({both[1]}) : ({both[0]})){line[last:]}'
+    if kind == 'condition':
+        return f'{head}(Mutant({number}) != static_cast<bool>{old}){tail}'
+    if kind == 'call left out':
+        return f'{head}{{ if (!Mutant({number})) {old} }}{tail}'
+    suffix = re.match(r'[uUlL]*', tail)[0]
+    return f'{head}(Mutant({number}) ? {new}{suffix} : {old}{suffix}){tail[len(suffix):]}'

@@ -6,6 +6,7 @@ It excuses the line behind it, and when that opens a block, the block. Without a
 of which everything is reached, it is a mistake. Functions that only the compiler calls (constexpr, and
 never executed), conditions that it decides, and what a switch does with a value that its type has no name
 for are nobody's to reach."""
+import bisect
 import collections
 import os
 import re
@@ -94,12 +95,18 @@ def lines_of(exported):
 
 
 def branches_of(exported):
-    """[times true, times false] of every condition; the instances of a template are one."""
+    """[times true, times false] of every condition; the instances of a template are one. What is executed and
+    has neither outcome the compiler decided, in each of them."""
     sides = collections.defaultdict(lambda: [0, 0])
     for line, column, _, _, taken, other, *_ in exported['branches']:
         sides[line, column][0] += taken
         sides[line, column][1] += other
-    return dict(sides)
+    starts = [tuple(segment[:2]) for segment in exported['segments']]
+
+    def executed(at):
+        segment = bisect.bisect_right(starts, at) - 1
+        return segment >= 0 and exported['segments'][segment][2] > 0
+    return {at: count for at, count in sides.items() if any(count) or not executed(at)}
 
 
 def compiled_only(functions, sources):
