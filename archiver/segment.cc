@@ -77,7 +77,7 @@ bool ReadCapacity() {
   int32_t override_value = 0;
   // Not reached: the PML directory lies behind both and has been read.
   if (!ReadField(kSegVolumeCapacity, &configured)) return false;
-  // Not reached: likewise.
+  // Not reached: the directory lies behind it, too.
   if (!ReadField(kSegCapacityOverride, &override_value)) return false;
   if (override_value >= 1) {
     arcdelinfo.capacity = override_value;
@@ -152,7 +152,7 @@ bool ReadConfiguration() {
       break;
     case SegmentVerdict::kNotAttached:
       return SystemCallFailed("shmat", kDetShmat);
-    // Not reached: see ReadSegment.
+    // Not reached: what is attached can be detached.
     case SegmentVerdict::kNotDetached:
       return SystemCallFailed("shmdt", kDetShmdt);
     case SegmentVerdict::kRefused:

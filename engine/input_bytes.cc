@@ -34,6 +34,7 @@ bool InputPiece::Get(int64_t at, size_t need, size_t most) {
   if (Holds(at, need)) return true;
   error_ = 0;
   const auto left = static_cast<uint64_t>(std::max<int64_t>(finfo.input_size - at, 0));
+  // Not reached: of an input nothing but records is asked for, which lie within it.
   if (need > left) return false;
   size_t kept = Holds(at, 0) ? static_cast<size_t>(End() - at) : 0;
   const size_t size = std::max<size_t>(need, std::min<uint64_t>(most, left));

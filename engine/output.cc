@@ -182,6 +182,8 @@ bool OpenNewOutput() {
 bool OpenSequel() {
   SetSequelNames();
   const bool created = CreateAtPath(kDetOpenSequel);
+  // Not reached: names that lead to one archive lead to the same sequels, so the second is refused
+  // before.
   if (!created) LeaveGroup();
   return created;
 }

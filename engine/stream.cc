@@ -21,21 +21,10 @@ namespace {
 
 constexpr uint32_t kDetTell = 0x03030001;
 
-const char* ReasonOf(FrameFault fault) {
-  switch (fault) {
-    case FrameFault::kUnknownTag:
-      return "unknown record tag";
-    case FrameFault::kBelowHeader:
-      return "record length below 12";
-    case FrameFault::kPastEnd:
-      return "record longer than the file";
-    case FrameFault::kBelowFixed:
-      return "record shorter than its fixed part";
-    case FrameFault::kSound:
-      break;
-  }
-  return "";
-}
+// By the numbers of FrameFault.
+constexpr const char* kReasons[] = {"", "unknown record tag", "record length below 12",
+                                    "record longer than the file",
+                                    "record shorter than its fixed part"};
 
 // The window is to hold so many records like the last one, or several times as many: they are
 // folded together, and what is left of a window would be folded alone.
@@ -123,7 +112,7 @@ void ReadNextRec() {
   const Frame frame = FrameAt(InputBytes(position, kRecordHeaderSize), position);
   NoteRecord(position, frame);
   if (frame.fault != FrameFault::kSound) {
-    BrokenRecord(ReasonOf(frame.fault));
+    BrokenRecord(kReasons[static_cast<size_t>(frame.fault)]);
     return;
   }
   const Dispatch& dispatch = DispatchOf(finfo.revision);

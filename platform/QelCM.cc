@@ -62,6 +62,7 @@ class Line {
 void MakeParentDirectories(const char* path) {
   char directory[kLongestPath];
   const size_t length = strlen(path);
+  // Not reached: paths come from buffers that are no larger.
   if (length >= sizeof directory) return;
   memcpy(directory, path, length + 1);
   for (char* end = strchr(directory + 1, '/'); end != nullptr; end = strchr(end + 1, '/')) {

@@ -44,7 +44,8 @@ PmlVerdict DecideByLimit(const PmlWork& work) {
 
 PmlVerdict ReportHeadroom(const PmlWork& work) {
   const PmlDelParam& param = *work.param;
-  return {false, Headroom(param) <= param.margin ? kPmlNoHeadroom : kPmlDone};
+  const int result = Headroom(param) <= param.margin ? kPmlNoHeadroom : kPmlDone;
+  return {false, result};
 }
 
 PmlVerdict Decide(const PmlWork& work) {

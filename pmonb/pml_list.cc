@@ -83,7 +83,8 @@ bool ListDirectory(PmlWork& work, PmlDirEntry& dir, uint32_t number) {
   if (!directory.is_open()) {
     // What is gone holds no logs. Of what cannot be read nobody knows: its logs may be the oldest,
     // and in their place newer ones of other directories would go.
-    return errno == ENOENT || PmlFailure(work, kPmlDetListOpen, "opendir", errno);
+    if (errno == ENOENT) return true;
+    return PmlFailure(work, kPmlDetListOpen, "opendir", errno);
   }
   dir.opened = 1;
   while (work.listed < work.param->file_count) {

@@ -119,6 +119,7 @@ void Append(const char* part, LogText& text) {
 
 void FormatLogText(const MessageRow& row, const ArcErrInfo& info, LogText& text) {
   const char* place = strstr(row.log, "%s");
+  text[0] = '\0';
   switch (row.log_form) {
     case LogForm::kCall:
       snprintf(text, sizeof text, "%s func=%s errno=%d detcode=%08x", row.log, info.func, info.err,
@@ -136,8 +137,8 @@ void FormatLogText(const MessageRow& row, const ArcErrInfo& info, LogText& text)
     case LogForm::kDetail:
       snprintf(text, sizeof text, "%s detcode=%08x", row.log, info.detcode);
       break;
+    // Not reached: asked for log texts alone.
     case LogForm::kNone:
-      text[0] = '\0';
       break;
   }
 }

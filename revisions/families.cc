@@ -59,7 +59,6 @@ void ForgetItemCounts() {
 void ForgetConfiguration() {
   DropSets();
   DropItemBlocks();
-  ForgetStructure();
 }
 
 void FreeResources() {

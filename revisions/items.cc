@@ -111,6 +111,8 @@ bool FoldWaitTimes(ItemBlock& block, const uint8_t* elements, uint32_t count, do
   int32_t expected = 0;
   for (uint32_t i = 0; i < count; ++i, elements += block.row->element) {
     const int32_t slot = FindNext(set, kLd, elements, static_cast<int32_t>(i), expected);
+    // Not reached: where there are wait times, a disk that no table has goes to where the search
+    // before it ended.
     if (slot < 0) return false;
     expected = slot + 1;
     const auto at = static_cast<size_t>(slot);
@@ -263,6 +265,7 @@ bool TakeItem(const ItemRow& row, const uint8_t* item, size_t size) {
   block->carried = Load16(item + kItemCarried);
   block->taken = 1;
   if (row.written == Written::kNamed) {
+    // Not reached: of the last, as above.
     return elements == nullptr || FoldWaitTimes(*block, elements, count, interval);
   }
   if (elements != nullptr) StoreElements(*block, elements, count);

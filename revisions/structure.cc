@@ -41,9 +41,9 @@ struct StructureRecord {
 };
 StructureRecord structure;
 
-// Counts of the record that is in force, for comparison with the next one.
+// Counts of the record that is in force (structure_revision tells whether there is one), for
+// comparison with the next one.
 struct HeldCounts {
-  bool valid;
   std::array<uint16_t, kMaxLists> lists;
   std::array<uint16_t, kBasicCounts.size()> basic;
 };
@@ -87,7 +87,7 @@ bool HasWaitTimes() {
 }
 
 bool CountsAreHeld() {
-  if (!held.valid || structure_revision != finfo.revision) return false;
+  if (structure_revision != finfo.revision) return false;
   for (size_t i = 0; i < Layout().list_count; ++i) {
     if (structure.descriptors[i].count != held.lists[i]) return false;
   }
@@ -104,7 +104,6 @@ void HoldCounts() {
   for (size_t i = 0; i < kBasicCounts.size(); ++i) {
     held.basic[i] = Load16(structure.basic + kBasicCounts[i]);
   }
-  held.valid = true;
 }
 
 // True when a day archive in progress holds this configuration already. Otherwise the continuation
@@ -216,7 +215,6 @@ void NoteVariableParts() {
 
 // Takes the record at hand into the resource sets. False: broken, reported; nothing is held then.
 bool TakeStructure() {
-  ForgetStructure();
   DropSets();
   for (size_t i = 0; i < Layout().list_count; ++i) {
     if (!LocateList(i)) return false;
@@ -249,7 +247,6 @@ void StartSets() {
 // Skips the record at hand, or takes and writes it.
 void DecideOnStructure() {
   if (!DecodeHeader()) {
-    ForgetStructure();
     DropSets();
     return;
   }
@@ -270,7 +267,7 @@ void DecideOnStructure() {
 // Whether the entries of a list are written.
 bool IsWritten(size_t i) {
   const ListRow& row = Layout().lists[i];
-  return row.written && !row.fixed_descriptor && structure.lists[i] != nullptr;
+  return row.written && structure.lists[i] != nullptr;
 }
 
 // Puts the descriptors of lists whose entries begin at `at`; the offset behind these. The list that
@@ -296,8 +293,6 @@ size_t PutDescriptors(uint8_t* head, size_t at) {
 }
 
 }  // namespace
-
-void ForgetStructure() { held.valid = false; }
 
 // What was marked present stays so: only the numbers are forgotten.
 void ForgetHeldItemCounts() {

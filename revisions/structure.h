@@ -18,8 +18,5 @@ extern const uint8_t* Top_ldpdno_ptr;
 extern uint32_t ld_total_size;
 extern uint32_t rank_total_size;
 
-// Forgets the counts against which the next record would be compared.
-void ForgetStructure();
-
 // Zeroes the counts of optional items among them.
 void ForgetHeldItemCounts();

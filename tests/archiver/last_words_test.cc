@@ -54,6 +54,13 @@ TEST_F(LastWords, TraceLineThatWasCutShortIsEndedFirst) {
   EXPECT_THAT(Trace(), Not(HasSubstr("\n\n")));
 }
 
+TEST_F(LastWords, TraceLineMayBeEmpty) {
+  UseTrace();
+  EXPECT_EQ(fn_I_trace("", 1, &sgmtr_dmptbl, "tag", 7, 0), 0);
+  ASSERT_THAT(Lines(Trace()), SizeIs(1));
+  EXPECT_THAT(Lines(Trace())[0], EndsWith(" tag:7 "));
+}
+
 TEST_F(LastWords, NewTraceBeginsWithoutAnEmptyLine) {
   UseTrace();
   Trace107();
@@ -174,6 +181,34 @@ TEST_F(PrefixNightWithoutWords, LogThatIsFullIsNoLog) {
   const ProgramResult run = Night("write:operation.log:1:99:28;write:Qelprfarc.trc:1:99:28");
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.err, std::string(kFailedMkdir) + "\n" + kFailedArchives + "\n");
+}
+
+// What has been told on the way to the console is not told again for want of a log.
+TEST_F(PrefixNightWithoutWords, WhatWasToldIsNotToldTwice) {
+  std::filesystem::remove(server.directory.Path("arc/archive"));
+  const ProgramResult run = Night("open:operation.log:1:99:30;open:/20240229a.psl:2:99:13");
+  const std::vector<std::string> lines = TestServer::TraceOf(run.pid);
+  EXPECT_THAT(lines, Contains(HasSubstr("102 Can't open file")));
+  EXPECT_THAT(lines, Not(Contains(HasSubstr("System call error occurred func=fopen"))));
+  EXPECT_THAT(lines, Contains(kFailedArchives));
+}
+
+// --- Logs that hardly open ---
+
+// The entries of that night, whatever hinders them.
+TEST_F(PrefixNightWithoutWords, EntriesAreMadeUnderHindrances) {
+  for (const char* hindrance : {"open:operation.log:1:1:13",     // may be written, not read
+                                "fstat:operation.log:1:99:5",    // how it ends cannot be asked
+                                "write:operation.log:1:1:4"}) {  // interrupted
+    SCOPED_TRACE(hindrance);
+    const AddedText log = AddedText::OperationLog();
+    const ProgramResult run = Night(hindrance);
+    EXPECT_EQ(run.err, "");
+    const std::vector<std::string> entries = Lines(log.Text());
+    ASSERT_THAT(entries, SizeIs(2));
+    EXPECT_THAT(entries[0], EndsWith(kFailedMkdir));
+    EXPECT_THAT(entries[1], EndsWith(kFailedArchives));
+  }
 }
 
 // --- No memory ------------------------------------------------------------------------------------

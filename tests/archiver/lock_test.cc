@@ -276,4 +276,10 @@ TEST_F(Signals, OtherSignalsKeepTheirAction) {
   }
 }
 
+TEST_F(Lock, HolderOfWhatIsNotThereAndOfWhatCannotBeLookedAt) {
+  directory.Write("file");
+  EXPECT_EQ(::LockHolder(directory.Path("nothing").c_str()), 0);
+  EXPECT_EQ(::LockHolder(directory.Path("file/below").c_str()), -1);
+}
+
 }  // namespace

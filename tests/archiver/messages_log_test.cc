@@ -150,6 +150,28 @@ TEST_F(PrefixMessages, DiscontinuousFileEntryNamesTheOutput) {
       ElementsAre(std::string("08301 Qelprfarc 5 1 Psa file is not complete. file=") + wfname));
 }
 
+TEST_F(PrefixMessages, DiscontinuousFileEntryWithoutAnOutputHasNoName) {
+  char* const name = wfname;
+  wfname = nullptr;
+  LogMessage(201, nullptr);
+  wfname = name;
+  EXPECT_THAT(EntriesWith("Psa file is not complete"),
+              ElementsAre("08301 Qelprfarc 5 1 Psa file is not complete. file="));
+}
+
+TEST_F(PrefixMessages, BrokenRecordOfAnInputWithoutANameNamesNone) {
+  rfname = "";
+  LogMessage(112, nullptr);
+  EXPECT_THAT(EntriesWith("broken psl(psa)"),
+              ElementsAre("08300 Qelprfarc 5 1 There is broken psl(psa) file. file="));
+}
+
+TEST_F(PrefixMessages, OffsetOfAZoneInTheWest) {
+  const TimeZone zone("EST5:30");
+  LogMessage(113, nullptr, "stat", Unique(), 0x03010009);
+  EXPECT_EQ(Log().substr(start_ + 19, 7), "-05:30 ");
+}
+
 TEST_F(PrefixMessages, MessagesWithoutLogTextLeaveNoEntry) {
   const std::string name = std::to_string(Unique()) + ".txt";
   for (const int number : {101, 104, 105, 106, 107, 108, 120}) {

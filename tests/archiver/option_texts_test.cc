@@ -55,4 +55,15 @@ TEST(OptionTexts, TheParserTakesEachRow) {
   EXPECT_EQ(force.err.substr(0, 38), "Qelprfarc: 104 Invalid option -- -forc");
 }
 
+// The words that completion offers are those that the rules know.
+TEST(OptionTexts, WordsBehindModeAreThoseOfTheRules) {
+  const std::string text = TempDir::ReadFile(kRoot + "/docs/archiving.md");
+  std::set<std::string> known;
+  const std::regex mode("-mode ([a-z]+)");
+  for (std::sregex_iterator at(text.begin(), text.end(), mode), end; at != end; ++at) {
+    known.insert((*at)[1]);
+  }
+  EXPECT_EQ(std::set<std::string>(ModeWords().begin(), ModeWords().end()), known);
+}
+
 }  // namespace

@@ -68,6 +68,19 @@ TEST_F(DriverTest, PassedOverInputDoesNotCutTheOutput) {
   EXPECT_FALSE(directory_.Exists("out/202401B#002.psa"));
 }
 
+TEST_F(DriverTest, DayArchiveBehindOthersIsPassedOver) {
+  Put("out/20240103B.psa", HourArchive(0x1D, {1, 3}));
+  Put("out/202401zzB.psa", HeaderRecord(HeaderOf(0x21, 'D', {1, 1})));
+  Put("out/20240204B.psa", HourArchive(0x1D, {2, 4}));
+  const EngineOutcome outcome = Run({"20240103B.psa", "202401zzB.psa", "20240204B.psa"},
+                                    {.level = 'D', .by_directory = true});
+  EXPECT_EQ(outcome.status, kReturned);
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(Tags(Output("202401B.psa")), "HDR CON STA");
+  EXPECT_EQ(Tags(Output("202402B.psa")), "HDR CON STA");
+  EXPECT_THAT(outcome.marks, ElementsAre(0, 1, 0));
+}
+
 TEST_F(DriverTest, NoperiodPassesOverDayArchivesSilently) {
   const std::string day = Put("202401A.psa", HeaderRecord(HeaderOf(0x1D, 'D', {1, 1})));
   EngineOutcome outcome = Run({day}, {.noperiod = true});

@@ -67,6 +67,15 @@ TEST_F(DriverTest, OutputThatIsAnInputIsRefusedBeforeItIsTouched) {
   }
 }
 
+// What was an input of a run is not one of the next.
+TEST_F(DriverTest, InputsOfAnEarlierRunAreNoInputs) {
+  const std::string first = Put("20240101A.psl", LogOf(0x1D, {1, 1}));
+  const std::string second = Put("20240102A.psl", LogOf(0x1D, {1, 2}));
+  EXPECT_EQ(Run({first}).status, kReturned);
+  EXPECT_EQ(Run({second}, {.outpath = first}).status, kReturned);
+  EXPECT_EQ(Tags(directory_.Read("20240101A.psl")), "HDR CON STA");
+}
+
 TEST_F(DriverTest, OutputThatIsAPassedOverInputIsRefused) {
   const Bytes day = HeaderRecord(HeaderOf(0x1D, 'D', {1, 1}));
   const std::string passed = Put("202401A.psa", day);

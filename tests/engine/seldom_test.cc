@@ -65,6 +65,13 @@ TEST_F(SeldomEngine, FileThatIsNotThereIsLookedAt) {
   EXPECT_EQ(look.error, ENOENT);
 }
 
+// A file that opens, but does not give its first byte.
+TEST_F(SeldomEngine, FileThatCannotBeReadIsLookedAt) {
+  const InputLook look = LookAtInput("/proc/self/mem");
+  EXPECT_TRUE(look.opened);
+  EXPECT_EQ(look.error, EIO);
+}
+
 TEST_F(SeldomEngine, InputsOfADirectoryThatHasNoName) {
   finfo.optclass = kOptDirectory;
   finfo.path = nullptr;
@@ -83,6 +90,14 @@ TEST_F(SeldomEngine, ArchivesOfAStem) {
   EXPECT_FALSE(IsArchiveOf("20240101a", "20240101a-002.psa")) << "no sequel";
   EXPECT_FALSE(IsArchiveOf("20240101a", "20240101ab.psa"));
   EXPECT_FALSE(IsArchiveOf("20240101a", "20240101a#0x2.psa"));
+}
+
+TEST_F(SeldomEngine, SequelsAreArchives) {
+  EXPECT_TRUE(IsSequelName("20240101a#002.psa"));
+  EXPECT_TRUE(IsSequelName("dir#1/20240101a#002.psa"));
+  EXPECT_FALSE(IsSequelName("20240101a.psa"));
+  EXPECT_FALSE(IsSequelName("dir#1/20240101a.psa"));
+  EXPECT_FALSE(IsSequelName("20240101a#002.psl"));
 }
 
 TEST_F(SeldomEngine, DistancesThatDoNotGoBack) {

@@ -82,6 +82,16 @@ TEST_F(NextRecordTest, StampLengthAndFlagOfEachRecordAreKept) {
 
 class PrefixNextRecordTest : public NextRecordTest {};
 
+TEST_F(PrefixNextRecordTest, PositionOutsideTheInputEndsTheRun) {
+  for (const int64_t position : {-1, 100}) {
+    Open(0x1D, Bytes(100, ' '), 100);
+    finfo.position = position;
+    const Capture capture(2);
+    EXPECT_EQ(StatusOf(ReadNextRec), 1);
+    EXPECT_THAT(capture.Text(), HasSubstr("110 Read error -- " + name_ + "  func=tell errno="));
+  }
+}
+
 TEST_F(PrefixNextRecordTest, PositionAtTheEndOfTheInputEndsTheRun) {
   for (const int automatic : {0, 1}) {
     directory_.Write("out");

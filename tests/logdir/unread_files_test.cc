@@ -238,6 +238,29 @@ TEST_F(PrefixUnreadFiles, ListingThatBreaksOffEndsTheNight) {
   }
 }
 
+// --- Plans ---
+
+// What psltool says beforehand of an input that cannot be read from some look on: it is left out,
+// or the run ends there.
+TEST_F(PrefixUnreadFiles, PlanEndsWhereAnInputCannotBeRead) {
+  for (const std::string call : {"fstat", "pread"}) {
+    SCOPED_TRACE(call);
+    int ended = 0;
+    for (int look = 1; look <= 4; ++look) {
+      const std::string rule = call + ":/20240228b.psl:" + std::to_string(look) + ":99:5";
+      ProgramSettings settings;
+      settings.variables = NightVariables(ClockAt("2024-03-01 00:30:00"), {{"DISTURB_FAIL", rule}});
+      const SharedSegment segment(server.segment);
+      const ProgramResult plan =
+          RunProgram(PSLTOOL_PATH, {"plan", "--segment", segment.Id(), "--json"}, settings);
+      ended += plan.out.find("\"ends_early\": \"\"") == std::string::npos ? 1 : 0;
+      if (look > 1) continue;
+      EXPECT_THAT(plan.out, HasSubstr("\"unreadable\""));
+    }
+    EXPECT_GE(ended, 1);
+  }
+}
+
 // --- Removal --------------------------------------------------------------------------------------
 
 // The limit is 28 February: what is older goes, but for what this run leaves without its archive.

@@ -348,5 +348,28 @@ TEST(CacheByName, RevisionsBelow0x19HaveNoCacheSection) {
   EXPECT_EQ(length, 5U);
 }
 
+TEST(CacheByName, UnknownRevisionsHaveNoCacheSection) {
+  RevisionRun run(0x21);
+  for (const int revision : {0x0F, 0x22}) {
+    Rev_Kind = static_cast<uint8_t>(revision);
+    EXPECT_EQ(CacheEntrySize(), 0U) << revision;
+  }
+}
+
+// By its key, but no slot has its position.
+TEST(CacheByName, EntryBehindTheConfiguredOnesGivesNoSecondPart) {
+  RevisionRun run(0x21);
+  run.Feed(StructureBuilder(0x21).Add(kCache, {{5}}).Build());
+  finfo.first_interval = true;
+  Bytes section = Bytes(128).U32(0, 1).U32(4, 1000).U8(8, 5).U16(20, 100);
+  section.Add(Bytes(128).U32(0, 2).U32(4, 3000).U8(8, 5).U16(20, 9000));
+  cache_section_count = 2;
+  EXPECT_EQ(RW_Cache_Sta(0x20, nullptr, section.data()), 0);
+  cache_section_count = 1;
+  Bytes written(128);
+  EXPECT_EQ(RW_Cache_Sta(0x10, nullptr, written.data()), 0);
+  EXPECT_EQ(written, Bytes(128).U32(0, 2).U32(4, 4000).U8(8, 5).U16(20, 25));
+}
+
 }  // namespace
 }  // namespace revtest

@@ -10,6 +10,7 @@
 #include "areas/finfo.h"
 #include "engine/family.h"
 #include "platform/QelCM.h"
+#include "revisions/items.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_facts.h"
 #include "tests/support/revision_run.h"
@@ -82,6 +83,15 @@ TEST_P(Pairs, ElementsAreWrittenAsReadInSlotOrder) {
   Configure(3);
   Take(0x80, {Pair(9, 1), Pair(4, 2)}, 0x55);
   EXPECT_EQ(Written(), OutputItem({type, 0x80, 7, 1000, 0x55, {Pair(9, 1), Pair(4, 2)}}));
+}
+
+// What reads archives by name asks the blocks for it.
+TEST_P(Pairs, MarkOfTheStructureRecordIsClearedByTheNextItem) {
+  Configure(2);
+  const ItemBlock& block = type == 32 ? *sta_ld_cp_arc : *sta_pool_cp_arc;
+  EXPECT_EQ(block.written, 1);
+  Take(0x80, {Pair(9, 1)});
+  EXPECT_EQ(block.written, 0);
 }
 
 TEST_P(Pairs, ElementGoesIntoTheSlotThatHoldsItsKey) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "areas/finfo.h"
@@ -16,6 +17,7 @@
 #include "revisions/Qelprfarc0x19.h"
 #include "revisions/Qelprfarc0x1A.h"
 #include "revisions/Qelprfarc0x1B.h"
+#include "revisions/record_buffer.h"
 #include "revisions/sets/open_slots.h"
 #include "revisions/sets/provide.h"
 #include "revisions/sets/slots.h"
@@ -60,6 +62,21 @@ TEST(SeldomStructure, RecordOfAnotherRevisionIsNotHeld) {
   const std::vector<Bytes> records = run.Output();
   ASSERT_EQ(records.size(), 1U);
   EXPECT_EQ(records[0].Get8(12), 0U);
+}
+
+// What is larger than the writer's room goes by itself, in its place, whether anything waits or
+// not.
+TEST(SeldomRecords, LargePartsGoInTheirPlace) {
+  RevisionRun run(0x1D);
+  const std::string large(RecordWriter::kRoom + 1, 'L');
+  const std::string small = "small";
+  RecordWriter writer;
+  for (const std::string& part : {large, small, large}) writer.Put(part.data(), part.size());
+  writer.Flush();
+  writer.Put(small.data(), small.size());
+  writer.Flush();
+  const std::string expected = large + small + large + small;
+  EXPECT_TRUE(TempDir::ReadFile("/proc/self/fd/" + std::to_string(wfd)) == expected);
 }
 
 SetShape Shape(Kind kind, int32_t entries) {

@@ -147,5 +147,50 @@ TEST_P(SideBySideFaults, RecordChangedBeforeItIsReadAgain) {
   }
 }
 
+// The same, when its header is what it was, but an entry names a port that is not there.
+TEST_P(SideBySideFaults, EntryChangedBeforeItIsReadAgain) {
+  const Reading by_small_pieces(10, SmallPiece(GetParam()));
+  Capture errors(2);
+  RevisionRun run(GetParam());
+  run.Automatic();
+  MadeLog made(GetParam(), 1);
+  std::string log = made.Make();
+  const size_t head = spell::HeaderSize(static_cast<uint8_t>(GetParam()));
+  BreakLastDiskPort(&log, made.starts[2], GetParam());
+  run.Append(PartOf(log, head, made.starts[2]));
+  run.ReadOn();
+  BreakLastDiskPort(&log, made.starts[0], GetParam());
+  const size_t first = made.starts[1] - made.starts[0];
+  ASSERT_EQ(
+      pwrite(rfd, log.data() + made.starts[0], first, static_cast<off_t>(made.starts[0] - head)),
+      static_cast<ssize_t>(first));
+  run.Append(PartOf(log, made.starts[2], made.starts[3]));
+  EXPECT_EQ(StatusOf([&] { run.ReadOn(); }), kReturned);
+  EXPECT_EQ(auto_break_flg, 1);
+  EXPECT_EQ(finfo.record_start, static_cast<int64_t>(made.starts[0] - head)) << "told of another";
+  EXPECT_EQ(errors.Text(), "Qelprfarc: 112 Record broken -- 20240101array.psl\n");
+}
+
+// What lies between the head of a record and its first section, read on the way there.
+TEST(SideBySideGap, ThatCannotBeReadIsAnErrorOfItsRecord) {
+  const Reading by_small_pieces(10, 200);
+  Capture errors(2);
+  RevisionRun run(0x21);
+  run.Feed(StructureBuilder(0x21).Add(kLd, {{1, 1}, {2, 2}}).Build());
+  StatisticsBuilder record(0x21);
+  for (uint8_t key = 1; key <= 2; ++key) record.Add(kLd, PlainEntry(0x21, kLd, key, 1000));
+  Bytes built = record.Build();
+  const size_t entries = size_t{2} * 96;
+  const size_t head = built.size() - entries;
+  constexpr size_t kGap = 2000;
+  const auto slot = static_cast<size_t>(FindKind(KindsOf(0x21), kLd)->slot);
+  built.U32(8, built.size() + kGap).U32(slot + 4, head + kGap);
+  Bytes whole = built.Part(0, head).Add(Bytes(kGap)).Add(built.Part(head, entries));
+  run.Append(whole);
+  ASSERT_EQ(ftruncate(rfd, finfo.input_size - static_cast<off_t>(entries + 500)), 0);
+  EXPECT_EQ(StatusOf([&] { run.ReadOn(); }), 1);
+  EXPECT_NE(errors.Text().find(" 110 "), std::string::npos) << errors.Text();
+}
+
 }  // namespace
 }  // namespace revtest

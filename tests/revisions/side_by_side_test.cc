@@ -16,6 +16,7 @@
 
 #include "areas/finfo.h"
 #include "engine/input_bytes.h"
+#include "revisions/fold/kernel.h"
 #include "revisions/sets/lookup.h"
 #include "revisions/statistics.h"
 #include "tests/revisions/broken_input_fixture.h"
@@ -91,6 +92,35 @@ INSTANTIATE_TEST_SUITE_P(Revisions, SideBySide, ::testing::ValuesIn(AllRevisions
 
 TEST_P(SideBySide, WholeLogs) {
   for (uint32_t seed = 10; seed < 14; ++seed) Compare(MadeLog(GetParam(), seed).Make());
+  EXPECT_EQ(broken_, 0);
+}
+
+// Folded by no vector kernel, they give the same.
+TEST_P(SideBySide, WholeLogsWithoutKernels) {
+  const FoldKernels* const kernels = fold_kernels;
+  const std::string log = MadeLog(GetParam(), 10).Make();
+  const Outcome expected = Run(false, log);
+  SetKernels(nullptr);
+  Compare(log);
+  EXPECT_EQ(Run(false, log), expected);
+  SetKernels(kernels);
+  EXPECT_EQ(broken_, 0);
+}
+
+// A table that has a key twice says nothing of the order of entries.
+TEST_P(SideBySide, KeysThatStandTwice) {
+  std::string log = spell::HeaderRecord({.revision = static_cast<uint8_t>(GetParam())});
+  log += spell::TextOf(
+      StructureBuilder(GetParam()).Add(kPd, {{1, 1}, {2, 2}, {1, 1}, {3, 3}}).Build());
+  for (uint32_t i = 0; i < 5; ++i) {
+    StatisticsBuilder record(GetParam());
+    record.time = spell::kNewYear + i;
+    for (const int key : {1, 2, 1, 3}) {
+      record.Add(kPd, PlainEntry(GetParam(), kPd, static_cast<uint8_t>(key), 1000 + 100 * i));
+    }
+    log += spell::TextOf(record.Build());
+  }
+  Compare(log);
   EXPECT_EQ(broken_, 0);
 }
 

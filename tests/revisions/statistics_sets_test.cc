@@ -2,6 +2,7 @@
 // revision 0x10 that were written through the 0x11 layout.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,34 @@ Bytes Port(unsigned key0, unsigned key1, unsigned key2, uint32_t length) {
 constexpr size_t kPortStep = 112 + 22 * 4;
 
 std::string Name(const ::testing::TestParamInfo<int>& test) { return RevisionName(test.param); }
+
+// --- sections of other revisions ------------------------------------------------------------------
+
+// Where a later revision has the header of a section, an earlier one has no meaning.
+TEST(SectionsOfOtherRevisions, AreNotRead) {
+  for (const int revision : RevisionsFrom(0x11)) {  // records of 0x10 may be of 0x11
+    SCOPED_TRACE(RevisionName(revision));
+    const std::vector<KindFacts> own = KindsOf(revision);
+    RevisionRun run(revision);
+    run.Feed(StructureBuilder(revision).Add(kLd, {{1, 1}}).Build());
+    Bytes record = StatisticsBuilder(revision).Add(kLd, PlainEntry(revision, kLd, 1, 1000)).Build();
+    run.Feed(record);
+    const Bytes expected = run.Period();
+    int changed = 0;
+    for (const KindFacts& kind : KindsOf(0x21)) {
+      const size_t head = record.Get32(static_cast<size_t>(FindKind(own, kLd)->slot) + 4);
+      const auto slot = static_cast<size_t>(kind.slot);
+      const bool taken = std::any_of(own.begin(), own.end(), [&](const KindFacts& mine) {
+        return mine.slot < kind.slot + 8 && kind.slot < mine.slot + 8;
+      });
+      if (taken || slot + 8 > head) continue;
+      record.Slot(slot, 0, 3, 40);
+      ++changed;
+    }
+    run.Feed(record);
+    EXPECT_EQ(run.Period(), expected) << changed;
+  }
+}
 
 // --- host port nodes ------------------------------------------------------------------------------
 

@@ -169,6 +169,14 @@ TEST_F(ManualOwners, GroupThatCannotBeKeptIsAnyGroup) {
   EXPECT_EQ(Status().st_mode & 07777, 0640U);
 }
 
+// Whether an output would be an input is asked of the file itself; what it cannot say hinders
+// nothing.
+TEST_F(ManualFaults, InputWithoutStatusIsArchived) {
+  const ProgramResult run = Run("fstat:/20240101A.psl:1:1:5");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(Tags(Output("20240101A.psa")), "HDR CON STA");
+}
+
 // --- In process: what comes to the path between two calls -----------------------------------------
 
 class BesideOutput : public DriverTest {

@@ -130,4 +130,20 @@ TEST_F(PrefixManualRun, OutNamesTheOutputItself) {
   }
 }
 
+// However many inputs there are, few of them are open at a time.
+TEST_F(ManualRun, InputsAreOpenOneAtATime) {
+  std::string command = "ulimit -n 12; exec " QELPRFARC_PATH " -o out";
+  for (int part = 1; part <= 28; ++part) {
+    char name[32];
+    snprintf(name, sizeof name, "20010203A#%03d.psl", part);
+    directory.Write(name, HeaderBytes({}));
+    command += std::string(" '") + name + "'";
+  }
+  ProgramSettings settings;
+  settings.directory = directory.Path();
+  const ProgramResult result = RunProgram("/bin/sh", {"-c", command}, settings);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+}
+
 }  // namespace

@@ -187,4 +187,33 @@ TEST_F(LongPrefixFailures, TemporaryNamesAreOnTheDiskBeforeAGroupGetsItsNames) {
   EXPECT_LT(synced, named) << text;
 }
 
+// A day of two revisions gets both names or none.
+class PrefixParted : public ::testing::Test {
+ protected:
+  void SetUp() override { SKIP_WITHOUT_PRELOADING(); }
+  PrefixParted() { PrepareSequel(server); }
+
+  void Night(const std::string& rules) {
+    const AddedText log = AddedText::OperationLog();
+    RunNight(server, ClockAt("2024-03-15 00:30:00"), {{"DISTURB_FAIL", rules}});
+    entries = log.Text();
+  }
+  std::vector<std::string> Archives() const { return server.directory.Names("arc/archive"); }
+
+  const TestServer server;
+  std::string entries;  // of the operation log
+};
+
+constexpr char kUndone[] = " 08320 Qelprfarc 4 1 Failed in archives of psl(psa) files.\n";
+
+TEST_F(PrefixParted, TemporaryNamesThatAreNotOnTheDiskAreNotReplaced) {
+  Night("fsync:/arc/archive:1:1:5");
+  EXPECT_NE(entries.find("func=fsync errno=5 detcode=03020005\n"), std::string::npos) << entries;
+  EXPECT_NE(entries.find(kUndone), std::string::npos) << entries;
+  EXPECT_EQ(Archives(), std::vector<std::string>{});
+  EXPECT_TRUE(server.directory.Exists("arc/20240314s#001.psl"));
+  Night("");
+  EXPECT_EQ(Archives(), (std::vector<std::string>{"20240314s#002.psa", "20240314s.psa"}));
+}
+
 }  // namespace

@@ -177,6 +177,48 @@ TEST_F(PrefixNightOutputs, SigtermRemovesAClosedTemporaryToo) {
   EXPECT_TRUE(Exists("20240301A.psa"));
 }
 
+// Closed and not yet noted as one that waits for its name, it is found, too.
+TEST_F(PrefixNightOutputs, SigtermAtACloseLeavesNoTemporary) {
+  PutLog("20240301A.psl", "2024-03-01");
+  int ended = 0;
+  for (int at = 1; at < 200; ++at) {
+    SCOPED_TRACE(at);
+    std::filesystem::remove_all(server_.directory.Path("arc/archive"));
+    const ProgramResult run = Night(
+        {{"DISTURB_CALLS", "close"}, {"DISTURB_SIGNAL", "15"}, {"DISTURB_AT", std::to_string(at)}});
+    if (run.status == 0 && Exists("20240301A.psa")) break;
+    ++ended;
+    if (server_.directory.Exists("arc/archive")) ExpectNoTemporaries();
+  }
+  EXPECT_GT(ended, 5);
+  EXPECT_TRUE(Exists("20240301A.psa")) << "no run came to its end";
+}
+
+// What could not get its name keeps its temporary one, which tells the next run, however this one
+// ends: while the name is refused, or in the middle of the next archive.
+TEST_F(PrefixNightOutputs, SigtermLeavesATemporaryThatGotNoName) {
+  PutLog("20240301A.psl", "2024-03-01");
+  PutLog("20240301B.psl", "2024-03-01");
+  for (const auto& [call, time] : {std::pair{"rename", "1"}, {"fsync", "2"}}) {
+    SCOPED_TRACE(call);
+    std::filesystem::remove_all(server_.directory.Path("arc/archive"));
+    server_.directory.MakeDirectory("arc/archive");
+    const ProgramResult run = Night({{"DISTURB_FAIL", "rename:20240301A.psa:1:1:5"},
+                                     {"DISTURB_CALLS", call},
+                                     {"DISTURB_SIGNAL", "15"},
+                                     {"DISTURB_AT", time}});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(Exists("20240301A.psa_tmp"));
+    EXPECT_FALSE(Exists("20240301B.psa_tmp"));
+    EXPECT_FALSE(Exists("20240301B.psa"));
+    EXPECT_EQ(Night().status, 0);
+    EXPECT_THAT(log_, HasSubstr("file=20240301A.psa\n"));
+    EXPECT_TRUE(Exists("20240301A.psa"));
+    EXPECT_TRUE(Exists("20240301B.psa"));
+    ExpectNoTemporaries();
+  }
+}
+
 // ---- finishing ----
 
 TEST_F(PrefixNightOutputs, FailedSyncKeepsTheNameAwayAndTheRunGoesOn) {

@@ -43,11 +43,13 @@ class Reading : public ::testing::Test {
     return files;
   }
 
-  // A log of logical disks only, as "20240101A.psl".
-  std::string MakeLog(const std::string& disks, const std::string& records) {
-    const ProgramResult made = RunProgram(
-        PSLTOOL_PATH, {"make", "-q", "-o", directory_.Path("made"), "--start", "2024-01-01",
-                       "--none", "--ld", disks, "--interval", "10", "--records", records});
+  // A log of logical disks and copies of them only, as "20240101A.psl".
+  std::string MakeLog(const std::string& disks, const std::string& records,
+                      const std::string& copies = "0") {
+    const ProgramResult made =
+        RunProgram(PSLTOOL_PATH,
+                   {"make", "-q", "-o", directory_.Path("made"), "--start", "2024-01-01", "--none",
+                    "--ld", disks, "--ld-cp", copies, "--interval", "10", "--records", records});
     EXPECT_EQ(made.status, 0) << made.err;
     const std::string log = directory_.Read("made/" + directory_.Names("made").at(0));
     std::filesystem::remove_all(directory_.Path("made"));
@@ -124,6 +126,14 @@ TEST_F(FailingReads, FailingReadIsAReadErrorWhereverItComes) {
   // Records that are read by pieces, side by side.
   const std::string large = MakeLog("1500", "12");
   EXPECT_GT(FailEach("pread", large), 12 * 2);
+}
+
+// Optional items of more than a piece are read when the record has been gone through.
+TEST_F(FailingReads, FailingReadOfItemsIsAReadError) {
+  SKIP_WITHOUT_PRELOADING();
+  const int without = FailEach("pread", MakeLog("1500", "2"));
+  std::filesystem::remove(directory_.Path("out/20240101A.psa"));
+  EXPECT_GT(FailEach("pread", MakeLog("1500", "2", "4000")), without);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "revisions/fold/kernel.h"
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_facts.h"
 #include "tests/support/revision_run.h"
@@ -173,25 +174,43 @@ class FormRun {
   }
 };
 
+// The vector kernels that the processor has, and none of them.
+class KernelsInTurn {
+ public:
+  template <typename Body>
+  static void Run(Body body) {
+    const KernelsInTurn put_back;
+    body();
+    SCOPED_TRACE("without kernels");
+    SetKernels(nullptr);
+    body();
+  }
+  ~KernelsInTurn() { SetKernels(before_); }
+
+ private:
+  const FoldKernels* const before_ = fold_kernels;
+};
+
 // FORM_SUITE(suite, filter) makes a suite of the kinds that the filter lets through, FORM_TEST one
-// of its tests: the body is a member of FormRun and runs in every revision that carries the kind.
+// of its tests: the body is a member of FormRun and runs in every revision that carries the kind,
+// with the vector kernels and without.
 #define FORM_SUITE(suite, filter)                         \
   constexpr KindFilter suite##Holds = filter;             \
   class suite : public ::testing::TestWithParam<Kind> {}; \
   INSTANTIATE_TEST_SUITE_P(Kinds, suite, ::testing::ValuesIn(FormKinds(suite##Holds)), FormName)
 
-#define FORM_TEST(suite, name)                                     \
-  struct suite##name : FormRun {                                   \
-    using FormRun::FormRun;                                        \
-    void Body();                                                   \
-  };                                                               \
-  TEST_P(suite, name) {                                            \
-    for (const int revision : AllRevisions()) {                    \
-      if (!HoldsFor(suite##Holds, revision, GetParam())) continue; \
-      SCOPED_TRACE(RevisionName(revision));                        \
-      suite##name(revision, GetParam()).Body();                    \
-    }                                                              \
-  }                                                                \
+#define FORM_TEST(suite, name)                                               \
+  struct suite##name : FormRun {                                             \
+    using FormRun::FormRun;                                                  \
+    void Body();                                                             \
+  };                                                                         \
+  TEST_P(suite, name) {                                                      \
+    for (const int revision : AllRevisions()) {                              \
+      if (!HoldsFor(suite##Holds, revision, GetParam())) continue;           \
+      SCOPED_TRACE(RevisionName(revision));                                  \
+      KernelsInTurn::Run([&] { suite##name(revision, GetParam()).Body(); }); \
+    }                                                                        \
+  }                                                                          \
   void suite##name::Body()
 
 }  // namespace revtest
