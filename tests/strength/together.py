@@ -109,7 +109,7 @@ class Together:
         gone = {number for errors in failed.values() for number in self.blamed(errors, by_file)}
         if failed and not gone:
             output = next(iter(failed))
-            gone = self.found_one_by_one(output, chosen)
+            gone = self.found_by_halving(output, chosen)
             if not gone:
                 raise SystemExit(f'mutate: {output} does not build:\n{failed[output]}')
         for number in gone:
@@ -135,17 +135,18 @@ class Together:
             return changed
         return self.bench.changed({path: change(places) for path, places in by_file.items()})
 
-    def found_one_by_one(self, output, chosen):
-        """Of errors that say nothing of what is a mutant: those with which alone the object does not compile."""
+    def found_by_halving(self, output, chosen):
+        """Of errors that say nothing of what is a mutant: those with which the object does not compile."""
         own = os.path.relpath(self.objects[output][0], self.bench.root)
-        found = set()
-        for number, text in chosen.items():
-            path = self.mutants[number].path
-            if path == own or path.endswith('.h'):
-                with self.planted(self.by_file({number: text})):
-                    if self.compile({output: f'{self.folder}/own/{output}'}, HEADER + ' -fsyntax-only'):
-                        found.add(number)
-        return found
+
+        def found(numbers):
+            with self.planted(self.by_file({number: chosen[number] for number in numbers})):
+                if not self.compile({output: f'{self.folder}/own/{output}'}, HEADER + ' -fsyntax-only'):
+                    return set()
+            half = len(numbers) // 2
+            return found(numbers[:half]) | found(numbers[half:]) if half else set(numbers)
+        return found([number for number in chosen
+                      if self.mutants[number].path == own or self.mutants[number].path.endswith('.h')])
 
     def blamed(self, errors, by_file):
         """The mutants that errors are about: that something is no constant, or else the first, as the rest may
