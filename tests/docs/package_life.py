@@ -91,8 +91,8 @@ def against_script(root):
 
 
 def alike(line):
-    """A line without the commit of a version between releases."""
-    return re.sub(r"\.g[0-9a-f]{7,}", ".gCOMMIT", line)
+    """A line without what a version between releases has behind it."""
+    return re.sub(r"[~+]\d+\.g[0-9a-f]{7,}", "", line)
 
 
 def against_transcript(root, transcript, write):
