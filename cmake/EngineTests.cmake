@@ -28,5 +28,5 @@ add_executable(qelprfarc_engine_tests EXCLUDE_FROM_ALL ${engine_tests})
 target_link_libraries(qelprfarc_engine_tests PRIVATE qelprfarc_prefix_test qelprfarc_named
   qelprfarc_core GTest::gmock GTest::gmock_main)
 qelprfarc_precompile(qelprfarc_engine_tests <gmock/gmock.h> <gtest/gtest.h>)
-qelprfarc_test_settings(qelprfarc_engine_tests)
+qelprfarc_test_settings(qelprfarc_engine_tests -O1 -g1)
 target_compile_definitions(qelprfarc_engine_tests PRIVATE "FAKETIME_PATH=\"\"" "DISTURB_PATH=\"\"")

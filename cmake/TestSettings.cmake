@@ -8,10 +8,10 @@ if(TARGET Qelprfarc)
   qelprfarc_harden(Qelprfarc_test)
 endif()
 
-# qelprfarc_test_settings(<target>)
+# qelprfarc_test_settings(<target> <option>...): options to compile the target's sources with. What tests
+# test is compiled as in the product.
 function(qelprfarc_test_settings target)
-  # Tests are many and run once: they are compiled quickly, what they test as in the product.
-  target_compile_options(${target} PRIVATE -O1 -g1)
+  target_compile_options(${target} PRIVATE ${ARGN})
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # The same GCC bug as in Flags.cmake, by another name at -O1.
     target_compile_options(${target} PRIVATE -Wno-array-bounds -Wno-stringop-overflow)

@@ -9,29 +9,45 @@ include(TestSettings)
 
 file(GLOB test_sources CONFIGURE_DEPENDS
   "${CMAKE_CURRENT_SOURCE_DIR}/tests/*/*_test.cc"
-  "${CMAKE_CURRENT_SOURCE_DIR}/tests/*/*/*_test.cc"
-  "${CMAKE_CURRENT_SOURCE_DIR}/tests/pmonb/*.cc"
-  "${CMAKE_CURRENT_SOURCE_DIR}/tests/support/*.cc"
-  "${CMAKE_CURRENT_SOURCE_DIR}/tests/support/*/*.cc"
-  "${CMAKE_CURRENT_SOURCE_DIR}/tests/model/*.cc"
-  "${CMAKE_CURRENT_SOURCE_DIR}/tests/figures/*.cc")
-# The fuzz targets, without the programs around them.
-file(GLOB fuzz_targets CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/tests/fuzz/*.cc")
-list(FILTER fuzz_targets EXCLUDE REGEX "(_test|_main|write_seeds)\\.cc$")
-list(APPEND test_sources ${fuzz_targets})
+  "${CMAKE_CURRENT_SOURCE_DIR}/tests/*/*/*_test.cc")
+list(FILTER test_sources EXCLUDE REGEX "/tests/figures/")
 if(NOT test_sources)
   message(STATUS "No tests found")
   return()
 endif()
+# What tests calculate with: models, second calculations, readers, the fuzz targets without the programs
+# around them.
+file(GLOB calculating_sources CONFIGURE_DEPENDS
+  "${CMAKE_CURRENT_SOURCE_DIR}/tests/pmonb/*.cc"
+  "${CMAKE_CURRENT_SOURCE_DIR}/tests/fuzz/*.cc"
+  "${CMAKE_CURRENT_SOURCE_DIR}/tests/support/*.cc"
+  "${CMAKE_CURRENT_SOURCE_DIR}/tests/support/*/*.cc"
+  "${CMAKE_CURRENT_SOURCE_DIR}/tests/model/*.cc")
+list(FILTER calculating_sources EXCLUDE REGEX "(_test|_main|write_seeds)\\.cc$")
+file(GLOB figures_sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/tests/figures/*.cc")
+list(APPEND calculating_sources ${figures_sources})
 
-add_executable(qelprfarc_tests ${test_sources})
-qelprfarc_unite(qelprfarc_tests 8 "_test[.]cc$")
-target_link_libraries(qelprfarc_tests PRIVATE qelprfarc_prefix_test qelprfarc_named qelprfarc_core
-  GTest::gmock GTest::gmock_main)
-if(TARGET psltool_core)
-  target_link_libraries(qelprfarc_tests PRIVATE qelprfarc_pages_core psltool_core)
+# Tests are many and run once: they are compiled quickly, what they calculate with a little better. The
+# templates that both need are linked from the better objects, which come first. For a debugger there is
+# "scripts/build debug".
+set(quickly -O1 -g1)
+set(better -O1 -g1)
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+  set(quickly -O0 -g0)
+  set(better -O1 -g0)
 endif()
-qelprfarc_test_settings(qelprfarc_tests)
+set(tested_libraries qelprfarc_named qelprfarc_core GTest::gmock GTest::gmock_main)
+if(TARGET psltool_core)
+  list(PREPEND tested_libraries qelprfarc_pages_core psltool_core)
+endif()
+add_library(qelprfarc_test_calculating OBJECT ${calculating_sources})
+target_link_libraries(qelprfarc_test_calculating PRIVATE ${tested_libraries})
+qelprfarc_test_settings(qelprfarc_test_calculating ${better})
+qelprfarc_unite(qelprfarc_test_calculating 8 "[.]cc$")
+add_executable(qelprfarc_tests $<TARGET_OBJECTS:qelprfarc_test_calculating> ${test_sources})
+target_link_libraries(qelprfarc_tests PRIVATE qelprfarc_prefix_test ${tested_libraries})
+qelprfarc_test_settings(qelprfarc_tests ${quickly})
+qelprfarc_unite(qelprfarc_tests 8 "_test[.]cc$")
 qelprfarc_precompile(qelprfarc_tests
   <gmock/gmock.h> <gtest/gtest.h> <algorithm> <filesystem> <fstream> <map> <string> <vector>)
 # Preloaded by tests: the system's libfaketime (tests that need it are skipped without it) and a
@@ -43,8 +59,10 @@ target_link_libraries(qelprfarc_disturb PRIVATE qelprfarc_flags)
 add_library(qelprfarc_torture MODULE tests/shim/torture.cc)
 target_link_libraries(qelprfarc_torture PRIVATE qelprfarc_flags)
 add_dependencies(qelprfarc_tests qelprfarc_disturb qelprfarc_torture)
-target_compile_definitions(qelprfarc_tests PRIVATE
-  "FAKETIME_PATH=\"${faketime_library}\"" "DISTURB_PATH=\"$<TARGET_FILE:qelprfarc_disturb>\"")
+foreach(target IN ITEMS qelprfarc_test_calculating qelprfarc_tests)
+  target_compile_definitions(${target} PRIVATE
+    "FAKETIME_PATH=\"${faketime_library}\"" "DISTURB_PATH=\"$<TARGET_FILE:qelprfarc_disturb>\"")
+endforeach()
 
 # Each suite becomes a ctest test of its own when ctest starts (TestSuites.cmake), so "ctest -j" spreads
 # them. One test alone: qelprfarc_tests --gtest_filter=Suite.Test.

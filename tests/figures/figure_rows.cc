@@ -35,7 +35,7 @@ std::vector<std::vector<TidyRow>> FigureRowsByEntry(const std::string& path) {
       line["begin"] = figures::IsoText(periods[i].begin, Clock::kUtc);
       line["end"] = figures::IsoText(periods[i].end, Clock::kUtc);
       line["kind"] = entry.kind;
-      rows.push_back(RowsOfDump(line.dump() + "\n", ArrayOf(path), LevelWord(file.level)));
+      AddRows(line, ArrayOf(path), LevelWord(file.level), rows.emplace_back());
     }
   }
   return rows;

@@ -4,9 +4,12 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <set>
+#include <compare>
+#include <functional>
+#include <map>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "tests/figures/compare.h"
@@ -20,34 +23,32 @@ namespace {
 using figures::Comparison;
 using figures::Json;
 
-TidyRow RowOf(const std::map<std::string, std::string>& cells) {
-  TidyRow row;
-  row.time = cells.at("time");
-  row.array = cells.at("array");
-  row.kind = cells.at("kind");
-  row.key = cells.at("key");
-  row.metric = cells.at("metric");
-  row.statistic = cells.at("statistic");
-  row.value = std::stod(cells.at("value"));
-  row.unit = cells.at("unit");
-  row.level = cells.at("level");
-  row.begin = cells.at("begin");
-  row.end = cells.at("end");
-  return row;
+// Takes the cell of a column; columns that rows have no member for are passed over.
+void SetCell(TidyRow& row, const std::string& column, std::string text) {
+  static const std::pair<const char*, std::string TidyRow::*> kTexts[] = {
+      {"time", &TidyRow::time}, {"array", &TidyRow::array},   {"kind", &TidyRow::kind},
+      {"key", &TidyRow::key},   {"metric", &TidyRow::metric}, {"statistic", &TidyRow::statistic},
+      {"unit", &TidyRow::unit}, {"level", &TidyRow::level},   {"begin", &TidyRow::begin},
+      {"end", &TidyRow::end}};
+  for (const auto& [name, member] : kTexts) {
+    if (column != name) continue;
+    row.*member = std::move(text);
+    return;
+  }
+  if (column == "value") row.value = std::stod(text);
 }
 
 std::vector<TidyRow> RowsOfCsv(const std::string& text) {
   std::vector<TidyRow> rows;
   std::vector<std::string> names;
   for (const std::string& line : Lines(text)) {
-    const std::vector<std::string> cells = Cells(line);
+    std::vector<std::string> cells = Cells(line);
     if (names.empty()) {
       names = cells;
       continue;
     }
-    std::map<std::string, std::string> row;
-    for (size_t i = 0; i < names.size(); ++i) row[names[i]] = cells.at(i);
-    rows.push_back(RowOf(row));
+    TidyRow& row = rows.emplace_back();
+    for (size_t i = 0; i < names.size(); ++i) SetCell(row, names[i], std::move(cells.at(i)));
   }
   return rows;
 }
@@ -56,11 +57,10 @@ std::vector<TidyRow> RowsOfJson(const std::string& text) {
   std::vector<TidyRow> rows;
   for (const std::string& line : Lines(text)) {
     const Json object = Json::parse(line);
-    std::map<std::string, std::string> row;
+    TidyRow& row = rows.emplace_back();
     for (const auto& [name, value] : object.items()) {
-      row[name] = value.is_string() ? value.get<std::string>() : value.dump();
+      SetCell(row, name, value.is_string() ? value.get<std::string>() : value.dump());
     }
-    rows.push_back(RowOf(row));
   }
   return rows;
 }
@@ -76,12 +76,11 @@ std::vector<TidyRow> RowsOfDatabase(const std::string& path) {
                      "AS value, unit, level, begin, end FROM tidy",
                      -1, &statement, nullptr);
   while (sqlite3_step(statement) == SQLITE_ROW) {
-    std::map<std::string, std::string> row;
+    TidyRow& row = rows.emplace_back();
     for (int i = 0; i < sqlite3_column_count(statement); ++i) {
-      row[sqlite3_column_name(statement, i)] =
-          reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
+      SetCell(row, sqlite3_column_name(statement, i),
+              reinterpret_cast<const char*>(sqlite3_column_text(statement, i)));
     }
-    rows.push_back(RowOf(row));
   }
   EXPECT_EQ(sqlite3_errcode(db), SQLITE_DONE) << sqlite3_errmsg(db);
   sqlite3_finalize(statement);
@@ -106,12 +105,31 @@ auto NameOf(const TidyRow& row) {
                   row.level, row.array, row.unit);
 }
 
-std::vector<const TidyRow*> Sorted(const std::vector<TidyRow>& rows) {
-  std::vector<const TidyRow*> sorted;
-  for (const TidyRow& row : rows) sorted.push_back(&row);
-  std::sort(sorted.begin(), sorted.end(), [](const TidyRow* a, const TidyRow* b) {
-    const auto order = NameOf(*a) <=> NameOf(*b);
-    return order != 0 ? order < 0 : a->value < b->value;
+// A row in an order that is the same for expected and exported ones: that of a number made of its
+// name, as long texts that begin alike take long to compare.
+struct Sortable {
+  size_t number;
+  const TidyRow* row;
+
+  std::strong_ordering operator<=>(const Sortable& other) const {
+    const auto order = number <=> other.number;
+    return order != 0 ? order : NameOf(*row) <=> NameOf(*other.row);
+  }
+};
+
+std::vector<Sortable> Sorted(const std::vector<TidyRow>& rows) {
+  std::vector<Sortable> sorted;
+  sorted.reserve(rows.size());
+  std::string name;
+  for (const TidyRow& row : rows) {
+    name.clear();
+    std::apply([&](const auto&... parts) { (name.append(parts).append(1, ','), ...); },
+               NameOf(row));
+    sorted.push_back({std::hash<std::string>()(name), &row});
+  }
+  std::sort(sorted.begin(), sorted.end(), [](const Sortable& a, const Sortable& b) {
+    const auto order = a <=> b;
+    return order != 0 ? order < 0 : a.row->value < b.row->value;
   });
   return sorted;
 }
@@ -120,22 +138,22 @@ class PsltoolFiguresExport : public testing::TestWithParam<int> {
  protected:
   void Compare(const std::vector<TidyRow>& expected, const std::vector<TidyRow>& exported,
                const std::string& what) {
-    const std::vector<const TidyRow*> wanted = Sorted(expected);
-    const std::vector<const TidyRow*> had = Sorted(exported);
+    const std::vector<Sortable> wanted = Sorted(expected);
+    const std::vector<Sortable> had = Sorted(exported);
     auto want = wanted.begin();
     auto have = had.begin();
     while (want != wanted.end() || have != had.end()) {
       const bool no_more = have == had.end();
-      const auto order = want == wanted.end() || no_more ? std::strong_ordering::equal
-                                                         : NameOf(**want) <=> NameOf(**have);
+      const auto order =
+          want == wanted.end() || no_more ? std::strong_ordering::equal : *want <=> *have;
       if (want != wanted.end() && (no_more || order < 0)) {
-        Take(what, **want, (*want)->value, Json());
+        Take(what, *want->row, want->row->value, Json());
         ++want;
       } else if (want == wanted.end() || order > 0) {
-        Take(what, **have, Json(), (*have)->value);
+        Take(what, *have->row, Json(), have->row->value);
         ++have;
       } else {
-        Take(what, **want, (*want)->value, (*have)->value);
+        Take(what, *want->row, want->row->value, have->row->value);
         ++want;
         ++have;
       }

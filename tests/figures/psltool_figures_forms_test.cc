@@ -27,7 +27,7 @@ std::string NameOf(const std::string& path) {
 using Samples = OpenMetricsText::Samples;
 
 std::string PlaceOf(const Samples::value_type& sample) {
-  const auto& [name, labels, stamp] = sample.first;
+  const auto& [name, stamp, labels] = sample.first;
   std::string text = name + " at " + std::to_string(stamp);
   for (const auto& [label, value] : labels) text += " " + value;
   return text;

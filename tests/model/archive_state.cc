@@ -6,7 +6,6 @@ namespace model {
 namespace {
 
 constexpr std::size_t kHpSlotFrom1D = 48;
-constexpr std::size_t kBasicSize = 112;
 
 std::size_t FindPlain(const std::vector<Bytes>& keys, const Bytes& key) {
   for (std::size_t i = 0; i < keys.size(); ++i) {

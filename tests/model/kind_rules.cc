@@ -341,6 +341,7 @@ bool HasSlot144(int revision) { return revision >= 0x1E; }
 bool OlderQuadRule(int revision) { return revision <= 0x12; }
 bool HasConc(int revision) { return revision >= 0x18; }
 bool HasPairs(int revision) { return revision >= 0x1B; }
+bool HasItems(int revision) { return revision >= 0x14; }
 bool HasWaitTime(int revision) { return revision >= 0x1C; }
 bool HasCab(int revision) { return revision >= 0x1D; }
 

@@ -89,6 +89,9 @@ std::size_t FileHeaderSize(int revision);
 /// Size of the structure record's header, which is that of the statistics record's head too.
 std::size_t RecordHeadSize(int revision);
 
+/// Size of the basic information of the structure record.
+constexpr std::size_t kBasicSize = 112;
+
 /// Position of the trailing section's offset in the structure record's header, 0 when there is
 /// none; the carried word follows it.
 std::size_t TrailingSlot(int revision);
@@ -103,6 +106,8 @@ bool HasSlot144(int revision);
 /// Quadsets follow the older rule.
 bool OlderQuadRule(int revision);
 
+/// Statistics records may have optional items.
+bool HasItems(int revision);
 bool HasConc(int revision);
 bool HasPairs(int revision);
 bool HasWaitTime(int revision);

@@ -55,7 +55,7 @@ bool Acceptable(LogState log) {
   return log == LogState::kGood || log == LogState::kBroken || log == LogState::kHeadless;
 }
 
-bool IsHour(ArchiveState archive) { return archive != ArchiveState::kDay; }
+bool IsHour(ArchiveSort archive) { return archive != ArchiveSort::kDay; }
 
 // What a level's run considers: up to `end`, from `start` on if its archives are kept only so long.
 struct Span {
@@ -107,15 +107,15 @@ void MakeHours(const WallTime& now, const NightSettings& settings, Files* files,
   std::set<std::string> held_up;
   for (const std::string& name : open.unreadable) held_up.insert(KeyOf(name));
   left->days = held_up;
-  std::map<std::string, ArchiveState> made;
+  std::map<std::string, ArchiveSort> made;
   for (const std::string& name : open.takeable) {
     if (held_up.contains(KeyOf(name))) continue;
     const LogState state = files->logs.at(name);
     if (state != LogState::kGood) left->days.insert(KeyOf(name));
     if (state == LogState::kHeadless) continue;
     const std::string output = KeyOf(name) + ".psa";
-    made.emplace(output, ArchiveState::kHour);
-    if (state == LogState::kBroken) made[output] = ArchiveState::kEmptyHour;
+    made.emplace(output, ArchiveSort::kHour);
+    if (state == LogState::kBroken) made[output] = ArchiveSort::kEmptyHour;
   }
   for (const auto& [name, kind] : made) {
     files->archives[name] = kind;
@@ -146,7 +146,7 @@ void MakeDays(const WallTime& now, const NightSettings& settings, Files* files, 
   };
   for (const std::string& name : open.takeable) add(name, files->logs.at(name));
   for (const auto& [name, kind] : files->archives) {
-    if (kind == ArchiveState::kHour && span.Contains(name)) add(name, LogState::kGood);
+    if (kind == ArchiveSort::kHour && span.Contains(name)) add(name, LogState::kGood);
   }
   // The last input of an output decides whether it gets its final name.
   std::map<std::string, bool> ends_broken;
@@ -155,7 +155,7 @@ void MakeDays(const WallTime& now, const NightSettings& settings, Files* files, 
   }
   for (const auto& [name, broken] : ends_broken) {
     if (broken) continue;
-    files->archives[name] = ArchiveState::kDay;
+    files->archives[name] = ArchiveSort::kDay;
     result->made.push_back(name);
   }
 }
@@ -174,10 +174,10 @@ void Remove(const WallTime& now, const NightSettings& settings, const Left& left
   });
   std::erase_if(files->archives, [&](const auto& archive) {
     bool gone = false;
-    if (archive.second == ArchiveState::kHour && settings.hours.count != 0) {
+    if (archive.second == ArchiveSort::kHour && settings.hours.count != 0) {
       gone =
           ends_before(archive.first, LimitOf(settings.hours, now)) && !left.Covers(archive.first);
-    } else if (archive.second == ArchiveState::kDay && settings.days.count != 0) {
+    } else if (archive.second == ArchiveSort::kDay && settings.days.count != 0) {
       gone = DateOf(archive.first) < MonthOf(LimitOf(settings.days, now).first);
     }
     if (gone) result->removed.push_back(archive.first);

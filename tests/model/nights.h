@@ -46,12 +46,12 @@ enum class LogState {
   kOld,         // a revision below 0x17
 };
 
-enum class ArchiveState { kHour, kEmptyHour, kDay };
+enum class ArchiveSort { kHour, kEmptyHour, kDay };
 
 /// Logs and archives by name ("20240304a#001.psl", "20240304a.psa", "202403a.psa").
 struct Files {
   std::map<std::string, LogState> logs;
-  std::map<std::string, ArchiveState> archives;
+  std::map<std::string, ArchiveSort> archives;
   std::set<std::string> temporaries;
 };
 

@@ -10,7 +10,6 @@
 namespace model {
 namespace {
 
-constexpr std::size_t kBasicSize = 112;
 
 std::size_t RandomCount(Random& random, Kind kind, ArraySize size) {
   if (random.Percent(12)) return 0;

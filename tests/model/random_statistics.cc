@@ -7,7 +7,6 @@
 namespace model {
 namespace {
 
-bool HasItems(int revision) { return revision >= 0x14; }
 
 // Draws nothing where all entries are odd.
 bool IsOdd(Random& random, const StatisticsStyle& style) {

@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::size_t kItemsSlot = 16;
 
-bool HasItems(int revision) { return revision >= 0x14; }
 
 // A record of a 0x10 file that was flushed by an "LDM" record has the 0x11 layout, which shows in
 // the offset of its rank section's header.

@@ -7,7 +7,6 @@
 namespace model {
 namespace {
 
-constexpr std::size_t kBasicSize = 112;
 constexpr std::size_t kRankSlot = 112;  // from 0x19 on
 constexpr std::size_t kPoolSlot = 120;  // from 0x19 on
 

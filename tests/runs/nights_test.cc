@@ -20,7 +20,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using model::ArchiveState;
+using model::ArchiveSort;
 using model::LogState;
 using std::chrono::days;
 
@@ -28,14 +28,14 @@ constexpr char kBerlin[] = "Europe/Berlin";
 
 struct NightNames {
   std::vector<std::string> logs;
-  std::map<std::string, ArchiveState> archives;
+  std::map<std::string, ArchiveSort> archives;
   bool operator==(const NightNames&) const = default;
 };
 
 void PrintTo(const NightNames& names, std::ostream* out) {
   for (const std::string& name : names.logs) *out << name << "\n";
   for (const auto& [name, kind] : names.archives) {
-    *out << name << (kind == ArchiveState::kEmptyHour ? " (empty)\n" : "\n");
+    *out << name << (kind == ArchiveSort::kEmptyHour ? " (empty)\n" : "\n");
   }
 }
 
@@ -62,9 +62,9 @@ NightNames NamesOf(const TestServer& server) {
     if (!name.ends_with(".psa")) {
       names.logs.push_back(name);
     } else if (count == 0) {
-      names.archives[name] = ArchiveState::kEmptyHour;
+      names.archives[name] = ArchiveSort::kEmptyHour;
     } else {
-      names.archives[name] = head[12] == 'D' ? ArchiveState::kDay : ArchiveState::kHour;
+      names.archives[name] = head[12] == 'D' ? ArchiveSort::kDay : ArchiveSort::kHour;
     }
   }
   return names;
@@ -290,11 +290,11 @@ TEST_F(LongPrefixYear, ThreeArraysWithFaultsMissedAndKilledNights) {
   }
   EXPECT_GT(nights, 330);
   // The walk had something to show: archives of both levels are there, and broken days too.
-  std::map<ArchiveState, int> kinds;
+  std::map<ArchiveSort, int> kinds;
   for (const auto& [name, kind] : files.archives) ++kinds[kind];
-  EXPECT_GT(kinds[ArchiveState::kHour], 60);
-  EXPECT_GT(kinds[ArchiveState::kEmptyHour], 10);
-  EXPECT_GT(kinds[ArchiveState::kDay], 9);
+  EXPECT_GT(kinds[ArchiveSort::kHour], 60);
+  EXPECT_GT(kinds[ArchiveSort::kEmptyHour], 10);
+  EXPECT_GT(kinds[ArchiveSort::kDay], 9);
 }
 
 }  // namespace

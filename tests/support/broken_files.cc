@@ -20,11 +20,11 @@ constexpr uint32_t kMinute = 60;
 
 // Slots of the 256-byte heads.
 constexpr size_t kItems = 16;
-constexpr size_t kHd = 24;
-constexpr size_t kHp = 48;
-constexpr size_t kLd = 88;
-constexpr size_t kPd = 96;
-constexpr size_t kPool = 120;
+constexpr size_t kHdAt = 24;
+constexpr size_t kHpAt = 48;
+constexpr size_t kLdAt = 88;
+constexpr size_t kPdAt = 96;
+constexpr size_t kPoolAt = 120;
 
 uint32_t Time(uint32_t minutes) { return spell::kNewYear + minutes * kMinute; }
 
@@ -144,27 +144,27 @@ void AddStructures(Maker& maker) {
               return size_t{20};
             }));
   maker.Add("ListWithoutOffset", "list-offset", InStructure([](Bytes& b) {
-              SetU32(b, kPd + 4, 0);
-              return kPd + 4;
+              SetU32(b, kPdAt + 4, 0);
+              return kPdAt + 4;
             }));
   maker.Add("ListLeavesRecord", "list-bounds", InStructure([](Bytes& b) {
-              SetU32(b, kPd + 4, static_cast<uint32_t>(b.size() - 47));
-              return kPd + 4;
+              SetU32(b, kPdAt + 4, static_cast<uint32_t>(b.size() - 47));
+              return kPdAt + 4;
             }));
   maker.Add("VariableEntryBelowItsFixedPart", "variable-length", InStructure([](Bytes& b) {
-              SetU32(b, OffsetOf(b, kLd) + 52, 63);
-              return OffsetOf(b, kLd) + 52;
+              SetU32(b, OffsetOf(b, kLdAt) + 52, 63);
+              return OffsetOf(b, kLdAt) + 52;
             }));
   maker.Add("VariablePartLeavesRecord", "variable-bounds", InStructure([](Bytes& b) {
-              SetU32(b, OffsetOf(b, kLd) + 52, 0xFFFFFFFF);
-              return OffsetOf(b, kLd) + 52;
+              SetU32(b, OffsetOf(b, kLdAt) + 52, 0xFFFFFFFF);
+              return OffsetOf(b, kLdAt) + 52;
             }));
   maker.Add("PoolEntriesWithoutAKey", "list-entry", InStructure([](Bytes& b) {
               SetU8(b, OffsetOf(b, 16) + 95, 1);  // pools are carried
-              SetU16(b, kPool, 1);                // bytes of an entry
-              SetU16(b, kPool + 2, 1);
-              SetU32(b, kPool + 4, 400);
-              return kPool;
+              SetU16(b, kPoolAt, 1);              // bytes of an entry
+              SetU16(b, kPoolAt + 2, 1);
+              SetU32(b, kPoolAt + 4, 400);
+              return kPoolAt;
             }));
   maker.Add("TrailingSectionBehindRecord", "trailing-bounds", InStructure([](Bytes& b) {
               SetU32(b, 248, static_cast<uint32_t>(b.size() + 1));
@@ -173,28 +173,28 @@ void AddStructures(Maker& maker) {
 }
 
 void AddSections(Maker& maker) {
-  maker.AddAtStart("StatisticsBeforeStructure", "no-structure", {Statistics(2), kHd + 2});
+  maker.AddAtStart("StatisticsBeforeStructure", "no-structure", {Statistics(2), kHdAt + 2});
   maker.Add("SectionCountDiffers", "section-count", InStatistics([](Bytes& b) {
-              SetU16(b, kLd + 2, 2);
-              return kLd + 2;
+              SetU16(b, kLdAt + 2, 2);
+              return kLdAt + 2;
             }));
   maker.Add("SectionBehindRecord", "section-bounds", InStatistics([](Bytes& b) {
-              SetU32(b, kLd + 4, static_cast<uint32_t>(b.size() + 1));
-              return kLd + 4;
+              SetU32(b, kLdAt + 4, static_cast<uint32_t>(b.size() + 1));
+              return kLdAt + 4;
             }));
   maker.Add("EntryLeavesRecord", "section-bounds", InStatistics([](Bytes& b) {
               const size_t at = b.size() - 95;
-              SetU32(b, kLd + 4, static_cast<uint32_t>(at));
+              SetU32(b, kLdAt + 4, static_cast<uint32_t>(at));
               SetU8(b, at + 10, 0);  // not compact
               return at;
             }));
   maker.Add("UnknownKey", "key-unknown", InStatistics([](Bytes& b) {
-              SetU8(b, OffsetOf(b, kHd) + 8, 77);
-              return OffsetOf(b, kHd) + 8;
+              SetU8(b, OffsetOf(b, kHdAt) + 8, 77);
+              return OffsetOf(b, kHdAt) + 8;
             }));
   maker.Add("KeyOfAnotherPosition", "key-unknown", InStatistics([](Bytes& b) {
-              SetU8(b, OffsetOf(b, kHp) + 9, 77);
-              return OffsetOf(b, kHp) + 8;
+              SetU8(b, OffsetOf(b, kHpAt) + 9, 77);
+              return OffsetOf(b, kHpAt) + 8;
             }));
 }
 

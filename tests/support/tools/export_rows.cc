@@ -64,24 +64,46 @@ const std::map<std::string, Name>& Names() {
 
 }  // namespace
 
+template <typename Entry>
+void AddRows(const Entry& entry, const std::string& array, const std::string& level,
+             std::vector<TidyRow>& rows) {
+  const TidyRow place = {entry.at("time"),
+                         entry.at("stamp"),
+                         array,
+                         entry.at("kind"),
+                         entry.at("key"),
+                         "",
+                         "",
+                         0,
+                         "",
+                         level,
+                         entry.at("begin"),
+                         entry.at("end")};
+  for (const auto& [column, value] : entry.items()) {
+    if (column == "time" || column == "stamp" || column == "begin" || column == "end") continue;
+    if (column == "kind" || column == "key") continue;
+    const bool group = column[0] == 'g' && column[2] == '_';
+    const std::string prefix = group ? column.substr(0, 3) : "";
+    const Name& name = Names().at(column.substr(prefix.size()));
+    if (value.is_null()) continue;
+    TidyRow& row = rows.emplace_back(place);
+    row.metric = prefix + name.metric;
+    row.statistic = name.statistic;
+    row.value =
+        value.is_boolean() ? (value.template get<bool>() ? 1 : 0) : value.template get<double>();
+    row.unit = name.unit;
+  }
+}
+
+template void AddRows(const nlohmann::json&, const std::string&, const std::string&,
+                      std::vector<TidyRow>&);
+
 std::vector<TidyRow> RowsOfDump(const std::string& lines, const std::string& array,
                                 const std::string& level) {
   std::vector<TidyRow> rows;
   std::istringstream stream(lines);
   for (std::string line; std::getline(stream, line);) {
-    const auto entry = nlohmann::ordered_json::parse(line);
-    for (const auto& [column, value] : entry.items()) {
-      if (column == "time" || column == "stamp" || column == "begin" || column == "end") continue;
-      if (column == "kind" || column == "key") continue;
-      const bool group = column[0] == 'g' && column[2] == '_';
-      const std::string prefix = group ? column.substr(0, 3) : "";
-      const Name& name = Names().at(column.substr(prefix.size()));
-      if (value.is_null()) continue;
-      const double number = value.is_boolean() ? (value.get<bool>() ? 1 : 0) : value.get<double>();
-      rows.push_back({entry["time"], entry["stamp"], array, entry["kind"], entry["key"],
-                      prefix + name.metric, name.statistic, number, name.unit, level,
-                      entry["begin"], entry["end"]});
-    }
+    AddRows(nlohmann::ordered_json::parse(line), array, level, rows);
   }
   return rows;
 }

@@ -2,6 +2,7 @@
 // the names of metrics, statistics and units.
 #pragma once
 
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -29,6 +30,13 @@ struct TidyRow {
 // Of lines of `dump --format ndjson`. Throws on a column that has no name in exports.
 std::vector<TidyRow> RowsOfDump(const std::string& lines, const std::string& array,
                                 const std::string& level);
+
+// Likewise, of one such line that has been read.
+template <typename Entry>
+void AddRows(const Entry& entry, const std::string& array, const std::string& level,
+             std::vector<TidyRow>& rows);
+extern template void AddRows(const nlohmann::json&, const std::string&, const std::string&,
+                             std::vector<TidyRow>&);
 
 // A log, its hour archive and its day archive of a revision, in a directory: paths with levels.
 struct LeveledFile {

@@ -157,7 +157,7 @@ class Reader {
       throw Malformed("stamps of " + family_ + " do not rise");
     }
     stamp_ = stamp;
-    result_.samples[{family_, labels, stamp}] = value;
+    result_.samples[{family_, stamp, labels}] = value;
   }
 
   OpenMetricsText& result_;
@@ -251,5 +251,5 @@ void AddSample(const TidyRow& row, OpenMetricsText::Samples& samples) {
   // Percentages are hundredths: whole numbers in front of the division.
   const double scaled = row.value * family.factor;
   const double value = family.divisor == 1 ? scaled : std::round(scaled) / family.divisor;
-  samples[{family.name, labels, row.stamp}] = value;
+  samples[{family.name, row.stamp, labels}] = value;
 }

@@ -18,7 +18,8 @@ struct OpenMetricsText {
   };
   using Labels = std::map<std::string, std::string>;
   std::map<std::string, Family> families;
-  using Samples = std::map<std::tuple<std::string, Labels, uint32_t>, double>;
+  // Name, stamp and labels: the labels, which take longest to compare, come last.
+  using Samples = std::map<std::tuple<std::string, uint32_t, Labels>, double>;
   Samples samples;
 };
 

@@ -188,7 +188,7 @@ TEST_F(PsltoolExportChoice, NamesOfASiteAreInEveryForm) {
   const OpenMetricsText text = ReadOpenMetrics(exported({"--format", "openmetrics"}));
   EXPECT_EQ(text.error, "");
   for (const auto& [place, value] : text.samples) {
-    const auto& labels = std::get<1>(place);
+    const auto& labels = std::get<2>(place);
     EXPECT_EQ(labels.contains("name"), labels.at("key") == "1");
     EXPECT_EQ(labels.contains("group_name"), labels.contains("group") && labels.at("group") == "1");
   }

@@ -44,7 +44,7 @@ TEST(OpenMetricsReader, TellsWellFormedTextFromOther) {
   const OpenMetricsText good = ReadOpenMetrics(
       head + "a_s{k=\"\\\"\\\\\\n\"} 1.5 10\na_s{k=\"\\\"\\\\\\n\"} 2e-05 11\na_s 3 1\n# EOF\n");
   EXPECT_EQ(good.error, "");
-  EXPECT_EQ(good.samples.at({"a_s", {{"k", "\"\\\n"}}, 11}), 2e-05);
+  EXPECT_EQ(good.samples.at({"a_s", 11, {{"k", "\"\\\n"}}}), 2e-05);
   for (const std::string& bad :
        {head, head + "a_s 1 2\n", head + "# EOF", head + "b 1 2\n# EOF\n",
         head + "a_s 1 2\na_s 1 2\n# EOF\n", head + "a_s 1 2\n# HELP a_s y\n# EOF\n",
@@ -126,7 +126,7 @@ Samples ReadBlocks(const std::string& text) {
     numbers >> value >> milliseconds;
     const std::string name = labels.at("__name__");
     labels.erase("__name__");
-    samples[{name, labels, static_cast<uint32_t>(milliseconds / 1000)}] = std::stod(value);
+    samples[{name, static_cast<uint32_t>(milliseconds / 1000), labels}] = std::stod(value);
   }
   return samples;
 }
@@ -176,7 +176,7 @@ TEST(PsltoolOpenMetrics, NamesOfArraysAreEscaped) {
   const OpenMetricsText text = ReadOpenMetrics(ExportOpenMetrics({dir.Path(name)}).out);
   EXPECT_EQ(text.error, "");
   ASSERT_FALSE(text.samples.empty());
-  EXPECT_EQ(std::get<1>(text.samples.begin()->first).at("array"), "a\"b\\c\xEF\xBF\xBD");
+  EXPECT_EQ(std::get<2>(text.samples.begin()->first).at("array"), "a\"b\\c\xEF\xBF\xBD");
 }
 
 TEST(PsltoolOpenMetrics, NothingLeavesAWellFormedText) {
