@@ -3,15 +3,13 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <openssl/crypto.h>
-#include <openssl/evp.h>
+#include <nettle/sha2.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 namespace psltool {
@@ -19,24 +17,6 @@ namespace psltool {
 namespace {
 
 constexpr size_t kPiece = 1 << 18;
-
-using Context = std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)>;
-
-// The digest, from a library context of its own: when memory ends while the library sets up its
-// shared one, it goes on without and crashes.
-class Sha256 {
- public:
-  Sha256()
-      : library_(OSSL_LIB_CTX_new(), OSSL_LIB_CTX_free),
-        digest_(library_ ? EVP_MD_fetch(library_.get(), "SHA2-256", nullptr) : nullptr,
-                EVP_MD_free) {}
-  // Null: the library fails.
-  const EVP_MD* get() const { return digest_.get(); }
-
- private:
-  std::unique_ptr<OSSL_LIB_CTX, decltype(&OSSL_LIB_CTX_free)> library_;
-  std::unique_ptr<EVP_MD, decltype(&EVP_MD_free)> digest_;
-};
 
 class OpenFile {
  public:
@@ -65,7 +45,7 @@ Digest Unreadable(const char* what) {
 }
 
 // Feeds the file to the digest. False: `digest` tells why.
-bool ReadAll(int fd, EVP_MD_CTX* context, const struct stat& state, const std::string& path,
+bool ReadAll(int fd, sha256_ctx& context, const struct stat& state, const std::string& path,
              Progress& progress, Digest& digest) {
   std::vector<uint8_t> piece(kPiece);
   const auto all = static_cast<uint64_t>(state.st_size);
@@ -77,10 +57,7 @@ bool ReadAll(int fd, EVP_MD_CTX* context, const struct stat& state, const std::s
       digest = Unreadable("cannot be read");
       return false;
     }
-    if (EVP_DigestUpdate(context, piece.data(), static_cast<size_t>(count)) != 1) {
-      digest.why = "the digest library fails";
-      return false;
-    }
+    sha256_update(&context, static_cast<size_t>(count), piece.data());
     digest.size += static_cast<uint64_t>(count);
     progress.Show(path, digest.size, all);
   }
@@ -101,23 +78,14 @@ Digest DigestOfFile(const std::string& path, Progress& progress) {
     digest.why = "not a regular file";
     return digest;
   }
-  static const Sha256 sha256;
-  const Context context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-  if (sha256.get() == nullptr || !context ||
-      EVP_DigestInit_ex(context.get(), sha256.get(), nullptr) != 1) {
-    digest.why = "the digest library fails";
-    return digest;
-  }
-  if (!ReadAll(file.fd(), context.get(), before, path, progress, digest)) return digest;
-  std::array<uint8_t, EVP_MAX_MD_SIZE> bytes{};
-  unsigned size = 0;
+  sha256_ctx context;
+  sha256_init(&context);
+  if (!ReadAll(file.fd(), context, before, path, progress, digest)) return digest;
+  std::array<uint8_t, SHA256_DIGEST_SIZE> bytes{};
+  sha256_digest(&context, bytes.size(), bytes.data());
   struct stat after {};
-  if (EVP_DigestFinal_ex(context.get(), bytes.data(), &size) != 1) {
-    digest.why = "the digest library fails";
-    return digest;
-  }
   if (fstat(file.fd(), &after) == -1) return Unreadable("cannot be read");
-  for (unsigned i = 0; i < size; ++i) digest.hex += fmt::format("{:02x}", bytes[i]);
+  for (const uint8_t byte : bytes) digest.hex += fmt::format("{:02x}", byte);
   digest.end = SameState(before, after) ? DigestEnd::kDone : DigestEnd::kChanging;
   return digest;
 }

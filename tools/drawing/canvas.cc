@@ -2,8 +2,6 @@
 // written at the end.
 #include "tools/drawing/canvas.h"
 
-#include <cairo-svg.h>
-
 #include "tools/output/characters.h"
 #include "tools/output/json.h"
 #include "tools/output/report.h"
@@ -29,29 +27,30 @@ std::string DrawableText(const std::string& text) {
   return drawable;
 }
 
-Canvas::Canvas(const std::string& path, int width, int height)
-    : path_(path),
+Canvas::Canvas(const CairoLibrary& cairo, const std::string& path, int width, int height)
+    : cairo_(cairo),
+      path_(path),
       svg_(path.ends_with(".svg")),
-      surface_(svg_ ? cairo_svg_surface_create_for_stream(Collect, &bytes_, width, height)
-                    : cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height)),
-      context_(cairo_create(surface_)) {
-  cairo_set_line_join(context_, CAIRO_LINE_JOIN_ROUND);
+      surface_(svg_ ? cairo_.svg_surface_create_for_stream(Collect, &bytes_, width, height)
+                    : cairo_.image_surface_create(CAIRO_FORMAT_RGB24, width, height)),
+      context_(cairo_.create(surface_)) {
+  cairo_.set_line_join(context_, CAIRO_LINE_JOIN_ROUND);
 }
 
 Canvas::~Canvas() {
-  cairo_destroy(context_);
-  cairo_surface_destroy(surface_);
+  cairo_.destroy(context_);
+  cairo_.surface_destroy(surface_);
 }
 
 bool Canvas::Finish() {
-  cairo_status_t status = cairo_status(context_);
+  cairo_status_t status = cairo_.status(context_);
   if (status == CAIRO_STATUS_SUCCESS && !svg_) {
-    status = cairo_surface_write_to_png_stream(surface_, Collect, &bytes_);
+    status = cairo_.surface_write_to_png_stream(surface_, Collect, &bytes_);
   }
-  cairo_surface_finish(surface_);
-  if (status == CAIRO_STATUS_SUCCESS) status = cairo_surface_status(surface_);
+  cairo_.surface_finish(surface_);
+  if (status == CAIRO_STATUS_SUCCESS) status = cairo_.surface_status(surface_);
   if (status != CAIRO_STATUS_SUCCESS) {
-    return Fail(path_, std::string("cannot be drawn: ") + cairo_status_to_string(status));
+    return Fail(path_, std::string("cannot be drawn: ") + cairo_.status_to_string(status));
   }
   RecordFile file(path_);
   return file.Create() &&
@@ -60,13 +59,13 @@ bool Canvas::Finish() {
 }
 
 void Canvas::Use(const Colour& colour) {
-  cairo_set_source_rgba(context_, colour.red / kWhole, colour.green / kWhole, colour.blue / kWhole,
-                        colour.opacity);
+  cairo_.set_source_rgba(context_, colour.red / kWhole, colour.green / kWhole, colour.blue / kWhole,
+                         colour.opacity);
 }
 
 void Canvas::Rectangle(double x, double y, double width, double height) {
-  cairo_rectangle(context_, x, y, width, height);
-  cairo_fill(context_);
+  cairo_.rectangle(context_, x, y, width, height);
+  cairo_.fill(context_);
 }
 
 void Canvas::Line(double x1, double y1, double x2, double y2, double width) {
@@ -76,29 +75,29 @@ void Canvas::Line(double x1, double y1, double x2, double y2, double width) {
 }
 
 void Canvas::Stroke(double width) {
-  cairo_set_line_width(context_, width);
-  cairo_stroke(context_);
+  cairo_.set_line_width(context_, width);
+  cairo_.stroke(context_);
 }
 
 void Canvas::Fill() {
-  cairo_close_path(context_);
-  cairo_fill(context_);
+  cairo_.close_path(context_);
+  cairo_.fill(context_);
 }
 
 void Canvas::Clip(double x, double y, double width, double height) {
-  cairo_rectangle(context_, x, y, width, height);
-  cairo_clip(context_);
+  cairo_.rectangle(context_, x, y, width, height);
+  cairo_.clip(context_);
 }
 
 void Canvas::UseFont(double size, bool bold) {
-  cairo_select_font_face(context_, "sans-serif", CAIRO_FONT_SLANT_NORMAL,
-                         bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
-  cairo_set_font_size(context_, size);
+  cairo_.select_font_face(context_, "sans-serif", CAIRO_FONT_SLANT_NORMAL,
+                          bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
+  cairo_.set_font_size(context_, size);
 }
 
 double Canvas::WidthOf(const std::string& text) {
   cairo_text_extents_t extents;
-  cairo_text_extents(context_, text.c_str(), &extents);
+  cairo_.text_extents(context_, text.c_str(), &extents);
   return extents.x_advance;
 }
 
@@ -120,17 +119,17 @@ void Canvas::Text(double x, double y, const std::string& text, Align align, doub
   const std::string fitting = Fitting(text, room);
   const double width = WidthOf(fitting);
   const double back = align == Align::kLeft ? 0 : align == Align::kCentre ? width / 2 : width;
-  cairo_move_to(context_, x - back, y);
-  cairo_show_text(context_, fitting.c_str());
+  cairo_.move_to(context_, x - back, y);
+  cairo_.show_text(context_, fitting.c_str());
 }
 
 void Canvas::UpwardText(double x, double y, const std::string& text, double room) {
   constexpr double kQuarter = -1.5707963267948966;
-  cairo_save(context_);
-  cairo_translate(context_, x, y);
-  cairo_rotate(context_, kQuarter);
+  cairo_.save(context_);
+  cairo_.translate(context_, x, y);
+  cairo_.rotate(context_, kQuarter);
   Text(0, 0, text, Align::kCentre, room);
-  cairo_restore(context_);
+  cairo_.restore(context_);
 }
 
 }  // namespace psltool

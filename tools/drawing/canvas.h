@@ -1,12 +1,11 @@
 // A surface to draw upon, with the few means that a chart needs, and the file that it becomes.
 #pragma once
 
-#include <cairo.h>
-
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "tools/drawing/cairo_library.h"
 #include "tools/output/record_file.h"
 
 namespace psltool {
@@ -23,7 +22,7 @@ enum class Align : uint8_t { kLeft, kCentre, kRight };
 class Canvas {
  public:
   // By the end of the path's name SVG or PNG.
-  Canvas(const std::string& path, int width, int height);
+  Canvas(const CairoLibrary& cairo, const std::string& path, int width, int height);
   ~Canvas();
   Canvas(const Canvas&) = delete;
   Canvas& operator=(const Canvas&) = delete;
@@ -34,12 +33,12 @@ class Canvas {
   void Use(const Colour& colour);
   void Rectangle(double x, double y, double width, double height);
   void Line(double x1, double y1, double x2, double y2, double width);
-  void MoveTo(double x, double y) { cairo_move_to(context_, x, y); }
-  void LineTo(double x, double y) { cairo_line_to(context_, x, y); }
+  void MoveTo(double x, double y) { cairo_.move_to(context_, x, y); }
+  void LineTo(double x, double y) { cairo_.line_to(context_, x, y); }
   void Stroke(double width);
   void Fill();
   void Clip(double x, double y, double width, double height);
-  void Unclip() { cairo_reset_clip(context_); }
+  void Unclip() { cairo_.reset_clip(context_); }
 
   void UseFont(double size, bool bold = false);
   double WidthOf(const std::string& text);
@@ -51,6 +50,7 @@ class Canvas {
  private:
   std::string Fitting(const std::string& text, double room);
 
+  const CairoLibrary& cairo_;
   std::string path_;
   bool svg_;
   std::string bytes_;

@@ -10,6 +10,7 @@
 
 #include "tools/drawing/canvas.h"
 #include "tools/drawing/ticks.h"
+#include "tools/output/report.h"
 
 namespace psltool {
 
@@ -216,7 +217,10 @@ std::vector<ChartPoint> Thinned(const std::vector<ChartPoint>& points, int64_t f
 }
 
 bool DrawChart(const Chart& chart, const ChartSize& size, const std::string& path) {
-  Canvas canvas(path, size.width, size.height);
+  std::string why;
+  const CairoLibrary* const cairo = LoadCairo(why);
+  if (cairo == nullptr) return Fail(path, "cannot be drawn: " + why);
+  Canvas canvas(*cairo, path, size.width, size.height);
   Drawing(chart, size, canvas).Draw();
   return canvas.Finish();
 }

@@ -1,22 +1,21 @@
 // Digests of scripts and style sheets: see the header.
 #include "tools/page/content_policy.h"
 
-#include <openssl/evp.h>
+#include <nettle/base64.h>
+#include <nettle/sha2.h>
 
 #include <array>
-#include <stdexcept>
 
 namespace psltool {
 
 std::string AllowedBy(std::string_view text) {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest = {};
-  unsigned size = 0;
-  if (EVP_Digest(text.data(), text.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) {
-    throw std::runtime_error("no SHA-256");
-  }
-  std::string base64(size_t{4} * ((size + 2) / 3), '\0');
-  EVP_EncodeBlock(reinterpret_cast<unsigned char*>(base64.data()), digest.data(),
-                  static_cast<int>(size));
+  sha256_ctx context;
+  sha256_init(&context);
+  sha256_update(&context, text.size(), reinterpret_cast<const uint8_t*>(text.data()));
+  std::array<uint8_t, SHA256_DIGEST_SIZE> digest = {};
+  sha256_digest(&context, digest.size(), digest.data());
+  std::string base64(BASE64_ENCODE_RAW_LENGTH(digest.size()), '\0');
+  base64_encode_raw(base64.data(), digest.size(), digest.data());
   return "'sha256-" + base64 + "'";
 }
 
