@@ -17,7 +17,7 @@ class BrowserError(Exception):
 
 def find_browser():
     """The path of a Chromium, or None."""
-    for name in ("chromium", "chromium-browser", "google-chrome"):
+    for name in ("chromium-headless-shell", "chromium", "chromium-browser", "google-chrome"):
         path = shutil.which(name)
         if path:
             return path
