@@ -14,7 +14,8 @@ add_custom_command(OUTPUT "${pages_directory}/made"
   COMMAND qelprfarc_pages installed "${CMAKE_CURRENT_SOURCE_DIR}" "${pages_directory}"
     "${CMAKE_INSTALL_FULL_SYSCONFDIR}" "${CMAKE_INSTALL_FULL_DOCDIR}"
   COMMAND "${CMAKE_COMMAND}" -E touch "${pages_directory}/made"
-  DEPENDS qelprfarc_pages "${CMAKE_CURRENT_SOURCE_DIR}/docs/format.md" ${pages_written}
+  DEPENDS qelprfarc_pages "${CMAKE_CURRENT_SOURCE_DIR}/docs/format.md"
+    "${CMAKE_CURRENT_SOURCE_DIR}/docs/format-entries.md" ${pages_written}
   COMMENT "Writing manual pages and completion"
   VERBATIM)
 add_custom_target(pages ALL DEPENDS "${pages_directory}/made")

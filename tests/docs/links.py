@@ -2,7 +2,7 @@
 """Finds what the documentation names and what is not there: files, headings, commands, options.
 
 Looked at are README, CONTRIBUTING and everything below docs/ (links, headings, files and commands in backticks,
-synopses), and in all other files of the checkout the mentions of pages ("docs/format.md#61-quadset").
+synopses), and in all other files of the checkout the mentions of pages ("docs/format-entries.md#61-quadset").
 
 Usage: tests/docs/links.py [--psltool PROGRAM]
   --psltool  holds commands and options to those that it knows

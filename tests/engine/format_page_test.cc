@@ -1,6 +1,6 @@
-// docs/format.md, which is psl(5) too, against the facts of the format that the tests spell out by
-// hand (layout_test holds the program's tables to the same): item bitmaps and their full masks,
-// sizes of heads, and where each kind stands in them.
+// docs/format.md and docs/format-entries.md, which are psl(5) too, against the facts of the format
+// that the tests spell out by hand (layout_test holds the program's tables to the same): item
+// bitmaps and their full masks, sizes of heads, and where each kind stands in them.
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -21,8 +21,9 @@ using revtest::KindFacts;
 
 // Cells of the first table behind a text, head first.
 std::vector<Row> TableBehind(const std::string& mark) {
-  const std::string page = TempDir::ReadFile(
-      (std::filesystem::path(TEST_SOURCE_DIR).parent_path() / "docs/format.md").string());
+  const auto docs = std::filesystem::path(TEST_SOURCE_DIR).parent_path() / "docs";
+  const std::string page = TempDir::ReadFile((docs / "format.md").string()) +
+                           TempDir::ReadFile((docs / "format-entries.md").string());
   const size_t at = page.find(mark);
   EXPECT_NE(at, std::string::npos) << mark;
   std::vector<Row> rows;

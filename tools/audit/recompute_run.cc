@@ -1,5 +1,5 @@
 // Archive runs computed anew: see the header. The state between inputs is that of the rules of
-// periods and joining in docs/archiving.md.
+// periods in docs/archiving-records.md and joining in docs/archiving.md.
 #include "tools/audit/recompute_run.h"
 
 #include <fmt/format.h>

@@ -1,5 +1,5 @@
 // A page of the documentation as a manual page: headings, paragraphs, lists, tables and examples,
-// as far as docs/format.md uses them.
+// as far as the pages of the format use them.
 #pragma once
 
 #include <string>

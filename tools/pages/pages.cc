@@ -83,9 +83,11 @@ Pages InstalledPages(const std::string& source, const Installed& installed) {
   }
   std::string end = kFormatEnd;
   Replace(end, "@DOCDIR@", installed.docs);
-  pages["man/man5/psl.5"] =
-      ManOfMarkdown({"psl", "5", "File Formats", "performance statistics logs and archives"},
-                    TextOf(fs::path(source) / "docs/format.md"), end);
+  // The second page of the two goes on where the first ends.
+  const std::string entries = TextOf(fs::path(source) / "docs/format-entries.md");
+  pages["man/man5/psl.5"] = ManOfMarkdown(
+      {"psl", "5", "File Formats", "performance statistics logs and archives"},
+      TextOf(fs::path(source) / "docs/format.md") + entries.substr(entries.find("\n## ")), end);
   AddWritten(fs::path(source) / "packaging/man", installed, pages);
   for (const Completed* program : {&psltool, &archiver}) {
     const std::string& name = program->program.name;
