@@ -5,6 +5,7 @@
 
 #include "archiver/segment.h"
 #include "logdir/autotarget.h"
+#include "logdir/unread.h"
 #include "report/runinfo.h"
 
 namespace {
@@ -23,6 +24,7 @@ SegmentVerdict ReadOrdered(const RunOrder& order) {
 
 OrderVerdict TakeOrder(const RunOrder& order, int64_t now) {
   arcdelinfo = ArcDelInfo{};
+  ForgetUnread();
   arcdelinfo.mode = order.array_update ? kModeArrayUpdate : kModeSvr;
   arcdelinfo.force_flg = order.force ? 1 : 0;
   arcdelinfo.auto_flg = order.prune ? 0 : 1;

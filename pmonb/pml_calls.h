@@ -2,7 +2,9 @@
 // the routine.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 // Results of PMONBcomDeletePml.
 inline constexpr int kPmlDone = 0;          // done, or nothing needed doing
@@ -22,6 +24,18 @@ struct PmlErrorBlock {
 // Whether `name` (without directory) has the shape of a PML file name: 8 digits, at least one other
 // character, "#", 3 digits, "_", 3 digits, nothing or a suffix. 0 yes, -1 no, -2 null name.
 int check_pml_filename(const char* name);
+
+// The same, with what is wrong first.
+inline constexpr size_t kLongestPmlArray = 32;
+enum class PmlShape : uint8_t {
+  kRight,
+  kNoDate,       // it does not begin with eight digits
+  kNoArray,      // no "#" behind an array's name
+  kHashInArray,  // more than one "#"
+  kLongArray,
+  kOtherEnd,  // no "#nnn_nnn.pml"
+};
+PmlShape JudgePmlName(std::string_view name);
 
 // Whether a volume of its own is mounted at `path`: 0 yes; 2 no such path, or same device as "/";
 // 4 a status query failed; 5 null argument. For 4 and 5 `block` says more.

@@ -10,6 +10,8 @@ constexpr size_t kMinLength = 21;
 constexpr size_t kMaxLength = 52;
 constexpr size_t kDateDigits = 8;
 constexpr size_t kNumberDigits = 3;
+constexpr size_t kLongestEnd = 12;  // "#001_001.pml"
+static_assert(kMaxLength == kDateDigits + kLongestPmlArray + kLongestEnd);
 
 bool StartsWithDigits(std::string_view text, size_t count) {
   if (text.size() < count) return false;
@@ -36,7 +38,17 @@ bool HasPmlShape(std::string_view name) {
 
 }  // namespace
 
+PmlShape JudgePmlName(std::string_view name) {
+  if (HasPmlShape(name)) return PmlShape::kRight;
+  if (!StartsWithDigits(name, kDateDigits)) return PmlShape::kNoDate;
+  const size_t hash = name.rfind('#');
+  if (hash == std::string_view::npos || hash <= kDateDigits) return PmlShape::kNoArray;
+  const std::string_view array = name.substr(kDateDigits, hash - kDateDigits);
+  if (array.find('#') != std::string_view::npos) return PmlShape::kHashInArray;
+  return array.size() > kLongestPmlArray ? PmlShape::kLongArray : PmlShape::kOtherEnd;
+}
+
 int check_pml_filename(const char* name) {
   if (name == nullptr) return -2;
-  return HasPmlShape(name) ? 0 : -1;
+  return JudgePmlName(name) == PmlShape::kRight ? 0 : -1;
 }

@@ -104,7 +104,6 @@ Plan PlanRun(const PlanRequest& request) {
   Plan plan;
   if (!FindsItsDirectories(plan)) return plan;
   LookAtLock(plan);
-  ForgetUnread();
   ArchiveView view;
   if (!ListArchives(view, plan)) return plan;
   if (!request.prune) NoteInterrupted(view, plan);

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "engine/names.h"
+#include "pmonb/pml_calls.h"
 #include "report/runinfo.h"
 
 namespace psltool {
@@ -18,7 +19,6 @@ namespace psltool {
 namespace {
 
 constexpr int8_t kMove = 9;
-constexpr size_t kLongestArray = 32;
 constexpr uint32_t kFirstOfTenDigits = 100000;  // 2010 as YYMMDD has all six digits
 
 // The day of a date YYMMDD, nothing when it is no date.
@@ -129,19 +129,18 @@ void NoteRoomOfForeign(const PmlWork& work, Plan& plan) {
 }  // namespace
 
 std::string ForeignNameText(const std::string& name) {
-  if (!BeginsWithDigits(name, kDayDigits)) {
-    return "the name does not begin with a date";
+  switch (JudgePmlName(name)) {
+    case PmlShape::kNoDate:
+      return "the name does not begin with a date";
+    case PmlShape::kNoArray:
+      return "the name has no \"#\" behind an array's name";
+    case PmlShape::kHashInArray:
+      return "the array's name has a \"#\"";
+    case PmlShape::kLongArray:
+      return fmt::format("the array's name has more than {} characters", kLongestPmlArray);
+    default:
+      return "the name does not end in \"#nnn_nnn.pml\"";
   }
-  const size_t hash = name.rfind('#');
-  if (hash == std::string::npos || hash <= kDayDigits) {
-    return "the name has no \"#\" behind an array's name";
-  }
-  const std::string array = name.substr(kDayDigits, hash - kDayDigits);
-  if (array.find('#') != std::string::npos) return "the array's name has a \"#\"";
-  if (array.size() > kLongestArray) {
-    return fmt::format("the array's name has more than {} characters", kLongestArray);
-  }
-  return "the name does not end in \"#nnn_nnn.pml\"";
 }
 
 void NoteDangers(const PmlWork& work, uint32_t today, Plan& plan) {
