@@ -1,19 +1,17 @@
-// What removal meets seldom: directories that are none, files of which the name says nothing.
+// What removal finds around it: directories that are none, files of which the name says nothing.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <filesystem>
 #include <string>
 
 #include "archiver/order.h"
 #include "archiver/removal.h"
 #include "archiver/segment_layout.h"
-#include "logdir/autotarget.h"
 #include "platform/QelCM.h"
 #include "report/runinfo.h"
 #include "tests/support/header_file.h"
 #include "tests/support/run_state.h"
+#include "tests/support/runs/removal_fixture.h"
 #include "tests/support/runs/retention.h"
 #include "tests/support/runs/server.h"
 #include "tests/support/tempdir.h"
@@ -23,32 +21,19 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-class SeldomRemoval : public ::testing::Test {
+class RemovalSurroundings : public RemovalFixture {
  protected:
-  SeldomRemoval() {
-    ResetRunState();
-    arcdelinfo.auto2_flg = 1;  // failures go to the trace, and to no shared file
-    snprintf(arcdelinfo.arcdir, sizeof arcdelinfo.arcdir, "%s", directory.Path("arc/").c_str());
-    snprintf(sgmtr_dmpfile, sizeof sgmtr_dmpfile, "%s", directory.Path("trace").c_str());
-    arcdelinfo.savetm_flg[kClassPsl] = 1;
-    arcdelinfo.savetm[kClassPsl] = ::kDays + 1;
-    SetClock("2021-03-15 10:00:00");
-  }
-  ~SeldomRemoval() override { ResetRunState(); }
+  RemovalSurroundings() { Keep(kClassPsl, ::kDays + 1); }
 
   static int Remove() {
     int result = 77;
-    GetTimeSpan();
-    EXPECT_EQ(StatusOf([&result] { result = ArcDelete(); }), kReturned);
+    EXPECT_EQ(StatusOf([&result] { result = RemoveAt("2021-03-15 10:00:00"); }), kReturned);
     return result;
   }
-
-  TempDir directory;
-  TimeZone zone{"UTC"};
 };
 
 // Names of archives cannot be synced there, so nothing that they would stand for goes.
-TEST_F(SeldomRemoval, FileInThePlaceOfTheArchivesKeepsTheLogs) {
+TEST_F(RemovalSurroundings, FileInThePlaceOfTheArchivesKeepsTheLogs) {
   directory.MakeDirectory("arc");
   directory.Write("arc/archive", "a file");
   directory.Write("arc/19990101A.psl", HeaderBytes({}));
@@ -58,14 +43,13 @@ TEST_F(SeldomRemoval, FileInThePlaceOfTheArchivesKeepsTheLogs) {
 }
 
 // The logs lie there: without it nobody knows what there was to remove.
-TEST_F(SeldomRemoval, DirectoryOfTheLogsThatIsGoneEndsTheRun) {
+TEST_F(RemovalSurroundings, DirectoryOfTheLogsThatIsGoneEndsTheRun) {
   Capture errors(2);
-  GetTimeSpan();
-  EXPECT_EQ(StatusOf([] { ArcDelete(); }), 1);
+  EXPECT_EQ(StatusOf([] { RemoveAt("2021-03-15 10:00:00"); }), 1);
   EXPECT_THAT(errors.Text(), HasSubstr("103 Can't open directory"));
 }
 
-TEST_F(SeldomRemoval, LongNamesThatAreNotTemporaryStay) {
+TEST_F(RemovalSurroundings, LongNamesThatAreNotTemporaryStay) {
   directory.MakeDirectory("arc/archive");
   const std::string name(250, 'x');
   directory.Write("arc/archive/" + name, "somebody's");
@@ -75,7 +59,7 @@ TEST_F(SeldomRemoval, LongNamesThatAreNotTemporaryStay) {
 }
 
 // What a run would do is asked with the configuration at hand.
-TEST_F(SeldomRemoval, OrdersOfRuns) {
+TEST_F(RemovalSurroundings, OrdersOfRuns) {
   SegmentBytes segment;
   segment.PutDirectories("/root", "/arc", "/pml");
   segment.PutArchivingSwitch(2);  // neither on nor off
@@ -95,12 +79,12 @@ TEST_F(SeldomRemoval, OrdersOfRuns) {
   EXPECT_EQ(arcdelinfo.auto2_flg, 0);
 }
 
-TEST_F(SeldomRemoval, CountOf0IsKeptForEver) {
+TEST_F(RemovalSurroundings, CountOf0IsKeptForEver) {
   EXPECT_EQ(RetentionCode(0, 1), 0);
   EXPECT_EQ(RetentionCode(3, 1), ::kMonths + 3);
 }
 
-TEST_F(SeldomRemoval, ArchivesAreJudgedByNameAndLevel) {
+TEST_F(RemovalSurroundings, ArchivesAreJudgedByNameAndLevel) {
   const auto judged = [](const char* name, int level) {
     const AutoProbe probe = {[level](const char*) { return level; }, [](const char*) { return 0; }};
     Limits limits = {1'615'802'400, {}};

@@ -24,9 +24,9 @@
 
 namespace {
 
-class SeldomEngine : public HeaderTest {};
+class EngineEdges : public HeaderTest {};
 
-TEST_F(SeldomEngine, RevisionThatChangedSinceTheCheckEndsTheRun) {
+TEST_F(EngineEdges, RevisionThatChangedSinceTheCheckEndsTheRun) {
   spell::Bytes bytes = spell::HeaderRecord({});
   for (const int revision : {0x0F, 0x22, 0xFF}) {
     bytes[3] = static_cast<char>(revision);
@@ -35,7 +35,7 @@ TEST_F(SeldomEngine, RevisionThatChangedSinceTheCheckEndsTheRun) {
   }
 }
 
-TEST_F(SeldomEngine, OutputOfAnEndedRunIsLeftAsItIs) {
+TEST_F(EngineEdges, OutputOfAnEndedRunIsLeftAsItIs) {
   spell::Bytes bytes = spell::HeaderRecord({});
   bytes[0] = 'X';
   arcdelinfo.auto_flg = 1;
@@ -47,7 +47,7 @@ TEST_F(SeldomEngine, OutputOfAnEndedRunIsLeftAsItIs) {
   EXPECT_EQ(directory_.Read("output"), "half");
 }
 
-TEST_F(SeldomEngine, OutputOfAnEndedRunThatCannotBeClosedIsTold) {
+TEST_F(EngineEdges, OutputOfAnEndedRunThatCannotBeClosedIsTold) {
   spell::Bytes bytes = spell::HeaderRecord({});
   bytes[0] = 'X';
   Open(bytes);
@@ -59,20 +59,20 @@ TEST_F(SeldomEngine, OutputOfAnEndedRunThatCannotBeClosedIsTold) {
       << errors.Text();
 }
 
-TEST_F(SeldomEngine, FileThatIsNotThereIsLookedAt) {
+TEST_F(EngineEdges, FileThatIsNotThereIsLookedAt) {
   const InputLook look = LookAtInput(directory_.Path("nothing.psl"));
   EXPECT_FALSE(look.opened);
   EXPECT_EQ(look.error, ENOENT);
 }
 
 // A file that opens, but does not give its first byte.
-TEST_F(SeldomEngine, FileThatCannotBeReadIsLookedAt) {
+TEST_F(EngineEdges, FileThatCannotBeReadIsLookedAt) {
   const InputLook look = LookAtInput("/proc/self/mem");
   EXPECT_TRUE(look.opened);
   EXPECT_EQ(look.error, EIO);
 }
 
-TEST_F(SeldomEngine, InputsOfADirectoryThatHasNoName) {
+TEST_F(EngineEdges, InputsOfADirectoryThatHasNoName) {
   finfo.optclass = kOptDirectory;
   finfo.path = nullptr;
   EXPECT_EQ(InputPath("20240101a.psl"), "20240101a.psl");
@@ -82,7 +82,7 @@ TEST_F(SeldomEngine, InputsOfADirectoryThatHasNoName) {
   EXPECT_EQ(InputPath("20240101a.psl"), "20240101a.psl");
 }
 
-TEST_F(SeldomEngine, ArchivesOfAStem) {
+TEST_F(EngineEdges, ArchivesOfAStem) {
   EXPECT_TRUE(IsArchiveOf("20240101a", "20240101a.psa"));
   EXPECT_TRUE(IsArchiveOf("20240101a", "20240101a#002.psa"));
   EXPECT_FALSE(IsArchiveOf("20240101a", "20240101b.psa"));
@@ -92,7 +92,7 @@ TEST_F(SeldomEngine, ArchivesOfAStem) {
   EXPECT_FALSE(IsArchiveOf("20240101a", "20240101a#0x2.psa"));
 }
 
-TEST_F(SeldomEngine, SequelsAreArchives) {
+TEST_F(EngineEdges, SequelsAreArchives) {
   EXPECT_TRUE(IsSequelName("20240101a#002.psa"));
   EXPECT_TRUE(IsSequelName("dir#1/20240101a#002.psa"));
   EXPECT_FALSE(IsSequelName("20240101a.psa"));
@@ -100,7 +100,7 @@ TEST_F(SeldomEngine, SequelsAreArchives) {
   EXPECT_FALSE(IsSequelName("20240101a#002.psl"));
 }
 
-TEST_F(SeldomEngine, DistancesThatDoNotGoBack) {
+TEST_F(EngineEdges, DistancesThatDoNotGoBack) {
   arcdelinfo.auto_flg = 1;
   finfo.previous_time = 1'700'000'000;
   finfo.record_time = 1'700'000'000 + 86400;
@@ -109,14 +109,14 @@ TEST_F(SeldomEngine, DistancesThatDoNotGoBack) {
 }
 
 // Of a revision that nobody knows no header was kept: the time of the record read last counts.
-TEST_F(SeldomEngine, DistanceFromAnUnknownRevision) {
+TEST_F(EngineEdges, DistanceFromAnUnknownRevision) {
   ASSERT_EQ(Read({.revision = 0x21, .month = 3, .day = 5}), kReturned);
   finfo.layout = &LayoutOf(0x21);
   finfo.record_time = 1'704'067'200;  // 1 January 2024
   EXPECT_EQ(DistanceFromLast(0xFF).months, 2);
 }
 
-TEST_F(SeldomEngine, BlockOfNothing) {
+TEST_F(EngineEdges, BlockOfNothing) {
   Buffer buffer;
   EXPECT_NE(buffer.Zeroed(8), nullptr);
   EXPECT_EQ(buffer.Zeroed(0), nullptr);
@@ -124,7 +124,7 @@ TEST_F(SeldomEngine, BlockOfNothing) {
 }
 
 // The report of the end of memory may need memory itself.
-TEST_F(SeldomEngine, MemoryThatEndsWhileItsEndIsTold) {
+TEST_F(EngineEdges, MemoryThatEndsWhileItsEndIsTold) {
   directory_.Write("output", "half");
   std::snprintf(wfpath, sizeof wfpath, "%s", directory_.Path("output").c_str());
   wfd = open(wfpath, O_WRONLY | O_CLOEXEC);
@@ -139,7 +139,7 @@ TEST_F(SeldomEngine, MemoryThatEndsWhileItsEndIsTold) {
   EXPECT_FALSE(directory_.Exists("output"));
 }
 
-TEST_F(SeldomEngine, OutputsOfManualRunsAreNotRenamed) {
+TEST_F(EngineEdges, OutputsOfManualRunsAreNotRenamed) {
   directory_.MakeDirectory("archive");
   std::snprintf(arcdelinfo.arcdir, sizeof arcdelinfo.arcdir, "%s", directory_.Path("").c_str());
   directory_.Write("archive/20240101a.psa_tmp", "x");
@@ -151,7 +151,7 @@ TEST_F(SeldomEngine, OutputsOfManualRunsAreNotRenamed) {
   EXPECT_FALSE(directory_.Exists("archive/20240101a.psa_tmp"));
 }
 
-TEST_F(SeldomEngine, EndOfTheArchiverChangesNothing) {
+TEST_F(EngineEdges, EndOfTheArchiverChangesNothing) {
   InitArchiver();
   const auto before = pmonarc_stat;
   EndArchive();

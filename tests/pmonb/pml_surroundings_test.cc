@@ -10,7 +10,7 @@ namespace {
 
 using pml_test::Name;
 
-class PmlSeldom : public pml_test::PmlTree {
+class PmlSurroundings : public pml_test::PmlTree {
  protected:
   // Deletion by age of everything before this century.
   int Run(PmlDelParam* param) {
@@ -20,7 +20,7 @@ class PmlSeldom : public pml_test::PmlTree {
 };
 
 // Whether the directory is the root directory is then not known; it is taken as it is written.
-TEST_F(PmlSeldom, RootDirectoryThatCannotBeAskedHindersNothing) {
+TEST_F(PmlSurroundings, RootDirectoryThatCannotBeAskedHindersNothing) {
   pml_system.status = [](const char* path, struct stat* status) {
     if (strcmp(path, "/") != 0) return stat(path, status);
     errno = EIO;
@@ -31,7 +31,7 @@ TEST_F(PmlSeldom, RootDirectoryThatCannotBeAskedHindersNothing) {
   EXPECT_EQ(param.file_count, 1u);
 }
 
-TEST_F(PmlSeldom, DirectoryOnTheDeviceOfTheRootIsNotTakenForIt) {
+TEST_F(PmlSurroundings, DirectoryOnTheDeviceOfTheRootIsNotTakenForIt) {
   pml_system.status = [](const char* path, struct stat* status) {
     const int result = stat(path, status);
     status->st_dev = 77;
@@ -42,7 +42,7 @@ TEST_F(PmlSeldom, DirectoryOnTheDeviceOfTheRootIsNotTakenForIt) {
   EXPECT_EQ(param.file_count, 1u);
 }
 
-TEST_F(PmlSeldom, ReportsSayWhetherThereIsHeadroom) {
+TEST_F(PmlSurroundings, ReportsSayWhetherThereIsHeadroom) {
   for (const int8_t mode : {int8_t{7}, int8_t{10}}) {
     PmlDelParam param = Param();
     param.limit_lo = 1001;
@@ -53,13 +53,13 @@ TEST_F(PmlSeldom, ReportsSayWhetherThereIsHeadroom) {
   }
 }
 
-TEST_F(PmlSeldom, TextWithoutDelimitersHasNoTokens) {
+TEST_F(PmlSurroundings, TextWithoutDelimitersHasNoTokens) {
   char text[] = "a,b";
   EXPECT_EQ(pmonSubCsvtok(text, nullptr), nullptr);
   EXPECT_EQ(pmonSubCsvtok(nullptr, ","), nullptr) << "and the text is forgotten";
 }
 
-TEST_F(PmlSeldom, CopyWithoutACountOfLines) {
+TEST_F(PmlSurroundings, CopyWithoutACountOfLines) {
   std::ofstream(root_ + "/from") << "one\ntwo";
   EXPECT_EQ(pmonSubFileMergeAdd((root_ + "/from").c_str(), (root_ + "/to").c_str(), nullptr), 0);
   std::ifstream to(root_ + "/to");
@@ -67,7 +67,7 @@ TEST_F(PmlSeldom, CopyWithoutACountOfLines) {
 }
 
 // Of a short text the disk says so when the file is closed, of a long one while it is written.
-TEST_F(PmlSeldom, CopyToAFullDiskFails) {
+TEST_F(PmlSurroundings, CopyToAFullDiskFails) {
   std::ofstream(root_ + "/short") << "one\n";
   std::ofstream(root_ + "/long") << std::string(1 << 20, 'x');
   for (const char* name : {"/short", "/long"}) {

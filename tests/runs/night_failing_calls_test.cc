@@ -20,9 +20,9 @@ using ::testing::Not;
 using ::testing::UnorderedElementsAre;
 
 // The night of 1 March 2024 over two days of array "a".
-class PrefixSeldomNight : public ::testing::Test {
+class PrefixNightOfFailingCalls : public ::testing::Test {
  protected:
-  PrefixSeldomNight() {
+  PrefixNightOfFailingCalls() {
     server.directory.MakeDirectory("arc/archive");
     AddLog("20240228a.psl");
     AddLog("20240229a.psl");
@@ -51,7 +51,7 @@ class PrefixSeldomNight : public ::testing::Test {
   std::vector<std::string> trace;
 };
 
-TEST_F(PrefixSeldomNight, LockThatCannotBeAskedForOrTakenEndsTheNight) {
+TEST_F(PrefixNightOfFailingCalls, LockThatCannotBeAskedForOrTakenEndsTheNight) {
   for (const char* rule : {"fcntl:arclock:1:1:37", "fcntl:arclock:2:2:37"}) {
     Night(rule);
     EXPECT_THAT(entries, HasSubstr("func=fcntl errno=37"));
@@ -60,14 +60,14 @@ TEST_F(PrefixSeldomNight, LockThatCannotBeAskedForOrTakenEndsTheNight) {
   }
 }
 
-TEST_F(PrefixSeldomNight, TemporaryNameThatIsAlwaysTakenIsReported) {
+TEST_F(PrefixNightOfFailingCalls, TemporaryNameThatIsAlwaysTakenIsReported) {
   Night("open:/20240228a.psa_tmp:1:100000:17");
   EXPECT_THAT(trace, Contains(HasSubstr("func=open errno=17")));
   EXPECT_THAT(Archives(), Not(Contains("20240228a.psa")));
   EXPECT_THAT(Archives(), Not(Contains("20240228a.psa_tmp")));
 }
 
-TEST_F(PrefixSeldomNight, FileSystemsThatCannotRenameWithoutReplacingServeToo) {
+TEST_F(PrefixNightOfFailingCalls, FileSystemsThatCannotRenameWithoutReplacingServeToo) {
   for (const char* error : {"22", "38"}) {
     SCOPED_TRACE(error);
     EXPECT_EQ(Night(std::string("rename:/20240228a.psa:1:1:") + error +
@@ -81,14 +81,14 @@ TEST_F(PrefixSeldomNight, FileSystemsThatCannotRenameWithoutReplacingServeToo) {
   }
 }
 
-TEST_F(PrefixSeldomNight, InterruptedReadIsMadeAgain) {
+TEST_F(PrefixNightOfFailingCalls, InterruptedReadIsMadeAgain) {
   EXPECT_EQ(Night("pread:/20240228a.psl:1:3:4").status, 0);
   EXPECT_THAT(Archives(), Contains("20240228a.psa"));
 }
 
 // Whichever of the openings fails, a log that is expired stays until its archive is there: the last
 // one, before it is removed, succeeds again.
-TEST_F(PrefixSeldomNight, ExpiredLogThatDoesNotOpenOnceIsNotLost) {
+TEST_F(PrefixNightOfFailingCalls, ExpiredLogThatDoesNotOpenOnceIsNotLost) {
   server.segment.PutRetention(0, 1, 0);
   bool stayed = false;
   for (int opening = 1; opening <= 6; ++opening) {
@@ -108,7 +108,7 @@ TEST_F(PrefixSeldomNight, ExpiredLogThatDoesNotOpenOnceIsNotLost) {
 }
 
 // A broken log gives an empty archive, which is opened again to be synced.
-TEST_F(PrefixSeldomNight, EmptyArchiveThatCannotBeSyncedIsNotNamed) {
+TEST_F(PrefixNightOfFailingCalls, EmptyArchiveThatCannotBeSyncedIsNotNamed) {
   AddLog("20240227a.psl", "torn");
   Night("open:/20240227a.psa_tmp:2:9:5");
   EXPECT_THAT(trace, Contains(HasSubstr("func=open errno=5")));

@@ -27,25 +27,25 @@ namespace {
 
 using ::testing::ElementsAre;
 
-class Seldom : public ::testing::Test {
+class SelectionEdges : public ::testing::Test {
  protected:
-  Seldom() {
+  SelectionEdges() {
     ResetRunState();
     SetClock("2021-05-31 10:20:30");
   }
-  ~Seldom() override { ResetRunState(); }
+  ~SelectionEdges() override { ResetRunState(); }
 
   TempDir directory;
   TimeZone zone{"UTC"};
 };
 
-TEST_F(Seldom, MomentBeyondAllYearsHasNoDate) {
+TEST_F(SelectionEdges, MomentBeyondAllYearsHasNoDate) {
   const tm date = LocalTime(std::numeric_limits<int64_t>::max());
   EXPECT_EQ(date.tm_year, 0);
   EXPECT_EQ(date.tm_mday, 0);
 }
 
-TEST_F(Seldom, DateBeyondAllMomentsDoesNotConvert) {
+TEST_F(SelectionEdges, DateBeyondAllMomentsDoesNotConvert) {
   tm date{};
   date.tm_year = INT_MAX;
   date.tm_mon = INT_MAX;
@@ -55,7 +55,7 @@ TEST_F(Seldom, DateBeyondAllMomentsDoesNotConvert) {
 }
 
 // -1 is also the answer of a conversion that fails.
-TEST_F(Seldom, LastSecondBefore1970Converts) {
+TEST_F(SelectionEdges, LastSecondBefore1970Converts) {
   tm date{};
   date.tm_year = 69;
   date.tm_mon = 11;
@@ -68,7 +68,7 @@ TEST_F(Seldom, LastSecondBefore1970Converts) {
   EXPECT_EQ(time, -1);
 }
 
-TEST_F(Seldom, CodesBetweenTheUnitsAreNoLimit) {
+TEST_F(SelectionEdges, CodesBetweenTheUnitsAreNoLimit) {
   for (const int32_t code : {0, 1, 0x10000000, 0x20000000, 0x40000000}) {
     EXPECT_EQ(LimitOf(code, 1'622'456'430), std::nullopt) << code;
   }
@@ -81,7 +81,7 @@ TEST_F(Seldom, CodesBetweenTheUnitsAreNoLimit) {
 
 // "{" comes behind "z", "[" behind "Z" and "@" before "A": none is a unit, so the text is no
 // relative time.
-TEST_F(Seldom, CharactersBesideTheLettersAreNoUnits) {
+TEST_F(SelectionEdges, CharactersBesideTheLettersAreNoUnits) {
   for (const char* text : {"5{", "5[", "5@", "5`"}) {
     Capture errors(2);
     EXPECT_EQ(StatusOf([text] { SetTimeSpan(text); }), 1) << text;
@@ -90,7 +90,7 @@ TEST_F(Seldom, CharactersBesideTheLettersAreNoUnits) {
   }
 }
 
-TEST_F(Seldom, LogBehindItsArchiveAtTheEndOfTheListIsDropped) {
+TEST_F(SelectionEdges, LogBehindItsArchiveAtTheEndOfTheListIsDropped) {
   directory.Write("20210101a.psa");
   directory.Write("20210101a.psl");
   finfo.level = 'D';
@@ -102,7 +102,7 @@ TEST_F(Seldom, LogBehindItsArchiveAtTheEndOfTheListIsDropped) {
 }
 
 // Only what begins with a month can be an archive of ours: others are not even looked into.
-TEST_F(Seldom, ArchivesAreJudgedByNameAndLevel) {
+TEST_F(SelectionEdges, ArchivesAreJudgedByNameAndLevel) {
   AutoSelection selection;
   const AutoProbe probe = {[](const char* name) {
                              EXPECT_STRNE(name, "notes.psa");
@@ -120,7 +120,7 @@ TEST_F(Seldom, ArchivesAreJudgedByNameAndLevel) {
                                     AutoVerdict::kOtherFile));
 }
 
-TEST_F(Seldom, LogThatNobodyCouldLookAtMakesTheHourRunLookAtArchives) {
+TEST_F(SelectionEdges, LogThatNobodyCouldLookAtMakesTheHourRunLookAtArchives) {
   AutoSelection selection;
   selection.logs = {{"20210101a.psl", AutoVerdict::kNotOver}};
   EXPECT_FALSE(NeedsArchives('H', selection));
@@ -129,21 +129,21 @@ TEST_F(Seldom, LogThatNobodyCouldLookAtMakesTheHourRunLookAtArchives) {
   EXPECT_TRUE(NeedsArchives('H', selection));
 }
 
-TEST_F(Seldom, ShortNamesOfArchivesFitTheirPaths) {
+TEST_F(SelectionEdges, ShortNamesOfArchivesFitTheirPaths) {
   EXPECT_TRUE(FitsPaths("/arc/", "1.psa"));
   EXPECT_TRUE(FitsPaths("/arc/", "12.psa"));
   // 249 characters of directory, "archive/" and a name: one more than a path may have.
   EXPECT_FALSE(FitsPaths(std::string(248, 'd') + "/", "1.psa"));
 }
 
-TEST_F(Seldom, ArchiveThatCannotBeOpenedHasNoLevel) {
+TEST_F(SelectionEdges, ArchiveThatCannotBeOpenedHasNoLevel) {
   snprintf(arcdelinfo.arcdir, sizeof arcdelinfo.arcdir, "%s", directory.Path("").c_str());
   directory.MakeDirectory("archive");
   std::filesystem::create_symlink("20210101a.psa", directory.Path("archive/20210101a.psa"));
   EXPECT_EQ(CheckAutoFileLevel("20210101a.psa"), -1);
 }
 
-TEST_F(Seldom, FileThatNothingFailedOnIsNotReported) {
+TEST_F(SelectionEdges, FileThatNothingFailedOnIsNotReported) {
   arcdelinfo.auto2_flg = 1;
   Capture errors(2);
   EXPECT_FALSE(ReportUnread("/nowhere/20210101a.psl"));
