@@ -19,7 +19,7 @@ int Run(int argc, char** argv) {
   const int status = RunCommandLine(PsltoolProgram(), kExitRefused, argc, argv);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     // A command that noticed by itself has told.
-    if (status == kExitDone) static_cast<void>(Fail("standard output", "cannot be written"));
+    if (status == kExitDone) Fail("standard output", "cannot be written");
     return kExitUnusable;
   }
   return status;
@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
   try {
     return Run(argc, argv);
   } catch (const std::exception& error) {
-    static_cast<void>(Fail("unexpected", error.what()));
+    Fail("unexpected", error.what());
   }
   return kExitUnusable;
 }

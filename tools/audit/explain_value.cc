@@ -102,7 +102,7 @@ class Explainer : public RunListener {
     periods_ = std::make_unique<FilePeriods>(input.path(), zone_);
   }
   void InputTrouble(const std::string& path, const Finding& finding) override {
-    static_cast<void>(Fail(path, Describe(finding)));
+    Fail(path, Describe(finding));
     troubled_ = true;
   }
   bool wants_more() const override { return !done_; }
@@ -321,7 +321,7 @@ bool GoToRecord(PslReader& archive, const ExplainRequest& request, RecordPeriod&
 // What is asked for, in files of a revision. Nothing: they cannot hold it, reported.
 std::optional<Wanted> WantedOf(const ExplainRequest& request, uint8_t revision) {
   const auto refuse = [&](const std::string& why) {
-    static_cast<void>(Fail(request.archive, why));
+    Fail(request.archive, why);
     return std::nullopt;
   };
   const char* const kind = WordOfKind(request.kind);
@@ -371,7 +371,7 @@ ExplainEnd Explain(const ExplainRequest& request, Explanation& explanation, Prog
   Recompute(request.inputs, rules, explainer, true, progress);
   progress.Clear();
   const auto fail = [&](const std::string& why) {
-    static_cast<void>(Fail(request.archive, why));
+    Fail(request.archive, why);
     return ExplainEnd::kFailed;
   };
   const std::string what = fmt::format("{} {}", WordOfKind(request.kind), request.key);

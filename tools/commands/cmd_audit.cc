@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -68,7 +67,7 @@ class Report {
     }
     progress_.Clear();
     if (finding.unreadable) {
-      static_cast<void>(Fail(finding.path, finding.text));
+      Fail(finding.path, finding.text);
       return;
     }
     out_.Print("{}\n", TextOf(finding));
@@ -221,10 +220,7 @@ class Report {
   Json files_ = Json::Array();
 };
 
-int Refuse(const char* what, const char* why) {
-  static_cast<void>(Fail(what, why));
-  return kExitUnusable;
-}
+int Refuse(const char* what, const char* why) { return FailWith(kExitUnusable, what, why); }
 
 int Audit(const AuditOptions& options) {
   const bool single = !options.made.archive.empty();
@@ -275,26 +271,24 @@ int Audit(const AuditOptions& options) {
 }  // namespace
 
 void AddAuditCommand(Command& command, int& status) {
-  auto options = std::make_shared<AuditOptions>();
-  command.AddOption("--archive", options->made.archive, "Archive to be proved")
+  AuditOptions& options = command.Runs<AuditOptions>(Audit, status);
+  command.AddOption("--archive", options.made.archive, "Archive to be proved")
       ->StandsFor(Stands::kInput);
-  AddInputsArgument(command, options->made);
-  command.AddOption("--all", options->directory, "All archives of a directory")
+  AddInputsArgument(command, options.made);
+  command.AddOption("--all", options.directory, "All archives of a directory")
       ->StandsFor(Stands::kDirectory);
   command
-      .AddOption("--logs", options->logs_directory,
-                 "Directory of the logs (default: that of --all)")
+      .AddOption("--logs", options.logs_directory, "Directory of the logs (default: that of --all)")
       ->StandsFor(Stands::kDirectory);
   command
-      .AddOption("--run", options->run,
+      .AddOption("--run", options.run,
                  "Whose rules join days: manual, automatic or either (default: what fits)")
       ->Must(OneOf({"manual", "automatic", "either"}));
-  AddMakingOptions(command, options->made);
-  command.AddFlag("--strict", options->strict, "With --all: archives without inputs count, too");
-  command.AddFlag("--full", options->full,
+  AddMakingOptions(command, options.made);
+  command.AddFlag("--strict", options.strict, "With --all: archives without inputs count, too");
+  command.AddFlag("--full", options.full,
                   "List every finding, not only the first 10 of a class of an archive");
-  AddAnswerOptions(command, options->answer);
-  command.Does([options, &status] { status = Audit(*options); });
+  AddAnswerOptions(command, options.answer);
 }
 
 }  // namespace psltool

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
-#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -223,9 +222,8 @@ bool TakeMeasure(const ChartOptions& options, Kind kind, SeriesRequest& request)
 
 int DrawOf(const ChartOptions& options) {
   if (!options.out.ends_with(".svg") && !options.out.ends_with(".png")) {
-    static_cast<void>(
-        Fail("chart -o", fmt::format("'{}' ends in neither .svg nor .png", options.out)));
-    return kExitRefused;
+    return FailWith(kExitRefused, "chart -o",
+                    fmt::format("'{}' ends in neither .svg nor .png", options.out));
   }
   ChoiceOptions choice = options.choice;
   choice.kinds = {options.kind};
@@ -245,16 +243,16 @@ int DrawOf(const ChartOptions& options) {
   if (status != kExitDone && gatherer.lines().empty()) return status;
   if (!HasWhatWasAsked("chart", choice, request.dump, reader.count())) return kExitFailed;
   if (gatherer.lines().empty()) {
-    static_cast<void>(Fail("chart", fmt::format("no {} of the files and times asked for has a {}",
-                                                options.kind, measure.name)));
-    return kExitFailed;
+    return FailWith(
+        kExitFailed, "chart",
+        fmt::format("no {} of the files and times asked for has a {}", options.kind, measure.name));
   }
   for (const auto& [array, line] : gatherer.lines()) {
     if (choice.key.empty() || line.keys.size() == 1) continue;
-    static_cast<void>(Fail("chart --key", fmt::format("'{}' stands for several {}; give all its "
-                                                      "bytes",
-                                                      choice.key, options.kind)));
-    return kExitRefused;
+    return FailWith(kExitRefused, "chart --key",
+                    fmt::format("'{}' stands for several {}; give all its "
+                                "bytes",
+                                choice.key, options.kind));
   }
   const Chart chart = MakeChart(options, measure, labels, gatherer);
   return DrawChart(chart, {options.width, options.height}, options.out) ? status : kExitUnusable;
@@ -263,31 +261,30 @@ int DrawOf(const ChartOptions& options) {
 }  // namespace
 
 void AddChartCommand(Command& command, int& status) {
-  auto options = std::make_shared<ChartOptions>();
-  AddFilesOption(command, options->files);
-  command.AddOption("-o,--out", options->out, "Picture to write, x.svg or x.png")->Required();
-  command.AddOption("-k,--kind", options->kind, "Kind of the resources (default ld)")
+  ChartOptions& options = command.Runs<ChartOptions>(DrawOf, status);
+  AddFilesOption(command, options.files);
+  command.AddOption("-o,--out", options.out, "Picture to write, x.svg or x.png")->Required();
+  command.AddOption("-k,--kind", options.kind, "Kind of the resources (default ld)")
       ->Must(OneOf(KindWords()));
   command
-      .AddOption("--key", options->choice.key,
+      .AddOption("--key", options.choice.key,
                  "Its key: a number, or key bytes with points between (default: all of the "
                  "kind together)")
       ->StandsFor(Stands::kText);
   command
-      .AddOption("-m,--measure", options->measure,
+      .AddOption("-m,--measure", options.measure,
                  "What is drawn (default ops, of kinds that count none busy)")
       ->Must(OneOf(MeasureNames()));
-  AddGroupOption(command, options->group)->Must(Between(1, 6));
+  AddGroupOption(command, options.group)->Must(Between(1, 6));
   constexpr int kLeastWidth = 320;
   constexpr int kLeastHeight = 240;
   constexpr int kMost = 10000;
-  command.AddOption("--width", options->width, "Width in points (default 960)")
+  command.AddOption("--width", options.width, "Width in points (default 960)")
       ->Must(Between(kLeastWidth, kMost));
-  command.AddOption("--height", options->height, "Height in points (default 420)")
+  command.AddOption("--height", options.height, "Height in points (default 420)")
       ->Must(Between(kLeastHeight, kMost));
-  AddSpanOptions(command, options->choice);
-  AddLabelsOption(command, options->labels);
-  command.Does([options, &status] { status = DrawOf(*options); });
+  AddSpanOptions(command, options.choice);
+  AddLabelsOption(command, options.labels);
 }
 
 }  // namespace psltool

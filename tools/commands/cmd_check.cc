@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -75,7 +74,7 @@ class Listing {
     }
     progress_.Clear();
     if (finding.severity == Severity::kUnreadable) {
-      static_cast<void>(Fail(path, finding.text));
+      Fail(path, finding.text);
       return;
     }
     if (options_.quiet) return;
@@ -228,15 +227,14 @@ int Check(const CheckOptions& options) {
 }  // namespace
 
 void AddCheckCommand(Command& command, int& status) {
-  auto options = std::make_shared<CheckOptions>();
-  command.AddOption("files", options->paths, kFilesHelp)->Required()->StandsFor(Stands::kInput);
-  command.AddFlag("--strict", options->strict, "Warnings count for the exit status, too");
-  command.AddFlag("--all", options->all,
+  CheckOptions& options = command.Runs<CheckOptions>(Check, status);
+  command.AddOption("files", options.paths, kFilesHelp)->Required()->StandsFor(Stands::kInput);
+  command.AddFlag("--strict", options.strict, "Warnings count for the exit status, too");
+  command.AddFlag("--all", options.all,
                   "List every finding, not only the first 10 of a class in a file");
-  AddJsonFlag(command, options->json);
-  command.AddFlag("-q,--quiet", options->quiet,
+  AddJsonFlag(command, options.json);
+  command.AddFlag("-q,--quiet", options.quiet,
                   "No text but of what cannot be read, only the exit status");
-  command.Does([options, &status] { status = Check(*options); });
 }
 
 }  // namespace psltool

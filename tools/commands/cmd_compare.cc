@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -117,9 +116,8 @@ int RunCompare(const CompareOptions& options) {
   int status = comparison.status;
   for (const auto* span : {&comparison.before, &comparison.after}) {
     if (span->records != 0 || status != kExitDone) continue;
-    static_cast<void>(
-        Fail("compare", fmt::format("no record lies in the span {}",
-                                    span == &comparison.before ? "before" : "after")));
+    Fail("compare", fmt::format("no record lies in the span {}",
+                                span == &comparison.before ? "before" : "after"));
     status = kExitFailed;
   }
   return status;
@@ -128,38 +126,37 @@ int RunCompare(const CompareOptions& options) {
 }  // namespace
 
 void AddCompareCommand(Command& command, int& status) {
-  auto options = std::make_shared<CompareOptions>();
-  AddFilesOption(command, options->files);
-  command.AddOption("--before", options->before, "Span of time, as \"last week\" or 2024-03-04")
+  CompareOptions& options = command.Runs<CompareOptions>(RunCompare, status);
+  AddFilesOption(command, options.files);
+  command.AddOption("--before", options.before, "Span of time, as \"last week\" or 2024-03-04")
       ->Must(kNotEmpty)
       ->StandsFor(Stands::kTime);
-  command.AddOption("--after", options->after, "The span that is compared with it")
+  command.AddOption("--after", options.after, "The span that is compared with it")
       ->Must(kNotEmpty)
       ->StandsFor(Stands::kTime);
   command
-      .AddOption("--match", options->match,
+      .AddOption("--match", options.match,
                  "Compare hours with the same hours, weekdays with the same weekdays, or both")
       ->Must(OneOf({"hour", "weekday", "both"}));
   command
-      .AddOption("-m,--measure", options->measures,
+      .AddOption("-m,--measure", options.measures,
                  "Measure (several times; default all but maxima)")
       ->Must(OneOf(MeasureNames()))
       ->OneEachTime();
-  command.AddOption("-g,--group", options->group, "One counter group, from 1 (default all)")
+  command.AddOption("-g,--group", options.group, "One counter group, from 1 (default all)")
       ->Must(Between(1, 6));
   command
-      .AddOption("--least", options->least,
+      .AddOption("--least", options.least,
                  "Changes of less than so many percent of a value are none (default 5)")
       ->Must(kNotNegative);
-  command.AddOption("-n", options->number, "How many changes are told (default 20)")
+  command.AddOption("-n", options.number, "How many changes are told (default 20)")
       ->Must(Between(1, 1000000));
-  AddKeyOptions(command, options->choice);
-  AddUtcFlag(command, options->choice.utc);
-  Option* const json = AddJsonFlag(command, options->json);
-  command.AddOption("--page", options->page, "HTML file to write instead, to open in a browser")
+  AddKeyOptions(command, options.choice);
+  AddUtcFlag(command, options.choice.utc);
+  Option* const json = AddJsonFlag(command, options.json);
+  command.AddOption("--page", options.page, "HTML file to write instead, to open in a browser")
       ->Excludes(json);
-  AddLabelsOption(command, options->labels);
-  command.Does([options, &status] { status = RunCompare(*options); });
+  AddLabelsOption(command, options.labels);
 }
 
 }  // namespace psltool

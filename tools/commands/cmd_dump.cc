@@ -60,10 +60,10 @@ int Dump(const DumpOptions& options) {
   const bool several = options.files.size() > 1;
   if (several && options.format != "table") {
     // Files of other revisions have other columns, and rows do not tell their file.
-    static_cast<void>(Fail("dump", fmt::format("{} files: {} is of one file; psltool export takes "
-                                               "any number",
-                                               options.files.size(), options.format)));
-    return kExitUnusable;
+    return FailWith(kExitUnusable, "dump",
+                    fmt::format("{} files: {} is of one file; psltool export takes "
+                                "any number",
+                                options.files.size(), options.format));
   }
   TextOut out(stdout);
   // A table that runs over the terminal shows by itself how far it is.
@@ -80,15 +80,14 @@ int Dump(const DumpOptions& options) {
 }  // namespace
 
 void AddDumpCommand(Command& command, int& status) {
-  auto options = std::make_shared<DumpOptions>();
-  AddFilesOption(command, options->files);
-  AddChoiceOptions(command, options->choice);
-  command.AddOption("--format", options->format, "table, csv or ndjson (default table)")
+  DumpOptions& options = command.Runs<DumpOptions>(Dump, status);
+  AddFilesOption(command, options.files);
+  AddChoiceOptions(command, options.choice);
+  command.AddOption("--format", options.format, "table, csv or ndjson (default table)")
       ->Must(OneOf({"table", "csv", "ndjson"}));
-  command.AddFlag("--wide", options->wide, "All columns in tables, however long the lines get");
-  command.AddFlag("--raw", options->raw, "Also the words as they stand in the file");
-  AddLabelsOption(command, options->labels);
-  command.Does([options, &status] { status = Dump(*options); });
+  command.AddFlag("--wide", options.wide, "All columns in tables, however long the lines get");
+  command.AddFlag("--raw", options.raw, "Also the words as they stand in the file");
+  AddLabelsOption(command, options.labels);
 }
 
 }  // namespace psltool

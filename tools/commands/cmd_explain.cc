@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -39,8 +38,7 @@ int Explain(const ExplainOptions& options) {
   const Zone zone = options.answer.zone();
   const TimeReading at = ReadTime(options.at, Now(), zone);
   if (!at.span) {
-    static_cast<void>(Fail("explain --at", at.why));
-    return kExitUnusable;
+    return FailWith(kExitUnusable, "explain --at", at.why);
   }
   ExplainRequest explain = {options.made};
   explain.run = options.run == "automatic" ? RunKind::kAutomatic : RunKind::kManual;
@@ -73,32 +71,31 @@ int Explain(const ExplainOptions& options) {
 }  // namespace
 
 void AddExplainCommand(Command& command, int& status) {
-  auto options = std::make_shared<ExplainOptions>();
-  command.AddOption("--archive", options->made.archive, "Archive")
+  ExplainOptions& options = command.Runs<ExplainOptions>(Explain, status);
+  command.AddOption("--archive", options.made.archive, "Archive")
       ->Required()
       ->StandsFor(Stands::kInput);
-  AddInputsArgument(command, options->made)->Required();
-  command.AddOption("-k,--kind", options->kind, "Kind of resource")
+  AddInputsArgument(command, options.made)->Required();
+  command.AddOption("-k,--kind", options.kind, "Kind of resource")
       ->Required()
       ->Must(OneOf(KindWords()));
-  command.AddOption("--key", options->key, "A number, or key bytes with points between")
+  command.AddOption("--key", options.key, "A number, or key bytes with points between")
       ->Required()
       ->StandsFor(Stands::kText);
   command
-      .AddOption("--at", options->at, "Time: of the record whose hour or day it is, or lies in it")
+      .AddOption("--at", options.at, "Time: of the record whose hour or day it is, or lies in it")
       ->Required()
       ->StandsFor(Stands::kTime);
   command
-      .AddOption("--field", options->field,
+      .AddOption("--field", options.field,
                  "One field, as `dump --format csv` names it (default: the main ones)")
       ->StandsFor(Stands::kText);
-  command.AddOption("--group", options->group, "Counter group (default: 1)")->Must(kPositive);
-  command.AddFlag("--all", options->all, "All fields of all counter groups");
-  command.AddOption("--run", options->run, "Whose rules join days: manual (default) or automatic")
+  command.AddOption("--group", options.group, "Counter group (default: 1)")->Must(kPositive);
+  command.AddFlag("--all", options.all, "All fields of all counter groups");
+  command.AddOption("--run", options.run, "Whose rules join days: manual (default) or automatic")
       ->Must(OneOf({"manual", "automatic"}));
-  AddMakingOptions(command, options->made);
-  AddAnswerOptions(command, options->answer);
-  command.Does([options, &status] { status = Explain(*options); });
+  AddMakingOptions(command, options.made);
+  AddAnswerOptions(command, options.answer);
 }
 
 }  // namespace psltool

@@ -150,8 +150,7 @@ int Export(ExportOptions& options) {
   }
   const bool database = options.format == "sqlite";
   if (database && options.out.empty()) {
-    static_cast<void>(Fail("export --format sqlite", "needs -o with the database's path"));
-    return kExitRefused;
+    return FailWith(kExitRefused, "export --format sqlite", "needs -o with the database's path");
   }
   if (database && !NamesDiffer(options.files)) return kExitRefused;
   // Text goes to standard output, or into a file that is renamed when it is whole.
@@ -179,36 +178,35 @@ int Export(ExportOptions& options) {
 }  // namespace
 
 void AddExportCommand(Command& command, int& status) {
-  auto options = std::make_shared<ExportOptions>();
-  AddFilesOption(command, options->files);
-  command.AddOption("--format", options->format, "csv, wide, ndjson, sqlite or openmetrics")
+  ExportOptions& options = command.Runs<ExportOptions>(Export, status);
+  AddFilesOption(command, options.files);
+  command.AddOption("--format", options.format, "csv, wide, ndjson, sqlite or openmetrics")
       ->Must(OneOf(std::vector<std::string>(std::begin(kFormats), std::end(kFormats))));
   command
-      .AddOption("--to", options->to,
+      .AddOption("--to", options.to,
                  "The last time, the day or minute as a whole; also the form, as with --format")
       ->Must(kNotEmpty)
       ->OneEachTime()
       ->StandsFor(Stands::kTime);
-  command.AddOption("-o,--out", options->out,
+  command.AddOption("-o,--out", options.out,
                     "File to write (default: standard output; a database needs it)");
   command
-      .AddOption("--array", options->array, "Name of the array of files whose names do not tell it")
+      .AddOption("--array", options.array, "Name of the array of files whose names do not tell it")
       ->StandsFor(Stands::kText);
-  AddChoiceOptions(command, options->choice, false);
+  AddChoiceOptions(command, options.choice, false);
   command
-      .AddOption("--metric", options->metrics,
+      .AddOption("--metric", options.metrics,
                  "Metric, as in ops_rate, or of one counter group, g1_ops_rate (several times; "
                  "default all)")
       ->OneEachTime()
       ->StandsFor(Stands::kText)
       ->Offers(WholeMetricNames());
   command
-      .AddOption("--stat", options->statistics,
+      .AddOption("--stat", options.statistics,
                  "Statistic: how values came about (several times; default all)")
       ->OneEachTime()
       ->Must(OneOf(StatisticNames()));
-  AddLabelsOption(command, options->labels);
-  command.Does([options, &status] { status = Export(*options); });
+  AddLabelsOption(command, options.labels);
 }
 
 }  // namespace psltool

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <memory>
 #include <string>
 
 #include "platform/prefix.h"
@@ -136,43 +135,41 @@ const char* WordOf(HealthKind kind) {
 }
 
 void AddHealthCommand(Command& command, int& status) {
-  auto options = std::make_shared<HealthOptions>();
-  auto* segment = command.AddOption("--segment", options->segment,
+  HealthOptions& options = command.Runs<HealthOptions>(Report, status);
+  auto* segment = command.AddOption("--segment", options.segment,
                                     "Number of the configuration segment of the runs");
   segment->Must(kNotNegative);
-  auto* root = command.AddOption("--root", options->root, "Root directory, without a segment")
+  auto* root = command.AddOption("--root", options.root, "Root directory, without a segment")
                    ->StandsFor(Stands::kDirectory);
   auto* archive =
-      command.AddOption("--archive", options->archive, "Archive directory, without a segment")
+      command.AddOption("--archive", options.archive, "Archive directory, without a segment")
           ->StandsFor(Stands::kDirectory);
   root->Excludes(segment);
   archive->Excludes(segment);
   command
-      .AddOption("--prefix", options->prefix,
+      .AddOption("--prefix", options.prefix,
                  fmt::format("Installation prefix, above etc/log and etc/trace (default {})",
                              kInstallPrefix))
       ->StandsFor(Stands::kDirectory);
   command
-      .AddOption("--max-age", options->max_age,
+      .AddOption("--max-age", options.max_age,
                  "Hours since the last run that are still well (default 26)")
       ->Must(Between(1, 100000));
-  command.AddOption("--max-run", options->max_run, "Hours that a run may take (default 6)")
+  command.AddOption("--max-run", options.max_run, "Hours that a run may take (default 6)")
       ->Must(Between(1, 100000));
   command
-      .AddOption("--days", options->days,
+      .AddOption("--days", options.days,
                  "How many days back a day without any data is a problem (default 7)")
       ->Must(Between(0, 3660));
-  command
-      .AddOption("--now", options->now, "Judge as of this local time, like \"2024-03-04 06:00\"")
+  command.AddOption("--now", options.now, "Judge as of this local time, like \"2024-03-04 06:00\"")
       ->StandsFor(Stands::kTime);
-  command.AddFlag("--utc", options->utc, "Print times in UTC instead of local time");
-  auto* json = command.AddFlag("--json", options->json, "As JSON");
+  command.AddFlag("--utc", options.utc, "Print times in UTC instead of local time");
+  auto* json = command.AddFlag("--json", options.json, "As JSON");
   command
-      .AddFlag("--openmetrics", options->openmetrics,
+      .AddFlag("--openmetrics", options.openmetrics,
                "As metrics, for the textfile collector of a node exporter")
       ->Excludes(json);
-  command.AddOption("-o,--out", options->out, "File to write (default: standard output)");
-  command.Does([options, &status] { status = Report(*options); });
+  command.AddOption("-o,--out", options.out, "File to write (default: standard output)");
 }
 
 }  // namespace psltool

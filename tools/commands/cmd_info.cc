@@ -2,7 +2,6 @@
 #include "tools/commands/commands.h"
 
 #include <bit>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -191,7 +190,7 @@ int Show(const InfoOptions& options) {
     }
     if (!summary.trouble) continue;
     out.Flush();
-    static_cast<void>(Fail(path, DescribeWithAdvice(*summary.trouble)));
+    Fail(path, DescribeWithAdvice(*summary.trouble));
     const bool unreadable = summary.trouble->severity == Severity::kUnreadable;
     status = std::max(status, unreadable ? kExitUnusable : kExitFailed);
   }
@@ -204,11 +203,10 @@ int Show(const InfoOptions& options) {
 }  // namespace
 
 void AddInfoCommand(Command& command, int& status) {
-  auto options = std::make_shared<InfoOptions>();
-  AddFilesOption(command, options->files);
-  AddJsonFlag(command, options->json);
-  AddUtcFlag(command, options->utc);
-  command.Does([options, &status] { status = Show(*options); });
+  InfoOptions& options = command.Runs<InfoOptions>(Show, status);
+  AddFilesOption(command, options.files);
+  AddJsonFlag(command, options.json);
+  AddUtcFlag(command, options.utc);
 }
 
 }  // namespace psltool

@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -39,8 +38,8 @@ void Print(const LimitsOptions& options, const LimitView& view, const std::vecto
 void TellIdleRules(const LimitView& view) {
   for (size_t i = 0; i < view.rules.size(); ++i) {
     if (view.check.looked()[i] != 0) continue;
-    static_cast<void>(Fail(fmt::format("{}:{}", view.path, view.rules[i].line),
-                           "no value of the files is held against this rule"));
+    Fail(fmt::format("{}:{}", view.path, view.rules[i].line),
+         "no value of the files is held against this rule");
   }
 }
 
@@ -75,17 +74,16 @@ int Limits(const LimitsOptions& options) {
 }  // namespace
 
 void AddLimitsCommand(Command& command, int& status) {
-  auto options = std::make_shared<LimitsOptions>();
-  AddFilesOption(command, options->files);
-  command.AddOption("-r,--rules", options->rules, "File of rules, one a line")->Required();
-  AddSpanOptions(command, options->choice);
-  Option* const json = AddJsonFlag(command, options->json);
-  command.AddFlag("--openmetrics", options->metrics, "Metrics for a collector of text files")
+  LimitsOptions& options = command.Runs<LimitsOptions>(Limits, status);
+  AddFilesOption(command, options.files);
+  command.AddOption("-r,--rules", options.rules, "File of rules, one a line")->Required();
+  AddSpanOptions(command, options.choice);
+  Option* const json = AddJsonFlag(command, options.json);
+  command.AddFlag("--openmetrics", options.metrics, "Metrics for a collector of text files")
       ->Excludes(json);
-  command.AddOption("-o,--out", options->out,
+  command.AddOption("-o,--out", options.out,
                     "File to write, renamed when whole (default: standard output)");
-  AddLabelsOption(command, options->labels);
-  command.Does([options, &status] { status = Limits(*options); });
+  AddLabelsOption(command, options.labels);
 }
 
 }  // namespace psltool

@@ -7,7 +7,6 @@
 #include <cctype>
 #include <chrono>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -262,20 +261,18 @@ void AddCountOptions(Command& command, MakeOptions& options) {
   ranks->Under("Resources")->Excludes(pools);
 }
 
+int Make(MakeOptions& options) {
+  if (!Check(options)) return kExitRefused;
+  return MakeFiles(options.plan) ? kExitDone : kExitUnusable;
+}
+
 }  // namespace
 
 void AddMakeCommand(Command& command, int& status) {
-  auto options = std::make_shared<MakeOptions>();
-  AddTimeOptions(command, *options);
-  AddContentOptions(command, *options);
-  AddCountOptions(command, *options);
-  command.Does([options, &status] {
-    if (!Check(*options)) {
-      status = kExitRefused;
-    } else {
-      status = MakeFiles(options->plan) ? kExitDone : kExitUnusable;
-    }
-  });
+  MakeOptions& options = command.Runs<MakeOptions>(Make, status);
+  AddTimeOptions(command, options);
+  AddContentOptions(command, options);
+  AddCountOptions(command, options);
 }
 
 }  // namespace psltool

@@ -192,8 +192,7 @@ int Run(PlanOptions& options, bool archive_given) {
   if (!CheckOptions(options, archive_given) || !SetUpPlan(options.request)) return kExitUnusable;
   const Plan plan = PlanRun(options.request);
   if (plan.unread) {
-    static_cast<void>(Fail("plan", "a file could not be read, and the run would end there"));
-    return kExitUnusable;
+    return FailWith(kExitUnusable, "plan", "a file could not be read, and the run would end there");
   }
   TextOut out(stdout);
   if (options.json) {

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -98,7 +97,7 @@ int Report(ReportOptions& options) {
   const DumpCount count = CountOf(page);
   if (!HasWhatWasAsked("report", options.choice, what, count)) return std::max(status, kExitFailed);
   if (count.entries == 0) {
-    static_cast<void>(Fail("report", "the files hold nothing to show; no page is made"));
+    Fail("report", "the files hold nothing to show; no page is made");
     return std::max(status, kExitFailed);
   }
   const double bytes = BytesOf(options, page);
@@ -111,18 +110,17 @@ int Report(ReportOptions& options) {
 }  // namespace
 
 void AddReportCommand(Command& command, int& status) {
-  auto options = std::make_shared<ReportOptions>();
-  AddFilesOption(command, options->files);
-  command.AddOption("-o,--out", options->out, "The page to write (default: report.html)")
+  ReportOptions& options = command.Runs<ReportOptions>(Report, status);
+  AddFilesOption(command, options.files);
+  command.AddOption("-o,--out", options.out, "The page to write (default: report.html)")
       ->Must(kNotEmpty);
   command
-      .AddOption("--size", options->size,
+      .AddOption("--size", options.size,
                  "Megabytes that the data may take (default 9; with more than 8,192 resources of a "
                  "kind, or 16 arrays, 48): more tells more resources in full")
       ->Must(Between(kSmallest, kLargest));
-  AddChoiceOptions(command, options->choice);
-  AddLabelsOption(command, options->labels);
-  command.Does([options, &status] { status = Report(*options); });
+  AddChoiceOptions(command, options.choice);
+  AddLabelsOption(command, options.labels);
 }
 
 }  // namespace psltool

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -56,8 +55,7 @@ int Run(const SalvageRequest& options) {
   if (end != SalvageEnd::kWritten) {
     if (report.trouble) {
       const std::string why = Describe(*report.trouble);
-      static_cast<void>(
-          Fail(options.broken, end == SalvageEnd::kNothing ? "nothing can be saved: " + why : why));
+      Fail(options.broken, end == SalvageEnd::kNothing ? "nothing can be saved: " + why : why);
     }
     return end == SalvageEnd::kNothing ? kExitFailed : kExitUnusable;
   }
@@ -73,8 +71,8 @@ int RunAll(const SalvageRequest& options) {
   std::vector<std::string> files;
   if (!CollectFiles({options.broken}, files)) return kExitUnusable;
   if (!std::filesystem::is_directory(options.good, error)) {
-    static_cast<void>(Fail(options.good, "is no directory; of a directory only one is made"));
-    return kExitUnusable;
+    return FailWith(kExitUnusable, options.good,
+                    "is no directory; of a directory only one is made");
   }
   int status = 0;
   std::set<std::string> names;
@@ -84,7 +82,7 @@ int RunAll(const SalvageRequest& options) {
     one.good =
         (std::filesystem::path(options.good) / std::filesystem::path(file).filename()).string();
     if (!names.insert(one.good).second) {
-      static_cast<void>(Fail(file, "another file of this name is there already"));
+      Fail(file, "another file of this name is there already");
       status = kExitUnusable;
       continue;
     }
@@ -96,25 +94,23 @@ int RunAll(const SalvageRequest& options) {
 }  // namespace
 
 void AddSalvageCommand(Command& command, int& status) {
-  auto options = std::make_shared<SalvageRequest>();
-  command
-      .AddOption("broken", options->broken, "The damaged log or archive, or a directory of them")
+  SalvageRequest& options = command.Runs<SalvageRequest>(RunAll, status);
+  command.AddOption("broken", options.broken, "The damaged log or archive, or a directory of them")
       ->Required()
       ->StandsFor(Stands::kInput);
   command
-      .AddOption("-o,--out", options->good,
+      .AddOption("-o,--out", options.good,
                  "The new file; of a directory, a directory that is there")
       ->Required();
-  command.AddFlag("--resync", options->resync, "Look for sound records behind what is broken");
-  command.AddFlag("--keep-suspect", options->keep_suspect,
+  command.AddFlag("--resync", options.resync, "Look for sound records behind what is broken");
+  command.AddFlag("--keep-suspect", options.keep_suspect,
                   "Copy suspect records, too; they are told all the same");
   command
-      .AddOption("--structure", options->structure,
+      .AddOption("--structure", options.structure,
                  "A sound file of another day: its structure record stands in for one that "
                  "is lost")
       ->StandsFor(Stands::kInput);
-  command.AddFlag("--force", options->force, "Replace the new file if it exists");
-  command.Does([options, &status] { status = RunAll(*options); });
+  command.AddFlag("--force", options.force, "Replace the new file if it exists");
 }
 
 }  // namespace psltool

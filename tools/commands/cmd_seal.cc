@@ -3,7 +3,6 @@
 #include "tools/commands/commands.h"
 
 #include <algorithm>
-#include <memory>
 #include <string>
 
 #include "tools/checking/seal.h"
@@ -108,19 +107,18 @@ int Run(const SealOptions& options) {
 }  // namespace
 
 void AddSealCommand(Command& command, int& status) {
-  auto options = std::make_shared<SealOptions>();
-  command.AddOption("directory", options->seal.directory, "Directory of the archives or logs")
+  SealOptions& options = command.Runs<SealOptions>(Run, status);
+  command.AddOption("directory", options.seal.directory, "Directory of the archives or logs")
       ->Required()
       ->StandsFor(Stands::kDirectory);
   command
-      .AddOption("--renew", options->seal.renew,
+      .AddOption("--renew", options.seal.renew,
                  "Files whose present content is meant: their lines are replaced")
       ->StandsFor(Stands::kInput);
-  command.AddFlag("--forget", options->seal.forget, "Drop the lines of files that are gone");
-  command.AddFlag("--new", options->seal.only_new,
+  command.AddFlag("--forget", options.seal.forget, "Drop the lines of files that are gone");
+  command.AddFlag("--new", options.seal.only_new,
                   "Only add new files, do not read the sealed ones");
-  AddJsonFlag(command, options->json);
-  command.Does([options, &status] { status = Run(*options); });
+  AddJsonFlag(command, options.json);
 }
 
 }  // namespace psltool

@@ -77,8 +77,7 @@ int Make(SegmentOptions& options) {
   if (options.prepare && !Prepare(options.config)) return kExitFailed;
   const int number = MakeSharedSegment(EncodeSegment(options.config));
   if (number == -1) {
-    Fail("segment make", strerror(errno));
-    return kExitFailed;
+    return FailWith(kExitFailed, "segment make", strerror(errno));
   }
   // A number that nobody got belongs to a segment that nobody would remove.
   TextOut out(stdout);
@@ -160,8 +159,8 @@ int Remove(const SegmentOptions& options) {
     const bool ours = view.is_configuration && view.config.root.starts_with('/') &&
                       view.config.archive.starts_with('/');
     if (!ours) {
-      Fail(what, "holds no configuration of the archiver; --force removes it all the same");
-      return kExitFailed;
+      return FailWith(kExitFailed, what,
+                      "holds no configuration of the archiver; --force removes it all the same");
     }
   }
   if (shmctl(options.number, IPC_RMID, nullptr) != 0) {

@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -51,9 +50,8 @@ int ShowFile(const std::string& path, const ShowOptions& options, DumpRequest du
       static_cast<void>(HasWhatWasAsked(path, options.choice, dump, count) &&
                         Fail(path, "holds no statistics records"));
     } else {
-      static_cast<void>(Fail(
-          path, fmt::format("no record{} holds {}{}", dump.from || dump.to ? " of the time" : "",
-                            options.kind, dump.key ? " " + *dump.key : "")));
+      Fail(path, fmt::format("no record{} holds {}{}", dump.from || dump.to ? " of the time" : "",
+                             options.kind, dump.key ? " " + *dump.key : ""));
     }
     status = kExitFailed;
   }
@@ -99,20 +97,19 @@ int Show(ShowOptions& options) {
 }  // namespace
 
 void AddShowCommand(Command& command, int& status) {
-  auto options = std::make_shared<ShowOptions>();
+  ShowOptions& options = command.Runs<ShowOptions>(Show, status);
   std::vector<std::string> words;
   for (const KindName& name : KindNames()) {
     if (name.kind < kSectionKinds) words.emplace_back(name.word);
   }
   words.emplace_back(WordOfKind(kWaittm));
-  AddFilesOption(command, options->files);
-  AddKeyOptions(command, options->choice, "ld", words);
-  AddGroupOption(command, options->group);
-  const Option* utc = AddSpanOptions(command, options->choice);
-  command.AddFlag("--local", options->local, "Times in local time, as without it")->Excludes(utc);
-  AddJsonFlag(command, options->json);
-  AddLabelsOption(command, options->labels);
-  command.Does([options, &status] { status = Show(*options); });
+  AddFilesOption(command, options.files);
+  AddKeyOptions(command, options.choice, "ld", words);
+  AddGroupOption(command, options.group);
+  const Option* utc = AddSpanOptions(command, options.choice);
+  command.AddFlag("--local", options.local, "Times in local time, as without it")->Excludes(utc);
+  AddJsonFlag(command, options.json);
+  AddLabelsOption(command, options.labels);
 }
 
 }  // namespace psltool

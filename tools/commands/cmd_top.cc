@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -228,21 +227,19 @@ void PrintTable(TextOut& out, const TopCollector& collector, const TopOptions& o
   Table(out, options).Put(lines);
 }
 
-Json OrNull(std::optional<double> value) { return value ? Json(*value) : Json(); }
-
 // What resources and sums have in common.
 template <class Sums>
 void AddMeasures(const Sums& from, const Middle& middle, const TopOptions& options, Json& json) {
   const Zone zone = options.choice.zone();
   const TopSums& all = from.all;
   json["ops"] = all.operations;
-  json["ops_per_s"] = OrNull(all.Rate());
-  json["first_mean"] = OrNull(all.Mean());
-  json["max"] = OrNull(all.Maximum());
-  json["kvolume_per_s"] = OrNull(all.Volume());
-  json["busy_pct"] = OrNull(all.Busy());
-  json["median"] = OrNull(middle.median);
-  json["p95"] = OrNull(middle.high);
+  json["ops_per_s"] = all.Rate();
+  json["first_mean"] = all.Mean();
+  json["max"] = all.Maximum();
+  json["kvolume_per_s"] = all.Volume();
+  json["busy_pct"] = all.Busy();
+  json["median"] = middle.median;
+  json["p95"] = middle.high;
   json["peak"] = Json();
   if (from.peak.known()) {
     const RecordPeriod& at = from.peak.period;
@@ -254,7 +251,7 @@ void AddMeasures(const Sums& from, const Middle& middle, const TopOptions& optio
   }
   json["cells"] = Json::Array();
   for (const auto& cell : CellsOf(from.cells, NameOfMeasure(options.by).measure)) {
-    json["cells"].Append(OrNull(cell));
+    json["cells"].Append(cell);
   }
 }
 
@@ -319,9 +316,9 @@ int TopOfKind(const TopOptions& options, TextOut& out, std::vector<Json>& all) {
     PrintTable(out, collector, options, middles);
   }
   if (!any && status == kExitDone) {
-    static_cast<void>(Fail("top", fmt::format("no {} has a value of \"{}\" in the files and times "
-                                              "asked for",
-                                              options.kind, options.by)));
+    Fail("top", fmt::format("no {} has a value of \"{}\" in the files and times "
+                            "asked for",
+                            options.kind, options.by));
     status = kExitFailed;
   }
   return status;
@@ -354,21 +351,20 @@ std::vector<std::string> KindsWithMeasures() {
 }  // namespace
 
 void AddTopCommand(Command& command, int& status) {
-  auto options = std::make_shared<TopOptions>();
-  AddFilesOption(command, options->files);
-  command.AddOption("--by", options->by, "ops, busy, mean, max or volume (default ops)")
+  TopOptions& options = command.Runs<TopOptions>(Top, status);
+  AddFilesOption(command, options.files);
+  command.AddOption("--by", options.by, "ops, busy, mean, max or volume (default ops)")
       ->Must(OneOf(MeasureWords()));
-  command.AddFlag("--ascending", options->ascending, "The least busy first");
-  command.AddOption("-n", options->number, "How many resources (default 10)")
+  command.AddFlag("--ascending", options.ascending, "The least busy first");
+  command.AddOption("-n", options.number, "How many resources (default 10)")
       ->Must(Between(1, 1000000));
-  AddKeyOptions(command, options->choice, "ld", KindsWithMeasures());
-  AddGroupOption(command, options->group)->Must(Between(1, 6));
-  AddSpanOptions(command, options->choice);
-  command.AddFlag("--ascii", options->ascii,
+  AddKeyOptions(command, options.choice, "ld", KindsWithMeasures());
+  AddGroupOption(command, options.group)->Must(Between(1, 6));
+  AddSpanOptions(command, options.choice);
+  command.AddFlag("--ascii", options.ascii,
                   "Bars of plain characters, as in a locale without UTF-8");
-  AddJsonFlag(command, options->json);
-  AddLabelsOption(command, options->labels);
-  command.Does([options, &status] { status = Top(*options); });
+  AddJsonFlag(command, options.json);
+  AddLabelsOption(command, options.labels);
 }
 
 }  // namespace psltool

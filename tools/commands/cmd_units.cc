@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -34,6 +33,12 @@ struct UnitsOptions {
   bool names = false;
   bool tsv = false;
   bool json = false;
+};
+
+struct UnitOptions {
+  UnitsOptions common;
+  std::vector<std::string> names;
+  bool quiet = false;
 };
 
 // Commands are run wherever a scheduler likes.
@@ -137,7 +142,7 @@ int List(UnitsOptions& options) {
   std::vector<std::string> left_out;
   if (!FindUnits(options.request.place, units, left_out)) return kExitUnusable;
   for (const std::string& name : left_out) {
-    static_cast<void>(Fail(name, "is empty, its log was broken; no unit takes it"));
+    Fail(name, "is empty, its log was broken; no unit takes it");
   }
   TextOut out(stdout);
   Json list = Json::Array();
@@ -177,65 +182,61 @@ int WorkOn(UnitsOptions& options, bool quiet) {
 }
 
 // All units named, whatever becomes of each; the worst status.
-int Work(UnitsOptions& options, const std::vector<std::string>& names, bool quiet) {
-  SetPlace(options);
+int Work(UnitOptions& options) {
+  SetPlace(options.common);
   int status = kExitDone;
-  for (const std::string& name : names) {
-    options.request.name = name;
-    status = std::max(status, WorkOn(options, quiet));
+  for (const std::string& name : options.names) {
+    options.common.request.name = name;
+    status = std::max(status, WorkOn(options.common, options.quiet));
   }
   return status;
 }
 
-void AddCommonOptions(Command& command, const std::shared_ptr<UnitsOptions>& options) {
-  command.AddOption("directory", options->directory, "Directory of the logs (or hour archives)")
+void AddCommonOptions(Command& command, UnitsOptions& options) {
+  command.AddOption("directory", options.directory, "Directory of the logs (or hour archives)")
       ->Required()
       ->StandsFor(Stands::kDirectory);
   command
-      .AddOption("--level", options->level,
+      .AddOption("--level", options.level,
                  "hour: hour archives from logs; day: day archives from hour archives "
                  "(default hour)")
       ->Must(OneOf({"hour", "day"}));
   command
-      .AddOption("-o,--output", options->output,
+      .AddOption("-o,--output", options.output,
                  "Directory of the archives (default: for hour \"archive\" in the directory, "
                  "for day the directory itself)")
       ->StandsFor(Stands::kDirectory);
-  command.AddOption("--archiver", options->request.archiver,
+  command.AddOption("--archiver", options.request.archiver,
                     "The archiver (default: Qelprfarc beside psltool, else that in PATH)");
-  command.AddFlag("--verify", options->request.place.verify,
+  command.AddFlag("--verify", options.request.place.verify,
                   "A unit is done only when every record of its archive is sound");
 }
 
 }  // namespace
 
 void AddUnitsCommand(Command& command, int& status) {
-  auto options = std::make_shared<UnitsOptions>();
+  UnitsOptions& options = command.Runs<UnitsOptions>(List, status);
   AddCommonOptions(command, options);
-  command.AddFlag("--all", options->all, "Also what is done; the commands then do it again");
-  command.AddFlag("--not-over", options->not_over, "Also what is not over");
+  command.AddFlag("--all", options.all, "Also what is done; the commands then do it again");
+  command.AddFlag("--not-over", options.not_over, "Also what is not over");
   auto* zero =
-      command.AddFlag("-0,--null", options->zero, "A zero byte behind each, not a new line");
-  auto* names = command.AddFlag("--names", options->names, "The units' names only");
-  auto* tsv = command.AddFlag("--tsv", options->tsv,
+      command.AddFlag("-0,--null", options.zero, "A zero byte behind each, not a new line");
+  auto* names = command.AddFlag("--names", options.names, "The units' names only");
+  auto* tsv = command.AddFlag("--tsv", options.tsv,
                               "A table with tabs: array, day, inputs, bytes, output, command");
-  auto* json = command.AddFlag("--json", options->json, "As JSON");
+  auto* json = command.AddFlag("--json", options.json, "As JSON");
   tsv->Excludes(zero)->Excludes(names)->Excludes(json);
   json->Excludes(zero)->Excludes(names);
-  command.Does([options, &status] { status = List(*options); });
 }
 
 void AddUnitCommand(Command& command, int& status) {
-  auto options = std::make_shared<UnitsOptions>();
-  auto names = std::make_shared<std::vector<std::string>>();
-  auto quiet = std::make_shared<bool>(false);
-  AddCommonOptions(command, options);
-  command.AddOption("name", *names, "Names of units: date digits and array")
+  UnitOptions& options = command.Runs<UnitOptions>(Work, status);
+  AddCommonOptions(command, options.common);
+  command.AddOption("name", options.names, "Names of units: date digits and array")
       ->Required()
       ->StandsFor(Stands::kText);
-  command.AddFlag("--again", options->request.again, "Even if it is done");
-  command.AddFlag("-q,--quiet", *quiet, "No text when all is well");
-  command.Does([options, names, quiet, &status] { status = Work(*options, *names, *quiet); });
+  command.AddFlag("--again", options.common.request.again, "Even if it is done");
+  command.AddFlag("-q,--quiet", options.quiet, "No text when all is well");
 }
 
 }  // namespace psltool

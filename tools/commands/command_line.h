@@ -95,6 +95,19 @@ class Command {
   void NeedsCommand();
   // Done when the command was named, once the whole command line has been read.
   void Does(std::function<void()> action);
+  // The options of a command, kept as long as it is, and what is done with them for a status.
+  template <class Options>
+  Options& Runs(int (*run)(Options&), int& status) {
+    auto options = std::make_shared<Options>();
+    Does([options, run, &status] { status = run(*options); });
+    return *options;
+  }
+  template <class Options>
+  Options& Runs(int (*run)(const Options&), int& status) {
+    auto options = std::make_shared<Options>();
+    Does([options, run, &status] { status = run(*options); });
+    return *options;
+  }
   // Done before that; a status other than 0 ends the program with it.
   void First(std::function<int()> step);
 

@@ -23,7 +23,7 @@ bool TakeTime(const std::string& what, const std::string& text, Zone zone, bool 
 
 std::optional<TimeSpan> SpanOf(const std::string& what, const std::string& text, Zone zone) {
   const TimeReading reading = ReadTime(text, Now(), zone);
-  if (!reading.span) static_cast<void>(Fail(what, reading.why));
+  if (!reading.span) Fail(what, reading.why);
   return reading.span;
 }
 

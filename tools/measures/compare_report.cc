@@ -76,13 +76,11 @@ void PutTable(const std::vector<Cells>& lines, TextOut& out) {
   }
 }
 
-Json OrNull(std::optional<double> value) { return value ? Json(*value) : Json(); }
-
 Json JsonOf(const SpanValues& values) {
-  return {{"value", OrNull(values.value)},
-          {"max", OrNull(values.most)},
-          {"median", OrNull(values.median)},
-          {"p95", OrNull(values.high)},
+  return {{"value", values.value},
+          {"max", values.most},
+          {"median", values.median},
+          {"p95", values.high},
           {"intervals", values.intervals}};
 }
 
@@ -150,7 +148,7 @@ void PrintComparisonJson(const CompareView& view, const Comparison& comparison, 
     each["group"] = row.at.group == 0 ? Json() : Json(row.at.group);
     const std::string unit = UnitOf(*row.at.measure, view.labels);
     each["unit"] = unit.empty() ? Json() : Json(unit);
-    each["percent"] = OrNull(row.Percent());
+    each["percent"] = row.Percent();
     each["before"] = JsonOf(row.before);
     each["after"] = JsonOf(row.after);
     json["changes"].Append(std::move(each));

@@ -163,6 +163,14 @@ bool IsTime(const Measure& measure) {
   return measure.metric == "first" || measure.metric == "maximum";
 }
 
+bool SecondIsOverTime(const std::vector<Column>& columns) {
+  const auto has = [&](ColumnSort sort) {
+    return std::any_of(columns.begin(), columns.end(),
+                       [sort](const Column& column) { return column.sort() == sort; });
+  };
+  return has(Role::kNotValid) && !has(Content::kVolumeRate);
+}
+
 std::string UnitOf(const Measure& measure, const Labels& labels) {
   return IsTime(measure) ? labels.unit_of_first() : std::string(measure.unit);
 }

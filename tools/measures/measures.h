@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "areas/kinds.h"
+#include "tools/reading/entry_fields.h"
 #include "tools/reading/labels.h"
 
 namespace psltool {
@@ -51,6 +52,9 @@ const Measure* MeasureOf(std::string_view name);
 std::vector<std::string> MeasureNames();
 // True for first averages and maxima, whose unit a site can tell with its labels.
 bool IsTime(const Measure& measure);
+// Up to 0x12 the second average of these columns is one over time, and no volume is made of it. (Of
+// wait times it is one of operations, too, though no volume is made of it.)
+bool SecondIsOverTime(const std::vector<Column>& columns);
 // "ops/s"; "us" where a site says so; "" for that of the file.
 std::string UnitOf(const Measure& measure, const Labels& labels);
 // Above columns and axes: "operations per second (ops/s)", "first average (unit of the file)".

@@ -11,7 +11,6 @@
 #include <tuple>
 
 #include "tools/output/report.h"
-#include "tools/reading/array_tables.h"
 #include "tools/reading/kind_names.h"
 
 namespace psltool {
@@ -57,7 +56,7 @@ class SeriesReader::Writer : public DumpWriter {
         file_(file),
         sink_(sink),
         wanted_(wanted),
-        groups_(reader.groups_[file.array]),
+        known_(reader.known_[file.array]),
         points_(reader.request_.measures.size()) {}
 
   void Start(const std::vector<const std::vector<Column>*>&) override {}
@@ -67,7 +66,7 @@ class SeriesReader::Writer : public DumpWriter {
   }
 
   void StartRecord(const RecordPeriod& period) override {
-    place_.fill(0);
+    for (ResourceOrder& order : orders_) order.StartRecord();
     counts_ = !reader_.IsToldFiner(file_, period);
     if (counts_) {
       sink_.StartRecord(file_, period);
@@ -83,7 +82,9 @@ class SeriesReader::Writer : public DumpWriter {
       parts_ = &PartsOf(entry.columns);
       kind_ = *KindOfWord(entry.kind);
     }
-    const size_t resource = ResourceOf(entry);
+    const size_t resource = orders_[kind_].Find(entry, known_[kind_], [&](const std::string& key) {
+      return reader_.AddResource(file_.array, kind_, key);
+    });
     if (wanted_ && !wanted_(resource)) return;
     const double length = entry.numbers[kLengthAt];
     for (size_t i = 0; i < points_.size(); ++i) TakePoint(entry.numbers, length, i);
@@ -104,10 +105,7 @@ class SeriesReader::Writer : public DumpWriter {
   }
 
   void MakeParts(const std::vector<Column>& columns, Parts& parts) const {
-    std::map<std::string, uint8_t> names = {{"interval_ms", kLengthAt}};
-    for (unsigned i = 0; i < kMostGroups; ++i) {
-      names[fmt::format("g{}_ops", i + 1)] = static_cast<uint8_t>(kOperationsAt + i);
-    }
+    std::map<std::string, uint8_t> names;
     uint8_t at = kFirstMeasureAt;
     for (const MeasureAt& each : reader_.request_.measures) {
       for (const std::string_view column :
@@ -118,16 +116,16 @@ class SeriesReader::Writer : public DumpWriter {
         ++at;
       }
     }
-    bool volume = false;
-    bool valid = false;
     for (const Column& column : columns) {
       const auto found = names.find(column.name);
-      parts.places.push_back(found == names.end() ? ColumnChoice::kNowhere : found->second);
-      volume = volume || column.name == "g1_kvolume_per_s";
-      valid = valid || column.name == "valid";
+      uint8_t place = found == names.end() ? ColumnChoice::kNowhere : found->second;
+      if (column.sort() == Role::kInterval) place = kLengthAt;
+      if (column.sort() == Content::kOps) {
+        place = static_cast<uint8_t>(kOperationsAt + column.group - 1);
+      }
+      parts.places.push_back(place);
     }
-    // Of wait times the second average is one of operations, too, though no volume is made of it.
-    parts.older = valid && !volume;
+    parts.older = SecondIsOverTime(columns);
   }
 
   void TakePoint(const std::vector<double>& numbers, double length, size_t i) {
@@ -146,40 +144,17 @@ class SeriesReader::Writer : public DumpWriter {
     if (std::isnan(point.weight)) point.weight = 0;
   }
 
-  size_t ResourceOf(const DumpedEntry& entry) {
-    Group& group = groups_[kind_];
-    if (entry.form == nullptr) {
-      const auto& key = std::get<std::string>(entry.values.front());
-      const auto [found, is_new] = group.by_text.try_emplace(key, 0);
-      if (is_new) found->second = reader_.AddResource(file_.array, kind_, key);
-      return found->second;
-    }
-    const uint64_t key = uint64_t{entry.key_count} << 32 | entry.key;
-    std::vector<std::pair<uint64_t, size_t>>& order = order_[kind_];
-    const size_t place = place_[kind_]++;
-    if (place < order.size() && order[place].first == key) return order[place].second;
-    const auto [found, is_new] = group.by_key.try_emplace(key, 0);
-    if (is_new) {
-      found->second = reader_.AddResource(file_.array, kind_,
-                                          KeyText(entry.form->key, entry.key_count, entry.key));
-    }
-    if (place >= order.size()) order.resize(place + 1);
-    order[place] = {key, found->second};
-    return found->second;
-  }
-
   SeriesReader& reader_;
   const FileCover& file_;
   SeriesSink& sink_;
   const std::function<bool(size_t)>& wanted_;
-  std::array<Group, kKinds>& groups_;
+  std::array<ResourceNumbers, kKinds>& known_;
   mutable std::map<const std::vector<Column>*, Parts> parts_of_;
   const std::vector<Column>* columns_ = nullptr;
   const Parts* parts_ = nullptr;
   Kind kind_ = kNoKind;
   bool counts_ = true;  // the record at hand
-  std::array<size_t, kKinds> place_ = {};
-  std::array<std::vector<std::pair<uint64_t, size_t>>, kKinds> order_;  // keys and resources
+  std::array<ResourceOrder, kKinds> orders_;
   std::vector<Point> points_;
 };
 
@@ -195,11 +170,7 @@ bool SeriesReader::Look(const std::vector<std::string>& paths) {
     }
     for (const FileCover& other : files_) {
       if (other.array != cover.array || other.header.level != cover.header.level) continue;
-      if (!Meet(cover, other)) continue;
-      progress_.Clear();
-      return Fail(path, fmt::format("holds the same time of array {} as {}: its intervals would "
-                                    "count twice; name one of them, or use --from and --to",
-                                    cover.array, other.path));
+      if (Meet(cover, other)) return FailTwice(cover, other, progress_);
     }
     files_.push_back(std::move(cover));
   }

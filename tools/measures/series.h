@@ -19,6 +19,7 @@
 #include "tools/output/progress.h"
 #include "tools/reading/coverage.h"
 #include "tools/showing/dump_file.h"
+#include "tools/showing/resource_order.h"
 
 namespace psltool {
 
@@ -95,12 +96,6 @@ class SeriesReader {
 
  private:
   class Writer;
-  // The resources of an array and kind.
-  struct Group {
-    std::unordered_map<uint64_t, size_t> by_key;  // of sections
-    std::unordered_map<std::string, size_t> by_text;
-  };
-
   bool IsToldFiner(const FileCover& file, const RecordPeriod& period) const;
   size_t AddResource(const std::string& array, Kind kind, std::string key);
 
@@ -110,7 +105,7 @@ class SeriesReader {
   std::unordered_map<std::string, std::vector<RecordPeriod>> periods_;  // by path
   std::vector<std::string> unreadable_;
   std::vector<SeriesResource> resources_;
-  std::unordered_map<std::string, std::array<Group, kKinds>> groups_;  // by array
+  std::unordered_map<std::string, std::array<ResourceNumbers, kKinds>> known_;  // by array
   DumpCount count_;
   uint64_t left_out_ = 0;
   bool walked_ = false;

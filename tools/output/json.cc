@@ -51,6 +51,9 @@ Json::~Json() = default;
 Json::Json(std::nullptr_t) {}
 Json::Json(bool value) : value_(value) {}
 Json::Json(double value) : value_(value) {}
+Json::Json(const std::optional<double>& value) {
+  if (value) value_ = *value;
+}
 Json::Json(Signed number) : value_(number.value) {}
 Json::Json(Unsigned number) : value_(number.value) {}
 Json::Json(const char* text) : value_(std::string(text)) {}

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -27,6 +28,7 @@ class Json {
   Json(std::nullptr_t);
   Json(bool value);
   Json(double value);
+  Json(const std::optional<double>& value);  // null when there is none
   Json(std::signed_integral auto value) : Json(Signed{value}) {}
   Json(std::unsigned_integral auto value) : Json(Unsigned{value}) {}
   Json(const char* text);

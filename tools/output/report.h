@@ -14,4 +14,10 @@ inline constexpr int kExitUnusable = 2;  // a file could not be read or written
 // Prints "psltool: <what>: <reason>", both as Shown. Returns false, so that callers can return it.
 bool Fail(std::string_view what, std::string_view reason);
 
+// The same, returning the status to exit with.
+inline int FailWith(int status, std::string_view what, std::string_view reason) {
+  Fail(what, reason);
+  return status;
+}
+
 }  // namespace psltool

@@ -36,7 +36,7 @@ bool TextOut::Flush() {
 
 bool TextOut::FlushOrFail() {
   if (Flush()) return true;
-  if (part_ == nullptr) static_cast<void>(Fail("standard output", "cannot be written"));
+  if (part_ == nullptr) Fail("standard output", "cannot be written");
   return false;
 }
 

@@ -11,6 +11,7 @@
 #include "areas/kinds.h"
 #include "tools/measures/measures.h"
 #include "tools/reading/entry_fields.h"
+#include "tools/showing/resource_order.h"
 
 namespace psltool {
 
@@ -106,8 +107,7 @@ struct PageKind {
   size_t groups = 0;
   std::vector<uint16_t> columns;  // of the page, in the order in which entries have them
   std::vector<PageResource> resources;
-  std::unordered_map<uint64_t, uint32_t> by_key;  // of sections
-  std::unordered_map<std::string, uint32_t> by_text;
+  ResourceNumbers numbers;
   std::vector<MeasureTotals> totals;            // one for each measure
   std::vector<std::vector<double>> operations;  // of each counter group, over the intervals
   std::vector<double> counted;                  // resources that counted, over the intervals

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "tools/reading/array_tables.h"
-
 namespace psltool {
 
 namespace {
@@ -68,8 +66,9 @@ void PageWriter::Put(const DumpedEntry& entry) {
   if (interval_ == PageFile::kPassedOver) return;
   if (columns_ != &entry.columns) LookAt(entry);
   numbers_ = &entry.numbers;
-  const uint32_t resource = ResourceOf(entry);
-  Take(*kind_, resource);
+  const size_t resource = order_->Find(entry, kind_->numbers,
+                                       [this](const std::string& key) { return AddResource(key); });
+  Take(*kind_, static_cast<uint32_t>(resource));
 }
 
 double PageWriter::MostOf(const PageMeasure& measure, double value) const {
@@ -95,7 +94,7 @@ void PageWriter::LookAt(const DumpedEntry& entry) {
   }
   kind_ = &found->second;
   order_ = &orders_[kind];
-  order_->place = 0;
+  order_->StartRecord();
   if (!known_.insert({kind, columns_}).second) return;
   for (const Column& column : entry.columns) {
     if (column.name == "key") continue;
@@ -103,46 +102,18 @@ void PageWriter::LookAt(const DumpedEntry& entry) {
     const auto at = std::find(kind_->columns.begin(), kind_->columns.end(), number);
     if (at == kind_->columns.end()) kind_->columns.push_back(number);
   }
-  LookAtOlder(entry.columns);
-}
-
-// Up to 0x12 the second average is one over time, and no volume is made of it.
-void PageWriter::LookAtOlder(const std::vector<Column>& columns) {
-  const auto has = [&](std::string_view name) {
-    return std::any_of(columns.begin(), columns.end(),
-                       [name](const Column& column) { return column.name == name; });
-  };
-  if (!has("valid") || has("g1_kvolume_per_s")) return;
+  if (!SecondIsOverTime(entry.columns)) return;
   for (PageMeasure& measure : kind_->measures) {
     if (measure.at.measure->name == "second") measure.weight = PlaceOf(page_, kIntervalColumn, 0);
   }
 }
 
-uint32_t PageWriter::ResourceOf(const DumpedEntry& entry) {
-  if (entry.form == nullptr) {
-    const auto& key = std::get<std::string>(entry.values.front());
-    const auto [found, is_new] = kind_->by_text.try_emplace(key, Count());
-    if (is_new) AddResource(key);
-    return found->second;
-  }
-  const uint64_t key = uint64_t{entry.key_count} << 32 | entry.key;
-  const size_t place = order_->place++;
-  if (place < order_->resources.size() && order_->resources[place].first == key) {
-    return order_->resources[place].second;
-  }
-  const auto [found, is_new] = kind_->by_key.try_emplace(key, Count());
-  if (is_new) AddResource(KeyText(entry.form->key, entry.key_count, entry.key));
-  if (place >= order_->resources.size()) order_->resources.resize(place + 1);
-  order_->resources[place] = {key, found->second};
-  return found->second;
-}
-
-void PageWriter::AddResource(std::string key) {
-  PageResource resource;
-  resource.key = std::move(key);
+size_t PageWriter::AddResource(const std::string& key) {
+  PageResource& resource = kind_->resources.emplace_back();
+  resource.key = key;
   resource.tallies.resize(kind_->measures.size());
   resource.operations.resize(kind_->groups);
-  kind_->resources.push_back(std::move(resource));
+  return kind_->resources.size() - 1;
 }
 
 }  // namespace psltool

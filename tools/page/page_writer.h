@@ -48,24 +48,16 @@ class PageWriter : public DumpWriter {
   size_t interval_ = PageFile::kPassedOver;
 
  private:
-  struct Order {
-    std::vector<std::pair<uint64_t, uint32_t>> resources;  // of the record before
-    size_t place = 0;
-  };
-
   void LookAt(const DumpedEntry& entry);
-  void LookAtOlder(const std::vector<Column>& columns);
-  uint32_t ResourceOf(const DumpedEntry& entry);
-  uint32_t Count() const { return static_cast<uint32_t>(kind_->resources.size()); }
-  void AddResource(std::string key);
+  size_t AddResource(const std::string& key);
 
   const PageFile& file_;
   PageKind* kind_ = nullptr;
   const std::vector<double>* numbers_ = nullptr;
   const std::vector<Column>* columns_ = nullptr;
   std::set<std::pair<Kind, const std::vector<Column>*>> known_;
-  std::map<Kind, Order> orders_;
-  Order* order_ = nullptr;
+  std::map<Kind, ResourceOrder> orders_;
+  ResourceOrder* order_ = nullptr;
   size_t record_ = 0;
 };
 

@@ -1,10 +1,13 @@
 // Covered time: see the header.
 #include "tools/reading/coverage.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
+#include "tools/output/report.h"
 #include "tools/reading/file_summary.h"
 
 namespace psltool {
@@ -83,6 +86,13 @@ bool Meet(const FileCover& a, const FileCover& b) {
     at->last < other->last ? ++at : ++other;
   }
   return false;
+}
+
+bool FailTwice(const FileCover& file, const FileCover& other, Progress& progress) {
+  progress.Clear();
+  return Fail(file.path, fmt::format("holds the same time of array {} as {}: its intervals would "
+                                     "count twice; name one of them, or use --from and --to",
+                                     file.array, other.path));
 }
 
 bool Tells(const FileCover& cover, const CoveredTime& time) {

@@ -42,6 +42,8 @@ constexpr int Coarseness(char level) { return level == 'D' ? 2 : level == 'H' ? 
 // True: both files hold the same time. One may end with the second with which the other begins:
 // the interval before midnight.
 bool Meet(const FileCover& a, const FileCover& b);
+// Reports of a file that it meets another. Returns false.
+bool FailTwice(const FileCover& file, const FileCover& other, Progress& progress);
 
 // True when a record with this time tells intervals that the file's records tell, too.
 bool Tells(const FileCover& cover, const CoveredTime& time);

@@ -54,7 +54,7 @@ bool CollectFiles(const std::vector<std::string>& paths, std::vector<std::string
   if (!files.empty() || !readable) return readable;
   // Mostly a mistyped path; to find nothing wrong, or nothing at all, would be no comfort.
   for (const std::string& path : paths) {
-    static_cast<void>(Fail(path, "holds no log (.psl) and no archive (.psa)"));
+    Fail(path, "holds no log (.psl) and no archive (.psa)");
   }
   return false;
 }

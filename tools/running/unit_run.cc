@@ -181,11 +181,11 @@ class UnitRunner {
 
  private:
   static UnitEnd Trouble(const std::string& what, const std::string& why) {
-    static_cast<void>(Fail(what, why));
+    Fail(what, why);
     return UnitEnd::kTrouble;
   }
   UnitEnd Failed(const std::string& why) const {
-    static_cast<void>(Fail("unit " + unit_.name, why));
+    Fail("unit " + unit_.name, why);
     return UnitEnd::kNotMade;
   }
 

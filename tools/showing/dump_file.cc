@@ -45,8 +45,8 @@ class Dumper {
     for (const Kind kind : request_.kinds) {
       if (HasKind(revision, kind)) continue;
       if (printed) {
-        static_cast<void>(Fail(request_.path, fmt::format("files of revision 0x{:02X} hold no {}",
-                                                          revision, WordOfKind(kind))));
+        Fail(request_.path,
+             fmt::format("files of revision 0x{:02X} hold no {}", revision, WordOfKind(kind)));
       }
       return false;
     }
@@ -113,8 +113,7 @@ class Dumper {
     key_ = ParseKey(kForms[row->form].key, *request_.key);
     if (key_) return true;
     if (printed) {
-      static_cast<void>(Fail(
-          request_.path, fmt::format("'{}' is not a key of {}", *request_.key, WordOfKind(kind))));
+      Fail(request_.path, fmt::format("'{}' is not a key of {}", *request_.key, WordOfKind(kind)));
     }
     return false;
   }

@@ -152,8 +152,7 @@ void ShowWriter::Start(const std::vector<const std::vector<Column>*>& all) {
   }
   refused_ = group_ < 1 || group_ > std::max(file_.groups, 1U);
   if (refused_) {
-    static_cast<void>(
-        Fail(file_.path, fmt::format("entries of {} have {} counter groups", kind_, file_.groups)));
+    Fail(file_.path, fmt::format("entries of {} have {} counter groups", kind_, file_.groups));
   }
 }
 
@@ -164,9 +163,9 @@ void ShowWriter::Put(const DumpedEntry& entry) {
   if (key != file_.key) {
     if (!asked_) return;
     refused_ = true;
-    static_cast<void>(Fail(file_.path, fmt::format("the key stands for several {}, {} and {} among "
-                                                   "them; give all its bytes",
-                                                   kind_, file_.key, key)));
+    Fail(file_.path, fmt::format("the key stands for several {}, {} and {} among "
+                                 "them; give all its bytes",
+                                 kind_, file_.key, key));
     file_.rows.clear();
     return;
   }

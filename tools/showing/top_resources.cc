@@ -11,7 +11,6 @@
 #include <tuple>
 
 #include "tools/output/report.h"
-#include "tools/reading/array_tables.h"
 
 namespace psltool {
 
@@ -32,49 +31,50 @@ enum TopCounted : uint8_t {
 namespace {
 
 struct MeasureColumns {
-  const char* rate;  // of the group
-  const char* peak;
+  std::optional<Content> rate;  // of the group
+  std::optional<Content> peak;
   TopCounted record;  // what the measure of one record is
 };
 
 MeasureColumns ColumnsOf(TopMeasure by) {
   switch (by) {
     case TopMeasure::kOps:
-      return {"ops_per_s", "ops_per_s_max", kRate};
+      return {Content::kOpsRate, Content::kOpsRateMax, kRate};
     case TopMeasure::kVolume:
-      return {"kvolume_per_s", "kvolume_per_s_max", kRate};
+      return {Content::kVolumeRate, Content::kVolumeRateMax, kRate};
     case TopMeasure::kBusy:
-      return {"", "", kBusy};
+      return {{}, Content::kFieldMax, kBusy};
     case TopMeasure::kMean:
-      return {"", "", kFirst};
+      return {{}, {}, kFirst};
     case TopMeasure::kMax:
       break;
   }
-  return {"", "", kMaximum};
+  return {{}, {}, kMaximum};
 }
 
 // The place of each column's number.
 std::vector<uint8_t> PlacesOf(const std::vector<Column>& columns, uint32_t group, TopMeasure by) {
-  const auto of_group = [group](const char* name) { return fmt::format("g{}_{}", group, name); };
+  struct Counted {
+    ColumnSort sort;
+    TopCounted place;
+  };
+  std::vector<Counted> counted = {{Role::kInterval, kInterval},  {Role::kNotValid, kValid},
+                                  {Role::kRatio, kBusy},         {Content::kOps, kOps},
+                                  {Content::kFirstMean, kFirst}, {Content::kMaximum, kMaximum}};
   const MeasureColumns measure = ColumnsOf(by);
-  std::map<std::string, TopCounted> names = {{"interval_ms", kInterval},
-                                             {"valid", kValid},
-                                             {"busy_pct", kBusy},
-                                             {of_group("ops"), kOps},
-                                             {of_group("first_mean"), kFirst},
-                                             {of_group("max"), kMaximum},
-                                             {of_group(measure.rate), kRate},
-                                             {of_group(measure.peak), kPeak}};
-  if (by == TopMeasure::kBusy) names["busy_pct_max"] = kPeak;
+  if (measure.rate) counted.push_back({*measure.rate, kRate});
+  if (measure.peak) counted.push_back({*measure.peak, kPeak});
   // Up to 0x12 the second average is one over time and makes no volume.
   const bool volume = std::any_of(columns.begin(), columns.end(), [&](const Column& column) {
-    return column.name == of_group("kvolume_per_s");
+    return column.group == group && column.content == Content::kVolumeRate;
   });
-  if (volume) names[of_group("second_mean")] = kSecond;
+  if (volume) counted.push_back({Content::kSecondMean, kSecond});
   std::vector<uint8_t> places;
   for (const Column& column : columns) {
-    const auto found = names.find(column.name);
-    places.push_back(found == names.end() ? ColumnChoice::kNowhere : uint8_t{found->second});
+    const auto found = std::find_if(counted.begin(), counted.end(), [&](const Counted& each) {
+      return each.sort == column.sort() && (column.group == 0 || column.group == group);
+    });
+    places.push_back(found == counted.end() ? ColumnChoice::kNowhere : uint8_t{found->place});
   }
   return places;
 }
@@ -102,8 +102,7 @@ class TopCollector::Writer : public DumpWriter {
     const uint32_t group = collector_.request_.group;
     refused_ = group > std::max(groups, 1U);
     if (refused_) {
-      static_cast<void>(
-          Fail(path_, fmt::format("its entries have {} counter groups, not {}", groups, group)));
+      Fail(path_, fmt::format("its entries have {} counter groups, not {}", groups, group));
     }
   }
   std::vector<uint8_t> WantsNumbers(const std::vector<Column>& columns) const override {
@@ -113,7 +112,7 @@ class TopCollector::Writer : public DumpWriter {
 
   void StartRecord(const RecordPeriod& period) override {
     EndRecord();
-    place_ = 0;
+    order_.StartRecord();
     period_ = period;
     // The file may have grown since the first pass.
     cell_ = collector_.cells() == 0 ? 0 : collector_.CellOf(period.stamp);
@@ -157,25 +156,11 @@ class TopCollector::Writer : public DumpWriter {
  private:
   TopResource& ResourceOf(const DumpedEntry& entry) {
     std::vector<TopResource>& all = group_->resources;
-    if (entry.form == nullptr) {
-      const auto& key = std::get<std::string>(entry.values.front());
-      const auto [found, is_new] = group_->by_text.try_emplace(key, all.size());
-      if (is_new) AddResource(key);
-      return all[found->second];
-    }
-    const uint64_t key = uint64_t{entry.key_count} << 32 | entry.key;
-    const size_t place = place_++;
-    if (place < order_.size() && order_[place].first == key) return all[order_[place].second];
-    const auto [found, is_new] = group_->by_key.try_emplace(key, all.size());
-    if (is_new) AddResource(KeyText(entry.form->key, entry.key_count, entry.key));
-    if (place >= order_.size()) order_.resize(place + 1);
-    order_[place] = {key, found->second};
-    return all[found->second];
-  }
-
-  void AddResource(const std::string& key) {
-    group_->resources.push_back({array_, key, {}, {}, {}});
-    group_->resources.back().cells.resize(collector_.cells());
+    return all[order_.Find(entry, group_->numbers, [&](const std::string& key) {
+      all.push_back({array_, key, {}, {}, {}});
+      all.back().cells.resize(collector_.cells());
+      return all.size() - 1;
+    })];
   }
 
   void LookAt(const std::vector<Column>& columns) {
@@ -221,8 +206,7 @@ class TopCollector::Writer : public DumpWriter {
   std::array<double, kCountedColumns> numbers_ = {};  // of the entry at hand
   RecordPeriod period_;                               // of the record at hand
   size_t cell_ = 0;
-  size_t place_ = 0;                                // of the next entry in its section
-  std::vector<std::pair<uint64_t, size_t>> order_;  // keys and resources by place
+  ResourceOrder order_;
   TopSums record_;
   double longest_ = 0;
 };
@@ -234,11 +218,7 @@ bool TopCollector::Look(const std::string& path) {
   if (!Cover(path, {dump.from, dump.to, dump.zone}, progress_, note, cover)) return true;
   if (cover.covered.empty()) return true;
   for (const FileCover& other : parts_[cover.array]) {
-    if (!Meet(cover, other)) continue;
-    progress_.Clear();
-    return Fail(path, fmt::format("holds the same time of array {} as {}: its intervals would "
-                                  "count twice; name one of them, or use --from and --to",
-                                  cover.array, other.path));
+    if (Meet(cover, other)) return FailTwice(cover, other, progress_);
   }
   parts_[cover.array].push_back(std::move(cover));
   return true;

@@ -6,12 +6,12 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "tools/reading/coverage.h"
 #include "tools/showing/dump_file.h"
+#include "tools/showing/resource_order.h"
 
 namespace psltool {
 
@@ -123,8 +123,7 @@ class TopCollector {
   // The resources of an array, in the order in which they came.
   struct Group {
     std::vector<TopResource> resources;
-    std::unordered_map<uint64_t, size_t> by_key;  // of sections
-    std::unordered_map<std::string, size_t> by_text;
+    ResourceNumbers numbers;
   };
 
   void Note(const RecordPeriod& period);

@@ -91,6 +91,21 @@ TEST_F(PsltoolPictures, RefusalsLeaveNoFile) {
   EXPECT_FALSE(directory_.Exists("x.svg"));
 }
 
+// It is loaded by those who draw, so nobody else misses it.
+TEST_F(PsltoolPictures, LibraryThatCannotBeLoadedIsTold) {
+  const std::string log = directory_.Names()[0];
+  directory_.MakeDirectory("broken");
+  directory_.Write("broken/libcairo.so.2", "");
+  const ProgramSettings settings = {directory_.Path(),
+                                    {{"LD_LIBRARY_PATH", directory_.Path("broken")}}};
+  const ProgramResult chart = RunProgram(PSLTOOL_PATH, {"chart", log, "-o", "x.svg"}, settings);
+  EXPECT_EQ(chart.status, 2);
+  EXPECT_THAT(chart.err, StartsWith("psltool: x.svg: cannot be drawn: "));
+  EXPECT_THAT(chart.err, HasSubstr("libcairo.so.2"));
+  EXPECT_THAT(directory_.Names(), Not(testing::Contains("x.svg")));
+  EXPECT_EQ(RunProgram(PSLTOOL_PATH, {"info", log}, settings).status, 0);
+}
+
 TEST_F(PsltoolPictures, ComparisonsNeedTwoSides) {
   const std::string one = directory_.Names()[0];
   const std::string other = directory_.Names()[1];

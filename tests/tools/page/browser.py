@@ -44,7 +44,7 @@ class Browser:
             os.dup2(read, 3)
             os.dup2(write, 4)
 
-        self.process = subprocess.Popen(command, env=dict(os.environ, TZ=zone), preexec_fn=pipes,
+        self.process = subprocess.Popen(command, env=dict(os.environ, TZ=zone, TMPDIR=self.directory), preexec_fn=pipes,
                                         close_fds=False, stdout=subprocess.DEVNULL,
                                         stderr=subprocess.DEVNULL, start_new_session=True)
         os.close(to_browser)
