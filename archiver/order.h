@@ -22,6 +22,6 @@ enum class OrderVerdict : uint8_t {
 };
 
 // Clears the automatic-run record and fills it as a run of this order at the moment `now` would:
-// options, configuration, limits of the retention classes; forgets what could not be looked at. Reports
-// nothing.
+// options, configuration, limits of the retention classes; forgets what could not be looked at.
+// Reports nothing.
 OrderVerdict TakeOrder(const RunOrder& order, int64_t now);

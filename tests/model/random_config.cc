@@ -10,7 +10,6 @@
 namespace model {
 namespace {
 
-
 std::size_t RandomCount(Random& random, Kind kind, ArraySize size) {
   if (random.Percent(12)) return 0;
   if (size == ArraySize::kLarge) return static_cast<std::size_t>(random.Range(5, 40));

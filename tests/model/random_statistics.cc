@@ -7,7 +7,6 @@
 namespace model {
 namespace {
 
-
 // Draws nothing where all entries are odd.
 bool IsOdd(Random& random, const StatisticsStyle& style) {
   return style.odd == 100 || random.Percent(style.odd);

@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::size_t kItemsSlot = 16;
 
-
 // A record of a 0x10 file that was flushed by an "LDM" record has the 0x11 layout, which shows in
 // the offset of its rank section's header.
 int LayoutOf(int revision, const Bytes& record) {

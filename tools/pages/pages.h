@@ -16,8 +16,8 @@ struct Installed {
 };
 
 // "man/man1/psltool.1", "completion/bash/psltool" and so on. `source` is the root of the checkout:
-// packaging/man/ has what people wrote of the pages, docs/format.md and docs/format-entries.md are psl(5). Throws
-// std::runtime_error when a file cannot be read.
+// packaging/man/ has what people wrote of the pages, docs/format.md and docs/format-entries.md are
+// psl(5). Throws std::runtime_error when a file cannot be read.
 Pages InstalledPages(const std::string& source, const Installed& installed = {});
 
 // "docs/commands/show.md" and so on.
