@@ -65,10 +65,15 @@ class MadeLog {
   // Keys of entries of logical and physical disks instead of their own, by record and place.
   std::map<std::pair<int, int>, uint8_t> logical, physical;
   Bytes padding;  // behind the sections of each statistics record
-  // Whether what is compact or not valid is so in all records, but for the entries at these records
-  // and places, which are compact where others are not.
+  // Whether two of the first tile's entries are compact, and one of some kinds not valid, in all
+  // records; at these records and places it is the other way round.
   bool steady = false;
   std::set<std::pair<int, int>> turned;
+  void TurnTile(int record, bool full) {
+    for (int place = 0; place < 8; ++place) {
+      if ((place == 2 || place == 5) == full) turned.insert({record, place});
+    }
+  }
 
  private:
   Bytes Structure() const {
@@ -131,13 +136,14 @@ class MadeLog {
       entry.Quad(static_cast<size_t>(facts.quads_at + 16 * k), figures_.Next(), figures_.Next(),
                  figures_.Next(), figures_.Next());
     }
-    const bool not_valid = steady ? place == 3 : figures_.OneIn(12);
+    const bool other = turned.contains({record, place});
+    const bool not_valid = steady ? kind % 2 == 0 && place == 5 && !other : figures_.OneIn(12);
     if (not_valid) entry.U8(static_cast<size_t>(facts.not_valid), 1);
     const std::vector<KindFacts> kinds = KindsOf(revision_);
     const int head = FindKind(kinds, kind)->head;
     if (head == 0) return entry;
     const bool usual = steady ? place == 2 || place == 5 : figures_.OneIn(5);
-    if (usual == turned.contains({record, place})) return entry;
+    if (usual == other) return entry;
     return entry.U8(static_cast<size_t>(facts.compact), 1).Part(0, static_cast<size_t>(head));
   }
 

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -182,6 +183,48 @@ TEST_P(SideBySideDamaged, NoEntryIsTakenForThatOfTheRecordBefore) {
     }
   }
   EXPECT_EQ(broken_, 0);
+}
+
+// Records in which a tile rests among others, and such in which it is full.
+TEST_P(SideBySideDamaged, TilesThatRestAtTimes) {
+  for (const bool full : {false, true}) {
+    MadeLog made(GetParam(), 52);
+    made.steady = true;
+    for (const int record : {3, 4, 8, 11}) made.TurnTile(record, full);
+    for (const int record : {6, 7}) made.TurnTile(record, !full);
+    Compare(made.Make());
+  }
+  EXPECT_EQ(broken_, 0);
+}
+
+// The last section of a record leaves it, though its entries go on behind, where the counters of
+// one look like the next record: mixed ones as in the record before, and full ones.
+class SideBySideCut : public SideBySide {};
+INSTANTIATE_TEST_SUITE_P(BeforeItems, SideBySideCut, ::testing::Values(0x10, 0x12, 0x13, 0x16),
+                         SideBySideName);
+
+TEST_P(SideBySideCut, EntriesBehindTheirRecordAreNotTaken) {
+  size_t size = 0;  // of an entry
+  for (const bool full : {true, false}) {
+    MadeLog made(GetParam(), 53);
+    made.steady = true;
+    if (full) made.TurnTile(kRecords + 2, true);
+    std::string log = made.Make();
+    const size_t start = made.starts.back();
+    const Bytes record(
+        std::vector<uint8_t>(log.begin() + static_cast<std::ptrdiff_t>(start), log.end()));
+    size_t last = 0;
+    for (const size_t slot : SlotsOf(static_cast<uint8_t>(GetParam()))) {
+      last = std::max<size_t>(last, record.Get32(slot + 4));
+    }
+    if (full) size = (record.Get32(8) - last) / kOfEach;
+    const size_t length = last + size + 32;
+    const size_t behind = log.size() - start - length;
+    log.replace(start + 8, 4, spell::TextOf(Bytes(4).U32(0, length)));
+    log.replace(start + length, 12, spell::FreeRecord(behind).substr(0, 12));
+    Compare(log);
+  }
+  EXPECT_GT(broken_, 0);
 }
 
 TEST_P(SideBySideDamaged, DamageAtEverySectionOfEveryRecord) {
