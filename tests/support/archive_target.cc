@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <set>
 #include <utility>
 
@@ -31,7 +32,13 @@ constexpr size_t kSlot = 64;
 // and so do files: inputs are written over by the next run's of the same name.
 class RunDirectory {
  public:
-  RunDirectory() { directory_.MakeDirectory("archive"); }
+  RunDirectory() { directory_->MakeDirectory("archive"); }
+  // Children that tests fork end as programs do: what is static is destroyed there, too.
+  ~RunDirectory() {
+    if (::getpid() != owner_) static_cast<void>(directory_.release());
+  }
+  RunDirectory(const RunDirectory&) = delete;
+  RunDirectory& operator=(const RunDirectory&) = delete;
 
   const std::string& path() const { return path_; }
 
@@ -78,8 +85,9 @@ class RunDirectory {
     ::close(fd);
   }
 
-  TempDir directory_;
-  const std::string path_ = directory_.Path("");
+  const pid_t owner_ = ::getpid();
+  std::unique_ptr<TempDir> directory_ = std::make_unique<TempDir>();
+  const std::string path_ = directory_->Path("");
   std::set<std::string> inputs_;
 };
 
