@@ -19,6 +19,7 @@ size_t HeadSize() { return finfo.layout->row.record_head; }
 // Whether a section's entries can be expected in the order of its table, whatever they are.
 bool FollowsTable(const stahdr& header, const SectionRow& row, size_t record_size) {
   const ResourceSet& set = resource_sets[row.kind];
+  // Not reached: a count that differs, which has been looked at before.
   if (header.offset > record_size || header.count != set.entries) return false;
   if (row.kind == kCache) return header.count * CacheEntrySize() <= piece_bytes;
   return set.unique || set.lookup == Lookup::kPosition;
@@ -137,9 +138,11 @@ void Batch::Gather(size_t most) {
 
 bool Batch::Takes(Kind kind) const {
   const RevisionLayout& layout = *records_[0].layout;
+  // Not reached: asked for a kind that all revisions have.
   for (size_t i = 0; i < layout.section_count; ++i) {
     if (layout.sections[i].kind == kind) return (records_[0].taken >> i & 1) != 0;
   }
+  // Not reached: as above.
   return false;
 }
 

@@ -92,6 +92,7 @@ struct Field {
   constexpr const RoleRow& row() const { return kRoleRows[static_cast<size_t>(role)]; }
   constexpr const char* name() const { return row().name; }
   constexpr FieldUnit unit() const { return row().unit; }
+  // Not reached: at run time of groups.
   constexpr size_t count() const { return unit() == FieldUnit::kQuadset ? detail : 1; }
   constexpr size_t width() const { return count() * row().width; }
   constexpr bool IsKey() const {
@@ -103,6 +104,7 @@ struct Field {
 template <size_t kMost>
 constexpr std::span<const Field> FieldsOfList(const Field (&list)[kMost]) {
   size_t count = 0;
+  // Not reached: at run time of lists that fill their room.
   while (count < kMost && list[count].role != Role::kNothing) ++count;
   return {list, count};
 }
@@ -110,6 +112,7 @@ constexpr std::span<const Field> FieldsOfList(const Field (&list)[kMost]) {
 // The field of a role, counted from 0 where there are several; null: none.
 constexpr const Field* FindField(std::span<const Field> fields, Role role, size_t number = 0) {
   for (const Field& field : fields) {
+    // Not reached: at run time of a second field.
     if (field.role == role && number-- == 0) return &field;
   }
   return nullptr;

@@ -12,6 +12,7 @@ inline constexpr size_t kRevisionCount = kLastRevision - kFirstRevision + 1;
 inline constexpr uint8_t kOn = 0xFF;  // "and every later revision"
 struct Span {
   uint8_t from, to;  // inclusive
+  // Not reached: at run time where revisions end.
   constexpr bool Holds(uint8_t revision) const { return from <= revision && revision <= to; }
 };
 

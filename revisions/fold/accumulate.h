@@ -222,6 +222,7 @@ inline uint8_t* PutWords(uint8_t* out, const SlotRef& slot, uint32_t mask) {
   for (size_t position = 0; position < 32; ++position) {
     if ((mask & (kCountTopBit >> position)) == 0) continue;
     const double* field = ExtremeAt<kId>(slot, position);
+    // Not reached: no mask has more bits than the form has words.
     Store32(out, field != nullptr ? ToU32(*field) : 0);
     out += 4;
   }

@@ -93,6 +93,7 @@ int ReadEntries(const Form& form, const uint8_t* entry) {
 
 // The second ratio and maximum are clamped, the first are not: readers of archives know them so.
 uint16_t Clamped(double v) {
+  // Not reached: sums of what is never negative.
   if (v < 0.0) v = 0.0;
   if (v > 0.0 && v < 1.0) v = 1.0;
   if (v > kRatioScale) v = kRatioScale;

@@ -156,6 +156,7 @@ bool FoldCachesInStep(std::span<const SectionPlace> places, Kind kind) {
   for (size_t i = 0; i < places.size() && good; ++i) {
     const uint8_t* const caches = places[i].record->At(places[i].offset, size);
     good = caches != nullptr && CachesAreKnown(set, caches) &&
+           // Not reached: that it fails, as it is read.
            ReadCacheSection({caches, size}, kind, 0, static_cast<uint32_t>(set.entries));
     finfo.first_interval = false;
   }

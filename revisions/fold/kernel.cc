@@ -19,12 +19,14 @@ struct Available {
   Available() {
     size_t n = 0;
 #ifdef QELPRF_AVX512_KERNELS
+    // Not reached: one machine shows one sort of processors.
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw")) {
       list[n++] = &kFoldKernelsAvx512;
     }
 #endif
 #ifdef QELPRF_AVX2_KERNELS
+    // Not reached: on other processors, as above.
     if (__builtin_cpu_supports("avx2")) list[n++] = &kFoldKernelsAvx2;
 #endif
 #ifdef QELPRF_PAIR_KERNELS

@@ -133,6 +133,8 @@ TEST_F(DriverTest, DirectoryAsAnInputEndsTheRun) {
   const EngineOutcome outcome = Run({directory_.Path("20240101A.psl")});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err.rfind("Qelprfarc: 110 Read error -- ", 0), 0U) << outcome.err;
+  // It is no short file: the system says why it cannot be read.
+  EXPECT_EQ(outcome.err.find(" errno=0\n"), std::string::npos) << outcome.err;
   EXPECT_THAT(Outputs(), IsEmpty());
 }
 

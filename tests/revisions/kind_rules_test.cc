@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "areas/finfo.h"
+#include "revisions/fold/kernel.h"
 #include "revisions/named/converters.h"
 #include "revisions/named/named.h"
 #include "tests/support/record_builder.h"
@@ -101,6 +102,29 @@ TEST_F(KindRules, CountedIntervalsOfHostPortsSetTheBit) {
   for (const int revision : RevisionsFrom(0x1A)) {
     EXPECT_EQ(Period(revision, kHpNode, {}, {port(1), port(2)}, 112).Get8(10), 3U);
   }
+}
+
+// The bits of ports and logical disks, told entry by entry.
+TEST_F(KindRules, BitsAreSetWithoutKernels) {
+  const FoldKernels* const kernels = fold_kernels;
+  SetKernels(nullptr);
+  const auto port = [](unsigned flags) {
+    return Bytes(112).U32(4, 1000).U8(8, 1).U8(9, 2).U8(10, flags).U16(14, 100);
+  };
+  for (const int revision : RevisionsFrom(0x12)) {
+    SCOPED_TRACE(RevisionName(revision));
+    EXPECT_EQ(Period(revision, kHp, {1, 2}, {port(0), port(1), port(0)}, 112).Get8(10), 1U);
+    EXPECT_EQ(Period(revision, kHp, {1, 2}, {port(2), port(0)}, 112).Get8(10), 2U);
+  }
+  const auto disk = [](unsigned flags) {
+    return Bytes(96).U32(4, 1000).U16(8, 7).U8(13, flags).Quad(16, 1, 0, 0, 0);
+  };
+  for (const int revision : RevisionsFrom(0x11)) {
+    SCOPED_TRACE(RevisionName(revision));
+    EXPECT_EQ(Period(revision, kLd, {0, 7}, {disk(2), disk(0)}, 96).Get8(13), 2U);
+    EXPECT_EQ(Period(revision, kLd, {0, 7}, {disk(0), disk(1)}, 96).Get8(13), 1U);
+  }
+  SetKernels(kernels);
 }
 
 // --- cache segments -------------------------------------------------------------------------------
