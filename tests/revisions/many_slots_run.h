@@ -24,6 +24,7 @@ enum class Course : uint8_t {
   kMixed,    // every entry of its own length; not-valid and compact ones, entries out of order
   kCalm,     // mostly one length for many records, all entries full and valid; extreme figures
   kResting,  // the same, but all entries of some records are compact, or not valid
+  kSteady,   // mostly one length; resources stay busy, compact or not valid for many records
 };
 constexpr int RecordsOf(Course course) { return course == Course::kMixed ? 14 : 45; }
 
@@ -95,6 +96,7 @@ class ManySlotsRun {
       slots[i].key = Key(entry.keys.size(), 4);
       slots[i].key.back() = number;
     }
+    for (uint32_t& state : states) state = course == Course::kSteady ? figures.Below(4) : 0;
   }
 
   static size_t WordCount(uint32_t mask) {
@@ -135,8 +137,11 @@ class ManySlotsRun {
     return bytes;
   }
   uint32_t Count() {
-    // Only rest makes rates of 0 in a resting course.
-    if (course == Course::kResting) return 1 + figures.Below(5000);
+    // Only rest makes rates of 0 in resting and steady courses.
+    if (course == Course::kResting || course == Course::kSteady) {
+      const uint32_t count = 1 + figures.Below(5000);
+      return course == Course::kSteady && figures.OneIn(60) ? count + 0x80000000U : count;
+    }
     const uint32_t count = figures.OneIn(4) ? 0 : figures.Below(5000);
     if (course == Course::kCalm && figures.OneIn(50)) {
       return std::array{0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}[figures.Below(3)];
@@ -153,11 +158,21 @@ class ManySlotsRun {
     if (course == Course::kMixed) return;
     // Whole runs of records that are folded together.
     resting = course == Course::kResting && ((r >= 10 && r < 15) || r >= 36);
+    // And single records among others.
+    if (course == Course::kSteady) resting = r % 6 == 4;
     if (r % 17 == 0) calm_length = 1 + figures.Below(4000000000U);
     common_length = r % 22 == 21 ? 0 : calm_length;
   }
   uint32_t calm_length = 0;
   bool resting = false;
+  // Marks the entry of resource `i` as those before it, but now and then: compact, not valid, both
+  // or neither.
+  void Mark(Bytes& bytes, size_t i) {
+    if (figures.OneIn(25)) states[i] = figures.Below(4);
+    if ((states[i] & 1) != 0 && kinds.head != 0) bytes.U8(At(entry.compact), 1);
+    if ((states[i] & 2) != 0) bytes.U8(At(entry.not_valid), 1);
+  }
+  std::array<uint32_t, kResources> states = {};
   static uint64_t U(int v) { return static_cast<uint64_t>(v); }
 
   // Folds the entry as the rules are written.
@@ -272,7 +287,8 @@ class ManySlotsRun {
       StatisticsBuilder record(revision);
       record.time = static_cast<uint32_t>(1000 + r);
       for (const size_t i : order) {
-        const Bytes bytes = RandomEntry(slots[i].key, true);
+        Bytes bytes = RandomEntry(slots[i].key, true);
+        if (course == Course::kSteady) Mark(bytes, i);
         Bytes more;
         for (size_t w = 0; w < words && !compute; ++w) more.AddU32(figures.Next() << (w % 9));
         Fold(slots[i], bytes, more, r == 0, compute);

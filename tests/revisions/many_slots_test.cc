@@ -66,6 +66,12 @@ TEST_P(ManySlots, RatesOfManyIntervals) { Compare(true, Course::kCalm, kDifferen
 
 TEST_P(ManySlots, WordsOfManyIntervals) { Compare(false, Course::kCalm, kDifferentForms); }
 
+// Resources that are busy, idle or not valid for many intervals: each lacks a length, or figures,
+// in intervals of one length in which others have theirs.
+TEST_P(ManySlots, RatesOfSteadyResources) { Compare(true, Course::kSteady, kDifferentForms); }
+
+TEST_P(ManySlots, WordsOfSteadyResources) { Compare(false, Course::kSteady, kDifferentForms); }
+
 // Intervals in which nothing moves, folded together: their rates are 0, whatever the extremes were.
 TEST_P(ManySlots, RatesOfRestingResources) { Compare(true, Course::kResting, {0x12, 0x21}); }
 
