@@ -106,7 +106,7 @@ constexpr bool IsWhole(const RevisionLayout& layout) {
   for (const ListRow& list : layout.Lists()) {
     if (list.kind != kNoKind && FindRow(layout.Sections(), list.kind) == nullptr) return false;
   }
-  return layout.section_count != 0;
+  return true;
 }
 static_assert(AllRevisions(IsWhole), "a section lacks its list or bitmap, or a list its section");
 

@@ -50,7 +50,7 @@ void FoldHeadIntervals(HeadRun& run) {
     for (size_t i = 0; i < intervals; ++i) {
       const TileEntries& entries = tile.of[i];
       Group head = LoadFrom<kScattered>(entries, step, lane, 0, &TileEntries::entry);
-      Masks valid = AllIf(true);
+      Masks valid = ~Masks{};
       if (kScattered && !whole) {
         valid = LanesOf(entries.valid, lane);
         // Those that are not are as if they were 0.

@@ -29,7 +29,6 @@ QELPRF_INLINE Doubles ZeroIn(Masks lanes, Doubles value) {
 QELPRF_INLINE Doubles NoNumberIn(Masks lanes, Doubles value) {
   return reinterpret_cast<Doubles>(reinterpret_cast<Masks>(value) | lanes);
 }
-QELPRF_INLINE Masks AllIf(bool condition) { return condition ? ~Masks{} : Masks{}; }
 
 // The intervals in which lanes have counter groups.
 template <bool kScattered>
@@ -68,18 +67,18 @@ QELPRF_INLINE Lengths LengthsOf(const FoldRun& run, size_t lane) {
   for (size_t i = 0, busy = 0; i < run.tile->count; ++i) {
     const Doubles length = Load(run.lengths[i] + lane);
     const Masks other = reinterpret_cast<Masks>(length != found.length);
-    if constexpr (!kScattered) {
-      differ |= other;
-      continue;
-    }
-    const Masks timed = reinterpret_cast<Masks>(length != 0.0);
-    differ |= other & timed;
-    if (busy < run.tile->busy_count && run.tile->busy[busy] == run.tile->of + i) {
-      ++busy;
-      least = Smaller(least, length);
+    if constexpr (kScattered) {
+      const Masks timed = reinterpret_cast<Masks>(length != 0.0);
+      differ |= other & timed;
+      if (busy < run.tile->busy_count && run.tile->busy[busy] == run.tile->of + i) {
+        ++busy;
+        least = Smaller(least, length);
+      } else {
+        found.still |= timed;
+        if (i == 0 && run.tile->first) found.begins_still = timed;
+      }
     } else {
-      found.still |= timed;
-      if (i == 0 && run.tile->first) found.begins_still = timed;
+      differ |= other;
     }
   }
   found.equal = !AnyOf(differ);

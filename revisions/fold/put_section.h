@@ -40,7 +40,7 @@ uint8_t* PutTile(uint8_t* out, const ResourceSet& set, uint32_t mask, int32_t in
     static_assert(kForm.size == kForm.quadsets_at + kGroupBytes);
     std::memcpy(out + kForm.quadsets_at, run.words[lane], kGroupBytes);
     out += kForm.size;
-    // Not reached: archives hold the words of all groups.
+    // Not reached: that a word is missing, as archives hold those of all groups.
     if (all) {
       std::memcpy(out, run.words[lane] + kGroupBytes / 8, kExtremeBytes);
       out = PutWords<kId>(out + kExtremeBytes, slot, mask & ~kTracked);
