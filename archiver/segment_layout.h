@@ -51,6 +51,5 @@ constexpr bool IsRetention(uint16_t count, uint16_t unit, size_t retention_class
 
 // The archiver's encoded period of such a retention; 0 for ever.
 constexpr int32_t RetentionCode(uint16_t count, uint16_t unit) {
-  // Not reached: with a count of 0 by the archiver.
   return count == 0 ? 0 : kRetentionUnits[unit].code + count;
 }

@@ -21,6 +21,7 @@
 #include "platform/open.h"
 #include "platform/places.h"
 #include "platform/process.h"
+#include "platform/transfer.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
 
@@ -54,9 +55,10 @@ InputLook LookAtInput(const std::string& path) {
   uint8_t bytes[kJudgedBytes] = {};
   struct stat status = {};
   // What has no positions counts as empty.
-  if (::fstat(fd, &status) != 0 ||
-      (S_ISREG(status.st_mode) && ::pread(fd, bytes, sizeof bytes, 0) < 0)) {
+  if (::fstat(fd, &status) != 0) {
     look.error = errno;
+  } else if (S_ISREG(status.st_mode) && !ReadBeginning(fd, status.st_size, bytes)) {
+    look.error = errno != 0 ? errno : EIO;
   }
   ::close(fd);
   const int64_t size = S_ISREG(status.st_mode) ? status.st_size : 0;

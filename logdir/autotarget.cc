@@ -31,6 +31,7 @@
 #include "platform/open.h"
 #include "platform/places.h"
 #include "platform/process.h"
+#include "platform/transfer.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
 
@@ -119,14 +120,6 @@ struct FileHead {
   uint8_t bytes[kAtLevel + 1] = {};
 };
 
-ssize_t ReadBeginning(int fd, uint8_t* bytes, size_t count) {
-  ssize_t got;
-  do {
-    got = pread(fd, bytes, count, 0);
-  } while (got == -1 && errno == EINTR);
-  return got;
-}
-
 FileHead LookInto(const char* name) {
   FileHead head;
   const std::string path = AutoFilePath(name);
@@ -145,11 +138,12 @@ FileHead LookInto(const char* name) {
     NoteUnread(path, "fstat", errno, kDetFstat);
   } else if (!S_ISREG(status.st_mode)) {
     head.state = FileHead::State::kRead;  // as an empty file
-  } else if (const ssize_t got = ReadBeginning(fd, head.bytes, sizeof head.bytes); got == -1) {
+  } else if (!ReadBeginning(fd, status.st_size, head.bytes)) {
+    // Nor is a file short because less of it came than it has.
     NoteUnread(path, "read", errno, kDetRead);
   } else {
     head.state = FileHead::State::kRead;
-    head.size = static_cast<size_t>(got);
+    head.size = std::min(sizeof head.bytes, static_cast<size_t>(status.st_size));
   }
   close(fd);
   return head;

@@ -142,7 +142,7 @@ bool Batch::Takes(Kind kind) const {
   for (size_t i = 0; i < layout.section_count; ++i) {
     if (layout.sections[i].kind == kind) return (records_[0].taken >> i & 1) != 0;
   }
-  // Not reached: as above.
+  // Not reached: all revisions have the kind.
   return false;
 }
 

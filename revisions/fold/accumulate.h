@@ -156,6 +156,7 @@ inline void MergeWords(const SlotRef& slot, const uint8_t* words, const ItemMask
     const double word = Load32(words);
     words += 4;
     double* field = ExtremeAt<kId>(slot, position);
+    // Not reached: that the form lacks a word that the full mask names.
     if ((masks.out_mask & bit) == 0 || field == nullptr) continue;
     if (position % 2 == 0) {
       if (first || !(*field > word)) *field = word;
@@ -222,7 +223,7 @@ inline uint8_t* PutWords(uint8_t* out, const SlotRef& slot, uint32_t mask) {
   for (size_t position = 0; position < 32; ++position) {
     if ((mask & (kCountTopBit >> position)) == 0) continue;
     const double* field = ExtremeAt<kId>(slot, position);
-    // Not reached: no mask has more bits than the form has words.
+    // Not always reached: no mask of the tables has more bits than the form has words.
     Store32(out, field != nullptr ? ToU32(*field) : 0);
     out += 4;
   }

@@ -85,7 +85,7 @@ inline constexpr size_t kMostWords = 48;
 struct PutRun {
   size_t quadsets;
   size_t tracked;
-  size_t next;                        // as in FoldRun
+  size_t next;                        // doubles to the next tile
   double time[8];                     // sum of lengths; the older rule divides by it
   uint64_t words[8][kMostWords / 2];  // as in the file
 };

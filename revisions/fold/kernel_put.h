@@ -43,7 +43,7 @@ void Put(double* fields, PutRun& run) {
     uint64_t pairs[kMostWords / 2][kWidth];
     size_t at = 0;
     for (size_t i = 0; i < run.quadsets; ++i, sums += 4 * kTileLanes) {
-      if (run.next != 0 && lane == 0) {
+      if (lane == 0) {
         Fetch(sums + run.next);
         if (i < run.tracked) Fetch(extremes + i * 4 * kTileLanes + run.next);
       }

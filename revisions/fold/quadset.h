@@ -20,16 +20,13 @@ inline uint32_t ToU32(double v) {
   return v >= 4294967296.0 ? std::numeric_limits<uint32_t>::max() : static_cast<uint32_t>(v);
 }
 inline int32_t ToI32(double v) {
-  // Not reached: ratios are numbers.
   if (v != v) return 0;
   if (v >= 2147483648.0) return std::numeric_limits<int32_t>::max();
-  // Not reached: none is negative.
   if (v <= -2147483649.0) return std::numeric_limits<int32_t>::min();
   return static_cast<int32_t>(v);
 }
 inline uint16_t ToU16(double v) {
   const uint32_t word = ToU32(v);
-  // Not reached: whoever asks has set a limit below.
   return word > 0xFFFF ? uint16_t{0xFFFF} : static_cast<uint16_t>(word);
 }
 // A first ratio: signed 32 bits, of which the low 16 are stored.
@@ -58,8 +55,11 @@ inline void TrackMinimum(double& field, double value, bool first) {
 inline double RateOf(double count, double length) { return (count * 1000.0 / length) * 1000.0; }
 template <QuadRule kRule>
 inline double VolumeOf(double figure, double length) {
-  if constexpr (kRule == QuadRule::kCurrent) return figure / (length / 1000.0) / 1024.0;
-  return figure;
+  if constexpr (kRule == QuadRule::kCurrent) {
+    return figure / (length / 1000.0) / 1024.0;
+  } else {
+    return figure;
+  }
 }
 
 // A gathered counter group wherever it lies: four sums, and four extremes or none, kStep apart.

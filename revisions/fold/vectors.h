@@ -160,6 +160,7 @@ QELPRF_INLINE Doubles ToDoubles(Wide w) {
 QELPRF_INLINE Wide Larger(Wide a, Wide b) {
   const Doubles x = reinterpret_cast<Doubles>(a);
   const Doubles y = reinterpret_cast<Doubles>(b);
+  // Not always reached: lanes choose here, not the program.
   return reinterpret_cast<Wide>(x < y ? y : x);
 }
 
@@ -168,8 +169,11 @@ QELPRF_INLINE Wide Larger(Wide a, Wide b) {
 template <bool kScattered>
 QELPRF_INLINE Group LoadFrom(const TileEntries& entries, size_t step, size_t lane, size_t offset,
                              const uint8_t* const (TileEntries::*lanes)[8]) {
-  if constexpr (kScattered) return LoadGroups(Scattered{entries.*lanes + lane, offset});
-  return LoadGroups(InLine{entries.first + lane * step + offset, step});
+  if constexpr (kScattered) {
+    return LoadGroups(Scattered{entries.*lanes + lane, offset});
+  } else {
+    return LoadGroups(InLine{entries.first + lane * step + offset, step});
+  }
 }
 
 // The lanes of a byte's bits. Compared as words, which all processors can.
@@ -186,8 +190,11 @@ QELPRF_INLINE Wide NumberOf(Wide word) { return word & kWord; }
 // And back.
 QELPRF_INLINE Wide WordOf(Wide number) { return number | kAbove; }
 
+// Not always reached: lanes choose here, not the program.
 QELPRF_INLINE Doubles Choose(Masks mask, Doubles yes, Doubles no) { return mask ? yes : no; }
+// Not always reached: lanes choose here, not the program.
 QELPRF_INLINE Doubles Larger(Doubles a, Doubles b) { return a < b ? b : a; }
+// Not always reached: lanes choose here, not the program.
 QELPRF_INLINE Doubles Smaller(Doubles a, Doubles b) { return b < a ? b : a; }
 // Whether the top bit of a lane is set.
 QELPRF_INLINE bool AnyOf(Masks mask) {

@@ -170,6 +170,14 @@ TEST_F(PrefixUnreadFiles, PartThatCannotBeReadHoldsUpItsDay) {
   EXPECT_THAT(entries, HasSubstr("func=read errno=5 detcode=030d0004\n"));
 }
 
+// Which is not a short file, that would be passed over in silence.
+TEST_F(PrefixUnreadFiles, PartOfWhichLessComesThanItHasHoldsUpItsDay) {
+  EXPECT_EQ(Night("pread:/20240228a#002.psl:1:99:0").status, 0);
+  EXPECT_THAT(Archives(), UnorderedElementsAre("202402b.psa", "20240227a.psa", "20240228b.psa",
+                                               "20240229a.psa"));
+  EXPECT_THAT(entries, HasSubstr("func=read errno=0 detcode=030d0004\n"));
+}
+
 TEST_F(PrefixUnreadFiles, PartThatIsGoneDoesNotHoldUpAnything) {
   EXPECT_EQ(Night("open:/20240228a#002.psl:1:99:2").status, 0);
   EXPECT_EQ(entries, "");
@@ -243,11 +251,12 @@ TEST_F(PrefixUnreadFiles, ListingThatBreaksOffEndsTheNight) {
 // What psltool says beforehand of an input that cannot be read from some look on: it is left out,
 // or the run ends there.
 TEST_F(PrefixUnreadFiles, PlanEndsWhereAnInputCannotBeRead) {
-  for (const std::string call : {"fstat", "pread"}) {
-    SCOPED_TRACE(call);
+  for (const auto& [call, error] : {std::pair("fstat", ":5"), {"pread", ":5"}, {"pread", ":0"}}) {
+    SCOPED_TRACE(std::string(call) + error);
     int ended = 0;
     for (int look = 1; look <= 4; ++look) {
-      const std::string rule = call + ":/20240228b.psl:" + std::to_string(look) + ":99:5";
+      const std::string rule =
+          std::string(call) + ":/20240228b.psl:" + std::to_string(look) + ":99" + error;
       ProgramSettings settings;
       settings.variables = NightVariables(ClockAt("2024-03-01 00:30:00"), {{"DISTURB_FAIL", rule}});
       const SharedSegment segment(server.segment);

@@ -3,7 +3,8 @@
 What cannot be reached says so where it stands, in a comment of its own before the line:
     // Not reached: WHY
 It excuses the line behind it, and when that opens a block, the block. Without a reason, and before a line
-of which everything is reached, it is a mistake. Functions that only the compiler calls (constexpr, and
+of which everything is reached, it is a mistake; what one compilation of a template reaches and another does
+not says "Not always reached". Functions that only the compiler calls (constexpr, and
 never executed), conditions that it decides, and what a switch does with a value that its type has no name
 for are nobody's to reach."""
 import bisect
@@ -13,7 +14,7 @@ import re
 
 DECIDED = re.compile(r'(true|false)\b|std::endian::native')
 DECIDED_BEFORE = re.compile(r'\b(if constexpr|switch) \([^()]*$')
-MARK = re.compile(r'^\s*// Not reached:\s*(.*)$')
+MARK = re.compile(r'^\s*// Not (always )?reached:\s*(.*)$')
 Branch = collections.namedtuple('Branch', 'line column')
 
 
@@ -35,16 +36,16 @@ class File:
             mark = MARK.match(text)
             if not mark:
                 continue
-            if len(mark[1].split()) < 3:
+            if len(mark[2].split()) < 3:
                 self.mistakes.append(f'{self.path}:{number}: no reason')
                 continue
             first = number + 1
             while source[first - 1].strip().startswith('//'):
                 first += 1
             last = self.end_of_block(source, first)
-            if not any(first <= line <= last for line, *_ in self.missed()):
+            if not mark[1] and not any(first <= line <= last for line, *_ in self.missed()):
                 self.mistakes.append(f'{self.path}:{number}: everything is reached')
-            excused.update((line, mark[1]) for line in range(first, last + 1))
+            excused.update((line, mark[2]) for line in range(first, last + 1))
         return excused
 
     @staticmethod

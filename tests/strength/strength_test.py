@@ -283,7 +283,7 @@ SOURCE = '''void F(bool a) {
   // Not reached:
   K();
   // Not reached: but it is, every time.
-  K();
+  K();  // Not always reached: no mark, as it stands behind.
 }
 '''
 # As llvm-cov writes it: line, column, count, whether there is one, whether a region begins, a gap.
@@ -317,6 +317,13 @@ class Coverage(unittest.TestCase):
     def test_marks_need_a_reason_and_something_to_excuse(self):
         self.assertEqual(self.files[0].mistakes,
                          ['engine/f.cc:9: no reason', 'engine/f.cc:11: everything is reached'])
+
+    def test_what_is_reached_sometimes_may_be_reached(self):
+        path = self.exported['files'][0]['filename']
+        with open(path, 'w') as file:
+            file.write(SOURCE.replace('Not reached: but it is', 'Not always reached: but it is'))
+        files = reached.read(self.directory.name, self.exported)
+        self.assertEqual(files[0].mistakes, ['engine/f.cc:9: no reason'])
 
     def test_table(self):
         # Of 13 lines two are excused, of the others two were not executed; of five sides three were not taken.
