@@ -1,6 +1,7 @@
 // The vector kernels for processors with AVX-512; cmake/Kernels.cmake gives the options.
 #define QELPRF_WIDTH 8
 #include "revisions/fold/kernel_heads.h"
+#include "revisions/fold/kernel_merge.h"
 #include "revisions/fold/kernel_put.h"
 
 extern const FoldKernels kFoldKernelsAvx512;

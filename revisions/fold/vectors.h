@@ -39,6 +39,7 @@ typedef Bytes16 LooseBytes __attribute__((aligned(1), may_alias));
 
 QELPRF_INLINE Doubles Load(const double* p) { return *reinterpret_cast<const LooseDoubles*>(p); }
 QELPRF_INLINE void Store(double* p, Doubles v) { *reinterpret_cast<LooseDoubles*>(p) = v; }
+QELPRF_INLINE void Store(uint64_t* p, Wide v) { *reinterpret_cast<LooseWide*>(p) = v; }
 
 QELPRF_INLINE Bytes16 LoadGroup(const uint8_t* p) {
   return *reinterpret_cast<const LooseBytes*>(p);
