@@ -78,9 +78,7 @@ Section MakeSection(Kind kind, uint32_t count, bool words) {
   const RevisionLayout& layout = LayoutOf(kRevision);
   Section section;
   section.count = count;
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    if (layout.sections[i].kind == kind) section.row = &layout.sections[i];
-  }
+  section.row = FindRow(layout.Sections(), kind);
   section.rule = layout.row.rule;
   const uint32_t mask = FullMask(kind);
   const auto bits = static_cast<uint32_t>(std::popcount(mask));

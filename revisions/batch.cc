@@ -31,12 +31,11 @@ bool TakeSections(BatchRecord& record) {
   const Sections& sections = *record.sections;
   if (structure_revision != finfo.revision || !CountsAgree(sections, layout)) return false;
   record.taken = 0;
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    const SectionRow& row = layout.sections[i];
+  for (const SectionRow& row : layout.Sections()) {
     if (BuildsSet(sections, row, layout)) return false;
     if (!IsTaken(sections, row)) continue;
     if (!FollowsTable(sections.of[row.kind], row, record.bytes.size())) return false;
-    record.taken |= 1U << i;
+    record.taken |= 1U << row.kind;
   }
   return true;
 }
@@ -136,16 +135,6 @@ void Batch::Gather(size_t most) {
   }
 }
 
-bool Batch::Takes(Kind kind) const {
-  const RevisionLayout& layout = *records_[0].layout;
-  // Not reached: asked for a kind that all revisions have.
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    if (layout.sections[i].kind == kind) return (records_[0].taken >> i & 1) != 0;
-  }
-  // Not reached: all revisions have the kind.
-  return false;
-}
-
 // The record that could not be read is told of when its turn comes.
 void Batch::NoteFailedRead() {
   for (size_t n = 0; n < count_; ++n) {
@@ -160,9 +149,8 @@ void Batch::NoteFailedRead() {
 bool Batch::Fold() {
   const RevisionLayout& layout = *records_[0].layout;
   std::array<SectionPlace, kMostBatch> places;
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    if ((records_[0].taken >> i & 1) == 0) continue;
-    const SectionRow& row = layout.sections[i];
+  for (const SectionRow& row : layout.Sections()) {
+    if (!Takes(row.kind)) continue;
     for (size_t n = 0; n < count_; ++n) {
       places[n] = {&records_[n].bytes, records_[n].sections->of[row.kind].offset};
     }

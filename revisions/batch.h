@@ -19,9 +19,10 @@ struct BatchRecord {
   const RevisionLayout* layout = nullptr;
   const uint8_t* head = nullptr;         // while the batch is gathered
   const Sections* sections = nullptr;    // records with the same head share them
-  uint32_t taken = 0;                    // bit n: entries of the layout's section n are read
+  uint32_t taken = 0;                    // bit n: entries of the kind n are read
   std::array<uint8_t, 2> interval = {};  // bytes 14 and 15 of its head
 };
+static_assert(kSectionKinds <= 32);
 
 // Whether a statistics record of the time `now` belongs to another period than the one before it.
 bool EndsPeriod(int64_t before, int64_t now);
@@ -38,7 +39,7 @@ class Batch {
   size_t count() const { return count_; }
   BatchRecord& operator[](size_t i) { return records_[i]; }
   // Whether entries of a kind are read.
-  bool Takes(Kind kind) const;
+  bool Takes(Kind kind) const { return (records_[0].taken >> kind & 1) != 0; }
 
   // Folds the entries of all records. False: one of them is not as it was expected to be, so the
   // slots are void. Nothing has been reported but that the first record cannot be read.

@@ -22,8 +22,7 @@ Buffer items_room;
 // Puts the section headers into the head; the offset behind the sections.
 size_t PutSectionHeaders(uint8_t* head, const RevisionLayout& layout) {
   size_t at = layout.row.record_head;
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    const SectionRow& row = layout.sections[i];
+  for (const SectionRow& row : layout.Sections()) {
     const ResourceSet& set = resource_sets[row.kind];
     stahdr header = {sections_read.of[row.kind].first, static_cast<uint16_t>(set.count),
                      static_cast<uint32_t>(at)};
@@ -71,8 +70,7 @@ void WriteStatistics(const RevisionLayout& layout) {
   const size_t items_size = PutItemsSection(head, sections_end, layout);
   Store32(head + kAtLength, static_cast<uint32_t>(sections_end + items_size));
   writer.Take(layout.row.record_head);
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    const SectionRow& row = layout.sections[i];
+  for (const SectionRow& row : layout.Sections()) {
     if (resource_sets[row.kind].entries > 0) WriteSection(writer, row, layout.row.rule);
   }
   writer.Put(items_room.data(), items_size);

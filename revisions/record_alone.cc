@@ -45,8 +45,7 @@ const uint8_t* PartOf(RecordBytes& record, uint64_t offset, size_t size) {
 
 bool FoldSections(const RecordView& record, const Sections& sections,
                   const RevisionLayout& layout) {
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    const SectionRow& row = layout.sections[i];
+  for (const SectionRow& row : layout.Sections()) {
     const stahdr& header = sections.of[row.kind];
     if (BuildsSet(sections, row, layout) && !BuildSet(record, header, row)) return false;
     if (!IsTaken(sections, row)) continue;

@@ -21,8 +21,7 @@ Sections sections_read;
 
 Sections DecodeSections(const uint8_t* head, const RevisionLayout& layout) {
   Sections sections;
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    const SectionRow& row = layout.sections[i];
+  for (const SectionRow& row : layout.Sections()) {
     ntoh_stahdr(&sections.of[row.kind], head + row.header_at);
   }
   if (layout.has_items) ntoh_stahdr(&sections.items, head + kItemsHeader);
@@ -48,8 +47,8 @@ bool BuildsSet(const Sections& sections, const SectionRow& row, const RevisionLa
 }
 
 bool CountsAgree(const Sections& sections, const RevisionLayout& layout) {
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    const Kind kind = layout.sections[i].kind;
+  for (const SectionRow& row : layout.Sections()) {
+    const Kind kind = row.kind;
     const ResourceSet& set = resource_sets[kind];
     if (kind == kDp) continue;
     if (kind == kHpNode && !set.from_statistics) continue;

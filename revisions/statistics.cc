@@ -1,6 +1,7 @@
 // Statistics records: see the header.
 #include "revisions/statistics.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -77,10 +78,9 @@ void TakePair(const RevisionLayout& layout, const uint8_t* interval) {
 
 // Whether the counts are those of the structure record in force. False: broken, reported.
 bool Agrees(const RevisionLayout& layout) {
-  bool any = false;
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    any = any || HasEntries(sections_read.of[layout.sections[i].kind]);
-  }
+  const bool any = std::ranges::any_of(layout.Sections(), [](const SectionRow& row) {
+    return HasEntries(sections_read.of[row.kind]);
+  });
   if (structure_revision != finfo.revision) {
     // Tables of another revision are laid out differently and say nothing about this file.
     DropSets();

@@ -162,9 +162,8 @@ bool LocateTrailing() {
 }
 
 const Form& FormOf(Kind kind) {
-  size_t i = 0;
-  while (Layout().sections[i].kind != kind) ++i;  // every list has its section (layout/check.cc)
-  return kForms[Layout().sections[i].form];
+  // Every list has its section (layout/check.cc).
+  return kForms[FindRow(Layout().Sections(), kind)->form];
 }
 
 // The second key byte of cache segments is in use only where the array says so.

@@ -18,11 +18,13 @@ struct FoldContext {
   bool compute;       // the input has no extended words: extremes come from rates
   uint8_t key_count;  // key bytes in use
   uint8_t revision;
+  const ItemMasks& masks;
 };
 
 inline FoldContext ContextOf(Kind kind) {
-  return {finfo.first_interval, finfo.items[kind].in_count == 0, resource_sets[kind].key_count,
-          finfo.revision};
+  const ItemMasks& masks = finfo.items[kind];
+  return {finfo.first_interval, masks.in_count == 0, resource_sets[kind].key_count, finfo.revision,
+          masks};
 }
 
 template <FormId kId>
@@ -148,21 +150,16 @@ inline double* ExtremeAt(const SlotRef& slot, size_t position) {
 // Merges the extended words of an entry: maxima at even, minima at odd positions of the item bits.
 // Bits that the revision's full mask lacks have their word, which is passed over.
 template <FormId kId>
-inline void MergeWords(const SlotRef& slot, const uint8_t* words, const ItemMasks& masks,
-                       bool first) {
+inline void MergeWords(const SlotRef& slot, const uint8_t* words, const FoldContext& context) {
   for (size_t position = 0; position < 32; ++position) {
     const uint32_t bit = kCountTopBit >> position;
-    if ((masks.in_mask & bit) == 0) continue;
+    if ((context.masks.in_mask & bit) == 0) continue;
     const double word = Load32(words);
     words += 4;
     double* field = ExtremeAt<kId>(slot, position);
     // Not reached: that the form lacks a word that the full mask names.
-    if ((masks.out_mask & bit) == 0 || field == nullptr) continue;
-    if (position % 2 == 0) {
-      if (first || !(*field > word)) *field = word;
-    } else {
-      if (first || !(word > *field)) *field = word;
-    }
+    if ((context.masks.out_mask & bit) == 0 || field == nullptr) continue;
+    (position % 2 == 0 ? TrackMaximum : TrackMinimum)(*field, word, context.first);
   }
 }
 

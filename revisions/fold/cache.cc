@@ -1,6 +1,7 @@
 // The cache section: see the header.
 #include "revisions/fold/cache.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "areas/finfo.h"
@@ -35,15 +36,12 @@ constexpr double kRateScale = 1000000.0;
 // The form of the current revision's entries; null where the revision has no cache section.
 const Form* CacheForm() {
   if (!KnownRevision(Rev_Kind)) return nullptr;
-  const RevisionLayout& layout = LayoutOf(Rev_Kind);
-  for (size_t i = 0; i < layout.section_count; ++i) {
-    if (layout.sections[i].kind == kCache) return &kForms[layout.sections[i].form];
-  }
-  return nullptr;
+  const SectionRow* const row = FindRow(LayoutOf(Rev_Kind).Sections(), kCache);
+  return row == nullptr ? nullptr : &kForms[row->form];
 }
 
-bool HasQuadsets(const Form& form) { return form.quadsets != 0; }
 bool HasSecondPart(const Form& form) { return form.more_quadsets[0] != 0; }
+size_t QuadsetsOf(const Form& form) { return HasSecondPart(form) ? kAllQuadsets : form.quadsets; }
 
 void FoldQuadsets(CacheSlot& slot, const uint8_t* entry, size_t from, size_t to) {
   const double length = Load32(entry + kAtInterval);
@@ -92,13 +90,7 @@ int ReadEntries(const Form& form, const uint8_t* entry) {
 }
 
 // The second ratio and maximum are clamped, the first are not: readers of archives know them so.
-uint16_t Clamped(double v) {
-  // Not reached: sums of what is never negative.
-  if (v < 0.0) v = 0.0;
-  if (v > 0.0 && v < 1.0) v = 1.0;
-  if (v > kRatioScale) v = kRatioScale;
-  return ToU16(v);
-}
+uint16_t Clamped(double v) { return ToU16(v == 0.0 ? v : std::clamp(v, 1.0, kRatioScale)); }
 
 void PutEntry(const Form& form, uint8_t* entry, CacheSlot& slot) {
   std::memset(entry, 0, form.size);
@@ -110,11 +102,9 @@ void PutEntry(const Form& form, uint8_t* entry, CacheSlot& slot) {
   if (empty) entry[kNotValid] = 1;
   if (!empty) Store16(entry + kRatio1, RatioWord((slot.ratio_sum1 / time) * kRatioScale));
   Store16(entry + kMaximum1, ToU16(slot.maximum1));
-  if (HasQuadsets(form)) {
-    for (size_t i = 0; i < kFirstQuadsets; ++i) {
-      PutQuadset<QuadRule::kCurrent>(entry + kQuadsets + i * kQuadsetSize, RefTo(slot.quadsets[i]),
-                                     0);
-    }
+  for (size_t i = 0; i < QuadsetsOf(form); ++i) {
+    PutQuadset<QuadRule::kCurrent>(entry + kQuadsets + i * kQuadsetSize, RefTo(slot.quadsets[i]),
+                                   0);
   }
   if (!HasSecondPart(form)) return;
   entry[kFlag] = slot.flag;
@@ -122,16 +112,12 @@ void PutEntry(const Form& form, uint8_t* entry, CacheSlot& slot) {
   Store16(entry + kMaximum2, Clamped(slot.maximum2));
   Store32(entry + kRate1, empty ? 0 : ToU32((slot.rate_sum1 / time) * kRateScale));
   Store32(entry + kRate2, empty ? 0 : ToU32((slot.rate_sum2 / time) * kRateScale));
-  for (size_t i = kFirstQuadsets; i < kAllQuadsets; ++i) {
-    PutQuadset<QuadRule::kCurrent>(entry + kQuadsets + i * kQuadsetSize, RefTo(slot.quadsets[i]),
-                                   0);
-  }
 }
 
 }  // namespace
 
 void FoldCacheEntry(const Form& form, const uint8_t* entry, int32_t position) {
-  FoldByKey(entry, position, HasQuadsets(form));
+  FoldByKey(entry, position, form.quadsets != 0);
   if (HasSecondPart(form)) FoldByPosition(entry, position);
 }
 

@@ -28,14 +28,10 @@ template <FormId kId, QuadRule kRule>
 const uint8_t* ReadOne(SectionTiles<kId, kRule>& tiles, Kind kind, const uint8_t* entry,
                        const uint8_t* end, uint32_t position, int32_t& next) {
   constexpr const Form& kForm = kForms[kId];
-  constexpr bool kCompacts = kForm.compact != kNone;
   const auto left = static_cast<size_t>(end - entry);
-  size_t size = kCompacts ? kForm.head : kForm.size;
-  bool compact = false;
-  if (left >= size) {
-    if constexpr (kCompacts) compact = entry[kForm.compact] != 0;
-    if (!compact) size = tiles.full();
-  }
+  const bool compact =
+      kForm.compact != kNone && left >= kLeastEntry<kId> && entry[kForm.compact] != 0;
+  const size_t size = compact ? kLeastEntry<kId> : tiles.full();
   if (left < size) {
     LeavesRecord();
     return nullptr;

@@ -18,9 +18,6 @@ inline size_t Count(const TileRun& run) { return std::min(run.count, kMostInterv
 inline const uint8_t* EntryOf(const TileEntries& entries, size_t lane) {
   return entries.step != 0 ? entries.first + lane * entries.step : entries.entry[lane];
 }
-inline bool IsValid(const TileEntries& entries, size_t lane) {
-  return (entries.valid >> lane & 1) != 0;
-}
 
 // Tells what intervals have in common.
 inline void LookAt(TileRun& run) {
@@ -70,7 +67,7 @@ void TakeLastOfRun(const TileRun& run, SlotHead& head, size_t lane, const FoldCo
   const uint8_t* const last = EntryOf(run.of[i - 1], lane);
   if (last == kNoEntry.data()) return;
   LoadKey<kId>(head.key.data(), last, context.key_count);
-  while (i > 0 && !IsValid(run.of[i - 1], lane)) --i;
+  while (i > 0 && (run.of[i - 1].valid >> lane & 1) == 0) --i;
   if (i > 0) {
     const uint8_t* const counted = EntryOf(run.of[i - 1], lane);
     head.status = Load32(counted + kAtStatus);
@@ -82,41 +79,35 @@ void TakeLastOfRun(const TileRun& run, SlotHead& head, size_t lane, const FoldCo
 }
 
 template <FormId kId>
-void FoldHeadsByKernel(const TileRun& run, HeadRun& fold, SlotHead* heads,
-                       const SectionContext& context) {
+void FoldHeadsByKernel(const TileRun& run, HeadSums& sums, SlotHead* heads,
+                       const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
-  fold.tile = &run;
   static_assert(kForm.ratio == kNone || kForm.ratio >= 14);
-  fold.ratio_at = kForm.ratio == kNone ? 0 : static_cast<size_t>(kForm.ratio);
-  fold.always = kForm.ratio_flag.at == kNone;
-  fold.track = context.fold.compute;
-  fold.track_always = kForm.ratio_extremes_always;
   static_assert(IsInHead(kForm.ratio_flag) && IsInHead(kForm.counted) && IsInHead(kForm.sticky));
-  fold.there = BitAt(kForm.ratio_flag);
-  fold.counted = BitAt(kForm.counted);
-  fold.sticky = BitAt(kForm.sticky);
   for (size_t lane = 0; lane < kLanes; ++lane) {
     const bool used = lane < run.lanes;
-    fold.busy[lane] = used ? heads[lane].busy : 0;
-    fold.maximum[lane] = used ? heads[lane].ratio_maximum : 0;
-    fold.minimum[lane] = used ? heads[lane].ratio_minimum : 0;
+    sums.busy[lane] = used ? heads[lane].busy : 0;
+    sums.maximum[lane] = used ? heads[lane].ratio_maximum : 0;
+    sums.minimum[lane] = used ? heads[lane].ratio_minimum : 0;
   }
-  fold_kernels->fold_heads(fold);
+  fold_kernels->fold_heads({.tile = &run,
+                            .ratio_at = kForm.ratio == kNone ? 0 : static_cast<size_t>(kForm.ratio),
+                            .always = kForm.ratio_flag.at == kNone,
+                            .track = context.compute,
+                            .track_always = kForm.ratio_extremes_always,
+                            .there = BitAt(kForm.ratio_flag),
+                            .counted = BitAt(kForm.counted),
+                            .sticky = BitAt(kForm.sticky)},
+                           sums);
   for (size_t lane = 0; lane < run.lanes; ++lane) {
     SlotHead& head = heads[lane];
-    head.time += static_cast<uint32_t>(fold.time[lane]);
-    head.busy = fold.busy[lane];
-    head.ratio_count += static_cast<uint32_t>(fold.ratios[lane]);
-    if (context.fold.compute) {
-      head.ratio_maximum = fold.maximum[lane];
-      head.ratio_minimum = fold.minimum[lane];
-    }
-    if constexpr (kForm.counted.at != kNone) {
-      head.counted += static_cast<uint32_t>(fold.counted_in[lane]);
-    }
-    if constexpr (kForm.sticky.at != kNone) {
-      if (fold.sticky_in[lane] != 0) head.sticky = 1;
-    }
-    TakeLastOfRun<kId>(run, head, lane, context.fold);
+    head.time += static_cast<uint32_t>(sums.time[lane]);
+    head.busy = sums.busy[lane];
+    head.ratio_count += static_cast<uint32_t>(sums.ratios[lane]);
+    head.ratio_maximum = sums.maximum[lane];
+    head.ratio_minimum = sums.minimum[lane];
+    if (kForm.counted.at != kNone) head.counted += static_cast<uint32_t>(sums.counted[lane]);
+    if (kForm.sticky.at != kNone && sums.sticky[lane] != 0) head.sticky = 1;
+    TakeLastOfRun<kId>(run, head, lane, context);
   }
 }

@@ -57,7 +57,7 @@ struct MergeRun {
   uint32_t minima;       // bit n: word n is a minimum, else a maximum
 };
 
-// The heads of eight slots: what of them is summed up.
+// What of the heads of eight slots is summed up.
 struct HeadRun {
   const TileRun* tile;
   size_t ratio_at;    // of the 16-bit ratio in a head, 14 or more; 0: there is none
@@ -68,15 +68,16 @@ struct HeadRun {
   uint64_t there;
   uint64_t counted;
   uint64_t sticky;
-  double busy[8];  // sum of ratio x length / 10000
+};
+
+struct HeadSums {
+  double busy[8];  // sum of ratio x length / 10000; like the extremes of ratios it goes on
   double maximum[8];
   double minimum[8];
-  // Results: sum of lengths, number of ratios, of counted bits, whether a sticky bit was set (not
-  // 0).
-  uint64_t time[8];
-  uint64_t ratios[8];
-  uint64_t counted_in[8];
-  uint64_t sticky_in[8];
+  uint64_t time[8];     // sum of lengths
+  uint64_t ratios[8];   // their number
+  uint64_t counted[8];  // number of counted bits
+  uint64_t sticky[8];   // not 0: a sticky bit was set
   double lengths[kMostIntervals][8];
 };
 
@@ -92,7 +93,7 @@ struct PutRun {
 
 struct FoldKernels {
   const char* name;
-  void (*fold_heads)(HeadRun& run);
+  void (*fold_heads)(HeadRun run, HeadSums& sums);
   // Folds the run into the tile's fields: sums of all groups, then extremes, then the lengths that
   // extremes are to be divided by, eight lanes each (slots.h).
   void (*fold_current)(double* fields, const FoldRun& run);
@@ -102,6 +103,11 @@ struct FoldKernels {
   void (*put_current)(double* fields, PutRun& run);
   void (*put_older)(double* fields, PutRun& run);
 };
+
+// Those that the program was built with.
+extern const FoldKernels kFoldKernelsAvx512;
+extern const FoldKernels kFoldKernelsAvx2;
+extern const FoldKernels kFoldKernelsPairs;
 
 // Kernels that this processor can run, best first; ends with a null entry. Empty on processors that
 // only have the scalar path.

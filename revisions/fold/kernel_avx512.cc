@@ -4,6 +4,5 @@
 #include "revisions/fold/kernel_merge.h"
 #include "revisions/fold/kernel_put.h"
 
-extern const FoldKernels kFoldKernelsAvx512;
 const FoldKernels kFoldKernelsAvx512 = {"avx512", FoldHeadsOf, Fold<true>, Fold<false>,
                                         Merge,    Put<true>,   Put<false>};

@@ -24,29 +24,23 @@ QELPRF_INLINE Masks AreSet(Wide flags, Wide flag) {
 // A ratio that ends the fourth word.
 constexpr size_t kRatioAtEnd = 14;
 
+// The run is a copy and the tile's figures are taken out of it once: what is written to in the loop
+// might be theirs.
 template <bool kScattered>
-void FoldHeadIntervals(HeadRun& run) {
-  // Taken out of the run once: it is written to in the loop, through pointers to its parts.
+void FoldHeadIntervals(HeadRun run, HeadSums& sums) {
   const TileRun& tile = *run.tile;
   const size_t intervals = tile.count;
   const size_t step = tile.step;
-  const size_t ratio_at = run.ratio_at;
-  const bool always = run.always;
-  const bool track = run.track;
-  const bool track_always = run.track_always;
-  const bool first = run.tile->first;
-  const bool whole = run.tile->whole;
-  const uint64_t there = run.there;
-  const uint64_t counts = run.counted;
-  const uint64_t sticks = run.sticky;
+  const bool first = tile.first;
+  const bool whole = tile.whole;
   for (size_t lane = 0; lane < kTileLanes; lane += kWidth) {
     Wide time = {};
     Wide ratios = {};
     Wide counted = {};
     Wide sticky = {};
-    Doubles busy = Load(run.busy + lane);
-    Doubles maximum = Load(run.maximum + lane);
-    Doubles minimum = Load(run.minimum + lane);
+    Doubles busy = Load(sums.busy + lane);
+    Doubles maximum = Load(sums.maximum + lane);
+    Doubles minimum = Load(sums.minimum + lane);
     for (size_t i = 0; i < intervals; ++i) {
       const TileEntries& entries = tile.of[i];
       Group head = LoadFrom<kScattered>(entries, step, lane, 0, &TileEntries::entry);
@@ -58,24 +52,23 @@ void FoldHeadIntervals(HeadRun& run) {
       }
       time += head.word[1];
       const Doubles length = ToDoubles(head.word[1]);
-      Store(run.lengths[i] + lane, length);
+      Store(sums.lengths[i] + lane, length);
       const Wide flags = FlagsOf(head);
       sticky |= flags;
-      if (counts != 0) counted -= reinterpret_cast<Wide>(AreSet(flags, Wide{} + counts));
-      if (ratio_at == 0) continue;
+      if (run.counted != 0) counted -= reinterpret_cast<Wide>(AreSet(flags, Wide{} + run.counted));
+      if (run.ratio_at == 0) continue;
+      const size_t beyond = run.ratio_at - kRatioAtEnd;
       Wide word = head.word[3];
-      if (ratio_at != kRatioAtEnd) {
-        word =
-            LoadFrom<kScattered>(entries, step, lane, ratio_at - kRatioAtEnd, &TileEntries::entry)
-                .word[3];
+      if (beyond != 0) {
+        word = LoadFrom<kScattered>(entries, step, lane, beyond, &TileEntries::entry).word[3];
       }
       const Doubles ratio = ToDoubles(WordOf(word & 0xFFFF));
-      const Masks present = always ? valid : AreSet(flags, Wide{} + there);
+      const Masks present = run.always ? valid : AreSet(flags, Wide{} + run.there);
       // No sum is below 0: to add 0 leaves it as it is.
       busy += ZeroIn(~present, (ratio * length) / 10000.0);
       ratios -= reinterpret_cast<Wide>(present);
-      if (!track) continue;
-      const Masks take = track_always ? valid : present;
+      if (!run.track) continue;
+      const Masks take = run.track_always ? valid : present;
       if (first && i == 0) {
         maximum = ZeroIn(take, maximum);
         minimum = Choose(take, ratio, minimum);
@@ -83,20 +76,18 @@ void FoldHeadIntervals(HeadRun& run) {
       maximum = Larger(maximum, ZeroIn(~take, ratio));
       minimum = Smaller(minimum, NoNumberIn(~take, ratio));
     }
-    Store(run.time + lane, time - kAbove * intervals);
-    Store(run.ratios + lane, ratios);
-    Store(run.counted_in + lane, counted);
-    Store(run.sticky_in + lane, sticky & sticks);
-    Store(run.busy + lane, busy);
-    if (track) {
-      Store(run.maximum + lane, maximum);
-      Store(run.minimum + lane, minimum);
-    }
+    Store(sums.time + lane, time - kAbove * intervals);
+    Store(sums.ratios + lane, ratios);
+    Store(sums.counted + lane, counted);
+    Store(sums.sticky + lane, sticky & run.sticky);
+    Store(sums.busy + lane, busy);
+    Store(sums.maximum + lane, maximum);
+    Store(sums.minimum + lane, minimum);
   }
 }
 
-void FoldHeadsOf(HeadRun& run) {
-  (run.tile->step == 0 ? FoldHeadIntervals<true> : FoldHeadIntervals<false>)(run);
+void FoldHeadsOf(HeadRun run, HeadSums& sums) {
+  (run.tile->step == 0 ? FoldHeadIntervals<true> : FoldHeadIntervals<false>)(run, sums);
 }
 
 }  // namespace

@@ -22,6 +22,17 @@ QELPRF_INLINE void TrackMinimum(double* field, Doubles value, Masks take) {
 QELPRF_INLINE void Begin(double* field, Doubles value, Masks begins) {
   Store(field, Choose(begins, value, Load(field)));
 }
+// The same for the four extremes of a group: largest and smallest rate, largest and smallest
+// volume.
+QELPRF_INLINE void BeginAll(double* extremes, const Doubles* values, Masks begins) {
+  for (size_t n = 0; n < 4; ++n) Begin(extremes + n * kTileLanes, values[n], begins);
+}
+QELPRF_INLINE void TrackAll(double* extremes, const Doubles* values, Masks take) {
+  for (size_t n = 0; n < 4; n += 2) {
+    TrackMaximum(extremes + n * kTileLanes, values[n], take);
+    TrackMinimum(extremes + (n + 1) * kTileLanes, values[n + 1], take);
+  }
+}
 QELPRF_INLINE Doubles ZeroIn(Masks lanes, Doubles value) {
   return reinterpret_cast<Doubles>(reinterpret_cast<Masks>(value) & ~lanes);
 }
@@ -90,8 +101,7 @@ QELPRF_INLINE Lengths LengthsOf(const FoldRun& run, size_t lane) {
 // What an interval says of a group.
 struct Figures {
   Doubles count;
-  Doubles product;  // second average x count
-  Doubles q3;
+  Doubles volume;  // second average x count; by the older rule the former
 };
 
 // The four sums of a group while intervals are added to them.
@@ -126,7 +136,7 @@ QELPRF_INLINE Figures Add(Sums& sums, const Group& group, Doubles length) {
   sums.first += word * q1;
   sums.largest = Larger(group.word[2], sums.largest);
   sums.second += kCurrent ? product : length * q3;
-  return {count, product, q3};
+  return {count, kCurrent ? product : q3};
 }
 
 // Rates of a lane without a length are not used; it divides by 1.
@@ -156,13 +166,11 @@ QELPRF_INLINE Doubles Volume(Doubles figure, const Divisor& by) {
 template <bool kCurrent, bool kScaled, bool kScattered, bool kGaps>
 QELPRF_INLINE bool FoldCounts(double* fields, double* extremes, size_t offset, const FoldRun& run,
                               size_t lane, const Lengths& lengths) {
-  const Doubles begin = ZeroIn(lengths.still, Doubles{} + __builtin_huge_val());
+  const Doubles endless = Doubles{} + __builtin_huge_val();
+  const Doubles begin = ZeroIn(lengths.still, endless);
   Sums sums = LoadSums(fields);
   Wide counts = {};
-  Doubles most = {};
-  Doubles least = begin;
-  Doubles most_volume = {};
-  Doubles least_volume = begin;
+  Doubles found[4] = {Doubles{}, begin, Doubles{}, begin};
   for (size_t n = 0; n < BusyCount<kScattered>(run); ++n) {
     const TileEntries& entries = Busy<kScattered>(run, n);
     const Group group =
@@ -170,33 +178,17 @@ QELPRF_INLINE bool FoldCounts(double* fields, double* extremes, size_t offset, c
     counts |= group.word[0];
     const Doubles length = kGaps ? Load(LengthsIn(run, entries) + lane) : lengths.length;
     const Figures now = Add<kCurrent, kScaled>(sums, group, length);
-    const Doubles volume = kCurrent ? now.product : now.q3;
-    if constexpr (kGaps) {
-      const Masks timed = reinterpret_cast<Masks>(length != 0.0);
-      most = Larger(most, ZeroIn(~timed, now.count));
-      least = Smaller(least, NoNumberIn(~timed, now.count));
-      most_volume = Larger(most_volume, ZeroIn(~timed, volume));
-      least_volume = Smaller(least_volume, NoNumberIn(~timed, volume));
-    } else {
-      // No number is missing or below 0, so either may come first; this way none need be copied.
-      most = Larger(now.count, most);
-      least = Smaller(now.count, least);
-      most_volume = Larger(volume, most_volume);
-      least_volume = Smaller(volume, least_volume);
-    }
+    const Masks gap = kGaps ? reinterpret_cast<Masks>(length == 0.0) : Masks{};
+    // No number is missing or below 0, so either may come first; this way none need be copied.
+    found[0] = Larger(ZeroIn(gap, now.count), found[0]);
+    found[1] = Smaller(Choose(gap, endless, now.count), found[1]);
+    found[2] = Larger(ZeroIn(gap, now.volume), found[2]);
+    found[3] = Smaller(Choose(gap, endless, now.volume), found[3]);
   }
   if (!kScaled && AnyOf(reinterpret_cast<Masks>(counts << 32))) return false;
   StoreSums(fields, sums);
-  if (run.tile->first) {
-    Begin(extremes, most, lengths.begins);
-    Begin(extremes + kTileLanes, least, lengths.begins);
-    Begin(extremes + 2 * kTileLanes, most_volume, lengths.begins);
-    Begin(extremes + 3 * kTileLanes, least_volume, lengths.begins);
-  }
-  TrackMaximum(extremes, most, lengths.timed);
-  TrackMinimum(extremes + kTileLanes, least, lengths.timed);
-  TrackMaximum(extremes + 2 * kTileLanes, most_volume, lengths.timed);
-  TrackMinimum(extremes + 3 * kTileLanes, least_volume, lengths.timed);
+  if (run.tile->first) BeginAll(extremes, found, lengths.begins);
+  TrackAll(extremes, found, lengths.timed);
   return true;
 }
 
@@ -220,12 +212,8 @@ QELPRF_INLINE void SettleRates(double* extremes, size_t tracked, double* lengths
 template <bool kCurrent, bool kScattered>
 QELPRF_INLINE void FoldAny(double* fields, double* extremes, size_t offset, const FoldRun& run,
                            size_t lane, const Lengths& lengths, bool tracked) {
-  if (kScattered && tracked) {
-    for (size_t n = 0; n < 4; ++n) {
-      double* const field = extremes + n * kTileLanes;
-      Store(field, ZeroIn(lengths.begins_still, Load(field)));
-    }
-  }
+  const Doubles zeros[4] = {};
+  if (kScattered && tracked) BeginAll(extremes, zeros, lengths.begins_still);
   Sums sums = LoadSums(fields);
   for (size_t n = 0; n < BusyCount<kScattered>(run); ++n) {
     const TileEntries& entries = Busy<kScattered>(run, n);
@@ -236,18 +224,13 @@ QELPRF_INLINE void FoldAny(double* fields, double* extremes, size_t offset, cons
     if (!tracked) continue;
     const Divisor by = DivisorOf(length);
     const Doubles rate = Rate(now.count, by);
-    const Doubles volume = Volume<kCurrent>(kCurrent ? now.product : now.q3, by);
+    const Doubles volume = Volume<kCurrent>(now.volume, by);
+    const Doubles values[4] = {rate, rate, volume, volume};
     if (run.tile->first && &entries == run.tile->of) {
-      Begin(extremes, rate, by.timed);
-      Begin(extremes + kTileLanes, rate, by.timed);
-      Begin(extremes + 2 * kTileLanes, volume, by.timed);
-      Begin(extremes + 3 * kTileLanes, volume, by.timed);
-      continue;
+      BeginAll(extremes, values, by.timed);
+    } else {
+      TrackAll(extremes, values, by.timed);
     }
-    TrackMaximum(extremes, rate, by.timed);
-    TrackMinimum(extremes + kTileLanes, rate, by.timed);
-    TrackMaximum(extremes + 2 * kTileLanes, volume, by.timed);
-    TrackMinimum(extremes + 3 * kTileLanes, volume, by.timed);
   }
   StoreSums(fields, sums);
   if (kScattered && tracked) {
@@ -312,24 +295,15 @@ void FoldLanes(double* fields, const FoldRun& run, size_t lane) {
 template <bool kCurrent>
 void StandStill(double* fields, const FoldRun& run, size_t lane) {
   double* extremes = fields + lane + run.quadsets * 4 * kTileLanes;
-  const Doubles oldest = Load(run.lengths[0] + lane);
-  Doubles length = oldest;
-  for (size_t i = 1; i < run.tile->count; ++i) {
-    length = Larger(length, Load(run.lengths[i] + lane));
-  }
-  const Masks timed = reinterpret_cast<Masks>(length != 0.0);
+  const Lengths lengths = LengthsOf<true>(run, lane);
   if (run.tile->first) {
     SettleRates<kCurrent>(extremes, run.tracked, extremes + run.tracked * 4 * kTileLanes);
   }
-  const Masks begins = reinterpret_cast<Masks>(oldest != 0.0);
   for (size_t i = 0; i < run.tracked; ++i, extremes += 4 * kTileLanes) {
     if (run.next != 0 && lane == 0) Fetch(extremes + run.next);
-    for (size_t n = 0; n < 4; ++n) {
-      double* const field = extremes + n * kTileLanes;
-      const bool minimum = n % 2 != 0;
-      if (minimum) Store(field, ZeroIn(timed, Load(field)));
-      if (!minimum && run.tile->first) Store(field, ZeroIn(begins, Load(field)));
-    }
+    const Doubles zeros[4] = {};
+    if (run.tile->first) BeginAll(extremes, zeros, lengths.begins);
+    for (size_t n = 1; n < 4; n += 2) Begin(extremes + n * kTileLanes, zeros[n], lengths.timed);
   }
 }
 

@@ -3,6 +3,7 @@
 // written.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 
@@ -19,18 +20,13 @@ inline uint32_t ToU32(double v) {
   if (!(v > 0.0)) return 0;
   return v >= 4294967296.0 ? std::numeric_limits<uint32_t>::max() : static_cast<uint32_t>(v);
 }
-inline int32_t ToI32(double v) {
-  if (v != v) return 0;
-  if (v >= 2147483648.0) return std::numeric_limits<int32_t>::max();
-  if (v <= -2147483649.0) return std::numeric_limits<int32_t>::min();
-  return static_cast<int32_t>(v);
-}
 inline uint16_t ToU16(double v) {
-  const uint32_t word = ToU32(v);
-  return word > 0xFFFF ? uint16_t{0xFFFF} : static_cast<uint16_t>(word);
+  return static_cast<uint16_t>(std::min(ToU32(v), uint32_t{0xFFFF}));
 }
-// A first ratio: signed 32 bits, of which the low 16 are stored.
-inline uint16_t RatioWord(double v) { return static_cast<uint16_t>(ToI32(v)); }
+// A first ratio, which is never below 0: signed 32 bits, of which the low 16 are stored.
+inline uint16_t RatioWord(double v) {
+  return static_cast<uint16_t>(std::min(ToU32(v), uint32_t{0x7FFFFFFF}));
+}
 
 // Operations that a count word stands for: with the top bit set, the rest counts units of 256.
 inline double DecodeCount(uint32_t q0) {
@@ -39,8 +35,7 @@ inline double DecodeCount(uint32_t q0) {
 }
 inline uint32_t EncodeCount(double count) {
   if (!(count > 2147483647.0)) return ToU32(count);
-  const uint32_t units = ToU32(count / 256.0);
-  return (units > 0x7FFFFFFF ? 0x7FFFFFFF : units) + kCountTopBit;
+  return std::min(ToU32(count / 256.0), uint32_t{0x7FFFFFFF}) + kCountTopBit;
 }
 
 inline void TrackMaximum(double& field, double value, bool first) {

@@ -16,9 +16,9 @@ class SectionTiles {
   explicit SectionTiles(Kind kind)
       : kind_(kind),
         set_(resource_sets[kind]),
-        context_{ContextOf(kind), finfo.items[kind], size_t{finfo.items[kind].in_count} * 4},
-        full_(kForms[kId].size + context_.words_size),
-        signature_(set_.key_count) {}
+        context_(ContextOf(kind)),
+        full_(kForms[kId].size + size_t{context_.masks.in_count} * 4),
+        key_bits_(SignatureOf<kId>(kAllOfKey, set_.key_count)) {}
 
   const ResourceSet& set() const { return set_; }
   size_t count() const { return (static_cast<size_t>(set_.entries) + kLanes - 1) / kLanes; }
@@ -40,10 +40,9 @@ class SectionTiles {
   // these are other entries or end behind `end`.
   __attribute__((always_inline)) const uint8_t* Take(size_t i, const uint8_t* entry,
                                                      const uint8_t* end) {
-    constexpr bool kCompacts = kForms[kId].compact != kNone;
-    constexpr size_t kHead = kForms[kId].head;
+    constexpr size_t kHead = kLeastEntry<kId>;
     const auto left = static_cast<size_t>(end - entry);
-    const uint64_t all = signature_.All();
+    const uint64_t all = key_bits_ | kCompactBits<kId> | kNotValidBits<kId>;
     TileEntries& now = run_.of[i];
     if (run_.lanes == kLanes) {
       const bool room = left >= kLanes * full_;
@@ -56,35 +55,42 @@ class SectionTiles {
         if (behind != nullptr) return behind;
       }
       // Idle ones as a rule stand together, and are found without going from one to the next.
-      if (kCompacts && left >= kLanes * kHead &&
-          AreTile(entry, kHead, expected_, all, signature_.one_if_compact)) {
+      if (kCompactBits<kId> != 0 && left >= kLanes * kHead &&
+          AreTile(entry, kHead, expected_, all, kOneIfCompact<kId>)) {
         return PutInLine(now, entry, kHead, true);
       }
-      if (room) return TakeMixed<kId>(now, entry, full_, expected_, signature_);
+      if (room) return TakeMixed<kId, true>(now, entry, end, full_, expected_, key_bits_, kLanes);
     }
-    return TakeLanes<kId>(now, entry, end, full_, expected_, signature_, run_.lanes);
+    return TakeMixed<kId, false>(now, entry, end, full_, expected_, key_bits_, run_.lanes);
   }
   // Takes one entry as the only interval of its slot's tile.
   void TakeOne(int32_t slot, const uint8_t* entry, bool compact) {
     tile_ = static_cast<size_t>(slot) / kLanes;
     run_.lanes = std::min(static_cast<size_t>(set_.entries) - tile_ * kLanes, kLanes);
-    PutNone(run_.of[0]);
-    PutLane(run_.of[0], static_cast<size_t>(slot) % kLanes, entry, compact,
-            entry[kForms[kId].not_valid] == 0);
+    const size_t lane = static_cast<size_t>(slot) % kLanes;
+    const bool valid = entry[kForms[kId].not_valid] == 0;
+    TileEntries& only = run_.of[0];
+    PutNone(only);
+    only.entry[lane] = entry;
+    if (valid && !compact) only.groups[lane] = entry;
+    only.compact = static_cast<uint8_t>(unsigned{compact} << lane);
+    only.valid = static_cast<uint8_t>(unsigned{valid} << lane);
   }
   // Folds the intervals taken, oldest first.
   void Fold(size_t intervals) {
     run_.count = intervals;
-    run_.first = context_.fold.first;
+    run_.first = context_.first;
     FoldTile<kId, kRule>(run_, kind_, tile_, context_);
   }
 
  private:
+  static constexpr uint8_t kAllOfKey[3] = {0xFF, 0xFF, 0xFF};
+
   Kind kind_;
   const ResourceSet& set_;
-  SectionContext context_;
+  FoldContext context_;
   size_t full_;
-  SignatureBits<kId> signature_;
+  uint64_t key_bits_;
   size_t tile_ = 0;
   uint64_t expected_[kLanes] = {};  // signatures of the tile's full and valid entries
   TileRun run_;

@@ -11,37 +11,22 @@
 #include "revisions/fold/tile_entries.h"
 #include "revisions/sets/open_slots.h"
 
-template <FormId kId, QuadRule kRule>
-void FoldGroupsByKernel(const TileRun& run, const TileLengths& lengths, double* fields, size_t next,
-                        const SectionContext& context) {
-  constexpr const Form& kForm = kForms[kId];
-  FoldRun fold;
-  fold.tile = &run;
-  fold.lengths = lengths;
-  fold.groups_at = kForm.quadsets_at;
-  fold.quadsets = kForm.quadsets;
-  fold.tracked = kForm.tracked;
-  fold.compute = context.fold.compute;
-  fold.next = next;
-  (kRule == QuadRule::kCurrent ? fold_kernels->fold_current : fold_kernels->fold_older)(fields,
-                                                                                        fold);
-}
-
 // Merges the extended words that stand behind the entries: of the groups' extremes, which are
 // fields, and of the ratio's, which stand in the heads.
 template <FormId kId>
 void MergeByKernel(const TileRun& run, double* fields, SlotHead* heads,
-                   const SectionContext& context) {
+                   const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
   constexpr size_t kRatioAt = 4 * size_t{kForm.tracked};
   static_assert(kForm.size + 32 * 4 <= kMostEntryBytes);
   double ratios[2][kLanes] = {};
+  const ItemMasks masks = context.masks;
   MergeRun merge;
   merge.minima = 0;
   merge.words = 0;
   for (size_t position = 0; position < 32; ++position) {
     const uint32_t bit = kCountTopBit >> position;
-    if ((context.masks.in_mask & bit) == 0) continue;
+    if ((masks.in_mask & bit) == 0) continue;
     double* extremes = nullptr;
     if (position < kRatioAt) {
       extremes = fields + (size_t{kForm.quadsets} * 4 + position) * kLanes;
@@ -49,7 +34,7 @@ void MergeByKernel(const TileRun& run, double* fields, SlotHead* heads,
       extremes = ratios[position - kRatioAt];
     }
     if (position % 2 != 0) merge.minima |= 1U << merge.words;
-    merge.extremes[merge.words++] = (context.masks.out_mask & bit) != 0 ? extremes : nullptr;
+    merge.extremes[merge.words++] = (masks.out_mask & bit) != 0 ? extremes : nullptr;
   }
   merge.tile = &run;
   merge.words_at = kForm.size;
@@ -68,15 +53,15 @@ void MergeByKernel(const TileRun& run, double* fields, SlotHead* heads,
 // have.
 template <FormId kId, QuadRule kRule>
 void FoldOneByOne(const TileRun& run, TileLengths& lengths, const ResourceSet& set, size_t tile,
-                  const SectionContext& context) {
+                  const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
+  FoldContext fold = context;
   std::memset(lengths, 0, Count(run) * sizeof lengths[0]);
   for (size_t lane = 0; lane < run.lanes; ++lane) {
     const SlotRef slot = OpenSlots::At(set, static_cast<int32_t>(tile * kLanes + lane));
     for (size_t i = 0; i < Count(run); ++i) {
       const uint8_t* const entry = EntryOf(run.of[i], lane);
       if (entry == kNoEntry.data()) continue;
-      FoldContext fold = context.fold;
       fold.first = run.first && i == 0;
       if (!FoldHead<kId>(slot.head, entry, fold)) continue;
       lengths[i][lane] = Load32(entry + kAtInterval);
@@ -85,15 +70,14 @@ void FoldOneByOne(const TileRun& run, TileLengths& lengths, const ResourceSet& s
       SettleRates<kId, kRule>(slot);
       FoldGroups<kId, kRule>(slot, entry, compact ? kNoEntry.data() : entry + kForm.quadsets_at,
                              fold);
-      if (compact || context.words_size == 0) continue;
-      MergeWords<kId>(slot, entry + kForm.size, context.masks, fold.first);
+      if (!compact && !fold.compute) MergeWords<kId>(slot, entry + kForm.size, fold);
     }
   }
 }
 
 // Folds `run`, whose intervals are there, into the slots of a tile.
 template <FormId kId, QuadRule kRule>
-void FoldTile(TileRun& run, Kind kind, size_t tile, const SectionContext& context) {
+void FoldTile(TileRun& run, Kind kind, size_t tile, const FoldContext& context) {
   constexpr const Form& kForm = kForms[kId];
   const ResourceSet& set = resource_sets[kind];
   const auto left = static_cast<size_t>(set.entries) - tile * kLanes;
@@ -102,17 +86,25 @@ void FoldTile(TileRun& run, Kind kind, size_t tile, const SectionContext& contex
   double* const fields = OpenSlots::Fields(set, static_cast<int32_t>(tile * kLanes));
   const size_t next = left > kLanes ? set.fields_per_slot * kLanes : 0;
   OpenSlots::Fetch(set, static_cast<int32_t>((tile + 1) * kLanes));
-  HeadRun folded;
-  if (fold_kernels != nullptr && KernelsKnowHead<kId>(context.fold)) {
+  HeadSums folded;
+  if (fold_kernels != nullptr && KernelsKnowHead<kId>(context)) {
     FoldHeadsByKernel<kId>(run, folded, heads, context);
   } else {
     FoldOneByOne<kId, kRule>(run, folded.lengths, set, tile, context);
   }
   if (fold_kernels == nullptr) return;
   if constexpr (kForm.quadsets != 0) {
-    FoldGroupsByKernel<kId, kRule>(run, folded.lengths, fields, next, context);
+    constexpr bool kCurrent = kRule == QuadRule::kCurrent;
+    (kCurrent ? fold_kernels->fold_current : fold_kernels->fold_older)(
+        fields, {.tile = &run,
+                 .lengths = folded.lengths,
+                 .groups_at = kForm.quadsets_at,
+                 .quadsets = kForm.quadsets,
+                 .tracked = kForm.tracked,
+                 .compute = context.compute,
+                 .next = next});
   }
-  if (!context.fold.compute && run.busy_lanes != 0) {
+  if (!context.compute && run.busy_lanes != 0) {
     MergeByKernel<kId>(run, fields, heads, context);
   }
 }

@@ -16,20 +16,10 @@
 inline constexpr size_t kMostEntryBytes = 256;
 alignas(64) inline constexpr std::array<uint8_t, kMostEntryBytes> kNoEntry = {};
 
-// What is the same for all entries of the section being read.
-struct SectionContext {
-  FoldContext fold;
-  ItemMasks masks;
-  size_t words_size;  // bytes of the extended words behind a full entry
-};
+// Bytes that each entry has at least.
+template <FormId kId>
+constexpr size_t kLeastEntry = kForms[kId].compact == kNone ? kForms[kId].size : kForms[kId].head;
 
-// Has the entry in a lane, which was not in use.
-inline void PutLane(TileEntries& tile, size_t lane, const uint8_t* at, bool compact, bool valid) {
-  tile.entry[lane] = at;
-  if (!compact && valid) tile.groups[lane] = at;
-  tile.compact = static_cast<uint8_t>(tile.compact | unsigned{compact} << lane);
-  tile.valid = static_cast<uint8_t>(tile.valid | unsigned{valid} << lane);
-}
 inline void PutNone(TileEntries& tile) {
   for (size_t lane = 0; lane < kLanes; ++lane)
     tile.entry[lane] = tile.groups[lane] = kNoEntry.data();
@@ -66,6 +56,7 @@ constexpr bool SignatureLiesTogether() {
   for (size_t i = 0; i < kForm.key.count; ++i) {
     if (!inside(kForm.key.at[i])) return false;
   }
+  static_assert(kLeastEntry<kId> >= kAtSignature + 8);
   return (kForm.compact == kNone || inside(kForm.compact)) && inside(kForm.not_valid);
 }
 
@@ -74,6 +65,16 @@ constexpr uint64_t SignatureByte(int at, uint8_t value) {
   const int place = at - static_cast<int>(kAtSignature);
   return uint64_t{value} << 8 * (std::endian::native == std::endian::little ? place : 7 - place);
 }
+// The bits of compact and of not-valid entries in a signature; how the former usually differ.
+template <FormId kId>
+constexpr uint64_t kCompactBits = kForms[kId].compact == kNone
+                                      ? 0
+                                      : SignatureByte(kForms[kId].compact, 0xFF);
+template <FormId kId>
+constexpr uint64_t kNotValidBits = SignatureByte(kForms[kId].not_valid, 0xFF);
+template <FormId kId>
+constexpr uint64_t kOneIfCompact = kCompactBits<kId> / 0xFF;
+
 // The signature of a full and valid entry.
 template <FormId kId>
 uint64_t SignatureOf(const uint8_t* key, size_t key_count) {
@@ -105,25 +106,6 @@ inline bool AreTile(const uint8_t* entry, size_t size, const uint64_t* expected,
   return (any & mask) == 0;
 }
 
-// The bits of the key, of compact and of not-valid entries in a signature.
-template <FormId kId>
-struct SignatureBits {
-  uint64_t key;
-  uint64_t compact;
-  uint64_t not_valid;
-  uint64_t one_if_compact;  // how the byte of compact entries usually differs
-
-  explicit SignatureBits(size_t key_count) {
-    constexpr const Form& kForm = kForms[kId];
-    constexpr uint8_t kAll[3] = {0xFF, 0xFF, 0xFF};
-    key = SignatureOf<kId>(kAll, key_count);
-    compact = kForm.compact == kNone ? 0 : SignatureByte(kForm.compact, 0xFF);
-    one_if_compact = kForm.compact == kNone ? 0 : SignatureByte(kForm.compact, 1);
-    not_valid = SignatureByte(kForm.not_valid, 0xFF);
-  }
-  uint64_t All() const { return key | compact | not_valid; }
-};
-
 // Takes the next eight entries if they lie as those of the same tile did in another interval, and
 // are the same but for what they count: resources mostly stay busy or idle.
 inline const uint8_t* TakeLike(TileEntries& tile, const TileEntries& other, const uint8_t* entry,
@@ -146,55 +128,35 @@ inline const uint8_t* TakeLike(TileEntries& tile, const TileEntries& other, cons
   return (any & mask) == 0 ? entry + tile.size : nullptr;
 }
 
-// Takes the next eight entries, for which there is room were they all full, if they are those of a
-// tile, whatever they are. Returns the first byte behind them, else null.
-template <FormId kId>
-const uint8_t* TakeMixed(TileEntries& tile, const uint8_t* entry, size_t full,
-                         const uint64_t* expected, const SignatureBits<kId>& signature) {
-  constexpr const Form& kForm = kForms[kId];
-  constexpr size_t kHead = kForm.compact == kNone ? kForm.size : kForm.head;
+// Takes the next entries, one for each lane in use, if they are those of a tile, whatever they are.
+// Returns the first byte behind them, else null. With kRoom all eight lanes are in use, and there
+// is room for them were they all full.
+template <FormId kId, bool kRoom>
+const uint8_t* TakeMixed(TileEntries& tile, const uint8_t* entry, const uint8_t* end, size_t full,
+                         const uint64_t* expected, uint64_t key_bits, size_t lanes) {
+  if (!kRoom) PutNone(tile);
   const uint8_t* const first = entry;
   uint64_t any = 0;
   unsigned compact = 0;
   unsigned not_valid = 0;
-  for (size_t lane = 0; lane < kLanes; ++lane) {
-    const uint64_t here = SignatureAt(entry + kAtSignature) ^ expected[lane];
-    const bool is_compact = (here & signature.compact) != 0;
-    const bool is_not_valid = (here & signature.not_valid) != 0;
-    any |= here;
+  for (size_t lane = 0; lane < (kRoom ? kLanes : lanes); ++lane) {
+    const auto left = static_cast<size_t>(end - entry);
+    if (!kRoom && left < kLeastEntry<kId>) return nullptr;
+    const uint64_t differ = SignatureAt(entry + kAtSignature) ^ expected[lane];
+    const bool is_compact = (differ & kCompactBits<kId>) != 0;
+    const bool is_not_valid = (differ & kNotValidBits<kId>) != 0;
+    const size_t size = is_compact ? kLeastEntry<kId> : full;
+    if (!kRoom && left < size) return nullptr;
+    any |= differ;
     compact |= unsigned{is_compact} << lane;
     not_valid |= unsigned{is_not_valid} << lane;
     tile.entry[lane] = entry;
     tile.groups[lane] = is_compact || is_not_valid ? kNoEntry.data() : entry;
-    entry += is_compact ? kHead : full;
+    entry += size;
   }
   tile.step = 0;
   tile.size = static_cast<size_t>(entry - first);
   tile.compact = static_cast<uint8_t>(compact);
-  tile.valid = static_cast<uint8_t>(~not_valid);
-  return (any & signature.key) == 0 ? entry : nullptr;
-}
-
-// The same for any room and for tiles of fewer lanes.
-template <FormId kId>
-const uint8_t* TakeLanes(TileEntries& tile, const uint8_t* entry, const uint8_t* end, size_t full,
-                         const uint64_t* expected, const SignatureBits<kId>& signature,
-                         size_t lanes) {
-  constexpr const Form& kForm = kForms[kId];
-  constexpr size_t kHead = kForm.compact == kNone ? kForm.size : kForm.head;
-  static_assert(kHead >= kAtSignature + 8);
-  PutNone(tile);
-  const uint8_t* const first = entry;
-  for (size_t lane = 0; lane < lanes; ++lane) {
-    if (static_cast<size_t>(end - entry) < kHead) return nullptr;
-    const uint64_t differ = SignatureAt(entry + kAtSignature) ^ expected[lane];
-    if ((differ & signature.key) != 0) return nullptr;
-    const bool compact = (differ & signature.compact) != 0;
-    const size_t size = compact ? kHead : full;
-    if (static_cast<size_t>(end - entry) < size) return nullptr;
-    PutLane(tile, lane, entry, compact, (differ & signature.not_valid) == 0);
-    entry += size;
-  }
-  tile.size = static_cast<size_t>(entry - first);
-  return entry;
+  tile.valid = static_cast<uint8_t>(~not_valid & ((1U << (kRoom ? kLanes : lanes)) - 1));
+  return (any & key_bits) == 0 ? entry : nullptr;
 }

@@ -204,11 +204,8 @@ QELPRF_INLINE bool AnyOf(Masks mask) {
   for (size_t i = 0; i < kWidth; ++i) any |= mask[i];
   return any < 0;
 #elif QELPRF_WIDTH == 8
-  typedef int64_t HalfMasks __attribute__((vector_size(32)));
-  typedef double HalfDoubles __attribute__((vector_size(32)));
-  const HalfMasks both = __builtin_shufflevector(mask, mask, 0, 1, 2, 3) |
-                         __builtin_shufflevector(mask, mask, 4, 5, 6, 7);
-  return __builtin_ia32_movmskpd256(reinterpret_cast<HalfDoubles>(both)) != 0;
+  typedef long long Lanes8 __attribute__((vector_size(64)));
+  return __builtin_ia32_cvtq2mask512(reinterpret_cast<Lanes8>(mask)) != 0;
 #else
   return __builtin_ia32_movmskpd256(reinterpret_cast<Doubles>(mask)) != 0;
 #endif

@@ -67,12 +67,11 @@ void GetExset(const uint32_t* words, const void* entry, int32_t position = kUnkn
   const FileEntry<kId> file(entry);
   const int32_t index = FindIndex(file.kKind, file.key, position);
   if (index < 0) return;
-  const ItemMasks& masks = finfo.items[file.kKind];
+  const FoldContext context = ContextOf(file.kKind);
   uint32_t wire[32];
-  std::memcpy(wire, words, masks.in_count * sizeof *words);
-  hton_ExSta(wire, static_cast<int>(masks.in_count));
-  MergeWords<kId>(SlotOf<kId>(index), reinterpret_cast<const uint8_t*>(wire), masks,
-                  finfo.first_interval);
+  std::memcpy(wire, words, context.masks.in_count * sizeof *words);
+  hton_ExSta(wire, static_cast<int>(context.masks.in_count));
+  MergeWords<kId>(SlotOf<kId>(index), reinterpret_cast<const uint8_t*>(wire), context);
 }
 
 template <FormId kId>
