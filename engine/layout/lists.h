@@ -139,6 +139,3 @@ struct GoneRow {
   uint8_t from;
 };
 inline constexpr std::array<GoneRow, 0> kGoneRows = {};
-
-// Tables that the statistics reader builds itself: stride of their entries.
-inline constexpr uint16_t kHpNodeEntry = 4;

@@ -17,8 +17,7 @@ inline constexpr size_t kNncSize = 80;  // record header and body of the copied 
 inline constexpr size_t kLdmSize = 64;
 
 // --- file header "HDR" -----------------------------------------------------------------------------
-inline constexpr size_t kShortHeader = 80;  // below revision 0x19
-inline constexpr size_t kLongHeader = 256;  // from 0x19 on
+inline constexpr size_t kLongHeader = 256;  // from revision 0x19 on
 inline constexpr size_t kAtLevel = 12;      // u8 'L', 'H', 'D'
 inline constexpr size_t kAtSecondLevel = 13;
 inline constexpr size_t kAtConfiguration = 16;  // u32
