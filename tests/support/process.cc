@@ -86,6 +86,8 @@ std::vector<std::string> CommandLine(const std::string& program,
 }
 
 // Not by fork: to copy the tables of a large test program takes longer than many a program runs.
+// Signals are as a login shell leaves them: who starts the tests with nohup or behind "&" has some
+// ignored, and programs keep it so.
 pid_t Start(const std::string& program, const std::vector<std::string>& arguments,
             const ProgramSettings& settings, int out, int err) {
   std::vector<std::string> words = CommandLine(program, arguments);
@@ -98,11 +100,20 @@ pid_t Start(const std::string& program, const std::vector<std::string>& argument
   if (error == 0 && !settings.directory.empty()) {
     error = posix_spawn_file_actions_addchdir_np(&actions, settings.directory.c_str());
   }
+  sigset_t signals;
+  posix_spawnattr_t attributes;
+  Check(posix_spawnattr_init(&attributes), "posix_spawnattr_init");
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+  sigfillset(&signals);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&attributes, &signals);
   pid_t pid = -1;
   if (error == 0) {
-    error = posix_spawn(&pid, words[0].c_str(), &actions, nullptr, Pointers(words).data(),
+    error = posix_spawn(&pid, words[0].c_str(), &actions, &attributes, Pointers(words).data(),
                         Pointers(variables).data());
   }
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   Check(error, program.c_str());
   return pid;

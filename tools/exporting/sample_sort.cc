@@ -13,6 +13,7 @@
 #include <queue>
 
 #include "tools/output/report.h"
+#include "tools/output/unfinished.h"
 
 namespace psltool {
 
@@ -29,6 +30,7 @@ int OpenNameless(const std::string& directory) {
   const int fd = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
   if (fd != -1) return fd;
   // Not every file system knows such files.
+  const SignalsHeld held;
   std::string name = directory + "/psltoolXXXXXX";
   const int named = mkostemp(name.data(), O_CLOEXEC);
   if (named != -1) unlink(name.c_str());

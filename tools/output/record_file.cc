@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,24 +28,18 @@ constexpr int kMostTries = 100;
 
 int CreatePart(const std::string& path, std::string& part) {
   // A signal removes what is remembered: it waits until the file is there and known to be ours.
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  sigprocmask(SIG_SETMASK, &all, &before);
+  const SignalsHeld held;
   int fd = -1;
   for (int i = 0; i < kMostTries && fd == -1; ++i) {
     part = fmt::format("{}.{}{}.part", path, getpid(), i == 0 ? "" : fmt::format("-{}", i));
     fd = open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd == -1 && errno != EEXIST) break;
   }
-  const int error = errno;
   if (fd != -1) {
     RememberUnfinished(part);
   } else {
     part.clear();
   }
-  sigprocmask(SIG_SETMASK, &before, nullptr);
-  errno = error;
   return fd;
 }
 

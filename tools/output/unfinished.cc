@@ -2,7 +2,6 @@
 // allocate.
 #include "tools/output/unfinished.h"
 
-#include <signal.h>
 #include <unistd.h>
 
 #include <array>
@@ -59,5 +58,13 @@ void SetSignals() {
     if (signal(number, RemoveAndEnd) == SIG_IGN) signal(number, SIG_IGN);
   }
 }
+
+SignalsHeld::SignalsHeld() {
+  sigset_t all;
+  sigfillset(&all);
+  sigprocmask(SIG_SETMASK, &all, &before_);
+}
+
+SignalsHeld::~SignalsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
 
 }  // namespace psltool

@@ -2,6 +2,8 @@
 // half file stays.
 #pragma once
 
+#include <signal.h>
+
 #include <string>
 
 namespace psltool {
@@ -18,5 +20,18 @@ void RemoveUnfinished();
 // caller ignores SIGPIPE; a file that would exceed the size limit is a failed write, not an end
 // with a core file; an interruption removes what is unfinished.
 void SetSignals();
+
+// Holds all signals back while it exists: no end comes between the steps that make a file and see
+// to its removal.
+class SignalsHeld {
+ public:
+  SignalsHeld();
+  ~SignalsHeld();
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+ private:
+  sigset_t before_;
+};
 
 }  // namespace psltool

@@ -171,6 +171,33 @@ bool HasNameLike(const TempDir& dir, std::string_view end) {
                      [end](const std::string& name) { return name.ends_with(end); });
 }
 
+// Once, tests that were started with nohup, or in the background of a script, waited here for
+// signals that never came.
+TEST(PsltoolMannersUnderTest, SignalsAreNotIgnoredAsTheTestsIgnoreThem) {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    const auto before = signal(number, SIG_IGN);
+    const std::string name = std::to_string(number);
+    const ProgramResult result = RunProgram("/bin/sh", {"-c", "kill -" + name + " $$; echo on"});
+    signal(number, before);
+    EXPECT_EQ(result.status, 128 + number);
+    EXPECT_EQ(result.out, "");
+  }
+}
+
+// Started with nohup and the like, a command goes on.
+TEST_F(PsltoolMannersOverFiles, ASignalThatIsIgnoredEndsNothing) {
+  TempDir dir;
+  RunningProgram make("/bin/sh",
+                      {"-c", "trap '' HUP INT; exec \"$0\" make -q --interval 1 --ld 500 -o \"$1\"",
+                       PSLTOOL_PATH, dir.Path()});
+  while (!HasNameLike(dir, ".part")) usleep(1000);
+  kill(make.pid(), SIGHUP);
+  kill(make.pid(), SIGINT);
+  kill(make.pid(), SIGTERM);
+  EXPECT_EQ(make.Wait().status, 128 + SIGTERM);
+  EXPECT_EQ(dir.Names(), std::vector<std::string>{});
+}
+
 // Whoever interrupts a command finds no half file.
 TEST_F(PsltoolMannersOverFiles, ASignalRemovesWhatIsUnfinished) {
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {

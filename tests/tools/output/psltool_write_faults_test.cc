@@ -1,5 +1,5 @@
 // Writing commands of psltool that cannot look at what stands in the place of their output: it is
-// left alone.
+// left alone. And what they need meanwhile: nothing stays of it.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -51,6 +51,30 @@ TEST_F(PsltoolWriteFaults, ASavedFileIsNotReplaced) {
   directory.Write("saved.psl", "saved by hand");
   ExpectLeftAlone({"salvage", directory.Path("20240101a.psl"), "-o", directory.Path("saved.psl")},
                   "saved.psl");
+}
+
+// Where files without a name cannot be had, samples are sorted in one that loses its name at once.
+// A signal before that left it there.
+TEST_F(PsltoolWriteFaults, ASignalLeavesNoFileOfSamples) {
+  SKIP_WITHOUT_PRELOADING();
+  TempDir dir;
+  ASSERT_EQ(RunProgram(PSLTOOL_PATH, {"make", "-q", "--none", "--ld", "400", "--records", "120",
+                                      "-o", dir.Path()})
+                .status,
+            0);
+  const std::vector<std::string> before = dir.Names();
+  ProgramSettings settings;
+  settings.variables = {{"LD_PRELOAD", DISTURB_PATH},
+                        {"DISTURB_FAIL", "open:" + dir.Path() + ":1:99:95"},
+                        {"DISTURB_CALLS", "unlink"},
+                        {"DISTURB_AT", "1"},
+                        {"DISTURB_SIGNAL", "15"}};
+  const ProgramResult run = RunProgram(
+      PSLTOOL_PATH,
+      {"export", "--to", "openmetrics", "-o", dir.Path("out.txt"), dir.Path(before.at(0))},
+      settings);
+  EXPECT_EQ(run.status, 128 + 15) << run.err;
+  EXPECT_EQ(dir.Names(), before);
 }
 
 }  // namespace
