@@ -1,32 +1,11 @@
 // Bytes of the input: see the header.
 #include "engine/input_bytes.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 #include "areas/finfo.h"
 #include "platform/transfer.h"
-
-namespace {
-
-// Bytes read, fewer than asked where the input ends or an error comes.
-size_t ReadAt(int64_t at, uint8_t* bytes, size_t size, int* error) {
-  size_t done = 0;
-  while (done < size) {
-    const size_t piece = std::min(size - done, kLargestTransfer);
-    errno = 0;
-    const ssize_t n = ::pread(rfd, bytes + done, piece, at + static_cast<int64_t>(done));
-    if (n <= 0) *error = errno;
-    if (n > 0) done += static_cast<size_t>(n);
-    if (n != static_cast<ssize_t>(piece)) break;
-  }
-  return done;
-}
-
-}  // namespace
 
 size_t piece_bytes = kPieceBytes;
 
@@ -44,8 +23,10 @@ bool InputPiece::Get(int64_t at, size_t need, size_t most) {
   }
   if (kept != 0) std::memmove(bytes_.data(), At(at), kept);
   at_ = at;
-  filled_ =
-      kept + ReadAt(at + static_cast<int64_t>(kept), bytes_.data() + kept, size - kept, &error_);
+  const Transfer read =
+      ReadFrom(rfd, at + static_cast<int64_t>(kept), {bytes_.data() + kept, size - kept});
+  filled_ = kept + read.size;
+  error_ = read.error;
   return filled_ >= need;
 }
 

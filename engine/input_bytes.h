@@ -24,12 +24,13 @@ class InputPiece {
   const uint8_t* At(int64_t at) const { return bytes_.data() + (at - at_); }
   int64_t End() const { return at_ + static_cast<int64_t>(filled_); }
 
-  // Makes it hold `need` bytes from `at` on. If they are missing, one call reads what lacks of
-  // them, or of `most` bytes where that is more; what it held before `at` goes. Nothing behind the
-  // size that the input had when it was opened is read. False: they cannot be read, which nobody
-  // has been told yet.
+  // Makes it hold `need` bytes from `at` on. If they are missing, one call (where it brings less,
+  // some more) reads what lacks of them, or of `most` bytes where that is more; what it held before
+  // `at` goes. Nothing behind the size that the input had when it was opened is read. False: they
+  // cannot be read, which nobody has been told yet.
   bool Get(int64_t at, size_t need, size_t most);
-  // The error of the read that failed; 0: the file ended before the size that it had.
+  // After Get was false, why: the error of the call that failed, wherever `most` ended; 0: the file
+  // ended before the size that it had.
   int error() const { return error_; }
 
   size_t capacity() const { return bytes_.capacity(); }

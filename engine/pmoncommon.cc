@@ -104,10 +104,9 @@ int64_t Write(int fd, const void* buffer, size_t length) {
 void ReadExact(int fd, void* buffer, size_t length) {
   auto* p = static_cast<char*>(buffer);
   while (length > 0) {
-    const size_t piece = std::min(length, kLargestTransfer);
-    if (Read(fd, p, piece) != static_cast<int64_t>(piece)) ReadFailed(errno);
-    p += piece;
-    length -= piece;
+    const int64_t n = Read(fd, p, std::min(length, kLargestTransfer));
+    p += n;
+    length -= static_cast<size_t>(n);
   }
 }
 

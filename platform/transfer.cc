@@ -6,14 +6,21 @@
 #include <algorithm>
 #include <cerrno>
 
-bool ReadBeginning(int fd, int64_t size, std::span<uint8_t> bytes) {
-  const auto wanted = std::min(bytes.size(), static_cast<size_t>(size));
-  for (size_t done = 0; done < wanted;) {
-    const ssize_t got = ::pread(fd, bytes.data() + done, wanted - done, static_cast<int64_t>(done));
+Transfer ReadFrom(int fd, int64_t at, std::span<uint8_t> bytes) {
+  size_t done = 0;
+  while (done < bytes.size()) {
+    const size_t piece = std::min(bytes.size() - done, kLargestTransfer);
+    const ssize_t got = ::pread(fd, bytes.data() + done, piece, at + static_cast<int64_t>(done));
     if (got == -1 && errno == EINTR) continue;
-    if (got == 0) errno = 0;
-    if (got <= 0) return false;
+    if (got <= 0) return {done, got == 0 ? 0 : errno};
     done += static_cast<size_t>(got);
   }
-  return true;
+  return {done, 0};
+}
+
+bool ReadBeginning(int fd, int64_t size, std::span<uint8_t> bytes) {
+  const auto wanted = bytes.first(std::min(bytes.size(), static_cast<size_t>(size)));
+  const Transfer read = ReadFrom(fd, 0, wanted);
+  errno = read.error;
+  return read.size == wanted.size();
 }

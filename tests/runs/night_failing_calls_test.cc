@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/support/header_file.h"
+#include "tests/support/record_bytes.h"
 #include "tests/support/runs/nights.h"
 
 namespace {
@@ -36,10 +37,11 @@ class PrefixNightOfFailingCalls : public ::testing::Test {
                                                      name.substr(6, 2) + " 12:00:00"));
     server.directory.Write("arc/" + name, HeaderBytes(header) + more);
   }
-  ProgramResult Night(const std::string& rules) {
+  // `most`: that a read brings.
+  ProgramResult Night(const std::string& rules, const std::string& most = "0") {
     const AddedText log = AddedText::OperationLog();
-    const ProgramResult run =
-        RunNight(server, ClockAt("2024-03-01 00:30:00"), {{"DISTURB_FAIL", rules}});
+    const ProgramResult run = RunNight(server, ClockAt("2024-03-01 00:30:00"),
+                                       {{"DISTURB_FAIL", rules}, {"DISTURB_SHORT", most}});
     entries = log.Text();
     trace = TestServer::TraceOf(run.pid);
     return run;
@@ -84,6 +86,49 @@ TEST_F(PrefixNightOfFailingCalls, FileSystemsThatCannotRenameWithoutReplacingSer
 TEST_F(PrefixNightOfFailingCalls, InterruptedReadIsMadeAgain) {
   EXPECT_EQ(Night("pread:/20240228a.psl:1:3:4").status, 0);
   EXPECT_THAT(Archives(), Contains("20240228a.psa"));
+}
+
+// Some that take many reads, of the time of a log of 28 February.
+std::string LongRecords() {
+  constexpr uint32_t kTime = spell::kNewYear + (31 + 27) * 86400 + 43200;
+  return spell::Record("FRE", 0, kTime, spell::Bytes(9000 - 12, 'f')) +
+         spell::FixedRecord("NNC", 80, kTime);
+}
+
+TEST_F(PrefixNightOfFailingCalls, ReadsThatBringLessAreGoneOnWith) {
+  AddLog("20240228a.psl", LongRecords());
+  EXPECT_EQ(Night("", "7").status, 0);
+  EXPECT_EQ(entries, "");
+  EXPECT_EQ(server.directory.Read("arc/archive/20240228a.psa").substr(256),
+            LongRecords().substr(9000));
+  EXPECT_THAT(Archives(), UnorderedElementsAre("20240228a.psa", "20240229a.psa", "202402a.psa"));
+}
+
+// The disk gives up within the records: once, what was told depended on how much had been asked
+// for.
+TEST_F(PrefixNightOfFailingCalls, ReadErrorIsToldWithItsNumberWhereverItComes) {
+  AddLog("20240228a.psl", LongRecords());
+  int told = 0;
+  for (const char* most : {"0", "20", "300", "5000"}) {
+    for (int call = 1; call <= 12; ++call) {
+      for (const std::string error : {"0", "5"}) {
+        SCOPED_TRACE(std::string(most) + ": " + std::to_string(call) + ", " + error);
+        const std::string from = std::to_string(call);
+        const ProgramResult run = Night("pread:/20240228a.psl:" + from + ":999999:" + error, most);
+        if (run.status == 1) {
+          ++told;
+          EXPECT_THAT(
+              trace,
+              Contains("Qelprfarc: 110 Read error -- 20240228a.psl  func=read errno=" + error));
+          EXPECT_THAT(entries, HasSubstr("func=read errno=" + error + " detcode=03060001\n"));
+        }
+        for (const std::string& name : Archives()) {
+          std::filesystem::remove(server.directory.Path("arc/archive/" + name));
+        }
+      }
+    }
+  }
+  EXPECT_GE(told, 8);
 }
 
 // Whichever of the openings fails, a log that is expired stays until its archive is there: the last

@@ -88,6 +88,45 @@ TEST_F(Reading, TakesFewCalls) {
 
 // ---- failures ----
 
+// A file system may bring less than it is asked for. Once, that was a read error.
+TEST_F(Reading, GoesOnAfterReadsThatBringLess) {
+  SKIP_WITHOUT_PRELOADING();
+  for (const std::string disks : {"16", "1500"}) {
+    const std::string input = MakeLog(disks, "12", "40");
+    ASSERT_EQ(Disturbed({}, input).status, 0);
+    const std::map<std::string, std::string> whole = Files();
+    for (const std::string most : {"7", "4096", "100000"}) {
+      SCOPED_TRACE(disks + " by " + most);
+      std::filesystem::remove_all(directory_.Path("out"));
+      directory_.MakeDirectory("out");
+      const ProgramResult result = Disturbed({{"DISTURB_SHORT", most}}, input);
+      EXPECT_EQ(result.status, 0) << result.err;
+      EXPECT_EQ(Files(), whole);
+    }
+  }
+}
+
+// A disk that gives up while a window is read, of which it has brought the beginning.
+TEST_F(Reading, EndsWithTheErrorThatALaterCallMeets) {
+  SKIP_WITHOUT_PRELOADING();
+  for (const std::string disks : {"16", "1500"}) {
+    const std::string input = MakeLog(disks, disks == "16" ? "400" : "12");
+    for (const std::string call : {"1", "2", "3", "7", "45"}) {
+      for (const std::string error : {"0", "5", "61"}) {
+        SCOPED_TRACE(disks + ": " + call + ", " + error);
+        const ProgramResult result =
+            Disturbed({{"DISTURB_SHORT", "4096"},
+                       {"DISTURB_FAIL", "pread:20240101A.psl:" + call + ":999999:" + error}},
+                      input);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.err,
+                  "Qelprfarc: 110 Read error -- " + input + "  func=read errno=" + error + "\n");
+        EXPECT_TRUE(Files().empty());
+      }
+    }
+  }
+}
+
 // Every call of a name on the input fails once, at a time: a read error each time.
 class FailingReads : public Reading {
  protected:

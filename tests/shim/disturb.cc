@@ -4,6 +4,7 @@
 //   DISTURB_COUNT=path               the number of calls is written to this file at the end
 //   DISTURB_CALLS=fsync,rename       only these are counted (default: all)
 //   DISTURB_READ_DELAY=us            every read takes that many microseconds longer
+//   DISTURB_SHORT=n                  no read brings more than n bytes
 //   DISTURB_FAIL_OPEN=end:n          from the n-th opening of a path with this end on, EACCES
 //   DISTURB_FAIL=rule[;rule...]      calls that fail. A rule is call:end:from:to:errno, the from-th
 //                                    to the to-th time that this call meets a path with this end
@@ -157,6 +158,11 @@ void Delay() {
   if (delay > 0) usleep(static_cast<useconds_t>(delay));
 }
 
+size_t Most(size_t size) {
+  static const long most = Number("DISTURB_SHORT");
+  return most > 0 && size > static_cast<size_t>(most) ? static_cast<size_t>(most) : size;
+}
+
 template <class Function>
 Function* Next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -233,14 +239,14 @@ ssize_t read(int fd, void* buffer, size_t size) {
   Point("read");
   Delay();
   if (FailsOn("read", fd)) return -1;
-  return syscall(SYS_read, fd, buffer, size);
+  return syscall(SYS_read, fd, buffer, Most(size));
 }
 
 ssize_t pread(int fd, void* buffer, size_t size, off_t offset) {
   Point("pread");
   Delay();
   if (FailsOn("pread", fd)) return errno == 0 ? 0 : -1;  // error 0: as if the file ended there
-  return syscall(SYS_pread64, fd, buffer, size, offset);
+  return syscall(SYS_pread64, fd, buffer, Most(size), offset);
 }
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {

@@ -12,6 +12,7 @@
 #include <optional>
 #include <queue>
 
+#include "platform/transfer.h"
 #include "tools/output/report.h"
 #include "tools/output/unfinished.h"
 
@@ -76,18 +77,12 @@ bool SampleSort::Spill() {
 bool SampleSort::Refill(Run& run, size_t room) {
   run.at = 0;
   run.samples.resize(std::min<uint64_t>(room, (run.to - run.from) / sizeof(Sample)));
-  auto* bytes = reinterpret_cast<char*>(run.samples.data());
-  size_t left = run.samples.size() * sizeof(Sample);
-  while (left > 0) {
-    const ssize_t count = pread(fd_, bytes, left, static_cast<off_t>(run.from));
-    if (count == -1 && errno == EINTR) continue;
-    if (count == 0) errno = EIO;
-    if (count <= 0) return Trouble("cannot be read");
-    bytes += count;
-    run.from += static_cast<uint64_t>(count);
-    left -= static_cast<size_t>(count);
-  }
-  return true;
+  const size_t size = run.samples.size() * sizeof(Sample);
+  auto* bytes = reinterpret_cast<uint8_t*>(run.samples.data());
+  const Transfer read = ReadFrom(fd_, static_cast<int64_t>(run.from), {bytes, size});
+  run.from += size;
+  errno = read.error != 0 ? read.error : EIO;
+  return read.size == size || Trouble("cannot be read");
 }
 
 bool SampleSort::Merge(const std::function<bool(const Sample&)>& take) {

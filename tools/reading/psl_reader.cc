@@ -13,6 +13,7 @@
 
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
+#include "platform/transfer.h"
 #include "tools/output/report.h"
 
 namespace psltool {
@@ -47,18 +48,10 @@ bool PslReader::Broken(std::string_view reason) {
 }
 
 bool PslReader::ReadAt(uint64_t offset, uint8_t* to, size_t size) {
-  while (size > 0) {
-    const ssize_t count = pread(fd_, to, size, static_cast<off_t>(offset));
-    if (count == -1 && errno == EINTR) continue;
-    if (count <= 0) {
-      return Unreadable(count == 0 ? "became shorter while it was read"
-                                   : fmt::format("cannot be read: {}", std::strerror(errno)));
-    }
-    to += count;
-    offset += static_cast<uint64_t>(count);
-    size -= static_cast<size_t>(count);
-  }
-  return true;
+  const Transfer read = ReadFrom(fd_, static_cast<int64_t>(offset), {to, size});
+  if (read.size == size) return true;
+  return Unreadable(read.error == 0 ? "became shorter while it was read"
+                                    : fmt::format("cannot be read: {}", std::strerror(read.error)));
 }
 
 bool PslReader::Open() {

@@ -16,6 +16,7 @@
 #include "logdir/autotarget.h"
 #include "logdir/listing.h"
 #include "platform/places.h"
+#include "platform/transfer.h"
 #include "report/runinfo.h"
 #include "tools/reading/time_text.h"
 #include "tools/running/plan.h"
@@ -34,10 +35,11 @@ std::string RefusalText(const std::string& name) {
   const int fd = open(AutoFilePath(name).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd == -1) return fmt::format("does not open: {}", strerror(errno));
   uint8_t bytes[kRecordHeaderSize] = {};
-  const ssize_t count = pread(fd, bytes, sizeof bytes, 0);
+  const Transfer head = ReadFrom(fd, 0, bytes);
   close(fd);
-  if (count <= 0) return "is empty";
-  if (count < static_cast<ssize_t>(sizeof bytes)) return "has no file header";
+  if (head.error == ESPIPE) return "is no regular file";
+  if (head.error != 0) return fmt::format("cannot be read: {}", strerror(head.error));
+  if (head.size < sizeof bytes) return head.size == 0 ? "is empty" : "has no file header";
   return fmt::format("format revision 0x{:02X}; below 0x{:02X} logs are archived by hand",
                      bytes[kAtFlag], kLowestAutoRevision);
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/header_file.h"
@@ -46,7 +47,10 @@ class PsltoolPlan : public ::testing::Test {
                                        at};
     arguments.insert(arguments.end(), more.begin(), more.end());
     ProgramSettings settings;
-    if (!override_value.empty()) settings.variables = {{"QelPMON_EMBSYSVOL", override_value}};
+    settings.variables = variables;
+    if (!override_value.empty()) {
+      settings.variables.emplace_back("QelPMON_EMBSYSVOL", override_value);
+    }
     return RunProgram(PSLTOOL_PATH, arguments, settings);
   }
   nlohmann::json JsonPlan(std::vector<std::string> more, const std::string& at = "2024-03-05 00:30",
@@ -67,4 +71,5 @@ class PsltoolPlan : public ::testing::Test {
   }
 
   TempDir directory;
+  std::vector<std::pair<std::string, std::string>> variables;  // of psltool, further ones
 };

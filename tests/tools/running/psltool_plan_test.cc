@@ -2,10 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -16,6 +19,7 @@
 namespace {
 
 using nlohmann::json;
+using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -60,6 +64,32 @@ TEST_F(PsltoolPlan, EverySkippedLogHasItsReason) {
   EXPECT_EQ(ReasonOf(skip, "20240230a.psl"), "no-date: the digits of its name are no date");
   EXPECT_EQ(ReasonOf(skip, "notes"), "other-file: no log or archive by its name");
   EXPECT_EQ(skip.size(), 11u);
+}
+
+// Once, one look that brought less than a header took the log for one without, and one that failed
+// took it for an empty one.
+TEST_F(PsltoolPlan, LogIsNotCalledShortOrEmptyAsItsReadingIsDisturbed) {
+  SKIP_WITHOUT_PRELOADING();
+  AddLog("20240303c.psl", kMarch3, 0x16);
+  const auto reason = [this](const std::string& variable, const std::string& value) {
+    variables = {{"LD_PRELOAD", DISTURB_PATH}, {variable, value}};
+    return ReasonOf(JsonPlan({}).at("runs").at(0).at("skip"), "20240303c.psl");
+  };
+  EXPECT_EQ(reason("DISTURB_SHORT", "5"),
+            "refused: format revision 0x16; below 0x17 logs are archived by hand");
+  std::set<std::string> reasons;
+  for (int call = 1; call <= 6; ++call) {
+    reasons.insert(
+        reason("DISTURB_FAIL", "pread:/20240303c.psl:" + std::to_string(call) + ":99:5"));
+  }
+  EXPECT_THAT(reasons, Contains("refused: cannot be read: Input/output error"));
+  EXPECT_THAT(reasons, Not(Contains("refused: is empty")));
+}
+
+TEST_F(PsltoolPlan, NodeThatIsNoFileIsNotCalledEmpty) {
+  ASSERT_EQ(mkfifo(directory.Path("arc/20240303p.psl").c_str(), 0600), 0);
+  EXPECT_EQ(ReasonOf(JsonPlan({}).at("runs").at(0).at("skip"), "20240303p.psl"),
+            "refused: is no regular file");
 }
 
 TEST_F(PsltoolPlan, RemovalSaysWhenAndByWhichLimit) {
