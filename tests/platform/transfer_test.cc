@@ -46,7 +46,7 @@ TEST_F(ReadingAPart, FromAPlaceAsMuchAsThereIsRoomOrAsTheFileHas) {
 TEST_F(ReadingAPart, UpToABadPlaceWithItsError) {
   const std::array<uint8_t, 6> before = {'a', 'b', 'c', 'd', 'e', 'f'};
   const BadPlace place(before);
-  for (int at = 3; at <= 6; ++at) {
+  for (unsigned at = 3; at <= 6; ++at) {
     const Transfer read = ReadFrom(place.fd(), place.start() + at, bytes_);
     EXPECT_EQ(read.size, 6U - at);
     EXPECT_EQ(read.error, EIO);
