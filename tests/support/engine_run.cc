@@ -6,40 +6,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <optional>
 #include <sstream>
 
 #include "areas/finfo.h"
 #include "engine/QelprfarcMain.h"
 #include "engine/pmoncommon.h"
 #include "platform/QelCM.h"
+#include "platform/zone.h"
 #include "report/messages.h"
 #include "report/runinfo.h"
 #include "tests/support/run_state.h"
 
 namespace {
-
-// A manual run of newer files leaves the time zone switched.
-class KeptTimeZone {
- public:
-  KeptTimeZone() {
-    if (const char* zone = getenv("TZ"); zone != nullptr) zone_ = zone;
-  }
-  ~KeptTimeZone() {
-    if (zone_) {
-      setenv("TZ", zone_->c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
-    tzset();
-  }
-  KeptTimeZone(const KeptTimeZone&) = delete;
-  KeptTimeZone& operator=(const KeptTimeZone&) = delete;
-
- private:
-  std::optional<std::string> zone_;
-};
 
 // "date time process tag:line text" -> text
 std::vector<std::string> TraceTexts(const std::string& content) {
@@ -95,6 +73,8 @@ void ResetEngine() {
   if (wfd >= 0) close(wfd);
   rfd = -1;
   wfd = -1;
+  // A manual run of newer files leaves the time zone switched.
+  if (finfo.utc_in_force) SwitchBackFromUtc();
   MemoryFree();
   ResetRunState();
   OutMsgNum = 0;
@@ -103,7 +83,6 @@ void ResetEngine() {
 }
 
 EngineOutcome RunManual(const std::vector<std::string>& inputs, const ManualSettings& settings) {
-  const KeptTimeZone zone;
   const TempDir notes;
   ResetEngine();
   std::vector<std::string> names = inputs;
@@ -122,7 +101,6 @@ EngineOutcome RunManual(const std::vector<std::string>& inputs, const ManualSett
 
 EngineOutcome RunAutomatic(const TempDir& directory, const std::vector<std::string>& inputs,
                            char level) {
-  const KeptTimeZone zone;
   const TempDir notes;
   ResetEngine();
   std::vector<std::string> names = inputs;
