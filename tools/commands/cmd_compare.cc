@@ -129,10 +129,8 @@ void AddCompareCommand(Command& command, int& status) {
   CompareOptions& options = command.Runs<CompareOptions>(RunCompare, status);
   AddFilesOption(command, options.files);
   command.AddOption("--before", options.before, "Span of time, as \"last week\" or 2024-03-04")
-      ->Must(kNotEmpty)
       ->StandsFor(Stands::kTime);
   command.AddOption("--after", options.after, "The span that is compared with it")
-      ->Must(kNotEmpty)
       ->StandsFor(Stands::kTime);
   command
       .AddOption("--match", options.match,

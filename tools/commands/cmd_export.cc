@@ -185,7 +185,6 @@ void AddExportCommand(Command& command, int& status) {
   command
       .AddOption("--to", options.to,
                  "The last time, the day or minute as a whole; also the form, as with --format")
-      ->Must(kNotEmpty)
       ->OneEachTime()
       ->StandsFor(Stands::kTime);
   command.AddOption("-o,--out", options.out,

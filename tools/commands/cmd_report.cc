@@ -112,8 +112,7 @@ int Report(ReportOptions& options) {
 void AddReportCommand(Command& command, int& status) {
   ReportOptions& options = command.Runs<ReportOptions>(Report, status);
   AddFilesOption(command, options.files);
-  command.AddOption("-o,--out", options.out, "The page to write (default: report.html)")
-      ->Must(kNotEmpty);
+  command.AddOption("-o,--out", options.out, "The page to write (default: report.html)");
   command
       .AddOption("--size", options.size,
                  "Megabytes that the data may take (default 9; with more than 8,192 resources of a "

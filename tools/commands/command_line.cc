@@ -106,11 +106,19 @@ std::vector<std::string> WordsOf(int argc, char** argv, const char* divided) {
   return words;
 }
 
+// The library's own rules tell the largest number that there is with all of its digits.
+std::function<std::string(const std::string&)> AtLeast(double least) {
+  return [least](const std::string& text) {
+    double number = 0;
+    const bool right = CLI::detail::lexical_cast(text, number) && number >= least;
+    return right ? "" : "Value " + text + (least > 0 ? " is not above 0" : " is below 0");
+  };
+}
+
 }  // namespace
 
 const ValueRule kPositive{ValueRule::Sort::kPositive, {}};
 const ValueRule kNotNegative{ValueRule::Sort::kNotNegative, {}};
-const ValueRule kNotEmpty{ValueRule::Sort::kNotEmpty, {}};
 
 ValueRule OneOf(std::vector<std::string> words) {
   return {ValueRule::Sort::kOneOf, std::move(words)};
@@ -136,15 +144,10 @@ Option* Option::Must(const ValueRule& check) {
           CLI::Range(static_cast<int64_t>(check.least), static_cast<int64_t>(check.most)));
       break;
     case ValueRule::Sort::kPositive:
-      option_->check(CLI::PositiveNumber);
+      option_->check(AtLeast(std::numeric_limits<double>::min()), "POSITIVE");
       break;
     case ValueRule::Sort::kNotNegative:
-      option_->check(CLI::NonNegativeNumber);
-      break;
-    case ValueRule::Sort::kNotEmpty:
-      option_->check([](const std::string& text) {
-        return std::string(text.empty() ? "the value is empty" : "");
-      });
+      option_->check(AtLeast(0), "NONNEGATIVE");
       break;
   }
   return this;
@@ -207,7 +210,11 @@ Command* Command::Under(const std::string& heading) {
 
 template <class Value>
 Option* Command::AddOption(const std::string& names, Value& value, const std::string& text) {
-  options_.push_back(std::make_unique<Option>(app_->add_option(names, value, text)));
+  CLI::Option* const option = app_->add_option(names, value, text);
+  option->check([](const std::string& given) {
+    return std::string(given.empty() ? "the value is empty" : "");
+  });
+  options_.push_back(std::make_unique<Option>(option));
   return options_.back().get();
 }
 

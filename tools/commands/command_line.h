@@ -20,7 +20,7 @@ namespace psltool {
 
 // What the text of an option must be, beside being of its variable's type.
 struct ValueRule {
-  enum class Sort { kOneOf, kBetween, kPositive, kNotNegative, kNotEmpty };
+  enum class Sort { kOneOf, kBetween, kPositive, kNotNegative };
   Sort sort;
   std::vector<std::string> words;  // kOneOf
   double least = 0;                // kBetween, ends included
@@ -34,8 +34,6 @@ ValueRule Between(double least, double most);
 // A number above 0; a number of 0 or more.
 extern const ValueRule kPositive;
 extern const ValueRule kNotNegative;
-// A text of at least one character: an unset variable of a shell asks for nothing by it.
-extern const ValueRule kNotEmpty;
 
 // An option as added: each call narrows what is taken, and returns the option for the next.
 class Option {
@@ -83,7 +81,7 @@ class Command {
   Command* AddCommand(const std::string& name, const std::string& summary);
   // `names` as in "-o,--out", or a plain word for an argument without a name. Value: std::string, a
   // vector of them or of numbers, an integer or double type, or std::optional of one (see
-  // command_line.cc).
+  // command_line.cc). An empty value is refused: it is mostly what a shell's unset variable left.
   template <class Value>
   Option* AddOption(const std::string& names, Value& value, const std::string& text);
   Option* AddFlag(const std::string& names, bool& value, const std::string& text);

@@ -39,11 +39,9 @@ Option* AddSpanOptions(Command& command, ChoiceOptions& options, bool with_to) {
       .AddOption("--from", options.from,
                  "First time: 2024-03-04, \"2024-03-04 10:05\", 10:05, yesterday, -7d, \"last "
                  "week\" or @seconds")
-      ->Must(kNotEmpty)
       ->StandsFor(Stands::kTime);
   if (with_to) {
     command.AddOption("--to", options.to, "Last time; a day, minute or week as a whole")
-        ->Must(kNotEmpty)
         ->StandsFor(Stands::kTime);
   }
   return AddUtcFlag(command, options.utc);
