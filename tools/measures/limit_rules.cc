@@ -262,7 +262,8 @@ class RuleReader {
     const std::vector<std::string> parts = Parts(Word(), ':');
     const auto hour = Number(parts.front());
     const auto minute = Number(parts.back());
-    const bool two = parts.size() == 2 && parts[0].size() == 2 && parts[1].size() == 2;
+    const bool two = parts.size() == 2 && parts[0].size() == 2 && parts[1].size() == 2 &&
+                     Word().find_first_not_of("0123456789:") == std::string::npos;
     if (!two || !hour || !minute || *minute > 59 || *hour * 60 + *minute > 24 * 60) {
       return Wrong(fmt::format("\"{}\" is no time of day like 08:00", Word()));
     }

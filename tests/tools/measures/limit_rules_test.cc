@@ -135,6 +135,7 @@ TEST(LimitRules, BadLinesAreRefused) {
       {"ld busy > 1 between 08:00", "needs two times of day"},
       {"ld busy > 1 between 08:00 and 25:00", "\"25:00\" is no time of day"},
       {"ld busy > 1 between 08:60 and 09:00", "\"08:60\" is no time of day"},
+      {"ld busy > 1 between .8:00 and 09:00", "\".8:00\" is no time of day"},
       {"ld busy > 1 between 08:00 and 08:00", "the hours begin when they end"},
       {"ld busy > 1\x01", "a character that rules do not have"},
       {"ld busy > 1 \xC3\xA9", "a character that rules do not have"},
