@@ -168,7 +168,7 @@ def pruning(machine, kind):
 
 
 def tool_make(machine):
-    return Scenario('psltool make', 'psltool', ['make', '--arrays', '2', '-o', 'out', *SMALL],
+    return Scenario('psltool make', 'psltool', ['make', '--arrays', '2', '--force', '-o', 'out', *SMALL],
                     {'out': None}, clock=CLOCK, outputs=('out/',))
 
 

@@ -245,6 +245,9 @@ bool MayWrite(const SalvageRequest& request) {
   if (std::filesystem::equivalent(request.broken, request.good, error)) {
     return Fail(request.good, "is the damaged file itself");
   }
+  if (std::filesystem::equivalent(request.structure, request.good, error)) {
+    return Fail(request.good, "is the file that lends its structure record");
+  }
   return request.force || Fail(request.good, "exists; --force replaces it");
 }
 

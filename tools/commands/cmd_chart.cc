@@ -230,7 +230,9 @@ int DrawOf(const ChartOptions& options) {
   SeriesRequest request;
   Labels labels;
   if (!TakeChoice("chart", choice, request.dump) ||
-      !TakeMeasure(options, request.dump.kinds.front(), request) || !labels.Read(options.labels)) {
+      !TakeMeasure(options, request.dump.kinds.front(), request) ||
+      !MayWrite("chart -o", options.out, options.files, {options.labels}) ||
+      !labels.Read(options.labels)) {
     return kExitRefused;
   }
   Progress progress;

@@ -104,7 +104,8 @@ int RunCompare(const CompareOptions& options) {
   if (!TakeChoice("compare", options.choice, request.before.dump)) return kExitRefused;
   request.after.dump = request.before.dump;
   if (!TakeSides(options, request, before, after) || !TakeMeasures(options, request) ||
-      !MayWrite("compare --page", options.page, options.files) || !labels.Read(options.labels)) {
+      !MayWrite("compare --page", options.page, options.files, {options.labels}) ||
+      !labels.Read(options.labels)) {
     return kExitRefused;
   }
   Progress progress;

@@ -1,18 +1,18 @@
 // Command line of `psltool export`.
-#include "engine/names.h"
 #include "tools/commands/commands.h"
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "engine/names.h"
 #include "tools/commands/dump_options.h"
 #include "tools/commands/files_option.h"
 #include "tools/exporting/export_file.h"
@@ -145,7 +145,8 @@ int Export(ExportOptions& options) {
   what.array = options.array;
   Labels labels;
   if (!TakeChoice("export", options.choice, what.dump) || !TakeMetrics(options, what) ||
-      !MayWrite("export -o", options.out, options.files) || !labels.Read(options.labels)) {
+      !MayWrite("export -o", options.out, options.files, {options.labels}) ||
+      !labels.Read(options.labels)) {
     return kExitRefused;
   }
   const bool database = options.format == "sqlite";

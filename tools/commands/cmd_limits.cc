@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -48,8 +47,8 @@ int Limits(const LimitsOptions& options) {
   std::vector<LimitRule> rules;
   SeriesRequest request;
   if (!TakeChoice("limits", options.choice, request.dump) ||
-      !MayWrite("limits -o", options.out, options.files) || !labels.Read(options.labels) ||
-      !ReadLimitRules(options.rules, labels, rules)) {
+      !MayWrite("limits -o", options.out, options.files, {options.rules, options.labels}) ||
+      !labels.Read(options.labels) || !ReadLimitRules(options.rules, labels, rules)) {
     return kExitRefused;
   }
   request.dump.kinds = KindsOf(rules);

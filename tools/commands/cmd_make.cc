@@ -200,6 +200,7 @@ void AddTimeOptions(Command& command, MakeOptions& options) {
   command.AddOption("-o,--out", plan.out, "Directory for the files, made if missing (default .)")
       ->StandsFor(Stands::kDirectory)
       ->Under("What");
+  command.AddFlag("--force", plan.force, "Replace files that are there")->Under("What");
   command.AddFlag("-q,--quiet", plan.quiet, "Print nothing but errors")->Under("What");
 }
 

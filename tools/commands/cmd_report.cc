@@ -2,7 +2,6 @@
 #include "tools/commands/commands.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -87,7 +86,8 @@ int Report(ReportOptions& options) {
   DumpRequest what;
   Labels labels;
   if (!TakeChoice("report", options.choice, what) ||
-      !MayWrite("report -o", options.out, options.files) || !labels.Read(options.labels)) {
+      !MayWrite("report -o", options.out, options.files, {options.labels}) ||
+      !labels.Read(options.labels)) {
     return kExitRefused;
   }
   Progress progress;

@@ -21,13 +21,18 @@ void AddFilesOption(Command& command, std::vector<std::string>& files) {
 }
 
 bool MayWrite(const std::string& option, const std::string& out,
-              const std::vector<std::string>& files) {
-  const bool log = IsLogName(out) || IsArchiveName(out);
-  const bool input = std::any_of(files.begin(), files.end(), [&](const std::string& file) {
+              const std::vector<std::string>& files, const std::vector<std::string>& others) {
+  // An archive under its temporary name would get the final one from the run that makes it.
+  if (IsLogName(out) || IsArchiveName(out) || IsTemporaryName(out) || out.ends_with(".pml")) {
+    return Fail(option, out + " is a log or archive, which is never overwritten");
+  }
+  const auto is_output = [&](const std::string& file) {
     std::error_code error;
     return !out.empty() && std::filesystem::equivalent(file, out, error);
-  });
-  return (!log && !input) || Fail(option, out + " is a log or archive, which is never overwritten");
+  };
+  const bool input = std::any_of(files.begin(), files.end(), is_output) ||
+                     std::any_of(others.begin(), others.end(), is_output);
+  return !input || Fail(option, out + " is an input, which is never overwritten");
 }
 
 }  // namespace psltool

@@ -107,6 +107,11 @@ struct FileMaker {
     const uint32_t all = slice.last - slice.first;
     const Extended words = WordsOf(plan, files);
     RecordFile file(PathOf(plan, model.name, day, part));
+    // It may be a log of an array that does exist.
+    std::error_code error;
+    if (!plan.force && std::filesystem::exists(file.path(), error)) {
+      return Fail(file.path(), "exists; --force replaces it");
+    }
     const auto stamp_of = [&](uint32_t i) {
       return static_cast<uint32_t>(day.start + int64_t{slice.first + i} * plan.interval);
     };

@@ -48,6 +48,7 @@ struct MakePlan {
   uint32_t files_per_day = 1;
   bool local_days = false;  // days are cut in local time instead of UTC
   std::string out = ".";
+  bool force = false;  // files that are there are replaced
   bool quiet = false;
 };
 

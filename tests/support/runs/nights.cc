@@ -91,8 +91,8 @@ std::map<std::string, std::string> FilesOf(const TestServer& server) {
 
 void MakeLogs(const std::string& directory, const std::vector<std::string>& options,
               const std::string& zone) {
-  std::vector<std::string> arguments{"make", "-q", "-o",   directory, "--none",
-                                     "--ld", "3",  "--dp", "1"};
+  std::vector<std::string> arguments{"make",   "-q",   "--force", "-o",   directory,
+                                     "--none", "--ld", "3",       "--dp", "1"};
   if (std::find(options.begin(), options.end(), "--interval") == options.end()) {
     arguments.insert(arguments.end(), {"--interval", "1800"});
   }

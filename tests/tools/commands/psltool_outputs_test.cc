@@ -11,11 +11,13 @@
 
 namespace {
 
+const std::vector<std::string> kMake = {"make", "--start", "2024-03-04", "--records",
+                                        "2",    "--ld",    "2",          "-q"};
+
 class PsltoolOutputs : public testing::TestWithParam<std::vector<std::string>> {
  protected:
   void SetUp() override {
-    ASSERT_EQ(
-        Psltool({"make", "--start", "2024-03-04", "--records", "2", "--ld", "2", "-q"}).status, 0);
+    ASSERT_EQ(Psltool(kMake).status, 0);
     std::filesystem::copy(dir_.Path(kLog), dir_.Path("renamed"));
     dir_.Write("rules", "ld ops > 1000000\n");
   }
@@ -43,9 +45,13 @@ TEST_P(PsltoolOutputs, ALogIsNeverOverwritten) {
   EXPECT_EQ(dir_.Read(kLog), log);
 }
 
+// An archive under its temporary name is that of a run in progress.
 TEST_P(PsltoolOutputs, AnArchiveThatIsNotThereIsNotMade) {
-  EXPECT_EQ(WithOutput("20240304array01_1.psa").status, 2);
-  EXPECT_FALSE(dir_.Exists("20240304array01_1.psa"));
+  for (const char* name :
+       {"20240304array01_1.psa", "20240304array01.psa_tmp", "20240304array01#001_001.pml"}) {
+    EXPECT_EQ(WithOutput(name).status, 2) << name;
+    EXPECT_FALSE(dir_.Exists(name));
+  }
 }
 
 TEST_P(PsltoolOutputs, AnInputUnderAnyNameIsNeverOverwritten) {
@@ -60,6 +66,58 @@ TEST_P(PsltoolOutputs, OtherFilesAreReplaced) {
   const ProgramResult result = WithOutput("out.html");
   EXPECT_LE(result.status, 1) << result.err;
   EXPECT_NE(dir_.Read("out.html"), "before");
+}
+
+class PsltoolOtherOutputs : public PsltoolOutputs {};
+
+TEST_F(PsltoolOtherOutputs, APictureIsNotDrawnOverItsLog) {
+  std::filesystem::rename(dir_.Path(kLog), dir_.Path("log.svg"));
+  const std::string log = dir_.Read("log.svg");
+  EXPECT_EQ(Psltool({"chart", "log.svg", "-o", "./log.svg"}).status, 2);
+  EXPECT_EQ(dir_.Read("log.svg"), log);
+}
+
+TEST_F(PsltoolOtherOutputs, RulesAndLabelsAreInputs) {
+  EXPECT_EQ(Psltool({"limits", kLog, "--rules", "rules", "-o", "rules"}).status, 2);
+  EXPECT_EQ(dir_.Read("rules"), "ld ops > 1000000\n");
+  dir_.Write("labels", "group ld 1 reads\n");
+  const std::vector<std::vector<std::string>> lines = {
+      {"export", kLog, "--to", "csv", "-o", "labels"},
+      {"report", kLog, "-o", "labels"},
+      {"compare", kLog, "--page", "labels", "--", kLog},
+      {"limits", kLog, "--rules", "rules", "-o", "labels"}};
+  for (const std::vector<std::string>& line : lines) {
+    const ProgramResult result =
+        RunProgram(PSLTOOL_PATH, line, {dir_.Path(), {{"PSLTOOL_LABELS", "labels"}}});
+    EXPECT_EQ(result.status, 2) << line[0];
+    EXPECT_NE(result.err.find(": labels is an input, which is never overwritten\n"),
+              std::string::npos)
+        << result.err;
+    EXPECT_EQ(dir_.Read("labels"), "group ld 1 reads\n") << line[0];
+  }
+}
+
+TEST_F(PsltoolOtherOutputs, TheLogThatLendsItsStructureIsNotReplaced) {
+  const std::string log = dir_.Read(kLog);
+  const ProgramResult result =
+      Psltool({"salvage", "renamed", "--structure", kLog, "-o", kLog, "--force"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err,
+            std::string("psltool: ") + kLog + ": is the file that lends its structure record\n");
+  EXPECT_EQ(dir_.Read(kLog), log);
+}
+
+// It may be a log of an array that does exist.
+TEST_F(PsltoolOtherOutputs, MadeLogsReplaceNoneUnlessAsked) {
+  dir_.Write(kLog, "a real one");
+  const ProgramResult refused = Psltool(kMake);
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.err, std::string("psltool: ./") + kLog + ": exists; --force replaces it\n");
+  EXPECT_EQ(dir_.Read(kLog), "a real one");
+  std::vector<std::string> forced = kMake;
+  forced.emplace_back("--force");
+  EXPECT_EQ(Psltool(forced).status, 0);
+  EXPECT_EQ(dir_.Read(kLog), dir_.Read("renamed"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
