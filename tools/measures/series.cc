@@ -17,7 +17,6 @@ namespace psltool {
 
 namespace {
 
-// Logs tell more than hour archives, those more than day archives.
 constexpr size_t kMostGroups = 6;
 
 // Places of the numbers that are decoded: first those that all measures share, then three for each

@@ -19,7 +19,6 @@ struct Looked {
   std::vector<RecordPeriod> periods;
 };
 
-// Logs tell more than hour archives, those more than day archives.
 bool IsToldFiner(const std::vector<Looked>& files, const FileCover& own, const RecordPeriod& time) {
   return std::any_of(files.begin(), files.end(), [&](const Looked& other) {
     return Coarseness(other.cover.header.level) < Coarseness(own.header.level) &&

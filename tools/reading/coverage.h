@@ -36,7 +36,7 @@ std::string ArrayOrDash(const std::string& path, char level);
 bool Cover(const std::string& path, const CoverChoice& choice, Progress& progress,
            const std::function<void(const RecordPeriod&)>& note, FileCover& cover);
 
-// 0 of logs, 1 of hour archives, 2 of day archives.
+// 0 of logs, 1 of hour archives, 2 of day archives: logs tell most.
 constexpr int Coarseness(char level) { return level == 'D' ? 2 : level == 'H' ? 1 : 0; }
 
 // True: both files hold the same time. One may end with the second with which the other begins:
