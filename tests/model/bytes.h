@@ -45,12 +45,6 @@ inline void Append(Bytes& bytes, const Bytes& more) {
   bytes.insert(bytes.end(), more.begin(), more.end());
 }
 
-inline void AppendText(Bytes& bytes, std::string_view text) {
-  bytes.insert(bytes.end(), text.begin(), text.end());
-}
-
-inline void Append8(Bytes& bytes, uint8_t value) { bytes.push_back(value); }
-
 inline void Append16(Bytes& bytes, uint16_t value) {
   bytes.push_back(static_cast<uint8_t>(value >> 8));
   bytes.push_back(static_cast<uint8_t>(value & 0xFF));

@@ -6,7 +6,6 @@
 #ifndef TESTS_MODEL_PERIOD_H_
 #define TESTS_MODEL_PERIOD_H_
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 

@@ -4,7 +4,6 @@
 
 #include <time.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <string>
 

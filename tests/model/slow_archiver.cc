@@ -5,10 +5,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <optional>
-#include <set>
-#include <stdexcept>
 
 #include "tests/model/archive_state.h"
 #include "tests/model/input_names.h"

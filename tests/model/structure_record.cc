@@ -2,8 +2,6 @@
 
 #include "tests/model/structure_record.h"
 
-#include <string>
-
 namespace model {
 namespace {
 

@@ -13,11 +13,11 @@
 #include <vector>
 
 #include "tests/model/input_names.h"
-#include "tests/model/program_run.h"
 #include "tests/model/random_logs.h"
 #include "tests/model/slow_archiver.h"
 #include "tests/model/time_zone.h"
 #include "tests/support/revision_param.h"
+#include "tests/support/runs/model_run.h"
 
 #if !defined(QELPRFARC_PATH) || !defined(QELPRFARC_TEST_PATH)
 #error "both have to name the program under test, the second built with a prefix for tests"
@@ -53,8 +53,8 @@ std::vector<InputFile> AsInputs(const RunResult& result) {
 RunResult CheckRun(const std::string& program, const std::vector<InputFile>& inputs,
                    const RunOptions& options, const std::string& zone, const std::string& what) {
   const RunResult expected = model::RunArchiver(inputs, options);
-  const model::ProgramResult actual = model::RunProgram(program, inputs, options, zone);
-  const std::string difference = model::Difference(expected, actual);
+  const ArchiverRun actual = RunArchiverOn(program, inputs, options, zone);
+  const std::string difference = Difference(expected, actual);
   EXPECT_TRUE(difference.empty()) << what << ": " << difference;
   return expected;
 }

@@ -5,7 +5,6 @@
 #include <sys/shm.h>
 
 #include <algorithm>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 
