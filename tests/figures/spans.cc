@@ -2,9 +2,6 @@
 
 #include "tests/figures/spans.h"
 
-#include <algorithm>
-#include <cmath>
-
 namespace figures {
 namespace {
 
@@ -73,23 +70,6 @@ void AddSeries(const std::string& array, const File& file, const std::vector<Per
     }
   }
   std::erase_if(series, [](const auto& each) { return each.second.empty(); });
-}
-
-std::optional<double> MeanOf(const std::string& measure, const std::vector<Interval>& intervals) {
-  if (intervals.empty()) return std::nullopt;
-  if (measure == "max" || measure == "first-max" || measure == "second-max") {
-    return std::max_element(intervals.begin(), intervals.end(),
-                            [](auto& a, auto& b) { return a.value < b.value; })
-        ->value;
-  }
-  long double sum = 0;
-  long double weight = 0;
-  for (const Interval& each : intervals) {
-    sum += static_cast<long double>(each.value) * static_cast<long double>(each.weight);
-    weight += static_cast<long double>(each.weight);
-  }
-  if (weight == 0) return std::nullopt;
-  return static_cast<double>(sum / weight);
 }
 
 std::optional<double> PercentileOf(const std::vector<Interval>& intervals, unsigned percent) {

@@ -33,8 +33,6 @@ using SeriesMap = std::map<SeriesName, std::vector<Interval>>;
 void AddSeries(const std::string& array, const File& file, const std::vector<Period>& periods,
                SeriesMap& series);
 
-/// Of maxima the largest value, else the mean by weight; nothing without weight.
-std::optional<double> MeanOf(const std::string& measure, const std::vector<Interval>& intervals);
 /// Tries every value: the smallest that is not below those of so much of the weight.
 std::optional<double> PercentileOf(const std::vector<Interval>& intervals, unsigned percent);
 

@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <sstream>
 
 #include "areas/finfo.h"
@@ -94,7 +93,6 @@ EngineOutcome RunManual(const std::vector<std::string>& inputs, const ManualSett
   if (!settings.outpath.empty()) finfo.outpath = settings.outpath.c_str();
   arcdelinfo.out_flg = settings.outpath.empty() ? 0 : 1;
   arcdelinfo.noperiod_flg = settings.noperiod ? 1 : 0;
-  arcdelinfo.ext_flg = settings.trace_messages ? 1 : 0;
   OptVerbose = settings.verbose ? 1 : 0;
   return Run(notes);
 }

@@ -23,7 +23,6 @@ struct ManualSettings {
   std::string outpath = {};
   bool by_directory = false;  // as with "-p": names are looked for in `directory`
   bool noperiod = false;
-  bool trace_messages = false;  // as with "-ext"
   bool verbose = false;
 };
 

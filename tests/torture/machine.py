@@ -142,12 +142,6 @@ class Machine:
                         tree[path] = file.read()
 
 
-def alive(segment_number):
-    """Whether a shared-memory segment of that number exists."""
-    with open('/proc/sysvipc/shm') as file:
-        return any(line.split()[1] == str(segment_number) for line in list(file)[1:])
-
-
 def name_of_signal(number):
     return signal.Signals(number).name
 

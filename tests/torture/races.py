@@ -34,13 +34,6 @@ def _link(name, target):
     return act
 
 
-def _mode(name, mode):
-    def act(machine, scenario):
-        if os.path.exists(_path(machine, name)):
-            os.chmod(_path(machine, name), mode)
-    return act
-
-
 def _second_run(machine, scenario):
     # The first one has the lock, or does not need it yet or any more.
     return oracle.run(machine, scenario).status
