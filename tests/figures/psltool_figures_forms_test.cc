@@ -2,7 +2,6 @@
 // calculation: a line per resource and time, and the text for time-series engines.
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
 #include <tuple>
 #include <vector>

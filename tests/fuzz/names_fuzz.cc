@@ -1,5 +1,4 @@
 // File names: what the archiver and psltool take from them agrees.
-#include <cstring>
 
 #include "areas/finfo.h"
 #include "engine/names.h"

@@ -1,8 +1,6 @@
 // What the fuzzers start from: logs and archives of every revision, sound and broken, made by the
 // generators of the tests. Files stay small, so that thousands go through a target in a second.
-#include <algorithm>
 #include <filesystem>
-#include <span>
 
 #include "tests/fuzz/targets.h"
 #include "tests/model/random_logs.h"

@@ -1,7 +1,6 @@
 // A configuration segment, as the archiver and psltool read it: they take the same values, and one
 // refuses what the other finds faults with.
 #include <algorithm>
-#include <cstring>
 
 #include "archiver/segment.h"
 #include "archiver/segment_layout.h"

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "pmonb/PMONBshareTxt.h"
 #include "tests/fuzz/target.h"

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "areas/finfo.h"
 #include "tests/support/record_builder.h"

@@ -1,7 +1,6 @@
 // Statistics records that break a file: counts, sections, keys; in manual and automatic runs.
 #include <gtest/gtest.h>
 
-#include <string>
 #include <vector>
 
 #include "areas/finfo.h"

@@ -2,8 +2,6 @@
 // them. The entries themselves are the subject of form_test.
 #include <gtest/gtest.h>
 
-#include <map>
-#include <string>
 #include <vector>
 
 #include "areas/finfo.h"

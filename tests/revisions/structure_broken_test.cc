@@ -2,8 +2,6 @@
 // of account; in manual and automatic runs.
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <string>
 #include <vector>
 
 #include "areas/finfo.h"

@@ -2,8 +2,6 @@
 // is asked whether it can be passed over.
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "tests/support/record_builder.h"
 #include "tests/support/revision_facts.h"
 #include "tests/support/revision_run.h"

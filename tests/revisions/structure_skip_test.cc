@@ -2,8 +2,6 @@
 // flag becomes when it is not.
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <string>
 #include <vector>
 
 #include "areas/finfo.h"

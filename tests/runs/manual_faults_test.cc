@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <map>
 #include <string>
 
 #include "areas/finfo.h"

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <map>
 #include <string>
-#include <vector>
 
 #include "tests/support/process.h"
 #include "tests/support/runs/nights.h"

@@ -1,8 +1,6 @@
 // The damaged files: see the header. Offsets stand here as numbers.
 #include "tests/support/broken_files.h"
 
-#include <functional>
-
 #include "tests/support/record_builder.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/sample_records.h"

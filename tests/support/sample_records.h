@@ -3,7 +3,6 @@
 // tables.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <string>
-#include <vector>
 
 #include "tests/support/process.h"
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <set>
-#include <string_view>
 
 #include "engine/names.h"
 #include "tools/output/report.h"

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <bit>
 
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"

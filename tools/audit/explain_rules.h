@@ -1,8 +1,6 @@
 // Which rule makes each field of an archive's entry, and which interval held its value.
 #pragma once
 
-#include <span>
-#include <string>
 #include <vector>
 
 #include "tools/audit/explained.h"

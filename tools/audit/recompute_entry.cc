@@ -2,7 +2,6 @@
 // archives write it, since the last bit of a double depends on it.
 #include "tools/audit/recompute_entry.h"
 
-#include <bit>
 #include <cstring>
 
 #include "engine/byteorder.h"

@@ -6,7 +6,6 @@
 // time; the archiver's are in revisions/fold/quadset.h and accumulate.h.
 #pragma once
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 

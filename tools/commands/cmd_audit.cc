@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <map>
 #include <string>
-#include <vector>
 
 #include "tools/audit/archive_inputs.h"
 #include "tools/audit/audit_archive.h"

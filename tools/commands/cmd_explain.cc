@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <string>
-#include <vector>
 
 #include "tools/audit/archive_inputs.h"
 #include "tools/audit/explain_print.h"

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 #include <tuple>
 
 #include "tools/output/json.h"

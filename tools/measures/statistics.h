@@ -9,7 +9,6 @@
 #pragma once
 
 #include <cstddef>
-#include <limits>
 #include <optional>
 #include <utility>
 #include <vector>

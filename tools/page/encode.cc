@@ -5,7 +5,6 @@
 
 #include <array>
 #include <bit>
-#include <cstring>
 #include <optional>
 #include <stdexcept>
 

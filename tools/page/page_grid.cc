@@ -1,8 +1,6 @@
 // Steps of time: see the header.
 #include "tools/page/page_grid.h"
 
-#include <algorithm>
-
 namespace psltool {
 
 namespace {

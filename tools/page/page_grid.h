@@ -2,7 +2,6 @@
 // holding a number for every record of each.
 #pragma once
 
-#include <cstdint>
 #include <vector>
 
 #include "tools/page/page_data.h"

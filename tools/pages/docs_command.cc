@@ -3,8 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <vector>
-
 #include "tools/pages/help_text.h"
 #include "tools/pages/programs.h"
 

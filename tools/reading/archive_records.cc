@@ -1,8 +1,6 @@
 // Records of an archive under audit: see the header.
 #include "tools/reading/archive_records.h"
 
-#include <algorithm>
-
 #include "engine/byteorder.h"
 #include "engine/pmonfile.h"
 

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 
 #include "engine/byteorder.h"
 #include "engine/names.h"

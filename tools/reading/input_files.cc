@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <string_view>
 
 #include "engine/names.h"
 #include "tools/output/report.h"

@@ -2,7 +2,6 @@
 #include "tools/running/health_metrics.h"
 
 #include <algorithm>
-#include <string>
 
 namespace psltool {
 

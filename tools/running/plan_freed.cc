@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
-#include <cstring>
 #include <map>
 
 #include "engine/names.h"

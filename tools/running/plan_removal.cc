@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "archiver/removal.h"
 #include "logdir/autotarget.h"

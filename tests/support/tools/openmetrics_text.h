@@ -5,7 +5,6 @@
 #include <map>
 #include <string>
 #include <tuple>
-#include <utility>
 
 #include "tests/support/tools/export_rows.h"
 

@@ -6,7 +6,6 @@
 #include <map>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "tests/support/tempdir.h"
 

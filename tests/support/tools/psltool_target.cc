@@ -3,7 +3,6 @@
 
 #include <cstdio>
 #include <iterator>
-#include <memory>
 
 #include "tests/support/scratch.h"
 #include "tools/checking/check_file.h"

@@ -1,7 +1,6 @@
 // Times in commands: records of archives are chosen and printed by the period that they stand for.
 #include <gtest/gtest.h>
 
-#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <string>
 #include <vector>
 

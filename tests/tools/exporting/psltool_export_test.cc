@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>

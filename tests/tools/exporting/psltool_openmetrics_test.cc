@@ -2,7 +2,6 @@
 // `dump`.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <filesystem>
 #include <map>
 #include <sstream>

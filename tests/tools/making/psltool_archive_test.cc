@@ -1,9 +1,7 @@
 // The archiver takes what `psltool make` makes: logs of every revision, to hour and to day level.
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tests/support/made_records.h"

@@ -2,10 +2,7 @@
 // for, and what cannot be is refused.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tests/support/made_records.h"

@@ -6,7 +6,6 @@
 #include <bit>
 #include <cmath>
 #include <limits>
-#include <map>
 #include <string>
 #include <vector>
 
