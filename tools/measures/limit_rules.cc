@@ -8,11 +8,10 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 
 #include "tools/output/report.h"
 #include "tools/reading/kind_names.h"
+#include "tools/reading/text_lines.h"
 #include "tools/showing/dump_file.h"
 
 namespace psltool {
@@ -353,19 +352,15 @@ ReadRule ReadLimitRule(std::string_view line, const Labels& labels) {
 }
 
 bool ReadLimitRules(const std::string& path, const Labels& labels, std::vector<LimitRule>& rules) {
-  std::error_code error;
-  std::ifstream file(path);
-  if (!file || std::filesystem::is_directory(path, error)) return Fail(path, "cannot be read");
-  std::string line;
-  for (size_t number = 1; std::getline(file, line); ++number) {
+  const auto take = [&](const std::string& line, size_t number) {
     ReadRule read = ReadLimitRule(line, labels);
-    if (!read.why.empty()) return Fail(fmt::format("{}:{}", path, number), read.why);
-    if (!read.rule) continue;
-    read.rule->line = number;
-    rules.push_back(std::move(*read.rule));
-  }
-  if (file.bad()) return Fail(path, "cannot be read");
-  return !rules.empty() || Fail(path, "holds no rule");
+    if (read.rule) {
+      read.rule->line = number;
+      rules.push_back(std::move(*read.rule));
+    }
+    return read.why;
+  };
+  return EachLine(path, take) && (!rules.empty() || Fail(path, "holds no rule"));
 }
 
 }  // namespace psltool

@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <filesystem>
-#include <fstream>
 #include <optional>
 #include <vector>
 
@@ -15,6 +13,7 @@
 #include "tools/output/report.h"
 #include "tools/reading/file_summary.h"
 #include "tools/reading/kind_names.h"
+#include "tools/reading/text_lines.h"
 
 namespace psltool {
 
@@ -121,16 +120,9 @@ std::string TroubleOfName(std::string_view name) {
 }  // namespace
 
 bool Labels::Read(const std::string& path) {
-  if (path.empty()) return true;
-  std::error_code error;
-  std::ifstream file(path);
-  if (!file || std::filesystem::is_directory(path, error)) return Fail(path, "cannot be read");
-  std::string line;
-  for (size_t number = 1; std::getline(file, line); ++number) {
-    const std::string trouble = Take(line, number);
-    if (!trouble.empty()) return Fail(fmt::format("{}:{}", path, number), trouble);
-  }
-  return !file.bad() || Fail(path, "cannot be read");
+  return path.empty() || EachLine(path, [this](const std::string& line, size_t number) {
+           return Take(line, number);
+         });
 }
 
 std::string Labels::Take(std::string_view line, size_t number) {

@@ -161,7 +161,7 @@ TEST(PsltoolLimits, ABadLineEndsTheCommandWithItsNumber) {
   EXPECT_EQ(run("empty").status, 2);
   EXPECT_THAT(run("empty").err, HasSubstr("holds no rule"));
   EXPECT_EQ(run("none").status, 2);
-  EXPECT_THAT(run("none").err, HasSubstr("none: cannot be read"));
+  EXPECT_THAT(run("none").err, HasSubstr("none: cannot be read: No such file or directory\n"));
   EXPECT_EQ(run(".").status, 2);
 }
 

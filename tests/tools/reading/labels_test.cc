@@ -101,11 +101,13 @@ TEST(Labels, ABadLineIsRefusedWithFileAndNumber) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "psltool: " + dir.Path("labels") + ":3: " + trouble + "\n");
   }
-  for (const std::string& path : {dir.Path(), dir.Path("none")}) {
+  for (const auto& [path, why] :
+       {std::pair(dir.Path(), "Is a directory"), {dir.Path("none"), "No such file or directory"}}) {
     Labels labels;
     testing::internal::CaptureStderr();
     EXPECT_FALSE(labels.Read(path));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "psltool: " + path + ": cannot be read\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "psltool: " + path + ": cannot be read: " + why + "\n");
   }
 }
 
