@@ -48,7 +48,7 @@ int DumpOne(const DumpOptions& options, const DumpRequest& dump, TextOut& out, c
   if (end == DumpEnd::kDone) {
     return HasWhatWasAsked(dump.path, options.choice, dump, count) ? 0 : kExitFailed;
   }
-  return end == DumpEnd::kBroken ? kExitFailed : kExitUnusable;
+  return StatusOf(end);
 }
 
 int Dump(const DumpOptions& options) {

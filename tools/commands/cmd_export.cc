@@ -129,8 +129,7 @@ std::optional<int> PutFiles(const ExportOptions& options, ExportRequest& what, E
     progress.Clear();
     if (exporter.failed()) return std::nullopt;
     any = any || end == DumpEnd::kDone || end == DumpEnd::kBroken;
-    if (end == DumpEnd::kDone) continue;
-    status = std::max(status, end == DumpEnd::kBroken ? kExitFailed : kExitUnusable);
+    status = std::max(status, StatusOf(end));
   }
   if (status == kExitDone && !HasRows(options, what, exporter)) status = kNothing;
   // Of nothing no file is made; a reader of standard output has seen the head already.

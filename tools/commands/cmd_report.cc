@@ -36,11 +36,6 @@ struct ReportOptions {
   ChoiceOptions choice;
 };
 
-int StatusOf(DumpEnd end) {
-  if (end == DumpEnd::kDone) return kExitDone;
-  return end == DumpEnd::kBroken ? kExitFailed : kExitUnusable;
-}
-
 DumpCount CountOf(const PageData& page) {
   DumpCount count;
   for (const auto& [name, array] : page.arrays) {

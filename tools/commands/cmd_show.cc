@@ -39,9 +39,7 @@ int ShowFile(const std::string& path, const ShowOptions& options, DumpRequest du
       DumpFile(dump, writer, out, progress, PslReader::Reports::kPrinted, nullptr, &count);
   progress.Clear();
   if (writer.refused() || end == DumpEnd::kRefused) return kExitFailed;
-  int status = end == DumpEnd::kDone     ? kExitDone
-               : end == DumpEnd::kBroken ? kExitFailed
-                                         : kExitUnusable;
+  int status = StatusOf(end);
   if (!writer.file().rows.empty()) {
     shown.push_back(writer.file());
   } else if (status == kExitDone) {

@@ -301,10 +301,8 @@ int TopOfKind(const TopOptions& options, TextOut& out, std::vector<Json>& all) {
   }
   int status = kExitDone;
   for (const std::string& path : options.files) {
-    const DumpEnd end = collector.Take(path);
+    status = std::max(status, StatusOf(collector.Take(path)));
     progress.Clear();
-    if (end == DumpEnd::kDone) continue;
-    status = std::max(status, end == DumpEnd::kBroken ? kExitFailed : kExitUnusable);
   }
   collector.Finish();
   const std::vector<const TopResource*> shown = Chosen(collector, options);

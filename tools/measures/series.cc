@@ -231,8 +231,7 @@ int SeriesReader::Walk(SeriesSink& sink, std::function<bool(size_t)> wanted) {
     Writer writer(*this, file, sink, wanted);
     const DumpEnd end = DumpFile(dump, writer, nowhere, progress_, reports, nullptr, &count_);
     progress_.Clear();
-    if (end == DumpEnd::kBroken) status = std::max(status, kExitFailed);
-    if (end == DumpEnd::kUnreadable || end == DumpEnd::kRefused) status = kExitUnusable;
+    status = std::max(status, StatusOf(end));
   }
   return status;
 }

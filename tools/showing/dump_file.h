@@ -8,6 +8,7 @@
 
 #include "areas/kinds.h"
 #include "tools/output/progress.h"
+#include "tools/output/report.h"
 #include "tools/reading/finding.h"
 #include "tools/reading/time_text.h"
 #include "tools/showing/dump_writers.h"
@@ -47,6 +48,12 @@ DumpEnd DumpFile(const DumpRequest& request, DumpWriter& writer, const TextOut& 
 // Tells the writer which columns entries of the file can have, and nothing else. A file that cannot
 // be read has none; what is wrong with it is left to the dump to report.
 void LookAtColumns(const DumpRequest& request, DumpWriter& writer);
+
+// The exit status of a command whose dump of a file came to this end.
+constexpr int StatusOf(DumpEnd end) {
+  if (end == DumpEnd::kDone) return kExitDone;
+  return end == DumpEnd::kBroken ? kExitFailed : kExitUnusable;
+}
 
 // "ld", "wait-time".
 const char* WordOfKind(Kind kind);
