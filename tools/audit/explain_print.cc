@@ -162,8 +162,7 @@ std::string HowOf(const ExplainView& view, const Explanation& explanation,
   const size_t count = explanation.intervals.size();
   switch (field.rule) {
     case Gathered::kSum:
-      return fmt::format("the sum of {} {}{}", count, explanation.of_items ? "item" : "interval",
-                         count == 1 ? "" : "s");
+      return "the sum of " + Counted(count, explanation.of_items ? "item" : "interval");
     case Gathered::kMean:
       if (field.weight == 0) return fmt::format("no {}", field.by);
       if (field.column.row().unit == UnitName(FieldUnit::kPercent)) {
@@ -236,9 +235,8 @@ bool PrintExplanation(const ExplainView& view, const Explanation& explanation, T
     }
   }
   if (explanation.differences != 0) {
-    out.Print("{} field{} of the entry differ{} from what the inputs make\n",
-              explanation.differences, explanation.differences == 1 ? "" : "s",
-              explanation.differences == 1 ? "s" : "");
+    out.Print("{} of the entry differ{} from what the inputs make\n",
+              Counted(explanation.differences, "field"), explanation.differences == 1 ? "s" : "");
   }
   return true;
 }

@@ -91,22 +91,22 @@ class Report {
       more.Append({{"class", code}, {"count", count - kListedOfArchive}});
       if (!options_.answer.json) {
         out_.Print("{}: {} of class {}\n", file.path,
-                   Count(count - kListedOfArchive, "more finding"), code);
+                   Counted(count - kListedOfArchive, "more finding"), code);
       }
     }
     if (beyond != 0) {
       more.Append({{"class", nullptr}, {"count", beyond}});
-      if (!options_.answer.json) out_.Print("{}: {}\n", file.path, Count(beyond, "more finding"));
+      if (!options_.answer.json) out_.Print("{}: {}\n", file.path, Counted(beyond, "more finding"));
     }
     if (options_.answer.json) {
       files_.Append(JsonOf(file, std::move(more)));
     } else if (file.no_inputs) {
       out_.Print("{}: no inputs left\n", file.path);
     } else {
-      out_.Print("{}: {}: {} records with {} entries, {} bytes, against {} input{}\n", file.path,
-                 result.findings == 0 ? "agrees" : Count(result.findings, "finding"),
-                 result.records, result.entries, result.bytes, result.used.size(),
-                 result.used.size() == 1 ? "" : "s");
+      out_.Print("{}: {}: {} records with {} entries, {} bytes, against {}\n", file.path,
+                 result.findings == 0 ? "agrees" : Counted(result.findings, "finding"),
+                 result.records, result.entries, result.bytes,
+                 Counted(result.used.size(), "input"));
     }
     seen_.clear();
     findings_ = Json::Array();
@@ -125,7 +125,7 @@ class Report {
       PutJson(report, out_);
     } else if (!options_.directory.empty()) {
       out_.Print("{}: {} agree{}, {} with findings, {} without inputs left; {} entries, {} bytes\n",
-                 Count(totals_.archives, "archive"), totals_.agree, totals_.agree == 1 ? "s" : "",
+                 Counted(totals_.archives, "archive"), totals_.agree, totals_.agree == 1 ? "s" : "",
                  totals_.with_findings, totals_.no_inputs, totals_.entries, totals_.bytes);
     }
     if (!out_.FlushOrFail()) return kExitUnusable;
@@ -135,10 +135,6 @@ class Report {
   }
 
  private:
-  static std::string Count(uint64_t count, const char* what) {
-    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
-  }
-
   std::string TextOf(const AuditFinding& finding) const {
     std::string text = fmt::format("{}:{}: ", finding.path, finding.offset);
     text += finding.tag.empty() ? fmt::format("record {}", finding.record)

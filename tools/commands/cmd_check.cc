@@ -97,8 +97,8 @@ class Listing {
       if (options_.all || count <= kListedOfFile) continue;
       more.Append({{"class", key.second}, {"count", count - kListedOfFile}});
       if (options_.json || options_.quiet) continue;
-      out_.Print("{}: {} more finding{} of class {}\n", file.path, count - kListedOfFile,
-                 count - kListedOfFile == 1 ? "" : "s", key.second);
+      out_.Print("{}: {} of class {}\n", file.path, Counted(count - kListedOfFile, "more finding"),
+                 key.second);
     }
     if (options_.json) {
       Json object = {{"path", file.path},         {"size", file.size},
@@ -127,12 +127,9 @@ class Listing {
       PutJson(report, out_);
     } else if (!options_.quiet) {
       out_.Print(
-          "{} file{}, {} with findings: {} error{}, {} warning{}{}{}\n", totals.files,
-          totals.files == 1 ? "" : "s", totals.bad_files, totals.errors,
-          totals.errors == 1 ? "" : "s", totals.warnings, totals.warnings == 1 ? "" : "s",
-          totals.notes == 0
-              ? ""
-              : fmt::format(", {} note{}", totals.notes, totals.notes == 1 ? "" : "s"),
+          "{}, {} with findings: {}, {}{}{}\n", Counted(totals.files, "file"), totals.bad_files,
+          Counted(totals.errors, "error"), Counted(totals.warnings, "warning"),
+          totals.notes == 0 ? "" : ", " + Counted(totals.notes, "note"),
           totals.unreadable == 0 ? "" : fmt::format("; {} could not be read", totals.unreadable));
     }
   }

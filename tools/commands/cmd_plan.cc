@@ -90,8 +90,6 @@ std::string ArchiveText(const PlanFile& file) {
   return file.archive->empty() ? "; NOT ARCHIVED" : "; in " + *file.archive;
 }
 
-std::string Files(size_t count) { return fmt::format("{} file{}", count, count == 1 ? "" : "s"); }
-
 // One line per file; usual reasons are counted unless all are wanted.
 void PrintFiles(const char* word, const std::vector<PlanFile>& files, bool all, TextOut& out) {
   std::map<std::string, size_t> counted;
@@ -118,15 +116,14 @@ void PrintStep(const PlanStep& step, bool all, TextOut& out) {
           ? fmt::format("from {} (limit {}) ", Moment(step.period.limit).substr(0, 16),
                         KeepText(hour ? kClassHour : kClassDay))
           : "";
-  PrintLine(out, "{} archives, of dates {}up to {}: {} input{}, {} archive{}",
-            hour ? "hour" : "day", from, Moment(step.period.end), step.archived.size(),
-            step.archived.size() == 1 ? "" : "s", step.outputs.size(),
-            step.outputs.size() == 1 ? "" : "s");
+  PrintLine(out, "{} archives, of dates {}up to {}: {}, {}", hour ? "hour" : "day", from,
+            Moment(step.period.end), Counted(step.archived.size(), "input"),
+            Counted(step.outputs.size(), "archive"));
   PrintFiles("archive", step.archived, all, out);
   for (const PlanOutput& output : step.outputs) {
     const std::string trouble = output.trouble.empty() ? "" : "; " + output.trouble;
-    PrintLine(out, "  {:<8} {:<36} from {} input{}{}", "make", output.path, output.inputs,
-              output.inputs == 1 ? "" : "s", trouble);
+    PrintLine(out, "  {:<8} {:<36} from {}{}", "make", output.path, Counted(output.inputs, "input"),
+              trouble);
   }
   PrintFiles("skip", step.skipped, all, out);
 }
@@ -138,8 +135,9 @@ void PrintText(const PlanOptions& options, const Plan& plan, TextOut& out) {
   for (const std::string& warning : plan.warnings) PrintLine(out, "WARNING: {}", warning);
   for (const PlanStep& step : plan.steps) PrintStep(step, options.all, out);
   for (const PruneStep& step : plan.pruning) {
-    PrintLine(out, "pruning, mode {}: {}, {} freed{}", step.mode, Files(step.files.size()),
-              SizeText(BytesFreed(step.files)), step.failure.empty() ? "" : "; " + step.failure);
+    PrintLine(out, "pruning, mode {}: {}, {} freed{}", step.mode,
+              Counted(step.files.size(), "file"), SizeText(BytesFreed(step.files)),
+              step.failure.empty() ? "" : "; " + step.failure);
     for (const PlanFile& file : step.files) {
       PrintLine(out, "  {:<8} {} {}", file.code, file.path, file.reason);
     }
@@ -147,7 +145,7 @@ void PrintText(const PlanOptions& options, const Plan& plan, TextOut& out) {
   if (!plan.end.empty()) {
     PrintLine(out, "the run would end here: {}", plan.end);
   } else if (!options.request.prune) {
-    PrintLine(out, "removal: {}, {} freed", Files(plan.removed.size()),
+    PrintLine(out, "removal: {}, {} freed", Counted(plan.removed.size(), "file"),
               SizeText(BytesFreed(plan.removed)));
     PrintFiles("remove", plan.removed, true, out);
     if (options.all) PrintFiles("keep", plan.kept, true, out);

@@ -65,10 +65,9 @@ void PrintText(TextOut& out, const SealReport& report) {
   const size_t findings =
       static_cast<size_t>(std::count_if(report.entries.begin(), report.entries.end(),
                                         [](const SealEntry& e) { return IsFinding(e.state); }));
-  out.Print("{} kept, {} added, {} renewed, {} forgotten, {} finding{}",
-            Count(report, SealState::kKept), Count(report, SealState::kAdded),
-            Count(report, SealState::kRenewed), Count(report, SealState::kForgotten), findings,
-            findings == 1 ? "" : "s");
+  out.Print("{} kept, {} added, {} renewed, {} forgotten, {}", Count(report, SealState::kKept),
+            Count(report, SealState::kAdded), Count(report, SealState::kRenewed),
+            Count(report, SealState::kForgotten), Counted(findings, "finding"));
   const size_t unread = Count(report, SealState::kUnread);
   if (unread != 0) out.Print("; {} not looked at", unread);
   out.Put("\n");

@@ -173,10 +173,9 @@ int WorkOn(UnitsOptions& options, bool quiet) {
   if (!quiet) {
     TextOut out(stdout);
     out.Print("{}: {}\n", OutputOf(options.request.place, unit),
-              end == UnitEnd::kMade
-                  ? fmt::format("made from {} input{}, {} bytes", unit.inputs.size(),
-                                unit.inputs.size() == 1 ? "" : "s", unit.bytes)
-                  : "done already");
+              end == UnitEnd::kMade ? fmt::format("made from {}, {} bytes",
+                                                  Counted(unit.inputs.size(), "input"), unit.bytes)
+                                    : "done already");
   }
   return kExitDone;
 }

@@ -51,6 +51,10 @@ bool TextOut::FlushToFile() {
   return std::fflush(file_) == 0 && whole;
 }
 
+std::string Counted(uint64_t count, std::string_view what) {
+  return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
 bool PrintTo(const std::string& path, const std::function<void(TextOut&)>& print, bool durable) {
   if (path.empty()) {
     TextOut out(stdout);

@@ -5,6 +5,7 @@
 
 #include <fmt/core.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <string>
@@ -74,6 +75,9 @@ class TextOut {
 // `durable`: see RecordFile::FinishDurably. False: reported.
 bool PrintTo(const std::string& path, const std::function<void(TextOut&)>& print,
              bool durable = false);
+
+// "1 file", "2 files".
+std::string Counted(uint64_t count, std::string_view what);
 
 // A line whose arguments may come from anywhere: no control character of theirs reaches a reader.
 template <class... Arguments>

@@ -9,6 +9,7 @@
 #include "archiver/segment_layout.h"
 #include "report/runinfo.h"
 #include "tools/output/report.h"
+#include "tools/output/text_out.h"
 #include "tools/running/plan.h"
 
 namespace psltool {
@@ -41,7 +42,7 @@ std::string KeepText(int retention_class) {
   // The codes ascend; a code plus its count lies below the next one.
   for (size_t i = std::size(kUnits); i-- > 0;) {
     const int32_t count = arcdelinfo.savetm[at] - kRetentionUnits[i].code;
-    if (count > 0) return fmt::format("{} {}{}", count, kUnits[i], count == 1 ? "" : "s");
+    if (count > 0) return Counted(static_cast<uint64_t>(count), kUnits[i]);
   }
   return "for ever";
 }
