@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <tuple>
 
-#include "tools/output/report.h"
 #include "tools/reading/coverage.h"
 
 namespace psltool {
@@ -86,10 +85,7 @@ bool LookAtFiles(const std::vector<std::string>& paths, const DumpRequest& reque
     std::vector<Looked>& others = arrays[looked.cover.array];
     for (const Looked& other : others) {
       if (other.cover.header.level != looked.cover.header.level) continue;
-      if (!Meet(looked.cover, other.cover)) continue;
-      return Fail(path, fmt::format("holds the same time of array {} as {}: its intervals would "
-                                    "count twice; name one of them, or use --from and --to",
-                                    looked.cover.array, other.cover.path));
+      if (Meet(looked.cover, other.cover)) return FailTwice(looked.cover, other.cover, progress);
     }
     PageArray& array = page.arrays[looked.cover.array];
     array.name = looked.cover.array;
