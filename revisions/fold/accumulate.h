@@ -108,21 +108,6 @@ inline bool FoldHead(SlotHead& head, const uint8_t* entry, const FoldContext& co
   return true;
 }
 
-// Turns extremes that the vector kernels left as counts into rates.
-template <FormId kId, QuadRule kRule>
-inline void SettleRates(const SlotRef& slot) {
-  constexpr const Form& kForm = kForms[kId];
-  if constexpr (kForm.quadsets != 0) {
-    double& length = slot.Length(kForm.tracked);
-    if (length == 0.0) return;
-    for (size_t i = 0; i < 4 * size_t{kForm.tracked}; ++i) {
-      double& extreme = slot.Extreme(i);
-      extreme = i % 4 < 2 ? RateOf(extreme, length) : VolumeOf<kRule>(extreme, length);
-    }
-    length = 0.0;
-  }
-}
-
 // Folds the counter groups of an entry, which stand at `quadsets` (elsewhere than in the entry when
 // it is compact: zeros).
 template <FormId kId, QuadRule kRule>

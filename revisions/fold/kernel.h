@@ -27,11 +27,13 @@ struct TileEntries {
 struct TileRun {
   size_t count;
   TileEntries of[kMostIntervals];  // oldest first
-  bool first;                      // the oldest is the first of its period
-  size_t lanes;                    // in use
-  size_t step;                     // that of all intervals; 0: they are scattered
-  bool whole;                      // each lane counts in all intervals
-  uint8_t busy_lanes;              // bit n: lane n has counter groups in an interval
+  // The oldest is the first of its period. If there are several, nothing has been folded into the
+  // slots before; where there is one, entries of the same record may have been.
+  bool first;
+  size_t lanes;        // in use
+  size_t step;         // that of all intervals; 0: they are scattered
+  bool whole;          // each lane counts in all intervals
+  uint8_t busy_lanes;  // bit n: lane n has counter groups in an interval
   // If they are scattered, those in which a lane has groups. In the others all that have a length
   // stand still, which is a rate of 0.
   size_t busy_count;

@@ -61,14 +61,13 @@ struct Lengths {
   Masks timed;     // lanes with a length
   Masks begins;    // lanes whose period begins with the oldest interval
   Masks still;     // lanes that have a length in an interval that is not busy
-  Masks begins_still;
-  bool gaps;  // a lane that has a length has none in a busy interval
+  bool gaps;       // a lane that has a length has none in a busy interval
 };
 
 template <bool kScattered>
 QELPRF_INLINE Lengths LengthsOf(const FoldRun& run, size_t lane) {
   const Doubles oldest = Load(run.lengths[0] + lane);
-  Lengths found = {oldest, true, Masks{}, Masks{}, Masks{}, Masks{}, false};
+  Lengths found = {oldest, true, Masks{}, Masks{}, Masks{}, false};
   for (size_t i = 1; kScattered && i < run.tile->count; ++i) {
     found.length = Larger(found.length, Load(run.lengths[i] + lane));
   }
@@ -86,7 +85,6 @@ QELPRF_INLINE Lengths LengthsOf(const FoldRun& run, size_t lane) {
         least = Smaller(least, length);
       } else {
         found.still |= timed;
-        if (i == 0 && run.tile->first) found.begins_still = timed;
       }
     } else {
       differ |= other;
@@ -212,8 +210,6 @@ QELPRF_INLINE void SettleRates(double* extremes, size_t tracked, double* lengths
 template <bool kCurrent, bool kScattered>
 QELPRF_INLINE void FoldAny(double* fields, double* extremes, size_t offset, const FoldRun& run,
                            size_t lane, const Lengths& lengths, bool tracked) {
-  const Doubles zeros[4] = {};
-  if (kScattered && tracked) BeginAll(extremes, zeros, lengths.begins_still);
   Sums sums = LoadSums(fields);
   for (size_t n = 0; n < BusyCount<kScattered>(run); ++n) {
     const TileEntries& entries = Busy<kScattered>(run, n);
@@ -259,7 +255,6 @@ void FoldLanes(double* fields, const FoldRun& run, size_t lane) {
   double* const counted = extremes + run.tracked * 4 * kTileLanes;
   const bool plain = !kScattered || (run.tile->whole && run.tile->busy_count == run.tile->count);
   const Lengths lengths = plain ? LengthsOf<false>(run, lane) : LengthsOf<true>(run, lane);
-  if (run.tile->first) SettleRates<kCurrent>(extremes, run.tracked, counted);
   // A lane without a length has no extremes; one that begins a period or goes on with its length
   // keeps counts.
   const Doubles old = Load(counted);
@@ -296,9 +291,6 @@ template <bool kCurrent>
 void StandStill(double* fields, const FoldRun& run, size_t lane) {
   double* extremes = fields + lane + run.quadsets * 4 * kTileLanes;
   const Lengths lengths = LengthsOf<true>(run, lane);
-  if (run.tile->first) {
-    SettleRates<kCurrent>(extremes, run.tracked, extremes + run.tracked * 4 * kTileLanes);
-  }
   for (size_t i = 0; i < run.tracked; ++i, extremes += 4 * kTileLanes) {
     if (run.next != 0 && lane == 0) Fetch(extremes + run.next);
     const Doubles zeros[4] = {};

@@ -1,6 +1,7 @@
 // Putting the slots of a kind as a section: eight at a time by a vector kernel, or one by one.
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 
 #include "areas/finfo.h"
@@ -8,9 +9,9 @@
 #include "revisions/fold/kernel.h"
 #include "revisions/sets/open_slots.h"
 
-// Puts the eight slots of a tile, their words made by the kernel.
+// Puts the slots of a tile, `lanes` of them in use, their words made by the kernel.
 template <FormId kId, QuadRule kRule>
-uint8_t* PutTile(uint8_t* out, const ResourceSet& set, uint32_t mask, int32_t index) {
+uint8_t* PutTile(uint8_t* out, const ResourceSet& set, uint32_t mask, int32_t index, size_t lanes) {
   constexpr const Form& kForm = kForms[kId];
   constexpr size_t kGroupBytes = kForm.quadsets * kQuadsetSize;
   constexpr size_t kExtremeBytes = kForm.tracked * kQuadsetSize;
@@ -24,11 +25,12 @@ uint8_t* PutTile(uint8_t* out, const ResourceSet& set, uint32_t mask, int32_t in
   run.next = set.fields_per_slot * kLanes;
   OpenSlots::Fetch(set, index + static_cast<int32_t>(kLanes));
   for (size_t lane = 0; lane < kLanes; ++lane) {
-    run.time[lane] = OpenSlots::At(set, index + static_cast<int32_t>(lane)).head.time;
+    run.time[lane] =
+        lane < lanes ? OpenSlots::At(set, index + static_cast<int32_t>(lane)).head.time : 0;
   }
   (kRule == QuadRule::kCurrent ? fold_kernels->put_current : fold_kernels->put_older)(
       OpenSlots::Fields(set, index), run);
-  for (size_t lane = 0; lane < kLanes; ++lane) {
+  for (size_t lane = 0; lane < lanes; ++lane) {
     const SlotRef slot = OpenSlots::At(set, index + static_cast<int32_t>(lane));
     std::memset(out, 0, kForm.quadsets_at);
     PutHead<kId>(out, slot.head, set.key_count);
@@ -59,14 +61,13 @@ uint8_t* PutSlots(uint8_t* out, Kind kind, int32_t from, int32_t to) {
   const uint32_t mask = finfo.items[kind].out_mask;
   int32_t i = from;
   if constexpr (kForms[kId].quadsets != 0) {
-    for (; fold_kernels != nullptr && i + kStep <= to; i += kStep) {
-      out = PutTile<kId, kRule>(out, set, mask, i);
+    for (; fold_kernels != nullptr && i < to; i += kStep) {
+      const auto lanes = static_cast<size_t>(std::min(kStep, to - i));
+      out = PutTile<kId, kRule>(out, set, mask, i, lanes);
     }
   }
   for (; i < to; ++i) {
-    const SlotRef slot = OpenSlots::At(set, i);
-    SettleRates<kId, kRule>(slot);
-    out = PutEntry<kId, kRule>(out, slot, set.key_count, mask);
+    out = PutEntry<kId, kRule>(out, OpenSlots::At(set, i), set.key_count, mask);
   }
   return out;
 }

@@ -67,7 +67,6 @@ void FoldOneByOne(const TileRun& run, TileLengths& lengths, const ResourceSet& s
       lengths[i][lane] = Load32(entry + kAtInterval);
       if (fold_kernels != nullptr) continue;
       const bool compact = (run.of[i].compact >> lane & 1) != 0;
-      SettleRates<kId, kRule>(slot);
       FoldGroups<kId, kRule>(slot, entry, compact ? kNoEntry.data() : entry + kForm.quadsets_at,
                              fold);
       if (!compact && !fold.compute) MergeWords<kId>(slot, entry + kForm.size, fold);

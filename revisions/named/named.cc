@@ -38,6 +38,21 @@ struct FileEntry {
   }
 };
 
+// Turns extremes that the vector kernels left as counts into rates.
+template <FormId kId, QuadRule kRule>
+void SettleRates(const SlotRef& slot) {
+  constexpr const Form& kForm = kForms[kId];
+  if constexpr (kForm.quadsets != 0) {
+    double& length = slot.Length(kForm.tracked);
+    if (length == 0.0) return;
+    for (size_t i = 0; i < 4 * size_t{kForm.tracked}; ++i) {
+      double& extreme = slot.Extreme(i);
+      extreme = i % 4 < 2 ? RateOf(extreme, length) : VolumeOf<kRule>(extreme, length);
+    }
+    length = 0.0;
+  }
+}
+
 // The slot of an index as the scalar functions take it.
 template <FormId kId>
 SlotRef SlotOf(int32_t index) {

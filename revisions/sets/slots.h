@@ -42,7 +42,7 @@ static_assert(sizeof(SlotHead) == 64);
 // group, then the four extremes of each tracked group (largest and smallest operation rate, largest
 // and smallest volume rate or, by the older rule, second average), in the order of the item bits.
 // The vector kernels keep extremes as counts while all intervals of a slot have one length: that
-// length is the last field, else 0 (SettleRates in accumulate.h).
+// length is the last field, else 0 (SettleRates in kernel_impl.h).
 inline constexpr size_t kLanes = 8;
 
 // One slot: its head and its fields, kLanes apart.

@@ -62,6 +62,7 @@ class MadeLog {
     return log;
   }
   std::vector<size_t> starts;  // of the statistics records
+  uint8_t of_each = kOfEach;
   // Keys of entries of logical and physical disks instead of their own, by record and place.
   std::map<std::pair<int, int>, uint8_t> logical, physical;
   Bytes padding;  // behind the sections of each statistics record
@@ -78,7 +79,7 @@ class MadeLog {
  private:
   Bytes Structure() const {
     StructureBuilder all = OneOfEach(revision_, false, 1);
-    for (uint8_t key = 2; key <= kOfEach; ++key) {
+    for (uint8_t key = 2; key <= of_each; ++key) {
       for (auto& [slot, entries] : OneOfEach(revision_, false, key).lists) {
         all.lists[slot].insert(all.lists[slot].end(), entries.begin(), entries.end());
       }
@@ -96,7 +97,7 @@ class MadeLog {
     if (nodes) kinds.push_back(kHpNode);
     record.sections.clear();
     for (const Kind kind : kinds) {
-      for (uint8_t key = 1; key <= kOfEach; ++key) {
+      for (uint8_t key = 1; key <= of_each; ++key) {
         const bool by_position = revision_ >= 0x1D && (kind == kHp || kind == kRp || kind == kMp);
         const bool stranger = strangers_ != 0 && !by_position && figures_.OneIn(strangers_);
         const uint8_t usual = stranger ? StrangerIn(kind) : key;

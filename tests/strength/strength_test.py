@@ -262,6 +262,16 @@ class Mutants(unittest.TestCase):
         with self.assertRaises(SystemExit):
             campaign.read_equivalents(path)
 
+    # A changed line has mutants of its own: what was said of the former one would count for none.
+    def test_the_equivalents_are_mutants_of_lines_that_are_there(self):
+        equivalents = campaign.read_equivalents(os.path.join(HERE, 'equivalent.txt'))
+        made = set()
+        for path in {path for path, _, _ in equivalents}:
+            with open(os.path.join(ROOT, path)) as file:
+                for of_line in operators.mutants_of(path, file.read()):
+                    made |= {(path, mutant.before.strip(), mutant.after.strip()) for mutant in of_line}
+        self.assertEqual(set(equivalents) - made, set())
+
     def test_the_draw_follows_its_seed_and_its_files(self):
         draws = [campaign.draw(ROOT, ['pmonb/*', '!*.h'], seed) for seed in (1, 1, 2)]
         self.assertEqual(draws[0], draws[1])
