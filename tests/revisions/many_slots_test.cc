@@ -153,5 +153,36 @@ void ShareASlot() {
 
 TEST(ManySlotsAtACursor, AbsentKeysShareASlotWithTheirNeighbours) { WithEveryKernel(ShareASlot); }
 
+// The record that begins a period has two entries of a disk: the extremes of the second, be it an
+// idle one, take the place of those of the first.
+void BeginTwice() {
+  struct Entry {
+    uint32_t length;  // milliseconds
+    uint32_t count;   // 0: compact
+  };
+  struct Case {
+    Entry entries[2];
+    uint32_t rate;  // thousandths of operations a second
+  };
+  for (const Case& each : {Case{{{1000, 7}, {2000, 8}}, 4000}, Case{{{1000, 7}, {1000, 8}}, 8000},
+                           Case{{{1000, 7}, {1000, 0}}, 0}, Case{{{1000, 0}, {1000, 7}}, 7000}}) {
+    RevisionRun run(0x1D);
+    run.Feed(StructureBuilder(0x1D).Add(kPd, {{1, 0}, {1, 1}}).Build());
+    StatisticsBuilder record(0x1D);
+    for (const Entry& entry : each.entries) {
+      Bytes disk = Bytes(64).U32(4, entry.length).U8(8, 1).Quad(32, entry.count, 0, 0, 0);
+      if (entry.count == 0) disk = disk.U8(10, 1).Part(0, 32);
+      record.Add(kPd, disk);
+    }
+    run.Feed(record.Build());
+    const Bytes period = run.Period();
+    const size_t words = period.Get32(96 + 4) + 64;
+    EXPECT_EQ(period.Get32(words), each.rate);
+    EXPECT_EQ(period.Get32(words + 4), each.rate);
+  }
+}
+
+TEST(ManySlotsTwiceInARecord, LaterEntriesBeginThePeriodAnew) { WithEveryKernel(BeginTwice); }
+
 }  // namespace
 }  // namespace revtest
