@@ -71,7 +71,8 @@ TEST_F(ManualOutput, ReplacedFileKeepsItsRights) {
   Put("out/20240101A.psa", kOld);
   const std::string path = directory_.Path("out/20240101A.psa");
   ASSERT_EQ(chmod(path.c_str(), 0640), 0);
-  const ProgramResult result = Disturbed({}, {Put("20240101A.psl", LogOf(0x21, {1, 1}))});
+  const ProgramResult result = RunProgram(
+      QELPRFARC_PATH, {"-o", directory_.Path("out"), Put("20240101A.psl", LogOf(0x21, {1, 1}))});
   EXPECT_EQ(result.status, 0) << result.err;
   struct stat status {};
   ASSERT_EQ(stat(path.c_str(), &status), 0);

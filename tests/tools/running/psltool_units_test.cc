@@ -178,6 +178,7 @@ TEST_F(PsltoolUnits, FailureKeepsTheOldArchive) {
 
 // It was tried again for ever.
 TEST_F(PsltoolUnits, LockThatCannotBeLookedAtEndsTheRun) {
+  SKIP_WITHOUT_PRELOADING();
   for (const char* call : {"fstat", "stat"}) {
     const ProgramResult result = RunProgram(
         PSLTOOL_PATH, {"unit", "-o", "out", "logs", "20240228a"},
