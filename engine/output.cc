@@ -137,6 +137,7 @@ void TakeBackNames(const std::vector<Names>& names, size_t count) {
 // for between the names: its lack would end the run there.
 void NameGroup() {
   std::vector<Names> names;
+  names.reserve(group.size());
   for (const Finished& finished : group) names.push_back(NamesOf(finished.name.c_str()));
   sigset_t terminate;
   sigset_t before;
