@@ -23,7 +23,8 @@ void AddFilesOption(Command& command, std::vector<std::string>& files) {
 bool MayWrite(const std::string& option, const std::string& out,
               const std::vector<std::string>& files, const std::vector<std::string>& others) {
   // An archive under its temporary name would get the final one from the run that makes it.
-  if (IsLogName(out) || IsArchiveName(out) || IsTemporaryName(out) || out.ends_with(".pml")) {
+  if (IsLogName(out) || IsArchiveName(out) || IsTemporaryName(BaseName(out)) ||
+      out.ends_with(".pml")) {
     return Fail(option, out + " is a log or archive, which is never overwritten");
   }
   const auto is_output = [&](const std::string& file) {

@@ -62,10 +62,13 @@ TEST_P(PsltoolOutputs, AnInputUnderAnyNameIsNeverOverwritten) {
 }
 
 TEST_P(PsltoolOutputs, OtherFilesAreReplaced) {
-  dir_.Write("out.html", "before");
-  const ProgramResult result = WithOutput("out.html");
-  EXPECT_LE(result.status, 1) << result.err;
-  EXPECT_NE(dir_.Read("out.html"), "before");
+  dir_.MakeDirectory("old.psa_tmp");
+  for (const char* name : {"out.html", "old.psa_tmp/out.html"}) {
+    dir_.Write(name, "before");
+    const ProgramResult result = WithOutput(name);
+    EXPECT_LE(result.status, 1) << result.err;
+    EXPECT_NE(dir_.Read(name), "before");
+  }
 }
 
 class PsltoolOtherOutputs : public PsltoolOutputs {};
