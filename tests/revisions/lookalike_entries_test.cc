@@ -61,5 +61,44 @@ TEST_P(LookalikeEntries, WithoutTheirExtendedWords) {
   }
 }
 
+// Disk ports, an entry of a second for each key.
+StatisticsBuilder Ports(int revision, const std::vector<uint8_t>& keys) {
+  StatisticsBuilder record(revision);
+  for (const uint8_t key : keys) record.Add(kDp, PlainEntry(revision, kDp, key, 1000));
+  return record;
+}
+
+// How long each of them has been seen in the period.
+std::vector<uint32_t> TimesOfPorts(RevisionRun& run, int revision, size_t ports) {
+  const std::vector<KindFacts> kinds = KindsOf(revision);
+  size_t size = 48;
+  for (uint32_t mask = FindKind(kinds, kDp)->mask; mask != 0; mask <<= 1) size += 4;
+  const Bytes written = SectionOf(run.Period(), revision, kDp, ports * size);
+  std::vector<uint32_t> times;
+  for (size_t i = 0; i < ports; ++i) times.push_back(written.Get32(i * size + 4));
+  return times;
+}
+
+// One port has two entries, so that the last has none: behind the section something looks like it.
+TEST_P(LookalikeEntries, BehindTheirSection) {
+  StructureBuilder structure(GetParam());
+  for (uint8_t key = 1; key <= 10; ++key) structure.Add(kDp, {{key, key}});
+  RevisionRun run(GetParam());
+  run.Feed(structure.Build());
+  Bytes record = Ports(GetParam(), {1, 2, 3, 4, 5, 6, 7, 8, 8, 9}).Build();
+  record.Add(PlainEntry(GetParam(), kDp, 10, 1000));
+  run.Feed(record.U32(8, record.size()));
+  EXPECT_EQ(TimesOfPorts(run, GetParam(), 10),
+            (std::vector<uint32_t>{1000, 1000, 1000, 1000, 1000, 1000, 1000, 2000, 1000, 0}));
+}
+
+// They come as in the table, but it has one of the keys twice: the first port has both.
+TEST_P(LookalikeEntries, OfOneKey) {
+  RevisionRun run(GetParam());
+  run.Feed(StructureBuilder(GetParam()).Add(kDp, {{1, 1}, {2, 2}, {1, 1}, {3, 3}}).Build());
+  run.Feed(Ports(GetParam(), {1, 2, 1, 3}).Build());
+  EXPECT_EQ(TimesOfPorts(run, GetParam(), 4), (std::vector<uint32_t>{2000, 1000, 0, 1000}));
+}
+
 }  // namespace
 }  // namespace revtest
