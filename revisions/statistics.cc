@@ -138,9 +138,7 @@ bool RepeatPeriod(const RevisionLayout& layout) {
     NoteRecord(at, frame);
     if (frame.tag == RecordTag::kStatistics && !FoldAgain(layout)) return false;
   }
-  const bool first = finfo.first_interval;
   finfo = now;
-  finfo.first_interval = first;
   return true;
 }
 
