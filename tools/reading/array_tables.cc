@@ -64,7 +64,7 @@ std::optional<uint64_t> WalkList(std::span<const uint8_t> record, const List& li
     }
     uint64_t size = list.entry;
     if (row.total_length_at != kNone) {
-      const auto length_at = static_cast<size_t>(row.total_length_at);
+      const auto length_at = static_cast<uint8_t>(row.total_length_at);
       size = Load32(entry.data() + length_at);
       if (size < list.entry) {
         report.Error("variable-length", at + length_at, field(", total length"),
