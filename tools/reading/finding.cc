@@ -15,7 +15,7 @@ std::string Describe(const Finding& finding) {
 }
 
 std::string DescribeWithAdvice(const Finding& finding) {
-  const std::string text = Describe(finding);
+  std::string text = Describe(finding);
   // In record 0, the file header, there is nothing else to be found and nothing to be saved.
   if (finding.severity == Severity::kUnreadable || finding.record == 0) return text;
   return text + "; psltool check tells all findings, psltool salvage saves the sound records";
