@@ -97,7 +97,7 @@ int64_t FirstRemoval(const char* digits, const std::function<RemovalVerdict(int6
 
 // What a directory of the archives holds. The subdirectory may be missing.
 Listing ListForRemoval(const char* directory, bool may_be_missing) {
-  const Listing listing = ListDirectory(directory);
+  Listing listing = ListDirectory(directory);
   const bool missing = listing.error == ENOENT || listing.error == ENOTDIR;
   if (listing.call != nullptr && missing && may_be_missing) return listing;
   if (listing.call != nullptr) EndUnlisted(directory, listing);

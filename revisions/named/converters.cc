@@ -46,5 +46,5 @@ void ntoh_PMONquadset(void* dst, const void* src) {
 
 void ntoh_ExSta(void* words, int n) {
   auto* p = static_cast<uint8_t*>(words);
-  for (int i = 0; i < n; ++i) Swap32At(p + 4 * i);
+  for (int i = 0; i < n; ++i, p += 4) Swap32At(p);
 }
