@@ -152,7 +152,7 @@ std::vector<std::string> SumsOfDirectories::GoneFrom(const std::string& director
   std::vector<std::string> gone;
   for (const auto& [name, digest] : Of(directory)) {
     struct stat state {};
-    const bool there = stat((directory + "/" + name).c_str(), &state) == 0;
+    const bool there = stat(fmt::format("{}/{}", directory, name).c_str(), &state) == 0;
     if (!name.empty() && !there && (errno == ENOENT || errno == ENOTDIR)) gone.push_back(name);
   }
   return gone;

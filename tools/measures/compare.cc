@@ -15,7 +15,7 @@ namespace psltool {
 
 namespace {
 
-constexpr size_t kCells = 7 * 24;
+constexpr size_t kCells = size_t{7} * 24;
 
 size_t CellOf(const RecordPeriod& period, Matching matching, Zone zone) {
   if (matching == Matching::kNone) return 0;
