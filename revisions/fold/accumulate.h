@@ -125,7 +125,7 @@ inline void FoldGroups(const SlotRef& slot, const uint8_t* entry, const uint8_t*
 // The extreme that an item bit names, by its position from bit 31 down; null beyond the form's.
 template <FormId kId>
 inline double* ExtremeAt(const SlotRef& slot, size_t position) {
-  constexpr size_t kRatioAt = 4 * kForms[kId].tracked;
+  constexpr size_t kRatioAt = size_t{4} * kForms[kId].tracked;
   if (position < kRatioAt) return &slot.Extreme(position);
   if (position == kRatioAt) return &slot.head.ratio_maximum;
   if (position == kRatioAt + 1) return &slot.head.ratio_minimum;

@@ -8,7 +8,7 @@ namespace {
 // Truncation toward zero of what is not negative; too large values saturate.
 QELPRF_INLINE Wide ToWords(Doubles v) {
   constexpr double kWhole = 4503599627370496.0;  // 2^52: sums with it have no fraction
-  const Doubles most = v - v + 4294967295.0;
+  const Doubles most = Doubles{} + 4294967295.0;
   const Doubles bounded = Smaller(v, most);
   const Doubles rounded = (bounded + kWhole) - kWhole;
   const Doubles whole = Choose(reinterpret_cast<Masks>(bounded < rounded), rounded - 1.0, rounded);
@@ -17,13 +17,13 @@ QELPRF_INLINE Wide ToWords(Doubles v) {
 
 QELPRF_INLINE Wide EncodeCounts(Doubles count) {
   const Masks large = reinterpret_cast<Masks>(count > 2147483647.0);
-  const Doubles most = count - count + 2147483647.0;
+  const Doubles most = Doubles{} + 2147483647.0;
   return ToWords(Choose(large, Smaller(count / 256.0, most), count)) |
          (reinterpret_cast<Wide>(large) & 0x80000000);
 }
 
 QELPRF_INLINE Wide Quotients(Doubles sum, Doubles by, Masks there) {
-  return ToWords(Choose(there, sum, sum - sum) / Choose(there, by, by - by + 1.0));
+  return ToWords(Choose(there, sum, Doubles{}) / Choose(there, by, Doubles{} + 1.0));
 }
 
 // Two words that follow each other in the file.
