@@ -12,27 +12,27 @@ size_t FieldBytes(const ResourceSet& set) {
   return tiles * kLanes * set.fields_per_slot * sizeof(double);
 }
 
+size_t SlotBytes(const ResourceSet& set) {
+  return FieldBytes(set) + static_cast<size_t>(set.entries) * set.head_size;
+}
+
 }  // namespace
 
 // Vectors are not to lie across cache lines, and a large block is to have large pages.
 void OpenSlots::Provide(ResourceSet& set) {
-  set.slot_block.Reserve(static_cast<size_t>(set.entries) * set.head_size);
-  if (set.fields_per_slot == 0) return;
-  const size_t size = FieldBytes(set);
+  const size_t size = SlotBytes(set);
   const size_t alignment = size < kLargePage ? kCacheLine : kLargePage;
-  auto at = reinterpret_cast<uintptr_t>(set.field_block.Reserve(size + alignment - 1));
+  auto at = reinterpret_cast<uintptr_t>(set.block.Reserve(size + alignment - 1));
   at = (at + alignment - 1) / alignment * alignment;
   set.fields = reinterpret_cast<double*>(at);
+  set.heads = reinterpret_cast<uint8_t*>(at) + FieldBytes(set);
   if (alignment == kLargePage) PreferLargePages(set.fields, size);
 }
 
-void OpenSlots::Clear(ResourceSet& set) {
-  std::memset(Bytes(set), 0, static_cast<size_t>(set.entries) * set.head_size);
-  if (set.fields_per_slot != 0) std::memset(set.fields, 0, FieldBytes(set));
-}
+void OpenSlots::Clear(ResourceSet& set) { std::memset(set.fields, 0, SlotBytes(set)); }
 
 void OpenSlots::Free(ResourceSet& set) {
-  set.slot_block.Free();
-  set.field_block.Free();
+  set.block.Free();
+  set.heads = nullptr;
   set.fields = nullptr;
 }

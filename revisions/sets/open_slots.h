@@ -6,10 +6,8 @@
 #include "revisions/sets/slots.h"
 
 struct OpenSlots {
-  static uint8_t* Bytes(const ResourceSet& set) { return set.slot_block.data(); }
-  static SlotHead* Heads(const ResourceSet& set) {
-    return reinterpret_cast<SlotHead*>(set.slot_block.data());
-  }
+  static uint8_t* Bytes(const ResourceSet& set) { return set.heads; }
+  static SlotHead* Heads(const ResourceSet& set) { return reinterpret_cast<SlotHead*>(set.heads); }
   // First field of a slot; null for kinds without counter groups.
   static double* Fields(const ResourceSet& set, int32_t index) {
     if (set.fields_per_slot == 0) return nullptr;

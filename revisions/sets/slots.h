@@ -101,10 +101,10 @@ struct ResourceSet {
   }
 
  private:
-  friend struct OpenSlots;  // open_slots.h
-  Buffer slot_block;        // heads
-  Buffer field_block;
-  double* fields = nullptr;  // counter groups, in tiles; in the block, from a cache line's start on
+  friend struct OpenSlots;   // open_slots.h
+  Buffer block;              // the fields and, behind them, the heads
+  uint8_t* heads = nullptr;  // each in a cache line of its own
+  double* fields = nullptr;  // counter groups, in tiles, from a cache line's start on
 };
 
 extern std::array<ResourceSet, kSectionKinds> resource_sets;

@@ -22,7 +22,7 @@ ProgramResult Compile(const std::string& expression) {
 
 TEST(OpenSlots, NothingElseGivesASlot) {
   EXPECT_EQ(Compile("OpenSlots::Heads(resource_sets[kLd])").status, 0);
-  for (const char* member : {"slot_block", "field_block", "fields"}) {
+  for (const char* member : {"block", "heads", "fields"}) {
     const ProgramResult result = Compile(std::string("&resource_sets[kLd].") + member);
     EXPECT_NE(result.status, 0);
     // "is private within this context" of g++, "is a private member of" of clang.
