@@ -107,11 +107,6 @@ struct FileMaker {
     const uint32_t all = slice.last - slice.first;
     const Extended words = WordsOf(plan, files);
     RecordFile file(PathOf(plan, model.name, day, part));
-    // It may be a log of an array that does exist.
-    std::error_code error;
-    if (!plan.force && std::filesystem::exists(file.path(), error)) {
-      return Fail(file.path(), "exists; --force replaces it");
-    }
     const auto stamp_of = [&](uint32_t i) {
       return static_cast<uint32_t>(day.start + int64_t{slice.first + i} * plan.interval);
     };
@@ -143,12 +138,27 @@ struct FileMaker {
   }
 };
 
+// A log that is there may be of an array that does exist. Looked for before anything is made.
+bool NoneIsThere(const MakePlan& plan) {
+  for (const std::string& array : plan.arrays) {
+    for (uint32_t d = 0; d < plan.days; ++d) {
+      for (uint32_t part = 0; part < plan.files_per_day; ++part) {
+        const std::string path = PathOf(plan, array, DayOf(plan, d), part);
+        std::error_code error;
+        if (std::filesystem::exists(path, error)) return Fail(path, "exists; --force replaces it");
+      }
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 bool MakeFiles(const MakePlan& plan) {
   std::error_code error;
   std::filesystem::create_directories(plan.out, error);
   if (error) return Fail(plan.out, "cannot be created: " + error.message());
+  if (!plan.force && !NoneIsThere(plan)) return false;
   Progress progress(!plan.quiet);
   TextOut out(stdout);
   for (size_t n = 0; n < plan.arrays.size(); ++n) {

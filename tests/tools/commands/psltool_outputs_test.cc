@@ -123,6 +123,15 @@ TEST_F(PsltoolOtherOutputs, MadeLogsReplaceNoneUnlessAsked) {
   EXPECT_EQ(dir_.Read(kLog), dir_.Read("renamed"));
 }
 
+TEST_F(PsltoolOtherOutputs, NoLogIsMadeWhenOneOfThemIsThere) {
+  dir_.MakeDirectory("logs");
+  dir_.Write("logs/20240306array01.psl", "a real one");
+  EXPECT_EQ(Psltool({"make", "-q", "--days", "3", "--records", "1", "-o", "logs"}).err,
+            "psltool: logs/20240306array01.psl: exists; --force replaces it\n");
+  EXPECT_EQ(dir_.Names("logs"), std::vector<std::string>{"20240306array01.psl"});
+  EXPECT_EQ(dir_.Read("logs/20240306array01.psl"), "a real one");
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Commands, PsltoolOutputs,
     testing::Values(std::vector<std::string>{"export", "-o", "--to", "csv", "renamed"},
