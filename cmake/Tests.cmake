@@ -155,6 +155,12 @@ if(Python3_FOUND AND TARGET Qelprfarc AND TARGET psltool AND NOT QELPRFARC_SANIT
   endforeach()
 endif()
 
+# What sources name they include; a unity build compiles them without it.
+if(Python3_FOUND)
+  add_test(NAME Includes
+    COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tests/includes.py")
+endif()
+
 # Which kernels are built, with compilers that know less.
 if(Python3_FOUND AND NOT QELPRFARC_SANITIZE)
   add_test(NAME KernelChoice
